@@ -1,0 +1,11 @@
+# How every target of this project is compiled. Not installed: clients compile as they like.
+add_library(TarnkitOptions INTERFACE)
+target_compile_features(TarnkitOptions INTERFACE cxx_std_20)
+target_compile_options(TarnkitOptions INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  -fvisibility=hidden -fvisibility-inlines-hidden)
+if(TARNKIT_SANITIZERS)
+  target_compile_options(TarnkitOptions INTERFACE
+    -fsanitize=${TARNKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(TarnkitOptions INTERFACE -fsanitize=${TARNKIT_SANITIZERS})
+endif()

@@ -1,0 +1,262 @@
+// CArray: the library's growable array. Contiguous elements, 0-based `int` indices, value semantics.
+//
+// An array owns its elements; their memory comes from the `Policy` (by default the calling thread's current
+// memory manager at the moment of growing) and goes back to wherever it came from. Any change of the size may
+// move the elements. A wrong index or count is an assertion, after which nothing is changed. One thread at a
+// time.
+#pragma once
+
+#include <tarnkit/data_model.h>
+#include <tarnkit/failures.h>
+#include <tarnkit/memory_manager.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <initializer_list>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace Tarn {
+
+/// The new capacity of a container that holds `capacity` elements and needs room for `needed`: growth by half
+/// the capacity, at least `minimal` elements, at least what is needed. `needed` is above `capacity`.
+constexpr int GrownCapacity(int capacity, int needed, int minimal = 8) {
+    const int growth = std::max(needed - capacity, std::max(capacity / 2, minimal));
+    return growth > INT_MAX - capacity ? needed : capacity + growth;
+}
+
+template<class T, class Policy = CurrentMemoryManager>
+class CArray {
+public:
+    CArray() = default;
+    explicit CArray(int size) : CArray() { SetSize(size); }
+    CArray(std::initializer_list<T> values) : CArray() {
+        Reserve(static_cast<int>(values.size()));
+        for (const T& value : values)
+            Add(value);
+    }
+    CArray(const CArray& other) : CArray() { Append(other); }
+    CArray(CArray&& other) noexcept : CArray() { Swap(other); }
+    CArray& operator=(const CArray& other) {
+        if (this != &other) {
+            CArray copy(other);
+            Swap(copy);
+        }
+        return *this;
+    }
+    CArray& operator=(CArray&& other) noexcept {
+        Swap(other);
+        return *this;
+    }
+    ~CArray() { FreeBuffer(); }
+
+    int Size() const { return count; }
+    int Capacity() const { return capacity; }
+    bool IsEmpty() const { return count == 0; }
+
+    T* Ptr() { return elements; }
+    const T* Ptr() const { return elements; }
+    T* begin() { return elements; }
+    T* end() { return elements + count; }
+    const T* begin() const { return elements; }
+    const T* end() const { return elements + count; }
+
+    /// The element at `index`, which must exist.
+    T& operator[](int index) { return elements[index]; }
+    const T& operator[](int index) const { return elements[index]; }
+    T& First() { return elements[0]; }
+    const T& First() const { return elements[0]; }
+    T& Last() { return elements[count - 1]; }
+    const T& Last() const { return elements[count - 1]; }
+
+    /// Makes room for `needed` elements in all; never shrinks.
+    void Reserve(int needed) {
+        if (needed > capacity)
+            grow(needed);
+    }
+
+    /// Cuts the array or extends it with value-initialised elements.
+    void SetSize(int size) {
+        if (size < 0) {
+            GenAssert(u"array", __LINE__);
+            return;
+        }
+        if (size < count)
+            std::destroy(elements + size, elements + count);
+        else {
+            Reserve(size);
+            for (; count < size; count++)
+                ::new (static_cast<void*>(elements + count)) T();
+        }
+        count = size;
+    }
+
+    /// Appends a copy of `value`, which may be an element of this array.
+    void Add(const T& value) { emplaceLast(value); }
+    void Add(T&& value) { emplaceLast(std::move(value)); }
+
+    /// Appends all of `other`, which may be this array.
+    template<class OtherPolicy>
+    void Append(const CArray<T, OtherPolicy>& other) {
+        const int added = other.Size();
+        Reserve(sumOrFail(count, added));
+        for (int i = 0; i < added; i++)
+            Add(other[i]);
+    }
+
+    /// Inserts a copy of `value` before `position` (0 to `Size()`); the elements behind move up.
+    void InsertAt(int position, T value) {
+        if (position < 0 || position > count) {
+            GenAssert(u"array", __LINE__);
+            return;
+        }
+        Add(std::move(value));
+        std::rotate(elements + position, elements + count - 1, elements + count);
+    }
+
+    /// Removes `number` elements from `position` on; the elements behind move down.
+    void DeleteAt(int position, int number = 1) {
+        if (position < 0 || number < 0 || number > count - position) {
+            GenAssert(u"array", __LINE__);
+            return;
+        }
+        std::move(elements + position + number, elements + count, elements + position);
+        std::destroy(elements + count - number, elements + count);
+        count -= number;
+    }
+
+    /// Removes the last element of a non-empty array.
+    void DeleteLast() { DeleteAt(count - 1); }
+
+    /// Removes all elements and keeps the memory.
+    void DeleteAll() {
+        std::destroy(elements, elements + count);
+        count = 0;
+    }
+
+    /// Removes all elements and gives the memory back.
+    void FreeBuffer() {
+        DeleteAll();
+        if (elements != nullptr)
+            Policy::Free(elements);
+        elements = nullptr;
+        capacity = 0;
+    }
+
+    /// The first index at or after `start` whose element equals `value`, or -1.
+    template<class Value>
+    int Find(const Value& value, int start = 0) const {
+        for (int i = start; i < count; i++)
+            if (elements[i] == value)
+                return i;
+        return -1;
+    }
+    template<class Value>
+    bool Has(const Value& value) const {
+        return Find(value) >= 0;
+    }
+
+    /// Sorts by a comparison that returns a negative number, zero or a positive one; equal elements keep
+    /// their order when `isStable` is set.
+    void Sort(int (*compare)(const T*, const T*), bool isStable = false) {
+        auto isBefore = [compare](const T& a, const T& b) { return compare(&a, &b) < 0; };
+        if (isStable)
+            std::stable_sort(begin(), end(), isBefore);
+        else
+            std::sort(begin(), end(), isBefore);
+    }
+
+    /// The index of an element that compares equal to `value` in an array sorted by `compare`, or -1 with
+    /// `insertAt`, when given, set to where the value belongs.
+    int BinarySearch(const T& value, int (*compare)(const T*, const T*), int* insertAt = nullptr) const {
+        auto isBefore = [compare](const T& a, const T& b) { return compare(&a, &b) < 0; };
+        const T* place = std::lower_bound(begin(), end(), value, isBefore);
+        const int index = static_cast<int>(place - begin());
+        if (insertAt != nullptr)
+            *insertAt = index;
+        return index < count && compare(place, &value) == 0 ? index : -1;
+    }
+
+    /// Removes each element that equals the one before it.
+    void DeleteAdjacentDuplicates() {
+        const int kept = static_cast<int>(std::unique(begin(), end()) - begin());
+        DeleteAt(kept, count - kept);
+    }
+
+    void Swap(CArray& other) noexcept {
+        std::swap(count, other.count);
+        std::swap(elements, other.elements);
+        std::swap(capacity, other.capacity);
+    }
+
+    bool operator==(const CArray& other) const {
+        return std::equal(begin(), end(), other.begin(), other.end());
+    }
+
+private:
+    int count = 0;
+    T* elements = nullptr;
+    int capacity = 0;
+
+    static_assert(alignof(T) <= alignof(std::max_align_t),
+                  "over-aligned elements need a manager of their own");
+
+    static int sumOrFail(int a, int b) {
+        if (b > INT_MAX - a)
+            ThrowMemoryException();
+        return a + b;
+    }
+
+    static T* allocate(int size) {
+        if (static_cast<unsigned long long>(size) * sizeof(T) > INT_MAX)
+            ThrowMemoryException();
+        return static_cast<T*>(Policy::Alloc(static_cast<unsigned>(size) * static_cast<unsigned>(sizeof(T))));
+    }
+
+    // Moves the elements into `room`, which then is the buffer.
+    void adopt(T* room, int newCapacity) noexcept {
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            if (count > 0)
+                std::memcpy(static_cast<void*>(room), elements, static_cast<std::size_t>(count) * sizeof(T));
+        } else {
+            std::uninitialized_move(elements, elements + count, room);
+            std::destroy(elements, elements + count);
+        }
+        if (elements != nullptr)
+            Policy::Free(elements);
+        elements = room;
+        capacity = newCapacity;
+    }
+
+    void grow(int needed) {
+        const int newCapacity = GrownCapacity(capacity, needed);
+        adopt(allocate(newCapacity), newCapacity);
+    }
+
+    // Appends an element made from `value`, which may lie inside the buffer that growing gives back: the new
+    // element is made before the old ones move.
+    template<class Value>
+    void emplaceLast(Value&& value) {
+        if (count < capacity) {
+            ::new (static_cast<void*>(elements + count)) T(std::forward<Value>(value));
+        } else {
+            const int newCapacity = GrownCapacity(capacity, sumOrFail(count, 1));
+            T* room = allocate(newCapacity);
+            try {
+                ::new (static_cast<void*>(room + count)) T(std::forward<Value>(value));
+            } catch (...) {
+                Policy::Free(room);
+                throw;
+            }
+            adopt(room, newCapacity);
+        }
+        count++;
+    }
+};
+
+static_assert(sizeof(CArray<int>) == 3 * kPointerSize);
+
+} // namespace Tarn

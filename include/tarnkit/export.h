@@ -1,0 +1,19 @@
+// Marks what the shared library Tarnkit shows to its clients.
+//
+// Everything else in the library has hidden visibility. A class that is thrown, derived from or caught by
+// clients carries the mark itself, so that its type information is one and the same in every module.
+#pragma once
+
+#if defined(_WIN32)
+#if defined(TARNKIT_BUILDING)
+#define TARNKIT_API __declspec(dllexport)
+#elif defined(TARNKIT_INTERNAL)
+#define TARNKIT_API
+#else
+#define TARNKIT_API __declspec(dllimport)
+#endif
+#define TARNKIT_MODULE_EXPORT __declspec(dllexport)
+#else
+#define TARNKIT_API __attribute__((visibility("default")))
+#define TARNKIT_MODULE_EXPORT __attribute__((visibility("default")))
+#endif

@@ -1,0 +1,242 @@
+// Three allocators for memory whose shape is known in advance, all over page-granular virtual memory:
+// COneBlockAllocator, one buffer that grows in place; CBlockManager, a pool of equal blocks; CStackManager, a
+// mark-and-release stack. CSizeClassAllocator is the pool of the string bodies, built from block managers.
+//
+// Each object owns its memory and gives it back to the system only in its destructor; resets keep it for
+// reuse. None of them locks: one thread at a time for each object. Blocks are aligned to `kAllocationUnit`.
+// Running out of memory is the memory exception.
+#pragma once
+
+#include <tarnkit/memory_manager.h>
+
+namespace Tarn {
+
+/// `value` rounded up to a multiple of `unit` for positive values; others are cut toward zero.
+constexpr int RoundUp(int value, int unit) {
+    return (value >= 1 ? (value - 1) / unit + 1 : value / unit) * unit;
+}
+
+/// One contiguous buffer that grows in place up to a size reserved at the start; its address never changes.
+class TARNKIT_API COneBlockAllocator {
+public:
+    /// Reserves `reservedSize` bytes, at least 1, rounded up to the granule of ten system pages.
+    explicit COneBlockAllocator(int reservedSize = 0x100000);
+    /// Throws the memory exception when the system refuses to take the region back.
+    virtual ~COneBlockAllocator() noexcept(false);
+
+    COneBlockAllocator(const COneBlockAllocator&) = delete;
+    COneBlockAllocator& operator=(const COneBlockAllocator&) = delete;
+
+    void* GetPtr() const { return base; }
+
+    /// Makes the first `size` bytes usable. Beyond the reserved size: the memory exception, nothing changed.
+    void SetSize(int size) {
+        if (size > committedSize)
+            commit(size);
+        allocatedSize = size;
+    }
+
+    /// Sets the size to 0; the memory stays committed.
+    void Reset() { allocatedSize = 0; }
+
+    int AllocatedSize() const { return allocatedSize; }
+    int ReservedSize() const { return reservedSize; }
+    int FreeSize() const { return reservedSize - allocatedSize; }
+
+private:
+    void* base = nullptr;
+    int allocatedSize = 0;
+    int committedSize = 0;
+    int reservedSize = 0;
+
+    void commit(int size);
+};
+
+/// A pool of equal-sized blocks carved out of large pages, with a last-in, first-out free list.
+class TARNKIT_API CBlockManager final : public IMemoryManager {
+public:
+    /// Blocks of `blockSize` bytes, from pages of about `pageSize` bytes each.
+    constexpr CBlockManager(int blockSize, int pageSize)
+        : blockSize(blockSize),
+          alignedBlockSize(
+              RoundUp(blockSize < kAllocationUnit ? kAllocationUnit : blockSize, kAllocationUnit)),
+          pageDataSize(RoundUp(pageSize - kAllocationUnit > alignedBlockSize ? pageSize - kAllocationUnit
+                                                                             : alignedBlockSize,
+                               alignedBlockSize)) {}
+    constexpr ~CBlockManager() noexcept(false) override {
+        if (pages != nullptr || sparePages != nullptr)
+            releaseAllMemory();
+    }
+
+    CBlockManager(const CBlockManager&) = delete;
+    CBlockManager& operator=(const CBlockManager&) = delete;
+
+    /// One block; asserts that `size` is the block size.
+    void* Alloc(int size) override {
+        if (size != blockSize)
+            GenAssert(u"alloc.h", 620);
+        return doAlloc();
+    }
+    void* Alloc() { return doAlloc(); }
+
+    /// Puts a block of this pool on the free list; null is ignored.
+    void Free(void* ptr) override {
+        if (ptr == nullptr)
+            return;
+        auto* block = static_cast<CFreeBlock*>(ptr);
+        block->next = freeBlocks;
+        freeBlocks = block;
+        freeBlocksSize += blockSize;
+        allocatedBlocksSize -= blockSize;
+    }
+
+    /// Takes back all blocks at once; their pages are kept for reuse.
+    void Reset();
+    void ResetWithoutDump() { Reset(); }
+
+    int BlockSize() const { return blockSize; }
+    /// Bytes in the free list and in blocks handed out, counted in units of the block size.
+    int FreeBlocksSize() const { return freeBlocksSize; }
+    int AllocatedBlocksSize() const { return allocatedBlocksSize; }
+
+private:
+    struct CFreeBlock {
+        CFreeBlock* next;
+    };
+    // A page: the link, then from `kAllocationUnit` on the blocks.
+    struct CPage {
+        CPage* next;
+    };
+
+    CFreeBlock* freeBlocks = nullptr;
+    CPage* pages = nullptr;
+    CPage* sparePages = nullptr;
+    int used = 0;
+    int freeBlocksSize = 0;
+    int blockSize;
+    int alignedBlockSize;
+    int pageDataSize;
+    int allocatedBlocksSize = 0;
+
+    void* doAlloc() {
+        if (freeBlocks != nullptr) {
+            CFreeBlock* block = freeBlocks;
+            freeBlocks = block->next;
+            freeBlocksSize -= blockSize;
+            allocatedBlocksSize += blockSize;
+            return block;
+        }
+        if (pages == nullptr || used + alignedBlockSize > pageDataSize)
+            allocPage();
+        void* block = reinterpret_cast<char*>(pages) + kAllocationUnit + used;
+        used += alignedBlockSize;
+        allocatedBlocksSize += blockSize;
+        return block;
+    }
+
+    void allocPage();
+    void releaseMemory(CPage* list);
+    void releaseAllMemory();
+};
+
+class CStackManager;
+
+/// A position of a stack manager to come back to.
+struct CStackManagerState {
+    void* block;       ///< the current block at that time; null when there was none
+    int used;          ///< the bytes used in it
+    int allocatedSize; ///< the manager's allocated size
+};
+
+/// A mark-and-release allocator: single frees do nothing, memory comes back by returning to a state.
+class TARNKIT_API CStackManager final : public IMemoryManager {
+public:
+    /// `blockSize` is the size of a minimal block, its header included.
+    constexpr explicit CStackManager(int blockSize = 0x10000)
+        : minimalBlockDataSize(blockSize - static_cast<int>(sizeof(CBlock))) {}
+    constexpr ~CStackManager() noexcept(false) override {
+        if (current != nullptr || freeList != nullptr)
+            releaseAllMemory();
+    }
+
+    CStackManager(const CStackManager&) = delete;
+    CStackManager& operator=(const CStackManager&) = delete;
+
+    void* Alloc(int size) override { return doAlloc(size, RoundUp(size, kAllocationUnit)); }
+    void Free(void*) override {}
+
+    /// The sum of the sizes asked for since the last reset.
+    int AllocatedSize() const { return allocatedSize; }
+
+    void GetState(CStackManagerState& state) const {
+        state = {current, current != nullptr ? current->used : 0, allocatedSize};
+    }
+
+    /// Releases everything allocated since `GetState`. States are restored last in, first out; one whose
+    /// block is no longer in use is undefined. Asserts on a state with no block but bytes used.
+    void Reset(const CStackManagerState& state);
+    void ResetWithoutDump(const CStackManagerState& state) { Reset(state); }
+    /// Releases everything; the blocks are kept for reuse.
+    void Reset() { Reset(CStackManagerState{nullptr, 0, 0}); }
+    void ResetWithoutDump() { Reset(); }
+
+private:
+    // The header of a block; its data follow.
+    struct CBlock {
+        CBlock* next;
+        int capacity;
+        int used;
+
+        char* data() { return reinterpret_cast<char*>(this + 1); }
+    };
+    static_assert(sizeof(CBlock) == (kPointerSize == 4 ? 12 : 16));
+
+    CBlock* current = nullptr;
+    CBlock* freeList = nullptr;
+    int allocatedSize = 0;
+    int minimalBlockDataSize;
+
+    bool canAllocInCurrentBlock(int size) const {
+        return current != nullptr && size <= current->capacity - current->used;
+    }
+
+    void* doAlloc(int size, int alignedSize) {
+        if (!canAllocInCurrentBlock(alignedSize))
+            allocateBlock(alignedSize > minimalBlockDataSize ? alignedSize : minimalBlockDataSize);
+        allocatedSize += size;
+        void* result = current->data() + current->used;
+        current->used += alignedSize;
+        return result;
+    }
+
+    void allocateBlock(int dataSize);
+    void freeBlocks(CBlock* from, CBlock* to, int used);
+    void releaseMemory(CBlock* blocks);
+    void releaseAllMemory();
+};
+
+/// The pool of the string bodies: block managers for blocks of 32 to 512 bytes, the process heap above.
+/// Library-internal; strings take and return their bodies through it.
+class TARNKIT_API CSizeClassAllocator {
+public:
+    constexpr CSizeClassAllocator() = default;
+
+    /// A block of at least `size` bytes; `actualSize`, the size served, must be passed back to `Free`.
+    void* Alloc(int size, int& actualSize);
+    void Free(void* ptr, int actualSize);
+
+private:
+    CBlockManager blocks32{32, 0x10000};
+    CBlockManager blocks64{64, 0x10000};
+    CBlockManager blocks128{128, 0x10000};
+    CBlockManager blocks256{256, 0x10000};
+    CBlockManager blocks512{512, 0x10000};
+};
+
+/// The one instance that serves every string body of the process.
+TARNKIT_API CSizeClassAllocator& GetStringBodyPool();
+
+/// The blocks of 128 bytes behind the pages of Unicode sets.
+TARNKIT_API CBlockManager& GetSetPagePool();
+
+} // namespace Tarn
