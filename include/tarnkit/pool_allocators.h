@@ -19,8 +19,8 @@ constexpr int RoundUp(int value, int unit) {
 /// One contiguous buffer that grows in place up to a size reserved at the start; its address never changes.
 class TARNKIT_API COneBlockAllocator {
 public:
-    /// Reserves `reservedSize` bytes, at least 1, rounded up to the granule of ten system pages.
-    explicit COneBlockAllocator(int reservedSize = 0x100000);
+    /// Reserves `size` bytes, at least 1, rounded up to the granule of ten system pages.
+    explicit COneBlockAllocator(int size = 0x100000);
     /// Throws the memory exception when the system refuses to take the region back.
     virtual ~COneBlockAllocator() noexcept(false);
 
@@ -55,11 +55,10 @@ private:
 /// A pool of equal-sized blocks carved out of large pages, with a last-in, first-out free list.
 class TARNKIT_API CBlockManager final : public IMemoryManager {
 public:
-    /// Blocks of `blockSize` bytes, from pages of about `pageSize` bytes each.
-    constexpr CBlockManager(int blockSize, int pageSize)
-        : blockSize(blockSize),
-          alignedBlockSize(
-              RoundUp(blockSize < kAllocationUnit ? kAllocationUnit : blockSize, kAllocationUnit)),
+    /// Blocks of `size` bytes, from pages of about `pageSize` bytes each.
+    constexpr CBlockManager(int size, int pageSize)
+        : blockSize(size),
+          alignedBlockSize(RoundUp(size < kAllocationUnit ? kAllocationUnit : size, kAllocationUnit)),
           pageDataSize(RoundUp(pageSize - kAllocationUnit > alignedBlockSize ? pageSize - kAllocationUnit
                                                                              : alignedBlockSize,
                                alignedBlockSize)) {}
