@@ -151,6 +151,13 @@ TARNKIT_API CMemorySwitches GetMemorySwitches();
 TARNKIT_API void SetMemorySwitches(const CMemorySwitches& switches);
 TARNKIT_API bool ShouldBreakOnMemoryException();
 
+/// Library-internal: takes the thread-local index of the current manager when the library is loaded. Before
+/// that every thread is served by the default manager.
+void AttachMemoryManagers();
+
+/// Library-internal: gives the pools' pages and the thread-local index back when the library is unloaded.
+void DetachMemoryManagers();
+
 } // namespace Tarn
 
 /// The routing functions under the names that client code and `operator new` use.

@@ -9,11 +9,19 @@
 
 #include <tarnkit/memory_manager.h>
 
+#include <climits>
+
 namespace Tarn {
 
-/// `value` rounded up to a multiple of `unit` for positive values; others are cut toward zero.
+/// `value` rounded up to a multiple of `unit` for positive values; others are cut toward zero. The memory
+/// exception when an `int` cannot hold the result.
 constexpr int RoundUp(int value, int unit) {
-    return (value >= 1 ? (value - 1) / unit + 1 : value / unit) * unit;
+    if (value < 1)
+        return value / unit * unit;
+    const int units = (value - 1) / unit + 1;
+    if (units > INT_MAX / unit)
+        ThrowMemoryException();
+    return units * unit;
 }
 
 /// One contiguous buffer that grows in place up to a size reserved at the start; its address never changes.
@@ -161,7 +169,10 @@ public:
     CStackManager(const CStackManager&) = delete;
     CStackManager& operator=(const CStackManager&) = delete;
 
-    void* Alloc(int size) override { return doAlloc(size, RoundUp(size, kAllocationUnit)); }
+    void* Alloc(int size) override {
+        constexpr unsigned unit = kAllocationUnit;
+        return doAlloc(size, (static_cast<unsigned>(size) + unit - 1) / unit * unit);
+    }
     void Free(void*) override {}
 
     /// The sum of the sizes asked for since the last reset.
@@ -195,20 +206,22 @@ private:
     int allocatedSize = 0;
     int minimalBlockDataSize;
 
-    bool canAllocInCurrentBlock(int size) const {
-        return current != nullptr && size <= current->capacity - current->used;
+    // Sizes are unsigned here: a negative one fits nowhere and ends in the memory exception.
+    bool canAllocInCurrentBlock(unsigned size) const {
+        return current != nullptr && size <= static_cast<unsigned>(current->capacity - current->used);
     }
 
-    void* doAlloc(int size, int alignedSize) {
+    void* doAlloc(int size, unsigned alignedSize) {
         if (!canAllocInCurrentBlock(alignedSize))
-            allocateBlock(alignedSize > minimalBlockDataSize ? alignedSize : minimalBlockDataSize);
+            allocateBlock(alignedSize);
         allocatedSize += size;
         void* result = current->data() + current->used;
-        current->used += alignedSize;
+        current->used += static_cast<int>(alignedSize);
         return result;
     }
 
-    void allocateBlock(int dataSize);
+    // Makes a block current that has room for `needed` bytes.
+    void allocateBlock(unsigned needed);
     void freeBlocks(CBlock* from, CBlock* to, int used);
     void releaseMemory(CBlock* blocks);
     void releaseAllMemory();
@@ -225,6 +238,8 @@ public:
     void Free(void* ptr, int actualSize);
 
 private:
+    CBlockManager& classOf(int size);
+
     CBlockManager blocks32{32, 0x10000};
     CBlockManager blocks64{64, 0x10000};
     CBlockManager blocks128{128, 0x10000};

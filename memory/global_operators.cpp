@@ -1,0 +1,10 @@
+// The routing functions under their global names, and the library's own set of the operators over them.
+#include "memory/global_operators.inl"
+
+void* alloc_new(unsigned int size) { return Tarn::doAlloc(size); }
+
+void* alloc_new_array(unsigned int size) { return Tarn::doAlloc(size); }
+
+void alloc_delete(void* ptr) { Tarn::doFree(ptr); }
+
+void alloc_delete_array(void* ptr) { Tarn::doFree(ptr); }

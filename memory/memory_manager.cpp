@@ -1,0 +1,144 @@
+#include <tarnkit/memory_manager.h>
+#include <tarnkit/pool_allocators.h>
+
+#include "platform/platform.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace Tarn {
+
+namespace {
+
+// An object that exists from before the first constructor of the process to after its last destructor.
+template<class T>
+union Immortal {
+    T object;
+
+    template<class... Arguments>
+    constexpr explicit Immortal(Arguments... arguments) : object(arguments...) {}
+    constexpr ~Immortal() {}
+};
+
+constinit Immortal<CRuntimeHeapManager> defaultManager;
+constinit Immortal<CVirtualMemoryManager> largeBlockManager;
+constinit Immortal<CSizeClassAllocator> stringBodyPool;
+constinit Immortal<CBlockManager> setPagePool{128, 0x10000}; // a page of a Unicode set is 128 bytes
+constinit CMemorySwitches switches;
+constinit DWORD currentManagerIndex = TLS_OUT_OF_INDEXES;
+
+void* orMemoryException(void* block) {
+    if (block == nullptr)
+        ThrowMemoryException();
+    return block;
+}
+
+IMemoryManager* managerInCharge(unsigned size) {
+    if (size > kLargestSmallAllocation)
+        return &largeBlockManager.object;
+    IMemoryManager* current =
+        switches.enableHeapSwitching ? CMemoryManagerSwitcher::CurrentManager() : nullptr;
+    return current != nullptr ? current : &defaultManager.object;
+}
+
+} // namespace
+
+IMemoryManager& GetDefaultMemoryManager() { return defaultManager.object; }
+
+IMemoryManager& GetLargeBlockManager() { return largeBlockManager.object; }
+
+CSizeClassAllocator& GetStringBodyPool() { return stringBodyPool.object; }
+
+CBlockManager& GetSetPagePool() { return setPagePool.object; }
+
+void AttachMemoryManagers() {
+    currentManagerIndex = Platform::TlsAlloc();
+    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
+        Platform::OutputDebugStringW(u"Not enough TLS indices\n");
+}
+
+void DetachMemoryManagers() {
+    stringBodyPool.object.~CSizeClassAllocator();
+    setPagePool.object.~CBlockManager();
+    if (currentManagerIndex != TLS_OUT_OF_INDEXES)
+        Platform::TlsFree(currentManagerIndex);
+    currentManagerIndex = TLS_OUT_OF_INDEXES;
+}
+
+void* CRuntimeHeapManager::Alloc(int size) {
+    // The runtime may answer a request for nothing with null.
+    return orMemoryException(std::malloc(size > 0 ? static_cast<std::size_t>(size) : 1));
+}
+
+void CRuntimeHeapManager::Free(void* ptr) { std::free(ptr); }
+
+void* CVirtualMemoryManager::Alloc(int size) {
+    return orMemoryException(
+        Platform::VirtualAlloc(nullptr, static_cast<std::size_t>(size), MEM_COMMIT, PAGE_READWRITE));
+}
+
+void CVirtualMemoryManager::Free(void* ptr) {
+    if (!Platform::VirtualFree(ptr, 0, MEM_RELEASE))
+        GenAssert(u"PrivateAllocators", 133);
+}
+
+void* doAlloc(unsigned int size) {
+    if (size > static_cast<unsigned>(INT_MAX - kAllocationPrefix))
+        ThrowMemoryException();
+    const int total = static_cast<int>(size) + kAllocationPrefix;
+    IMemoryManager* manager = managerInCharge(size);
+    // The usual manager is called without a detour.
+    void* block = manager == &defaultManager.object ? defaultManager.object.Alloc(total)
+                                                    : orMemoryException(manager->Alloc(total));
+    char* result = static_cast<char*>(block) + kAllocationPrefix;
+    std::memcpy(result - kPointerSize, &manager, sizeof(manager));
+    return result;
+}
+
+void doFree(void* ptr) {
+    if (ptr == nullptr)
+        return;
+    IMemoryManager* manager;
+    std::memcpy(&manager, static_cast<char*>(ptr) - kPointerSize, sizeof(manager));
+    void* block = static_cast<char*>(ptr) - kAllocationPrefix;
+    if (manager == &defaultManager.object)
+        defaultManager.object.Free(block);
+    else
+        manager->Free(block);
+}
+
+CMemoryManagerSwitcher::CMemoryManagerSwitcher(IMemoryManager* manager) : previous(CurrentManager()) {
+    if (currentManagerIndex != TLS_OUT_OF_INDEXES)
+        Platform::TlsSetValue(currentManagerIndex, manager);
+}
+
+CMemoryManagerSwitcher::~CMemoryManagerSwitcher() {
+    if (currentManagerIndex != TLS_OUT_OF_INDEXES)
+        Platform::TlsSetValue(currentManagerIndex, previous);
+}
+
+IMemoryManager* CMemoryManagerSwitcher::CurrentManager() {
+    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
+        return nullptr;
+    return static_cast<IMemoryManager*>(Platform::TlsGetValue(currentManagerIndex));
+}
+
+void* ProcessHeap::TryAlloc(int size) {
+    return size < 0 ? nullptr : Platform::HeapAlloc(static_cast<std::size_t>(size));
+}
+
+void* ProcessHeap::Alloc(int size) { return orMemoryException(TryAlloc(size)); }
+
+void ProcessHeap::Free(void* ptr) {
+    if (!Platform::HeapFree(ptr))
+        GenAssert(u"ALLOC", 570);
+}
+
+CMemorySwitches GetMemorySwitches() { return switches; }
+
+void SetMemorySwitches(const CMemorySwitches& values) { switches = values; }
+
+bool ShouldBreakOnMemoryException() { return switches.breakOnMemoryException; }
+
+} // namespace Tarn

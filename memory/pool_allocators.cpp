@@ -1,0 +1,165 @@
+#include <tarnkit/pool_allocators.h>
+
+#include "platform/platform.h"
+
+#include <algorithm>
+#include <climits>
+#include <exception>
+
+namespace Tarn {
+
+namespace {
+
+constexpr int kGranulePages = 10; // the unit of COneBlockAllocator, in system pages
+
+int granule() {
+    static const int size = kGranulePages * static_cast<int>(Platform::GetPageSize());
+    return size;
+}
+
+} // namespace
+
+COneBlockAllocator::COneBlockAllocator(int size) {
+    if (size < 1)
+        GenAssert(u"ALLOC", 140);
+    reservedSize = RoundUp(size, granule());
+    base =
+        Platform::VirtualAlloc(nullptr, static_cast<std::size_t>(reservedSize), MEM_RESERVE, PAGE_NOACCESS);
+    if (base == nullptr)
+        ThrowMemoryException();
+}
+
+COneBlockAllocator::~COneBlockAllocator() noexcept(false) {
+    const bool isDecommitted =
+        Platform::VirtualFree(base, static_cast<std::size_t>(reservedSize), MEM_DECOMMIT) != FALSE;
+    const bool isReleased = Platform::VirtualFree(base, 0, MEM_RELEASE) != FALSE;
+    if ((!isDecommitted || !isReleased) && std::uncaught_exceptions() == 0)
+        ThrowMemoryException();
+}
+
+void COneBlockAllocator::commit(int size) {
+    if (size > reservedSize)
+        ThrowMemoryException();
+    const int newCommitted = RoundUp(size, granule());
+    void* end = static_cast<char*>(base) + committedSize;
+    const auto missing = static_cast<std::size_t>(newCommitted - committedSize);
+    if (Platform::VirtualAlloc(end, missing, MEM_COMMIT, PAGE_READWRITE) != end)
+        ThrowMemoryException();
+    committedSize = newCommitted;
+}
+
+void CBlockManager::allocPage() {
+    if (CPage* spare = sparePages) {
+        sparePages = spare->next;
+        spare->next = pages;
+        pages = spare;
+    } else {
+        if (pageDataSize > INT_MAX - kAllocationUnit)
+            ThrowMemoryException();
+        auto* fresh = static_cast<CPage*>(GetLargeBlockManager().Alloc(pageDataSize + kAllocationUnit));
+        fresh->next = pages;
+        pages = fresh;
+    }
+    used = 0;
+}
+
+void CBlockManager::Reset() {
+    freeBlocks = nullptr;
+    used = 0;
+    freeBlocksSize = 0;
+    allocatedBlocksSize = 0;
+    while (CPage* page = pages) {
+        pages = page->next;
+        page->next = sparePages;
+        sparePages = page;
+    }
+}
+
+void CBlockManager::releaseMemory(CPage* list) {
+    while (CPage* page = list) {
+        list = page->next;
+        GetLargeBlockManager().Free(page);
+    }
+}
+
+void CBlockManager::releaseAllMemory() {
+    releaseMemory(pages);
+    releaseMemory(sparePages);
+}
+
+void CStackManager::allocateBlock(unsigned needed) {
+    if (needed > INT_MAX - sizeof(CBlock))
+        ThrowMemoryException();
+    const int dataSize = std::max(static_cast<int>(needed), minimalBlockDataSize);
+    CBlock* block = freeList;
+    if (block != nullptr && block->capacity >= dataSize) {
+        freeList = block->next;
+    } else {
+        constexpr int header = sizeof(CBlock);
+        block = static_cast<CBlock*>(GetLargeBlockManager().Alloc(dataSize + header));
+        block->capacity = dataSize;
+    }
+    block->used = 0;
+    block->next = current;
+    current = block;
+}
+
+void CStackManager::freeBlocks(CBlock* from, CBlock* to, int usedInLast) {
+    while (from != nullptr && from != to) {
+        CBlock* block = from;
+        from = block->next;
+        block->next = freeList;
+        freeList = block;
+    }
+    if (to != nullptr)
+        to->used = usedInLast;
+    current = to;
+}
+
+void CStackManager::Reset(const CStackManagerState& state) {
+    if (state.block == nullptr && state.used != 0)
+        GenAssert(u"ALLOC", 105);
+    freeBlocks(current, static_cast<CBlock*>(state.block), state.used);
+    allocatedSize = state.allocatedSize;
+}
+
+void CStackManager::releaseMemory(CBlock* blocks) {
+    while (CBlock* block = blocks) {
+        blocks = block->next;
+        GetLargeBlockManager().Free(block);
+    }
+}
+
+void CStackManager::releaseAllMemory() {
+    releaseMemory(current);
+    releaseMemory(freeList);
+}
+
+void* CSizeClassAllocator::Alloc(int size, int& actualSize) {
+    if (size > 512) {
+        void* block = ProcessHeap::Alloc(size);
+        actualSize = size;
+        return block;
+    }
+    CBlockManager& blocks = classOf(size);
+    void* block = blocks.Alloc();
+    actualSize = blocks.BlockSize();
+    return block;
+}
+
+void CSizeClassAllocator::Free(void* ptr, int actualSize) {
+    if (actualSize > 512)
+        ProcessHeap::Free(ptr);
+    else
+        classOf(actualSize).Free(ptr);
+}
+
+CBlockManager& CSizeClassAllocator::classOf(int size) {
+    return size <= 32    ? blocks32
+           : size <= 64  ? blocks64
+           : size <= 128 ? blocks128
+           : size <= 256 ? blocks256
+                         : blocks512;
+}
+
+} // namespace Tarn

@@ -1,0 +1,264 @@
+// The process heap, virtual memory and thread-local storage.
+//
+// The process heap is the C runtime's. A region of virtual memory is an anonymous mapping; a table of the
+// live regions lets `VirtualFree` find the size itself and refuse what was never handed out.
+#include "platform/platform.h"
+#include "platform/posix/allocator.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace Tarn::Platform {
+
+namespace {
+
+std::size_t pageSize() {
+    static const std::size_t size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return size;
+}
+
+// The live regions by their start. Never destroyed: memory is given back while the process ends, too.
+class Regions {
+public:
+    static Regions& Get() {
+        alignas(Regions) static std::byte storage[sizeof(Regions)];
+        static Regions* const regions = ::new (storage) Regions;
+        return *regions;
+    }
+
+    bool Add(void* start, std::size_t size) {
+        std::lock_guard guard(lock);
+        try {
+            return sizes.emplace(reinterpret_cast<std::uintptr_t>(start), size).second;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
+
+    /// The size of the region that starts at `start`, which is forgotten; 0 when there is none.
+    std::size_t Take(void* start) {
+        std::lock_guard guard(lock);
+        const auto found = sizes.find(reinterpret_cast<std::uintptr_t>(start));
+        if (found == sizes.end())
+            return 0;
+        const std::size_t size = found->second;
+        sizes.erase(found);
+        return size;
+    }
+
+    /// Whether the whole range lies in one region.
+    bool Holds(void* address, std::size_t size) {
+        std::lock_guard guard(lock);
+        const auto place = reinterpret_cast<std::uintptr_t>(address);
+        auto next = sizes.upper_bound(place);
+        if (next == sizes.begin())
+            return false;
+        --next;
+        const std::uintptr_t offset = place - next->first;
+        return offset <= next->second && size <= next->second - offset;
+    }
+
+private:
+    using Entry = std::pair<const std::uintptr_t, std::size_t>;
+
+    std::mutex lock;
+    std::map<std::uintptr_t, std::size_t, std::less<>, Posix::Allocator<Entry>> sizes;
+};
+
+BOOL fail(DWORD code) {
+    SetLastError(code);
+    return FALSE;
+}
+
+void* mapNewRegion(std::size_t size, bool isCommitted) {
+    const std::size_t wholePages = (size + pageSize() - 1) / pageSize() * pageSize();
+    if (size == 0 || wholePages < size) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    const int protection = isCommitted ? PROT_READ | PROT_WRITE : PROT_NONE;
+    const int flags = MAP_PRIVATE | MAP_ANONYMOUS | (isCommitted ? 0 : MAP_NORESERVE);
+    void* start = mmap(nullptr, wholePages, protection, flags, -1, 0);
+    if (start == MAP_FAILED) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    if (!Regions::Get().Add(start, wholePages)) {
+        munmap(start, wholePages);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    return start;
+}
+
+// Widens a range to whole pages.
+void coverWholePages(void*& address, std::size_t& size) {
+    const auto first = reinterpret_cast<std::uintptr_t>(address) / pageSize() * pageSize();
+    const auto end = reinterpret_cast<std::uintptr_t>(address) + size;
+    size = (end - first + pageSize() - 1) / pageSize() * pageSize();
+    address = reinterpret_cast<void*>(first);
+}
+
+} // namespace
+
+void* HeapAlloc(std::size_t size) { return std::malloc(size == 0 ? 1 : size); }
+
+BOOL HeapFree(void* block) {
+    std::free(block);
+    return TRUE;
+}
+
+void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection) {
+    const bool isReserve = (type & MEM_RESERVE) != 0;
+    const bool isCommit = (type & MEM_COMMIT) != 0;
+    if ((!isReserve && !isCommit) || (protection != PAGE_READWRITE && protection != PAGE_NOACCESS)) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    if (address == nullptr)
+        return mapNewRegion(size, isCommit && protection == PAGE_READWRITE);
+    coverWholePages(address, size);
+    if (isReserve || !Regions::Get().Holds(address, size)) {
+        SetLastError(ERROR_INVALID_ADDRESS);
+        return nullptr;
+    }
+    if (mprotect(address, size, protection == PAGE_READWRITE ? PROT_READ | PROT_WRITE : PROT_NONE) != 0) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    return address;
+}
+
+BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
+    if (type == MEM_RELEASE) {
+        if (size != 0)
+            return fail(ERROR_INVALID_PARAMETER);
+        const std::size_t regionSize = Regions::Get().Take(address);
+        if (regionSize == 0)
+            return fail(ERROR_INVALID_ADDRESS);
+        munmap(address, regionSize);
+        return TRUE;
+    }
+    if (type != MEM_DECOMMIT)
+        return fail(ERROR_INVALID_PARAMETER);
+    coverWholePages(address, size);
+    if (!Regions::Get().Holds(address, size))
+        return fail(ERROR_INVALID_ADDRESS);
+    // A fresh mapping in place drops the contents and the memory behind them.
+    void* fresh =
+        mmap(address, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0);
+    return fresh == MAP_FAILED ? fail(ERROR_NOT_ENOUGH_MEMORY) : TRUE;
+}
+
+std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* information, std::size_t size) {
+    if (size < sizeof(MEMORY_BASIC_INFORMATION)) {
+        SetLastError(ERROR_BAD_FORMAT);
+        return 0;
+    }
+    std::FILE* maps = std::fopen("/proc/self/maps", "re");
+    if (maps == nullptr) {
+        SetLastError(ERROR_NOT_SUPPORTED);
+        return 0;
+    }
+    const auto place = reinterpret_cast<std::uintptr_t>(address) / pageSize() * pageSize();
+    std::uintptr_t freeFrom = 0;
+    std::uintptr_t freeTo = UINTPTR_MAX;
+    *information = {};
+    char line[512];
+    while (std::fgets(line, sizeof(line), maps) != nullptr) {
+        unsigned long first = 0;
+        unsigned long end = 0;
+        char access[5] = {};
+        if (std::sscanf(line, "%lx-%lx %4s", &first, &end, access) != 3)
+            continue;
+        if (place >= end) {
+            freeFrom = end;
+        } else if (place < first) {
+            freeTo = first;
+            break;
+        } else {
+            const bool isCommitted = access[0] != '-' || access[1] != '-' || access[2] != '-';
+            information->AllocationBase = reinterpret_cast<void*>(first);
+            information->RegionSize = end - place;
+            information->State = isCommitted ? MEM_COMMIT : MEM_RESERVE;
+            information->Protect = isCommitted ? PAGE_READWRITE : PAGE_NOACCESS;
+            break;
+        }
+    }
+    std::fclose(maps);
+    information->BaseAddress = reinterpret_cast<void*>(place);
+    if (information->State == 0) {
+        information->BaseAddress = reinterpret_cast<void*>(place > freeFrom ? place : freeFrom);
+        information->RegionSize = freeTo - place;
+        information->State = MEM_FREE;
+    }
+    return sizeof(MEMORY_BASIC_INFORMATION);
+}
+
+DWORD GetPageSize() { return static_cast<DWORD>(pageSize()); }
+
+// Thread-local storage: each thread has one array of values. An index that is freed and handed out again must
+// read null in every thread, so each value remembers the life of the index that it was set in.
+namespace {
+
+constexpr DWORD kTlsIndexes = 64; // the number that every system of this kind guarantees a process
+
+struct TlsValue {
+    void* value;
+    std::uint32_t life;
+};
+
+// The current life of each index: odd while it is in use, so never that of a value that was not set.
+constinit std::array<std::atomic<std::uint32_t>, kTlsIndexes> lives{};
+// Read by every allocation: a fixed offset from the thread pointer instead of a call.
+[[gnu::tls_model("initial-exec")]] constinit thread_local TlsValue values[kTlsIndexes]{};
+
+bool isInUse(std::uint32_t life) { return life % 2 == 1; }
+
+} // namespace
+
+DWORD TlsAlloc() {
+    for (DWORD index = 0; index < kTlsIndexes; index++) {
+        std::uint32_t life = lives[index].load();
+        if (!isInUse(life) && lives[index].compare_exchange_strong(life, life + 1))
+            return index;
+    }
+    SetLastError(ERROR_NO_MORE_ITEMS);
+    return TLS_OUT_OF_INDEXES;
+}
+
+BOOL TlsFree(DWORD index) {
+    if (index >= kTlsIndexes)
+        return fail(ERROR_INVALID_PARAMETER);
+    std::uint32_t life = lives[index].load();
+    return isInUse(life) && lives[index].compare_exchange_strong(life, life + 1)
+               ? TRUE
+               : fail(ERROR_INVALID_PARAMETER);
+}
+
+void* TlsGetValue(DWORD index) {
+    if (index >= kTlsIndexes) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    SetLastError(ERROR_SUCCESS);
+    const TlsValue& slot = values[index];
+    return slot.life == lives[index].load(std::memory_order_relaxed) ? slot.value : nullptr;
+}
+
+BOOL TlsSetValue(DWORD index, void* value) {
+    if (index >= kTlsIndexes)
+        return fail(ERROR_INVALID_PARAMETER);
+    values[index] = {value, lives[index].load(std::memory_order_relaxed)};
+    return TRUE;
+}
+
+} // namespace Tarn::Platform

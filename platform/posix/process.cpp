@@ -1,0 +1,66 @@
+// Last error, debugger output and the end of the process.
+#include "platform/platform.h"
+#include "platform/posix/allocator.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace Tarn::Platform {
+
+namespace {
+
+constinit thread_local DWORD lastError = 0;
+
+constexpr const char* kTraceVariable = "TARNKIT_TRACE";
+
+// The descriptor that debugger output goes to, or -1 for none. Asked once.
+int openTraceOutput() {
+    const char* target = std::getenv(kTraceVariable);
+    if (target == nullptr || *target == '\0')
+        return -1;
+    if (std::strcmp(target, "stderr") == 0)
+        return STDERR_FILENO;
+    return open(target, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+}
+
+void writeFully(int descriptor, const char* bytes, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = write(descriptor, bytes, size);
+        if (written <= 0)
+            return;
+        bytes += written;
+        size -= static_cast<std::size_t>(written);
+    }
+}
+
+} // namespace
+
+DWORD GetLastError() { return lastError; }
+
+void SetLastError(DWORD code) { lastError = code; }
+
+void OutputDebugStringW(const char16_t* text) {
+    static const int descriptor = openTraceOutput();
+    if (descriptor < 0)
+        return;
+    const DWORD kept = lastError;
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    if (char* bytes = size > 0 ? static_cast<char*>(std::malloc(static_cast<std::size_t>(size))) : nullptr) {
+        WideCharToMultiByte(CP_UTF8, 0, text, -1, bytes, size, nullptr, nullptr);
+        writeFully(descriptor, bytes, static_cast<std::size_t>(size - 1));
+        std::free(bytes);
+    }
+    lastError = kept;
+}
+
+void DebugBreak() { raise(SIGTRAP); }
+
+void TerminateThisProcess(UINT exitCode) { _exit(static_cast<int>(exitCode)); }
+
+DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
+
+} // namespace Tarn::Platform
