@@ -1,0 +1,159 @@
+#include <tarnkit/exceptions.h>
+#include <tarnkit/pool_allocators.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <vector>
+
+using namespace Tarn;
+
+namespace {
+
+char* at(void* block, int offset) { return static_cast<char*>(block) + offset; }
+
+template<class Exception, class Action>
+bool throws(Action action) {
+    try {
+        action();
+    } catch (Exception* e) {
+        e->Delete();
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+TEST(BlockManager, CutsPagesIntoAlignedBlocksInAscendingOrder) {
+    const struct {
+        int blockSize;
+        int stride;
+        int blocksInPage;
+    } cases[] = {{3, kAllocationUnit, (65536 - kAllocationUnit) / kAllocationUnit},
+                 {128, 128, 512},
+                 {70000, RoundUp(70000, kAllocationUnit), 1}};
+    for (auto& c : cases) {
+        CBlockManager pool(c.blockSize, 65536);
+        EXPECT_EQ(pool.BlockSize(), c.blockSize);
+        char* first = at(pool.Alloc(), 0);
+        for (int i = 1; i < c.blocksInPage; i++)
+            ASSERT_EQ(pool.Alloc(c.blockSize), first + i * c.stride) << c.blockSize;
+        char* beyond = at(pool.Alloc(), 0);
+        EXPECT_TRUE(beyond < first || beyond >= first + c.blocksInPage * c.stride);
+        EXPECT_EQ(pool.AllocatedBlocksSize(), (c.blocksInPage + 1) * c.blockSize);
+    }
+}
+
+TEST(BlockManager, FreedBlocksComeBackLastInFirstOut) {
+    CBlockManager pool(20, 4096);
+    void* blocks[] = {pool.Alloc(), pool.Alloc(), pool.Alloc()};
+    pool.Free(blocks[0]);
+    EXPECT_EQ(pool.AllocatedBlocksSize(), 40);
+    EXPECT_EQ(pool.FreeBlocksSize(), 20);
+    pool.Free(blocks[2]);
+    pool.Free(nullptr);
+    EXPECT_EQ(pool.Alloc(), blocks[2]);
+    EXPECT_EQ(pool.Alloc(), blocks[0]);
+    EXPECT_EQ(pool.FreeBlocksSize(), 0);
+    EXPECT_TRUE(throws<CInternalError>([&] { pool.Alloc(21); }));
+}
+
+TEST(BlockManager, ResetKeepsThePagesForReuse) {
+    CBlockManager pool(128, 65536);
+    std::vector<void*> before;
+    for (int i = 0; i < 1024; i++)
+        before.push_back(pool.Alloc());
+    pool.Free(before.back());
+    pool.Reset();
+    EXPECT_EQ(pool.AllocatedBlocksSize(), 0);
+    EXPECT_EQ(pool.FreeBlocksSize(), 0);
+    // The spare pages are pushed from the newest on, so the oldest is used again first.
+    for (int i = 0; i < 1024; i++)
+        ASSERT_EQ(pool.Alloc(), before[static_cast<std::size_t>(i)]);
+}
+
+TEST(StackManager, BumpsRoundsAndCountsWhatWasAskedFor) {
+    CStackManager stack;
+    char* first = at(stack.Alloc(1), 0);
+    EXPECT_EQ(stack.Alloc(1), first + kAllocationUnit);
+    EXPECT_EQ(stack.AllocatedSize(), 2);
+    stack.Free(first);
+    EXPECT_EQ(stack.Alloc(0), first + 2 * kAllocationUnit);
+    EXPECT_EQ(stack.AllocatedSize(), 2);
+    for (int size : {-1, INT_MIN, INT_MAX})
+        EXPECT_TRUE(throws<CMemoryException>([&] { stack.Alloc(size); })) << size;
+    EXPECT_EQ(stack.AllocatedSize(), 2);
+}
+
+TEST(StackManager, StatesComeBackWithTheSameAddresses) {
+    CStackManager stack(1024);
+    stack.Alloc(100);
+    CStackManagerState state;
+    stack.GetState(state);
+    void* first = stack.Alloc(500);
+    void* second = stack.Alloc(900); // opens a block
+    void* third = stack.Alloc(5000); // and one of its own size
+    std::memset(third, 7, 5000);
+    stack.Reset(state);
+    EXPECT_EQ(stack.AllocatedSize(), 100);
+    EXPECT_EQ(stack.Alloc(500), first);
+    // The block nearest to the state is the first to be reused.
+    EXPECT_EQ(stack.Alloc(900), second);
+    stack.Reset();
+    EXPECT_EQ(stack.AllocatedSize(), 0);
+    stack.GetState(state);
+    EXPECT_EQ(state.block, nullptr);
+    EXPECT_EQ(state.used, 0);
+    state.used = 4;
+    EXPECT_TRUE(throws<CInternalError>([&] { stack.Reset(state); }));
+}
+
+TEST(StackManager, OnlyTheHeadOfTheFreeListIsTried) {
+    CStackManager stack;
+    char* large = at(stack.Alloc(100000), 0);
+    char* small = at(stack.Alloc(10), 0);
+    stack.Reset();
+    // The older, large block was freed last and is the head.
+    EXPECT_EQ(stack.Alloc(10), large);
+    EXPECT_EQ(stack.Alloc(99980),
+              large + RoundUp(10, kAllocationUnit)); // what a new minimal block would not hold
+    EXPECT_EQ(stack.Alloc(10), small);
+}
+
+TEST(OneBlockAllocator, GrowsInPlaceUpToItsReservation) {
+    COneBlockAllocator buffer(1);
+    const int granule = buffer.ReservedSize();
+    EXPECT_EQ(granule % 10, 0);
+    char* base = static_cast<char*>(buffer.GetPtr());
+    buffer.SetSize(1);
+    base[0] = 'x';
+    buffer.SetSize(granule);
+    base[granule - 1] = 'y';
+    EXPECT_EQ(base[0], 'x');
+    EXPECT_EQ(buffer.FreeSize(), 0);
+    EXPECT_TRUE(throws<CMemoryException>([&] { buffer.SetSize(granule + 1); }));
+    EXPECT_EQ(buffer.AllocatedSize(), granule);
+    buffer.Reset();
+    EXPECT_EQ(buffer.AllocatedSize(), 0);
+    EXPECT_EQ(buffer.GetPtr(), base);
+    EXPECT_EQ(COneBlockAllocator(granule + 1).ReservedSize(), 2 * granule);
+    EXPECT_TRUE(throws<CInternalError>([] { COneBlockAllocator none(0); }));
+    EXPECT_TRUE(throws<CMemoryException>([] { COneBlockAllocator tooLarge(INT_MAX); }));
+}
+
+TEST(SizeClassAllocator, ServesTheFirstClassThatFits) {
+    CSizeClassAllocator pool;
+    const int cases[][2] = {{0, 32},    {32, 32},   {33, 64},   {64, 64},   {65, 128},  {128, 128},
+                            {129, 256}, {256, 256}, {257, 512}, {512, 512}, {513, 513}, {100000, 100000}};
+    for (auto& [size, served] : cases) {
+        int actual = 0;
+        void* block = pool.Alloc(size, actual);
+        EXPECT_EQ(actual, served) << size;
+        std::memset(block, 0x5A, static_cast<std::size_t>(actual));
+        pool.Free(block, actual);
+        if (served <= 512)
+            EXPECT_EQ(pool.Alloc(size, actual), block) << size;
+    }
+}
