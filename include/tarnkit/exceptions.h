@@ -1,0 +1,253 @@
+// The one way in which the library and its clients report failures.
+//
+// A failure is an object of the `CException` family, made with `new`, thrown by pointer and owned by whoever
+// catches it: the catcher shows it with `Warning(e)` and disposes of it with `e->Delete()`. Misuse is
+// reported by `GenAssert`, bad data and failed platform calls by the checks and the `Throw...` functions.
+// Where throwing is switched off (static parts) assertions and checks show their text, set the thread's error
+// flag and return; the `Throw...` functions always throw. Any thread; the state of reporting is kept per
+// thread.
+#pragma once
+
+#include <tarnkit/failures.h>
+#include <tarnkit/types.h>
+#include <tarnkit/unicode_string.h>
+
+#include <cstddef>
+#include <new>
+
+namespace Tarn {
+
+class CError;
+
+/// The base of everything that is thrown. Objects live under the default memory manager, never in a private
+/// heap that could be gone before they are caught.
+class TARNKIT_API CException {
+public:
+    constexpr CException() = default;
+    virtual ~CException();
+
+    CException(const CException&) = delete;
+    CException& operator=(const CException&) = delete;
+
+    /// What went wrong, for the user's eyes and in his language.
+    virtual CUnicodeString MessageText() const = 0;
+    /// Shows the exception in a box. Called by message handlers; catchers call `Tarn::Warning`.
+    virtual void Warning() const;
+
+    /// Destroys the object. For a pointer that may be null use `Tarn::Delete`.
+    void Delete() { delete this; }
+
+    static void* operator new(std::size_t size);
+    static void operator delete(void* object);
+};
+
+/// Destroys an exception; null does nothing.
+inline void Delete(CException* e) {
+    if (e != nullptr)
+        e->Delete();
+}
+
+/// A broken invariant or a misuse, at a line of a source file.
+class TARNKIT_API CInternalError : public CException {
+public:
+    /// `file` is not copied and must live for ever.
+    CInternalError(const char16_t* file, long line);
+    ~CInternalError() override;
+
+    CUnicodeString MessageText() const override;
+    /// Offers to end the process (exit code 3) with the Cancel button.
+    void Warning() const override;
+
+    const char16_t* SourceFile() const { return sourceFile; }
+    long Line() const { return sourceLine; }
+
+private:
+    const char16_t* sourceFile;
+    int sourceLine;
+};
+
+/// A failed check: a named error with up to three parameters.
+class TARNKIT_API CCheckException : public CException {
+public:
+    /// `error` is not copied; errors are static objects.
+    explicit CCheckException(CError& error, const CUnicodeString& p0 = CUnicodeString(),
+                             const CUnicodeString& p1 = CUnicodeString(),
+                             const CUnicodeString& p2 = CUnicodeString());
+    ~CCheckException() override;
+
+    CUnicodeString MessageText() const override;
+
+    CError& Error() const { return *checkError; }
+
+private:
+    CError* checkError;
+    CUnicodeString parameter0;
+    CUnicodeString parameter1;
+    CUnicodeString parameter2;
+};
+
+/// A failed COM call. Holds a reference on the error information, when there is one.
+class TARNKIT_API CCOMException : public CException {
+public:
+    explicit CCOMException(HRESULT result, IErrorInfo* information = nullptr);
+    ~CCOMException() override;
+
+    /// The description of the error information, else the system's text, else "unknown" with the code.
+    CUnicodeString MessageText() const override;
+
+    HRESULT GetHRESULT() const { return resultCode; }
+    /// Null when there is none; not a reference of the caller's own.
+    IErrorInfo* GetErrorInfo() const { return errorInfo; }
+
+private:
+    HRESULT resultCode;
+    IErrorInfo* errorInfo;
+};
+
+/// Unwinds an operation that the user cancelled or that has already told him why it stopped. Shows nothing.
+class TARNKIT_API CUserException : public CException {
+public:
+    CUserException() = default;
+    ~CUserException() override;
+
+    CUnicodeString MessageText() const override;
+    void Warning() const override;
+};
+
+/// Out of memory. One static object, thrown over and over: neither it nor its text needs memory.
+class TARNKIT_API CMemoryException final : public CException {
+public:
+    constexpr CMemoryException() = default;
+    ~CMemoryException() override;
+
+    CUnicodeString MessageText() const override;
+
+    /// The static object's memory; any size but the object's own asserts.
+    static void* operator new(std::size_t size);
+    /// Keeps the static object as it is, for it may be in flight elsewhere; asserts on any other.
+    static void operator delete(CMemoryException* object, std::destroying_delete_t);
+};
+
+/// A failed system call.
+class TARNKIT_API CLastErrorException : public CException {
+public:
+    explicit CLastErrorException(unsigned long code);
+    ~CLastErrorException() override;
+
+    CUnicodeString MessageText() const override;
+
+    DWORD GetLastErrorCode() const { return errorCode; }
+
+    /// The system's text for `code` as it is, with its line end.
+    static CUnicodeString GetErrorText(unsigned long code);
+
+private:
+    DWORD errorCode;
+};
+
+/// A failed operation on a file, in one of a few kinds that a user can understand.
+class TARNKIT_API CFileException : public CException {
+public:
+    enum TType {
+        none, ///< never valid
+        generic,
+        fileNotFound,
+        badPath,
+        tooManyOpenFiles,
+        accessDenied,
+        invalidFile,
+        removeCurrentDir,
+        directoryFull,
+        badSeek,
+        hardIO,
+        sharingViolation,
+        lockViolation,
+        diskFull,
+        endOfFile
+    };
+
+    /// Finds the kind for a system code; code 0 asserts.
+    CFileException(unsigned long code, const CUnicodeString& name);
+    /// A failure of the given kind that no system call reported; the code is 0.
+    CFileException(TType type, const CUnicodeString& name);
+    ~CFileException() override;
+
+    CUnicodeString MessageText() const override;
+
+    DWORD ErrorCode() const { return errorCode; }
+    TType ErrorType() const { return errorType; }
+    const CUnicodeString& FileName() const { return fileName; }
+
+    /// The text of a kind; `none` asserts.
+    static CUnicodeString GetErrorText(TType type, const CUnicodeString& name);
+
+private:
+    DWORD errorCode;
+    TType errorType;
+    CUnicodeString fileName;
+};
+
+/// The COM error information of errors that start in this library. It is made with `new`, starts without a
+/// reference and deletes itself when the last one is released.
+class TARNKIT_API CErrorInfoImpl final : public IErrorInfo {
+public:
+    /// The source is the application's title.
+    CErrorInfoImpl(const CUnicodeString& text, unsigned long context, const CUnicodeString& file);
+    /// What a late-bound call reported; a null source stands for the application's title.
+    explicit CErrorInfoImpl(const EXCEPINFO& information);
+    CErrorInfoImpl(const CErrorInfoImpl& other);
+    CErrorInfoImpl& operator=(const CErrorInfoImpl&) = delete;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+    HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) override;
+    HRESULT STDMETHODCALLTYPE GetSource(BSTR* text) override;
+    HRESULT STDMETHODCALLTYPE GetDescription(BSTR* text) override;
+    HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR* text) override;
+    HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD* context) override;
+
+private:
+    int references = 0;
+    CUnicodeString source;
+    CUnicodeString description;
+    CUnicodeString helpFile;
+    DWORD helpContext;
+
+    ~CErrorInfoImpl() = default;
+};
+
+/// Reports bad data: throws a `CCheckException*` or, where throwing is off, shows the text and returns. A
+/// null parameter is an empty text.
+TARNKIT_API void GenCheck(CError& error, const char16_t* p0 = nullptr, const char16_t* p1 = nullptr,
+                          const char16_t* p2 = nullptr);
+
+/// Reports a failed system call by its last-error code, in the same way.
+TARNKIT_API void GenCheckLastError(unsigned long code);
+
+[[noreturn]] TARNKIT_API void ThrowUserException();
+[[noreturn]] TARNKIT_API void ThrowCOMException(HRESULT result, IErrorInfo* information = nullptr);
+[[noreturn]] TARNKIT_API void ThrowCOMException(HRESULT result, const CUnicodeString& description,
+                                                const CUnicodeString& helpFile, int helpContext);
+[[noreturn]] TARNKIT_API void ThrowFileException(unsigned long code, const CUnicodeString& name);
+[[noreturn]] TARNKIT_API void ThrowFileException(CFileException::TType type, const CUnicodeString& name);
+
+/// Shows an exception to the user through the current message handler; the exception stays the caller's.
+/// Never throws a `CException*`: what goes wrong while showing is lost with the message.
+TARNKIT_API void Warning(CException* e);
+
+/// Whether the calling thread is showing a warning now.
+TARNKIT_API bool IsInsideWarning();
+
+/// Whether assertions, and checks, may stop in the debugger, as the user's switches "AssertStopMode" and
+/// "ErrorStopMode" say.
+TARNKIT_API bool DebugStopOnAssert();
+TARNKIT_API bool DebugStopOnCheck();
+
+/// False: this platform cannot tell.
+TARNKIT_API bool IsDebuggerPresent();
+
+/// A software breakpoint; ends the process when no debugger takes it.
+TARNKIT_API void TarnBreakPoint();
+
+} // namespace Tarn

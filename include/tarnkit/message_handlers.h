@@ -1,0 +1,130 @@
+// Every message box and every warning goes through one replaceable object, the current message handler.
+//
+// The default shows a real box. A program without a user installs a handler that writes the text somewhere
+// and answers each question with the button that the box would have preselected. `CMessageHandlerSwitcher`
+// installs a handler for a scope, for the process or for the calling thread alone; it does not own the
+// handler, which must outlive the scope. Switching for the process is for start-up and the main thread.
+#pragma once
+
+#include <tarnkit/exceptions.h>
+#include <tarnkit/export.h>
+#include <tarnkit/string.h>
+#include <tarnkit/types.h>
+#include <tarnkit/unicode_string.h>
+
+#include <cstdarg>
+
+namespace Tarn {
+
+class CMessage;
+
+/// Shows messages and warnings.
+class TARNKIT_API CMessageHandler {
+public:
+    constexpr CMessageHandler() = default;
+    constexpr virtual ~CMessageHandler() {}
+
+    /// Shows `text` with the flags of a message box; returns the code of the button pressed.
+    virtual int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) = 0;
+
+    /// Shows an exception, which stays the caller's. A report that fails in here ends the process.
+    virtual void ShowWarning(CException* e);
+
+    /// The answer of a box with these flags when the user accepts the preselected button.
+    static int GetDefaultReturnValue(unsigned flags);
+};
+
+/// A message box, modal for the whole application.
+class TARNKIT_API CMessageBoxHandler : public CMessageHandler {
+public:
+    constexpr CMessageBoxHandler() = default;
+    constexpr ~CMessageBoxHandler() override {}
+
+    int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) override;
+};
+
+/// The debugger output and a log file beside the executable, with the extension ".log". Answers OK always.
+class TARNKIT_API CConsoleMessageHandler : public CMessageHandler {
+public:
+    CConsoleMessageHandler();
+    ~CConsoleMessageHandler() override;
+
+    CConsoleMessageHandler(const CConsoleMessageHandler&) = delete;
+    CConsoleMessageHandler& operator=(const CConsoleMessageHandler&) = delete;
+
+    int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) override;
+
+    /// Makes a handler of this class the default one, if the default has not been needed yet.
+    static void SetEnabled(bool isOn);
+    static bool IsEnabled();
+    /// Whether each message is followed by a line end; on at first.
+    static void SetAddCRLF(bool isOn);
+
+private:
+    HANDLE logFile;
+    CUnicodeString logFileName;
+
+    static bool isEnabled;
+    static bool isAddCRLF;
+
+    bool openLogFile();
+    void write(const char16_t* text);
+};
+
+/// Appends each message to a file, as UTF-16 with a byte order mark and a blank line after each. Answers with
+/// the preselected button.
+class TARNKIT_API CFileMessageHandler : public CMessageHandler {
+public:
+    explicit CFileMessageHandler(const CString& name);
+    explicit CFileMessageHandler(const CUnicodeString& name);
+    ~CFileMessageHandler() override;
+
+    /// A message that cannot be written is lost.
+    int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) override;
+
+private:
+    CUnicodeString fileName;
+};
+
+/// Installs a handler for a scope. Scopes end in reverse order.
+class TARNKIT_API CMessageHandlerSwitcher {
+public:
+    explicit CMessageHandlerSwitcher(CMessageHandler* newHandler, bool isBegun = true,
+                                     bool isForThread = false);
+    ~CMessageHandlerSwitcher();
+
+    CMessageHandlerSwitcher(const CMessageHandlerSwitcher&) = delete;
+    CMessageHandlerSwitcher& operator=(const CMessageHandlerSwitcher&) = delete;
+
+    void Begin();
+    void End();
+    bool IsActive() const { return active; }
+
+    /// Shows a message through the current handler. A `CException*` that the handler lets out is deleted, and
+    /// the preselected button answers.
+    static int DoMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags);
+    /// Shows an exception through the current handler; what the handler lets out is deleted.
+    static void DoWarning(CException* e);
+
+private:
+    CMessageHandler* handler;
+    CMessageHandler* previous = nullptr;
+    bool active = false;
+    bool perThread;
+};
+
+/// The calling thread's handler, else the process's, else the default one; never null.
+TARNKIT_API CMessageHandler* GetCurrentMessageHandler();
+
+/// Shows a text, captioned with the application's title and owned by its main window; returns the button.
+TARNKIT_API int MessageBoxW(const char16_t* text, int flags);
+TARNKIT_API int MessageBoxW(const CMessage& message, int flags);
+
+/// Formatted text to the debugger output.
+TARNKIT_API void Trace(const char16_t* format, ...);
+TARNKIT_API void VTrace(const char16_t* format, va_list arguments);
+
+/// Closes what the default handler holds: called when the library unloads.
+void ReleaseMessageHandlers();
+
+} // namespace Tarn
