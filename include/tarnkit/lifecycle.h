@@ -1,0 +1,116 @@
+// The library's life: start-up and shut-down, the modules that take part in it, the few settings that an
+// application gives the library, its debug switches, and which system it runs on.
+//
+// An application calls `Initialize` once it runs and `Clean` before it ends; the calls nest and only the
+// outermost pair does the work. Client modules register an initialisation and a termination function, which
+// the outermost pair calls. All of this belongs to the main thread, at start-up and shut-down, and takes no
+// lock. The static-part and error flags belong to the calling thread.
+#pragma once
+
+#include <tarnkit/export.h>
+#include <tarnkit/types.h>
+#include <tarnkit/unicode_string.h>
+
+namespace Tarn {
+
+/// Starts the library with the application's registry sections (the paths of its keys under the current user
+/// and under the machine). Null stands for Software\Velmora\ and the executable's name. True when the
+/// library is ready; a failure has been shown to the user and never leaves as an exception.
+TARNKIT_API bool Initialize(const char16_t* userRegistrySection, const char16_t* machineRegistrySection);
+
+/// Undoes one `Initialize`.
+TARNKIT_API void Clean();
+
+/// Releases what the library keeps. Called when the library is unloaded; calling it again does no harm.
+TARNKIT_API void TerminateTarnkit();
+
+/// Whether the library has been started and not been cleaned up.
+TARNKIT_API bool IsTarnkitInitialized();
+
+/// The version that clients are built against; the library they meet must report the same.
+inline constexpr int kTarnkitVersion = 851;
+TARNKIT_API int GetTarnkitVersion();
+
+/// Announces a client module with its initialisation and termination functions (each may be null). Announcing
+/// it again with the same functions changes nothing; with other ones it is an assertion. A module that is
+/// announced after `Initialize` is initialised by the next `Initialize` or `LoadDLL`. See
+/// `RegisterThisModule` in tarnkit_static.h for the usual form.
+TARNKIT_API void RegisterModule(HINSTANCE module, void (*init)(), void (*term)());
+
+/// The loaded module that contains `address`; null when none does.
+TARNKIT_API HINSTANCE GetModuleOfAddress(const void* address);
+
+/// The process's main module, recorded when the library is loaded. It can be set once only.
+TARNKIT_API HINSTANCE GetApplicationInstance();
+TARNKIT_API void SetApplicationInstance(HINSTANCE instance);
+
+// Throwing or showing. Inside a static part of a thread, or while the process-wide switch is off, assertions
+// and checks show their text at once and set the thread's error flag instead of throwing.
+
+/// Static parts do not nest: the first end ends them all.
+TARNKIT_API void BeginStaticPart();
+TARNKIT_API void EndStaticPart();
+TARNKIT_API bool IsInsideStaticPart();
+
+/// Whether something failed on this thread without being thrown.
+TARNKIT_API bool GetErrorFlag();
+/// For the code that shows such a failure, and for a thread that starts afresh.
+TARNKIT_API void SetErrorFlag(bool isSet = true);
+
+TARNKIT_API bool IsThrowingEnabled();
+TARNKIT_API void SetThrowingEnabled(bool isEnabled);
+
+/// Sets the process-wide throwing switch for a scope.
+class CThrowingSwitcher {
+public:
+    explicit CThrowingSwitcher(bool isEnabled) : previous(IsThrowingEnabled()) {
+        SetThrowingEnabled(isEnabled);
+    }
+    ~CThrowingSwitcher() { SetThrowingEnabled(previous); }
+
+    CThrowingSwitcher(const CThrowingSwitcher&) = delete;
+    CThrowingSwitcher& operator=(const CThrowingSwitcher&) = delete;
+
+private:
+    bool previous;
+};
+
+// What the application tells the library about itself.
+
+/// The caption of every message box; "Tarnkit" while none (or an empty one) is set.
+TARNKIT_API CUnicodeString GetAppTitle();
+TARNKIT_API void SetAppTitle(const CUnicodeString& title);
+TARNKIT_API bool IsAppTitleDefined();
+
+/// The window that owns message boxes; null until set. The library does not own it.
+TARNKIT_API HWND GetMainWindow();
+TARNKIT_API void SetMainWindow(HWND window);
+
+/// The registry paths of the application's settings. Asking for them is an assertion while the library is not
+/// initialised; setting null is one always.
+TARNKIT_API CUnicodeString GetUserRegistrySection();
+TARNKIT_API void SetUserRegistrySection(const char16_t* section);
+TARNKIT_API CUnicodeString GetMachineRegistrySection();
+TARNKIT_API void SetMachineRegistrySection(const char16_t* section);
+
+// The library's debug switches: string values under the current user's key Software\Velmora\Tarnkit, opened
+// for reading only. A value that is missing, of another type or no number reads as the default.
+
+TARNKIT_API CUnicodeString ReadLibrarySwitch(const char16_t* valueName, const char16_t* defaultValue);
+TARNKIT_API int ReadLibraryNumber(const char16_t* valueName, int defaultValue, int radix = 10);
+TARNKIT_API bool ReadLibraryFlag(const char16_t* valueName, bool defaultValue);
+/// The same of the machine's key.
+TARNKIT_API CUnicodeString ReadMachineSwitch(const char16_t* valueName, const char16_t* defaultValue);
+
+// The system below. Only one that cannot be asked is an assertion.
+
+TARNKIT_API bool IsWindows95();
+TARNKIT_API bool IsWindows98();
+TARNKIT_API bool IsWindowsME();
+TARNKIT_API bool IsWindowsNT();
+TARNKIT_API bool IsWindows2000();
+TARNKIT_API bool IsWindowsXP();
+TARNKIT_API bool IsPocketPC2000();
+TARNKIT_API bool IsPocketPC2002();
+
+} // namespace Tarn

@@ -1,0 +1,131 @@
+// The message catalogue: every text that a user sees is a named message.
+//
+// A `CMessage` (or `CError`) is a static object that holds nothing but the message's name. Its text is looked
+// up by that name, each time it is asked for, in the registered resource modules (resource_modules.h), so a
+// translation that is added later takes effect at once. A message that no module defines is still usable: its
+// name stands in for the text. Nothing here throws because a message is missing.
+//
+// Every live object is a member of one library-wide list, which it joins when it is built and leaves when it
+// is destroyed; a module's objects are therefore to be static. Any thread may look texts up; objects come and
+// go only while modules are loaded and unloaded.
+#pragma once
+
+#include <tarnkit/array.h>
+#include <tarnkit/export.h>
+#include <tarnkit/unicode_string.h>
+
+namespace Tarn {
+
+class TARNKIT_API CMessage {
+public:
+    /// `messageName` is not copied and must live as long as the object. The number is kept for the
+    /// application's own use; nothing in the library reads it.
+    CMessage(const char16_t* messageName, int declaredNumber);
+    ~CMessage();
+
+    CMessage(const CMessage&) = delete;
+    CMessage& operator=(const CMessage&) = delete;
+
+    const char16_t* Name() const { return name; }
+
+    /// Whether some registered module knows the name.
+    bool IsDefined() const;
+
+    /// The text in the current interface language; the name when no module has one.
+    CUnicodeString UnicodeStr() const;
+
+    /// The text in the interface language with this code: what `UnicodeStr()` would give if that language
+    /// were the current one. Loads the language's modules when they are not loaded, and lets them go again.
+    CUnicodeString UnicodeStr(int language) const;
+
+    /// The text with %0, %1, ... replaced by the parameters. An undefined message gives its name and the
+    /// parameters, each after a space, so that no information is lost.
+    CUnicodeString SubstParam(const CUnicodeString& p0) const;
+    CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1) const;
+    CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1,
+                              const CUnicodeString& p2) const;
+    CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1, const CUnicodeString& p2,
+                              const CUnicodeString& p3) const;
+    CUnicodeString SubstParam(const CArray<CUnicodeString, CurrentMemoryManager>& parameters) const;
+
+    /// The names that the registered modules define; ascending, without duplicates, as the two below.
+    static void GetDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
+    /// The names of the message objects that no module defines.
+    static void GetUndefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
+    /// The names that some module defines and no message object of the running program has.
+    static void GetUnusedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
+
+    /// Does nothing; there is nothing to clean up.
+    static void CleanUp();
+
+private:
+    static CMessage* head;
+
+    static void getUsedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
+    CUnicodeString substitute(const CUnicodeString* const* parameters, int count) const;
+
+    const char16_t* name;
+    CMessage* next;
+    CMessage* previous;
+    int number;
+};
+
+/// A message that is the reason of a check (`GenCheck`).
+class TARNKIT_API CError : public CMessage {
+public:
+    CError(const char16_t* messageName, int declaredNumber) : CMessage(messageName, declaredNumber) {}
+
+    CMessage& GetMessage() { return *this; }
+    const CMessage& GetMessage() const { return *this; }
+};
+static_assert(sizeof(CError) == sizeof(CMessage));
+
+/// The string id that the first module in search order gives for the message; 0 when none does.
+TARNKIT_API int MessageID(const CMessage& message);
+
+/// Writes the undefined names and, below a heading, the unused ones to a new UTF-16 file for the translators.
+/// Throws a `CFileException` when the file cannot be written.
+TARNKIT_API void SaveUndefinedMessages(const CUnicodeString& fileName);
+
+extern TARNKIT_API CError ERR_BAD_ARCHIVE;
+extern TARNKIT_API CError ERR_BAD_ARCHIVE_VERSION;
+extern TARNKIT_API CError ERR_BAD_INI_FILE;
+extern TARNKIT_API CError ERR_BAD_TEXT_FILE;
+extern TARNKIT_API CError ERR_CANT_LOAD_DLL;
+extern TARNKIT_API CError ERR_CANT_LOAD_RESOURCE;
+extern TARNKIT_API CError ERR_CANT_WRITE_TO_REGISTRY;
+extern TARNKIT_API CError ERR_CANT_WRITE_TO_SETUP;
+extern TARNKIT_API CError ERR_CREATE_TEMP_FILE;
+extern TARNKIT_API CError ERR_DIVIDE_ZERO;
+extern TARNKIT_API CError ERR_NO_GDI_RESOURCE;
+extern TARNKIT_API CError ERR_NO_TLS;
+extern TARNKIT_API CError ERR_RATIONAL_OVERFLOW;
+
+extern TARNKIT_API CMessage ERR_FILE_ACCESS_DENIED;
+extern TARNKIT_API CMessage ERR_FILE_BAD_PATH;
+extern TARNKIT_API CMessage ERR_FILE_BAD_SEEK;
+extern TARNKIT_API CMessage ERR_FILE_DIRECTORY_FULL;
+extern TARNKIT_API CMessage ERR_FILE_DISK_FULL;
+extern TARNKIT_API CMessage ERR_FILE_END_OF_FILE;
+extern TARNKIT_API CMessage ERR_FILE_GENERIC;
+extern TARNKIT_API CMessage ERR_FILE_HARD_IO;
+extern TARNKIT_API CMessage ERR_FILE_INVALID_FILE;
+extern TARNKIT_API CMessage ERR_FILE_LOCK_VIOLATION;
+extern TARNKIT_API CMessage ERR_FILE_NOT_FOUND;
+extern TARNKIT_API CMessage ERR_FILE_REMOVE_CURRENT_DIR;
+extern TARNKIT_API CMessage ERR_FILE_SHARING_VIOLATION;
+extern TARNKIT_API CMessage ERR_FILE_TOO_MANY_OPEN_FILES;
+extern TARNKIT_API CMessage ERR_UNCAUGHT_INTERNAL_ERROR;
+extern TARNKIT_API CMessage MSG_MEMORY_FILE;
+
+#if defined(TARNKIT_BUILDING)
+// The library's own; not shown to clients.
+extern CMessage CURRENT_LANGUAGE_NAME;
+extern CMessage ERR_UNKNOWN_COM_ERROR;
+extern CMessage ERR_UNKNOWN_LAST_ERROR_TEXT;
+extern CMessage MSG_ASSERT;
+extern CMessage MSG_INTERNAL_ERROR;
+extern CMessage MSG_PRESUME;
+#endif
+
+} // namespace Tarn
