@@ -2,8 +2,10 @@
 //
 // An array owns its elements; their memory comes from the `Policy` (by default the calling thread's current
 // memory manager at the moment of growing) and goes back to wherever it came from. Any change of the size may
-// move the elements. A wrong index or count is an assertion, after which nothing is changed. One thread at a
-// time.
+// move the elements. An operation that adds or copies elements either succeeds or leaves the array as it was
+// (elements that can neither be copied nor be moved without failing excepted). A wrong position or count of
+// an insertion or removal is an assertion, after which nothing is changed; the access to single elements is
+// not checked. Destructors of elements must not throw. One thread at a time.
 #pragma once
 
 #include <tarnkit/data_model.h>
@@ -33,11 +35,7 @@ class CArray {
 public:
     CArray() = default;
     explicit CArray(int size) : CArray() { SetSize(size); }
-    CArray(std::initializer_list<T> values) : CArray() {
-        Reserve(static_cast<int>(values.size()));
-        for (const T& value : values)
-            Add(value);
-    }
+    CArray(std::initializer_list<T> values) : CArray() { appendCopies(values.begin(), values.size()); }
     CArray(const CArray& other) : CArray() { Append(other); }
     CArray(CArray&& other) noexcept : CArray() { Swap(other); }
     CArray& operator=(const CArray& other) {
@@ -48,7 +46,8 @@ public:
         return *this;
     }
     CArray& operator=(CArray&& other) noexcept {
-        Swap(other);
+        CArray moved(std::move(other));
+        Swap(moved);
         return *this;
     }
     ~CArray() { FreeBuffer(); }
@@ -84,14 +83,13 @@ public:
             GenAssert(u"array", __LINE__);
             return;
         }
-        if (size < count)
-            std::destroy(elements + size, elements + count);
-        else {
+        if (size < count) {
+            cutTo(size);
+        } else {
             Reserve(size);
-            for (; count < size; count++)
-                ::new (static_cast<void*>(elements + count)) T();
+            std::uninitialized_value_construct(elements + count, elements + size);
+            count = size;
         }
-        count = size;
     }
 
     /// Appends a copy of `value`, which may be an element of this array.
@@ -102,9 +100,9 @@ public:
     template<class OtherPolicy>
     void Append(const CArray<T, OtherPolicy>& other) {
         const int added = other.Size();
-        Reserve(sumOrFail(count, added));
-        for (int i = 0; i < added; i++)
-            Add(other[i]);
+        Reserve(sumOrFail(count, static_cast<std::size_t>(added)));
+        // The source is asked for its elements only now: it may be this array, which has just moved.
+        appendCopies(other.Ptr(), static_cast<std::size_t>(added));
     }
 
     /// Inserts a copy of `value` before `position` (0 to `Size()`); the elements behind move up.
@@ -123,27 +121,24 @@ public:
             GenAssert(u"array", __LINE__);
             return;
         }
+        if (number == 0)
+            return;
         std::move(elements + position + number, elements + count, elements + position);
-        std::destroy(elements + count - number, elements + count);
-        count -= number;
+        cutTo(count - number);
     }
 
     /// Removes the last element of a non-empty array.
     void DeleteLast() { DeleteAt(count - 1); }
 
     /// Removes all elements and keeps the memory.
-    void DeleteAll() {
-        std::destroy(elements, elements + count);
-        count = 0;
-    }
+    void DeleteAll() { cutTo(0); }
 
     /// Removes all elements and gives the memory back.
     void FreeBuffer() {
         DeleteAll();
-        if (elements != nullptr)
-            Policy::Free(elements);
-        elements = nullptr;
         capacity = 0;
+        if (T* old = std::exchange(elements, nullptr))
+            Policy::Free(old);
     }
 
     /// The first index at or after `start` whose element equals `value`, or -1.
@@ -204,56 +199,89 @@ private:
     static_assert(alignof(T) <= alignof(std::max_align_t),
                   "over-aligned elements need a manager of their own");
 
-    static int sumOrFail(int a, int b) {
-        if (b > INT_MAX - a)
+    static int sumOrFail(int a, std::size_t b) {
+        if (b > static_cast<std::size_t>(INT_MAX - a))
             ThrowMemoryException();
-        return a + b;
+        return a + static_cast<int>(b);
     }
 
     static T* allocate(int size) {
-        if (static_cast<unsigned long long>(size) * sizeof(T) > INT_MAX)
+        if (static_cast<UInt64>(size) * sizeof(T) > INT_MAX)
             ThrowMemoryException();
         return static_cast<T*>(Policy::Alloc(static_cast<unsigned>(size) * static_cast<unsigned>(sizeof(T))));
     }
 
-    // Moves the elements into `room`, which then is the buffer.
-    void adopt(T* room, int newCapacity) noexcept {
+    // Brings the elements into `room`, by moving where that cannot fail and else by copying.
+    void transferTo(T* room) {
         if constexpr (std::is_trivially_copyable_v<T>) {
             if (count > 0)
                 std::memcpy(static_cast<void*>(room), elements, static_cast<std::size_t>(count) * sizeof(T));
-        } else {
+        } else if constexpr (std::is_nothrow_move_constructible_v<T> || !std::is_copy_constructible_v<T>) {
             std::uninitialized_move(elements, elements + count, room);
-            std::destroy(elements, elements + count);
+        } else {
+            std::uninitialized_copy(elements, elements + count, room);
         }
-        if (elements != nullptr)
-            Policy::Free(elements);
-        elements = room;
+    }
+
+    // Makes `room`, to which the elements have been transferred, the buffer.
+    void adopt(T* room, int newCapacity) {
+        T* old = std::exchange(elements, room);
         capacity = newCapacity;
+        std::destroy(old, old + count);
+        if (old != nullptr)
+            Policy::Free(old);
     }
 
     void grow(int needed) {
         const int newCapacity = GrownCapacity(capacity, needed);
-        adopt(allocate(newCapacity), newCapacity);
+        T* room = allocate(newCapacity);
+        try {
+            transferTo(room);
+        } catch (...) {
+            Policy::Free(room);
+            throw;
+        }
+        adopt(room, newCapacity);
     }
 
     // Appends an element made from `value`, which may lie inside the buffer that growing gives back: the new
     // element is made before the old ones move.
     template<class Value>
     void emplaceLast(Value&& value) {
-        if (count < capacity) {
+        if (count < capacity)
             ::new (static_cast<void*>(elements + count)) T(std::forward<Value>(value));
-        } else {
-            const int newCapacity = GrownCapacity(capacity, sumOrFail(count, 1));
-            T* room = allocate(newCapacity);
-            try {
-                ::new (static_cast<void*>(room + count)) T(std::forward<Value>(value));
-            } catch (...) {
-                Policy::Free(room);
-                throw;
-            }
-            adopt(room, newCapacity);
-        }
+        else
+            growAround(std::forward<Value>(value));
         count++;
+    }
+
+    template<class Value>
+    void growAround(Value&& value) {
+        const int newCapacity = GrownCapacity(capacity, sumOrFail(count, 1));
+        T* room = allocate(newCapacity);
+        T* added = nullptr;
+        try {
+            added = ::new (static_cast<void*>(room + count)) T(std::forward<Value>(value));
+            transferTo(room);
+        } catch (...) {
+            if (added != nullptr)
+                std::destroy_at(added);
+            Policy::Free(room);
+            throw;
+        }
+        adopt(room, newCapacity);
+    }
+
+    void appendCopies(const T* values, std::size_t number) {
+        const int total = sumOrFail(count, number);
+        Reserve(total);
+        std::uninitialized_copy_n(values, number, elements + count);
+        count = total;
+    }
+
+    void cutTo(int size) {
+        const int old = std::exchange(count, size);
+        std::destroy(elements + size, elements + old);
     }
 };
 

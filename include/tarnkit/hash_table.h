@@ -1,0 +1,326 @@
+// CHashTable: a set of elements that are found by key. Its nodes and chains (CChainedNodes) serve CMap too.
+//
+// A table owns copies of its elements; their memory comes from the `Policy`, one node each, and an element
+// keeps its address until it is deleted. What is found by what is decided by overloads of `HashKey` and
+// `AreHashTableKeysEqual` (hashing.h): an element may be its own key, or a class that holds its key and can
+// be compared with a key alone. The number of buckets is a prime of `UpperPrimeNumber`; it goes up to the
+// next prime when there would be more elements than buckets.
+//
+// Elements are visited in the order of their insertion. Inserting while iterating is allowed, what is new is
+// visited last; deleting ends only the iterators of what is deleted. Every insertion either succeeds or
+// changes nothing. Destructors of elements must not throw. One thread at a time.
+#pragma once
+
+#include <tarnkit/data_model.h>
+#include <tarnkit/failures.h>
+#include <tarnkit/hashing.h>
+#include <tarnkit/memory_manager.h>
+
+#include <climits>
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace Tarn {
+
+/// What a table is made for when nothing is said: 31 buckets.
+inline constexpr int kUsualTableSize = 30;
+
+/// The hash of a key by the overloads for its type.
+template<class Key>
+unsigned HashOfKey(const Key& key) {
+    using ::HashKey;
+    return static_cast<unsigned>(HashKey(key));
+}
+
+/// The key to look up where `Other` was given for a table of `Key`: a class may be asked by anything that its
+/// overloads compare it with; all else is converted first, so that 5 and 5LL are one key.
+template<class Other, class Key>
+concept CForeignKey = std::is_class_v<Key> && !std::is_same_v<Other, Key>;
+
+/// The memory of a table: nodes in chains by hash, and in one list by age. What makes two entries the same is
+/// the table's business.
+template<class Entry, class Policy>
+class CChainedNodes {
+public:
+    struct Node {
+        Node* nextInChain = nullptr;
+        Node* previous = nullptr;
+        Node* next = nullptr;
+        unsigned hash;
+        Entry entry;
+
+        template<class... Arguments>
+        explicit Node(unsigned hashOfKey, Arguments&&... arguments)
+            : hash(hashOfKey), entry{std::forward<Arguments>(arguments)...} {}
+    };
+
+    constexpr explicit CChainedNodes(int size) : wantedSize(size) {}
+    CChainedNodes(const CChainedNodes& other) : CChainedNodes(other.wantedSize) {
+        if (other.count > 0)
+            rehash(other.bucketCount);
+        for (const Node* node = other.first; node != nullptr; node = node->next)
+            Insert(node->hash, node->entry);
+    }
+    CChainedNodes& operator=(const CChainedNodes&) = delete;
+    ~CChainedNodes() { FreeBuffer(); }
+
+    int Size() const { return count; }
+    int BucketCount() const { return bucketCount; }
+    Node* First() const { return first; }
+
+    /// The node of this hash whose entry satisfies `isWanted`, or null.
+    template<class Predicate>
+    Node* Find(unsigned hash, Predicate isWanted) const {
+        if (count == 0)
+            return nullptr;
+        Node* node = *chainOf(hash);
+        while (node != nullptr && !(node->hash == hash && isWanted(node->entry)))
+            node = node->nextInChain;
+        return node;
+    }
+
+    /// Adds an entry, of which there must be no equal yet.
+    template<class... Arguments>
+    Node* Insert(unsigned hash, Arguments&&... arguments) {
+        if (count == INT_MAX)
+            ThrowMemoryException();
+        if (count == bucketCount)
+            rehash(UpperPrimeNumber(buckets == nullptr ? wantedSize : bucketCount));
+        void* room = Policy::Alloc(sizeof(Node));
+        Node* node;
+        try {
+            node = ::new (room) Node(hash, std::forward<Arguments>(arguments)...);
+        } catch (...) {
+            Policy::Free(room);
+            throw;
+        }
+        link(node);
+        return node;
+    }
+
+    /// Removes and destroys a node of this table; returns the one inserted after it.
+    Node* Delete(Node* node) {
+        Node* next = node->next;
+        unlink(node);
+        destroy(node);
+        return next;
+    }
+
+    void DeleteAll() {
+        for (int i = 0; i < bucketCount; i++)
+            buckets[i] = nullptr;
+        last = nullptr;
+        count = 0;
+        Node* node = std::exchange(first, nullptr);
+        while (node != nullptr)
+            destroy(std::exchange(node, node->next));
+    }
+
+    void FreeBuffer() {
+        DeleteAll();
+        bucketCount = 0;
+        if (Node** old = std::exchange(buckets, nullptr))
+            Policy::Free(old);
+    }
+
+    void Swap(CChainedNodes& other) noexcept {
+        std::swap(buckets, other.buckets);
+        std::swap(bucketCount, other.bucketCount);
+        std::swap(count, other.count);
+        std::swap(wantedSize, other.wantedSize);
+        std::swap(first, other.first);
+        std::swap(last, other.last);
+    }
+
+private:
+    Node** buckets = nullptr;
+    int bucketCount = 0;
+    int count = 0;
+    int wantedSize;
+    Node* first = nullptr;
+    Node* last = nullptr;
+
+    static_assert(alignof(Node) <= alignof(std::max_align_t),
+                  "over-aligned entries need a manager of their own");
+
+    Node** chainOf(unsigned hash) const { return &buckets[hash % static_cast<unsigned>(bucketCount)]; }
+
+    void rehash(int newCount) {
+        if (newCount > INT_MAX / kPointerSize)
+            ThrowMemoryException();
+        auto* room =
+            static_cast<Node**>(Policy::Alloc(static_cast<unsigned>(newCount) * unsigned{kPointerSize}));
+        std::uninitialized_fill_n(room, newCount, nullptr);
+        Node** old = std::exchange(buckets, room);
+        bucketCount = newCount;
+        for (Node* node = first; node != nullptr; node = node->next)
+            linkInChain(node);
+        if (old != nullptr)
+            Policy::Free(old);
+    }
+
+    void linkInChain(Node* node) {
+        Node** chain = chainOf(node->hash);
+        node->nextInChain = *chain;
+        *chain = node;
+    }
+
+    void link(Node* node) {
+        linkInChain(node);
+        node->previous = last;
+        (last != nullptr ? last->next : first) = node;
+        last = node;
+        count++;
+    }
+
+    void unlink(Node* node) {
+        Node** place = chainOf(node->hash);
+        while (*place != node)
+            place = &(*place)->nextInChain;
+        *place = node->nextInChain;
+        (node->previous != nullptr ? node->previous->next : first) = node->next;
+        (node->next != nullptr ? node->next->previous : last) = node->previous;
+        count--;
+    }
+
+    static void destroy(Node* node) {
+        std::destroy_at(node);
+        Policy::Free(node);
+    }
+};
+
+/// A position in a table or map: null past the end.
+template<class Node, class Entry>
+class CTableIterator {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = std::remove_const_t<Entry>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = Entry*;
+    using reference = Entry&;
+
+    CTableIterator() = default;
+    explicit CTableIterator(Node* place) : node(place) {}
+    /// A position that allows changes is also one that does not.
+    operator CTableIterator<Node, const Entry>() const { return CTableIterator<Node, const Entry>(node); }
+
+    Entry& operator*() const { return node->entry; }
+    Entry* operator->() const { return &node->entry; }
+    CTableIterator& operator++() {
+        node = node->next;
+        return *this;
+    }
+    CTableIterator operator++(int) {
+        CTableIterator before = *this;
+        ++*this;
+        return before;
+    }
+    friend bool operator==(CTableIterator a, CTableIterator b) { return a.node == b.node; }
+
+    Node* Place() const { return node; }
+
+private:
+    Node* node = nullptr;
+};
+
+template<class Element, class Policy = CurrentMemoryManager>
+class CHashTable {
+    using Nodes = CChainedNodes<Element, Policy>;
+    using Node = typename Nodes::Node;
+
+public:
+    /// Elements can be changed in place as long as their keys stay the same.
+    using Iterator = CTableIterator<Node, Element>;
+    using ConstIterator = CTableIterator<Node, const Element>;
+
+    constexpr CHashTable() : nodes(kUsualTableSize) {}
+    /// A table whose first insertion makes `UpperPrimeNumber(size)` buckets.
+    constexpr explicit CHashTable(int size) : nodes(size) {}
+    CHashTable(const CHashTable&) = default;
+    CHashTable(CHashTable&& other) noexcept : CHashTable() { Swap(other); }
+    CHashTable& operator=(CHashTable other) noexcept {
+        Swap(other);
+        return *this;
+    }
+
+    int Size() const { return nodes.Size(); }
+    bool IsEmpty() const { return Size() == 0; }
+    /// 0 before the first insertion.
+    int BucketCount() const { return nodes.BucketCount(); }
+
+    Iterator begin() { return Iterator(nodes.First()); }
+    Iterator end() { return Iterator(); }
+    ConstIterator begin() const { return ConstIterator(nodes.First()); }
+    ConstIterator end() const { return ConstIterator(); }
+
+    /// Adds `element`; false, with nothing changed, when an equal one is there.
+    bool Insert(Element element) {
+        const unsigned hash = HashOfKey(element);
+        if (findNode(hash, element) != nullptr)
+            return false;
+        nodes.Insert(hash, std::move(element));
+        return true;
+    }
+
+    /// The element that equals `key`, or null. It can be changed in place as long as its key stays the same.
+    Element* Find(const Element& key) { return findElement(key); }
+    const Element* Find(const Element& key) const { return findElement(key); }
+    template<CForeignKey<Element> Key>
+    Element* Find(const Key& key) {
+        return findElement(key);
+    }
+    template<CForeignKey<Element> Key>
+    const Element* Find(const Key& key) const {
+        return findElement(key);
+    }
+    bool Has(const Element& key) const { return findElement(key) != nullptr; }
+    template<CForeignKey<Element> Key>
+    bool Has(const Key& key) const {
+        return findElement(key) != nullptr;
+    }
+
+    /// Deletes the element that equals `key`; false when there is none.
+    bool Delete(const Element& key) { return deleteNode(findNode(HashOfKey(key), key)); }
+    template<CForeignKey<Element> Key>
+    requires(!std::is_same_v<Key, Iterator>) bool Delete(const Key& key) {
+        return deleteNode(findNode(HashOfKey(key), key));
+    }
+    /// Deletes the element at `position`, which must not be the end; returns the position after it.
+    Iterator Delete(Iterator position) { return Iterator(nodes.Delete(position.Place())); }
+
+    /// Deletes all elements and keeps the buckets.
+    void DeleteAll() { nodes.DeleteAll(); }
+    /// Deletes all elements and gives the buckets back.
+    void FreeBuffer() { nodes.FreeBuffer(); }
+
+    void Swap(CHashTable& other) noexcept { nodes.Swap(other.nodes); }
+
+private:
+    Nodes nodes;
+
+    template<class Key>
+    Node* findNode(unsigned hash, const Key& key) const {
+        return nodes.Find(hash, [&key](const Element& element) {
+            using ::AreHashTableKeysEqual;
+            return AreHashTableKeysEqual(element, key);
+        });
+    }
+
+    template<class Key>
+    Element* findElement(const Key& key) const {
+        Node* node = findNode(HashOfKey(key), key);
+        return node != nullptr ? &node->entry : nullptr;
+    }
+
+    bool deleteNode(Node* node) {
+        if (node != nullptr)
+            nodes.Delete(node);
+        return node != nullptr;
+    }
+};
+
+} // namespace Tarn

@@ -1,0 +1,76 @@
+// CPointerArray: a growable array of pointers to objects that belong to somebody else.
+//
+// It grows as CArray does, with memory from its `Policy`; what the pointers point to is neither copied nor
+// deleted. A wrong position or count is an assertion, after which nothing is changed. One thread at a time.
+#pragma once
+
+#include <tarnkit/array.h>
+
+namespace Tarn {
+
+template<class T, class Policy = CurrentMemoryManager>
+class CPointerArray {
+public:
+    int Size() const { return pointers.Size(); }
+    int Capacity() const { return pointers.Capacity(); }
+    bool IsEmpty() const { return pointers.IsEmpty(); }
+
+    /// The pointer at `index`, which must exist.
+    T*& operator[](int index) { return pointers[index]; }
+    T* operator[](int index) const { return pointers[index]; }
+    T* First() const { return pointers.First(); }
+    T* Last() const { return pointers.Last(); }
+
+    T** begin() { return pointers.begin(); }
+    T** end() { return pointers.end(); }
+    T* const* begin() const { return pointers.begin(); }
+    T* const* end() const { return pointers.end(); }
+
+    /// Makes room for `needed` pointers in all; never shrinks.
+    void Reserve(int needed) { pointers.Reserve(needed); }
+    /// Cuts the array or extends it with null pointers.
+    void SetSize(int size) { pointers.SetSize(size); }
+    void Add(T* pointer) { pointers.Add(pointer); }
+    /// Inserts before `position` (0 to `Size()`); the pointers behind move up.
+    void InsertAt(int position, T* pointer) { pointers.InsertAt(position, pointer); }
+
+    /// Removes `number` pointers from `start` on; the pointers behind move down.
+    void DeleteAt(int start, int number = 1) {
+        if (start < 0 || start > Size())
+            GenAssert(u"pointerarray", 374);
+        else if (number < 0)
+            GenAssert(u"pointerarray", 375);
+        else if (number > Size() - start)
+            GenAssert(u"pointerarray", 376);
+        else
+            pointers.DeleteAt(start, number);
+    }
+    /// Removes the last pointer of a non-empty array.
+    void DeleteLast() { DeleteAt(Size() - 1); }
+    /// Removes all pointers and keeps the memory.
+    void DeleteAll() { pointers.DeleteAll(); }
+    /// Removes all pointers and gives the memory back.
+    void FreeBuffer() { pointers.FreeBuffer(); }
+
+    /// The first index at or after `start` that holds `pointer`, or -1.
+    int Find(const T* pointer, int start = 0) const { return pointers.Find(pointer, start); }
+    bool Has(const T* pointer) const { return Find(pointer) >= 0; }
+
+    /// Sorts by a comparison of the objects that returns a negative number, zero or a positive one; equal
+    /// objects keep their order when `isStable` is set. No pointer may be null.
+    template<class Compare>
+    void Sort(Compare compare, bool isStable = false) {
+        auto isBefore = [&compare](const T* a, const T* b) { return compare(a, b) < 0; };
+        if (isStable)
+            std::stable_sort(begin(), end(), isBefore);
+        else
+            std::sort(begin(), end(), isBefore);
+    }
+
+    void Swap(CPointerArray& other) noexcept { pointers.Swap(other.pointers); }
+
+private:
+    CArray<T*, Policy> pointers;
+};
+
+} // namespace Tarn
