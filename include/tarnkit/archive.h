@@ -1,0 +1,266 @@
+// CArchive: a binary stream of values over any CBaseFile, in one direction for its whole life.
+//
+// The format is the values in the order written and nothing else: numbers little-endian, counts as small
+// values (one byte up to 254, else 0xFF and 4 bytes), text as its length and its units. Reader and writer
+// must agree on the sequence; `SerializeVersion` is there for layouts that change.
+//
+// An archive uses the file and neither owns nor closes it; the file must live until the archive is closed. It
+// keeps a buffer of its own, so small values cost a copy into memory. The failures of the file pass through
+// unchanged; a file that ends too early is the end-of-file `CFileException*`, and all errors carry the
+// archive's name. Transfers in the wrong direction, or after `Close` and `Abort`, assert. One thread at a
+// time.
+#pragma once
+
+#include <tarnkit/array.h>
+#include <tarnkit/export.h>
+#include <tarnkit/failures.h>
+#include <tarnkit/file.h>
+#include <tarnkit/string.h>
+#include <tarnkit/types.h>
+#include <tarnkit/unicode_string.h>
+
+#include <bit>
+#include <climits>
+#include <cstring>
+#include <type_traits>
+
+namespace Tarn {
+
+class TARNKIT_API CArchive {
+public:
+    enum TDirection { Loading = 0, Storing = 1 };
+
+    /// The least buffer that holds any single value.
+    static constexpr int kLeastBufferSize = 9;
+    static constexpr int kDefaultBufferSize = 4096;
+
+    /// `archiveFile` gives the archive its name. Asserts when it is null or the buffer is less than
+    /// `kLeastBufferSize`, which is then used.
+    CArchive(CBaseFile* archiveFile, TDirection archiveDirection, int size = kDefaultBufferSize);
+    /// Closes; a failure is thrown, unless another exception is on its way.
+    virtual ~CArchive() noexcept(false);
+
+    CArchive(const CArchive&) = delete;
+    CArchive& operator=(const CArchive&) = delete;
+
+    bool IsLoading() const { return direction == Loading; }
+    bool IsStoring() const { return direction == Storing; }
+    /// Null after `Close` and `Abort`.
+    CBaseFile* GetFile() const { return file; }
+    CUnicodeString Name() const { return name; }
+    CUnicodeString UnicodeName() const { return name; }
+
+    /// Brings the file to the state that the archive stands for: storing writes what waits in the buffer,
+    /// loading moves the file's position back to the first byte not consumed. Bytes that the file refused are
+    /// reported once, by its exception, and then dropped: they are never written a second time.
+    void Flush();
+    /// `Flush`, then lets the file go, also when the flush failed.
+    void Close();
+    /// Lets the file go without flushing: what was not written yet is lost.
+    void Abort();
+    /// Loading only: whether every byte of the file has been consumed.
+    bool IsEndOfArchive() const;
+
+    /// Fills exactly `size` bytes or throws the end-of-file exception.
+    void Read(void* bytes, int size);
+    void Write(const void* bytes, int size);
+    /// Passes over `size` bytes; whether the file has them is not checked.
+    void Skip(int size);
+
+    CArchive& operator<<(bool value) { return *this << static_cast<unsigned char>(value ? 1 : 0); }
+    CArchive& operator<<(char value) { return store(value); }
+    CArchive& operator<<(signed char value) { return store(value); }
+    CArchive& operator<<(unsigned char value) { return store(value); }
+    CArchive& operator<<(char16_t value) { return store(value); }
+    CArchive& operator<<(short value) { return store(value); }
+    CArchive& operator<<(unsigned short value) { return store(value); }
+    CArchive& operator<<(int value) { return store(value); }
+    CArchive& operator<<(unsigned int value) { return store(value); }
+    /// 4 bytes; asserts when the value does not fit.
+    CArchive& operator<<(long value) { return store(narrow(value)); }
+    CArchive& operator<<(unsigned long value) { return store(narrow(value)); }
+    CArchive& operator<<(Int64 value) { return store(value); }
+    CArchive& operator<<(UInt64 value) { return store(value); }
+    CArchive& operator<<(float value) { return store(value); }
+    CArchive& operator<<(double value) { return store(value); }
+
+    /// Raises `ERR_BAD_ARCHIVE` for a byte other than 0 and 1.
+    CArchive& operator>>(bool& value) {
+        unsigned char byte;
+        load(byte);
+        if (byte > 1) [[unlikely]]
+            reportCorruption();
+        value = byte != 0;
+        return *this;
+    }
+    CArchive& operator>>(char& value) { return load(value); }
+    CArchive& operator>>(signed char& value) { return load(value); }
+    CArchive& operator>>(unsigned char& value) { return load(value); }
+    CArchive& operator>>(char16_t& value) { return load(value); }
+    CArchive& operator>>(short& value) { return load(value); }
+    CArchive& operator>>(unsigned short& value) { return load(value); }
+    CArchive& operator>>(int& value) { return load(value); }
+    CArchive& operator>>(unsigned int& value) { return load(value); }
+    CArchive& operator>>(long& value) { return loadThrough<int>(value); }
+    CArchive& operator>>(unsigned long& value) { return loadThrough<unsigned int>(value); }
+    CArchive& operator>>(Int64& value) { return load(value); }
+    CArchive& operator>>(UInt64& value) { return load(value); }
+    CArchive& operator>>(float& value) { return load(value); }
+    CArchive& operator>>(double& value) { return load(value); }
+
+    // What would silently become another type: a pointer a `bool`, a character type an `int`.
+    template<class T>
+    requires std::is_pointer_v<T> || std::is_member_pointer_v<T> || std::is_null_pointer_v<T> CArchive&
+    operator<<(T) = delete;
+    CArchive& operator<<(wchar_t) = delete;
+    CArchive& operator<<(char8_t) = delete;
+    CArchive& operator<<(char32_t) = delete;
+    CArchive& operator<<(long double) = delete;
+
+    void WriteSmallValue(int value) {
+        if (value >= 0 && value < kSmallValueMarker) [[likely]] {
+            store(static_cast<unsigned char>(value));
+        } else {
+            store(kSmallValueMarker);
+            store(value);
+        }
+    }
+    int ReadSmallValue() {
+        unsigned char byte;
+        load(byte);
+        if (byte != kSmallValueMarker) [[likely]]
+            return byte;
+        int value;
+        load(value);
+        return value;
+    }
+
+    /// Stores the value or loads it, by the archive's direction. A `long` that does not fit 4 bytes asserts.
+    void SerializeSmallValue(int& value) { serializeSmallValue<int>(value); }
+    void SerializeSmallValue(unsigned int& value) { serializeSmallValue<unsigned int>(value); }
+    void SerializeSmallValue(long& value) { serializeSmallValue<int>(value); }
+    void SerializeSmallValue(unsigned long& value) { serializeSmallValue<unsigned int>(value); }
+
+    /// Storing writes `currentVersion` and returns it. Loading returns the stored version, at most
+    /// `currentVersion`; a higher one raises `ERR_BAD_ARCHIVE_VERSION`.
+    int SerializeVersion(int currentVersion);
+
+    /// Writes text without its length, followed by CR LF when asked for.
+    void WriteString(const CString& text, bool addLineEnd);
+    void WriteString(const char* text, bool addLineEnd);
+    void WriteUnicodeString(const CUnicodeString& text, bool addLineEnd);
+    void WriteUnicodeString(const char16_t* text, bool addLineEnd);
+
+    /// Reads up to a line end (CR LF or LF), which is dropped, or to the end of the file. False when the file
+    /// was already at its end. A zero, or a CR without its LF, raises `ERR_BAD_TEXT_FILE`; the end of the
+    /// file right after a CR is the end-of-file exception.
+    bool ReadString(CString& line);
+    bool ReadUnicodeString(CUnicodeString& line);
+
+private:
+    friend TARNKIT_API CArchive& operator>>(CArchive& archive, CString& text);
+    friend TARNKIT_API CArchive& operator>>(CArchive& archive, CUnicodeString& text);
+
+    /// The first byte of a small value that does not fit one byte.
+    static constexpr unsigned char kSmallValueMarker = 0xFF;
+
+    CBaseFile* file;
+    CUnicodeString name;
+    TDirection direction;
+    /// Loading: the bytes read ahead. Storing: room of `bufferSize` bytes, none before the first write. Empty
+    /// without a file.
+    CArray<unsigned char> buffer;
+    int bufferSize;
+    /// How many bytes of the buffer have been consumed (loading) or wait to be written (storing).
+    int position = 0;
+
+    int unusedBufferSize() const { return buffer.Size() - position; }
+
+    // The next `size` bytes to read or to fill, and the position behind them. Null when the archive is no
+    // longer usable and assertions return. Without a file the buffer is empty, so that one test does.
+    const void* getReadPtr(int size) {
+        if (direction != Loading || size > unusedBufferSize()) [[unlikely]]
+            if (!prepareRead(size))
+                return nullptr;
+        return takeBytes(size);
+    }
+    void* getWritePtr(int size) {
+        if (direction != Storing || size > unusedBufferSize()) [[unlikely]]
+            if (!prepareWrite())
+                return nullptr;
+        return takeBytes(size);
+    }
+    unsigned char* takeBytes(int size) {
+        unsigned char* bytes = buffer.Ptr() + position;
+        position += size;
+        return bytes;
+    }
+
+    template<class T>
+    CArchive& store(const T& value) {
+        if (void* bytes = getWritePtr(sizeof(T))) [[likely]]
+            std::memcpy(bytes, &value, sizeof(T));
+        return *this;
+    }
+    template<class T>
+    CArchive& load(T& value) {
+        if (const void* bytes = getReadPtr(sizeof(T))) [[likely]]
+            std::memcpy(&value, bytes, sizeof(T));
+        else
+            value = T();
+        return *this;
+    }
+    template<class Narrow, class T>
+    CArchive& loadThrough(T& value) {
+        Narrow stored;
+        load(stored);
+        value = stored;
+        return *this;
+    }
+
+    // A `long` as the 4 bytes that it has in the format.
+    template<class Narrow, class T>
+    static Narrow narrowTo(T value) {
+        if (static_cast<T>(static_cast<Narrow>(value)) != value) [[unlikely]]
+            GenAssert(u"Archive", __LINE__);
+        return static_cast<Narrow>(value);
+    }
+    static int narrow(long value) { return narrowTo<int>(value); }
+    static unsigned int narrow(unsigned long value) { return narrowTo<unsigned int>(value); }
+
+    template<class Narrow, class T>
+    void serializeSmallValue(T& value) {
+        if (IsStoring())
+            WriteSmallValue(static_cast<int>(narrowTo<Narrow>(value)));
+        else
+            value = static_cast<Narrow>(ReadSmallValue());
+    }
+
+    bool assertUsable(TDirection wanted) const;
+    bool prepareRead(int size);
+    bool prepareWrite();
+    void fillBuffer(int size);
+    void detach();
+    Int64 bytesLeftInFile() const;
+    void reportCorruption() const;
+    [[noreturn]] void throwEndOfFile() const;
+    template<class Unit>
+    void writeText(const Unit* text, int length, bool addLineEnd);
+    template<class Unit, class Text>
+    bool readLine(Text& line);
+    template<class Unit, class Text>
+    void loadText(Text& text);
+};
+
+static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
+static_assert(sizeof(short) == 2 && sizeof(int) == 4 && sizeof(Int64) == 8);
+static_assert(sizeof(float) == 4 && sizeof(double) == 8 && sizeof(bool) == 1);
+
+/// A small value with the length in bytes or units, then the text. Loading raises `ERR_BAD_ARCHIVE` for a
+/// negative length and takes no more memory than the file can fill.
+TARNKIT_API CArchive& operator<<(CArchive& archive, const CString& text);
+TARNKIT_API CArchive& operator>>(CArchive& archive, CString& text);
+TARNKIT_API CArchive& operator<<(CArchive& archive, const CUnicodeString& text);
+TARNKIT_API CArchive& operator>>(CArchive& archive, CUnicodeString& text);
+
+} // namespace Tarn

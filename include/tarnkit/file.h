@@ -1,0 +1,141 @@
+// CBaseFile, the abstract random-access byte file, and CFile, a file on disk.
+//
+// Archives and text streams work on any CBaseFile and never own or close it. A CFile owns its platform handle
+// from `Open` to `Close`, `Abort` or its destruction. Failures of the platform are `CFileException*`s with
+// the system's code and the file's full name; misuse (a closed file, null buffers, negative sizes) is an
+// assertion. One thread at a time; objects on the same path share it by the share bits of their flags.
+//
+// An open file has one owner. Copying a CFile gives a file that is not open, assigning one closes the target
+// and leaves it not open: so no handle is ever closed twice. Moving hands the open file over.
+#pragma once
+
+#include <tarnkit/export.h>
+#include <tarnkit/types.h>
+#include <tarnkit/unicode_string.h>
+
+namespace Tarn {
+
+class TARNKIT_API CBaseFile {
+public:
+    /// The values of the platform's seek call.
+    enum TSeekPosition { Begin = 0, Current = 1, End = 2 };
+
+    CBaseFile() = default;
+    CBaseFile(const CBaseFile&) = default;
+    CBaseFile& operator=(const CBaseFile&) = default;
+
+    virtual ~CBaseFile() noexcept(false);
+    virtual CUnicodeString GetFileName() = 0;
+    /// The bytes read, fewer than `size` at the end of the file.
+    virtual int Read(void* buffer, int size) = 0;
+    virtual void Write(const void* buffer, int size) = 0;
+    virtual int GetPosition() const = 0;
+    /// Returns the new position.
+    virtual int Seek(int offset, TSeekPosition from) = 0;
+    virtual void SetLength(int length) = 0;
+    virtual int GetLength() const = 0;
+    /// Closes without reporting a failure; what was not written yet is lost.
+    virtual void Abort() = 0;
+    virtual void Flush() = 0;
+    virtual void Close() = 0;
+
+    void SeekToBegin() { Seek(0, Begin); }
+    void SeekToEnd() { Seek(0, End); }
+};
+
+class TARNKIT_API CFile : public CBaseFile {
+public:
+    /// Bits of the `flags` of `Open`: one access, one way of sharing, and how to create. Without `Create` an
+    /// existing file is opened; with it alone the file is created anew, emptied when it exists; together with
+    /// `KeepContents` it is created only when missing.
+    enum TOpenFlags : unsigned int {
+        ForReading = 0x0000,
+        ForWriting = 0x0001,
+        ForReadingAndWriting = 0x0002,
+        Exclusive = 0x0010,
+        DenyWrite = 0x0020,
+        DenyRead = 0x0030,
+        DenyNone = 0x0040,
+        Create = 0x1000,
+        KeepContents = 0x2000
+    };
+
+    CFile() = default;
+    CFile(const CUnicodeString& fileName, unsigned int flags);
+    CFile(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
+    CFile(const CFile& other);
+    CFile(CFile&& other) noexcept;
+    CFile& operator=(const CFile& other);
+    CFile& operator=(CFile&& other);
+    /// Closes an open file; a failure is thrown, unless another exception is on its way.
+    ~CFile() noexcept(false) override;
+
+    /// Opens the file, which must not be open, under its full path. Bad flags assert before anything is
+    /// changed; when opening fails the object stays not open. `attributes` are those of a file created.
+    void Open(const CUnicodeString& fileName, unsigned int flags);
+    void Open(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
+    /// As `Open`, for a file that is going to be mapped into memory.
+    void OpenForMapping(const CUnicodeString& fileName, unsigned int flags);
+    void OpenForMapping(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
+    /// Closes a file of `OpenForMapping` without reporting a failure.
+    void CloseMapped();
+
+    bool IsOpen() const { return handle != INVALID_HANDLE_VALUE; }
+    HANDLE Handle() const { return handle; }
+    /// The full name; empty while not open.
+    CUnicodeString GetFileName() override;
+    CUnicodeString UnicodeName() const { return name; }
+
+    /// 0 for a `size` of 0, even on a closed file.
+    int Read(void* buffer, int size) override;
+    void Write(const void* buffer, int size) override;
+    /// Asserts above 2^31 - 1, as `GetLength` does.
+    int GetPosition() const override;
+    /// Throws the bad-seek kind when the new position is above 2^31 - 1.
+    int Seek(int offset, TSeekPosition from) override;
+    /// Leaves the position at the new end.
+    void SetLength(int length) override;
+    int GetLength() const override;
+    void Abort() override;
+    void Flush() override;
+    void Close() override;
+
+    Int64 GetPosition64() const;
+    Int64 GetLength64() const;
+    Int64 Seek(Int64 offset, TSeekPosition from);
+    void SetLength(Int64 length);
+
+    /// Exactly `size` bytes, or the end-of-file exception.
+    void ReadRecord(void* buffer, int size);
+    unsigned char ReadByte();
+    /// 2 bytes, little-endian.
+    unsigned short ReadWord();
+    /// 4 bytes, little-endian.
+    unsigned long ReadDWord();
+    void WriteByte(unsigned char value);
+    void WriteWord(unsigned short value);
+    /// 4 bytes; asserts when the value does not fit.
+    void WriteDWord(unsigned long value);
+
+    /// What the flags mean to the platform's create call; bad bits assert.
+    static unsigned long AccessMode(unsigned int flags);
+    static unsigned long ShareMode(unsigned int flags);
+    static unsigned long CreateMode(unsigned int flags);
+
+private:
+    using TCreateCall = HANDLE(const char16_t*, DWORD, DWORD, DWORD, DWORD);
+
+    void openThrough(TCreateCall& create, const CUnicodeString& fileName, unsigned int flags,
+                     unsigned long attributes);
+    bool assertOpen() const;
+    bool assertTransfer(const void* buffer, int size) const;
+    [[noreturn]] void throwLastError() const;
+    [[noreturn]] void throwLastErrorAndDie();
+
+    HANDLE handle = INVALID_HANDLE_VALUE;
+    CUnicodeString name;
+};
+
+static_assert(sizeof(CFile) == 3 * kPointerSize);
+
+} // namespace Tarn
