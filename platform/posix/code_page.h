@@ -1,0 +1,76 @@
+// Tables between the code pages of the platform and 16-bit text.
+//
+// A code page of one or two bytes a character is read once out of `iconv` and kept for the life of the
+// process: conversions are then table look-ups without a call or a lock. Any thread may use them.
+#pragma once
+
+#include <tarnkit/types.h>
+
+#include <cstddef>
+
+namespace Tarn::Platform::Posix {
+
+class CodePage {
+public:
+    /// The unit that stands in a table where a code page has no character.
+    static constexpr char16_t kNone = 0xFFFF;
+
+    /// The tables of a code page; null, with the last error, when there is none of this number (87) or no
+    /// memory for it (8). UTF-8 has none.
+    static const CodePage* Get(UINT number);
+
+    /// Whether there is a code page of this number, apart from UTF-8.
+    static bool IsKnown(UINT number);
+
+    /// The number of the code page that a locale's codeset is; 0 when it is none of ours.
+    static UINT FromCodeset(const char* codeset);
+
+    bool IsLead(unsigned char byte) const { return pairs[byte] != nullptr; }
+    char16_t Decode(unsigned char byte) const { return single[byte]; }
+    char16_t Decode(unsigned char lead, unsigned char trail) const { return pairs[lead][trail]; }
+
+    /// The bytes of a unit, the lead byte in the upper half; `found` tells whether there are any.
+    unsigned Encode(char16_t unit, bool* found) const {
+        unsigned bytes = encoded[unit];
+        *found = bytes != 0 || unit == 0;
+        return bytes;
+    }
+
+    bool IsDoubleByte() const { return doubleByte; }
+    /// Whether the bytes below 0x80 are ASCII, so that they need no table.
+    bool IsAsciiCompatible() const { return asciiCompatible; }
+    /// What an unknown pair of bytes becomes.
+    char16_t DefaultUnit() const { return defaultUnit; }
+
+    ~CodePage();
+
+private:
+    static constexpr std::size_t kUnits = 0x10000;
+
+    static CodePage* load(UINT number, const char* name);
+    bool readFrom(void* converter);
+    bool readPairs(void* converter, unsigned char lead);
+    bool addUserDefined(UINT number);
+    void fillUndefined(UINT number);
+    void invert(void* converter);
+    char16_t* pairTable(unsigned char lead);
+
+    CodePage() = default;
+    template<class T, class... Arguments>
+    friend T* New(Arguments&&...);
+
+    char16_t single[256] = {};
+    char16_t* pairs[256] = {};
+    unsigned short* encoded = nullptr; // by unit; 0 is none
+    bool doubleByte = false;
+    bool asciiCompatible = false;
+    char16_t defaultUnit = u'?';
+};
+
+/// The single character for a letter and the combining mark after it; 0 when there is none.
+char16_t ComposeCharacter(char16_t letter, char16_t mark);
+
+/// The letter and the mark that a character is made of; false when it is not made of two.
+bool DecomposeCharacter(char16_t character, char16_t* letter, char16_t* mark);
+
+} // namespace Tarn::Platform::Posix
