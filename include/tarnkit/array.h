@@ -111,8 +111,17 @@ public:
             GenAssert(u"array", __LINE__);
             return;
         }
-        Add(std::move(value));
-        std::rotate(elements + position, elements + count - 1, elements + count);
+        if constexpr (kMovesSafely || !std::is_copy_constructible_v<T>) {
+            Add(std::move(value));
+            std::rotate(elements + position, elements + count - 1, elements + count);
+        } else {
+            CArray grown;
+            grown.Reserve(count < capacity ? capacity : GrownCapacity(capacity, sumOrFail(count, 1)));
+            grown.appendCopies(elements, static_cast<std::size_t>(position));
+            grown.Add(std::move(value));
+            grown.appendCopies(elements + position, static_cast<std::size_t>(count - position));
+            Swap(grown);
+        }
     }
 
     /// Removes `number` elements from `position` on; the elements behind move down.
@@ -198,6 +207,10 @@ private:
 
     static_assert(alignof(T) <= alignof(std::max_align_t),
                   "over-aligned elements need a manager of their own");
+
+    // Whether elements can change places without failing half way.
+    static constexpr bool kMovesSafely =
+        std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>;
 
     static int sumOrFail(int a, std::size_t b) {
         if (b > static_cast<std::size_t>(INT_MAX - a))

@@ -31,15 +31,10 @@ inline constexpr int kUsualTableSize = 30;
 
 /// The hash of a key by the overloads for its type.
 template<class Key>
-unsigned HashOfKey(const Key& key) {
+int HashOfKey(const Key& key) {
     using ::HashKey;
-    return static_cast<unsigned>(HashKey(key));
+    return HashKey(key);
 }
-
-/// The key to look up where `Other` was given for a table of `Key`: a class may be asked by anything that its
-/// overloads compare it with; all else is converted first, so that 5 and 5LL are one key.
-template<class Other, class Key>
-concept CForeignKey = std::is_class_v<Key> && !std::is_same_v<Other, Key>;
 
 /// The memory of a table: nodes in chains by hash, and in one list by age. What makes two entries the same is
 /// the table's business.
@@ -50,11 +45,11 @@ public:
         Node* nextInChain = nullptr;
         Node* previous = nullptr;
         Node* next = nullptr;
-        unsigned hash;
+        int hash;
         Entry entry;
 
         template<class... Arguments>
-        explicit Node(unsigned hashOfKey, Arguments&&... arguments)
+        explicit Node(int hashOfKey, Arguments&&... arguments)
             : hash(hashOfKey), entry{std::forward<Arguments>(arguments)...} {}
     };
 
@@ -74,7 +69,7 @@ public:
 
     /// The node of this hash whose entry satisfies `isWanted`, or null.
     template<class Predicate>
-    Node* Find(unsigned hash, Predicate isWanted) const {
+    Node* Find(int hash, Predicate isWanted) const {
         if (count == 0)
             return nullptr;
         Node* node = *chainOf(hash);
@@ -85,7 +80,7 @@ public:
 
     /// Adds an entry, of which there must be no equal yet.
     template<class... Arguments>
-    Node* Insert(unsigned hash, Arguments&&... arguments) {
+    Node* Insert(int hash, Arguments&&... arguments) {
         if (count == INT_MAX)
             ThrowMemoryException();
         if (count == bucketCount)
@@ -147,7 +142,9 @@ private:
     static_assert(alignof(Node) <= alignof(std::max_align_t),
                   "over-aligned entries need a manager of their own");
 
-    Node** chainOf(unsigned hash) const { return &buckets[hash % static_cast<unsigned>(bucketCount)]; }
+    Node** chainOf(int hash) const {
+        return &buckets[static_cast<unsigned>(hash) % static_cast<unsigned>(bucketCount)];
+    }
 
     void rehash(int newCount) {
         if (newCount > INT_MAX / kPointerSize)
@@ -259,36 +256,40 @@ public:
 
     /// Adds `element`; false, with nothing changed, when an equal one is there.
     bool Insert(Element element) {
-        const unsigned hash = HashOfKey(element);
+        const int hash = HashOfKey(element);
         if (findNode(hash, element) != nullptr)
             return false;
         nodes.Insert(hash, std::move(element));
         return true;
     }
 
-    /// The element that equals `key`, or null. It can be changed in place as long as its key stays the same.
-    Element* Find(const Element& key) { return findElement(key); }
-    const Element* Find(const Element& key) const { return findElement(key); }
-    template<CForeignKey<Element> Key>
-    Element* Find(const Key& key) {
-        return findElement(key);
+    /// The element that equals `element`, or null. It can be changed in place as long as its key stays the
+    /// same.
+    Element* Find(const Element& element) { return FindByKey(element); }
+    const Element* Find(const Element& element) const { return FindByKey(element); }
+    bool Has(const Element& element) const { return Find(element) != nullptr; }
+    /// Deletes the element that equals `element`; false when there is none.
+    bool Delete(const Element& element) { return DeleteByKey(element); }
+
+    /// The same by anything that hashes as the elements do and that they can be compared with.
+    template<class Key>
+    Element* FindByKey(const Key& key) {
+        Node* node = findNode(HashOfKey(key), key);
+        return node != nullptr ? &node->entry : nullptr;
     }
-    template<CForeignKey<Element> Key>
-    const Element* Find(const Key& key) const {
-        return findElement(key);
+    template<class Key>
+    const Element* FindByKey(const Key& key) const {
+        const Node* node = findNode(HashOfKey(key), key);
+        return node != nullptr ? &node->entry : nullptr;
     }
-    bool Has(const Element& key) const { return findElement(key) != nullptr; }
-    template<CForeignKey<Element> Key>
-    bool Has(const Key& key) const {
-        return findElement(key) != nullptr;
+    template<class Key>
+    bool DeleteByKey(const Key& key) {
+        Node* node = findNode(HashOfKey(key), key);
+        if (node != nullptr)
+            nodes.Delete(node);
+        return node != nullptr;
     }
 
-    /// Deletes the element that equals `key`; false when there is none.
-    bool Delete(const Element& key) { return deleteNode(findNode(HashOfKey(key), key)); }
-    template<CForeignKey<Element> Key>
-    requires(!std::is_same_v<Key, Iterator>) bool Delete(const Key& key) {
-        return deleteNode(findNode(HashOfKey(key), key));
-    }
     /// Deletes the element at `position`, which must not be the end; returns the position after it.
     Iterator Delete(Iterator position) { return Iterator(nodes.Delete(position.Place())); }
 
@@ -303,23 +304,11 @@ private:
     Nodes nodes;
 
     template<class Key>
-    Node* findNode(unsigned hash, const Key& key) const {
+    Node* findNode(int hash, const Key& key) const {
         return nodes.Find(hash, [&key](const Element& element) {
             using ::AreHashTableKeysEqual;
             return AreHashTableKeysEqual(element, key);
         });
-    }
-
-    template<class Key>
-    Element* findElement(const Key& key) const {
-        Node* node = findNode(HashOfKey(key), key);
-        return node != nullptr ? &node->entry : nullptr;
-    }
-
-    bool deleteNode(Node* node) {
-        if (node != nullptr)
-            nodes.Delete(node);
-        return node != nullptr;
     }
 };
 

@@ -28,8 +28,8 @@ concept CTextClass = std::is_class_v<Key> && std::is_convertible_v<const Key&, c
 
 /// A key type whose `==` says whether two keys are the same.
 template<class Key>
-concept CPlainKey = !std::is_pointer_v<Key> && !CTextClass<Key, char> && !CTextClass<Key, char16_t> &&
-                    std::equality_comparable<Key>;
+concept CPlainKey = !std::is_pointer_v<Key> && !std::is_array_v<Key> && !CTextClass<Key, char> &&
+                    !CTextClass<Key, char16_t> && std::equality_comparable<Key>;
 
 } // namespace Tarn
 

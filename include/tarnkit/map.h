@@ -53,7 +53,7 @@ public:
 
     /// Gives `key` the value, whether it had one or not; returns where the value now lives.
     Value& Set(const Key& key, Value value) {
-        const unsigned hash = HashOfKey(key);
+        const int hash = HashOfKey(key);
         if (Node* node = findNode(hash, key))
             return node->entry.value = std::move(value);
         return nodes.Insert(hash, key, std::move(value))->entry.value;
@@ -61,7 +61,7 @@ public:
 
     /// Gives `key` the value; false, with nothing changed, when it has one already.
     bool Insert(const Key& key, Value value) {
-        const unsigned hash = HashOfKey(key);
+        const int hash = HashOfKey(key);
         if (findNode(hash, key) != nullptr)
             return false;
         nodes.Insert(hash, key, std::move(value));
@@ -69,27 +69,22 @@ public:
     }
 
     /// The value of `key`, or null.
-    Value* Find(const Key& key) { return findValue(key); }
-    const Value* Find(const Key& key) const { return findValue(key); }
-    template<CForeignKey<Key> Other>
-    Value* Find(const Other& key) {
-        return findValue(key);
+    Value* Find(const Key& key) {
+        Node* node = findNode(HashOfKey(key), key);
+        return node != nullptr ? &node->entry.value : nullptr;
     }
-    template<CForeignKey<Key> Other>
-    const Value* Find(const Other& key) const {
-        return findValue(key);
+    const Value* Find(const Key& key) const {
+        const Node* node = findNode(HashOfKey(key), key);
+        return node != nullptr ? &node->entry.value : nullptr;
     }
-    bool Has(const Key& key) const { return findValue(key) != nullptr; }
-    template<CForeignKey<Key> Other>
-    bool Has(const Other& key) const {
-        return findValue(key) != nullptr;
-    }
+    bool Has(const Key& key) const { return Find(key) != nullptr; }
 
     /// Deletes `key` with its value; false when it has none.
-    bool Delete(const Key& key) { return deleteNode(findNode(HashOfKey(key), key)); }
-    template<CForeignKey<Key> Other>
-    requires(!std::is_same_v<Other, Iterator>) bool Delete(const Other& key) {
-        return deleteNode(findNode(HashOfKey(key), key));
+    bool Delete(const Key& key) {
+        Node* node = findNode(HashOfKey(key), key);
+        if (node != nullptr)
+            nodes.Delete(node);
+        return node != nullptr;
     }
     /// Deletes the pair at `position`, which must not be the end; returns the position after it.
     Iterator Delete(Iterator position) { return Iterator(nodes.Delete(position.Place())); }
@@ -104,24 +99,11 @@ public:
 private:
     Nodes nodes;
 
-    template<class Other>
-    Node* findNode(unsigned hash, const Other& key) const {
+    Node* findNode(int hash, const Key& key) const {
         return nodes.Find(hash, [&key](const Entry& entry) {
             using ::AreMapKeysEqual;
             return AreMapKeysEqual(entry.key, key);
         });
-    }
-
-    template<class Other>
-    Value* findValue(const Other& key) const {
-        Node* node = findNode(HashOfKey(key), key);
-        return node != nullptr ? &node->entry.value : nullptr;
-    }
-
-    bool deleteNode(Node* node) {
-        if (node != nullptr)
-            nodes.Delete(node);
-        return node != nullptr;
     }
 };
 

@@ -1,0 +1,122 @@
+#include "faults.h"
+
+#include <tarnkit/array.h>
+#include <tarnkit/unicode_string.h>
+
+#include <algorithm>
+#include <climits>
+#include <vector>
+
+using namespace Tarn;
+
+TEST(Array, GrowsByTheMissingPartOrHalfTheCapacityOrEight) {
+    const struct {
+        int capacity, needed, grown;
+    } cases[] = {{0, 1, 8},      {8, 9, 16},  {16, 17, 24},          {24, 25, 36},
+                 {36, 100, 100}, {0, 20, 20}, {0, INT_MAX, INT_MAX}, {2000000000, 2000000001, 2000000001}};
+    for (auto& c : cases)
+        EXPECT_EQ(GrownCapacity(c.capacity, c.needed), c.grown);
+    CArray<int> array;
+    for (int i = 0; i < 25; i++)
+        array.Add(i);
+    EXPECT_EQ(array.Capacity(), 36);
+}
+
+// Random operations on an array and on a vector, each with a random number of blocks left to it: what fails
+// must have changed nothing.
+template<class Element>
+void compareWithVector() {
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switcher(&manager);
+    CArray<Element> array;
+    std::vector<int> model;
+    int failures = 0;
+    for (int step = 0; step < 20000; step++) {
+        const int size = array.Size(), at = Random(size), number = Random(size - at);
+        const Element fresh(step);
+        const Element& value = size > 0 && Random(1) == 0 ? array[Random(size - 1)] : fresh;
+        std::vector<int> next = model;
+        next.reserve(200); // so that it asks for nothing below
+        const auto place = next.begin() + at;
+        const bool isDone = manager.TryWith(Random(size + 2), [&] {
+            switch (size > 60 ? Random(1) : Random(7)) {
+            case 0:
+                next.erase(place, place + number);
+                return array.DeleteAt(at, number);
+            case 1:
+                next.resize(static_cast<std::size_t>(at));
+                return array.SetSize(at);
+            case 2:
+                next.resize(static_cast<std::size_t>(size + at));
+                return array.SetSize(size + at);
+            case 3:
+                next.insert(next.end(), model.begin(), model.end());
+                return array.Append(array);
+            case 4:
+                next.clear();
+                array = CArray<Element>();
+                return;
+            case 5:
+                next.insert(place, value);
+                return array.InsertAt(at, value);
+            default:
+                next.push_back(value);
+                return array.Add(value);
+            }
+        });
+        failures += !isDone;
+        if (isDone)
+            model = next;
+        ASSERT_TRUE(std::equal(array.begin(), array.end(), model.begin(), model.end())) << "step " << step;
+    }
+    EXPECT_GT(failures, 1000);
+}
+
+TEST(Array, DoesWhatAVectorDoesAndFailuresChangeNothing) {
+    compareWithVector<CBox<true>>();
+    compareWithVector<CBox<false>>();
+}
+
+TEST(Array, RefusesWrongPositionsAndCounts) {
+    CArray<int> array{1, 2, 3};
+    const struct { int position, number; } wrong[] = {{-1, 1}, {0, -1}, {0, 4}, {4, 0}, {2, INT_MAX}};
+    for (auto& w : wrong)
+        EXPECT_NE(AssertionOf([&] { array.DeleteAt(w.position, w.number); }), u"none") << w.position;
+    EXPECT_NE(AssertionOf([&] { array.InsertAt(4, 0); }), u"none");
+    EXPECT_NE(AssertionOf([&] { array.SetSize(-1); }), u"none");
+    EXPECT_NE(AssertionOf([] { CArray<int>().DeleteLast(); }), u"none");
+    EXPECT_EQ(array, (CArray<int>{1, 2, 3}));
+}
+
+TEST(Array, SizesBeyondWhatIntHoldsAreTheMemoryException) {
+    CRefusingManager manager;
+    CArray<UInt64> array(1);
+    EXPECT_FALSE(manager.TryWith(-1, [&] { array.SetSize(INT_MAX / 8 + 1); }));
+    EXPECT_FALSE(manager.TryWith(-1, [&] { array.Reserve(INT_MAX); }));
+    EXPECT_EQ(array.Size(), 1);
+}
+
+TEST(Array, HoldsStringsAndFindsThemByText) {
+    CArray<CUnicodeString> array{u"b", u"a", u"c", u"a"};
+    EXPECT_EQ(array.Find(u"a"), 1);
+    EXPECT_EQ(array.Find(CUnicodeString(u"a"), 2), 3);
+    EXPECT_FALSE(array.Has(u"d"));
+    array.Sort(&CUnicodeString::Cmp);
+    array.DeleteAdjacentDuplicates();
+    EXPECT_EQ(array, (CArray<CUnicodeString>{u"a", u"b", u"c"}));
+    int place = -1;
+    EXPECT_EQ(array.BinarySearch(u"bb", &CUnicodeString::Cmp, &place), -1);
+    EXPECT_EQ(place, 2);
+    EXPECT_EQ(array.BinarySearch(u"b", &CUnicodeString::Cmp), 1);
+    CArray<CUnicodeString> taken = std::move(array);
+    EXPECT_EQ(taken.Size(), 3);
+    EXPECT_TRUE(array.IsEmpty());
+}
+
+TEST(Array, SortsStablyWhenAsked) {
+    CArray<int> array;
+    for (int i = 0; i < 500; i++)
+        array.Add(Random(9) * 1000 + i);
+    array.Sort([](const int* a, const int* b) { return *a / 1000 - *b / 1000; }, true);
+    EXPECT_TRUE(std::is_sorted(array.begin(), array.end()));
+}

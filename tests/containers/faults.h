@@ -1,0 +1,102 @@
+// What the container tests share: a manager that refuses when told to and misses every block that is not
+// returned, elements that live in its blocks, and a way to see which assertion failed.
+#pragma once
+
+#include <tarnkit/exceptions.h>
+#include <tarnkit/memory_manager.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+
+namespace Tarn {
+
+/// Current for its life. Serves `blocksLeft` more blocks, then refuses; any number when that is negative.
+class CRefusingManager : public IMemoryManager {
+public:
+    int blocksLeft = -1;
+
+    ~CRefusingManager() noexcept(false) override { EXPECT_EQ(blocks.size(), 0u) << "blocks not returned"; }
+
+    void* Alloc(int size) override {
+        if (blocksLeft == 0)
+            return nullptr;
+        blocksLeft--;
+        void* block = std::malloc(static_cast<std::size_t>(size));
+        blocks.insert(block);
+        return block;
+    }
+    void Free(void* ptr) override {
+        EXPECT_EQ(blocks.erase(ptr), 1u);
+        std::free(ptr);
+    }
+
+    /// Runs `action` with only `number` blocks to be had; false when that was not enough for it.
+    template<class Action>
+    bool TryWith(int number, Action action) {
+        blocksLeft = number;
+        bool isDone = true;
+        try {
+            action();
+        } catch (CMemoryException* e) {
+            e->Delete();
+            isDone = false;
+        }
+        blocksLeft = -1;
+        return isDone;
+    }
+
+private:
+    std::set<void*> blocks;
+};
+
+/// A number in a block of its own. One that is not movable needs memory for every copy, when it moves up too.
+template<bool isMovable>
+class CBox {
+public:
+    CBox(int number = 0) : value(new int(number)) {}
+    CBox(const CBox& other) : CBox(*other.value) {}
+    CBox(CBox&& other) noexcept requires isMovable : value(std::exchange(other.value, nullptr)) {}
+    CBox& operator=(const CBox& other) {
+        *value = *other.value;
+        return *this;
+    }
+    CBox& operator=(CBox&& other) noexcept requires isMovable {
+        std::swap(value, other.value);
+        return *this;
+    }
+    ~CBox() { delete value; }
+
+    operator int() const { return *value; }
+    friend int HashKey(const CBox& box) { return *box.value % 100; }
+
+private:
+    int* value;
+};
+
+/// "file:line" of the assertion that stops `action`, or "none".
+template<class Action>
+std::u16string AssertionOf(Action action) {
+    try {
+        action();
+    } catch (CInternalError* e) {
+        const std::string line = std::to_string(e->Line());
+        std::u16string result =
+            e->SourceFile() + std::u16string(u":") + std::u16string(line.begin(), line.end());
+        e->Delete();
+        return result;
+    }
+    return u"none";
+}
+
+/// 0 to `limit`, both included; the same sequence in every run.
+inline int Random(int limit) {
+    static std::mt19937 generator(20);
+    return std::uniform_int_distribution<int>(0, limit)(generator);
+}
+
+} // namespace Tarn
