@@ -164,15 +164,15 @@ public:
 
     String& operator=(const CStringOf& other) noexcept {
         other.body->IncRef();
-        body->DecRef();
+        Body* old = body;
         body = other.body;
+        old->DecRef();
         return self();
     }
     String& operator=(CStringOf&& other) noexcept {
         if (this != &other) {
-            body->DecRef();
-            body = other.body;
-            other.body = Body::MakeNew();
+            Empty();
+            std::swap(body, other.body);
         }
         return self();
     }
@@ -328,6 +328,7 @@ private:
     Body* body;
 
     String& self() { return static_cast<String&>(*this); }
+    const String& self() const { return static_cast<const String&>(*this); }
 
     static int measure(const Unit* text);
     bool isOwnText(const Unit* text) const;

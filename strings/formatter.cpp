@@ -1,0 +1,544 @@
+#include "strings/formatter.h"
+
+#include <tarnkit/data_model.h>
+#include <tarnkit/text_of_values.h>
+
+#include "platform/platform.h"
+#include "strings/text_units.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace Tarn {
+
+namespace {
+
+// No double has more digits than this behind the point; those that are asked for beyond it are zeros.
+constexpr int kLongestFraction = 1074;
+constexpr int kLongestDouble = kLongestFraction + 320;
+constexpr int kLongestInteger = 64 / 3 + 1;
+constexpr int kDefaultPrecision = 6;
+
+constexpr char toUpper(char unit) {
+    return unit >= 'a' && unit <= 'z' ? static_cast<char>(unit - 0x20) : unit;
+}
+constexpr char toLower(char unit) {
+    return unit >= 'A' && unit <= 'Z' ? static_cast<char>(unit + 0x20) : unit;
+}
+
+void makeUpper(char* text, char* end) { std::transform(text, end, text, toUpper); }
+
+// Whole characters of 16-bit text, at most `limit` bytes of them in the system's code page. Reads no unit
+// behind the last one that is needed.
+CString narrowedUpTo(const char16_t* text, int limit) {
+    CString result;
+    while (result.GetLength() < limit && *text != 0) {
+        const bool isPair = (text[0] & 0xFC00) == 0xD800 && (text[1] & 0xFC00) == 0xDC00;
+        const int units = isPair ? 2 : 1;
+        const CString character(text, units, CP_ACP);
+        if (character.IsEmpty() || character.GetLength() > limit - result.GetLength())
+            break;
+        result += character;
+        text += units;
+    }
+    return result;
+}
+
+// The other way, at most `limit` units. A character has as many bytes as it takes to make it valid.
+CUnicodeString widenedUpTo(const char* text, int limit) {
+    constexpr int kLongestCharacter = 4;
+    CUnicodeString result;
+    while (result.GetLength() < limit && *text != 0) {
+        char16_t units[2];
+        int count = 0;
+        int bytes = 0;
+        while (count == 0 && bytes < kLongestCharacter && text[bytes] != 0) {
+            bytes++;
+            count = Platform::MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text, bytes, units, 2);
+        }
+        if (count == 0 || count > limit - result.GetLength())
+            break;
+        result += CUnicodeString(units, count);
+        text += bytes;
+    }
+    return result;
+}
+
+CUnicodeString otherWidth(const char* text) { return CUnicodeString(text, CP_ACP); }
+CString otherWidth(const char16_t* text) { return CString(text, CP_ACP); }
+CUnicodeString otherWidthUpTo(const char* text, int limit) { return widenedUpTo(text, limit); }
+CString otherWidthUpTo(const char16_t* text, int limit) { return narrowedUpTo(text, limit); }
+
+template<class Unit>
+const Unit* nullText() {
+    static constexpr Unit kText[] = {'(', 'n', 'u', 'l', 'l', ')', 0};
+    return kText;
+}
+
+// The digits of a finite number that is not negative, as `printf` makes them without flags.
+class CFloatDigits {
+public:
+    CFloatDigits(double value, char letter, int precision, bool isAlternate) {
+        switch (toLower(letter)) {
+        case 'f':
+            write(value, std::chars_format::fixed, precision);
+            break;
+        case 'e':
+            write(value, std::chars_format::scientific, precision);
+            break;
+        case 'g':
+            writeGeneral(value, precision, isAlternate);
+            break;
+        default:
+            writeHex(value, precision);
+        }
+        if (isAlternate)
+            addPoint();
+        if (toUpper(letter) == letter)
+            makeUpper(text, end);
+    }
+
+    std::string_view Mantissa() const { return {text, static_cast<std::size_t>(exponent - text)}; }
+    int TrailingZeros() const { return missingZeros; }
+    std::string_view Exponent() const { return {exponent, static_cast<std::size_t>(end - exponent)}; }
+
+private:
+    char text[kLongestDouble];
+    char* exponent = text;
+    char* end = text;
+    int missingZeros = 0;
+
+    void write(double value, std::chars_format form, int precision) {
+        const int digits = std::min(precision, kLongestFraction);
+        missingZeros = precision - digits;
+        end = std::to_chars(text, text + kLongestDouble - 1, value, form, digits).ptr;
+        findExponent('e');
+    }
+
+    void writeHex(double value, int precision) {
+        if (precision >= 0) {
+            write(value, std::chars_format::hex, precision);
+        } else {
+            end = std::to_chars(text, text + kLongestDouble - 1, value, std::chars_format::hex).ptr;
+        }
+        findExponent('p');
+    }
+
+    // `precision` significant digits, in the form that the exponent of the rounded number decides.
+    void writeGeneral(double value, int precision, bool keepsZeros) {
+        constexpr int kSmallestFixedExponent = -4;
+        const int digits = std::max(precision, 1);
+        write(value, std::chars_format::scientific, digits - 1);
+        int power = 0;
+        std::from_chars(exponent + (exponent[1] == '+' ? 2 : 1), end, power);
+        if (power >= kSmallestFixedExponent && power < digits)
+            write(value, std::chars_format::fixed, digits - 1 - power);
+        if (!keepsZeros)
+            dropZeros();
+    }
+
+    void findExponent(char letter) { exponent = std::find(text, end, letter); }
+
+    void dropZeros() {
+        missingZeros = 0;
+        if (std::find(text, exponent, '.') == exponent)
+            return;
+        char* last = exponent;
+        while (last[-1] == '0')
+            last--;
+        if (last[-1] == '.')
+            last--;
+        end = std::move(exponent, end, last);
+        exponent = last;
+    }
+
+    void addPoint() {
+        if (std::find(text, exponent, '.') != exponent)
+            return;
+        std::move_backward(exponent, end, end + 1);
+        *exponent++ = '.';
+        end++;
+    }
+};
+
+} // namespace
+
+template<class Unit>
+CFormatter<Unit>::CFormatter(Unit* outputBuffer, int outputSize, const Unit* formatText, va_list list)
+    : buffer(outputBuffer), size(outputSize), format(formatText) {
+    va_copy(arguments, list);
+}
+
+template<class Unit>
+CFormatter<Unit>::~CFormatter() {
+    va_end(arguments);
+}
+
+template<class Unit>
+int CFormatter<Unit>::Run() {
+    while (*format != 0 && !isFull) {
+        const Unit* literal = format;
+        while (*format != 0 && *format != '%')
+            format++;
+        put(literal, static_cast<int>(std::min<std::ptrdiff_t>(format - literal, INT_MAX)));
+        if (*format == 0)
+            break;
+        format++;
+        CConversion conversion;
+        if (!parse(conversion) || !convert(conversion))
+            break;
+    }
+    if (isFull)
+        return -1;
+    if (used < size)
+        buffer[used] = 0;
+    return used;
+}
+
+// Parsing. -----------------------------------------------------------------------------------------------
+
+// False when the format ends or a number is beyond `int`.
+template<class Unit>
+bool CFormatter<Unit>::parse(CConversion& conversion) {
+    while (parseFlag(conversion))
+        format++;
+    if (!parseCount(conversion.width))
+        return false;
+    if (conversion.width < 0) {
+        conversion.isLeft = true;
+        conversion.width = conversion.width == INT_MIN ? INT_MAX : -conversion.width;
+    }
+    if (*format == '.') {
+        format++;
+        conversion.precision = 0;
+        if (!parseCount(conversion.precision))
+            return false;
+    }
+    parseSize(conversion);
+    if (*format == 0 || *format > 'z')
+        return false;
+    conversion.letter = static_cast<char>(*format++);
+    return true;
+}
+
+template<class Unit>
+bool CFormatter<Unit>::parseFlag(CConversion& conversion) {
+    switch (*format) {
+    case '-':
+        return conversion.isLeft = true;
+    case '+':
+        return conversion.hasPlus = true;
+    case ' ':
+        return conversion.hasBlank = true;
+    case '#':
+        return conversion.isAlternate = true;
+    case '0':
+        return conversion.hasZeros = true;
+    default:
+        return false;
+    }
+}
+
+template<class Unit>
+bool CFormatter<Unit>::parseCount(int& count) {
+    if (*format == '*') {
+        format++;
+        count = va_arg(arguments, int);
+        return true;
+    }
+    long long value = 0;
+    for (; TextUnits::IsDigit(*format) && value <= INT_MAX; format++)
+        value = value * 10 + (*format - '0');
+    count = static_cast<int>(value);
+    return value <= INT_MAX;
+}
+
+template<class Unit>
+bool CFormatter<Unit>::skip(std::string_view text) {
+    for (std::size_t i = 0; i < text.size(); i++)
+        if (format[i] != static_cast<Unit>(text[i]))
+            return false;
+    format += text.size();
+    return true;
+}
+
+template<class Unit>
+void CFormatter<Unit>::parseSize(CConversion& conversion) {
+    // The longer of two prefixes that begin alike stands first.
+    static constexpr struct {
+        std::string_view text;
+        TSize size;
+    } kPrefixes[] = {
+        {"hh", TSize::byte},    {"h", TSize::shortWord},    {"ll", TSize::doubleWord},
+        {"l", TSize::longWord}, {"I64", TSize::doubleWord}, {"I32", TSize::standard},
+        {"I", TSize::pointer},  {"z", TSize::pointer},      {"t", TSize::pointer},
+        {"j", TSize::maximum},  {"L", TSize::longDouble},   {"w", TSize::wide},
+    };
+    for (const auto& prefix : kPrefixes) {
+        if (skip(prefix.text)) {
+            conversion.size = prefix.size;
+            return;
+        }
+    }
+}
+
+// Conversions. -------------------------------------------------------------------------------------------
+
+template<class Unit>
+bool CFormatter<Unit>::convert(const CConversion& conversion) {
+    switch (conversion.letter) {
+    case '%':
+        fill('%', 1);
+        return true;
+    case 'd':
+    case 'i':
+    case 'u':
+    case 'o':
+    case 'x':
+    case 'X':
+        convertInteger(conversion);
+        return true;
+    case 'f':
+    case 'F':
+    case 'e':
+    case 'E':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
+        convertFloat(conversion);
+        return true;
+    case 'p':
+        convertPointer(conversion);
+        return true;
+    case 'c':
+    case 'C':
+        convertUnit(conversion);
+        return true;
+    case 's':
+    case 'S':
+        convertText(conversion);
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The argument with its sign, or without one, extended to 64 bits.
+template<class Unit>
+unsigned long long CFormatter<Unit>::takeInteger(TSize argumentSize, bool isSigned) {
+    const auto extend = [isSigned](auto value) {
+        using Value = decltype(value);
+        return isSigned ? static_cast<unsigned long long>(static_cast<long long>(value))
+                        : static_cast<unsigned long long>(static_cast<std::make_unsigned_t<Value>>(value));
+    };
+    switch (argumentSize) {
+    case TSize::byte:
+        return extend(static_cast<signed char>(va_arg(arguments, int)));
+    case TSize::shortWord:
+        return extend(static_cast<short>(va_arg(arguments, int)));
+    case TSize::longWord:
+        return extend(va_arg(arguments, long));
+    case TSize::doubleWord:
+    case TSize::longDouble:
+        return extend(va_arg(arguments, long long));
+    case TSize::pointer:
+        return extend(va_arg(arguments, std::ptrdiff_t));
+    case TSize::maximum:
+        return extend(va_arg(arguments, std::intmax_t));
+    default:
+        return extend(va_arg(arguments, int));
+    }
+}
+
+template<class Unit>
+void CFormatter<Unit>::convertInteger(const CConversion& conversion) {
+    const char letter = conversion.letter;
+    const bool isSigned = letter == 'd' || letter == 'i';
+    unsigned long long value = takeInteger(conversion.size, isSigned);
+    const bool isNegative = isSigned && static_cast<long long>(value) < 0;
+    if (isNegative)
+        value = 0 - value;
+
+    char digits[kLongestInteger];
+    const int radix = letter == 'o' ? 8 : toLower(letter) == 'x' ? 16 : 10;
+    char* end = std::to_chars(digits, digits + kLongestInteger, value, radix).ptr;
+    if (letter == 'X')
+        makeUpper(digits, end);
+    if (value == 0 && conversion.precision == 0)
+        end = digits;
+
+    CNumberText number;
+    number.digits = {digits, static_cast<std::size_t>(end - digits)};
+    number.zeros = std::max(conversion.precision - static_cast<int>(end - digits), 0);
+    if (isSigned)
+        number.prefix = isNegative ? "-" : conversion.hasPlus ? "+" : conversion.hasBlank ? " " : "";
+    else if (conversion.isAlternate && radix == 16 && value != 0)
+        number.prefix = letter == 'x' ? "0x" : "0X";
+    else if (conversion.isAlternate && radix == 8 && number.zeros == 0 && !number.digits.starts_with('0'))
+        number.zeros = 1;
+    putNumber(conversion, number, conversion.precision < 0);
+}
+
+template<class Unit>
+void CFormatter<Unit>::convertFloat(const CConversion& conversion) {
+    const double value = conversion.size == TSize::longDouble
+                             ? static_cast<double>(va_arg(arguments, long double))
+                             : va_arg(arguments, double);
+    const bool isHex = toLower(conversion.letter) == 'a';
+    const bool isUpper = toUpper(conversion.letter) == conversion.letter;
+    char prefix[3] = {};
+    std::size_t prefixSize = 0;
+    if (std::signbit(value))
+        prefix[prefixSize++] = '-';
+    else if (conversion.hasPlus || conversion.hasBlank)
+        prefix[prefixSize++] = conversion.hasPlus ? '+' : ' ';
+
+    CNumberText number;
+    if (!std::isfinite(value)) {
+        number.prefix = {prefix, prefixSize};
+        if (std::isnan(value))
+            number.digits = isUpper ? "NAN" : "nan";
+        else
+            number.digits = isUpper ? "INF" : "inf";
+        putNumber(conversion, number, false);
+        return;
+    }
+    if (isHex) {
+        prefix[prefixSize++] = '0';
+        prefix[prefixSize++] = isUpper ? 'X' : 'x';
+    }
+    const int precision = conversion.precision < 0 && !isHex ? kDefaultPrecision : conversion.precision;
+    const CFloatDigits digits(std::fabs(value), conversion.letter, precision, conversion.isAlternate);
+    number.prefix = {prefix, prefixSize};
+    number.digits = digits.Mantissa();
+    number.trailingZeros = digits.TrailingZeros();
+    number.exponent = digits.Exponent();
+    putNumber(conversion, number, true);
+}
+
+// All digits of a pointer, in upper case.
+template<class Unit>
+void CFormatter<Unit>::convertPointer(const CConversion& conversion) {
+    char digits[kLongestInteger];
+    const auto value = reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*));
+    char* end = std::to_chars(digits, digits + kLongestInteger, value, 16).ptr;
+    makeUpper(digits, end);
+    CNumberText number;
+    number.digits = {digits, static_cast<std::size_t>(end - digits)};
+    number.zeros = 2 * kPointerSize - static_cast<int>(end - digits);
+    number.prefix = conversion.isAlternate ? "0X" : "";
+    putNumber(conversion, number, false);
+}
+
+template<class Unit>
+bool CFormatter<Unit>::isWide(const CConversion& conversion) const {
+    switch (conversion.size) {
+    case TSize::byte:
+    case TSize::shortWord:
+        return false;
+    case TSize::longWord:
+    case TSize::wide:
+        return true;
+    default:
+        return (sizeof(Unit) > 1) == (toLower(conversion.letter) == conversion.letter);
+    }
+}
+
+template<class Unit>
+void CFormatter<Unit>::convertUnit(const CConversion& conversion) {
+    const int argument = va_arg(arguments, int);
+    const auto narrow = static_cast<char>(argument);
+    const auto wide = static_cast<char16_t>(argument);
+    if (isWide(conversion) == (sizeof(Unit) > 1)) {
+        const auto unit = static_cast<Unit>(argument);
+        putText(conversion, &unit, 1);
+    } else if (isWide(conversion)) {
+        const CString text(&wide, 1, CP_ACP);
+        putText(conversion, text.Ptr(), text.GetLength());
+    } else {
+        const CUnicodeString text(&narrow, 1, CP_ACP);
+        putText(conversion, text.Ptr(), text.GetLength());
+    }
+}
+
+template<class Unit>
+void CFormatter<Unit>::convertText(const CConversion& conversion) {
+    using OtherUnit = std::conditional_t<sizeof(Unit) == 1, char16_t, char>;
+    const void* argument = va_arg(arguments, void*);
+    const int limit = conversion.precision < 0 ? INT_MAX : conversion.precision;
+    if (argument == nullptr || isWide(conversion) == (sizeof(Unit) > 1)) {
+        const Unit* text = argument != nullptr ? static_cast<const Unit*>(argument) : nullText<Unit>();
+        putText(conversion, text, TextUnits::LengthUpTo(text, limit));
+        return;
+    }
+    const auto* other = static_cast<const OtherUnit*>(argument);
+    const auto text = conversion.precision < 0 ? otherWidth(other) : otherWidthUpTo(other, limit);
+    putText(conversion, text.Ptr(), text.GetLength());
+}
+
+// Output. ------------------------------------------------------------------------------------------------
+
+template<class Unit>
+void CFormatter<Unit>::putNumber(const CConversion& conversion, const CNumberText& number,
+                                 bool mayPadWithZeros) {
+    const auto length =
+        static_cast<long long>(number.prefix.size() + number.digits.size() + number.exponent.size()) +
+        number.zeros + number.trailingZeros;
+    const int padding = static_cast<int>(std::max(conversion.width - length, 0LL));
+    const bool padsWithZeros = conversion.hasZeros && mayPadWithZeros;
+    if (!conversion.isLeft && !padsWithZeros)
+        fill(' ', padding);
+    put(number.prefix);
+    if (!conversion.isLeft && padsWithZeros)
+        fill('0', padding);
+    fill('0', number.zeros);
+    put(number.digits);
+    fill('0', number.trailingZeros);
+    put(number.exponent);
+    if (conversion.isLeft)
+        fill(' ', padding);
+}
+
+template<class Unit>
+template<class TextUnit>
+void CFormatter<Unit>::putText(const CConversion& conversion, const TextUnit* text, int length) {
+    const int padding = std::max(conversion.width - length, 0);
+    if (!conversion.isLeft)
+        fill(conversion.hasZeros ? '0' : ' ', padding);
+    put(text, length);
+    if (conversion.isLeft)
+        fill(' ', padding);
+}
+
+template<class Unit>
+template<class TextUnit>
+void CFormatter<Unit>::put(const TextUnit* text, int count) {
+    const int fitting = std::min(count, size - used);
+    std::transform(text, text + fitting, buffer + used,
+                   [](TextUnit unit) { return static_cast<Unit>(unit); });
+    used += fitting;
+    isFull = isFull || fitting < count;
+}
+
+template<class Unit>
+void CFormatter<Unit>::fill(char unit, int count) {
+    const int fitting = std::min(count, size - used);
+    std::fill_n(buffer + used, fitting, static_cast<Unit>(unit));
+    used += fitting;
+    isFull = isFull || fitting < count;
+}
+
+int FormatInto(char* buffer, int size, const char* format, va_list arguments) {
+    return CFormatter<char>(buffer, size, format, arguments).Run();
+}
+
+int FormatInto(char16_t* buffer, int size, const char16_t* format, va_list arguments) {
+    return CFormatter<char16_t>(buffer, size, format, arguments).Run();
+}
+
+} // namespace Tarn

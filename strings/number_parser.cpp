@@ -1,0 +1,129 @@
+#include "strings/number_parser.h"
+
+#include "strings/text_units.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace Tarn {
+
+namespace {
+
+constexpr int kNoDigit = 99;
+
+int digitValue(char unit) {
+    if (TextUnits::IsDigit(unit))
+        return unit - '0';
+    const char letter = static_cast<char>(unit | 0x20);
+    return letter >= 'a' && letter <= 'z' ? letter - 'a' + 10 : kNoDigit;
+}
+
+bool hasHexPrefix(const char* text) {
+    return text[0] == '0' && (text[1] | 0x20) == 'x' && digitValue(text[2]) < 16;
+}
+
+// Moves over white space and a sign; true for a minus.
+bool skipToDigits(const char*& text) {
+    while (TextUnits::IsSpace(*text))
+        text++;
+    const bool isNegative = *text == '-';
+    if (isNegative || *text == '+')
+        text++;
+    return isNegative;
+}
+
+struct CMagnitude {
+    std::uint64_t value = 0; ///< no longer exact above what 32 bits hold
+    const char* end = nullptr;
+    bool isNegative = false;
+};
+
+constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 33;
+
+CMagnitude parseMagnitude(const char* text, int radix) {
+    CMagnitude result;
+    result.end = text;
+    if (radix < 0 || radix == 1 || radix > 36)
+        return result;
+    result.isNegative = skipToDigits(text);
+    const bool isPrefixed = (radix == 0 || radix == 16) && hasHexPrefix(text);
+    if (radix == 0)
+        radix = isPrefixed ? 16 : *text == '0' ? 8 : 10;
+    if (isPrefixed)
+        text += 2;
+    for (; digitValue(*text) < radix; text++) {
+        const auto digit = static_cast<std::uint64_t>(digitValue(*text));
+        result.value = std::min(result.value * static_cast<std::uint64_t>(radix) + digit, kTooLarge);
+        result.end = text + 1;
+    }
+    return result;
+}
+
+// Whether a number that no double holds, written between `text` and `end`, is too small rather than too
+// large: whether its exponent leaves its first significant digit behind the point.
+bool isTooSmall(const char* text, const char* end, bool isHex) {
+    const char letter = isHex ? 'p' : 'e';
+    const int digitWeight = isHex ? 4 : 1; // what a digit before the point adds to the exponent
+    const char* exponent = std::find_if(text, end, [letter](char unit) { return (unit | 0x20) == letter; });
+    const char* point = std::find(text, exponent, '.');
+    const char* first =
+        std::find_if(text, exponent, [](char unit) { return unit != '0' && digitValue(unit) < 16; });
+    const long long digitsBeforePoint = point - first + (point < first ? 1 : 0);
+    long long power = 0;
+    bool isNegative = false;
+    if (exponent != end) {
+        isNegative = exponent[1] == '-';
+        const char* digits = exponent + (isNegative || exponent[1] == '+' ? 2 : 1);
+        if (std::from_chars(digits, end, power).ec != std::errc{})
+            return isNegative;
+    }
+    return (isNegative ? -power : power) + digitsBeforePoint * digitWeight <= 0;
+}
+
+} // namespace
+
+CParsedNumber<std::int32_t> ParseSigned(const char* text, int radix) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    const CMagnitude magnitude = parseMagnitude(text, radix);
+    const auto value = static_cast<std::int64_t>(magnitude.value) * (magnitude.isNegative ? -1 : 1);
+    const std::int64_t clamped = std::clamp<std::int64_t>(value, Limits::min(), Limits::max());
+    return {static_cast<std::int32_t>(clamped), magnitude.end, clamped == value};
+}
+
+CParsedNumber<std::uint32_t> ParseUnsigned(const char* text, int radix) {
+    constexpr std::uint32_t kLargest = std::numeric_limits<std::uint32_t>::max();
+    const CMagnitude magnitude = parseMagnitude(text, radix);
+    if (magnitude.value > kLargest)
+        return {kLargest, magnitude.end, false};
+    const auto value = static_cast<std::uint32_t>(magnitude.value);
+    return {magnitude.isNegative ? 0 - value : value, magnitude.end};
+}
+
+CParsedNumber<double> ParseDouble(const char* text) {
+    const char* number = text;
+    const bool isNegative = skipToDigits(number);
+    const double sign = isNegative ? -1 : 1;
+    // The parser below takes a sign of its own, which would be a second one here.
+    if (*number == '-')
+        return {0, text};
+    const bool isHex = hasHexPrefix(number) || (number[0] == '0' && (number[1] | 0x20) == 'x' &&
+                                                number[2] == '.' && digitValue(number[3]) < 16);
+    if (isHex)
+        number += 2;
+
+    double value = 0;
+    const char* textEnd = number + TextUnits::Length(number);
+    const auto [end, error] =
+        std::from_chars(number, textEnd, value, isHex ? std::chars_format::hex : std::chars_format::general);
+    if (error == std::errc::invalid_argument)
+        return {0, text};
+    if (error == std::errc::result_out_of_range) {
+        const double nearest = isTooSmall(number, end, isHex) ? 0 : HUGE_VAL;
+        return {std::copysign(nearest, sign), end, false};
+    }
+    return {std::copysign(value, sign), end};
+}
+
+} // namespace Tarn

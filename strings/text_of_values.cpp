@@ -1,0 +1,155 @@
+#include <tarnkit/text_of_values.h>
+
+#include "platform/platform.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <iterator>
+#include <type_traits>
+
+namespace Tarn {
+
+namespace {
+
+// What the results get room for: a number in all but the longest forms; a formatted text at first.
+constexpr int kNumberRoom = 40;
+constexpr int kFirstFormatRoom = 256;
+
+constexpr int kModuleNameRoom = 261;
+
+template<class String>
+String magnitudeText(unsigned long long magnitude, bool isNegative, int radix) {
+    String result;
+    if (radix < 2 || radix > 36)
+        return result;
+    char digits[1 + 64] = {'-'};
+    const char* end = std::to_chars(digits + 1, std::end(digits), magnitude, radix).ptr;
+    const char* begin = isNegative ? digits : digits + 1;
+    const int length = static_cast<int>(end - begin);
+    std::copy(begin, end, result.GetBuffer(std::max(length, kNumberRoom)));
+    result.ReleaseBuffer(length);
+    return result;
+}
+
+// A number of any integer type, as that type is wide.
+template<class String, class Number>
+String integerText(Number value, int radix) {
+    using Magnitude = std::make_unsigned_t<Number>;
+    const bool isNegative = value < 0 && radix == 10;
+    const auto magnitude = static_cast<Magnitude>(value);
+    return magnitudeText<String>(isNegative ? static_cast<Magnitude>(0 - magnitude) : magnitude, isNegative,
+                                 radix);
+}
+
+// The 64-bit forms know three radixes.
+constexpr int knownRadix(int radix) { return radix == 8 || radix == 16 ? radix : 10; }
+
+template<class String, class Unit>
+String formatted(const Unit* format, va_list arguments) {
+    for (int room = kFirstFormatRoom;; room *= 2) {
+        String result;
+        const int length = FormatInto(result.GetBuffer(room), room, format, arguments);
+        if (length >= 0) {
+            result.ReleaseBuffer(length);
+            return result;
+        }
+        if (room > INT_MAX / 2)
+            ThrowMemoryException();
+    }
+}
+
+// The path of the module whose committed memory holds `address`; empty when there is none.
+CUnicodeString moduleNameOf(const void* address) {
+    MEMORY_BASIC_INFORMATION region;
+    if (Platform::VirtualQuery(address, &region, sizeof region) != sizeof region ||
+        region.State != MEM_COMMIT)
+        return CUnicodeString();
+    HINSTANCE module = Platform::GetModuleHandleFromAddress(address);
+    char16_t name[kModuleNameRoom];
+    const DWORD length = module == nullptr ? 0 : Platform::GetModuleFileNameW(module, name, kModuleNameRoom);
+    return CUnicodeString(name, static_cast<int>(length));
+}
+
+UInt64 addressNumber(const void* address) { return reinterpret_cast<std::uintptr_t>(address); }
+
+} // namespace
+
+CString Str(int value, int radix) { return integerText<CString>(value, radix); }
+CString Str(long value, int radix) { return integerText<CString>(value, radix); }
+CString Str(unsigned int value, int radix) { return integerText<CString>(value, radix); }
+CString Str(unsigned long value, int radix) { return integerText<CString>(value, radix); }
+CString Str(Int64 value, int radix) { return integerText<CString>(value, knownRadix(radix)); }
+CString Str(UInt64 value, int radix) { return integerText<CString>(value, knownRadix(radix)); }
+
+CUnicodeString UnicodeStr(int value, int radix) { return integerText<CUnicodeString>(value, radix); }
+CUnicodeString UnicodeStr(long value, int radix) { return integerText<CUnicodeString>(value, radix); }
+CUnicodeString UnicodeStr(unsigned int value, int radix) { return integerText<CUnicodeString>(value, radix); }
+CUnicodeString UnicodeStr(unsigned long value, int radix) {
+    return integerText<CUnicodeString>(value, radix);
+}
+CUnicodeString UnicodeStr(Int64 value, int radix) {
+    return integerText<CUnicodeString>(value, knownRadix(radix));
+}
+CUnicodeString UnicodeStr(UInt64 value, int radix) {
+    return integerText<CUnicodeString>(value, knownRadix(radix));
+}
+
+CString Str(double value) { return Format("%.10g", value); }
+CUnicodeString UnicodeStr(double value) { return Str(value).CreateUnicodeString(); }
+
+CString Vsprintf(const char* format, va_list arguments) { return formatted<CString>(format, arguments); }
+
+CUnicodeString Vsprintf(const char16_t* format, va_list arguments) {
+    return formatted<CUnicodeString>(format, arguments);
+}
+
+CString Format(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    CString result = Vsprintf(format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+CUnicodeString Format(const char16_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    CUnicodeString result = Vsprintf(format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+CString Sprintf(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    CString result = Vsprintf(format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+CUnicodeString Sprintf(const char16_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    CUnicodeString result = Vsprintf(format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+CString FormatAddress(const void* address) {
+    CString result = Format("0x%08I64X", addressNumber(address));
+    const CUnicodeString module = moduleNameOf(address);
+    if (!module.IsEmpty())
+        result += " (" + module.CreateString() + ")";
+    return result;
+}
+
+CUnicodeString UnicodeFormatAddress(const void* address) {
+    CUnicodeString result = Format(u"0x%08I64X", addressNumber(address));
+    const CUnicodeString module = moduleNameOf(address);
+    if (!module.IsEmpty())
+        result += u" (" + module + u")";
+    return result;
+}
+
+} // namespace Tarn

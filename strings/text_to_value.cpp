@@ -1,0 +1,95 @@
+#include <tarnkit/string.h>
+#include <tarnkit/unicode_string.h>
+
+#include "strings/number_parser.h"
+#include "strings/text_units.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace Tarn {
+
+namespace {
+
+// What the 8-bit parsers read: 8-bit text as it is, 16-bit text less its own kinds of white space.
+CString numberText(const CString& text) { return text; }
+CString numberText(const CUnicodeString& text) {
+    CUnicodeString trimmed(text);
+    trimmed.Trim();
+    return trimmed.CreateString();
+}
+
+// Stores what was parsed; true when it is all of the text but white space.
+template<class Number, class Target>
+bool store(const CString& text, const CParsedNumber<Number>& parsed, Target& result) {
+    result = parsed.value;
+    const char* rest = parsed.end;
+    while (TextUnits::IsSpace(*rest))
+        rest++;
+    return parsed.isInRange && parsed.end != text.Ptr() && *rest == 0;
+}
+
+} // namespace
+
+template<class Unit>
+bool CStringOf<Unit>::Value(bool& result) const {
+    static constexpr Unit kTrue[][5] = {{'t', 'r', 'u', 'e'}, {'o', 'n'}, {'y', 'e', 's'}, {'1'}};
+    static constexpr Unit kFalse[][6] = {{'f', 'a', 'l', 's', 'e'}, {'o', 'f', 'f'}, {'n', 'o'}, {'0'}};
+    String trimmed(self());
+    trimmed.Trim();
+    const auto isIt = [&trimmed](const Unit* word) { return trimmed.CompareNoCase(word) == 0; };
+    const bool isTrue = std::any_of(std::begin(kTrue), std::end(kTrue), isIt);
+    if (!isTrue && std::none_of(std::begin(kFalse), std::end(kFalse), isIt))
+        return false;
+    result = isTrue;
+    return true;
+}
+
+template<class Unit>
+bool CStringOf<Unit>::Value(int& result, int radix) const {
+    const CString text = numberText(self());
+    return store(text, ParseSigned(text, radix), result);
+}
+
+template<class Unit>
+bool CStringOf<Unit>::Value(long& result, int radix) const {
+    int value = 0;
+    const bool isValue = Value(value, radix);
+    result = value;
+    return isValue;
+}
+
+template<class Unit>
+bool CStringOf<Unit>::Value(unsigned int& result, int radix) const {
+    const CString text = numberText(self());
+    return store(text, ParseUnsigned(text, radix), result);
+}
+
+template<class Unit>
+bool CStringOf<Unit>::Value(unsigned long& result, int radix) const {
+    unsigned int value = 0;
+    const bool isValue = Value(value, radix);
+    result = value;
+    return isValue;
+}
+
+template<class Unit>
+bool CStringOf<Unit>::Value(double& result) const {
+    const CString text = numberText(self());
+    return store(text, ParseDouble(text), result);
+}
+
+template bool CStringOf<char>::Value(bool&) const;
+template bool CStringOf<char>::Value(int&, int) const;
+template bool CStringOf<char>::Value(long&, int) const;
+template bool CStringOf<char>::Value(unsigned int&, int) const;
+template bool CStringOf<char>::Value(unsigned long&, int) const;
+template bool CStringOf<char>::Value(double&) const;
+template bool CStringOf<char16_t>::Value(bool&) const;
+template bool CStringOf<char16_t>::Value(int&, int) const;
+template bool CStringOf<char16_t>::Value(long&, int) const;
+template bool CStringOf<char16_t>::Value(unsigned int&, int) const;
+template bool CStringOf<char16_t>::Value(unsigned long&, int) const;
+template bool CStringOf<char16_t>::Value(double&) const;
+
+} // namespace Tarn

@@ -1,0 +1,77 @@
+// The C runtime's operations on terminated text, under one set of names for both widths. No runtime but one
+// has them for 16-bit text, and none independently of the locale, which is why they stand here.
+#pragma once
+
+#include <tarnkit/failures.h>
+
+#include <climits>
+#include <cstddef>
+#include <cstring>
+
+namespace Tarn::TextUnits {
+
+inline std::size_t Length(const char* text) { return std::strlen(text); }
+std::size_t Length(const char16_t* text);
+
+/// The length as a string has it; the memory exception beyond what `int` holds.
+template<class Unit>
+int CheckedLength(const Unit* text) {
+    const std::size_t length = Length(text);
+    if (length > INT_MAX)
+        ThrowMemoryException();
+    return static_cast<int>(length);
+}
+
+/// The length of a text that may lack its terminator within `limit` units; then `limit`.
+template<class Unit>
+int LengthUpTo(const Unit* text, int limit) {
+    int length = 0;
+    while (length < limit && text[length] != 0)
+        length++;
+    return length;
+}
+
+inline int Compare(const char* a, const char* b) { return std::strcmp(a, b); }
+int Compare(const char16_t* a, const char16_t* b);
+inline int Compare(const char* a, const char* b, int count) {
+    return std::strncmp(a, b, static_cast<std::size_t>(count));
+}
+int Compare(const char16_t* a, const char16_t* b, int count);
+
+int CompareNoCase(const char* a, const char* b);
+int CompareNoCase(const char16_t* a, const char16_t* b);
+int CompareNoCase(const char* a, const char* b, int count);
+int CompareNoCase(const char16_t* a, const char16_t* b, int count);
+
+/// The first `unit` of `text`, the terminator included, or null.
+inline const char* FindUnit(const char* text, char unit) { return std::strchr(text, unit); }
+const char16_t* FindUnit(const char16_t* text, char16_t unit);
+/// The last one.
+inline const char* FindLastUnit(const char* text, char unit) { return std::strrchr(text, unit); }
+const char16_t* FindLastUnit(const char16_t* text, char16_t unit);
+
+/// The first place of `wanted` in `text`, or null.
+inline const char* FindText(const char* text, const char* wanted) { return std::strstr(text, wanted); }
+const char16_t* FindText(const char16_t* text, const char16_t* wanted);
+
+/// The number of leading units that are in `set`.
+inline std::size_t Span(const char* text, const char* set) { return std::strspn(text, set); }
+std::size_t Span(const char16_t* text, const char16_t* set);
+/// The number of leading units that are not in `set`.
+inline std::size_t SpanOutside(const char* text, const char* set) { return std::strcspn(text, set); }
+std::size_t SpanOutside(const char16_t* text, const char16_t* set);
+
+void ToUpper(char* text, int count);
+void ToUpper(char16_t* text, int count);
+void ToLower(char* text, int count);
+void ToLower(char16_t* text, int count);
+
+bool IsSpace(char unit);
+bool IsSpace(char16_t unit);
+
+template<class Unit>
+constexpr bool IsDigit(Unit unit) {
+    return unit >= '0' && unit <= '9';
+}
+
+} // namespace Tarn::TextUnits
