@@ -8,6 +8,7 @@
 #pragma once
 
 #include <tarnkit/export.h>
+#include <tarnkit/immortal.h>
 #include <tarnkit/types.h>
 
 #include <atomic>
@@ -61,12 +62,14 @@ private:
     CProcessHeapPointers threads;
 
     friend class CThreadRecord;
+    friend union Immortal<CThreadDataStorage>;
+    // The storage of the process, which exists before any constructor ran and obtains its index later.
+    class CProcessStorage;
     friend CThreadDataStorage& GetThreadDataStorage();
-    friend void AttachThreadStorage();
     friend void ReleaseThreadStorage();
 
-    struct CDetached {};
-    constexpr explicit CThreadDataStorage(CDetached);
+    enum TAttachLater { attachLater };
+    constexpr explicit CThreadDataStorage(TAttachLater) : tlsIndex(TLS_OUT_OF_INDEXES), slotCount(0) {}
 
     void attach();
     void release();
@@ -106,10 +109,12 @@ private:
     int blockSize;
     CThreadRecord* next = nullptr;
 
+    static CThreadRecord* first;
     friend void ReleaseThreadStorage();
 
     int obtainSlot();
     void release();
+    static void releaseAll();
 };
 
 /// A lock of the handheld platform, where the library runs on one thread at a time: it holds nothing.
