@@ -1,0 +1,167 @@
+#include "errors/reporting.h"
+
+#include <tarnkit/exceptions.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/message_handlers.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/text_of_values.h>
+#include <tarnkit/thread_storage.h>
+
+#include "platform/platform.h"
+
+#include <atomic>
+
+namespace Tarn {
+
+namespace {
+
+constinit CThreadRecord reportingRecord{sizeof(CReportingState)};
+
+// The value of `CReportingState::reporting` while a process says its last words.
+constexpr unsigned char kReporting = 1;
+constexpr unsigned char kLastWords = 2;
+
+[[noreturn]] void endWithDoubleError(CReportingState& state) {
+    if (state.reporting != kLastWords) {
+        state.reporting = kLastWords;
+        try {
+            ShowErrorBox(u"Double internal error!\nApplication terminated.", MB_OK);
+        } catch (...) {
+            // Whatever happened to the words, the process ends.
+        }
+    }
+    Platform::TerminateThisProcess(kInternalErrorExitCode);
+}
+
+enum TStopMode { stopUnknown, stopNever, stopDebug, stopAlways };
+
+TStopMode readStopMode(const char16_t* valueName, TStopMode defaultMode) {
+    try {
+        const CUnicodeString value = ReadLibrarySwitch(valueName, u"");
+        if (value.CompareNoCase(u"ALWAYS") == 0)
+            return stopAlways;
+        if (value.CompareNoCase(u"DEBUG") == 0)
+            return stopDebug;
+        if (value.CompareNoCase(u"NEVER") == 0)
+            return stopNever;
+    } catch (CException* e) {
+        e->Delete();
+    }
+    return defaultMode;
+}
+
+// A switch that is read when it is first needed and kept. Two threads may read it at once; they find the
+// same.
+class CStopSwitch {
+public:
+    constexpr CStopSwitch(const char16_t* name, TStopMode value) : valueName(name), defaultMode(value) {}
+
+    TStopMode Mode() {
+        TStopMode mode = cached;
+        if (mode == stopUnknown) {
+            CMemoryManagerSwitcher toDefault(nullptr);
+            cached = defaultMode; // for reports made while reading
+            cached = mode = readStopMode(valueName, defaultMode);
+        }
+        return mode;
+    }
+
+    void Apply() {
+        const TStopMode mode = Mode();
+        if (mode == stopAlways || (mode == stopDebug && IsDebuggerPresent()))
+            TarnBreakPoint();
+    }
+
+private:
+    const char16_t* valueName;
+    TStopMode defaultMode;
+    std::atomic<TStopMode> cached{stopUnknown};
+};
+
+constinit CStopSwitch assertStop{u"AssertStopMode", stopDebug};
+constinit CStopSwitch errorStop{u"ErrorStopMode", stopNever};
+
+bool isThrowingAllowed() { return IsThrowingEnabled() && !IsInsideStaticPart(); }
+
+void showInsteadOfThrowing(const CUnicodeString& text) {
+    ShowErrorBox(text, MB_OK);
+    SetErrorFlag();
+}
+
+CUnicodeString textOrEmpty(const char16_t* text) { return text != nullptr ? text : u""; }
+
+CUnicodeString assertionText(const char16_t* file, long line) {
+    const CUnicodeString empty, fileText = textOrEmpty(file), lineText = UnicodeStr(line);
+    if (IsTarnkitInitialized() && MSG_ASSERT.IsDefined())
+        return MSG_ASSERT.SubstParam(empty, fileText, lineText);
+    return CUnicodeString(u"Internal Program Error:\nAssertion failed: (%0)\n%1, %2.")
+        .SubstParam(empty, fileText, lineText);
+}
+
+} // namespace
+
+// A plain report needs no record of its own, so that running out of memory can be reported on a thread that
+// has none yet. Without memory for its record a thread's reports are not told apart.
+CReportingGuard::CReportingGuard(TMode mode) : toDefaultManager(nullptr), saved() {
+    auto* state =
+        static_cast<CReportingState*>(mode == plain ? reportingRecord.Find() : reportingRecord.Get());
+    if (state == nullptr)
+        return;
+    if (mode != plain && state->reporting != 0)
+        endWithDoubleError(*state);
+    saved = *state;
+    if (mode != plain)
+        state->reporting = kReporting;
+    if (mode == warning)
+        state->warning = 1;
+}
+
+CReportingGuard::~CReportingGuard() {
+    if (auto* state = static_cast<CReportingState*>(reportingRecord.Find()))
+        *state = saved;
+}
+
+int ShowErrorBox(const CUnicodeString& text, unsigned buttons) {
+    return CMessageHandlerSwitcher::DoMessage(GetMainWindow(), text, GetAppTitle(), buttons | MB_ICONHAND);
+}
+
+bool IsInsideWarning() {
+    auto* state = static_cast<CReportingState*>(reportingRecord.Find());
+    return state != nullptr && state->warning != 0;
+}
+
+void GenAssert(const char16_t* file, long line) {
+    assertStop.Apply();
+    CReportingGuard guard(CReportingGuard::assertion);
+    if (isThrowingAllowed())
+        throw new CInternalError(file, line);
+    showInsteadOfThrowing(assertionText(file, line));
+}
+
+void GenCheck(CError& error, const char16_t* p0, const char16_t* p1, const char16_t* p2) {
+    errorStop.Apply();
+    CReportingGuard guard(CReportingGuard::plain);
+    const CUnicodeString text0 = textOrEmpty(p0), text1 = textOrEmpty(p1), text2 = textOrEmpty(p2);
+    if (isThrowingAllowed())
+        throw new CCheckException(error, text0, text1, text2);
+    showInsteadOfThrowing(error.SubstParam(text0, text1, text2));
+}
+
+void GenCheckLastError(unsigned long code) {
+    errorStop.Apply();
+    CReportingGuard guard(CReportingGuard::plain);
+    if (isThrowingAllowed())
+        throw new CLastErrorException(code);
+    showInsteadOfThrowing(CLastErrorException::GetErrorText(code));
+}
+
+bool DebugStopOnAssert() { return assertStop.Mode() != stopNever; }
+bool DebugStopOnCheck() { return errorStop.Mode() != stopNever; }
+
+bool IsDebuggerPresent() { return false; }
+
+void TarnBreakPoint() { Platform::DebugBreak(); }
+
+void Warning(CException* e) { CMessageHandlerSwitcher::DoWarning(e); }
+
+} // namespace Tarn

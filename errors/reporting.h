@@ -1,0 +1,42 @@
+// What reports have in common: the guard that every report runs under, and the error box.
+//
+// The guard builds reports under the default memory manager and knows, per thread, whether a report is being
+// made already: a report from inside another one ends the process instead of recursing.
+#pragma once
+
+#include <tarnkit/memory_manager.h>
+#include <tarnkit/unicode_string.h>
+
+namespace Tarn {
+
+/// What a thread is doing, kept in its thread record.
+struct CReportingState {
+    unsigned char reporting; ///< not 0 while an assertion or a warning is being reported
+    unsigned char warning;   ///< not 0 while a warning is being shown
+};
+static_assert(sizeof(CReportingState) == 2);
+
+class CReportingGuard {
+public:
+    enum TMode { plain, assertion, warning };
+
+    /// In the modes other than plain a thread that is reporting already ends the process (exit code 3).
+    explicit CReportingGuard(TMode mode);
+    /// Puts the thread's state back.
+    ~CReportingGuard();
+
+    CReportingGuard(const CReportingGuard&) = delete;
+    CReportingGuard& operator=(const CReportingGuard&) = delete;
+
+private:
+    CMemoryManagerSwitcher toDefaultManager;
+    CReportingState saved;
+};
+
+/// Shows a text with the stop icon, the application's title and main window; returns the button.
+int ShowErrorBox(const CUnicodeString& text, unsigned buttons);
+
+/// The exit code of a process that ends itself because of an internal error.
+inline constexpr unsigned kInternalErrorExitCode = 3;
+
+} // namespace Tarn
