@@ -34,34 +34,23 @@ public:
     CStorageLock& operator=(const CStorageLock&) = delete;
 };
 
+// Whether `growth`, of an array in the process heap, found its memory; nothing is changed when it did not.
+template<class Growth>
+bool succeeds(Growth growth) {
+    try {
+        growth();
+        return true;
+    } catch (CMemoryException* e) {
+        e->Delete();
+        return false;
+    }
+}
+
 } // namespace
 
-bool CProcessHeapPointers::Add(void* pointer) {
-    if (count == capacity) {
-        const int newCapacity = GrownCapacity(capacity, count + 1);
-        auto* room =
-            static_cast<void**>(ProcessHeap::TryAlloc(newCapacity * static_cast<int>(sizeof(void*))));
-        if (room == nullptr)
-            return false;
-        if (count > 0)
-            std::memcpy(room, elements, static_cast<std::size_t>(count) * sizeof(void*));
-        void** old = elements;
-        elements = room;
-        capacity = newCapacity;
-        Platform::HeapFree(old); // without the assertion of `ProcessHeap::Free`, which could come back here
-    }
-    elements[count++] = pointer;
-    return true;
-}
-
-void CProcessHeapPointers::FreeBuffer() {
-    void** old = elements;
-    count = 0;
-    elements = nullptr;
-    capacity = 0;
-    if (old != nullptr)
-        ProcessHeap::Free(old);
-}
+struct CThreadSlots {
+    CArray<void*, ProcessHeapPolicy> entries;
+};
 
 CThreadDataStorage::CThreadDataStorage() : tlsIndex(TLS_OUT_OF_INDEXES), slotCount(0) { attach(); }
 
@@ -81,41 +70,41 @@ void CThreadDataStorage::attach() {
         Trace(u"Not enough TLS indices\n");
 }
 
-// Takes everything out of the object before anything is given back: an assertion on the way loses no state.
+// Empties the object before anything is given back: an assertion on the way finds it in order.
 void CThreadDataStorage::release() {
-    CProcessHeapPointers arrays = threads;
-    threads = CProcessHeapPointers();
+    CPointerArray<CThreadSlots, ProcessHeapPolicy> old;
+    old.Swap(threads);
     const DWORD index = tlsIndex;
     tlsIndex = TLS_OUT_OF_INDEXES;
     if (index != TLS_OUT_OF_INDEXES)
         Platform::TlsFree(index);
-    for (int i = 0; i < arrays.Size(); i++) {
-        auto* slots = static_cast<CProcessHeapPointers*>(arrays[i]);
-        slots->FreeBuffer();
+    for (CThreadSlots* slots : old) {
+        slots->entries.FreeBuffer();
         ProcessHeap::Free(slots);
     }
-    arrays.FreeBuffer();
+    old.DeleteAt(0, old.Size());
+    old.FreeBuffer();
 }
 
 int CThreadDataStorage::AllocSlot() { return slotCount++; }
 
 void CThreadDataStorage::FreeSlot(int) {}
 
-CProcessHeapPointers* CThreadDataStorage::findSlots() const {
+CThreadSlots* CThreadDataStorage::findSlots() const {
     if (tlsIndex == TLS_OUT_OF_INDEXES)
         return nullptr;
-    return static_cast<CProcessHeapPointers*>(Platform::TlsGetValue(tlsIndex));
+    return static_cast<CThreadSlots*>(Platform::TlsGetValue(tlsIndex));
 }
 
-CProcessHeapPointers* CThreadDataStorage::makeSlots() {
-    void* memory = ProcessHeap::TryAlloc(sizeof(CProcessHeapPointers));
+CThreadSlots* CThreadDataStorage::makeSlots() {
+    void* memory = ProcessHeap::TryAlloc(sizeof(CThreadSlots));
     if (memory == nullptr)
         return nullptr;
-    auto* slots = ::new (memory) CProcessHeapPointers;
+    auto* slots = ::new (memory) CThreadSlots;
     bool isListed = false;
     if (Platform::TlsSetValue(tlsIndex, slots)) {
         CStorageLock lock;
-        isListed = threads.Add(slots);
+        isListed = succeeds([&] { threads.Add(slots); });
     }
     if (!isListed) {
         Platform::TlsSetValue(tlsIndex, nullptr);
@@ -125,30 +114,29 @@ CProcessHeapPointers* CThreadDataStorage::makeSlots() {
     return slots;
 }
 
-// The calling thread's array with an entry for every slot handed out so far; null when there is no memory.
-CProcessHeapPointers* CThreadDataStorage::getSlots() {
+// The calling thread's entry of a slot, null at first. No entry (null) when there is no memory for it.
+void** CThreadDataStorage::getEntry(int slot) {
     if (tlsIndex == TLS_OUT_OF_INDEXES)
         return nullptr;
-    CProcessHeapPointers* slots = findSlots();
+    CThreadSlots* slots = findSlots();
     if (slots == nullptr)
         slots = makeSlots();
     if (slots == nullptr)
         return nullptr;
-    for (const int needed = slotCount; slots->Size() < needed;)
-        if (!slots->Add(nullptr))
-            return nullptr;
-    return slots;
+    const int needed = slotCount;
+    if (slots->entries.Size() < needed)
+        succeeds([&] { slots->entries.SetSize(needed); });
+    return slot < slots->entries.Size() ? &slots->entries[slot] : nullptr;
 }
 
 void* CThreadDataStorage::GetSlotData(int slot) {
-    CProcessHeapPointers* slots = getSlots();
-    return slots != nullptr ? (*slots)[slot] : nullptr;
+    void** entry = getEntry(slot);
+    return entry != nullptr ? *entry : nullptr;
 }
 
 void CThreadDataStorage::SetSlotData(int slot, void* data) {
-    CProcessHeapPointers* slots = getSlots();
-    if (slots != nullptr)
-        (*slots)[slot] = data;
+    if (void** entry = getEntry(slot))
+        *entry = data;
 }
 
 class CThreadDataStorage::CProcessStorage {
@@ -212,40 +200,40 @@ int CThreadRecord::obtainSlot() {
 
 void* CThreadRecord::Get() {
     const int index = obtainSlot();
-    CThreadDataStorage& storage = GetThreadDataStorage();
-    CProcessHeapPointers* slots = storage.getSlots();
-    if (slots == nullptr)
+    void** entry = GetThreadDataStorage().getEntry(index);
+    if (entry == nullptr || *entry != nullptr)
+        return entry != nullptr ? *entry : nullptr;
+    void* block = ProcessHeap::TryAlloc(blockSize);
+    if (block == nullptr)
         return nullptr;
-    void*& entry = (*slots)[index];
-    if (entry == nullptr) {
-        void* block = ProcessHeap::TryAlloc(blockSize);
-        if (block == nullptr)
-            return nullptr;
-        std::memset(block, 0, static_cast<std::size_t>(blockSize));
+    std::memset(block, 0, static_cast<std::size_t>(blockSize));
+    bool isListed;
+    {
         CStorageLock lock;
-        if (blocks.Add(block))
-            entry = block;
-        else
-            Platform::HeapFree(block);
+        isListed = succeeds([&] { blocks.Add(block); });
     }
-    return entry;
+    if (isListed)
+        *entry = block;
+    else
+        ProcessHeap::Free(block);
+    return *entry;
 }
 
 void* CThreadRecord::Find() const {
     const int index = slot.load(std::memory_order_acquire);
     if (index < 0)
         return nullptr;
-    CProcessHeapPointers* slots = GetThreadDataStorage().findSlots();
-    return slots != nullptr && index < slots->Size() ? (*slots)[index] : nullptr;
+    CThreadSlots* slots = GetThreadDataStorage().findSlots();
+    return slots != nullptr && index < slots->entries.Size() ? slots->entries[index] : nullptr;
 }
 
 // Frees the blocks of all threads. The slot goes with them: entries still point at what they were.
 void CThreadRecord::release() {
-    CProcessHeapPointers old = blocks;
-    blocks = CProcessHeapPointers();
+    CPointerArray<void, ProcessHeapPolicy> old;
+    old.Swap(blocks);
     slot = -1;
-    for (int i = 0; i < old.Size(); i++)
-        ProcessHeap::Free(old[i]);
+    for (void* block : old)
+        ProcessHeap::Free(block);
     old.FreeBuffer();
 }
 

@@ -1,7 +1,8 @@
-// Immortal: an object that exists from before the first constructor of the process to after its last destructor.
+// Immortal: an object that exists from before the first constructor of the process to after its last
+// destructor.
 //
-// The library's own long-lived objects are of this kind, so that static objects of clients may use them at any
-// time. What such an object holds at unload is released by a function of its subsystem.
+// The library's own long-lived objects are of this kind, so that static objects of clients may use them at
+// any time. What such an object holds at unload is released by a function of its subsystem.
 #pragma once
 
 namespace Tarn {

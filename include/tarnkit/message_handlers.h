@@ -67,8 +67,11 @@ private:
     static bool isEnabled;
     static bool isAddCRLF;
 
+    friend void ReleaseMessageHandlers();
+
     bool openLogFile();
-    void write(const char16_t* text);
+    void closeLogFile();
+    void write(const void* bytes, int size);
 };
 
 /// Appends each message to a file, as UTF-16 with a byte order mark and a blank line after each. Answers with

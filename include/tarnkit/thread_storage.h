@@ -9,30 +9,16 @@
 
 #include <tarnkit/export.h>
 #include <tarnkit/immortal.h>
+#include <tarnkit/memory_manager.h>
+#include <tarnkit/pointer_array.h>
 #include <tarnkit/types.h>
 
 #include <atomic>
 
 namespace Tarn {
 
-/// A growable array of pointers in the process heap that reports missing memory by its result.
-class CProcessHeapPointers {
-public:
-    constexpr CProcessHeapPointers() = default;
-
-    int Size() const { return count; }
-    void*& operator[](int index) { return elements[index]; }
-
-    /// False when there is no memory; nothing is changed then.
-    bool Add(void* pointer);
-    /// Gives the array's memory back; what the pointers point to stays.
-    void FreeBuffer();
-
-private:
-    int count = 0;
-    void** elements = nullptr;
-    int capacity = 0;
-};
+/// One thread's entries.
+struct CThreadSlots;
 
 /// Numbered slots of one pointer per thread.
 class TARNKIT_API CThreadDataStorage {
@@ -59,7 +45,7 @@ public:
 private:
     DWORD tlsIndex;
     std::atomic<int> slotCount;
-    CProcessHeapPointers threads;
+    CPointerArray<CThreadSlots, ProcessHeapPolicy> threads;
 
     friend class CThreadRecord;
     friend union Immortal<CThreadDataStorage>;
@@ -73,9 +59,9 @@ private:
 
     void attach();
     void release();
-    CProcessHeapPointers* findSlots() const;
-    CProcessHeapPointers* makeSlots();
-    CProcessHeapPointers* getSlots();
+    CThreadSlots* findSlots() const;
+    CThreadSlots* makeSlots();
+    void** getEntry(int slot);
 };
 
 /// The storage of the process.
@@ -105,7 +91,7 @@ public:
 
 private:
     std::atomic<int> slot{-1};
-    CProcessHeapPointers blocks;
+    CPointerArray<void, ProcessHeapPolicy> blocks;
     int blockSize;
     CThreadRecord* next = nullptr;
 

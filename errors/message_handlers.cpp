@@ -1,0 +1,360 @@
+#include <tarnkit/message_handlers.h>
+
+#include <tarnkit/array.h>
+#include <tarnkit/file.h>
+#include <tarnkit/file_system.h>
+#include <tarnkit/immortal.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/memory_manager.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/text_of_values.h>
+#include <tarnkit/thread_storage.h>
+
+#include "errors/reporting.h"
+#include "platform/platform.h"
+
+#include <atomic>
+#include <climits>
+#include <new>
+#include <string>
+
+namespace Tarn {
+
+namespace {
+
+constexpr unsigned kButtonSetMask = 0xF;
+constexpr unsigned kIconMask = 0xF0;
+constexpr unsigned kDefaultButtonMask = 0xF00;
+
+constexpr unsigned char kByteOrderMark[] = {0xFF, 0xFE};
+constexpr char16_t kLineEnd[] = u"\r\n";
+
+const char16_t* textOrEmpty(const char16_t* text) { return text != nullptr ? text : u""; }
+
+int lengthOf(const char16_t* text) { return static_cast<int>(std::char_traits<char16_t>::length(text)); }
+
+// Whether the chain of parents and owners of `window` reaches `main`.
+bool belongsTo(HWND window, HWND main) {
+    while (window != nullptr && window != main) {
+        const bool isChild = (Platform::GetWindowStyle(window) & WS_CHILD) != 0;
+        window = isChild ? Platform::GetParent(window) : Platform::GetWindow(window, GW_OWNER);
+    }
+    return window != nullptr;
+}
+
+// Disables the application's top-level windows but one for the life of the object.
+class CApplicationDisabler {
+public:
+    explicit CApplicationDisabler(HWND exempt) {
+        const HWND main = GetMainWindow();
+        if (main == nullptr)
+            return;
+        for (HWND window = Platform::GetWindow(Platform::GetDesktopWindow(), GW_CHILD); window != nullptr;
+             window = Platform::GetWindow(window, GW_HWNDNEXT))
+            if (window != exempt && Platform::IsWindowEnabled(window) && belongsTo(window, main))
+                disable(window);
+    }
+    ~CApplicationDisabler() {
+        for (HWND window : windows)
+            Platform::EnableWindow(window, TRUE);
+    }
+
+    CApplicationDisabler(const CApplicationDisabler&) = delete;
+    CApplicationDisabler& operator=(const CApplicationDisabler&) = delete;
+
+private:
+    CArray<HWND> windows;
+
+    // A window that there is no memory to remember stays enabled.
+    void disable(HWND window) {
+        try {
+            windows.Add(window);
+            Platform::EnableWindow(window, FALSE);
+        } catch (CMemoryException* e) {
+            e->Delete();
+        }
+    }
+};
+
+bool takesDefaultIcon(unsigned buttonSet) {
+    return buttonSet == MB_OK || buttonSet == MB_OKCANCEL || buttonSet == MB_YESNOCANCEL ||
+           buttonSet == MB_YESNO;
+}
+
+// Writes `text` with each line feed as a carriage return and a line feed, unless it is one already.
+void writeText(CBaseFile* file, const char16_t* text) {
+    if (file == nullptr) {
+        GenAssert(u"MessageHandlers", 147);
+        return;
+    }
+    char16_t piece[1024];
+    constexpr int kFullPiece = 1023; // one more unit may need two places
+    char16_t last = 0;
+    while (*text != 0) {
+        int count = 0;
+        while (*text != 0 && count < kFullPiece) {
+            if (*text == u'\n' && last != u'\r')
+                piece[count++] = u'\r';
+            piece[count++] = last = *text++;
+        }
+        file->Write(piece, count * static_cast<int>(sizeof(char16_t)));
+    }
+}
+
+// The default handlers. The console handler is built when it is needed, if ever.
+constinit Immortal<CMessageBoxHandler> boxHandler;
+alignas(CConsoleMessageHandler) unsigned char consoleMemory[sizeof(CConsoleMessageHandler)];
+constinit CConsoleMessageHandler* consoleHandler = nullptr;
+
+CMessageHandler* chooseDefaultHandler() {
+    if (!CConsoleMessageHandler::IsEnabled())
+        return &boxHandler.object;
+    CMemoryManagerSwitcher toDefault(nullptr);
+    consoleHandler = ::new (static_cast<void*>(consoleMemory)) CConsoleMessageHandler;
+    return consoleHandler;
+}
+
+CMessageHandler* getDefaultHandler() {
+    static CMessageHandler* const chosen = chooseDefaultHandler();
+    return chosen;
+}
+
+constinit std::atomic<CMessageHandler*> processHandler{nullptr};
+constinit CThreadRecord threadHandler{sizeof(CMessageHandler*)};
+
+} // namespace
+
+// CMessageHandler. --------------------------------------------------------------------------------------
+
+void CMessageHandler::ShowWarning(CException* e) {
+    CReportingGuard guard(CReportingGuard::warning);
+    e->Warning();
+}
+
+int CMessageHandler::GetDefaultReturnValue(unsigned flags) {
+    static constexpr struct {
+        unsigned buttonSet;
+        int answers[3]; // of the first, second and third button as the preselected one
+    } kAnswers[] = {
+        {MB_OK, {IDOK, IDOK, IDOK}},
+        {MB_OKCANCEL, {IDOK, IDCANCEL, IDOK}},
+        {MB_YESNO, {IDYES, IDNO, IDYES}},
+        {MB_YESNOCANCEL, {IDYES, IDNO, IDCANCEL}},
+        {MB_RETRYCANCEL, {IDRETRY, IDCANCEL, IDRETRY}},
+        {MB_ABORTRETRYIGNORE, {IDABORT, IDRETRY, IDIGNORE}},
+    };
+    const unsigned preselected = flags & kDefaultButtonMask;
+    const int button = preselected == MB_DEFBUTTON2 ? 1 : preselected == MB_DEFBUTTON3 ? 2 : 0;
+    for (const auto& row : kAnswers)
+        if (row.buttonSet == (flags & kButtonSetMask))
+            return row.answers[button];
+    return IDABORT;
+}
+
+// CMessageBoxHandler. -----------------------------------------------------------------------------------
+
+int CMessageBoxHandler::ShowMessage(HWND owner, const char16_t* text, const char16_t* caption,
+                                    unsigned flags) {
+    CMemoryManagerSwitcher toDefault(nullptr);
+    // Without a visible owner the box would hide behind other windows.
+    if (owner == nullptr || !Platform::IsWindowVisible(owner))
+        flags |= MB_SETFOREGROUND | MB_TOPMOST;
+    CApplicationDisabler disabler(owner);
+    if ((flags & kIconMask) == 0 && takesDefaultIcon(flags & kButtonSetMask))
+        flags |= MB_ICONEXCLAMATION;
+    return Platform::MessageBoxW(owner, textOrEmpty(text), textOrEmpty(caption), flags);
+}
+
+// CConsoleMessageHandler. -------------------------------------------------------------------------------
+
+constinit bool CConsoleMessageHandler::isEnabled = false;
+constinit bool CConsoleMessageHandler::isAddCRLF = true;
+
+CConsoleMessageHandler::CConsoleMessageHandler()
+    : logFile(INVALID_HANDLE_VALUE), logFileName(FileSystem::GetEXEFileName()) {
+    FileSystem::ReplaceExt(logFileName, u".log");
+}
+
+CConsoleMessageHandler::~CConsoleMessageHandler() { closeLogFile(); }
+
+void CConsoleMessageHandler::closeLogFile() {
+    if (logFile != INVALID_HANDLE_VALUE)
+        Platform::CloseHandle(logFile);
+    logFile = INVALID_HANDLE_VALUE;
+}
+
+bool CConsoleMessageHandler::openLogFile() {
+    if (logFile != INVALID_HANDLE_VALUE)
+        return true;
+    if (logFileName.IsEmpty())
+        return false;
+    logFile = Platform::CreateFileW(logFileName, GENERIC_WRITE, FILE_SHARE_READ, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL);
+    if (logFile == INVALID_HANDLE_VALUE)
+        return false;
+    write(kByteOrderMark, sizeof(kByteOrderMark));
+    return true;
+}
+
+// What the file does not take is lost.
+void CConsoleMessageHandler::write(const void* bytes, int size) {
+    DWORD written;
+    Platform::WriteFile(logFile, bytes, static_cast<DWORD>(size), &written);
+}
+
+int CConsoleMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned) {
+    text = textOrEmpty(text);
+    Platform::OutputDebugStringW(text);
+    if (isAddCRLF)
+        Platform::OutputDebugStringW(kLineEnd);
+    if (openLogFile()) {
+        write(text, lengthOf(text) * static_cast<int>(sizeof(char16_t)));
+        if (isAddCRLF)
+            write(kLineEnd, lengthOf(kLineEnd) * static_cast<int>(sizeof(char16_t)));
+    }
+    return IDOK;
+}
+
+void CConsoleMessageHandler::SetEnabled(bool isOn) { isEnabled = isOn; }
+
+bool CConsoleMessageHandler::IsEnabled() { return isEnabled; }
+
+void CConsoleMessageHandler::SetAddCRLF(bool isOn) { isAddCRLF = isOn; }
+
+// CFileMessageHandler. ----------------------------------------------------------------------------------
+
+CFileMessageHandler::CFileMessageHandler(const CString& name) : fileName(name.CreateUnicodeString()) {}
+
+CFileMessageHandler::CFileMessageHandler(const CUnicodeString& name) : fileName(name) {}
+
+CFileMessageHandler::~CFileMessageHandler() = default;
+
+int CFileMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned flags) {
+    try {
+        CFile file(fileName, CFile::ForWriting | CFile::DenyWrite | CFile::Create | CFile::KeepContents);
+        if (file.Seek(Int64{0}, CFile::End) == 0)
+            file.Write(kByteOrderMark, sizeof(kByteOrderMark));
+        writeText(&file, textOrEmpty(text));
+        writeText(&file, u"\n\n"); // a blank line between messages
+        file.Flush();
+        file.Close();
+    } catch (CException* e) {
+        e->Delete();
+    }
+    return GetDefaultReturnValue(flags);
+}
+
+// CMessageHandlerSwitcher. ------------------------------------------------------------------------------
+
+CMessageHandlerSwitcher::CMessageHandlerSwitcher(CMessageHandler* newHandler, bool isBegun, bool isForThread)
+    : handler(newHandler), perThread(isForThread) {
+    if (isBegun)
+        Begin();
+}
+
+CMessageHandlerSwitcher::~CMessageHandlerSwitcher() { End(); }
+
+void CMessageHandlerSwitcher::Begin() {
+    if (active)
+        return;
+    if (!perThread) {
+        previous = processHandler.exchange(handler);
+    } else {
+        auto* slot = static_cast<CMessageHandler**>(threadHandler.Get());
+        if (slot == nullptr)
+            return; // there is no memory for a handler of the thread's own
+        previous = *slot;
+        *slot = handler;
+    }
+    active = true;
+}
+
+void CMessageHandlerSwitcher::End() {
+    if (!active)
+        return;
+    if (!perThread)
+        processHandler = previous;
+    else if (auto* slot = static_cast<CMessageHandler**>(threadHandler.Find()))
+        *slot = previous;
+    active = false;
+}
+
+int CMessageHandlerSwitcher::DoMessage(HWND owner, const char16_t* text, const char16_t* caption,
+                                       unsigned flags) {
+    try {
+        return GetCurrentMessageHandler()->ShowMessage(owner, text, caption, flags);
+    } catch (CException* e) {
+        e->Delete();
+        return CMessageHandler::GetDefaultReturnValue(flags);
+    }
+}
+
+void CMessageHandlerSwitcher::DoWarning(CException* e) {
+    try {
+        GetCurrentMessageHandler()->ShowWarning(e);
+    } catch (CException* inner) {
+        if (inner != e)
+            inner->Delete();
+    }
+}
+
+// Free functions. ---------------------------------------------------------------------------------------
+
+CMessageHandler* GetCurrentMessageHandler() {
+    auto* slot = static_cast<CMessageHandler**>(threadHandler.Find());
+    if (slot != nullptr && *slot != nullptr)
+        return *slot;
+    CMessageHandler* const ofProcess = processHandler;
+    return ofProcess != nullptr ? ofProcess : getDefaultHandler();
+}
+
+int MessageBoxW(const char16_t* text, int flags) {
+    CMemoryManagerSwitcher toDefault(nullptr);
+    return CMessageHandlerSwitcher::DoMessage(GetMainWindow(), text, GetAppTitle(),
+                                              static_cast<unsigned>(flags));
+}
+
+int MessageBoxW(const CMessage& message, int flags) {
+    CMemoryManagerSwitcher toDefault(nullptr);
+    return MessageBoxW(message.UnicodeStr(), flags);
+}
+
+void Trace(const char16_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    VTrace(format, arguments);
+    va_end(arguments);
+}
+
+void VTrace(const char16_t* format, va_list arguments) {
+    constexpr int kFirstSize = 512;
+    char16_t first[kFirstSize];
+    char16_t* buffer = first;
+    int size = kFirstSize;
+    int length = FormatInto(buffer, size - 1, format, arguments);
+    while (length < 0 && size <= INT_MAX / 4) {
+        auto* larger =
+            static_cast<char16_t*>(ProcessHeap::TryAlloc(2 * size * static_cast<int>(sizeof(char16_t))));
+        if (larger == nullptr)
+            break; // the part that fits is better than nothing
+        if (buffer != first)
+            ProcessHeap::Free(buffer);
+        buffer = larger;
+        size *= 2;
+        length = FormatInto(buffer, size - 1, format, arguments);
+    }
+    buffer[length >= 0 ? length : size - 1] = 0;
+    Platform::OutputDebugStringW(buffer);
+    if (buffer != first)
+        ProcessHeap::Free(buffer);
+}
+
+// From now on the console handler has no file to write to.
+void ReleaseMessageHandlers() {
+    if (consoleHandler == nullptr)
+        return;
+    consoleHandler->closeLogFile();
+    consoleHandler->logFileName.Empty();
+}
+
+} // namespace Tarn
