@@ -1,0 +1,242 @@
+#include <tarnkit/registry_key.h>
+
+#include "platform/platform.h"
+#include "settings/enumeration_buffer.h"
+
+#include <climits>
+#include <string>
+
+namespace Tarn {
+
+namespace {
+
+constexpr char16_t kSourceName[] = u"RegistryKey";
+
+// Makes the result of a registry call the thread's last error and tells whether it is a success.
+bool setResult(LSTATUS result) {
+    Platform::SetLastError(static_cast<DWORD>(result));
+    return result == static_cast<LSTATUS>(ERROR_SUCCESS);
+}
+
+// False after reporting the misuse, for when the report returns.
+bool require(bool condition, long line) {
+    if (!condition)
+        GenAssert(kSourceName, line);
+    return condition;
+}
+
+bool queryInfo(HKEY key, CRegistryKeyInfo& info) {
+    return setResult(Platform::RegQueryInfoKeyW(key, &info.subKeyCount, &info.longestSubKeyName,
+                                                &info.longestClassName, &info.valueCount,
+                                                &info.longestValueName, &info.longestValueData));
+}
+
+} // namespace
+
+void CRegistryKey::Open(HKEY parent, const char16_t* name) {
+    if (!require(key == nullptr, 39) || !require(name != nullptr, 40) || !require(parent != nullptr, 41))
+        return;
+    HKEY opened = nullptr;
+    LSTATUS result;
+    if (isReadOnly)
+        result = Platform::RegOpenKeyExW(parent, name, 0, KEY_READ, &opened);
+    else if (*name == 0)
+        result = Platform::RegOpenKeyExW(parent, name, 0, KEY_READ | KEY_WRITE, &opened);
+    else
+        result = Platform::RegCreateKeyExW(parent, name, KEY_READ | KEY_WRITE, &opened, nullptr);
+    if (setResult(result))
+        key = opened;
+}
+
+void CRegistryKey::Open(const CRegistryKey& parent, const char16_t* name) { Open(parent.key, name); }
+
+void CRegistryKey::Close() {
+    if (key != nullptr)
+        setResult(Platform::RegCloseKey(Detach()));
+}
+
+HKEY CRegistryKey::Detach() {
+    const HKEY detached = key;
+    key = nullptr;
+    return detached;
+}
+
+bool CRegistryKey::IsValid() const {
+    CRegistryKeyInfo info;
+    return key != nullptr && queryInfo(key, info);
+}
+
+void CRegistryKey::GetInfo(CRegistryKeyInfo& info) const {
+    info = CRegistryKeyInfo();
+    if (key != nullptr && !queryInfo(key, info))
+        info = CRegistryKeyInfo();
+}
+
+DWORD CRegistryKey::GetValueType(const char16_t* valueName) const {
+    if (!require(valueName != nullptr, 111) || key == nullptr)
+        return 0;
+    DWORD type = 0;
+    const LSTATUS result = Platform::RegQueryValueExW(key, valueName, &type, nullptr, nullptr);
+    return setResult(result) || result == static_cast<LSTATUS>(ERROR_MORE_DATA) ? type : 0;
+}
+
+int CRegistryKey::QueryValue(const char16_t* valueName, void* buffer, int bufferSize) const {
+    if (key == nullptr)
+        return 0;
+    DWORD size = bufferSize < 0 ? 0 : static_cast<DWORD>(bufferSize);
+    const LSTATUS result = Platform::RegQueryValueExW(key, valueName, nullptr, buffer, &size);
+    const bool isSizeOnly = buffer == nullptr && result == static_cast<LSTATUS>(ERROR_MORE_DATA);
+    if ((!setResult(result) && !isSizeOnly) || size > INT_MAX)
+        return 0;
+    return static_cast<int>(size);
+}
+
+CUnicodeString CRegistryKey::QueryStringValue(const char16_t* valueName, const char16_t* defaultValue) const {
+    if (!require(valueName != nullptr && defaultValue != nullptr, 208))
+        return defaultValue == nullptr ? CUnicodeString() : CUnicodeString(defaultValue);
+    const DWORD type = GetValueType(valueName);
+    if (type != REG_SZ && type != REG_EXPAND_SZ)
+        return CUnicodeString(defaultValue);
+    const int size = QueryValue(valueName, nullptr, 0);
+    constexpr int kUnitSize = sizeof(char16_t);
+    if (size == 0 || size % kUnitSize != 0)
+        return CUnicodeString(defaultValue);
+
+    CUnicodeString text;
+    int length = size / kUnitSize;
+    char16_t* units = text.GetBuffer(length);
+    if (QueryValue(valueName, units, size) != size)
+        return CUnicodeString(defaultValue);
+    if (units[length - 1] == 0)
+        length--;
+    text.ReleaseBuffer(length);
+    return text;
+}
+
+bool CRegistryKey::SetValue(const char16_t* valueName, DWORD type, const void* data, int dataSize) {
+    if (!require(valueName != nullptr && data != nullptr, 245) || !require(!isReadOnly, 246))
+        return false;
+    if (key == nullptr)
+        return false;
+    if (dataSize < 0)
+        return setResult(static_cast<LSTATUS>(ERROR_INVALID_PARAMETER));
+    return setResult(Platform::RegSetValueExW(key, valueName, type, data, static_cast<DWORD>(dataSize)));
+}
+
+bool CRegistryKey::SetStringValue(const char16_t* valueName, const char16_t* value) {
+    if (!require(valueName != nullptr && value != nullptr, 257))
+        return false;
+    const std::size_t size = (std::char_traits<char16_t>::length(value) + 1) * sizeof(char16_t);
+    if (size > INT_MAX)
+        return setResult(static_cast<LSTATUS>(ERROR_INVALID_PARAMETER));
+    return SetValue(valueName, REG_SZ, value, static_cast<int>(size));
+}
+
+void CRegistryKey::DeleteValue(const char16_t* valueName) {
+    if (require(!isReadOnly, 83) && require(key != nullptr, 84) && require(valueName != nullptr, 85))
+        setResult(Platform::RegDeleteValueW(key, valueName));
+}
+
+void CRegistryKey::DeleteSubKey(const char16_t* subKeyName) {
+    if (!require(!isReadOnly, 93) || !require(key != nullptr, 94) || !require(subKeyName != nullptr, 95))
+        return;
+    CRegistryKey subKey(false);
+    subKey.Open(key, subKeyName);
+    CArray<CUnicodeString, CurrentMemoryManager> names;
+    subKey.GetSubKeys(names);
+    for (const CUnicodeString& name : names)
+        subKey.DeleteSubKey(name.Ptr());
+    subKey.Close();
+    setResult(Platform::RegDeleteKeyW(key, subKeyName));
+}
+
+void CRegistryKey::GetSubKeys(CArray<CUnicodeString, CurrentMemoryManager>& names) const {
+    names.DeleteAll();
+    if (key == nullptr)
+        return;
+    CRegistryKeyInfo info;
+    GetInfo(info);
+    EnumerationBuffer<char16_t> name;
+    name.Reserve(info.longestSubKeyName + 1);
+    for (DWORD index = 0;; index++) {
+        DWORD length = name.Size();
+        if (!setResult(Platform::RegEnumKeyExW(key, index, name.Ptr(), &length)))
+            return;
+        names.Add(CUnicodeString(name.Ptr(), static_cast<int>(length)));
+    }
+}
+
+void CRegistryKey::GetStringValueNames(CArray<CUnicodeString, CurrentMemoryManager>& names) const {
+    names.DeleteAll();
+    if (key == nullptr)
+        return;
+    CRegistryKeyInfo info;
+    GetInfo(info);
+    names.Reserve(static_cast<int>(info.valueCount));
+    EnumerationBuffer<char16_t> name;
+    name.Reserve(info.longestValueName + 1);
+    for (DWORD index = 0;; index++) {
+        DWORD length = name.Size();
+        DWORD type = 0;
+        if (!setResult(Platform::RegEnumValueW(key, index, name.Ptr(), &length, &type, nullptr, nullptr)))
+            return;
+        if (type == REG_SZ)
+            names.Add(CUnicodeString(name.Ptr(), static_cast<int>(length)));
+    }
+}
+
+void CRegistryKey::CopyTo(HKEY destination) const {
+    if (!require(destination != nullptr, 310) || key == nullptr || destination == key)
+        return;
+    CArray<CUnicodeString, CurrentMemoryManager> paths;
+    listSubtree(paths);
+    copyValuesTo(destination);
+    for (const CUnicodeString& path : paths) {
+        CRegistryKey from(true);
+        CRegistryKey to(false);
+        from.Open(key, path.Ptr());
+        to.Open(destination, path.Ptr());
+        if (to.key != nullptr)
+            from.copyValuesTo(to.key);
+    }
+}
+
+void CRegistryKey::CopyTo(const CRegistryKey& destination) const { CopyTo(destination.key); }
+
+// The paths of all keys below this one, each parent before its sub-keys.
+void CRegistryKey::listSubtree(CArray<CUnicodeString, CurrentMemoryManager>& paths) const {
+    GetSubKeys(paths);
+    CArray<CUnicodeString, CurrentMemoryManager> names;
+    for (int i = 0; i < paths.Size(); i++) {
+        CRegistryKey subKey(true);
+        subKey.Open(key, paths[i].Ptr());
+        subKey.GetSubKeys(names);
+        for (const CUnicodeString& name : names) {
+            CUnicodeString path = paths[i];
+            path += u'\\';
+            path += name;
+            paths.Add(path);
+        }
+    }
+}
+
+void CRegistryKey::copyValuesTo(HKEY destination) const {
+    if (key == nullptr)
+        return;
+    CRegistryKeyInfo info;
+    GetInfo(info);
+    EnumerationBuffer<char16_t> name;
+    name.Reserve(info.longestValueName + 1);
+    EnumerationBuffer<BYTE> data;
+    data.Reserve(info.longestValueData);
+    for (DWORD index = 0;; index++) {
+        DWORD length = name.Size();
+        DWORD size = data.Size();
+        DWORD type = 0;
+        if (!setResult(Platform::RegEnumValueW(key, index, name.Ptr(), &length, &type, data.Ptr(), &size)))
+            return;
+        setResult(Platform::RegSetValueExW(destination, name.Ptr(), type, data.Ptr(), size));
+    }
+}
+
+} // namespace Tarn
