@@ -237,6 +237,7 @@ private:
     }
 
     bool assertUsable(TDirection wanted) const;
+    bool assertTransfer(TDirection wanted, int size) const;
     bool prepareRead(int size);
     bool prepareWrite();
     void fillBuffer(int size);
@@ -245,7 +246,9 @@ private:
     void reportCorruption() const;
     [[noreturn]] void throwEndOfFile() const;
     template<class Unit>
-    void writeText(const Unit* text, int length, bool addLineEnd);
+    void writeText(const Unit* text, std::size_t length, bool addLineEnd);
+    template<class Unit>
+    void writeZeroTerminated(const Unit* text, bool addLineEnd);
     template<class Unit, class Text>
     bool readLine(Text& line);
     template<class Unit, class Text>

@@ -127,6 +127,7 @@ private:
 
     void openThrough(TCreateCall& create, const CUnicodeString& fileName, unsigned int flags,
                      unsigned long attributes);
+    Int64 seekTo(Int64 offset, TSeekPosition from) const;
     bool assertOpen() const;
     bool assertTransfer(const void* buffer, int size) const;
     [[noreturn]] void throwLastError() const;

@@ -1,0 +1,369 @@
+#include <tarnkit/archive.h>
+#include <tarnkit/exceptions.h>
+#include <tarnkit/messages.h>
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <typeinfo>
+#include <utility>
+
+namespace Tarn {
+
+namespace {
+
+constexpr Int64 kUnknown = -1;
+
+// A file on disk may be longer than the calls of CBaseFile can tell.
+const CFile* asDiskFile(const CBaseFile& file) {
+    return typeid(file) == typeid(CFile) ? static_cast<const CFile*>(&file) : nullptr;
+}
+
+Int64 lengthOf(const CBaseFile& file) {
+    const CFile* disk = asDiskFile(file);
+    return disk != nullptr ? disk->GetLength64() : file.GetLength();
+}
+
+Int64 positionOf(const CBaseFile& file) {
+    const CFile* disk = asDiskFile(file);
+    return disk != nullptr ? disk->GetPosition64() : file.GetPosition();
+}
+
+// Collects the units of a line, so that the text grows by runs and not by single units.
+template<class Unit, class Text>
+class CLineCollector {
+public:
+    explicit CLineCollector(Text& target) : line(target) { line.Empty(); }
+
+    void Add(Unit unit) {
+        if (count == kRunSize)
+            Flush();
+        run[count++] = unit;
+    }
+    void Flush() {
+        const int length = line.GetLength();
+        std::copy_n(run, count, line.GetBuffer(length + count) + length);
+        line.ReleaseBuffer(length + count);
+        count = 0;
+    }
+
+private:
+    static constexpr int kRunSize = 256;
+
+    Text& line;
+    Unit run[kRunSize];
+    int count = 0;
+};
+
+} // namespace
+
+CArchive::CArchive(CBaseFile* archiveFile, TDirection archiveDirection, int size)
+    : file(archiveFile), direction(archiveDirection), bufferSize(std::max(size, kLeastBufferSize)) {
+    if (file != nullptr)
+        name = file->GetFileName();
+    if (file == nullptr || size < kLeastBufferSize)
+        GenAssert(u"Archive", __LINE__);
+}
+
+CArchive::~CArchive() noexcept(false) {
+    try {
+        Close();
+    } catch (CException* e) {
+        if (std::uncaught_exceptions() == 0)
+            throw;
+        e->Delete();
+    }
+}
+
+void CArchive::Flush() {
+    if (!assertUsable(direction))
+        return;
+    if (IsLoading()) {
+        if (unusedBufferSize() > 0)
+            file->Seek(-unusedBufferSize(), CBaseFile::Current);
+        buffer.DeleteAll();
+        position = 0;
+    } else {
+        // The bytes leave the buffer before the file sees them: what it took of them before it failed is not
+        // known, so they must not be offered to it again.
+        const int waiting = std::exchange(position, 0);
+        if (waiting > 0)
+            file->Write(buffer.Ptr(), waiting);
+        buffer.SetSize(bufferSize);
+    }
+}
+
+void CArchive::Close() {
+    if (file == nullptr)
+        return;
+    try {
+        Flush();
+    } catch (...) {
+        detach();
+        throw;
+    }
+    detach();
+}
+
+void CArchive::Abort() {
+    detach();
+    buffer.FreeBuffer();
+    name.Empty();
+}
+
+bool CArchive::IsEndOfArchive() const {
+    if (!assertUsable(Loading))
+        return true;
+    return unusedBufferSize() == 0 && lengthOf(*file) == positionOf(*file);
+}
+
+void CArchive::Read(void* bytes, int size) {
+    if (!assertTransfer(Loading, size) || size == 0)
+        return;
+    const int buffered = std::min(size, unusedBufferSize());
+    auto* target = static_cast<unsigned char*>(bytes);
+    target = std::copy_n(takeBytes(buffered), buffered, target);
+    const int missing = size - buffered;
+    const int last = missing % bufferSize;
+    const int direct = missing - last;
+    if (direct > 0 && file->Read(target, direct) < direct)
+        throwEndOfFile();
+    if (last > 0)
+        std::memcpy(target + direct, getReadPtr(last), static_cast<std::size_t>(last));
+}
+
+void CArchive::Write(const void* bytes, int size) {
+    if (!assertTransfer(Storing, size) || size == 0)
+        return;
+    const auto* source = static_cast<const unsigned char*>(bytes);
+    int last = size;
+    if (size > unusedBufferSize()) {
+        Flush();
+        last = size % bufferSize;
+        if (size > last)
+            file->Write(source, size - last);
+    }
+    std::copy_n(source + (size - last), last, takeBytes(last));
+}
+
+void CArchive::Skip(int size) {
+    if (!assertTransfer(Loading, size))
+        return;
+    const int buffered = std::min(size, unusedBufferSize());
+    takeBytes(buffered);
+    if (size == buffered)
+        return;
+    if (unusedBufferSize() > 0)
+        GenAssert(u"Archive", __LINE__);
+    file->Seek(size - buffered, CBaseFile::Current);
+}
+
+int CArchive::SerializeVersion(int currentVersion) {
+    if (IsStoring()) {
+        WriteSmallValue(currentVersion);
+        return currentVersion;
+    }
+    const int stored = ReadSmallValue();
+    if (stored > currentVersion)
+        GenCheck(ERR_BAD_ARCHIVE_VERSION, name);
+    return std::min(stored, currentVersion);
+}
+
+template<class Unit>
+void CArchive::writeText(const Unit* text, std::size_t length, bool addLineEnd) {
+    constexpr Unit kLineEnd[] = {'\r', '\n'};
+    if (length > INT_MAX / sizeof(Unit)) {
+        GenAssert(u"Archive", __LINE__);
+        return;
+    }
+    Write(text, static_cast<int>(length * sizeof(Unit)));
+    if (addLineEnd)
+        Write(kLineEnd, sizeof kLineEnd);
+}
+
+template<class Unit>
+void CArchive::writeZeroTerminated(const Unit* text, bool addLineEnd) {
+    if (text == nullptr) {
+        GenAssert(u"Archive", __LINE__);
+        return;
+    }
+    writeText(text, std::char_traits<Unit>::length(text), addLineEnd);
+}
+
+void CArchive::WriteString(const CString& text, bool addLineEnd) {
+    writeText(text.Ptr(), static_cast<std::size_t>(text.GetLength()), addLineEnd);
+}
+
+void CArchive::WriteString(const char* text, bool addLineEnd) { writeZeroTerminated(text, addLineEnd); }
+
+void CArchive::WriteUnicodeString(const CUnicodeString& text, bool addLineEnd) {
+    writeText(text.Ptr(), static_cast<std::size_t>(text.GetLength()), addLineEnd);
+}
+
+void CArchive::WriteUnicodeString(const char16_t* text, bool addLineEnd) {
+    writeZeroTerminated(text, addLineEnd);
+}
+
+template<class Unit, class Text>
+bool CArchive::readLine(Text& line) {
+    CLineCollector<Unit, Text> collector(line);
+    if (!assertUsable(Loading))
+        return false;
+    bool hasStarted = false;
+    Unit unit = 0;
+    try {
+        for (load(unit); unit != '\r' && unit != '\n'; load(unit)) {
+            hasStarted = true;
+            if (unit == 0) {
+                collector.Flush();
+                GenCheck(ERR_BAD_TEXT_FILE, name);
+                return true;
+            }
+            collector.Add(unit);
+        }
+    } catch (CFileException* e) {
+        if (e->ErrorType() != CFileException::endOfFile)
+            throw;
+        e->Delete();
+        collector.Flush();
+        return hasStarted;
+    }
+    collector.Flush();
+    if (unit == '\r') {
+        load(unit);
+        if (unit != '\n')
+            GenCheck(ERR_BAD_TEXT_FILE, name);
+    }
+    return true;
+}
+
+bool CArchive::ReadString(CString& line) { return readLine<char>(line); }
+
+bool CArchive::ReadUnicodeString(CUnicodeString& line) { return readLine<char16_t>(line); }
+
+bool CArchive::assertUsable(TDirection wanted) const {
+    const bool isUsable = file != nullptr && direction == wanted;
+    if (!isUsable)
+        GenAssert(u"Archive", __LINE__);
+    return isUsable;
+}
+
+bool CArchive::assertTransfer(TDirection wanted, int size) const {
+    if (!assertUsable(wanted))
+        return false;
+    if (size < 0)
+        GenAssert(u"Archive", __LINE__);
+    return size >= 0;
+}
+
+bool CArchive::prepareRead(int size) {
+    if (!assertUsable(Loading))
+        return false;
+    fillBuffer(size);
+    return true;
+}
+
+bool CArchive::prepareWrite() {
+    if (!assertUsable(Storing))
+        return false;
+    Flush();
+    return true;
+}
+
+// Reads ahead until the buffer is full; throws when it then holds less than `size` unread bytes.
+void CArchive::fillBuffer(int size) {
+    const int unread = unusedBufferSize();
+    if (unread > 0)
+        std::memmove(buffer.Ptr(), buffer.Ptr() + position, static_cast<std::size_t>(unread));
+    position = 0;
+    int added = 0;
+    try {
+        buffer.SetSize(bufferSize);
+        added = file->Read(buffer.Ptr() + unread, bufferSize - unread);
+    } catch (...) {
+        buffer.SetSize(unread);
+        throw;
+    }
+    buffer.SetSize(unread + std::clamp(added, 0, bufferSize - unread));
+    if (buffer.Size() < size)
+        throwEndOfFile();
+}
+
+void CArchive::detach() {
+    file = nullptr;
+    buffer.DeleteAll();
+    position = 0;
+}
+
+// The bytes between the file's position and its end; `kUnknown` for a file without a length: a pipe, a
+// device.
+Int64 CArchive::bytesLeftInFile() const {
+    try {
+        const Int64 length = lengthOf(*file);
+        if (length > 0)
+            return std::max(length - positionOf(*file), Int64{0});
+    } catch (CException* e) {
+        e->Delete();
+    }
+    return kUnknown;
+}
+
+void CArchive::reportCorruption() const { GenCheck(ERR_BAD_ARCHIVE, name); }
+
+void CArchive::throwEndOfFile() const { ThrowFileException(CFileException::endOfFile, name); }
+
+// No memory is taken for a text before it is known that the file can fill it: a short one is read ahead into
+// the buffer first, for a long one the file is asked, and if it cannot tell, the memory grows with what
+// comes.
+template<class Unit, class Text>
+void CArchive::loadText(Text& text) {
+    constexpr int kFirstStep = 4096;
+    text.Empty();
+    const int length = ReadSmallValue();
+    if (length < 0)
+        reportCorruption();
+    if (length <= 0)
+        return;
+    const Int64 size = Int64{length} * static_cast<int>(sizeof(Unit));
+    Text loaded;
+    if (size <= bufferSize) {
+        const void* bytes = getReadPtr(static_cast<int>(size));
+        std::memcpy(loaded.GetBuffer(length), bytes, static_cast<std::size_t>(size));
+        loaded.ReleaseBuffer(length);
+    } else {
+        const Int64 left = bytesLeftInFile();
+        if (left != kUnknown && unusedBufferSize() + left < size)
+            throwEndOfFile();
+        const int firstStep = left != kUnknown ? length : kFirstStep;
+        for (int done = 0; done < length; loaded.ReleaseBuffer(done)) {
+            const int step = std::min(length - done, std::max(done, firstStep));
+            Read(loaded.GetBuffer(done + step) + done, step * static_cast<int>(sizeof(Unit)));
+            done += step;
+        }
+    }
+    text = std::move(loaded);
+}
+
+CArchive& operator<<(CArchive& archive, const CString& text) {
+    archive.WriteSmallValue(text.GetLength());
+    archive.WriteString(text, false);
+    return archive;
+}
+
+CArchive& operator>>(CArchive& archive, CString& text) {
+    archive.loadText<char>(text);
+    return archive;
+}
+
+CArchive& operator<<(CArchive& archive, const CUnicodeString& text) {
+    archive.WriteSmallValue(text.GetLength());
+    archive.WriteUnicodeString(text, false);
+    return archive;
+}
+
+CArchive& operator>>(CArchive& archive, CUnicodeString& text) {
+    archive.loadText<char16_t>(text);
+    return archive;
+}
+
+} // namespace Tarn

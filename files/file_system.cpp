@@ -1,0 +1,388 @@
+// The process's directories, and the calls on files and directories by name.
+#include <tarnkit/exceptions.h>
+#include <tarnkit/file_system.h>
+
+#include "files/platform_text.h"
+#include "platform/platform.h"
+
+#include <climits>
+#include <iterator>
+
+namespace Tarn::FileSystem {
+
+namespace {
+
+constexpr int kApplicationDataPaths = 3;
+
+// What the process remembers; made when it is first needed.
+struct CProcessPaths {
+    CUnicodeString current; // empty until it is asked for
+    CUnicodeString applicationData[kApplicationDataPaths];
+};
+
+constinit CProcessPaths* processPaths = nullptr;
+
+CProcessPaths& getPaths() {
+    if (processPaths == nullptr) {
+        CMemoryManagerSwitcher useDefault(nullptr); // outlives every caller
+        processPaths = new CProcessPaths;
+    }
+    return *processPaths;
+}
+
+CUnicodeString fullPath(const CUnicodeString& path) {
+    CUnicodeString result = path;
+    MakeFullPath(result);
+    return result;
+}
+
+[[noreturn]] void throwLastError(const CUnicodeString& path) {
+    const DWORD code = Platform::GetLastError();
+    ThrowFileException(code, path);
+}
+
+void check(BOOL result, const CUnicodeString& path) {
+    if (!result)
+        throwLastError(path);
+}
+
+template<class Ask>
+CUnicodeString askOrThrow(Ask ask) {
+    const CUnicodeString text = AskPlatformForText(ask);
+    check(!text.IsEmpty(), text);
+    return text;
+}
+
+bool fail(DWORD code) {
+    Platform::SetLastError(code);
+    return false;
+}
+
+// For a call on two names: the source when it is the one that is missing, else the target.
+[[noreturn]] void throwLastError(const CUnicodeString& from, const CUnicodeString& to) {
+    const DWORD code = Platform::GetLastError();
+    const bool isSourceThere = Platform::GetFileAttributesW(from) != INVALID_FILE_ATTRIBUTES;
+    ThrowFileException(code, isSourceThere ? to : from);
+}
+
+// A search for the entries of a directory, closed when it goes out of scope.
+class CSearch {
+public:
+    // Throws when the search fails, but not when nothing matches.
+    CSearch(const CUnicodeString& dir, const CUnicodeString& mask)
+        : directory(dir), handle(Platform::FindFirstFileW(Merge(dir, mask, CUnicodeString()), &data)) {
+        if (handle == INVALID_HANDLE_VALUE)
+            throwUnless(ERROR_FILE_NOT_FOUND);
+    }
+    ~CSearch() {
+        if (handle != INVALID_HANDLE_VALUE)
+            Platform::FindClose(handle);
+    }
+    CSearch(const CSearch&) = delete;
+    CSearch& operator=(const CSearch&) = delete;
+
+    bool AtEnd() const { return handle == INVALID_HANDLE_VALUE || hasEnded; }
+    const WIN32_FIND_DATAW& Data() const { return data; }
+    void Next() {
+        if (!Platform::FindNextFileW(handle, &data)) {
+            hasEnded = true;
+            throwUnless(ERROR_NO_MORE_FILES);
+        }
+    }
+
+private:
+    const CUnicodeString& directory;
+    WIN32_FIND_DATAW data;
+    HANDLE handle;
+    bool hasEnded = false;
+
+    void throwUnless(DWORD expected) const {
+        const DWORD code = Platform::GetLastError();
+        if (code != expected && code != ERROR_NO_MORE_FILES)
+            ThrowFileException(code, directory);
+    }
+};
+
+bool isDirectory(DWORD attributes) { return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
+bool isLink(DWORD attributes) { return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; }
+
+const char16_t* allFilesIfEmpty(const CUnicodeString& mask) { return mask.IsEmpty() ? u"*" : mask.Ptr(); }
+
+int compareFileInfo(const CFileInfo* a, const CFileInfo* b) {
+    const int order = CmpNames(&a->Name, &b->Name);
+    return order != 0 ? order : a->Name.Compare(b->Name); // names may differ in case alone
+}
+
+CArray<CFileInfo> listEntries(const CUnicodeString& dir, const CUnicodeString& mask) {
+    CArray<CFileInfo> entries;
+    for (CSearch search(dir, mask); !search.AtEnd(); search.Next()) {
+        const WIN32_FIND_DATAW& data = search.Data();
+        CFileInfo entry;
+        entry.Name = static_cast<const char16_t*>(data.cFileName);
+        entry.Size = static_cast<Int64>(UInt64{data.nFileSizeHigh} << 32 | data.nFileSizeLow);
+        entry.Attributes = data.dwFileAttributes;
+        if (entry.Name != u"." && entry.Name != u"..")
+            entries.Add(entry);
+    }
+    return entries;
+}
+
+// Read-only files and directories refuse to be removed. A link's attributes may be those of its target.
+void clearReadOnly(const CUnicodeString& path, DWORD attributes) {
+    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0 && !isLink(attributes))
+        check(Platform::SetFileAttributesW(path, attributes & ~FILE_ATTRIBUTE_READONLY), path);
+}
+
+void removeEntry(const CUnicodeString& path, DWORD attributes) {
+    clearReadOnly(path, attributes);
+    if (isDirectory(attributes) && !isLink(attributes))
+        for (const CFileInfo& entry : listEntries(path, u"*"))
+            removeEntry(Merge(path, entry.Name, CUnicodeString()), entry.Attributes);
+    check(isDirectory(attributes) ? Platform::RemoveDirectoryW(path) : Platform::DeleteFileW(path), path);
+}
+
+// The shell's allocator, released with the scope, and the location that it frees.
+class CShellLocation {
+public:
+    explicit CShellLocation(int folder) {
+        if (Platform::SHGetMalloc(&allocator) < 0)
+            ThrowMemoryException();
+        const HRESULT result = Platform::SHGetSpecialFolderLocation(nullptr, folder, &location);
+        if (result < 0) {
+            allocator->Release();
+            ThrowCOMException(result, nullptr);
+        }
+    }
+    ~CShellLocation() {
+        allocator->Free(location);
+        allocator->Release();
+    }
+    CShellLocation(const CShellLocation&) = delete;
+    CShellLocation& operator=(const CShellLocation&) = delete;
+
+    CUnicodeString Path() const {
+        char16_t path[MAX_PATH];
+        if (!Platform::SHGetPathFromIDListW(location, path))
+            ThrowCOMException(E_FAIL, nullptr);
+        return CUnicodeString(path);
+    }
+
+private:
+    IMalloc* allocator = nullptr;
+    ITEMIDLIST* location = nullptr;
+};
+
+// The shell's number of each special folder.
+constexpr int kShellFolders[] = {
+    0,  // desktop
+    2,  // programs
+    5,  // personal documents
+    7,  // start-up
+    8,  // recent documents
+    11, // start menu
+    20, // fonts
+    6,  // favourites
+};
+
+// The place of an application data path; null for an unknown kind, when assertions return.
+CUnicodeString* findDataPath(TApplicationDataPathType type) {
+    const int index = static_cast<int>(type);
+    if (index < 0 || index >= kApplicationDataPaths) {
+        GenAssert(u"FileSystem", __LINE__);
+        return nullptr;
+    }
+    return &getPaths().applicationData[index];
+}
+
+} // namespace
+
+CUnicodeString GetCurrentDir() {
+    CUnicodeString& current = getPaths().current;
+    if (current.IsEmpty())
+        current = GetEXEDir();
+    return current;
+}
+
+void ChangeDir(const CUnicodeString& dir) {
+    const CUnicodeString path = fullPath(dir);
+    check(AccessDir(path), path);
+    getPaths().current = path;
+}
+
+void SetApplicationDataPath(TApplicationDataPathType type, const CUnicodeString& path) {
+    if (CUnicodeString* place = findDataPath(type))
+        *place = path;
+}
+
+CUnicodeString GetApplicationDataPath(TApplicationDataPathType type) {
+    const CUnicodeString* place = findDataPath(type);
+    if (place == nullptr)
+        return CUnicodeString();
+    const CUnicodeString path = *place;
+    if (!AccessDir(path))
+        MakeDir(path);
+    return path;
+}
+
+void SetRelativeApplicationDataPath(const CUnicodeString& relative) {
+    const CUnicodeString path = MergePath(GetSpecialFolder(TSpecialFolder::Documents), relative);
+    for (CUnicodeString& place : getPaths().applicationData)
+        place = path;
+}
+
+CUnicodeString GetSpecialFolder(TSpecialFolder folder) {
+    const auto index = static_cast<unsigned>(folder);
+    if (index >= std::size(kShellFolders)) {
+        GenAssert(u"FileSystem", 1564);
+        return CUnicodeString();
+    }
+    return CShellLocation(kShellFolders[index]).Path();
+}
+
+CUnicodeString GetSystemDir() {
+    return askOrThrow(
+        [](char16_t* buffer, DWORD size) { return Platform::GetSystemDirectoryW(buffer, size); });
+}
+
+CUnicodeString GetWindowsDir() {
+    return askOrThrow(
+        [](char16_t* buffer, DWORD size) { return Platform::GetWindowsDirectoryW(buffer, size); });
+}
+
+CUnicodeString GetModuleFileNameW(HINSTANCE module) {
+    return askOrThrow([module](char16_t* buffer, DWORD size) {
+        return Platform::GetModuleFileNameW(module, buffer, size);
+    });
+}
+
+CUnicodeString GetEXEDir() { return GetDrivePath(GetEXEFileName()); }
+
+CUnicodeString GetEXEFileName() { return GetModuleFileNameW(nullptr); }
+
+void ResetPaths() {
+    delete processPaths;
+    processPaths = nullptr;
+}
+
+bool AccessDir(const CUnicodeString& path) {
+    const DWORD attributes = Platform::GetFileAttributesW(fullPath(path));
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return false;
+    return isDirectory(attributes) || fail(ERROR_DIRECTORY);
+}
+
+bool AccessFile(const CUnicodeString& name, unsigned int mode) {
+    constexpr unsigned int kWrite = 2;
+    constexpr unsigned int kRead = 4;
+    const CUnicodeString path = fullPath(name);
+    const DWORD attributes = Platform::GetFileAttributesW(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return false;
+    if (isDirectory(attributes))
+        return fail(ERROR_ACCESS_DENIED);
+    const DWORD access =
+        ((mode & kRead) != 0 ? GENERIC_READ : 0) | ((mode & kWrite) != 0 ? GENERIC_WRITE : 0);
+    if (access == 0)
+        return true;
+    const HANDLE file = Platform::CreateFileW(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING,
+                                              FILE_ATTRIBUTE_NORMAL);
+    if (file == INVALID_HANDLE_VALUE)
+        return false;
+    Platform::CloseHandle(file);
+    return true;
+}
+
+DWORD GetAttributes(const CUnicodeString& name) {
+    const CUnicodeString path = fullPath(name);
+    const DWORD attributes = Platform::GetFileAttributesW(path);
+    check(attributes != INVALID_FILE_ATTRIBUTES, path);
+    return attributes;
+}
+
+void SetAttributes(const CUnicodeString& name, DWORD attributes) {
+    const CUnicodeString path = fullPath(name);
+    check(Platform::SetFileAttributesW(path, attributes), path);
+}
+
+void Remove(const CUnicodeString& name) {
+    const CUnicodeString path = fullPath(name);
+    check(Platform::DeleteFileW(path), path);
+}
+
+void RemoveIgnoreErrors(const CUnicodeString& name) { Platform::DeleteFileW(fullPath(name)); }
+
+void Copy(const CUnicodeString& from, const CUnicodeString& to) {
+    const CUnicodeString source = fullPath(from);
+    const CUnicodeString target = fullPath(to);
+    if (!Platform::CopyFileW(source, target, FALSE))
+        throwLastError(source, target);
+}
+
+void Move(const CUnicodeString& from, const CUnicodeString& to) {
+    const CUnicodeString source = fullPath(from);
+    const CUnicodeString target = fullPath(to);
+    if (!Platform::MoveFileW(source, target))
+        throwLastError(source, target);
+}
+
+void Rename(const CUnicodeString& from, const CUnicodeString& to) { Move(from, to); }
+
+void MakeDir(const CUnicodeString& dir) {
+    CUnicodeString path = fullPath(dir);
+    NormalizePath(path);
+    const bool isRoot = path.IsEmpty() && !dir.IsEmpty();
+    if (isRoot || Platform::CreateDirectoryW(path))
+        return;
+    DWORD code = Platform::GetLastError();
+    const int separator = FindLastSeparator(path);
+    if (code == ERROR_PATH_NOT_FOUND && separator > 0) {
+        MakeDir(path.Left(separator));
+        if (Platform::CreateDirectoryW(path))
+            return;
+        code = Platform::GetLastError();
+    }
+    if (!AccessDir(path)) // it may have been there, or another process was faster
+        ThrowFileException(code, path);
+}
+
+void DelDir(const CUnicodeString& dir) {
+    const CUnicodeString path = fullPath(dir);
+    check(Platform::RemoveDirectoryW(path), path);
+}
+
+void DelTree(const CUnicodeString& dir) {
+    CUnicodeString path = fullPath(dir);
+    NormalizePath(path);
+    const DWORD attributes = GetAttributes(path);
+    if (!isDirectory(attributes))
+        ThrowFileException(ERROR_DIRECTORY, path);
+    removeEntry(path, attributes);
+}
+
+long GetDiskFree() { return GetDiskFree(GetCurrentDir()); }
+
+long GetDiskFree(const CUnicodeString& dir) {
+    const CUnicodeString path = fullPath(dir);
+    UInt64 available = 0;
+    check(Platform::GetDiskFreeSpaceExW(path, &available, nullptr, nullptr), path);
+    return available > INT_MAX ? INT_MAX : static_cast<long>(available);
+}
+
+void GetFilesInDir(const CUnicodeString& dir, const CUnicodeString& mask, CArray<CUnicodeString>& files) {
+    CArray<CFileInfo> found;
+    GetFilesInDir(dir, mask, found);
+    files.DeleteAll();
+    for (const CFileInfo& file : found)
+        files.Add(file.Name);
+}
+
+void GetFilesInDir(const CUnicodeString& dir, const CUnicodeString& mask, CArray<CFileInfo>& files) {
+    CArray<CFileInfo> found;
+    for (const CFileInfo& entry : listEntries(fullPath(dir), allFilesIfEmpty(mask)))
+        if (!isDirectory(entry.Attributes))
+            found.Add(entry);
+    found.Sort(compareFileInfo);
+    files.Swap(found);
+}
+
+} // namespace Tarn::FileSystem

@@ -1,0 +1,240 @@
+#include <tarnkit/array.h>
+#include <tarnkit/exceptions.h>
+#include <tarnkit/file_system.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/temp_file.h>
+
+#include "files/platform_text.h"
+#include "platform/platform.h"
+
+#include <exception>
+
+namespace Tarn::TempFile {
+
+namespace {
+
+constexpr const char16_t* kDefaultPrefix = u"tmp";
+
+// What the process remembers; made when it is first needed.
+struct CState {
+    CUnicodeString chosenDir;
+    CArray<CUnicodeString> names; // full paths of the files handed out
+};
+
+constinit CState* state = nullptr;
+
+CState& getState() {
+    if (state == nullptr) {
+        CMemoryManagerSwitcher useDefault(nullptr); // outlives every caller
+        state = new CState;
+    }
+    return *state;
+}
+
+void releaseState() {
+    delete state;
+    state = nullptr;
+}
+
+CUnicodeString fullPath(const CUnicodeString& path) {
+    CUnicodeString result = path;
+    FileSystem::MakeFullPath(result);
+    return result;
+}
+
+bool isSameName(const CUnicodeString& a, const CUnicodeString& b) {
+    return FileSystem::CmpNames(&a, &b) == 0;
+}
+
+// The place in the list of the file with this full path, or -1.
+int findName(const CUnicodeString& path) {
+    if (state != nullptr)
+        for (int i = 0; i < state->names.Size(); i++)
+            if (isSameName(state->names[i], path))
+                return i;
+    return -1;
+}
+
+// Asserts that the file is listed; false when assertions return.
+bool assertListed(int place) {
+    if (place < 0)
+        GenAssert(u"TempFile", __LINE__);
+    return place >= 0;
+}
+
+bool areTempFilesKept() { return ReadLibraryFlag(u"KeepTempFiles", false); }
+
+// Creates a file that is not listed; empty when the check returns.
+CUnicodeString create(const CUnicodeString& dir, const char16_t* prefix) {
+    char16_t name[MAX_PATH];
+    if (Platform::GetTempFileNameW(dir, prefix, 0, name) == 0) {
+        GenCheck(ERR_CREATE_TEMP_FILE, dir);
+        return CUnicodeString();
+    }
+    return fullPath(CUnicodeString(name));
+}
+
+// Moves a file over the empty file that holds the name.
+void moveOver(const CUnicodeString& from, const CUnicodeString& to) {
+    FileSystem::Remove(to);
+    FileSystem::Move(from, to);
+}
+
+void undoMove(const CUnicodeString& from, const CUnicodeString& to) {
+    try {
+        FileSystem::Move(to, from);
+    } catch (CException* e) { // the file stays where it is, under its temporary name
+        e->Delete();
+    }
+}
+
+// Gives a file the final name in its own directory. An existing file of that name is set aside meanwhile and
+// comes back when this fails.
+void putInPlace(const CUnicodeString& file, const CUnicodeString& permanent, const CUnicodeString& dir) {
+    if (!FileSystem::AccessFile(permanent, 0)) {
+        FileSystem::Rename(file, permanent);
+        return;
+    }
+    if ((FileSystem::GetAttributes(permanent) & FILE_ATTRIBUTE_READONLY) != 0)
+        ThrowFileException(ERROR_ACCESS_DENIED, permanent);
+    const CUnicodeString aside = create(dir, kDefaultPrefix);
+    try {
+        moveOver(permanent, aside);
+    } catch (...) {
+        FileSystem::RemoveIgnoreErrors(aside);
+        throw;
+    }
+    try {
+        FileSystem::Rename(file, permanent);
+    } catch (...) {
+        undoMove(permanent, aside);
+        throw;
+    }
+    FileSystem::RemoveIgnoreErrors(aside);
+}
+
+// Brings the temporary file under a new name into another directory, where it is put in place. It is moved,
+// or copied when it cannot be moved; the original is only given up when all is done.
+void putInPlaceElsewhere(const CUnicodeString& temp, const CUnicodeString& permanent,
+                         const CUnicodeString& dir) {
+    const CUnicodeString fresh = create(dir, kDefaultPrefix);
+    bool isMoved = true;
+    try {
+        moveOver(temp, fresh);
+    } catch (CException* e) {
+        e->Delete();
+        isMoved = false;
+    }
+    try {
+        if (!isMoved)
+            FileSystem::Copy(temp, fresh);
+        putInPlace(fresh, permanent, dir);
+    } catch (...) {
+        if (isMoved)
+            undoMove(temp, fresh);
+        else
+            FileSystem::RemoveIgnoreErrors(fresh);
+        throw;
+    }
+    if (!isMoved)
+        FileSystem::RemoveIgnoreErrors(temp);
+}
+
+// Removes a listed file unless it is gone already.
+void removeIfPresent(const CUnicodeString& path) {
+    if (FileSystem::AccessFile(path, 0))
+        FileSystem::Remove(path);
+}
+
+} // namespace
+
+CUnicodeString GetTemporaryDir() {
+    if (state != nullptr && !state->chosenDir.IsEmpty())
+        return state->chosenDir;
+    CUnicodeString dir =
+        AskPlatformForText([](char16_t* buffer, DWORD size) { return Platform::GetTempPathW(size, buffer); });
+    FileSystem::NormalizePath(dir);
+    return dir.IsEmpty() || !FileSystem::AccessDir(dir) ? FileSystem::GetWindowsDir() : dir;
+}
+
+void SetTemporaryDir(const CUnicodeString& dir) { getState().chosenDir = dir; }
+
+CUnicodeString New(const char16_t* prefix) { return NewInDir(GetTemporaryDir(), prefix); }
+
+CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix) {
+    CArray<CUnicodeString>& names = getState().names;
+    {
+        CMemoryManagerSwitcher useDefault(nullptr);
+        names.Reserve(names.Size() + 1); // so that no file is created that cannot be listed
+    }
+    const bool hasPrefix = prefix != nullptr && *prefix != 0;
+    const CUnicodeString name = create(fullPath(dir), hasPrefix ? prefix : kDefaultPrefix);
+    if (!name.IsEmpty())
+        names.Add(name);
+    return name;
+}
+
+bool IsTempFile(const CUnicodeString& name) { return findName(fullPath(name)) >= 0; }
+
+void Delete(const CUnicodeString& name) {
+    const CUnicodeString path = fullPath(name);
+    const int place = findName(path);
+    if (!assertListed(place))
+        return;
+    if (!areTempFilesKept())
+        FileSystem::Remove(path);
+    state->names.DeleteAt(place);
+}
+
+void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permanentName) {
+    const CUnicodeString temp = fullPath(tempName);
+    const CUnicodeString permanent = fullPath(permanentName);
+    const int place = findName(temp);
+    if (!assertListed(FileSystem::AccessFile(temp, 0) ? place : -1))
+        return;
+    if (!isSameName(temp, permanent)) {
+        const CUnicodeString dir = FileSystem::GetDrivePath(permanent);
+        if (isSameName(FileSystem::GetDrivePath(temp), dir))
+            putInPlace(temp, permanent, dir);
+        else
+            putInPlaceElsewhere(temp, permanent, dir);
+    }
+    state->names.DeleteAt(place);
+}
+
+void DeleteAll() {
+    if (state == nullptr)
+        return;
+    state->chosenDir.Empty();
+    if (areTempFilesKept()) {
+        state->names.DeleteAll();
+        return;
+    }
+    std::exception_ptr failure;
+    for (int i = state->names.Size() - 1; i >= 0; i--) {
+        try {
+            removeIfPresent(state->names[i]);
+            state->names.DeleteAt(i);
+        } catch (CException* e) {
+            if (failure)
+                e->Delete();
+            else
+                failure = std::current_exception();
+        }
+    }
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void Reset() {
+    try {
+        DeleteAll();
+    } catch (...) {
+        releaseState();
+        throw;
+    }
+    releaseState();
+}
+
+} // namespace Tarn::TempFile
