@@ -1,0 +1,91 @@
+#include <tarnkit/thread_storage.h>
+
+#include <tarnkit/version_info.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <thread>
+#include <vector>
+
+namespace Tarn {
+namespace {
+
+void* pointerOf(std::intptr_t value) { return reinterpret_cast<void*>(value); }
+
+TEST(ThreadDataStorage, HandsOutSlotsThatAreNeverReused) {
+    CThreadDataStorage storage;
+    EXPECT_EQ(storage.AllocSlot(), 0);
+    EXPECT_EQ(storage.AllocSlot(), 1);
+    storage.FreeSlot(1);
+    EXPECT_EQ(storage.AllocSlot(), 2);
+}
+
+TEST(ThreadDataStorage, ShowsALaterSlotAsNullToAThreadThatHasItsArray) {
+    CThreadDataStorage storage;
+    storage.SetSlotData(storage.AllocSlot(), pointerOf(1));
+    for (int slot = 1; slot < 40; slot++) {
+        EXPECT_EQ(storage.AllocSlot(), slot);
+        EXPECT_EQ(storage.GetSlotData(slot), nullptr);
+        storage.SetSlotData(slot, pointerOf(slot + 1));
+    }
+    for (int slot = 0; slot < 40; slot++)
+        EXPECT_EQ(storage.GetSlotData(slot), pointerOf(slot + 1));
+}
+
+TEST(ThreadDataStorage, KeepsThreadsThatArriveTogetherApart) {
+    CThreadDataStorage storage;
+    static CThreadRecord record{2};
+    const int slot = storage.AllocSlot();
+    std::vector<void*> blocks(16);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 16; i++)
+        threads.emplace_back([&, i] {
+            EXPECT_EQ(storage.GetSlotData(slot), nullptr);
+            storage.SetSlotData(slot, pointerOf(i));
+            EXPECT_EQ(record.Find(), nullptr) << "asking makes no block";
+            auto* block = static_cast<unsigned char*>(record.Get());
+            EXPECT_EQ(block[0] + block[1], 0);
+            block[1] = static_cast<unsigned char>(i);
+            std::this_thread::yield();
+            EXPECT_EQ(record.Get(), block);
+            EXPECT_EQ(record.Find(), block);
+            EXPECT_EQ(block[1], i);
+            EXPECT_EQ(storage.GetSlotData(slot), pointerOf(i));
+            blocks[static_cast<std::size_t>(i)] = block;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(std::set<void*>(blocks.begin(), blocks.end()).size(), 16u);
+}
+
+TEST(ThreadDataStorage, HoldsNothingWhenTheSystemHasNoIndexLeft) {
+    const auto holds = [](CThreadDataStorage& storage) {
+        const int slot = storage.AllocSlot();
+        storage.SetSlotData(slot, pointerOf(5));
+        return storage.GetSlotData(slot) == pointerOf(5);
+    };
+    std::vector<std::unique_ptr<CThreadDataStorage>> storages;
+    do
+        storages.push_back(std::make_unique<CThreadDataStorage>());
+    while (holds(*storages.back()) && storages.size() < 5000);
+    EXPECT_LT(storages.size(), 5000u);
+    EXPECT_FALSE(holds(*storages.back()));
+    storages.clear();
+    CThreadDataStorage again;
+    EXPECT_TRUE(holds(again)) << "the indices were given back";
+}
+
+TEST(VersionInfo, FindsNoRecordInAnyModule) {
+    const CVerInfo info(u"Tarnkit.dll");
+    const CVerInfo copy(info);
+    VS_FIXEDFILEINFO fixed = {};
+    fixed.dwSignature = 42;
+    EXPECT_FALSE(copy.GetFixedFileInfo(fixed));
+    EXPECT_EQ(fixed.dwSignature, 42u);
+    EXPECT_TRUE(copy.GetString(u"CompanyName").IsEmpty());
+}
+
+} // namespace
+} // namespace Tarn
