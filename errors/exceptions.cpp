@@ -242,6 +242,10 @@ void* CMemoryException::operator new(std::size_t size) {
 }
 
 void CMemoryException::operator delete(CMemoryException* object, std::destroying_delete_t) {
+    operator delete(static_cast<void*>(object));
+}
+
+void CMemoryException::operator delete(void* object) {
     if (object != &memoryException.object)
         GenAssert(u"ERRORS", 323);
 }

@@ -126,6 +126,7 @@ public:
     static void* operator new(std::size_t size);
     /// Keeps the static object as it is, for it may be in flight elsewhere; asserts on any other.
     static void operator delete(CMemoryException* object, std::destroying_delete_t);
+    static void operator delete(void* object);
 };
 
 /// A failed system call.

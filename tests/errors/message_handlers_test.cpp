@@ -103,20 +103,19 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
     const fs::path file = fs::temp_directory_path() / "messages.txt";
     CFileMessageHandler handler(nameOf(file));
     EXPECT_EQ(handler.ShowMessage(nullptr, u"one\ntwo\r\nthree", u"caption", 3 | 0x200), 2);
-    EXPECT_EQ(unitsOf(file), u"\xFEFFone\r\ntwo\r\nthree\r\n\r\n");
+    EXPECT_EQ(unitsOf(file), u"\uFEFFone\r\ntwo\r\nthree\r\n\r\n");
 
     // Line feeds on both sides of where a piece ends.
     fs::remove(file);
-    const CFileMessageHandler* sameName = new CFileMessageHandler(CString(file.string().c_str()));
-    std::u16string text, expected = u"\xFEFFfirst\r\n\r\n";
+    CFileMessageHandler sameFile(CString(file.string().c_str()));
+    std::u16string text, expected = u"\uFEFFfirst\r\n\r\n";
     for (int i = 0; i < 5000; i++) {
         const bool isEnd = i % 341 == 0 || i % 341 == 1;
         text += isEnd ? u'\n' : u'x';
         expected += isEnd ? u"\r\n" : u"x";
     }
     handler.ShowMessage(nullptr, u"first", nullptr, 0);
-    const_cast<CFileMessageHandler*>(sameName)->ShowMessage(nullptr, text.c_str(), nullptr, 0);
-    delete sameName;
+    sameFile.ShowMessage(nullptr, text.c_str(), nullptr, 0);
     EXPECT_EQ(unitsOf(file), expected + u"\r\n\r\n");
 }
 
@@ -141,7 +140,7 @@ TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
         CConsoleMessageHandler::SetAddCRLF(false);
         handler.ShowMessage(nullptr, u"two", u"", 0);
         CConsoleMessageHandler::SetAddCRLF(true);
-        EXPECT_EQ(unitsOf(log), u"\xFEFFone\r\ntwo") << "a reader may look while the log is open";
+        EXPECT_EQ(unitsOf(log), u"\uFEFFone\r\ntwo") << "a reader may look while the log is open";
     }
     fs::remove(log);
 }
