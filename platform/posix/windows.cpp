@@ -1,0 +1,279 @@
+// Message boxes and windows: those of the installed window system, else questions on the terminal.
+#include "platform/platform.h"
+#include "platform/posix/allocator.h"
+
+#include <tarnkit/window_system.h>
+
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+#include <mutex>
+#include <string_view>
+
+namespace Tarn {
+namespace {
+
+using Platform::Posix::String;
+
+constinit std::atomic<IWindowSystem*> installedSystem = nullptr;
+
+constexpr DWORD kInvalidWindowHandle = 1400;
+
+HWND noWindow() {
+    Platform::SetLastError(kInvalidWindowHandle);
+    return nullptr;
+}
+
+// The buttons of a box. ----------------------------------------------------------------------------------
+
+constexpr UINT kButtonSet = 0xF;
+constexpr UINT kDefaultButton = 0xF00;
+constexpr int kMostButtons = 3;
+
+struct Button {
+    int id;
+    std::string_view name;
+};
+
+struct ButtonSet {
+    UINT set;
+    int count;
+    Button buttons[kMostButtons];
+};
+
+constexpr Button kOK = {IDOK, "OK"};
+constexpr Button kCancel = {IDCANCEL, "Cancel"};
+constexpr Button kAbort = {IDABORT, "Abort"};
+constexpr Button kRetry = {IDRETRY, "Retry"};
+constexpr Button kIgnore = {IDIGNORE, "Ignore"};
+constexpr Button kYes = {IDYES, "Yes"};
+constexpr Button kNo = {IDNO, "No"};
+
+constexpr ButtonSet kButtonSets[] = {
+    {MB_OK, 1, {kOK}},
+    {MB_OKCANCEL, 2, {kOK, kCancel}},
+    {MB_ABORTRETRYIGNORE, 3, {kAbort, kRetry, kIgnore}},
+    {MB_YESNOCANCEL, 3, {kYes, kNo, kCancel}},
+    {MB_YESNO, 2, {kYes, kNo}},
+    {MB_RETRYCANCEL, 2, {kRetry, kCancel}},
+};
+// A set that is not known has nothing to choose from: its text is shown, and this is the answer.
+constexpr ButtonSet kUnknownSet = {kButtonSet, 1, {kAbort}};
+
+const ButtonSet& buttonsOf(UINT flags) {
+    for (const ButtonSet& set : kButtonSets)
+        if (set.set == (flags & kButtonSet))
+            return set;
+    return kUnknownSet;
+}
+
+/// A default button that the set does not have counts as the first.
+int preselected(const ButtonSet& set, UINT flags) {
+    UINT button = flags & kDefaultButton;
+    int index = button == MB_DEFBUTTON2 ? 1 : button == MB_DEFBUTTON3 ? 2 : 0;
+    return index < set.count ? index : 0;
+}
+
+// The terminal. ------------------------------------------------------------------------------------------
+
+/// Keeps a reader that went away from ending this process while something is written to it.
+class BrokenPipeGuard {
+public:
+    BrokenPipeGuard() {
+        sigset_t pending;
+        sigpending(&pending);
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGPIPE);
+        wasPending = sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &signals, &before);
+    }
+    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+    ~BrokenPipeGuard() {
+        const timespec atOnce = {};
+        if (!wasPending)
+            sigtimedwait(&signals, nullptr, &atOnce);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
+
+private:
+    sigset_t signals;
+    sigset_t before;
+    bool wasPending;
+};
+
+/// Writes to the standard error output; where that takes nothing, nothing is shown.
+void show(std::string_view text) {
+    BrokenPipeGuard guard;
+    while (!text.empty()) {
+        ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) {
+            pollfd output = {STDERR_FILENO, POLLOUT, 0};
+            poll(&output, 1, -1);
+        } else if (errno != EINTR) {
+            return;
+        }
+    }
+}
+
+/// Reads a line into `line`; false at the end of the input, also in the middle of a line.
+bool readLine(String& line) {
+    for (line.clear();;) {
+        char c;
+        ssize_t count = read(STDIN_FILENO, &c, 1);
+        if (count == 1 && c == '\n')
+            return true;
+        if (count == 1) {
+            line.push_back(c);
+        } else if (count < 0 && errno == EAGAIN) {
+            pollfd input = {STDIN_FILENO, POLLIN, 0};
+            poll(&input, 1, -1);
+        } else if (count == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+}
+
+/// UTF-8 with the line ends of this system.
+String outputText(const char16_t* text) {
+    int size = Platform::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    String result(static_cast<std::size_t>(size), '\0');
+    Platform::WideCharToMultiByte(CP_UTF8, 0, text, -1, result.data(), size, nullptr, nullptr);
+    std::erase(result, '\0');
+    std::erase(result, '\r');
+    return result;
+}
+
+String prompt(const ButtonSet& set, int preselectedIndex) {
+    String result;
+    for (int i = 0; i < set.count; i++) {
+        result.append(i == 0 ? "" : ", ").append(1, static_cast<char>('1' + i)).append(" ");
+        result.append(set.buttons[i].name).append(i == preselectedIndex ? " (default)" : "");
+    }
+    return result += ": ";
+}
+
+bool sameWithoutCase(std::string_view a, std::string_view b) {
+    auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); i++)
+        if (lower(a[i]) != lower(b[i]))
+            return false;
+    return true;
+}
+
+/// The button that an answer names by its number, first letter or name, the preselected one for an empty
+/// answer; -1 when it names none.
+int buttonOfAnswer(std::string_view answer, const ButtonSet& set, int preselectedIndex) {
+    constexpr std::string_view kBlanks = " \t\r";
+    std::size_t first = answer.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos)
+        return preselectedIndex;
+    answer = answer.substr(first, answer.find_last_not_of(kBlanks) + 1 - first);
+    for (int i = 0; i < set.count; i++) {
+        const char number = static_cast<char>('1' + i);
+        std::string_view name = set.buttons[i].name;
+        if (answer == std::string_view(&number, 1) || sameWithoutCase(answer, name) ||
+            sameWithoutCase(answer, name.substr(0, 1)))
+            return i;
+    }
+    return -1;
+}
+
+constinit std::mutex terminalInUse;
+
+int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
+    const ButtonSet& set = buttonsOf(flags);
+    int answer = preselected(set, flags);
+    std::lock_guard<std::mutex> lock(terminalInUse);
+    try {
+        show(outputText(caption) + ": " + outputText(text) + "\n");
+        if (&set == &kUnknownSet || isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
+            return set.buttons[answer].id;
+        String question = prompt(set, answer);
+        String line;
+        for (;;) {
+            show(question);
+            if (!readLine(line)) {
+                show("\n");
+                break;
+            }
+            int chosen = buttonOfAnswer(line, set, answer);
+            if (chosen >= 0)
+                return set.buttons[chosen].id;
+        }
+    } catch (const std::bad_alloc&) {
+        // A question that cannot be asked has the answer of one that nobody is there to hear.
+    }
+    return set.buttons[answer].id;
+}
+
+} // namespace
+
+IWindowSystem::~IWindowSystem() = default;
+
+HWND IWindowSystem::GetDesktopWindow() { return nullptr; }
+HWND IWindowSystem::GetWindow(HWND, UINT) { return noWindow(); }
+HWND IWindowSystem::GetParent(HWND) { return noWindow(); }
+LONG IWindowSystem::GetWindowStyle(HWND) { return 0; }
+bool IWindowSystem::IsWindowVisible(HWND) { return false; }
+bool IWindowSystem::IsWindowEnabled(HWND) { return false; }
+bool IWindowSystem::EnableWindow(HWND, bool) { return false; }
+
+IWindowSystem* SetWindowSystem(IWindowSystem* system) { return installedSystem.exchange(system); }
+
+namespace Platform {
+
+int MessageBoxW(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) {
+    text = text != nullptr ? text : u"";
+    caption = caption != nullptr ? caption : u"Error";
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr ? system->MessageBox(owner, text, caption, flags)
+                             : askOnTerminal(text, caption, flags);
+}
+
+HWND GetDesktopWindow() {
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr ? system->GetDesktopWindow() : nullptr;
+}
+
+HWND GetWindow(HWND window, UINT command) {
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr ? system->GetWindow(window, command) : noWindow();
+}
+
+HWND GetParent(HWND window) {
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr ? system->GetParent(window) : noWindow();
+}
+
+LONG GetWindowStyle(HWND window) {
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr ? system->GetWindowStyle(window) : 0;
+}
+
+BOOL IsWindowVisible(HWND window) {
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr && system->IsWindowVisible(window);
+}
+
+BOOL IsWindowEnabled(HWND window) {
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr && system->IsWindowEnabled(window);
+}
+
+BOOL EnableWindow(HWND window, BOOL enable) {
+    IWindowSystem* system = installedSystem.load();
+    return system != nullptr && system->EnableWindow(window, enable != FALSE);
+}
+
+} // namespace Platform
+} // namespace Tarn
