@@ -1,0 +1,398 @@
+// Files and directories by name: attributes, removing, copying, moving, making.
+#include "platform/platform.h"
+#include "platform/posix/error_codes.h"
+#include "platform/posix/open_file.h"
+#include "platform/posix/paths.h"
+#include "platform/posix/shares.h"
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace Tarn::Platform {
+
+using namespace Posix;
+
+namespace {
+
+constexpr unsigned kPermissions = 0777;
+constexpr unsigned kWriteBits = S_IWUSR | S_IWGRP | S_IWOTH;
+constexpr int kMostTries = 100;
+
+DWORD codeOfLastCall(int result) { return result == 0 ? DWORD{ERROR_SUCCESS} : CodeOf(errno); }
+
+// The right to take a name away from its file, held until the name is gone: nobody who has the file open may
+// deny it. A file that this user can neither read nor write carries no marks that he could see.
+class DeletionClaim {
+public:
+    DeletionClaim() = default;
+    DeletionClaim(const DeletionClaim&) = delete;
+    DeletionClaim& operator=(const DeletionClaim&) = delete;
+    ~DeletionClaim() {
+        if (descriptor >= 0) {
+            Disclaim(descriptor);
+            close(descriptor);
+        }
+    }
+
+    DWORD Take(const Name& name) {
+        if (!name.entry.IsRegular())
+            return ERROR_SUCCESS;
+        descriptor = open(name.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+        if (descriptor < 0 && errno == EACCES)
+            descriptor = open(name.path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
+        if (descriptor < 0)
+            return errno == EACCES || errno == ETXTBSY ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
+        if (const DWORD code = Claim(descriptor, kDeletes, kAllAccesses); code != ERROR_SUCCESS)
+            return code;
+        FileInformation opened;
+        FileInformation now;
+        const bool isStillThere = Query(descriptor, opened) == 0 &&
+                                  Query(name.path.c_str(), now, AT_SYMLINK_NOFOLLOW) == 0 &&
+                                  now.IsSameFile(opened);
+        return isStillThere ? ERROR_SUCCESS : ERROR_SHARING_VIOLATION;
+    }
+
+private:
+    int descriptor = -1;
+};
+
+DWORD deleteFile(const char16_t* text) {
+    Name name;
+    if (const DWORD code = Find(text, name); code != ERROR_SUCCESS)
+        return code;
+    if (name.IsDirectory() || (!name.entry.IsLink() && name.entry.IsReadOnly()))
+        return ERROR_ACCESS_DENIED;
+    if (const DWORD code = CheckParentWritable(name.path); code != ERROR_SUCCESS)
+        return code;
+    DeletionClaim claim;
+    if (const DWORD code = claim.Take(name); code != ERROR_SUCCESS)
+        return code;
+    return codeOfLastCall(unlink(name.path.c_str()));
+}
+
+DWORD makeDirectory(const char16_t* text) {
+    Name name;
+    const DWORD code = Find(text, name);
+    if (code == ERROR_SUCCESS || (code == ERROR_INVALID_NAME && name.entry.mode != 0))
+        return ERROR_ALREADY_EXISTS;
+    if (code != ERROR_FILE_NOT_FOUND)
+        return code;
+    if (const DWORD failure = CheckParentWritable(name.path); failure != ERROR_SUCCESS)
+        return failure;
+    if (mkdir(name.path.c_str(), kPermissions) != 0)
+        return errno == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(errno);
+    return ERROR_SUCCESS;
+}
+
+DWORD removeDirectory(const char16_t* text) {
+    Name name;
+    const DWORD code = Find(text, name);
+    if (code != ERROR_SUCCESS)
+        return code == ERROR_INVALID_NAME && name.entry.mode != 0 ? DWORD{ERROR_DIRECTORY} : code;
+    if (!name.IsDirectory())
+        return ERROR_DIRECTORY;
+    if (const DWORD failure = CheckParentWritable(name.path); failure != ERROR_SUCCESS)
+        return failure;
+    if (name.entry.IsLink())
+        return codeOfLastCall(unlink(name.path.c_str()));
+    if (name.entry.IsReadOnly())
+        return ERROR_ACCESS_DENIED;
+    if (rmdir(name.path.c_str()) != 0)
+        return errno == EEXIST ? DWORD{ERROR_DIR_NOT_EMPTY} : CodeOf(errno);
+    return ERROR_SUCCESS;
+}
+
+DWORD setAttributes(const char16_t* text, DWORD attributes) {
+    Name name;
+    if (const DWORD code = Find(text, name); code != ERROR_SUCCESS)
+        return code;
+    if (name.IsBrokenLink())
+        return ERROR_FILE_NOT_FOUND;
+    const bool readOnly = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+    if (readOnly == name.target.IsReadOnly())
+        return ERROR_SUCCESS;
+    const unsigned mode = name.target.mode & 07777;
+    return codeOfLastCall(chmod(name.path.c_str(), readOnly ? mode & ~kWriteBits : WritableMode(mode)));
+}
+
+/// The absolute path on disk of what the name leads to.
+DWORD followLinks(const Name& name, String& path) {
+    path = name.path;
+    if (!name.entry.IsLink())
+        return ERROR_SUCCESS;
+    const std::unique_ptr<char, decltype(&std::free)> real(realpath(name.path.c_str(), nullptr), &std::free);
+    if (real == nullptr)
+        return CodeOf(errno);
+    path = real.get();
+    return ERROR_SUCCESS;
+}
+
+/// Renames without replacing anything, also on a file system that cannot do so in one step for directories.
+int renameToFree(const String& from, const String& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS)
+        return errno;
+    if (link(from.c_str(), to.c_str()) == 0)
+        return unlink(from.c_str()) == 0 ? 0 : errno;
+    FileInformation existing;
+    if (errno == EEXIST || Query(to.c_str(), existing, AT_SYMLINK_NOFOLLOW) == 0)
+        return EEXIST;
+    return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+// A copy on its way: a file of its own beside the target, which takes the target's name when it is complete.
+// Whatever goes wrong before that, the target is as it was.
+class NewCopy {
+public:
+    NewCopy() = default;
+    NewCopy(const NewCopy&) = delete;
+    NewCopy& operator=(const NewCopy&) = delete;
+    ~NewCopy() {
+        if (!path.empty())
+            unlink(path.c_str());
+    }
+
+    DWORD Begin(const String& target, unsigned mode) {
+        if (const DWORD code = CheckParentWritable(target); code != ERROR_SUCCESS)
+            return code;
+        static std::atomic<unsigned> count = 0;
+        char last[64];
+        do {
+            std::snprintf(last, sizeof last, ".tarnkit-copy-%ld-%u", static_cast<long>(getpid()), count++);
+            const String candidate = Join(ParentOf(target), last);
+            file.descriptor = open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+            if (file.descriptor >= 0)
+                path = candidate;
+        } while (file.descriptor < 0 && errno == EEXIST);
+        if (file.descriptor < 0)
+            return errno == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(errno);
+        file.isRegular = file.isSeekable = file.mayRaiseSignal = true;
+        return ERROR_SUCCESS;
+    }
+
+    /// Gives the complete copy the times of its source, and stores it before it displaces another file.
+    DWORD Complete(const FileInformation& source, bool mustBeStored) {
+        timespec times[2] = {{}, ToTimespec(source.write)};
+        times[0].tv_nsec = UTIME_OMIT;
+        if (futimens(file.descriptor, times) != 0 || (mustBeStored && fdatasync(file.descriptor) != 0))
+            return CodeOf(errno);
+        return file.Shut();
+    }
+
+    /// Takes the place of the file `target`.
+    DWORD Replace(const String& target) {
+        if (rename(path.c_str(), target.c_str()) != 0)
+            return CodeOf(errno);
+        path.clear();
+        return ERROR_SUCCESS;
+    }
+
+    /// Takes the free name `target`; 183 when it is not free any more.
+    DWORD TakeName(const String& target) {
+        const int error = renameToFree(path, target);
+        if (error == 0)
+            path.clear();
+        return CodeOf(error);
+    }
+
+    OpenFile file;
+
+private:
+    String path;
+};
+
+/// Copies to a name that is free.
+DWORD copyToNew(OpenFile& source, const FileInformation& information, const String& target) {
+    NewCopy copy;
+    if (const DWORD code = copy.Begin(target, information.mode & kPermissions); code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = CopyContents(source, copy.file); code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = copy.Complete(information, false); code != ERROR_SUCCESS)
+        return code;
+    return copy.TakeName(target);
+}
+
+/// Copies over the file at `path`, which the caller has open and keeps from everybody else.
+DWORD copyOver(OpenFile& source, const FileInformation& information, OpenFile& opened, const String& path) {
+    if (!opened.isRegular)
+        return CopyContents(source, opened);
+    FileInformation old;
+    if (const int error = Query(opened.descriptor, old); error != 0)
+        return CodeOf(error);
+    const unsigned mode = old.mode & kPermissions & (information.IsReadOnly() ? ~kWriteBits : ~0U);
+    NewCopy copy;
+    if (const DWORD code = copy.Begin(path, mode | S_IWUSR); code != ERROR_SUCCESS) {
+        if (code != ERROR_ACCESS_DENIED)
+            return code;
+        // No new file may be made here, so the old one has to take the contents.
+        if (const DWORD failure = Resize(opened, 0); failure != ERROR_SUCCESS)
+            return failure;
+        return CopyContents(source, opened);
+    }
+    if (const DWORD code = CopyContents(source, copy.file); code != ERROR_SUCCESS)
+        return code;
+    // Where the system lets us, the copy stays the property of the one whose file it replaces.
+    if (fchown(copy.file.descriptor, old.owner, old.group) != 0 && errno != EPERM)
+        return CodeOf(errno);
+    if (fchmod(copy.file.descriptor, mode) != 0)
+        return CodeOf(errno);
+    if (const DWORD code = copy.Complete(information, true); code != ERROR_SUCCESS)
+        return code;
+    return copy.Replace(path);
+}
+
+DWORD tryCopy(OpenFile& source, const FileInformation& information, const char16_t* to, BOOL failIfExists) {
+    Name target;
+    const DWORD code = Find(to, target);
+    if (code == ERROR_FILE_NOT_FOUND)
+        return target.endsWithSeparator ? DWORD{ERROR_INVALID_NAME}
+                                        : copyToNew(source, information, target.path);
+    if (code != ERROR_SUCCESS)
+        return code;
+    if (failIfExists)
+        return ERROR_FILE_EXISTS;
+    Owned<OpenFile> opened;
+    bool existed;
+    if (const DWORD failure = Open(to, GENERIC_WRITE, 0,
+                                   target.IsBrokenLink() ? CREATE_ALWAYS : OPEN_EXISTING, 0, opened, existed);
+        failure != ERROR_SUCCESS)
+        return failure;
+    String path;
+    if (const DWORD failure = followLinks(target, path); failure != ERROR_SUCCESS)
+        return failure;
+    const DWORD result = copyOver(source, information, *opened, path);
+    if (result != ERROR_SUCCESS && !existed)
+        unlink(path.c_str());
+    return result;
+}
+
+DWORD copyFile(const char16_t* from, const char16_t* to, BOOL failIfExists) {
+    Owned<OpenFile> source;
+    bool existed;
+    if (const DWORD code =
+            Open(from, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING, 0, source, existed);
+        code != ERROR_SUCCESS)
+        return code;
+    FileInformation information;
+    if (const int error = Query(source->descriptor, information); error != 0)
+        return CodeOf(error);
+    for (int i = 0; i < kMostTries; i++) {
+        const DWORD code = tryCopy(*source, information, to, failIfExists);
+        if (code != ERROR_ALREADY_EXISTS)
+            return code;
+    }
+    return ERROR_SHARING_VIOLATION;
+}
+
+/// Moves to another file system: a file is copied there, a symbolic link made anew, nothing else goes.
+DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
+    if (from.entry.IsLink()) {
+        char text8[PATH_MAX];
+        const ssize_t size = readlink(from.path.c_str(), text8, sizeof text8);
+        if (size < 0 || size == sizeof text8)
+            return size < 0 ? CodeOf(errno) : DWORD{ERROR_FILENAME_EXCED_RANGE};
+        if (symlink(String(text8, static_cast<std::size_t>(size)).c_str(), to.c_str()) != 0)
+            return CodeOf(errno);
+    } else if (from.entry.IsRegular()) {
+        Owned<OpenFile> source;
+        bool existed;
+        if (const DWORD code = Open(text, GENERIC_READ, kAllAccesses, OPEN_EXISTING, 0, source, existed);
+            code != ERROR_SUCCESS)
+            return code;
+        if (const DWORD code = copyToNew(*source, from.entry, to); code != ERROR_SUCCESS)
+            return code;
+        // As far as the system lets us, the file stays whose and what it was.
+        if (lchown(to.c_str(), from.entry.owner, from.entry.group) != 0 && errno != EPERM)
+            return CodeOf(errno);
+        if (chmod(to.c_str(), from.entry.mode & kPermissions) != 0)
+            return CodeOf(errno);
+    } else {
+        return ERROR_NOT_SAME_DEVICE;
+    }
+    // The new file is complete; an old one that cannot be removed stays beside it.
+    unlink(from.path.c_str());
+    return ERROR_SUCCESS;
+}
+
+/// Finds the free path that `text` names. The name of the moved file itself, spelled differently, is free
+/// too.
+DWORD findMoveTarget(const char16_t* text, const Name& from, String& path) {
+    Name target;
+    const DWORD code = Find(text, target);
+    if (code == ERROR_FILE_NOT_FOUND) {
+        path = target.path;
+        return target.endsWithSeparator && !from.IsDirectory() ? DWORD{ERROR_INVALID_NAME}
+                                                               : DWORD{ERROR_SUCCESS};
+    }
+    if (code != ERROR_SUCCESS)
+        return code;
+    if (target.path != from.path || target.given.empty())
+        return ERROR_ALREADY_EXISTS;
+    path = Join(ParentOf(target.path), target.given);
+    return ERROR_SUCCESS;
+}
+
+DWORD moveFile(const char16_t* fromText, const char16_t* toText) {
+    Name from;
+    if (const DWORD code = Find(fromText, from); code != ERROR_SUCCESS)
+        return code;
+    String to;
+    if (const DWORD code = findMoveTarget(toText, from, to); code != ERROR_SUCCESS)
+        return code;
+    for (const String* path : {&std::as_const(from.path), &std::as_const(to)})
+        if (const DWORD code = CheckParentWritable(*path); code != ERROR_SUCCESS)
+            return code;
+    DeletionClaim claim;
+    if (const DWORD code = claim.Take(from); code != ERROR_SUCCESS)
+        return code;
+    if (from.path == to)
+        return ERROR_SUCCESS;
+    const int error = renameToFree(from.path, to);
+    return error == EXDEV ? moveAcross(fromText, from, to) : CodeOf(error);
+}
+
+} // namespace
+
+DWORD GetFileAttributesW(const char16_t* name) {
+    DWORD attributes = INVALID_FILE_ATTRIBUTES;
+    Report(Guarded([&] {
+        Name found;
+        const DWORD code = Find(name, found);
+        if (code == ERROR_SUCCESS)
+            attributes = AttributesOf(found.entry, found.target);
+        return code;
+    }));
+    return attributes;
+}
+
+BOOL SetFileAttributesW(const char16_t* name, DWORD attributes) {
+    return Report(Guarded([&] { return setAttributes(name, attributes); }));
+}
+
+BOOL DeleteFileW(const char16_t* name) {
+    return Report(Guarded([&] { return deleteFile(name); }));
+}
+
+BOOL CopyFileW(const char16_t* from, const char16_t* to, BOOL failIfExists) {
+    return Report(Guarded([&] { return copyFile(from, to, failIfExists); }));
+}
+
+BOOL MoveFileW(const char16_t* from, const char16_t* to) {
+    return Report(Guarded([&] { return moveFile(from, to); }));
+}
+
+BOOL CreateDirectoryW(const char16_t* name) {
+    return Report(Guarded([&] { return makeDirectory(name); }));
+}
+
+BOOL RemoveDirectoryW(const char16_t* name) {
+    return Report(Guarded([&] { return removeDirectory(name); }));
+}
+
+} // namespace Tarn::Platform

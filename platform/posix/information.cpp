@@ -1,0 +1,95 @@
+#include "platform/posix/information.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+namespace Tarn::Platform::Posix {
+
+namespace {
+
+constexpr Int64 kTicksPerSecond = 10'000'000;
+constexpr Int64 kNanosecondsPerTick = 100;
+/// 1 January 1970 in ticks since 1 January 1601.
+constexpr Int64 kUnixEpoch = 116'444'736'000'000'000;
+constexpr unsigned kWriteBits = S_IWUSR | S_IWGRP | S_IWOTH;
+constexpr unsigned kReadBits = S_IRUSR | S_IRGRP | S_IROTH;
+
+FILETIME toFileTime(const statx_timestamp& time) {
+    const Int64 ticks = time.tv_sec * kTicksPerSecond + time.tv_nsec / kNanosecondsPerTick + kUnixEpoch;
+    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+}
+
+int query(int directory, const char* path, int flags, FileInformation& result) {
+    struct statx status;
+    if (statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
+        return errno;
+    result.mode = status.stx_mode;
+    result.links = status.stx_nlink;
+    result.owner = status.stx_uid;
+    result.group = status.stx_gid;
+    result.size = status.stx_size;
+    result.device = makedev(status.stx_dev_major, status.stx_dev_minor);
+    result.inode = status.stx_ino;
+    // A file system that does not keep the birth of a file still knows the last change of its state.
+    result.creation = toFileTime((status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime : status.stx_ctime);
+    result.access = toFileTime(status.stx_atime);
+    result.write = toFileTime(status.stx_mtime);
+    return 0;
+}
+
+/// The process's mask for new files. Asking umask() would change it for a moment, under other threads.
+unsigned fileModeMask() {
+    unsigned mask = 022;
+    if (FILE* status = std::fopen("/proc/self/status", "re"); status != nullptr) {
+        char line[128];
+        while (std::fgets(line, sizeof line, status) != nullptr)
+            if (std::sscanf(line, "Umask: %o", &mask) == 1)
+                break;
+        std::fclose(status);
+    }
+    return mask;
+}
+
+} // namespace
+
+int Query(const char* path, FileInformation& result, int flags, int directory) {
+    return query(directory, path, flags, result);
+}
+
+int Query(int descriptor, FileInformation& result) { return query(descriptor, "", AT_EMPTY_PATH, result); }
+
+DWORD AttributesOf(const FileInformation& entry, const FileInformation& target) {
+    DWORD attributes = 0;
+    if (entry.IsLink())
+        attributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+    if (target.IsDirectory())
+        attributes |= FILE_ATTRIBUTE_DIRECTORY;
+    if (!target.IsLink() && target.IsReadOnly())
+        attributes |= FILE_ATTRIBUTE_READONLY;
+    return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+}
+
+unsigned WritableMode(unsigned mode) {
+    const unsigned readers = (mode & kReadBits) >> 1;
+    return mode | S_IWUSR | (readers & kWriteBits & ~fileModeMask());
+}
+
+timespec ToTimespec(const FILETIME& time) {
+    const Int64 ticks =
+        static_cast<Int64>(UInt64{time.dwHighDateTime} << 32 | time.dwLowDateTime) - kUnixEpoch;
+    Int64 seconds = ticks / kTicksPerSecond;
+    Int64 rest = ticks % kTicksPerSecond;
+    if (rest < 0) {
+        rest += kTicksPerSecond;
+        seconds--;
+    }
+    timespec result{};
+    result.tv_sec = static_cast<time_t>(seconds);
+    result.tv_nsec = static_cast<long>(rest * kNanosecondsPerTick);
+    return result;
+}
+
+} // namespace Tarn::Platform::Posix

@@ -1,0 +1,311 @@
+#include "platform/posix/paths.h"
+
+#include "platform/posix/error_codes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+
+namespace Tarn::Platform::Posix {
+
+namespace {
+
+constexpr char16_t kForbidden[] = u"*?<>\"|:";
+/// Where characters of disk names stand that names above the door must not have.
+constexpr char16_t kPrivateArea = 0xF000;
+constexpr char32_t kNotUtf8 = 0xFFFFFFFF;
+
+bool isForbidden(char16_t unit) {
+    return unit < u' ' ||
+           U16String::traits_type::find(kForbidden, std::size(kForbidden) - 1, unit) != nullptr;
+}
+
+/// Whether a byte of a disk name stands in the private area above the door.
+bool isMoved(char32_t byte) {
+    return byte != 0 && byte < 0x80 && (isForbidden(static_cast<char16_t>(byte)) || byte == U'\\');
+}
+
+bool isMovedUnit(char32_t unit) { return unit > kPrivateArea && isMoved(unit - kPrivateArea); }
+
+bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+
+bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
+bool isEscapedByte(char32_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
+
+struct CodePoint {
+    char32_t value;
+    std::size_t length;
+};
+
+/// The code point at the start of `bytes`, surrogates included; one byte of `kNotUtf8` when there is none.
+CodePoint decodeOne(const char* bytes, std::size_t size) {
+    const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const unsigned char first = byteAt(0);
+    if (first < 0x80)
+        return {first, 1};
+    const std::size_t length = first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
+    if (length == 0 || length > size)
+        return {kNotUtf8, 1};
+    char32_t value = first & (0x7F >> length);
+    for (std::size_t i = 1; i < length; i++) {
+        if ((byteAt(i) & 0xC0) != 0x80)
+            return {kNotUtf8, 1};
+        value = value << 6 | (byteAt(i) & 0x3F);
+    }
+    const bool isOverlong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
+    return isOverlong || value > 0x10FFFF ? CodePoint{kNotUtf8, 1} : CodePoint{value, length};
+}
+
+/// Whether the code point read before `rest` may stand above the door as it is. If not, its bytes are escaped
+/// one by one: those that would be read back as something else.
+bool standsForItself(char32_t value, const char* rest, std::size_t restSize) {
+    if (value == kNotUtf8 || isMovedUnit(value) || isEscapedByte(value))
+        return false;
+    if (!isHighSurrogate(value) || restSize == 0)
+        return true;
+    const char32_t next = decodeOne(rest, restSize).value;
+    return next != kNotUtf8 && !isHighSurrogate(next) && !isLowSurrogate(next) && !isMovedUnit(next);
+}
+
+void appendUtf8(String& bytes, char32_t value) {
+    const auto put = [&](char32_t byte) { bytes.push_back(static_cast<char>(byte)); };
+    if (value < 0x80) {
+        put(value);
+    } else if (value < 0x800) {
+        put(0xC0 | value >> 6);
+        put(0x80 | (value & 0x3F));
+    } else if (value < 0x10000) {
+        put(0xE0 | value >> 12);
+        put(0x80 | (value >> 6 & 0x3F));
+        put(0x80 | (value & 0x3F));
+    } else {
+        put(0xF0 | value >> 18);
+        put(0x80 | (value >> 12 & 0x3F));
+        put(0x80 | (value >> 6 & 0x3F));
+        put(0x80 | (value & 0x3F));
+    }
+}
+
+/// Appends one component; false when no file can have the name.
+bool appendComponent(String& path, const char16_t* text, std::size_t size) {
+    const std::size_t start = path.size();
+    bool hasLoneSurrogate = false;
+    for (std::size_t i = 0; i < size; i++) {
+        const char16_t unit = text[i];
+        if (isForbidden(unit))
+            return false;
+        if (isHighSurrogate(unit) && i + 1 < size && isLowSurrogate(text[i + 1])) {
+            appendUtf8(path, 0x10000 + ((unit - 0xD800U) << 10) + (text[i + 1] - 0xDC00U));
+            i++;
+        } else if (isEscapedByte(unit)) {
+            path.push_back(static_cast<char>(unit & 0xFF));
+            hasLoneSurrogate = true;
+        } else {
+            hasLoneSurrogate |= isHighSurrogate(unit) || isLowSurrogate(unit);
+            appendUtf8(path, isMovedUnit(unit) ? static_cast<char32_t>(unit - kPrivateArea) : unit);
+        }
+    }
+    // Escapes that together spell a character would make two names of one file.
+    return !hasLoneSurrogate ||
+           ToWide(path.data() + start, path.size() - start).compare(0, U16String::npos, text, size) == 0;
+}
+
+bool isText(const char16_t* text, std::size_t size, const char16_t* expected) {
+    return U16String::traits_type::length(expected) == size &&
+           U16String::traits_type::compare(text, expected, size) == 0;
+}
+
+/// Takes the last component off the path, or adds another step up where there is none to take off.
+void stepUp(String& path) {
+    const bool isAbsolute = !path.empty() && path[0] == '/';
+    if (path == "/")
+        return;
+    if (!isAbsolute && (path.empty() || LastOf(path) == "..")) {
+        path += path.empty() ? ".." : "/..";
+        return;
+    }
+    const std::size_t separator = path.rfind('/');
+    path.resize(separator == String::npos ? 0 : separator == 0 ? 1 : separator);
+}
+
+bool isAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+/// Compares names on disk without regard to case; a directory is mostly names in ASCII.
+class CaseBlindName {
+public:
+    explicit CaseBlindName(const String& nameOnDisk)
+        : name(nameOnDisk), folded(Fold(ToWide(nameOnDisk))), isPlain(isAscii(nameOnDisk)) {}
+
+    bool Matches(std::string_view other) const {
+        if (!isPlain || !isAscii(other))
+            return Fold(ToWide(other.data(), other.size())) == folded;
+        return std::equal(name.begin(), name.end(), other.begin(), other.end(),
+                          [](char a, char b) { return lower(a) == lower(b); });
+    }
+
+private:
+    static char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+
+    const String& name;
+    U16String folded;
+    bool isPlain;
+};
+
+/// The entry of `directory` that differs from the wanted name in nothing but case, the first in byte order of
+/// several. Empty when there is none; the code says why the directory could not be searched at all.
+DWORD findIgnoringCase(const String& directory, const String& wanted, String& found) {
+    const CaseBlindName name(wanted);
+    const DirectoryEntries entries(opendir(directory.c_str()));
+    if (!entries)
+        return errno == EACCES ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
+    while (const dirent* entry = readdir(entries.get()))
+        if (name.Matches(entry->d_name) && (found.empty() || found.compare(entry->d_name) > 0))
+            found = entry->d_name;
+    return ERROR_SUCCESS;
+}
+
+/// Walks down `path` component by component, each as spelled or else without regard to case; `result.path`
+/// becomes the path as it is on disk.
+DWORD walk(const String& path, Name& result) {
+    String real = path[0] == '/' ? "/" : "";
+    for (std::size_t start = real.size(); start < path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        const bool isLast = end == path.size();
+        const String component = path.substr(start, end - start);
+        start = end + 1;
+        String candidate = Join(real, component);
+        int error = Query(candidate.c_str(), result.entry, AT_SYMLINK_NOFOLLOW);
+        if (error == ENOENT) {
+            String found;
+            const DWORD code = findIgnoringCase(real.empty() ? "." : real, component, found);
+            if (code == ERROR_FILE_NOT_FOUND || (found.empty() && !isLast))
+                return ERROR_PATH_NOT_FOUND;
+            if (code != ERROR_SUCCESS)
+                return code;
+            if (!found.empty()) {
+                candidate = Join(real, found);
+                error = Query(candidate.c_str(), result.entry, AT_SYMLINK_NOFOLLOW);
+            }
+        }
+        real = candidate;
+        if (error != 0) {
+            result.path = real;
+            return error == ENOENT && !isLast ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(error);
+        }
+    }
+    result.path = real;
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+U16String ToWide(const char* path, std::size_t size) {
+    U16String text;
+    text.reserve(size);
+    for (std::size_t i = 0; i < size;) {
+        const CodePoint point = decodeOne(path + i, size - i);
+        const char32_t value = point.value;
+        const char* rest = path + i + point.length;
+        if (isMoved(value))
+            text.push_back(static_cast<char16_t>(kPrivateArea + value));
+        else if (value == U'/')
+            text.push_back(u'\\');
+        else if (!standsForItself(value, rest, size - i - point.length))
+            for (std::size_t k = 0; k < point.length; k++)
+                text.push_back(static_cast<char16_t>(0xDC00 + static_cast<unsigned char>(path[i + k])));
+        else if (value < 0x10000)
+            text.push_back(static_cast<char16_t>(value));
+        else {
+            text.push_back(static_cast<char16_t>(0xD7C0 + (value >> 10)));
+            text.push_back(static_cast<char16_t>(0xDC00 + (value & 0x3FF)));
+        }
+        i += point.length;
+    }
+    return text;
+}
+
+DWORD ToDisk(const char16_t* name, String& path) {
+    path.clear();
+    if (name == nullptr || *name == 0)
+        return ERROR_PATH_NOT_FOUND;
+    if (IsSeparator(name[0])) {
+        if (name[1] == name[0])
+            return ERROR_BAD_NETPATH;
+        path = "/";
+    }
+    while (*name != 0) {
+        std::size_t size = 0;
+        while (name[size] != 0 && !IsSeparator(name[size]))
+            size++;
+        if (isText(name, size, u"..")) {
+            stepUp(path);
+        } else if (size != 0 && !isText(name, size, u".")) {
+            if (!path.empty() && path.back() != '/')
+                path.push_back('/');
+            if (!appendComponent(path, name, size))
+                return ERROR_INVALID_NAME;
+        }
+        name += size + (name[size] != 0 ? 1 : 0);
+    }
+    if (path.empty())
+        path = ".";
+    return ERROR_SUCCESS;
+}
+
+U16String Fold(U16String text) {
+    CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+    return text;
+}
+
+bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
+
+bool EndsWithSeparator(const char16_t* name) {
+    const std::size_t size = name == nullptr ? 0 : U16String::traits_type::length(name);
+    return size != 0 && IsSeparator(name[size - 1]);
+}
+
+String ParentOf(const String& path) {
+    const std::size_t separator = path.rfind('/');
+    return separator == String::npos ? "." : separator == 0 ? "/" : path.substr(0, separator);
+}
+
+String LastOf(const String& path) {
+    const std::size_t separator = path.rfind('/');
+    return separator == String::npos ? path : path.substr(separator + 1);
+}
+
+String Join(const String& directory, const String& last) {
+    String path = directory;
+    if (!path.empty() && path.back() != '/')
+        path.push_back('/');
+    return path += last;
+}
+
+DWORD Find(const char16_t* name, Name& result) {
+    if (const DWORD code = ToDisk(name, result.path); code != ERROR_SUCCESS)
+        return code;
+    result.given = LastOf(result.path);
+    result.endsWithSeparator = EndsWithSeparator(name);
+    const int error = Query(result.path.c_str(), result.entry, AT_SYMLINK_NOFOLLOW);
+    const bool isMissing = error == ENOENT || error == ENOTDIR;
+    const DWORD code = isMissing ? walk(String(result.path), result) : CodeOf(error);
+    if (code != ERROR_SUCCESS)
+        return code;
+    result.target = result.entry;
+    if (result.entry.IsLink())
+        Query(result.path.c_str(), result.target);
+    return result.endsWithSeparator && !result.IsDirectory() ? DWORD{ERROR_INVALID_NAME}
+                                                             : DWORD{ERROR_SUCCESS};
+}
+
+DWORD CheckParentWritable(const String& path) {
+    FileInformation parent;
+    if (const int error = Query(ParentOf(path).c_str(), parent); error != 0)
+        return error == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(error);
+    return parent.IsReadOnly() ? DWORD{ERROR_ACCESS_DENIED} : DWORD{ERROR_SUCCESS};
+}
+
+} // namespace Tarn::Platform::Posix

@@ -1,0 +1,207 @@
+// The user's folders, where the XDG base directories and the user's own list of directories put them.
+#include "platform/platform.h"
+#include "platform/posix/error_codes.h"
+#include "platform/posix/paths.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+/// Where a folder lies. The units of the path and its end follow in the same block.
+struct ITEMIDLIST {
+    std::size_t length;
+};
+
+namespace Tarn::Platform {
+
+using namespace Posix;
+
+namespace {
+
+constexpr unsigned kPrivateDirectory = 0700;
+constexpr const char* kConfigVariable = "XDG_CONFIG_HOME";
+constexpr const char* kConfigDefault = ".config";
+constexpr const char* kDataVariable = "XDG_DATA_HOME";
+constexpr const char* kDataDefault = ".local/share";
+
+/// A folder that stands in the user's list of directories under `variable`, or, when `last` is given, lies by
+/// that name in the base directory `variable`; `standard` says where that is without the variable.
+struct Folder {
+    int number;
+    const char* variable;
+    const char* standard;
+    const char* last;
+};
+
+constexpr Folder kFolders[] = {
+    {0, "XDG_DESKTOP_DIR", "Desktop", nullptr},        // Desktop
+    {2, kDataVariable, kDataDefault, "applications"},  // Programs
+    {5, "XDG_DOCUMENTS_DIR", "Documents", nullptr},    // Personal documents
+    {6, kDataVariable, kDataDefault, "favorites"},     // Favourites
+    {7, kConfigVariable, kConfigDefault, "autostart"}, // Start-up
+    {8, kDataVariable, kDataDefault, "recent"},        // Recent documents
+    {11, kConfigVariable, kConfigDefault, "menus"},    // Start menu
+    {20, kDataVariable, kDataDefault, "fonts"},        // Fonts
+};
+
+HRESULT resultOf(DWORD code) {
+    constexpr std::uint32_t kWin32Failure = 0x80070000;
+    return code == ERROR_SUCCESS ? S_OK : static_cast<HRESULT>(kWin32Failure | (code & 0xFFFF));
+}
+
+/// The value of an environment variable that names an absolute path, or an empty string.
+String absolutePathIn(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value == '/' ? value : "";
+}
+
+String homeDirectory() {
+    String home = absolutePathIn("HOME");
+    if (!home.empty())
+        return home;
+    char buffer[4096];
+    passwd entry;
+    passwd* found = nullptr;
+    if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr)
+        home = found->pw_dir;
+    return home.empty() ? "/" : home;
+}
+
+String baseDirectory(const char* variable, const char* standard) {
+    const String chosen = absolutePathIn(variable);
+    return chosen.empty() ? Join(homeDirectory(), standard) : chosen;
+}
+
+/// The path that a line `NAME="$HOME/..."` or `NAME="/..."` gives to `variable`, or an empty string.
+String pathInLine(const char* line, const char* variable) {
+    constexpr const char kHome[] = "$HOME/";
+    line += std::strspn(line, " \t");
+    const std::size_t nameLength = std::strlen(variable);
+    if (std::strncmp(line, variable, nameLength) != 0)
+        return {};
+    line += nameLength;
+    line += std::strspn(line, " \t");
+    if (*line++ != '=')
+        return {};
+    line += std::strspn(line, " \t");
+    if (*line++ != '"')
+        return {};
+    String path;
+    if (std::strncmp(line, kHome, sizeof kHome - 1) == 0) {
+        path = homeDirectory() + '/';
+        line += sizeof kHome - 1;
+    } else if (*line != '/') {
+        return {};
+    }
+    for (; *line != '\0' && *line != '"' && *line != '\n'; line++) {
+        if (*line == '\\' && line[1] != '\0')
+            line++;
+        path.push_back(*line);
+    }
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
+}
+
+/// What the user's list of directories says last of `variable`.
+String listedDirectory(const char* variable) {
+    String result = absolutePathIn(variable);
+    if (!result.empty())
+        return result;
+    const String list = Join(baseDirectory(kConfigVariable, kConfigDefault), "user-dirs.dirs");
+    FILE* lines = std::fopen(list.c_str(), "re");
+    if (lines == nullptr)
+        return result;
+    char* line = nullptr;
+    std::size_t size = 0;
+    while (getline(&line, &size, lines) >= 0)
+        if (String path = pathInLine(line, variable); !path.empty())
+            result.swap(path);
+    std::free(line);
+    std::fclose(lines);
+    return result;
+}
+
+String pathOf(const Folder& folder) {
+    if (folder.last != nullptr)
+        return Join(baseDirectory(folder.variable, folder.standard), folder.last);
+    const String listed = listedDirectory(folder.variable);
+    return listed.empty() ? Join(homeDirectory(), folder.standard) : listed;
+}
+
+/// Makes the directory and those above it that are missing.
+int makeDirectories(const String& path) {
+    for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+        const String part = path.substr(0, end);
+        if (mkdir(part.c_str(), kPrivateDirectory) != 0 && errno != EEXIST) {
+            const int error = errno;
+            struct stat status;
+            if (stat(part.c_str(), &status) != 0)
+                return error;
+        }
+        if (end == String::npos)
+            return 0;
+    }
+}
+
+HRESULT locate(const Folder& folder, ITEMIDLIST** location) {
+    const String path = pathOf(folder);
+    if (const int error = makeDirectories(path); error != 0)
+        return resultOf(error == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(error));
+    const U16String text = ToWide(path);
+    const std::size_t textSize = (text.size() + 1) * sizeof(char16_t);
+    auto* made = static_cast<ITEMIDLIST*>(std::malloc(sizeof(ITEMIDLIST) + textSize));
+    if (made == nullptr)
+        return E_OUTOFMEMORY;
+    made->length = text.size();
+    std::memcpy(made + 1, text.c_str(), textSize);
+    *location = made;
+    return S_OK;
+}
+
+struct ShellAllocator final : IMalloc {
+    void Free(void* block) override { std::free(block); }
+    ULONG Release() override { return 1; }
+};
+
+constinit ShellAllocator shellAllocator;
+
+} // namespace
+
+HRESULT SHGetMalloc(IMalloc** allocator) {
+    if (allocator == nullptr)
+        return E_INVALIDARG;
+    *allocator = &shellAllocator;
+    return S_OK;
+}
+
+HRESULT SHGetSpecialFolderLocation(HWND, int folder, ITEMIDLIST** location) {
+    if (location == nullptr)
+        return E_INVALIDARG;
+    *location = nullptr;
+    HRESULT result = E_INVALIDARG;
+    const DWORD code = Guarded([&]() -> DWORD {
+        for (const Folder& known : kFolders)
+            if (known.number == folder)
+                result = locate(known, location);
+        return ERROR_SUCCESS;
+    });
+    return code == ERROR_SUCCESS ? result : E_OUTOFMEMORY;
+}
+
+BOOL SHGetPathFromIDListW(const ITEMIDLIST* location, char16_t* path) {
+    if (path == nullptr)
+        return FALSE;
+    path[0] = 0;
+    if (location == nullptr || location->length >= static_cast<std::size_t>(MAX_PATH))
+        return FALSE;
+    std::memcpy(path, location + 1, (location->length + 1) * sizeof(char16_t));
+    return TRUE;
+}
+
+} // namespace Tarn::Platform
