@@ -1,0 +1,186 @@
+#include "runtime/registered_modules.h"
+
+#include "platform/platform.h"
+#include "runtime/late_object.h"
+#include "runtime/resource_registry.h"
+
+#include <tarnkit/array.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/resource_modules.h>
+
+namespace Tarn {
+
+namespace {
+
+using TModuleFunction = void (*)();
+
+struct CModuleRecord {
+    HINSTANCE module;
+    int references; // loads of `LoadDLL` that `ReleaseModules` gives back
+    TModuleFunction init;
+    TModuleFunction term;
+    bool isInitialized;
+    bool hasAnnouncedItself; // else the record only counts references
+};
+
+using CModuleRecords = CArray<CModuleRecord, ProcessHeapPolicy>;
+
+constinit CLateObject<CModuleRecords> registeredModules;
+
+CModuleRecord* findRecord(HINSTANCE module) {
+    for (CModuleRecord& record : registeredModules.Get())
+        if (record.module == module)
+            return &record;
+    return nullptr;
+}
+
+CModuleRecord& obtainRecord(HINSTANCE module) {
+    if (CModuleRecord* record = findRecord(module))
+        return *record;
+    registeredModules->Add({module, 0, nullptr, nullptr, false, false});
+    return registeredModules->Last();
+}
+
+// The full path of the file that the name stands for; empty when the platform's search finds none.
+CUnicodeString resolveLibraryPath(const char16_t* name) {
+    CUnicodeString path;
+    DWORD size = MAX_PATH;
+    for (;;) {
+        const DWORD length = Platform::SearchLibraryPathW(name, size, path.GetBuffer(static_cast<int>(size)));
+        if (length < size) {
+            path.ReleaseBuffer(static_cast<int>(length));
+            return path;
+        }
+        size *= 2;
+    }
+}
+
+// Leaves the last error as the load left it.
+HINSTANCE loadLibrary(const char16_t* name) {
+    CUnicodeString path = resolveLibraryPath(name);
+    if (path.IsEmpty())
+        return Platform::LoadLibraryW(name);
+    CUnicodeString lowerCasePath = path;
+    lowerCasePath.MakeLower();
+    HINSTANCE module = Platform::LoadLibraryW(lowerCasePath);
+    // Where case tells files apart, the lower-case spelling may name nothing.
+    return module != nullptr ? module : Platform::LoadLibraryW(path);
+}
+
+void initializeIfStarted() {
+    const DWORD lastError = Platform::GetLastError();
+    if (IsTarnkitInitialized())
+        InitializeModules();
+    Platform::SetLastError(lastError);
+}
+
+bool isClient(HINSTANCE module) { return Platform::GetProcAddressW(module, kClientMarker) != nullptr; }
+
+// An address inside the module by which to see later whether it is still there; null when it shows none.
+const void* findLandmark(const CModuleRecord& record) {
+    TModuleFunction landmark = Platform::GetProcAddressW(record.module, kClientMarker);
+    if (landmark == nullptr)
+        landmark = record.init != nullptr ? record.init : record.term;
+    return reinterpret_cast<const void*>(landmark);
+}
+
+bool isLoaded(HINSTANCE module, const void* landmark) {
+    return landmark != nullptr && Platform::GetModuleHandleFromAddress(landmark) == module;
+}
+
+void terminateModules() {
+    for (int i = registeredModules->Size() - 1; i >= 0; i--) {
+        CModuleRecord& record = registeredModules.Get()[i];
+        if (!record.isInitialized)
+            continue;
+        record.isInitialized = false;
+        if (record.term != nullptr)
+            RunAndShowFailure(record.term);
+    }
+}
+
+// Gives back the references of the record at `index` and tells whether the record is to stay.
+bool releaseReferences(int index) {
+    const CModuleRecord record = registeredModules.Get()[index];
+    registeredModules.Get()[index].references = 0;
+    // Asked before the module may be gone.
+    const bool wasClient = isClient(record.module);
+    const void* landmark = findLandmark(record);
+    for (int i = 0; i < record.references; i++)
+        Platform::FreeLibrary(record.module);
+    if (record.references > 0)
+        ForgetUnloadedResources(record.module);
+    return wasClient && isLoaded(record.module, landmark);
+}
+
+} // namespace
+
+bool InitializeModules() {
+    // By index: a function may load or register further modules, which then follow.
+    for (int i = 0; i < registeredModules->Size(); i++) {
+        CModuleRecord& record = registeredModules.Get()[i];
+        if (record.isInitialized)
+            continue;
+        record.isInitialized = true;
+        if (record.init != nullptr && !RunAndShowFailure(record.init))
+            return false;
+    }
+    return true;
+}
+
+void ReleaseModules() {
+    terminateModules();
+    for (int i = registeredModules->Size() - 1; i >= 0; i--)
+        if (!releaseReferences(i))
+            registeredModules->DeleteAt(i);
+}
+
+void ForgetModules() { registeredModules.Release(); }
+
+void RegisterModule(HINSTANCE module, void (*init)(), void (*term)()) {
+    CModuleRecord& record = obtainRecord(module);
+    if (record.hasAnnouncedItself) {
+        if (record.init != init)
+            GenAssert(u"Tarnkit", 286);
+        if (record.term != term)
+            GenAssert(u"Tarnkit", 287);
+        return;
+    }
+    record.init = init;
+    record.term = term;
+    record.isInitialized = false;
+    record.hasAnnouncedItself = true;
+}
+
+HINSTANCE LoadDLL(const char16_t* name) {
+    if (name == nullptr) {
+        GenAssert(u"ResourceInfo", __LINE__);
+        return nullptr;
+    }
+    HINSTANCE module = loadLibrary(name);
+    if (module == nullptr)
+        return nullptr;
+    obtainRecord(module).references++;
+    initializeIfStarted();
+    return module;
+}
+
+HINSTANCE LoadOwnedLibrary(const char16_t* name) {
+    HINSTANCE module = LoadDLL(name);
+    // The load is the caller's now; the record stays while the module is known.
+    if (CModuleRecord* record = module == nullptr ? nullptr : findRecord(module))
+        record->references--;
+    return module;
+}
+
+void FreeOwnedLibrary(HINSTANCE module) {
+    CModuleRecord* record = findRecord(module);
+    const void* landmark = record == nullptr ? nullptr : findLandmark(*record);
+    Platform::FreeLibrary(module);
+    record = findRecord(module);
+    if (record != nullptr && record->references == 0 &&
+        !(record->hasAnnouncedItself && isLoaded(module, landmark)))
+        registeredModules->DeleteAt(static_cast<int>(record - registeredModules->Ptr()));
+}
+
+} // namespace Tarn

@@ -1,0 +1,456 @@
+#include "platform/platform.h"
+#include "runtime/registered_modules.h"
+#include "runtime/resource_registry.h"
+
+#include <tarnkit/exceptions.h>
+#include <tarnkit/file_system.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/message_handlers.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/text_of_values.h>
+
+namespace Tarn {
+
+namespace {
+
+constexpr char16_t kSource[] = u"ResourceInfo";
+constexpr char16_t kLibraryExtension[] = u".dll";
+constexpr int kTypeString = 6;
+
+constinit CLateObject<CResourceRegistry> registry;
+
+template<class Function>
+Function findExport(HINSTANCE module, const char16_t* name) {
+    if (module == nullptr) {
+        GenAssert(kSource, 90);
+        return nullptr;
+    }
+    return reinterpret_cast<Function>(Platform::GetProcAddressW(module, name));
+}
+
+// A language library outside of the registry, loaded for a scope.
+class CLanguageLibrary {
+public:
+    CLanguageLibrary(const CResourceRecord& family, int language)
+        : module(LoadOwnedLibrary(family.LibraryName(language))) {
+        if (module != nullptr)
+            exports.Find(module);
+    }
+    ~CLanguageLibrary() {
+        if (module != nullptr)
+            FreeOwnedLibrary(module);
+    }
+
+    CLanguageLibrary(const CLanguageLibrary&) = delete;
+    CLanguageLibrary& operator=(const CLanguageLibrary&) = delete;
+
+    CUnicodeString Read(const char16_t* name) const { return ReadMessage(module, exports, name); }
+
+private:
+    HINSTANCE module;
+    CMessageExports exports;
+};
+
+bool isFile(const char16_t* name) {
+    const DWORD attributes = Platform::GetFileAttributesW(name);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+// The language code of a library that is named exactly `prefix`, the code in decimal and the extension; else -1.
+int parseLanguageCode(const CUnicodeString& fileName, const CUnicodeString& prefix) {
+    const int codeLength =
+        fileName.GetLength() - prefix.GetLength() - CUnicodeString(kLibraryExtension).GetLength();
+    if (codeLength < 1 || fileName.CompareSubstrNoCase(0, prefix, prefix.GetLength()) != 0 ||
+        fileName.Mid(prefix.GetLength() + codeLength).CompareNoCase(kLibraryExtension) != 0)
+        return -1;
+    const CUnicodeString digits = fileName.Mid(prefix.GetLength(), codeLength);
+    int code;
+    const bool isCode = digits.Value(code, 10) && code >= 0 && code < kNumberOfLanguageCodes &&
+                        UnicodeStr(code, 10) == digits; // no sign, no leading zeros
+    return isCode ? code : -1;
+}
+
+bool isStringId(const char16_t* name) { return reinterpret_cast<std::uintptr_t>(name) <= 0xFFFF; }
+
+bool holdsResource(HINSTANCE module, const char16_t* name, const char16_t* type) {
+    if (type != ResourceId(kTypeString) || !isStringId(name))
+        return Platform::FindResourceW(module, name, type) != nullptr;
+    CUnicodeString text;
+    return LoadStringW(module, static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
+}
+
+// The text of a message as the record would give it if `language` were the current one.
+CUnicodeString readMessageInLanguage(const CResourceRecord& record, const char16_t* name, int language) {
+    if (!record.IsFamily() || language == registry->CurrentLanguage())
+        return record.module == nullptr ? CUnicodeString() : ReadMessage(record.module, record.exports, name);
+    if (!isFile(record.LibraryName(language)))
+        return CUnicodeString();
+    return CLanguageLibrary(record, language).Read(name);
+}
+
+void showUnsupportedLanguage(int code) {
+    const CUnicodeString text =
+        CUnicodeString(u"The selected interface language (%0) is not supported in current code page of the "
+                       u"system (%1).")
+            .SubstParam(UnicodeStr(code, 10), UnicodeStr(Platform::GetACP(), 10));
+    CMessageHandlerSwitcher::DoMessage(GetMainWindow(), text, GetAppTitle(), MB_OK | MB_ICONHAND);
+}
+
+} // namespace
+
+// Records. -----------------------------------------------------------------------------------------------
+
+void CMessageExports::Find(HINSTANCE module) {
+    getResourceId = findExport<TGetResourceID>(module, u"GetResourceID");
+    numberOfMessages = findExport<TNumberOfMessages>(module, u"NumberOfMessages");
+    getMessageName = findExport<TGetMessageName>(module, u"GetMessageName");
+}
+
+CUnicodeString CResourceRecord::LibraryName(int language) const {
+    return folder + prefix + UnicodeStr(language, 10) + kLibraryExtension;
+}
+
+void CResourceRecord::FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) const {
+    WIN32_FIND_DATAW found;
+    const HANDLE search = Platform::FindFirstFileW(folder + prefix + u"*" + kLibraryExtension, &found);
+    if (search == INVALID_HANDLE_VALUE)
+        return;
+    do {
+        const int code = parseLanguageCode(CUnicodeString(found.cFileName), prefix);
+        if (code >= 0 && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+            isPresent[code] = true;
+    } while (Platform::FindNextFileW(search, &found));
+    Platform::FindClose(search);
+}
+
+void CResourceRecord::LoadLanguage(int language) {
+    if (module != nullptr)
+        GenAssert(kSource, 32);
+    if (prefix.IsEmpty())
+        GenAssert(kSource, 33);
+    const CUnicodeString name = LibraryName(language);
+    if (!isFile(name))
+        return;
+    module = LoadOwnedLibrary(name);
+    if (module != nullptr)
+        exports.Find(module);
+}
+
+void CResourceRecord::ReleaseLanguage() {
+    // Where no library was found for the language, there is nothing to release.
+    if (module == nullptr)
+        return;
+    exports = CMessageExports();
+    HINSTANCE released = module;
+    module = nullptr;
+    FreeOwnedLibrary(released);
+}
+
+// The registry. ------------------------------------------------------------------------------------------
+
+CResourceRegistry::CResourceRegistry() : positions{} {}
+
+CResourceRegistry::~CResourceRegistry() {
+    for (CResourceRecord& record : records)
+        if (record.IsFamily())
+            record.ReleaseLanguage();
+}
+
+void CResourceRegistry::AddModule(HINSTANCE module) {
+    CMemoryManagerSwitcher switcher(nullptr);
+    CResourceRecord record;
+    record.module = module;
+    record.exports.Find(module);
+    records.Add(std::move(record));
+}
+
+void CResourceRegistry::AddFirstModule(HINSTANCE module) {
+    AddModule(module);
+    std::rotate(records.begin(), records.end() - 1, records.end());
+}
+
+void CResourceRegistry::AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix) {
+    CMemoryManagerSwitcher switcher(nullptr);
+    records.Add(CResourceRecord());
+    CResourceRecord& record = records.Last();
+    record.prefix = prefix;
+    record.folder = folder;
+    if (isSetUp) {
+        addLanguagesOf(record);
+        record.LoadLanguage(currentLanguage);
+    }
+}
+
+void CResourceRegistry::ForgetUnloaded(HINSTANCE module) {
+    for (int i = records.Size() - 1; i >= 0; i--) {
+        const CMessageExports& exports = records[i].exports;
+        if (records[i].IsFamily() || records[i].module != module)
+            continue;
+        const auto landmark = reinterpret_cast<const void*>(exports.getResourceId);
+        if (landmark == nullptr || Platform::GetModuleHandleFromAddress(landmark) != module)
+            records.DeleteAt(i);
+    }
+}
+
+void CResourceRegistry::CompleteSetUp() {
+    CMemoryManagerSwitcher switcher(nullptr);
+    for (int i = 0; i < records.Size(); i++)
+        if (records[i].IsFamily())
+            addLanguagesOf(records[i]);
+    if (codes.IsEmpty())
+        addLanguage(0, CUnicodeString());
+    isSetUp = true;
+    const int language = ChooseDefaultLanguage();
+    if (language >= 0)
+        SetCurrentLanguage(language);
+}
+
+int CResourceRegistry::LanguageIndex(int code) const {
+    return code < 0 || code >= kNumberOfLanguageCodes ? -1 : positions[code] - 1;
+}
+
+void CResourceRegistry::SetCurrentLanguage(int code) {
+    if (code == currentLanguage)
+        return;
+    CMemoryManagerSwitcher switcher(nullptr);
+    for (CResourceRecord& record : records) {
+        if (!record.IsFamily())
+            continue;
+        record.ReleaseLanguage();
+        record.LoadLanguage(code);
+    }
+    currentLanguage = code;
+}
+
+int CResourceRegistry::ChooseDefaultLanguage() const {
+    if (codes.IsEmpty()) {
+        GenAssert(kSource, 378);
+        return -1;
+    }
+    const int systemLanguage = PrimaryLanguage(Platform::GetSystemDefaultLangID());
+    int first = -1;
+    int firstDisplayable = -1;
+    int ofSystem = -1;
+    for (int code = 0; code < kNumberOfLanguageCodes; code++) {
+        if (LanguageIndex(code) < 0)
+            continue;
+        if (first < 0)
+            first = code;
+        if (!CanDisplayLanguage(code))
+            continue;
+        if (firstDisplayable < 0)
+            firstDisplayable = code;
+        if (PrimaryLanguage(GetSystemLanguageIdFromInterfaceCode(code)) == systemLanguage)
+            ofSystem = code;
+    }
+    if (first < 0)
+        GenAssert(kSource, 403);
+    return ofSystem >= 0 ? ofSystem : firstDisplayable >= 0 ? firstDisplayable : first;
+}
+
+void CResourceRegistry::addLanguage(int code, const CUnicodeString& name) {
+    if (positions[code] == 0) {
+        codes.Add(code);
+        positions[code] = codes.Size();
+    }
+    if (names[code].IsEmpty())
+        names[code] = name;
+}
+
+void CResourceRegistry::addLanguagesOf(const CResourceRecord& family) {
+    bool isPresent[kNumberOfLanguageCodes] = {};
+    family.FindLanguages(isPresent);
+    for (int code = 0; code < kNumberOfLanguageCodes; code++)
+        if (isPresent[code])
+            addLanguage(code, CLanguageLibrary(family, code).Read(CURRENT_LANGUAGE_NAME.Name()));
+}
+
+CResourceRegistry& GetResourceRegistry() { return registry.Get(); }
+
+void ForgetUnloadedResources(HINSTANCE module) {
+    if (registry.Exists())
+        registry->ForgetUnloaded(module);
+}
+
+void ReleaseResourceModules() { registry.Release(); }
+
+CUnicodeString ReadMessage(HINSTANCE module, const CMessageExports& exports, const char16_t* name) {
+    CUnicodeString text;
+    const int id = exports.GetResourceId(name);
+    if (id != 0)
+        LoadStringW(module, id, text);
+    return text;
+}
+
+// Modules and resources. ---------------------------------------------------------------------------------
+
+void AddResourceModule(HINSTANCE module) {
+    if (module == nullptr) {
+        GenAssert(u"Tarnkit", 320);
+        return;
+    }
+    GetResourceRegistry().AddModule(module);
+}
+
+void AddResourceModule(const char16_t* fileName) {
+    if (HINSTANCE module = LoadDLL(fileName))
+        AddResourceModule(module);
+}
+
+void AddResourcePrefix(const char16_t* folder, const char16_t* prefix) {
+    if (prefix == nullptr || *prefix == 0) {
+        GenAssert(kSource, 33);
+        return;
+    }
+    CUnicodeString path;
+    if (folder != nullptr)
+        path = folder;
+    if (path.IsEmpty())
+        path = FileSystem::GetEXEDir();
+    FileSystem::MakeFullPath(path);
+    GetResourceRegistry().AddFamily(FileSystem::AddPathSeparator(path), CUnicodeString(prefix));
+}
+
+HINSTANCE FindResourceW(const char16_t* name, const char16_t* type) {
+    for (const bool isFamily : {true, false}) {
+        if (isFamily && !GetResourceRegistry().IsSetUp())
+            continue;
+        for (const CResourceRecord& record : GetResourceRegistry().Records())
+            if (record.IsFamily() == isFamily && record.module != nullptr &&
+                holdsResource(record.module, name, type))
+                return record.module;
+    }
+    return nullptr;
+}
+
+bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
+    constexpr int kFirstBufferSize = 127;
+    text.Empty();
+    if (module == nullptr) {
+        GenAssert(u"UnicodeString", 258);
+        return false;
+    }
+    for (int size = kFirstBufferSize;; size *= 2) {
+        CUnicodeString buffer;
+        const int length = Platform::LoadStringW(module, static_cast<UINT>(id), buffer.GetBuffer(size), size);
+        if (length >= size - 1)
+            continue;
+        buffer.ReleaseBuffer(length);
+        if (length > 0)
+            text = buffer.Ptr(); // in a body of its own size
+        return !text.IsEmpty();
+    }
+}
+
+bool LoadStringW(int id, CUnicodeString& text) {
+    HINSTANCE module = FindResourceW(ResourceId(id), ResourceId(kTypeString));
+    if (module == nullptr) {
+        text.Empty();
+        return false;
+    }
+    return LoadStringW(module, id, text);
+}
+
+HINSTANCE LoadModule(const char16_t* name) {
+    HINSTANCE module = LoadDLL(name);
+    if (module == nullptr) {
+        const DWORD lastError = Platform::GetLastError();
+        GenCheck(ERR_CANT_LOAD_DLL, name, CLastErrorException::GetErrorText(lastError), u"");
+    }
+    return module;
+}
+
+// Languages. ---------------------------------------------------------------------------------------------
+
+int NumberOfLanguages() {
+    if (!GetResourceRegistry().IsSetUp())
+        GenAssert(kSource, 268);
+    return GetResourceRegistry().NumberOfLanguages();
+}
+
+int GetLanguageCode(int index) {
+    if (!GetResourceRegistry().IsSetUp())
+        GenAssert(kSource, 274);
+    if (index < 0 || index >= GetResourceRegistry().NumberOfLanguages()) {
+        GenAssert(kSource, __LINE__);
+        return -1;
+    }
+    return GetResourceRegistry().LanguageCode(index);
+}
+
+int FindLanguageIndex(int code) {
+    if (!GetResourceRegistry().IsSetUp())
+        GenAssert(kSource, 280);
+    return GetResourceRegistry().LanguageIndex(code);
+}
+
+CUnicodeString GetLanguageDisplayName(int code) {
+    if (GetResourceRegistry().LanguageIndex(code) >= 0) {
+        const CUnicodeString& name = GetResourceRegistry().LanguageName(code);
+        if (!name.IsEmpty())
+            return name;
+    }
+    return UnicodeStr(code, 10);
+}
+
+int GetCurrentLanguageCode() {
+    if (!GetResourceRegistry().IsSetUp())
+        GenAssert(kSource, 234);
+    return GetResourceRegistry().CurrentLanguage();
+}
+
+void SetCurrentLanguageCode(int code) {
+    if (GetResourceRegistry().LanguageIndex(code) < 0) {
+        GenAssert(kSource, 240);
+        return;
+    }
+    if (!CanDisplayLanguage(code)) {
+        showUnsupportedLanguage(code);
+        if (GetResourceRegistry().CurrentLanguage() >= 0)
+            return;
+        code = GetResourceRegistry().ChooseDefaultLanguage();
+    }
+    GetResourceRegistry().SetCurrentLanguage(code);
+}
+
+// Messages. ----------------------------------------------------------------------------------------------
+
+bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
+    const CArray<CResourceRecord>& records = GetResourceRegistry().Records();
+    for (int i = records.Size() - 1; i >= 0; i--) {
+        const CResourceRecord& record = records[i];
+        if (record.module == nullptr || (record.IsFamily() && !GetResourceRegistry().IsSetUp()))
+            continue;
+        id = record.exports.GetResourceId(name);
+        if (id != 0) {
+            module = record.module;
+            return true;
+        }
+    }
+    module = nullptr;
+    id = 0;
+    return false;
+}
+
+bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& text) {
+    text.Empty();
+    const CArray<CResourceRecord>& records = GetResourceRegistry().Records();
+    for (int i = records.Size() - 1; i >= 0 && text.IsEmpty(); i--)
+        if (!records[i].IsFamily() || GetResourceRegistry().IsSetUp())
+            text = readMessageInLanguage(records[i], name, language);
+    return !text.IsEmpty();
+}
+
+void AppendDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
+    for (const CResourceRecord& record : GetResourceRegistry().Records()) {
+        const CMessageExports& exports = record.exports;
+        if (record.module == nullptr || exports.numberOfMessages == nullptr ||
+            exports.getMessageName == nullptr)
+            continue;
+        const int count = exports.numberOfMessages();
+        for (int i = 0; i < count; i++)
+            names.Add(CUnicodeString(exports.getMessageName(i)));
+    }
+}
+
+} // namespace Tarn
