@@ -29,10 +29,11 @@ public:
     T* operator->() { return &Get(); }
 
     void Release() {
-        if (isBuilt) {
-            isBuilt = false;
-            object()->~T();
-        }
+        if (!isBuilt)
+            return;
+        // Still the object for whoever is called while it is taken down.
+        object()->~T();
+        isBuilt = false;
     }
 
 private:

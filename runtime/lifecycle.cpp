@@ -182,8 +182,8 @@ bool Initialize(const char16_t* userRegistrySection, const char16_t* machineRegi
 
     const bool wasThrowing = IsThrowingEnabled();
     bool isStarted = false;
-    const bool isComplete = RunAndShowFailure(
-        [&] { isStarted = start(userRegistrySection, machineRegistrySection); });
+    const bool isComplete =
+        RunAndShowFailure([&] { isStarted = start(userRegistrySection, machineRegistrySection); });
     SetThrowingEnabled(wasThrowing);
     if (!isComplete || !isStarted)
         state = TState::failed;

@@ -9,6 +9,8 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/text_of_values.h>
 
+#include <utility>
+
 namespace Tarn {
 
 namespace {
@@ -28,11 +30,24 @@ Function findExport(HINSTANCE module, const char16_t* name) {
     return reinterpret_cast<Function>(Platform::GetProcAddressW(module, name));
 }
 
-// A language library outside of the registry, loaded for a scope.
+bool isFile(const char16_t* name) {
+    const DWORD attributes = Platform::GetFileAttributesW(name);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+// Whether a module knows the name of a message; its text then, empty when it cannot be loaded.
+bool findText(HINSTANCE module, const CMessageExports& exports, const char16_t* name, CUnicodeString& text) {
+    const int id = exports.GetResourceId(name);
+    if (id != 0)
+        LoadStringW(module, id, text);
+    return id != 0;
+}
+
+// A language library outside of the registry, loaded for a scope; nothing when it is not there.
 class CLanguageLibrary {
 public:
-    CLanguageLibrary(const CResourceRecord& family, int language)
-        : module(LoadOwnedLibrary(family.LibraryName(language))) {
+    explicit CLanguageLibrary(const CUnicodeString& name)
+        : module(isFile(name) ? LoadOwnedLibrary(name) : nullptr) {
         if (module != nullptr)
             exports.Find(module);
     }
@@ -44,19 +59,18 @@ public:
     CLanguageLibrary(const CLanguageLibrary&) = delete;
     CLanguageLibrary& operator=(const CLanguageLibrary&) = delete;
 
-    CUnicodeString Read(const char16_t* name) const { return ReadMessage(module, exports, name); }
+    /// Whether the library knows the name; its text then, empty when it cannot be loaded.
+    bool Find(const char16_t* name, CUnicodeString& text) const {
+        return findText(module, exports, name, text);
+    }
 
 private:
     HINSTANCE module;
     CMessageExports exports;
 };
 
-bool isFile(const char16_t* name) {
-    const DWORD attributes = Platform::GetFileAttributesW(name);
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
-}
-
-// The language code of a library that is named exactly `prefix`, the code in decimal and the extension; else -1.
+// The language code of a library that is named exactly `prefix`, the code in decimal and the extension; else
+// -1.
 int parseLanguageCode(const CUnicodeString& fileName, const CUnicodeString& prefix) {
     const int codeLength =
         fileName.GetLength() - prefix.GetLength() - CUnicodeString(kLibraryExtension).GetLength();
@@ -79,13 +93,12 @@ bool holdsResource(HINSTANCE module, const char16_t* name, const char16_t* type)
     return LoadStringW(module, static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
 }
 
-// The text of a message as the record would give it if `language` were the current one.
-CUnicodeString readMessageInLanguage(const CResourceRecord& record, const char16_t* name, int language) {
-    if (!record.IsFamily() || language == registry->CurrentLanguage())
-        return record.module == nullptr ? CUnicodeString() : ReadMessage(record.module, record.exports, name);
-    if (!isFile(record.LibraryName(language)))
-        return CUnicodeString();
-    return CLanguageLibrary(record, language).Read(name);
+// `findText` in the record as it would be if `language` were the current one. By value: see
+// CResourceRegistry.
+bool findTextInLanguage(CResourceRecord record, int language, const char16_t* name, CUnicodeString& text) {
+    if (record.IsFamily() && language != registry->CurrentLanguage())
+        return CLanguageLibrary(record.LibraryName(language)).Find(name, text);
+    return findText(record.module, record.exports, name, text);
 }
 
 void showUnsupportedLanguage(int code) {
@@ -123,27 +136,11 @@ void CResourceRecord::FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) c
     Platform::FindClose(search);
 }
 
-void CResourceRecord::LoadLanguage(int language) {
-    if (module != nullptr)
-        GenAssert(kSource, 32);
-    if (prefix.IsEmpty())
-        GenAssert(kSource, 33);
-    const CUnicodeString name = LibraryName(language);
-    if (!isFile(name))
-        return;
-    module = LoadOwnedLibrary(name);
-    if (module != nullptr)
-        exports.Find(module);
-}
-
-void CResourceRecord::ReleaseLanguage() {
-    // Where no library was found for the language, there is nothing to release.
+void CResourceRecord::ReleaseLibrary() {
     if (module == nullptr)
         return;
     exports = CMessageExports();
-    HINSTANCE released = module;
-    module = nullptr;
-    FreeOwnedLibrary(released);
+    FreeOwnedLibrary(std::exchange(module, nullptr));
 }
 
 // The registry. ------------------------------------------------------------------------------------------
@@ -153,7 +150,7 @@ CResourceRegistry::CResourceRegistry() : positions{} {}
 CResourceRegistry::~CResourceRegistry() {
     for (CResourceRecord& record : records)
         if (record.IsFamily())
-            record.ReleaseLanguage();
+            record.ReleaseLibrary();
 }
 
 void CResourceRegistry::AddModule(HINSTANCE module) {
@@ -176,8 +173,9 @@ void CResourceRegistry::AddFamily(const CUnicodeString& folder, const CUnicodeSt
     record.prefix = prefix;
     record.folder = folder;
     if (isSetUp) {
-        addLanguagesOf(record);
-        record.LoadLanguage(currentLanguage);
+        const int index = records.Size() - 1;
+        addLanguagesOf(index);
+        loadLanguage(index, currentLanguage);
     }
 }
 
@@ -196,7 +194,7 @@ void CResourceRegistry::CompleteSetUp() {
     CMemoryManagerSwitcher switcher(nullptr);
     for (int i = 0; i < records.Size(); i++)
         if (records[i].IsFamily())
-            addLanguagesOf(records[i]);
+            addLanguagesOf(i);
     if (codes.IsEmpty())
         addLanguage(0, CUnicodeString());
     isSetUp = true;
@@ -213,11 +211,11 @@ void CResourceRegistry::SetCurrentLanguage(int code) {
     if (code == currentLanguage)
         return;
     CMemoryManagerSwitcher switcher(nullptr);
-    for (CResourceRecord& record : records) {
-        if (!record.IsFamily())
+    for (int i = 0; i < records.Size(); i++) {
+        if (!records[i].IsFamily())
             continue;
-        record.ReleaseLanguage();
-        record.LoadLanguage(code);
+        records[i].ReleaseLibrary();
+        loadLanguage(i, code);
     }
     currentLanguage = code;
 }
@@ -257,12 +255,29 @@ void CResourceRegistry::addLanguage(int code, const CUnicodeString& name) {
         names[code] = name;
 }
 
-void CResourceRegistry::addLanguagesOf(const CResourceRecord& family) {
+void CResourceRegistry::addLanguagesOf(int index) {
+    const CResourceRecord family = records[index];
     bool isPresent[kNumberOfLanguageCodes] = {};
     family.FindLanguages(isPresent);
-    for (int code = 0; code < kNumberOfLanguageCodes; code++)
-        if (isPresent[code])
-            addLanguage(code, CLanguageLibrary(family, code).Read(CURRENT_LANGUAGE_NAME.Name()));
+    for (int code = 0; code < kNumberOfLanguageCodes; code++) {
+        if (!isPresent[code])
+            continue;
+        CUnicodeString name;
+        CLanguageLibrary(family.LibraryName(code)).Find(CURRENT_LANGUAGE_NAME.Name(), name);
+        addLanguage(code, name);
+    }
+}
+
+void CResourceRegistry::loadLanguage(int index, int code) {
+    if (records[index].module != nullptr)
+        GenAssert(kSource, 32);
+    if (!records[index].IsFamily())
+        GenAssert(kSource, 33);
+    const CUnicodeString name = records[index].LibraryName(code);
+    HINSTANCE module = isFile(name) ? LoadOwnedLibrary(name) : nullptr;
+    records[index].module = module;
+    if (module != nullptr)
+        records[index].exports.Find(module);
 }
 
 CResourceRegistry& GetResourceRegistry() { return registry.Get(); }
@@ -273,14 +288,6 @@ void ForgetUnloadedResources(HINSTANCE module) {
 }
 
 void ReleaseResourceModules() { registry.Release(); }
-
-CUnicodeString ReadMessage(HINSTANCE module, const CMessageExports& exports, const char16_t* name) {
-    CUnicodeString text;
-    const int id = exports.GetResourceId(name);
-    if (id != 0)
-        LoadStringW(module, id, text);
-    return text;
-}
 
 // Modules and resources. ---------------------------------------------------------------------------------
 
@@ -435,9 +442,10 @@ bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
 bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& text) {
     text.Empty();
     const CArray<CResourceRecord>& records = GetResourceRegistry().Records();
-    for (int i = records.Size() - 1; i >= 0 && text.IsEmpty(); i--)
-        if (!records[i].IsFamily() || GetResourceRegistry().IsSetUp())
-            text = readMessageInLanguage(records[i], name, language);
+    for (int i = records.Size() - 1; i >= 0; i--)
+        if ((!records[i].IsFamily() || GetResourceRegistry().IsSetUp()) &&
+            findTextInLanguage(records[i], language, name, text))
+            break;
     return !text.IsEmpty();
 }
 

@@ -35,10 +35,12 @@ struct CResourceRecord {
     CUnicodeString LibraryName(int language) const;
     /// Marks the codes whose library lies in the folder.
     void FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) const;
-    void LoadLanguage(int language);
-    void ReleaseLanguage();
+    /// Lets go of a family's library, if one was found for the language.
+    void ReleaseLibrary();
 };
 
+// Loading a library may run code of other modules, which may add records: records are therefore addressed by
+// index around every load.
 class CResourceRegistry {
 public:
     ~CResourceRegistry();
@@ -77,8 +79,12 @@ private:
     CResourceRegistry();
 
     void addLanguage(int code, const CUnicodeString& name);
-    void addLanguagesOf(const CResourceRecord& family);
+    void addLanguagesOf(int index);
+    void loadLanguage(int index, int code);
 };
+
+/// The language without the sublanguage of a Windows language identifier.
+constexpr int PrimaryLanguage(int languageId) { return languageId & 0x3FF; }
 
 /// The registry of the process.
 CResourceRegistry& GetResourceRegistry();
@@ -88,8 +94,5 @@ void ForgetUnloadedResources(HINSTANCE module);
 
 /// Releases all records and the language libraries.
 void ReleaseResourceModules();
-
-/// The text of a message in a library that is not registered, or not for this language; empty when missing.
-CUnicodeString ReadMessage(HINSTANCE module, const CMessageExports& exports, const char16_t* name);
 
 } // namespace Tarn

@@ -61,8 +61,7 @@ public:
 private:
     static CMessage* head;
 
-    static void getUsedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
-    CUnicodeString substitute(const CUnicodeString* const* parameters, int count) const;
+    CUnicodeString substitute(const char16_t* const* parameters, int count) const;
 
     const char16_t* name;
     CMessage* next;

@@ -1,0 +1,163 @@
+#include <tarnkit/file.h>
+#include <tarnkit/memory_manager.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/resource_modules.h>
+
+namespace Tarn {
+
+namespace {
+
+using CNames = CArray<CUnicodeString, CurrentMemoryManager>;
+
+void sortAndUnite(CNames& names) {
+    names.Sort(CUnicodeString::Cmp);
+    names.DeleteAdjacentDuplicates();
+}
+
+// The names that are in `names` and not in `others`; both ascending, without duplicates.
+CNames subtract(const CNames& names, const CNames& others) {
+    CNames rest;
+    int other = 0;
+    for (const CUnicodeString& name : names) {
+        while (other < others.Size() && others[other] < name)
+            other++;
+        if (other == others.Size() || others[other] != name)
+            rest.Add(name);
+    }
+    return rest;
+}
+
+void writeText(CFile& file, const CUnicodeString& text) {
+    file.Write(text.Ptr(), text.GetLength() * static_cast<int>(sizeof(char16_t)));
+}
+
+void writeLines(CFile& file, const CNames& lines) {
+    for (const CUnicodeString& line : lines)
+        writeText(file, line + u"\r\n");
+}
+
+} // namespace
+
+constinit CMessage* CMessage::head = nullptr;
+
+CMessage::CMessage(const char16_t* messageName, int declaredNumber)
+    : name(messageName), next(head), previous(nullptr), number(declaredNumber) {
+    if (head != nullptr)
+        head->previous = this;
+    head = this;
+}
+
+CMessage::~CMessage() {
+    if (head == this)
+        head = next;
+    if (previous != nullptr)
+        previous->next = next;
+    if (next != nullptr)
+        next->previous = previous;
+}
+
+bool CMessage::IsDefined() const { return MessageID(*this) != 0; }
+
+int MessageID(const CMessage& message) {
+    HINSTANCE module;
+    int id;
+    FindMessage(message.Name(), module, id);
+    return id;
+}
+
+CUnicodeString CMessage::UnicodeStr() const {
+    CMemoryManagerSwitcher switcher(nullptr);
+    HINSTANCE module;
+    int id;
+    CUnicodeString text;
+    return FindMessage(name, module, id) && LoadStringW(module, id, text) ? text : CUnicodeString(name);
+}
+
+CUnicodeString CMessage::UnicodeStr(int language) const {
+    CMemoryManagerSwitcher switcher(nullptr);
+    CUnicodeString text;
+    return LoadMessageInLanguage(name, language, text) ? text : CUnicodeString(name);
+}
+
+CUnicodeString CMessage::substitute(const char16_t* const* parameters, int count) const {
+    if (IsDefined())
+        return UnicodeStr().SubstParam(parameters, count);
+    CUnicodeString result = name;
+    for (int i = 0; i < count; i++) {
+        result += u' ';
+        result += parameters[i];
+    }
+    return result;
+}
+
+CUnicodeString CMessage::SubstParam(const CUnicodeString& p0) const {
+    const char16_t* const parameters[] = {p0};
+    return substitute(parameters, 1);
+}
+
+CUnicodeString CMessage::SubstParam(const CUnicodeString& p0, const CUnicodeString& p1) const {
+    const char16_t* const parameters[] = {p0, p1};
+    return substitute(parameters, 2);
+}
+
+CUnicodeString CMessage::SubstParam(const CUnicodeString& p0, const CUnicodeString& p1,
+                                    const CUnicodeString& p2) const {
+    const char16_t* const parameters[] = {p0, p1, p2};
+    return substitute(parameters, 3);
+}
+
+CUnicodeString CMessage::SubstParam(const CUnicodeString& p0, const CUnicodeString& p1,
+                                    const CUnicodeString& p2, const CUnicodeString& p3) const {
+    const char16_t* const parameters[] = {p0, p1, p2, p3};
+    return substitute(parameters, 4);
+}
+
+CUnicodeString CMessage::SubstParam(const CArray<CUnicodeString, CurrentMemoryManager>& parameters) const {
+    CArray<const char16_t*> texts;
+    texts.Reserve(parameters.Size());
+    for (const CUnicodeString& parameter : parameters)
+        texts.Add(parameter.Ptr());
+    return substitute(texts.Ptr(), texts.Size());
+}
+
+void CMessage::GetDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
+    names.DeleteAll();
+    AppendDefinedMessages(names);
+    sortAndUnite(names);
+}
+
+void CMessage::GetUndefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
+    names.DeleteAll();
+    for (const CMessage* message = head; message != nullptr; message = message->next)
+        if (!message->IsDefined())
+            names.Add(CUnicodeString(message->name));
+    sortAndUnite(names);
+}
+
+void CMessage::GetUnusedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
+    GetDefinedMessages(names);
+    CNames used;
+    for (const CMessage* message = head; message != nullptr; message = message->next)
+        used.Add(CUnicodeString(message->name));
+    sortAndUnite(used);
+    names = subtract(names, used);
+}
+
+void CMessage::CleanUp() {}
+
+void SaveUndefinedMessages(const CUnicodeString& fileName) {
+    CNames undefined;
+    CMessage::GetUndefinedMessages(undefined);
+    CNames unused;
+    CMessage::GetUnusedMessages(unused);
+
+    CFile file(fileName, CFile::Create | CFile::ForWriting | CFile::DenyWrite);
+    writeText(file, u"\uFEFF");
+    writeLines(file, undefined);
+    if (!unused.IsEmpty())
+        writeText(file, u"********** Unused messages ********\r\n");
+    writeLines(file, unused);
+    file.Close();
+}
+
+} // namespace Tarn

@@ -1,0 +1,23 @@
+// Linked into every client module: its own set of the global operators, its marker, its registration.
+#include "memory/global_operators.inl"
+
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/tarnkit_static.h>
+
+extern "C" {
+/// By this the library recognises the modules that use it.
+TARNKIT_MODULE_EXPORT extern const char ___TarnkitUsed;
+const char ___TarnkitUsed = 1;
+}
+
+namespace Tarn {
+
+HINSTANCE GetThisModule() { return GetModuleOfAddress(&___TarnkitUsed); }
+
+void RegisterThisModule(void (*init)(), void (*term)()) {
+    if (GetTarnkitVersion() != kTarnkitVersion)
+        GenAssert(u"TarnkitStatic", 79);
+    RegisterModule(GetThisModule(), init, term);
+}
+
+} // namespace Tarn
