@@ -66,7 +66,7 @@ private:
     const char16_t* name;
     CMessage* next;
     CMessage* previous;
-    int number;
+    [[maybe_unused]] int number;
 };
 
 /// A message that is the reason of a check (`GenCheck`).

@@ -1,0 +1,34 @@
+// What the message compiler has to say about a catalogue: one line each on the standard error stream, with
+// the file and the line that it is about.
+#pragma once
+
+#include <iostream>
+#include <string>
+
+namespace tarnmsg {
+
+/// A place in a catalogue; lines count from 1.
+struct Place {
+    std::string file;
+    int line = 0;
+};
+
+class Diagnostics {
+public:
+    void Error(const Place& place, const std::string& message) {
+        print(place, message);
+        errors++;
+    }
+    void Warning(const Place& place, const std::string& message) { print(place, "warning: " + message); }
+
+    bool HasErrors() const { return errors > 0; }
+
+private:
+    int errors = 0;
+
+    static void print(const Place& place, const std::string& message) {
+        std::cerr << place.file << ':' << place.line << ": " << message << '\n';
+    }
+};
+
+} // namespace tarnmsg

@@ -1,0 +1,132 @@
+// tarnmsg, the message compiler: reads a catalogue of named messages, a gettext PO file, and writes what a
+// resource module is built from. See `kUsage`.
+//
+// An output appears whole or not at all: it is written under another name first. The program uses nothing of
+// the library, whose own catalogue it compiles.
+#include "tools/tarnmsg/catalogue.h"
+#include "tools/tarnmsg/writers.h"
+
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace tarnmsg;
+
+constexpr int kExitRefused = 1;
+constexpr int kExitUsage = 2;
+
+constexpr char kUsage[] = R"(Usage: tarnmsg [options] CATALOGUE.po
+  --posix FILE.cpp      the source of a module for systems without resources
+  --windows FILE.cpp    the source of a module for Windows, together with
+  --rc FILE.rc          its resource script
+  --first-id N          the id of the first message in the order of names (1 to 65535; 1)
+  --language ID         the Windows language identifier of the resource script (1033)
+  --original FILE.po    the catalogue that this one translates
+)";
+
+struct Options {
+    CatalogueOptions catalogue;
+    std::string posixSource;
+    std::string windowsSource;
+    std::string resourceScript;
+    int languageId = 1033;
+};
+
+struct UsageError {
+    std::string message;
+};
+
+int parseNumber(const std::string& option, const std::string& text, int smallest, int largest) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < smallest || number > largest)
+        throw UsageError{option + ": '" + text + "' is no number from " + std::to_string(smallest) + " to " +
+                         std::to_string(largest)};
+    return number;
+}
+
+void setOption(Options& options, const std::string& option, const std::string& value) {
+    if (option == "--posix")
+        options.posixSource = value;
+    else if (option == "--windows")
+        options.windowsSource = value;
+    else if (option == "--rc")
+        options.resourceScript = value;
+    else if (option == "--first-id")
+        options.catalogue.firstId = parseNumber(option, value, 1, 65535);
+    else if (option == "--language")
+        options.languageId = parseNumber(option, value, 0, 65535);
+    else if (option == "--original")
+        options.catalogue.originalFileName = value;
+    else
+        throw UsageError{"unknown option " + option};
+}
+
+Options parseArguments(const std::vector<std::string>& arguments) {
+    Options options;
+    for (std::size_t i = 0; i < arguments.size(); i++) {
+        if (arguments[i].starts_with("--")) {
+            if (i + 1 == arguments.size())
+                throw UsageError{arguments[i] + " needs a value"};
+            setOption(options, arguments[i], arguments[i + 1]);
+            i++;
+        } else if (options.catalogue.fileName.empty())
+            options.catalogue.fileName = arguments[i];
+        else
+            throw UsageError{"more than one catalogue"};
+    }
+    if (options.catalogue.fileName.empty())
+        throw UsageError{"no catalogue"};
+    return options;
+}
+
+bool writeFile(const std::string& fileName, const std::string& text) {
+    const std::string temporaryName = fileName + ".part";
+    std::ofstream file(temporaryName, std::ios::binary | std::ios::trunc);
+    file << text;
+    file.close();
+    std::error_code error;
+    if (file.good()) {
+        std::filesystem::rename(temporaryName, fileName, error);
+        if (!error)
+            return true;
+    }
+    std::cerr << fileName << ": the file cannot be written\n";
+    std::filesystem::remove(temporaryName, error);
+    return false;
+}
+
+int compile(const Options& options) {
+    Diagnostics diagnostics;
+    const std::vector<Message> messages = ReadCatalogue(options.catalogue, diagnostics);
+    if (diagnostics.HasErrors())
+        return kExitRefused;
+    const std::string origin = std::filesystem::path(options.catalogue.fileName).filename().string();
+    const std::pair<std::string, std::string> outputs[] = {
+        {options.posixSource, WritePosixSource(messages, origin)},
+        {options.windowsSource, WriteWindowsSource(messages, origin)},
+        {options.resourceScript, WriteResourceScript(messages, origin, options.languageId)},
+    };
+    for (const auto& [fileName, text] : outputs)
+        if (!fileName.empty() && !writeFile(fileName, text))
+            return kExitRefused;
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return compile(parseArguments(std::vector<std::string>(argv + 1, argv + argc)));
+    } catch (const UsageError& error) {
+        std::cerr << "tarnmsg: " << error.message << '\n' << kUsage;
+        return kExitUsage;
+    }
+}

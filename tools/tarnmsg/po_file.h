@@ -1,0 +1,27 @@
+// A gettext PO file in UTF-8, as far as catalogues of named messages use the format.
+//
+// `msgid` is the name of a message, `msgstr` its text; an entry with an empty name is the header. Comments
+// are skipped, obsolete entries (#~) with them. Contexts, plural forms and domains have no meaning here and
+// are refused.
+#pragma once
+
+#include "tools/tarnmsg/diagnostics.h"
+
+#include <string>
+#include <vector>
+
+namespace tarnmsg {
+
+struct PoEntry {
+    std::string name;
+    std::u16string text;
+    Place namePlace;
+    Place textPlace;
+    bool isFuzzy = false;
+};
+
+/// The entries in the order of the file, the header left out. Errors go to `diagnostics`; reading ends at the
+/// first one.
+std::vector<PoEntry> ReadPoFile(const std::string& fileName, Diagnostics& diagnostics);
+
+} // namespace tarnmsg

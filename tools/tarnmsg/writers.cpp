@@ -1,0 +1,142 @@
+#include "tools/tarnmsg/writers.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace tarnmsg {
+
+namespace {
+
+// The functions of the protocol, the same in every module.
+constexpr char kExports[] = R"(
+int compare(const char16_t* a, const char16_t* b) {
+    while (*a != 0 && *a == *b) {
+        a++;
+        b++;
+    }
+    return *a < *b ? -1 : *a > *b;
+}
+
+} // namespace
+
+extern "C" {
+
+TARNKIT_MODULE_EXPORT int GetResourceID(const char16_t* name) {
+    int first = 0;
+    int end = nameCount;
+    while (first < end) {
+        const int middle = first + (end - first) / 2;
+        const int order = compare(name, names[middle].name);
+        if (order == 0)
+            return names[middle].id;
+        if (order < 0)
+            end = middle;
+        else
+            first = middle + 1;
+    }
+    return 0;
+}
+
+TARNKIT_MODULE_EXPORT int NumberOfMessages() { return nameCount; }
+
+TARNKIT_MODULE_EXPORT const char16_t* GetMessageName(int index) { return names[index].name; }
+
+TARNKIT_MODULE_EXPORT int GetMessageSystemVersion() { return 200; }
+)";
+
+template<class... Values>
+std::string format(const char* pattern, Values... values) {
+    char buffer[64];
+    std::snprintf(buffer, sizeof(buffer), pattern, values...);
+    return buffer;
+}
+
+bool isPlain(char16_t unit) { return unit >= 0x20 && unit < 0x7F && unit != u'"' && unit != u'\\'; }
+
+bool isHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
+
+unsigned joinSurrogates(char16_t high, char16_t low) {
+    return 0x10000u + ((high - 0xD800u) << 10) + (low - 0xDC00u);
+}
+
+// A literal of 16-bit text. Octal escapes, which end by themselves, stand for what has no name in a source.
+std::string quoteForCpp(const std::u16string& text) {
+    std::string literal = "u\"";
+    for (std::size_t i = 0; i < text.size(); i++) {
+        if (isPlain(text[i]))
+            literal += static_cast<char>(text[i]);
+        else if (text[i] < 0xA0)
+            literal += format("\\%03o", static_cast<unsigned>(text[i]));
+        else if (isHighSurrogate(text[i])) {
+            literal += format("\\U%08X", joinSurrogates(text[i], text[i + 1]));
+            i++;
+        } else
+            literal += format("\\u%04X", static_cast<unsigned>(text[i]));
+    }
+    return literal + "\"";
+}
+
+// A wide string of a resource script, where an escape has at most four digits.
+std::string quoteForScript(const std::u16string& text) {
+    std::string literal = "L\"";
+    for (const char16_t unit : text)
+        literal += isPlain(unit) ? std::string(1, static_cast<char>(unit))
+                                 : format("\\x%04X", static_cast<unsigned>(unit));
+    return literal + "\"";
+}
+
+std::string writeHeading(const std::string& origin) {
+    return "// Made by tarnmsg from " + origin + "; changes belong there.\n";
+}
+
+std::string writeNameTable(const std::vector<Message>& messages) {
+    std::string source = "struct Name {\n    int id;\n    const char16_t* name;\n};\n\n";
+    source += "const int nameCount = " + std::to_string(messages.size()) + ";\n";
+    source += "const Name names[] = {\n";
+    for (const Message& message : messages)
+        source += "    {" + std::to_string(message.id) + ", u\"" + message.name + "\"},\n";
+    return source + "    {0, u\"\"}, // the end\n};\n";
+}
+
+std::vector<Message> sortById(std::vector<Message> messages) {
+    std::sort(messages.begin(), messages.end(),
+              [](const Message& a, const Message& b) { return a.id < b.id; });
+    return messages;
+}
+
+std::string writeStringTable(const std::vector<Message>& messages) {
+    std::string source = "\nconst Tarn::CResourceString strings[] = {\n";
+    for (const Message& message : sortById(messages))
+        source += "    {" + std::to_string(message.id) + ", " + quoteForCpp(message.text) + ", " +
+                  std::to_string(message.text.size()) + "},\n";
+    return source + "    {0, u\"\", 0}, // the end\n};\n";
+}
+
+} // namespace
+
+std::string WritePosixSource(const std::vector<Message>& messages, const std::string& origin) {
+    return writeHeading(origin) + "#include <tarnkit/resource_strings.h>\n\nnamespace {\n\n" +
+           writeNameTable(messages) + writeStringTable(messages) + kExports +
+           "\nconst Tarn::CResourceStrings ___TarnkitStrings = {Tarn::CResourceStrings::kVersion, nameCount, "
+           "strings};\n\n} // extern \"C\"\n";
+}
+
+std::string WriteWindowsSource(const std::vector<Message>& messages, const std::string& origin) {
+    return writeHeading(origin) + "#include <tarnkit/export.h>\n\nnamespace {\n\n" +
+           writeNameTable(messages) + kExports + "\n} // extern \"C\"\n";
+}
+
+std::string WriteResourceScript(const std::vector<Message>& messages, const std::string& origin,
+                                int languageId) {
+    std::string script = writeHeading(origin) + "LANGUAGE " + std::to_string(languageId & 0x3FF) + ", " +
+                         std::to_string(languageId >> 10) + "\n";
+    if (messages.empty())
+        return script;
+    script += "STRINGTABLE\nBEGIN\n";
+    for (const Message& message : sortById(messages))
+        script += "    " + std::to_string(message.id) + " " + quoteForScript(message.text) + "\n";
+    return script + "END\n";
+}
+
+} // namespace tarnmsg
