@@ -1,9 +1,95 @@
-# Resource modules: what a client module exports, and how its texts are built from a PO file.
+# Resource modules: what a client module exports, and how its texts are built from a PO file. Works the same in
+# this project and from the installed package; all it needs are the targets Tarnkit::Tarnkit and
+# Tarnkit::tarnmsg by the end of the configuration.
 
-# Makes every executable and library that links `target` show the protocol of resource modules.
+if(WIN32)
+  enable_language(RC)
+endif()
+
+# Makes every executable and library that links `target` show the protocol of resource modules, and takes the
+# marker of client modules in even where nothing else of the static part is used.
 function(tarnkit_export_module_protocol target)
+  set(marker ___TarnkitUsed)
+  if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+    string(PREPEND marker _)
+  endif()
+  target_link_options(${target} INTERFACE LINKER:--undefined=${marker})
+  if(WIN32)
+    return() # the sources mark their exports
+  endif()
   foreach(symbol IN ITEMS ___TarnkitUsed ___TarnkitStrings GetResourceID NumberOfMessages GetMessageName
                           GetMessageSystemVersion)
     target_link_options(${target} INTERFACE LINKER:--export-dynamic-symbol=${symbol})
   endforeach()
+endfunction()
+
+# tarnkit_add_messages(<target> PO <file> FIRST_ID <id> [LANGUAGE <id>] [ORIGINAL <file>])
+#
+# Makes an executable or library a resource module with the messages of a PO file. Ids are given in the order
+# of names from FIRST_ID on; a translation names its ORIGINAL, whose ids it then has. LANGUAGE is the Windows
+# language identifier of the texts (1033).
+function(tarnkit_add_messages target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "PO;FIRST_ID;LANGUAGE;ORIGINAL" "")
+  if(NOT arg_PO OR NOT arg_FIRST_ID OR arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "tarnkit_add_messages(${target}): PO and FIRST_ID are needed, "
+                        "'${arg_UNPARSED_ARGUMENTS}' is unknown")
+  endif()
+  cmake_path(ABSOLUTE_PATH arg_PO)
+  set(inputs ${arg_PO})
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_messages.cpp)
+  set(outputs ${source})
+  set(options --first-id ${arg_FIRST_ID})
+  if(WIN32)
+    set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}_messages.rc)
+    list(APPEND outputs ${script})
+    list(APPEND options --windows ${source} --rc ${script})
+    if(arg_LANGUAGE)
+      list(APPEND options --language ${arg_LANGUAGE})
+    endif()
+  else()
+    list(APPEND options --posix ${source})
+  endif()
+  if(arg_ORIGINAL)
+    cmake_path(ABSOLUTE_PATH arg_ORIGINAL)
+    list(APPEND options --original ${arg_ORIGINAL})
+    list(APPEND inputs ${arg_ORIGINAL})
+  endif()
+  add_custom_command(
+    OUTPUT ${outputs}
+    COMMAND Tarnkit::tarnmsg ${options} ${arg_PO}
+    DEPENDS ${inputs} Tarnkit::tarnmsg
+    COMMENT "Compiling the messages of ${target}"
+    VERBATIM)
+  # The target may have been made in another folder, which does not see this one's rules.
+  add_custom_target(${target}_messages DEPENDS ${outputs})
+  add_dependencies(${target} ${target}_messages)
+  set_source_files_properties(${outputs} TARGET_DIRECTORY ${target} PROPERTIES GENERATED ON)
+  target_sources(${target} PRIVATE ${outputs})
+endfunction()
+
+# tarnkit_add_language(<prefix> <code> PO <file> FIRST_ID <id> [LANGUAGE <id>] [ORIGINAL <file>]
+#                      [TARGET <name>] [OUTPUT_DIRECTORY <folder>])
+#
+# Builds the language library of a family, such as Res1.dll: the prefix, the code of the interface language,
+# and ".dll" on every system. It lies beside the programs unless a folder is given, and its target has its
+# name unless another is given.
+function(tarnkit_add_language prefix code)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "TARGET;OUTPUT_DIRECTORY" "")
+  set(target ${prefix}${code})
+  if(arg_TARGET)
+    set(target ${arg_TARGET})
+  endif()
+  if(NOT arg_OUTPUT_DIRECTORY)
+    set(arg_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+  endif()
+  if(NOT arg_OUTPUT_DIRECTORY)
+    set(arg_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
+  endif()
+  add_library(${target} MODULE)
+  target_compile_features(${target} PRIVATE cxx_std_20)
+  target_include_directories(
+    ${target} PRIVATE $<TARGET_PROPERTY:Tarnkit::Tarnkit,INTERFACE_INCLUDE_DIRECTORIES>)
+  set_target_properties(${target} PROPERTIES
+    PREFIX "" OUTPUT_NAME ${prefix}${code} SUFFIX .dll LIBRARY_OUTPUT_DIRECTORY ${arg_OUTPUT_DIRECTORY})
+  tarnkit_add_messages(${target} ${arg_UNPARSED_ARGUMENTS})
 endfunction()
