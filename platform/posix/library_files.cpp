@@ -1,0 +1,158 @@
+#include "platform/posix/library_files.h"
+
+#include "platform/posix/error_codes.h"
+#include "platform/posix/paths.h"
+
+#include <dlfcn.h>
+#include <elf.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace Tarn::Platform::Posix {
+namespace {
+
+using ElfHeader = ElfW(Ehdr);
+using ElfSegment = ElfW(Phdr);
+
+constexpr const char* kOwnExecutable = "/proc/self/exe";
+constexpr const char16_t* kDefaultExtension = u".dll";
+constexpr unsigned char kNativeClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
+
+U16String currentDirectory() {
+    char buffer[PATH_MAX];
+    return ToWide(getcwd(buffer, sizeof(buffer)) != nullptr ? buffer : "/");
+}
+
+/// The existing file of a name in a folder, with the default extension where the name has none and is not
+/// found without; empty when there is none.
+String fileIn(const U16String& folder, const U16String& name) {
+    U16String path = folder;
+    if (!path.empty() && !EndsWithSeparator(path.c_str()))
+        path += u'\\';
+    path += name;
+    Name found;
+    DWORD code = Find(path.c_str(), found);
+    std::size_t last = name.find_last_of(u"\\/");
+    bool hasExtension = name.find(u'.', last == U16String::npos ? 0 : last) != U16String::npos;
+    if (code != ERROR_SUCCESS && !hasExtension)
+        code = Find((path + kDefaultExtension).c_str(), found);
+    return code == ERROR_SUCCESS && !found.IsDirectory() ? found.path : String();
+}
+
+/// What the loader finds by itself. It tells only by loading, which the caller is about to do.
+String fileOfLoader(const U16String& name) {
+    String onDisk;
+    void* module = ToDisk(name.c_str(), onDisk) == ERROR_SUCCESS
+                       ? dlopen(onDisk.c_str(), RTLD_LAZY | RTLD_LOCAL)
+                       : nullptr;
+    if (module == nullptr)
+        return {};
+    const link_map* map = nullptr;
+    String path;
+    if (dlinfo(module, RTLD_DI_LINKMAP, &map) == 0)
+        path = map->l_name;
+    dlclose(module);
+    return path;
+}
+
+/// Looks for a bare name in the folders that the loader searches: the library path, run paths and the
+/// system's own.
+String fileInSearchPath(const U16String& name) {
+    String found;
+    void* self = dlopen(nullptr, RTLD_NOW);
+    Dl_serinfo size;
+    if (self != nullptr && dlinfo(self, RTLD_DI_SERINFOSIZE, &size) == 0) {
+        Vector<char> memory(size.dls_size);
+        auto folders = reinterpret_cast<Dl_serinfo*>(memory.data());
+        folders->dls_size = size.dls_size;
+        folders->dls_cnt = size.dls_cnt;
+        if (dlinfo(self, RTLD_DI_SERINFO, folders) == 0)
+            for (unsigned i = 0; i < folders->dls_cnt && found.empty(); i++)
+                if (*folders->dls_serpath[i].dls_name == '/')
+                    found = fileIn(ToWide(folders->dls_serpath[i].dls_name), name);
+    }
+    if (self != nullptr)
+        dlclose(self);
+    return found.empty() ? fileOfLoader(name) : found;
+}
+
+/// Reads a part of a file; false when the file is shorter.
+bool readAt(int file, void* buffer, std::size_t size, off_t position) {
+    return pread(file, buffer, size, position) == static_cast<ssize_t>(size);
+}
+
+/// Whether a file is a complete library for this processor.
+bool isLibrary(int file) {
+    ElfHeader header;
+    struct stat information;
+    if (!readAt(file, &header, sizeof(header), 0) || fstat(file, &information) != 0 ||
+        std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != kNativeClass ||
+        header.e_type != ET_DYN || header.e_phentsize != sizeof(ElfSegment))
+        return false;
+    ElfHeader own;
+    int executable = open(ExecutableFile().c_str(), O_RDONLY | O_CLOEXEC);
+    bool ownKnown = executable >= 0 && readAt(executable, &own, sizeof(own), 0);
+    if (executable >= 0)
+        close(executable);
+    if (ownKnown && header.e_machine != own.e_machine)
+        return false;
+    auto length = static_cast<std::uint64_t>(information.st_size);
+    for (unsigned i = 0; i < header.e_phnum; i++) {
+        ElfSegment segment;
+        if (!readAt(file, &segment, sizeof(segment),
+                    static_cast<off_t>(header.e_phoff + i * sizeof(segment))) ||
+            segment.p_type == PT_INTERP ||
+            (segment.p_type == PT_LOAD && segment.p_offset + segment.p_filesz > length))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+String FindLibraryFile(const char16_t* given) {
+    U16String name = given;
+    if (name.empty() || EndsWithSeparator(given))
+        return {};
+    if (IsSeparator(name[0]))
+        return IsSeparator(name[1]) ? String() : fileIn({}, name);
+    if (name.find_first_of(u"\\/") != U16String::npos)
+        return fileIn(currentDirectory(), name);
+    String found = fileIn(ToWide(ParentOf(ExecutableFile())), name);
+    return found.empty() ? fileInSearchPath(name) : found;
+}
+
+String ExecutableFile() {
+    char buffer[PATH_MAX];
+    ssize_t length = readlink(kOwnExecutable, buffer, sizeof(buffer));
+    if (length > 0)
+        return String(buffer, static_cast<std::size_t>(length));
+    char* path = realpath(program_invocation_name, buffer);
+    return path != nullptr ? path : program_invocation_name;
+}
+
+bool IsExecutableFile(const String& path) {
+    struct stat own;
+    struct stat other;
+    return stat(ExecutableFile().c_str(), &own) == 0 && stat(path.c_str(), &other) == 0 &&
+           own.st_dev == other.st_dev && own.st_ino == other.st_ino;
+}
+
+DWORD WhyNotLoadable(const String& path) {
+    int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return errno == EACCES || errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_MOD_NOT_FOUND;
+    bool library = isLibrary(file);
+    close(file);
+    // A complete library that is refused lacks another one that it needs.
+    return library ? ERROR_MOD_NOT_FOUND : ERROR_BAD_EXE_FORMAT;
+}
+
+} // namespace Tarn::Platform::Posix
