@@ -114,16 +114,16 @@ HINSTANCE load(const char16_t* name) {
     return fail(symbolMissing ? ERROR_PROC_NOT_FOUND : Posix::WhyNotLoadable(path));
 }
 
-/// The module whose file has this name, in whatever folder.
+/// The module whose file has this name, in whatever folder; a name without an extension may lack ".dll".
 HINSTANCE findLoadedByName(U16String name) {
-    if (name.find(u'.') == U16String::npos)
-        name += u".dll";
     name = Posix::Fold(name);
+    const U16String extended = name.find(u'.') == U16String::npos ? name + u".dll" : name;
     link_map* found = nullptr;
     bool noMemory = false;
     visitModules([&](link_map* map) {
         try {
-            if (Posix::Fold(Posix::ToWide(Posix::LastOf(fileOf(map)))) == name)
+            U16String file = Posix::Fold(Posix::ToWide(Posix::LastOf(fileOf(map))));
+            if (file == name || file == extended)
                 found = map;
         } catch (const std::bad_alloc&) { // which must not cross the loader
             noMemory = true;

@@ -1,0 +1,209 @@
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+namespace Platform = Tarn::Platform;
+namespace fs = std::filesystem;
+
+constexpr const char16_t* kModule = u"TestModule.dll";
+
+/// A module that is released at the end of a test.
+class Loaded {
+public:
+    explicit Loaded(const std::u16string& name) : module(Platform::LoadLibraryW(name.c_str())) {}
+    ~Loaded() {
+        if (module != nullptr)
+            Platform::FreeLibrary(module);
+    }
+    operator HINSTANCE() const { return module; }
+
+private:
+    HINSTANCE module;
+};
+
+std::u16string fileName(HINSTANCE module) {
+    char16_t buffer[1024] = {};
+    const DWORD length = Platform::GetModuleFileNameW(module, buffer, 1024);
+    EXPECT_EQ(std::u16string(buffer).size(), length);
+    return buffer;
+}
+
+std::u16string search(const char16_t* name) {
+    char16_t buffer[1024] = {};
+    const DWORD length = Platform::SearchLibraryPathW(name, 1024, buffer);
+    EXPECT_EQ(std::u16string(buffer).size(), length);
+    return buffer;
+}
+
+DWORD loadError(const std::u16string& name) {
+    Platform::SetLastError(0);
+    EXPECT_EQ(Loaded(name), nullptr);
+    return Platform::GetLastError();
+}
+
+fs::path onDisk(std::u16string path) {
+    std::replace(path.begin(), path.end(), u'\\', u'/');
+    return path;
+}
+
+TEST(Modules, TheProgramItselfHasOneHandle) {
+    const HINSTANCE self = Platform::GetModuleHandleW(nullptr);
+    ASSERT_NE(self, nullptr);
+    EXPECT_EQ(Platform::GetModuleHandleW(nullptr), self);
+    EXPECT_EQ(Platform::GetModuleHandleFromAddress(reinterpret_cast<const void*>(&fileName)), self);
+    const std::u16string path = fileName(self);
+    EXPECT_TRUE(fs::exists(onDisk(path)));
+    EXPECT_EQ(fileName(nullptr), path);
+    EXPECT_EQ(Platform::GetModuleHandleW(path.substr(path.rfind(u'\\') + 1).c_str()), self);
+    // Loaded as data it is still the program, and giving it back takes nothing away.
+    EXPECT_EQ(Platform::LoadLibraryExW(path.c_str(), LOAD_LIBRARY_AS_DATAFILE), self);
+    for (int i = 0; i < 3; i++)
+        EXPECT_TRUE(Platform::FreeLibrary(self));
+    EXPECT_EQ(fileName(self), path);
+}
+
+TEST(Modules, ABareNameIsFoundBesideTheProgramWithoutRegardToCase) {
+    const Loaded module(kModule);
+    ASSERT_NE(module, nullptr) << Platform::GetLastError();
+    const std::u16string path = fileName(module);
+    EXPECT_EQ(search(u"testmodule.DLL"), path);
+    EXPECT_EQ(search(u"TestModule"), path);
+    for (std::u16string name : {path, std::u16string(u"TESTMODULE"), std::u16string(u"testmodule.dll")}) {
+        EXPECT_EQ(Loaded(name), static_cast<HINSTANCE>(module));
+        EXPECT_EQ(Platform::GetModuleHandleW(name.c_str()), static_cast<HINSTANCE>(module));
+    }
+    std::u16string lower = path;
+    Platform::CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
+    std::replace(lower.begin(), lower.end(), u'\\', u'/');
+    EXPECT_EQ(Loaded(lower), static_cast<HINSTANCE>(module));
+}
+
+TEST(Modules, AModuleStaysUntilItsLastReferenceIsGone) {
+    HINSTANCE first = Platform::LoadLibraryW(kModule);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(Platform::LoadLibraryW(kModule), first);
+    EXPECT_EQ(Platform::GetModuleHandleW(kModule), first); // takes none
+    EXPECT_TRUE(Platform::FreeLibrary(first));
+    EXPECT_EQ(Platform::GetModuleHandleW(kModule), first);
+    EXPECT_TRUE(Platform::FreeLibrary(first));
+    EXPECT_EQ(Platform::GetModuleHandleW(kModule), nullptr);
+    EXPECT_EQ(Platform::GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_FALSE(Platform::FreeLibrary(first));
+}
+
+TEST(Modules, OnlyAModulesOwnExportsAreFound) {
+    const Loaded module(kModule);
+    const auto function =
+        reinterpret_cast<int (*)()>(Platform::GetProcAddressW(module, u"TestModuleFunction"));
+    ASSERT_NE(function, nullptr);
+    EXPECT_EQ(function(), 42);
+    EXPECT_EQ(Platform::GetModuleHandleFromAddress(reinterpret_cast<const void*>(function)),
+              static_cast<HINSTANCE>(module));
+    const auto data = reinterpret_cast<const int*>(Platform::GetProcAddressW(module, u"TestModuleData"));
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(*data, 851);
+    for (const char16_t* name :
+         {u"TestDependencyExport", u"testmodulefunction", u"", u"TestModuleFunction\u00E9"}) {
+        Platform::SetLastError(0);
+        EXPECT_EQ(Platform::GetProcAddressW(module, name), nullptr);
+        EXPECT_EQ(Platform::GetLastError(), ERROR_PROC_NOT_FOUND);
+    }
+    EXPECT_EQ(Platform::GetProcAddressW(Platform::GetModuleHandleW(nullptr), u"TestModuleFunction"), nullptr);
+    const HINSTANCE dependency = Platform::GetModuleHandleW(u"TestDependency.dll");
+    ASSERT_NE(dependency, nullptr);
+    EXPECT_NE(Platform::GetProcAddressW(dependency, u"TestDependencyExport"), nullptr);
+    EXPECT_EQ(Platform::GetProcAddressW(dependency, u"TestModuleFunction"), nullptr);
+}
+
+TEST(Modules, AFailedLoadTellsWhy) {
+    EXPECT_EQ(loadError(u"NoSuchModule.dll"), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(loadError(u"no\\such\\folder\\Module.dll"), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(search(u"NoSuchModule.dll"), u"");
+    std::ofstream("text.dll") << "This is no module.";
+    EXPECT_EQ(loadError(u".\\text.dll"), ERROR_BAD_EXE_FORMAT);
+    // One file in two ways: cut off behind its headers, and whole.
+    const fs::path whole = onDisk(search(kModule));
+    fs::copy_file(whole, "cut.dll");
+    fs::resize_file("cut.dll", 1000);
+    EXPECT_EQ(loadError(u".\\cut.dll"), ERROR_BAD_EXE_FORMAT);
+    fs::copy_file(whole, "Copy.dll");
+    EXPECT_NE(Loaded(u".\\copy"), nullptr);
+}
+
+TEST(Modules, HandlesThatAreNoneAreRefused) {
+    const HINSTANCE stranger = reinterpret_cast<HINSTANCE>(std::uintptr_t{0x12340000});
+    char16_t buffer[16];
+    EXPECT_FALSE(Platform::FreeLibrary(nullptr));
+    EXPECT_FALSE(Platform::FreeLibrary(stranger));
+    EXPECT_EQ(Platform::GetProcAddressW(stranger, u"x"), nullptr);
+    EXPECT_EQ(Platform::GetModuleFileNameW(stranger, buffer, 16), 0u);
+    EXPECT_EQ(Platform::GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(Platform::LoadStringW(stranger, 17, buffer, 16), 0);
+    EXPECT_EQ(Platform::FindResourceW(stranger, buffer, RT_STRING), nullptr);
+    EXPECT_EQ(Platform::GetModuleHandleFromAddress(nullptr), nullptr);
+    EXPECT_EQ(Platform::LoadLibraryW(nullptr), nullptr);
+}
+
+TEST(Modules, PathsThatDoNotFitAreCut) {
+    const std::u16string path = fileName(nullptr);
+    char16_t buffer[8] = {};
+    EXPECT_EQ(Platform::GetModuleFileNameW(nullptr, buffer, 5), 5u);
+    EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(std::u16string(buffer), path.substr(0, 4));
+    EXPECT_EQ(Platform::SearchLibraryPathW(kModule, 5, buffer), search(kModule).size() + 1);
+}
+
+TEST(Resources, StringsAreFoundById) {
+    const Loaded module(kModule);
+    const struct {
+        UINT id;
+        int size;
+        std::u16string text;
+    } table[] = {
+        {17, 100, u"seventeen"},
+        {17, 10, u"seventeen"},
+        {17, 9, u"seventee"},
+        {17, 1, u""},
+        {18, 100, u""},
+        {19, 100, u""},
+        {65535, 100, u"last"},
+        {16, 100, u""},
+        {0, 100, u""},
+        {4095, 100, u""},
+        {4096, 100, u"\u041F\u0440\u0438\u0432\u0435\u0442"},
+    };
+    for (const auto& row : table) {
+        char16_t buffer[100];
+        std::fill(std::begin(buffer), std::end(buffer), u'#');
+        EXPECT_EQ(Platform::LoadStringW(module, row.id, buffer, row.size), static_cast<int>(row.text.size()));
+        EXPECT_EQ(std::u16string(buffer), row.text) << row.id;
+    }
+    char16_t buffer[100];
+    Platform::LoadStringW(module, 19, buffer, 100);
+    EXPECT_EQ(Platform::GetLastError(), ERROR_RESOURCE_NAME_NOT_FOUND);
+    EXPECT_EQ(Platform::LoadStringW(nullptr, 17, buffer, 100), 0); // the program's own, which has none
+}
+
+TEST(Resources, StringsLieInBlocksOfSixteen) {
+    const Loaded module(kModule);
+    const auto number = [](std::uintptr_t value) { return reinterpret_cast<const char16_t*>(value); };
+    for (const std::uintptr_t block : {2, 257, 4096})
+        EXPECT_NE(Platform::FindResourceW(module, number(block), RT_STRING), nullptr) << block;
+    EXPECT_NE(Platform::FindResourceW(module, u"#2", u"#6"), nullptr);
+    for (const std::uintptr_t block : {1, 3, 256, 258, 4095}) {
+        EXPECT_EQ(Platform::FindResourceW(module, number(block), RT_STRING), nullptr) << block;
+        EXPECT_EQ(Platform::GetLastError(), ERROR_RESOURCE_NAME_NOT_FOUND);
+    }
+    EXPECT_EQ(Platform::FindResourceW(module, number(2), RT_RCDATA), nullptr);
+    EXPECT_EQ(Platform::GetLastError(), ERROR_RESOURCE_TYPE_NOT_FOUND);
+    EXPECT_EQ(Platform::FindResourceW(nullptr, number(2), RT_STRING), nullptr);
+}
+
+} // namespace

@@ -1,0 +1,103 @@
+// What the POSIX port makes of the user's environment.
+#include "platform/posix/language.h"
+
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+namespace {
+
+namespace Posix = Tarn::Platform::Posix;
+
+constexpr const char* kVariables[] = {"LC_ALL", "LC_CTYPE",    "LC_MESSAGES",
+                                      "LANG",   "TARNKIT_ACP", "TARNKIT_OEMCP"};
+
+/// Sets the variables of the locale and the code pages for a scope and clears those not named.
+class Environment {
+public:
+    Environment(std::initializer_list<std::pair<const char*, const char*>> values) {
+        for (int i = 0; i < static_cast<int>(std::size(kVariables)); i++) {
+            const char* value = std::getenv(kVariables[i]);
+            wasSet[i] = value != nullptr;
+            before[i] = value != nullptr ? value : "";
+            unsetenv(kVariables[i]);
+        }
+        for (const auto& [name, value] : values)
+            setenv(name, value, 1);
+    }
+    ~Environment() {
+        for (int i = 0; i < static_cast<int>(std::size(kVariables)); i++)
+            wasSet[i] ? setenv(kVariables[i], before[i].c_str(), 1) : unsetenv(kVariables[i]);
+    }
+
+private:
+    bool wasSet[std::size(kVariables)];
+    std::string before[std::size(kVariables)];
+};
+
+TEST(UserLocale, GivesTheCodePages) {
+    const struct {
+        std::initializer_list<std::pair<const char*, const char*>> environment;
+        UINT ansi;
+        UINT oem;
+    } table[] = {
+        {{}, 1252, 437},
+        {{{"LC_ALL", "C"}, {"LANG", "de_DE.UTF-8"}}, 1252, 437},
+        {{{"LC_ALL", "C.UTF-8"}}, CP_UTF8, 437},
+        {{{"LANG", "de_DE.UTF-8"}}, CP_UTF8, 850},
+        {{{"LANG", "ru_RU.UTF-8"}}, CP_UTF8, 866},
+        // These stand in no usual installation; the name alone tells.
+        {{{"LANG", "xx_XX.KOI8-R"}}, 20866, 866},
+        {{{"LANG", "de_XX.ISO-8859-15@euro"}}, 28605, 850},
+        {{{"LANG", "xx_XX.cp1251"}}, 1251, 866},
+        {{{"LANG", "ja_XX.SJIS"}}, 932, 932},
+        {{{"LANG", "xx_XX.klingon"}}, 1252, 437},
+        {{{"TARNKIT_ACP", "1250"}}, 1250, 852},
+        {{{"TARNKIT_ACP", "65001"}, {"TARNKIT_OEMCP", "855"}}, CP_UTF8, 855},
+        {{{"TARNKIT_ACP", "1"}, {"TARNKIT_OEMCP", "12x"}}, 1252, 437},
+        {{{"TARNKIT_ACP", "99999999999999999999"}, {"TARNKIT_OEMCP", ""}}, 1252, 437},
+    };
+    for (const auto& row : table) {
+        const Environment environment(row.environment);
+        UINT ansi = 0;
+        UINT oem = 0;
+        Posix::FindCodePages(&ansi, &oem);
+        EXPECT_EQ(ansi, row.ansi) << row.environment.begin()->second;
+        EXPECT_EQ(oem, row.oem) << row.environment.begin()->second;
+    }
+}
+
+TEST(UserLocale, GivesTheLanguage) {
+    const std::pair<const char*, LANGID> table[] = {
+        {"C", 0x0409},
+        {"POSIX", 0x0409},
+        {"de_DE.UTF-8", 0x0407},
+        {"de_CH", 0x0807},
+        {"ru_RU", 0x0419},
+        {"pt_BR.UTF-8", 0x0416},
+        {"pt_PT", 0x0816},
+        {"sr_RS", 0x0C1A},
+        {"nb_NO", 0x0414},
+        {"nn_NO", 0x0814},
+        {"sr_RS@latin", 0x081A},
+        {"zh_TW", 0x0404},
+        {"zh_CN.GB18030", 0x0804},
+        {"en_GB", 0x0809},
+        {"xx", 0x0409},
+    };
+    for (const auto& [locale, id] : table)
+        EXPECT_EQ(Posix::LanguageOf(locale).id, id) << locale;
+    {
+        const Environment environment({{"LANG", "fr_FR"}, {"LC_MESSAGES", "cs_CZ.UTF-8"}});
+        EXPECT_EQ(Tarn::Platform::GetSystemDefaultLangID(), 0x0405);
+    }
+    const Environment environment({{"LC_ALL", ""}, {"LANG", "tt_RU"}});
+    EXPECT_EQ(Tarn::Platform::GetSystemDefaultLangID(), 0x0444);
+}
+
+} // namespace

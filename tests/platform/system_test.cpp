@@ -1,0 +1,90 @@
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+namespace Platform = Tarn::Platform;
+
+TEST(SystemText, EveryCodeOfFilesRegistryAndModulesHasALine) {
+    for (const DWORD code : {ERROR_SUCCESS,
+                             ERROR_FILE_NOT_FOUND,
+                             ERROR_PATH_NOT_FOUND,
+                             ERROR_ACCESS_DENIED,
+                             ERROR_INVALID_HANDLE,
+                             ERROR_SHARING_VIOLATION,
+                             ERROR_BAD_NETPATH,
+                             ERROR_FILE_EXISTS,
+                             ERROR_DISK_FULL,
+                             ERROR_INSUFFICIENT_BUFFER,
+                             ERROR_INVALID_NAME,
+                             ERROR_MOD_NOT_FOUND,
+                             ERROR_PROC_NOT_FOUND,
+                             ERROR_NEGATIVE_SEEK,
+                             ERROR_DIR_NOT_EMPTY,
+                             ERROR_ALREADY_EXISTS,
+                             ERROR_BAD_EXE_FORMAT,
+                             ERROR_MORE_DATA,
+                             ERROR_NO_MORE_ITEMS,
+                             ERROR_DIRECTORY,
+                             ERROR_KEY_DELETED,
+                             ERROR_NO_UNICODE_TRANSLATION,
+                             ERROR_RESOURCE_NAME_NOT_FOUND,
+                             static_cast<DWORD>(E_FAIL),
+                             static_cast<DWORD>(E_OUTOFMEMORY)}) {
+        char16_t buffer[512] = {};
+        const DWORD length = Platform::FormatSystemMessageW(code, true, buffer, 512);
+        const std::u16string text = buffer;
+        ASSERT_GT(length, 2u) << code;
+        EXPECT_EQ(text.size(), length) << code;
+        EXPECT_EQ(text.find(u"\r\n"), length - 2) << code;
+    }
+}
+
+TEST(SystemText, UnknownCodesAndSmallBuffersGiveNothing) {
+    constexpr DWORD kNoTextForCode = 317;
+    char16_t buffer[512] = {};
+    EXPECT_EQ(Platform::FormatSystemMessageW(0x20001234, true, buffer, 512), 0u);
+    EXPECT_EQ(Platform::GetLastError(), kNoTextForCode);
+    const DWORD length = Platform::FormatSystemMessageW(ERROR_ACCESS_DENIED, true, buffer, 512);
+    EXPECT_EQ(Platform::FormatSystemMessageW(ERROR_ACCESS_DENIED, true, buffer, length + 1), length);
+    EXPECT_EQ(Platform::FormatSystemMessageW(ERROR_ACCESS_DENIED, true, buffer, length), 0u);
+    EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+}
+
+TEST(SystemVersion, TellsThePlatformToAStructureOfTheRightSize) {
+    OSVERSIONINFOW information = {};
+    information.dwOSVersionInfoSize = 20;
+    EXPECT_FALSE(Platform::GetVersionExW(&information));
+    EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    ASSERT_EQ(sizeof(information), 276u);
+    information.dwOSVersionInfoSize = sizeof(information);
+    ASSERT_TRUE(Platform::GetVersionExW(&information));
+    EXPECT_GE(information.dwMajorVersion, 4u);
+    constexpr DWORD kHandheld = 3;
+    char16_t type[20] = {};
+    if (information.dwPlatformId == kHandheld) {
+        EXPECT_FALSE(Platform::SystemParametersInfoW(257, 17, type));
+        EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+        EXPECT_TRUE(Platform::SystemParametersInfoW(257, sizeof(type), type));
+        EXPECT_EQ(std::u16string(type), u"PocketPC");
+    }
+    EXPECT_FALSE(Platform::SystemParametersInfoW(0xFFFF, sizeof(type), type));
+}
+
+TEST(ComStrings, CarryTheirLengthInBytesInFront) {
+    const BSTR text = Platform::SysAllocString(reinterpret_cast<const OLECHAR*>(u"abc"));
+    ASSERT_NE(text, nullptr);
+    DWORD bytes = 0;
+    std::memcpy(&bytes, reinterpret_cast<const char*>(text) - sizeof(bytes), sizeof(bytes));
+    EXPECT_EQ(bytes, 6u);
+    EXPECT_EQ(std::memcmp(text, u"abc", 8), 0);
+    Platform::SysFreeString(text);
+    EXPECT_EQ(Platform::SysAllocString(nullptr), nullptr);
+    Platform::SysFreeString(nullptr);
+}
+
+} // namespace
