@@ -1,0 +1,62 @@
+#include "tests/strings/text_literals.h"
+
+#include <gtest/gtest.h>
+
+namespace Tarn {
+namespace {
+
+constexpr unsigned kAnsi = 0;
+constexpr unsigned kOem = 1;
+constexpr unsigned kShiftJis = 932;
+constexpr unsigned kCyrillic = 1251;
+constexpr unsigned kUtf8 = 65001;
+constexpr unsigned kUnknown = 4711;
+
+TEST(Conversion, GoesThereAndBackInEveryKindOfCodePage) {
+    const struct {
+        const char* bytes;
+        const char16_t* text;
+        unsigned codePage;
+    } kCases[] = {
+        {"plain", u"plain", kAnsi},
+        {"plain", u"plain", kOem},
+        {"\xCF\xF0\xE8", u"\u041F\u0440\u0438", kCyrillic},
+        {"\x93\xFA\x96{\xB1", u"\u65E5\u672C\uFF71", kShiftJis},
+        {"\xD0\x9F\xE2\x82\xAC\xF0\x9F\x98\x80", u"\u041F\u20AC\U0001F600", kUtf8},
+    };
+    for (const auto& c : kCases) {
+        EXPECT_EQ(CUnicodeString(c.bytes, c.codePage), c.text) << c.codePage;
+        EXPECT_EQ(CString(c.text, c.codePage), c.bytes) << c.codePage;
+        EXPECT_EQ(CUnicodeString(c.text).CreateString(c.codePage).CreateUnicodeString(c.codePage), c.text);
+    }
+    EXPECT_EQ(CUnicodeString("\xCF\xF0\xE8", 2, kCyrillic), u"\u041F\u0440");
+    EXPECT_EQ(CString(u"\u041F\u0440", 1, kCyrillic), "\xCF");
+}
+
+TEST(Conversion, WhatIsNullEmptyOrImpossibleIsTheEmptyString) {
+    const char* noBytes = nullptr;
+    const char16_t* noText = nullptr;
+    for (const CUnicodeString& text :
+         {CUnicodeString(noBytes, kAnsi), CUnicodeString("x", 0, kAnsi), CUnicodeString("x", kUnknown),
+          CUnicodeString("\x93", kShiftJis), CUnicodeString("", kUtf8)})
+        EXPECT_EQ(text.Ptr(), CUnicodeString().Ptr());
+    for (const CString& text : {CString(noText, kAnsi), CString(noText, 3, kAnsi), CString(u"x", 0, kUtf8),
+                                CString(u"x", kUnknown), CString(u"", kAnsi)})
+        EXPECT_EQ(text.Ptr(), CString().Ptr());
+}
+
+TEST(Conversion, UnknownCharactersBecomeTheDefaultAndInvalidUtf8TheReplacement) {
+    EXPECT_EQ(CString(u"a\u4E00b", kCyrillic), "a?b");
+    EXPECT_EQ(CString(u"a\u0416b", kShiftJis), "a\x84\x47"
+                                               "b");
+    EXPECT_EQ(CString(u"a\u00F7\u0E01", kShiftJis), "a\x81\x80?") << "the retry allows the default";
+    EXPECT_EQ(CUnicodeString("a\xFF", kUtf8), u"a\uFFFD");
+}
+
+TEST(Conversion, AnEmbeddedNulCutsTheResult) {
+    EXPECT_EQ(CUnicodeString("ab\0cd", 5, kUtf8).GetLength(), 2);
+    EXPECT_EQ(CString(u"ab\0cd", 5, kCyrillic).GetLength(), 2);
+}
+
+} // namespace
+} // namespace Tarn

@@ -1,0 +1,130 @@
+#include "tests/strings/text_literals.h"
+
+#include <tarnkit/text_of_values.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <random>
+
+namespace Tarn {
+namespace {
+
+template<class... Arguments>
+void expectBoth(const char* expected, const char* format, Arguments... arguments) {
+    EXPECT_EQ(Format(format, arguments...), expected) << format;
+    EXPECT_EQ(Format(CLiteral<char16_t>(format).text.c_str(), arguments...).CreateString(), expected)
+        << format;
+}
+
+// The platform's own printf is the judge of what both have in common.
+template<class Argument>
+void expectAsPlatform(const char* format, int width, int precision, Argument argument) {
+    static char expected[3000];
+    ASSERT_LT(std::snprintf(expected, sizeof expected, format, width, precision, argument),
+              static_cast<int>(sizeof expected));
+    expectBoth(expected, format, width, precision, argument);
+}
+
+TEST(Formatting, AgreesWithThePlatformOnRandomNumbers) {
+    std::mt19937_64 random(7);
+    const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
+    for (int step = 0; step < 6000 && !testing::Test::HasFailure(); step++) {
+        std::string flags;
+        for (const char flag : {'-', '+', ' ', '#', '0'})
+            if (below(3) == 0)
+                flags += flag;
+        const int width = static_cast<int>(below(30)) - 5;
+        const int precision = static_cast<int>(below(20)) - 3;
+        const std::string start = "[%" + flags + "*.*";
+        const auto bits = static_cast<long long>(random() >> below(64));
+        // What signs and alternate forms do elsewhere is undefined.
+        const std::string signedFlags = start.substr(0, start.find('#')) + start.substr(start.find('#') + 1);
+        const char* letters = "uoxX";
+        const std::string letter(1, letters[below(4)]);
+        const bool isAlternateDecimal = letter == "u" && flags.find('#') != flags.npos;
+        if (!isAlternateDecimal)
+            expectAsPlatform((start + "ll" + letter + "]").c_str(), width, precision, bits);
+        if (flags.find('#') == flags.npos) {
+            expectAsPlatform((start + "d]").c_str(), width, precision, static_cast<int>(bits));
+            expectAsPlatform((start + "hhi]").c_str(), width, precision, static_cast<int>(bits));
+            expectAsPlatform((start + "ld]").c_str(), width, precision, static_cast<long>(bits));
+        }
+        const double value = std::ldexp(static_cast<double>(static_cast<long long>(random())),
+                                        below(2) == 0 ? -63 - static_cast<int>(below(20))
+                                                      : static_cast<int>(below(1500)) - 900);
+        const char* floatLetters = "fFeEgGaA";
+        const char floatLetter = floatLetters[below(8)];
+        if (floatLetter == 'a' || floatLetter == 'A' ? std::isnormal(value) : true)
+            expectAsPlatform((start + floatLetter + "]").c_str(), width, precision, value);
+    }
+}
+
+TEST(Formatting, KnowsTheWindowsSet) {
+    expectBoth("-1 ffffffffffffffff 4294967295", "%I64d %I64x %I32u", -1LL, -1LL, -1);
+    expectBoth("255 -1 65535", "%hhu %hd %hu", -1, 0x1FFFF, -1);
+    expectBoth("7 -7 9", "%Iu %zd %jd", std::size_t{7}, std::ptrdiff_t{-7}, std::intmax_t{9});
+    expectBoth("50% x", "%d%% %c", 50, 'x');
+    expectBoth("1.50 2.5e+00", "%.2Lf %.1Le", 1.5L, 2.5L);
+    expectBoth("inf -INF   nan", "%f %G %05a", HUGE_VAL, -HUGE_VAL, std::numeric_limits<double>::quiet_NaN());
+    expectBoth(kPointerSize == 8 ? "00000000000001AB" : "000001AB", "%p", reinterpret_cast<void*>(0x1AB));
+    expectBoth("(null)(nu", "%s%.3s", static_cast<void*>(nullptr), static_cast<void*>(nullptr));
+    expectBoth("x   |    y|00z", "%-4hs|%5hs|%03hc", "x", "y", 'z');
+}
+
+TEST(Formatting, TakesTextOfEitherWidth) {
+    EXPECT_EQ(Format("%s|%S|%ls|%ws|%hs|%hS", "a", u"b", u"c", u"d", "e", "f"), "a|b|c|d|e|f");
+    EXPECT_EQ(Format(u"%s|%S|%ls|%ws|%hs|%hS", u"a", "b", u"c", u"d", "e", "f"), u"a|b|c|d|e|f");
+    EXPECT_EQ(Format("%c%C%lc%hc%wc", 'a', u'b', u'c', 'd', u'e'), "abcde");
+    EXPECT_EQ(Format(u"%c%C%lc%hc", u'\u0416', 'b', u'\u0416', 'd'), u"\u0416b\u0416d");
+    const char unterminated[] = {'1', '2', '3'};
+    const char16_t wideUnterminated[] = {'4', '5', '6'};
+    EXPECT_EQ(Format("%.3s%.2S|%5.1S|", unterminated, wideUnterminated, u"wide"), "12345|    w|");
+    EXPECT_EQ(Format(u"%.3s%.2S|%-5.9S|", wideUnterminated, unterminated, "thin"), u"45612|thin |");
+}
+
+TEST(Formatting, GrowsUntilTheTextFits) {
+    for (const int length : {255, 256, 257, 511, 513, 100000}) {
+        const CString text('x', length);
+        EXPECT_EQ(Format("%s", text.Ptr()), text);
+        EXPECT_EQ(Format(u"%S%d", text.Ptr(), 5), CUnicodeString(u'x', length) + u'5');
+        EXPECT_EQ(Sprintf("%*d", length, 1).GetLength(), length);
+        EXPECT_EQ(Sprintf(u"%.*f", length, 0.5).GetLength(), length + 2);
+    }
+}
+
+TEST(Formatting, EndsAtAnImpossibleConversion) {
+    int untouched = 5;
+    expectBoth("a1", "a%d%n%d", 1, &untouched, 2);
+    EXPECT_EQ(untouched, 5);
+    for (const char* format :
+         {"ok%", "ok%y", "ok%5", "ok%99999999999d", "ok%.99999999999d", "ok%l", "ok%1$d"})
+        expectBoth("ok", format, 1);
+    EXPECT_EQ(Format(u"ok%\u0164", 1), u"ok");
+}
+
+int formatInto(char16_t* buffer, int size, const char16_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const int first = FormatInto(buffer, size, format, arguments);
+    const int second = FormatInto(buffer, size, format, arguments);
+    va_end(arguments);
+    return first == second ? first : -2;
+}
+
+TEST(Formatting, IntoABufferWritesNothingBehindIt) {
+    char16_t buffer[] = u"........";
+    EXPECT_EQ(formatInto(buffer, 4, u"%d%d", 12, 34), 4);
+    EXPECT_EQ(CUnicodeString(buffer), u"1234....") << "no room for the terminator, none written";
+    EXPECT_EQ(formatInto(buffer, 4, u"%s", u"56"), 2);
+    EXPECT_EQ(CUnicodeString(buffer), u"56");
+    EXPECT_EQ(formatInto(buffer, 4, u"%d%d", 123, 45), -1);
+    EXPECT_EQ(CUnicodeString(buffer), u"1234....");
+    EXPECT_EQ(formatInto(buffer, 0, u"%2147483647d", 1), -1);
+    EXPECT_EQ(formatInto(buffer, 0, u""), 0);
+}
+
+} // namespace
+} // namespace Tarn

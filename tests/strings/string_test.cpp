@@ -1,0 +1,341 @@
+#include "tests/strings/text_literals.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace Tarn {
+namespace {
+
+template<class String>
+class StringsOfBothWidths : public StringTest<String> {};
+TYPED_TEST_SUITE(StringsOfBothWidths, BothWidths);
+
+// The longest text that a block of the pool holds beside the header and the terminator.
+template<class Unit>
+constexpr int roomOf(int blockSize) {
+    return (blockSize - 12) / static_cast<int>(sizeof(Unit)) - 1;
+}
+
+TYPED_TEST(StringsOfBothWidths, EmptyTextsShareOneBodyThatIsNeverFreed) {
+    using String = TypeParam;
+    using Unit = UnitOf<String>;
+    const CLiteral<Unit> ab = this->T("ab");
+    EXPECT_EQ(String::Body::emptyStringBody.AllocatedSize(), static_cast<int>(sizeof(Unit)));
+    for (const String& text :
+         {String(), String(Unit('x'), 0), String(Unit('x'), -3), this->S(""), String(ab, 0),
+          this->S("abc").Mid(3, 0), String() + String(), this->S("  ").Left(0)})
+        EXPECT_TRUE(this->IsSharedEmpty(text));
+    String changed;
+    changed += ab;
+    changed = this->T("");
+    EXPECT_FALSE(this->IsSharedEmpty(changed)) << "an unshared body is kept for reuse";
+    changed.Empty();
+    EXPECT_TRUE(this->IsSharedEmpty(changed));
+    for (int i = 0; i < 10; i++)
+        String::Body::emptyStringBody.DecRef();
+    EXPECT_EQ(String().GetLength(), 0) << "a drifted count does no harm";
+    for (int i = 0; i < 10; i++)
+        String::Body::emptyStringBody.IncRef();
+}
+
+TYPED_TEST(StringsOfBothWidths, CopiesShareTheTextUntilOneIsWritten) {
+    using String = TypeParam;
+    String a = this->S("shared");
+    String b = a;
+    EXPECT_EQ(a.Ptr(), b.Ptr());
+    b.SetBufferLength(5);
+    EXPECT_EQ(a.Ptr(), b.Ptr()) << "there is room enough already";
+    b.GetBuffer(10)[0] = 'S';
+    EXPECT_EQ(a, this->T("shared"));
+    EXPECT_EQ(b, this->T("Shared"));
+    b.SetAt(1, 'H');
+    b = static_cast<const String&>(b);
+    EXPECT_EQ(b, this->T("SHared"));
+
+    const auto* text = b.Ptr();
+    String moved = std::move(b);
+    EXPECT_EQ(moved.Ptr(), text);
+    EXPECT_TRUE(this->IsSharedEmpty(b));
+    a = std::move(moved);
+    EXPECT_EQ(a.Ptr(), text);
+    EXPECT_TRUE(this->IsSharedEmpty(moved));
+}
+
+TYPED_TEST(StringsOfBothWidths, ATextIsCutAtItsFirstNulButKeepsItsRoom) {
+    using String = TypeParam;
+    using Unit = UnitOf<String>;
+    const Unit source[] = {'a', 'b', 'c', 0, 'd', 'e', 'f', 'g'};
+    String text(source, 7);
+    EXPECT_EQ(text, this->T("abc"));
+    const Unit* place = text.Ptr();
+    EXPECT_EQ(text.GetBuffer(7), place);
+
+    text.GetBufferSetLength(5);
+    EXPECT_EQ(text.GetLength(), 5);
+    text.ReleaseBuffer();
+    EXPECT_EQ(text.GetLength(), 3);
+}
+
+TYPED_TEST(StringsOfBothWidths, AssignmentKeepsABodyThatHasRoom) {
+    using String = TypeParam;
+    using Unit = UnitOf<String>;
+    const int room = roomOf<Unit>(32);
+    const int inPlace = sizeof(Unit) == 1 ? room - 1 : room;
+    String text = this->S("x");
+    const Unit* place = text.Ptr();
+    text = this->T(std::string(static_cast<std::size_t>(inPlace), 'y'));
+    EXPECT_EQ(text.Ptr(), place);
+    text = text.Ptr() + 2;
+    EXPECT_EQ(text, String(Unit('y'), inPlace - 2));
+    EXPECT_EQ(text.GetBuffer(room), place) << "the 8-bit spare byte concerns assignment only";
+    text.ReleaseBuffer(0);
+    text = this->T(std::string(static_cast<std::size_t>(inPlace) + 1, 'z'));
+    EXPECT_EQ(text, String(Unit('z'), inPlace + 1));
+    text = Unit('c');
+    EXPECT_EQ(text, this->T("c"));
+}
+
+TYPED_TEST(StringsOfBothWidths, LargeTextsGrowByAFifth) {
+    using String = TypeParam;
+    using Unit = UnitOf<String>;
+    const struct {
+        int length, asked, room;
+    } kCases[] = {{1000, 1001, 1200}, {1000, 1500, 1500}, {10, 20, roomOf<Unit>(64)}, {10, 11, 0}};
+    for (const auto& c : kCases) {
+        String text(Unit('x'), c.length);
+        text.GetBuffer(c.asked);
+        text.ReleaseBuffer(c.length);
+        const Unit* place = text.Ptr();
+        EXPECT_EQ(text.GetBuffer(std::max(c.room, c.asked)), place) << c.asked;
+        text.ReleaseBuffer(c.length);
+        if (c.room > 0) {
+            text.SetBufferLength(c.room + 1);
+            EXPECT_NE(text.Ptr(), place) << c.asked;
+        }
+        EXPECT_EQ(text, String(Unit('x'), c.length));
+    }
+}
+
+TYPED_TEST(StringsOfBothWidths, ALengthBeyondIntIsTheMemoryExceptionAndLosesNothing) {
+    using String = TypeParam;
+    using Unit = UnitOf<String>;
+    String text = this->S("kept");
+    const auto failing = {
+        +[](String& s) { s.GetBuffer(INT_MAX); },
+        +[](String& s) { s.SetBufferLength(INT_MAX / static_cast<int>(sizeof(Unit)) - 4); },
+        +[](String&) { String::Body::MakeNew(-1); },
+        +[](String&) { String(Unit('x'), INT_MAX - 12); },
+        +[](String& s) { s.Mid(0, INT_MAX); },
+    };
+    for (const auto& fail : failing)
+        EXPECT_ANY_THROW(fail(text));
+    EXPECT_EQ(text, this->T("kept"));
+    EXPECT_EQ(String::Body::RequiredMemorySize(9), sizeof(Unit) == 1 ? 22 : 32);
+}
+
+TYPED_TEST(StringsOfBothWidths, ATextMayBeEditedWithItself) {
+    using String = TypeParam;
+    String text = this->S("abc");
+    text += text;
+    EXPECT_EQ(text, this->T("abcabc"));
+    text.StrIns(text, 1);
+    EXPECT_EQ(text, this->T("aabcabcbcabc"));
+    text.StrReplace(1, 10, text);
+    EXPECT_EQ(text, this->T("aaabcabcbcabcc"));
+    text.StrIns(text.Ptr() + 12, 0);
+    text += text.Ptr() + 10;
+    EXPECT_EQ(text, this->T("ccaaabcabcbcabccbcabcc"));
+    text.StrReplace(0, 22, text.Ptr() + 2);
+    EXPECT_EQ(text, this->T("aaabcabcbcabccbcabcc"));
+
+    String large(static_cast<UnitOf<String>>('x'), 600);
+    const String copy = large;
+    large = large.Ptr();
+    large += large;
+    EXPECT_EQ(large, copy + copy);
+}
+
+// Every editing operation at random places, against std::basic_string.
+TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
+    using String = TypeParam;
+    using Unit = UnitOf<String>;
+    using Standard = std::basic_string<Unit>;
+    std::mt19937 random(20);
+    const auto below = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    const auto size = [](int value) { return static_cast<std::size_t>(value); };
+    String text;
+    Standard expected;
+    String witness;
+    Standard expectedWitness;
+    for (int step = 0; step < 40000; step++) {
+        const int length = text.GetLength();
+        const int position = below(length + 1);
+        const int count = below(length - position + 1);
+        const auto unit = static_cast<Unit>('a' + below(26));
+        const Standard other(size(below(below(8) == 0 ? 300 : 20)), unit);
+        switch (below(14)) {
+        case 0:
+            text += other.c_str();
+            expected += other;
+            break;
+        case 1:
+            text += unit;
+            expected += unit;
+            break;
+        case 2:
+            text.StrIns(other.c_str(), position);
+            expected.insert(size(position), other);
+            break;
+        case 3:
+            text.CharIns(unit, position);
+            expected.insert(size(position), 1, unit);
+            break;
+        case 4:
+            text.StrReplace(position, count, other.c_str());
+            expected.replace(size(position), size(count), other);
+            break;
+        case 5:
+            text.StrDel(position, count);
+            expected.erase(size(position), size(count));
+            break;
+        case 6:
+            if (length > 400) {
+                text.StrDel(position);
+                expected.erase(size(position));
+            }
+            break;
+        case 7:
+            if (length > 0) {
+                text.SetAt(below(length), text[0]);
+                expected.assign(text.Ptr(), size(length));
+            }
+            break;
+        case 8:
+            text.MakeReverse();
+            expected.assign(expected.rbegin(), expected.rend());
+            break;
+        case 9:
+            witness = text;
+            expectedWitness = expected;
+            break;
+        case 10:
+            text = witness + text.Mid(position, count);
+            expected = expectedWitness + expected.substr(size(position), size(count));
+            break;
+        case 11:
+            text = below(2) == 0 ? text.Left(count) : text.Right(count);
+            expected = text.Ptr() == nullptr ? Standard() : Standard(text.Ptr());
+            break;
+        case 12: {
+            const Unit wanted[] = {unit, text[position], 0};
+            EXPECT_EQ(text.Find(wanted, position), static_cast<int>(expected.find(wanted, size(position))));
+            EXPECT_EQ(text.Find(unit, position), static_cast<int>(expected.find(unit, size(position))));
+            EXPECT_EQ(text.ReverseFind(unit), static_cast<int>(expected.rfind(unit)));
+            EXPECT_EQ(text.FindOneOf(wanted, position),
+                      static_cast<int>(expected.find_first_of(wanted, size(position))));
+            break;
+        }
+        default:
+            EXPECT_EQ(text < witness, expected < expectedWitness);
+            EXPECT_EQ(text == witness, expected == expectedWitness);
+            text = other.c_str();
+            expected = other;
+        }
+        ASSERT_EQ(text.GetLength(), static_cast<int>(expected.size())) << step;
+        ASSERT_EQ(text, expected.c_str()) << step;
+        ASSERT_EQ(witness, expectedWitness.c_str()) << step;
+    }
+}
+
+TYPED_TEST(StringsOfBothWidths, SearchesGivePositionsInTheWholeString) {
+    using String = TypeParam;
+    using Unit = UnitOf<String>;
+    const String text = this->S("one two, one");
+    EXPECT_EQ(text.Find(Unit(0)), 12);
+    EXPECT_EQ(text.CharPos('o', 1), 6);
+    EXPECT_EQ(text.ReverseFind(0), 12);
+    EXPECT_EQ(text.ReverseFind('x'), -1);
+    EXPECT_EQ(text.Find(this->T("one"), 1), 9);
+    EXPECT_EQ(text.Find(this->T("ones")), -1);
+    EXPECT_EQ(text.Find(this->T(""), 4), 4);
+    EXPECT_EQ(text.FindOneOf(this->T(",;")), 7);
+    EXPECT_EQ(text.FindOneOf(this->T(";")), -1);
+    EXPECT_EQ(text.Strspn(this->S("eno"), 0), 3);
+    EXPECT_EQ(text.Strcspn(this->T(" ,"), 4), 7);
+    EXPECT_EQ(text.Strcspn(this->T("?"), 4), 12);
+    EXPECT_EQ(text.SpanIncluding(this->T("towen"), 4), this->T("two"));
+    EXPECT_EQ(text.SpanExcluding(this->S(","), 4), this->T("two"));
+    EXPECT_EQ(text.CommonPref(this->T("one"), 9), 3);
+    EXPECT_EQ(text.CommonPref(this->S("one, two"), 0), 3);
+    EXPECT_EQ(text.CommonPref(text, 12), 0);
+    EXPECT_EQ(this->S("hello").CommonSuffix(this->T("yellow")), 0);
+    EXPECT_EQ(this->S("walking").CommonSuffix(this->S("king")), 4);
+    EXPECT_EQ(text.CommonSuffix(this->T("")), 0);
+}
+
+TYPED_TEST(StringsOfBothWidths, ComparesByUnitValueAndWithoutCase) {
+    using String = TypeParam;
+    const String text = this->S("Value_1");
+    EXPECT_LT(text.Compare(this->T("Value_2")), 0);
+    EXPECT_GT(text.Compare(this->T("Value")), 0);
+    EXPECT_GT(this->S("a").Compare(this->T("B")), 0);
+    EXPECT_LT(this->S("a").CompareNoCase(this->T("B")), 0);
+    EXPECT_EQ(text.CompareNoCase(this->T("vALUE_1")), 0);
+    EXPECT_LT(this->S("_").CompareNoCase(this->T("A")), 0) << "case is folded downwards";
+    EXPECT_EQ(text.CompareSubstr(2, this->T("lumen"), 2), 0);
+    EXPECT_NE(text.CompareSubstr(2, this->T("lumen"), 3), 0);
+    EXPECT_EQ(text.CompareSubstrNoCase(2, this->T("LUE_12"), 5), 0);
+    EXPECT_EQ(text.CompareSubstrNoCase(7, this->T(""), 5), 0);
+    CArray<String> sorted{this->S("b"), this->S("B"), this->S("a")};
+    sorted.Sort(String::Cmp);
+    EXPECT_EQ(sorted, (CArray<String>{this->S("B"), this->S("a"), this->S("b")}));
+    EXPECT_EQ(String::CmpNoCase(&sorted[0], &sorted[2]), 0);
+}
+
+TYPED_TEST(StringsOfBothWidths, TrimsAndChangesCase) {
+    using String = TypeParam;
+    String text = this->S(" \t\r\n\f\v a b \v\f\n\r\t ");
+    String left = text;
+    left.TrimLeft();
+    EXPECT_EQ(left, this->T("a b \v\f\n\r\t "));
+    text.Trim();
+    EXPECT_EQ(text, this->T("a b"));
+    String blank = this->S("  ");
+    blank.TrimRight();
+    EXPECT_TRUE(blank.IsEmpty());
+    String cased = this->S("az[AZ]{09}");
+    cased.MakeUpper();
+    EXPECT_EQ(cased, this->T("AZ[AZ]{09}"));
+    cased.MakeLower();
+    EXPECT_EQ(cased, this->T("az[az]{09}"));
+}
+
+TEST(EightBitStrings, BytesAboveAsciiAreNoSpaceAndHaveNoCase) {
+    CString text("\xA0\x85\xE4");
+    const CString before = text;
+    text.Trim();
+    text.MakeUpper();
+    EXPECT_EQ(text, before);
+    EXPECT_GT(CString("\xE4").Compare("z"), 0);
+    EXPECT_GT(CString("\xE4").CompareNoCase("z"), 0);
+}
+
+TEST(UnicodeStrings, SpacesAndCaseAreThoseOfUnicodeInTheBmp) {
+    CUnicodeString text(u"\u00A0\u3000\u2009\u202F\u0085x\u200B\u2028\u205F\u1680");
+    text.Trim();
+    EXPECT_EQ(text, u"x\u200B") << "the zero-width space is no white space";
+    CUnicodeString cased(u"a\u00E4\u0436\u03B2\u00DF");
+    cased.MakeUpper();
+    EXPECT_EQ(cased, u"A\u00C4\u0416\u0392\u00DF");
+    EXPECT_EQ(cased.CompareNoCase(u"A\u00E4\u0436\u03B2\u00DF"), 0);
+    cased.MakeLower();
+    EXPECT_EQ(cased, u"a\u00E4\u0436\u03B2\u00DF");
+    EXPECT_EQ(CUnicodeString(u"\uFFFF").Compare(u"a"), 1);
+    EXPECT_EQ(CUnicodeString(u"a").Compare(u"\uFFFF"), -1);
+}
+
+} // namespace
+} // namespace Tarn
