@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -88,31 +89,37 @@ bool readAt(int file, void* buffer, std::size_t size, off_t position) {
     return pread(file, buffer, size, position) == static_cast<ssize_t>(size);
 }
 
-/// Whether a file is a complete library for this processor.
-bool isLibrary(int file) {
-    ElfHeader header;
-    struct stat information;
-    if (!readAt(file, &header, sizeof(header), 0) || fstat(file, &information) != 0 ||
-        std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != kNativeClass ||
-        header.e_type != ET_DYN || header.e_phentsize != sizeof(ElfSegment))
-        return false;
+/// Whether this processor runs what a file's header announces.
+bool isForThisSystem(const ElfHeader& header) {
     ElfHeader own;
     int executable = open(ExecutableFile().c_str(), O_RDONLY | O_CLOEXEC);
     bool ownKnown = executable >= 0 && readAt(executable, &own, sizeof(own), 0);
     if (executable >= 0)
         close(executable);
-    if (ownKnown && header.e_machine != own.e_machine)
-        return false;
+    return std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_ident[EI_CLASS] == kNativeClass &&
+           header.e_phentsize == sizeof(ElfSegment) && (!ownKnown || header.e_machine == own.e_machine);
+}
+
+/// What a file is to the loader: a whole library, a whole program, or nothing that it may touch. The loader
+/// maps what the headers announce without looking whether the file reaches that far.
+LibraryKind kindOf(int file) {
+    ElfHeader header;
+    struct stat information;
+    if (!readAt(file, &header, sizeof(header), 0) || fstat(file, &information) != 0 ||
+        !isForThisSystem(header) || header.e_type != ET_DYN)
+        return LibraryKind::kNone;
     auto length = static_cast<std::uint64_t>(information.st_size);
+    LibraryKind kind = LibraryKind::kLibrary;
     for (unsigned i = 0; i < header.e_phnum; i++) {
         ElfSegment segment;
         if (!readAt(file, &segment, sizeof(segment),
                     static_cast<off_t>(header.e_phoff + i * sizeof(segment))) ||
-            segment.p_type == PT_INTERP ||
-            (segment.p_type == PT_LOAD && segment.p_offset + segment.p_filesz > length))
-            return false;
+            (segment.p_type == PT_LOAD && segment.p_offset + std::uint64_t{segment.p_filesz} > length))
+            return LibraryKind::kNone;
+        if (segment.p_type == PT_INTERP)
+            kind = LibraryKind::kProgram;
     }
-    return true;
+    return kind;
 }
 
 } // namespace
@@ -145,14 +152,14 @@ bool IsExecutableFile(const String& path) {
            own.st_dev == other.st_dev && own.st_ino == other.st_ino;
 }
 
-DWORD WhyNotLoadable(const String& path) {
+DWORD CheckLibraryFile(const String& path, LibraryKind* kind) {
+    *kind = LibraryKind::kNone;
     int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0)
         return errno == EACCES || errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_MOD_NOT_FOUND;
-    bool library = isLibrary(file);
+    *kind = kindOf(file);
     close(file);
-    // A complete library that is refused lacks another one that it needs.
-    return library ? ERROR_MOD_NOT_FOUND : ERROR_BAD_EXE_FORMAT;
+    return *kind == LibraryKind::kNone ? ERROR_BAD_EXE_FORMAT : ERROR_SUCCESS;
 }
 
 } // namespace Tarn::Platform::Posix

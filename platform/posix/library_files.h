@@ -18,7 +18,13 @@ String FindLibraryFile(const char16_t* name);
 String ExecutableFile();
 bool IsExecutableFile(const String& path);
 
-/// Why the loader refused an existing file, as the code that a load reports.
-DWORD WhyNotLoadable(const String& path);
+enum class LibraryKind {
+    kNone,
+    kLibrary,
+    kProgram, // or a library that can be run, which only the loader tells apart
+};
+
+/// Whether the loader may be given a file; if not, the code that a load reports.
+DWORD CheckLibraryFile(const String& path, LibraryKind* kind);
 
 } // namespace Tarn::Platform::Posix

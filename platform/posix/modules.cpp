@@ -106,12 +106,16 @@ HINSTANCE load(const char16_t* name) {
         return fail(ERROR_MOD_NOT_FOUND);
     if (Posix::IsExecutableFile(path))
         return handleOf(mainMap());
-    void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (module != nullptr)
+    Posix::LibraryKind kind;
+    if (DWORD code = Posix::CheckLibraryFile(path, &kind); code != ERROR_SUCCESS)
+        return fail(code);
+    if (void* module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
         return handleOf(module);
     const char* reason = dlerror();
-    bool symbolMissing = reason != nullptr && std::strstr(reason, "undefined symbol") != nullptr;
-    return fail(symbolMissing ? ERROR_PROC_NOT_FOUND : Posix::WhyNotLoadable(path));
+    if (reason != nullptr && std::strstr(reason, "undefined symbol") != nullptr)
+        return fail(ERROR_PROC_NOT_FOUND);
+    // A whole library that is refused lacks another one that it needs.
+    return fail(kind == Posix::LibraryKind::kProgram ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
 }
 
 /// The module whose file has this name, in whatever folder; a name without an extension may lack ".dll".

@@ -46,11 +46,11 @@ int ask(UINT flags, const std::string& typed, std::string* screen = nullptr) {
         const Redirection redirection(terminal, terminal);
         answer = Platform::MessageBoxW(nullptr, u"Keep \u00E4?\r\nReally?", u"Title", flags);
     }
-    char buffer[4096];
-    const ssize_t count = read(user, buffer, sizeof(buffer));
-    if (screen != nullptr && count > 0)
-        screen->assign(buffer, static_cast<std::size_t>(count));
-    close(terminal);
+    close(terminal); // ends what can be read
+    char buffer[256];
+    for (ssize_t count; (count = read(user, buffer, sizeof(buffer))) > 0;)
+        if (screen != nullptr)
+            screen->append(buffer, static_cast<std::size_t>(count));
     close(user);
     return answer;
 }
