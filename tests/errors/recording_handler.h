@@ -1,4 +1,5 @@
-// A message handler for tests: it remembers what it was asked to show and answers as it is told.
+// What the tests of reports share: a message handler that remembers what it was asked to show and answers as
+// it is told, and a check of what is thrown.
 #pragma once
 
 #include <tarnkit/message_handlers.h>
@@ -27,3 +28,15 @@ public:
     int answer = 1;
     std::function<void()> whileShowing;
 };
+
+/// Whether `action` throws an `Exception*`.
+template<class Exception, class Action>
+bool Throws(Action action) {
+    try {
+        action();
+    } catch (Exception* e) {
+        e->Delete();
+        return true;
+    }
+    return false;
+}
