@@ -149,7 +149,7 @@ public:
 
 // CException. -------------------------------------------------------------------------------------------
 
-CException::~CException() = default;
+CException::~CException() noexcept(false) {}
 
 void CException::Warning() const { MessageBoxW(MessageText(), MB_ICONEXCLAMATION); }
 
@@ -241,11 +241,11 @@ void* CMemoryException::operator new(std::size_t size) {
     return &memoryException.object;
 }
 
-void CMemoryException::operator delete(CMemoryException* object, std::destroying_delete_t) {
+void CMemoryException::operator delete(CMemoryException* object, std::destroying_delete_t) noexcept(false) {
     operator delete(static_cast<void*>(object));
 }
 
-void CMemoryException::operator delete(void* object) {
+void CMemoryException::operator delete(void* object) noexcept(false) {
     if (object != &memoryException.object)
         GenAssert(u"ERRORS", 323);
 }

@@ -24,7 +24,7 @@ class CError;
 class TARNKIT_API CException {
 public:
     constexpr CException() = default;
-    virtual ~CException();
+    virtual ~CException() noexcept(false);
 
     CException(const CException&) = delete;
     CException& operator=(const CException&) = delete;
@@ -125,8 +125,8 @@ public:
     /// The static object's memory; any size but the object's own asserts.
     static void* operator new(std::size_t size);
     /// Keeps the static object as it is, for it may be in flight elsewhere; asserts on any other.
-    static void operator delete(CMemoryException* object, std::destroying_delete_t);
-    static void operator delete(void* object);
+    static void operator delete(CMemoryException* object, std::destroying_delete_t) noexcept(false);
+    static void operator delete(void* object) noexcept(false);
 };
 
 /// A failed system call.

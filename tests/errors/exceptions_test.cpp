@@ -201,7 +201,7 @@ public:
 TEST(Exceptions, LiveOutsideTheCurrentMemoryManager) {
     CRefusingManager refusing;
     CMemoryManagerSwitcher switcher(&refusing);
-    EXPECT_THROW(delete new int, CMemoryException*);
+    EXPECT_THROW(alloc_new(4), CMemoryException*);
     EXPECT_EQ(assertionOf([] { GenAssert(u"anywhere", 5); }), u"anywhere 5");
 
     CException* survivor = nullptr;

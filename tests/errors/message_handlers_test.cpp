@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -101,7 +102,9 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
 TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
     CUnicodeString name = FileSystem::GetEXEFileName();
     FileSystem::ReplaceExt(name, u".log");
-    const fs::path log(name.Ptr());
+    std::u16string path = name.Ptr();
+    std::replace(path.begin(), path.end(), u'\\', u'/');
+    const fs::path log(path);
     fs::remove_all(log);
     fs::create_directory(log); // in the way of the file
     {

@@ -21,7 +21,7 @@ CError ERR_OF_THIS_TEST(u"ERR_OF_THIS_TEST", 0);
 class Reporting : public testing::Test {
 protected:
     Reporting() { SetErrorFlag(false); }
-    ~Reporting() override {
+    ~Reporting() noexcept override {
         EndStaticPart();
         SetErrorFlag(false);
     }
