@@ -5,14 +5,14 @@ using namespace Tarn;
 int main() {
     Initialize(nullptr, nullptr);
     try {
-        CFile out(u"/tmp/document.bin", CFile::Write | CFile::Create);
+        CFile out(u"/tmp/document.bin", CFile::ForWriting | CFile::Create);
         CArchive store(&out, CArchive::Storing);
         store.SerializeVersion(1);
         store << CUnicodeString(u"Grüße, мир") << 2026 << 0.5;
         store.Close();
         out.Close();
 
-        CFile in(u"/tmp/document.bin", CFile::Read | CFile::DenyWrite);
+        CFile in(u"/tmp/document.bin", CFile::ForReading | CFile::DenyWrite);
         CArchive load(&in, CArchive::Loading);
         load.SerializeVersion(1);
         CUnicodeString title;

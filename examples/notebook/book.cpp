@@ -15,7 +15,7 @@ constexpr int kBufferSize = 4096;
 } // namespace
 
 void CBook::Load(const CUnicodeString& fileName) {
-    CFile file(fileName, CFile::Read | CFile::DenyWrite);
+    CFile file(fileName, CFile::ForReading | CFile::DenyWrite);
     CArchive archive(&file, CArchive::Loading, kBufferSize);
     CBook loaded;
     loaded.load(archive);
@@ -43,7 +43,7 @@ void CBook::Save(const CUnicodeString& fileName) const {
     // The old book stays untouched until the new one is complete on the disk beside it.
     const CUnicodeString tempName = TempFile::NewInDir(FileSystem::GetDrivePath(fullName), u"nbk");
     try {
-        CFile file(tempName, CFile::Write | CFile::Create);
+        CFile file(tempName, CFile::ForWriting | CFile::Create);
         CArchive archive(&file, CArchive::Storing, kBufferSize);
         store(archive);
         archive.Close();

@@ -73,7 +73,7 @@ void print(const CUnicodeString& text) {
 void printLine(const CUnicodeString& text) { print(text + u"\n"); }
 
 CString readBytes(const CUnicodeString& fileName) {
-    CFile file(fileName, CFile::Read | CFile::DenyWrite);
+    CFile file(fileName, CFile::ForReading | CFile::DenyWrite);
     const int size = file.GetLength();
     CString bytes;
     file.ReadRecord(bytes.GetBufferSetLength(size), size);
@@ -96,7 +96,7 @@ void writeText(const CUnicodeString& fileName, const CUnicodeString& text, unsig
     const CUnicodeString back(bytes.Ptr(), bytes.GetLength(), codePage);
     if (back != text)
         GenCheck(ERR_NOTEBOOK_CANT_ENCODE, UnicodeStr(codePage, 10), fileName);
-    CFile file(fileName, CFile::Write | CFile::Create);
+    CFile file(fileName, CFile::ForWriting | CFile::Create);
     file.Write(bytes.Ptr(), bytes.GetLength());
     file.Close();
 }
@@ -119,7 +119,7 @@ CUnicodeString titleOf(const CUnicodeString& text, const CUnicodeString& fileNam
 class CBookLock {
 public:
     explicit CBookLock(const CUnicodeString& bookName)
-        : name(bookName + u".lock"), file(name, CFile::Write | CFile::Create) {}
+        : name(bookName + u".lock"), file(name, CFile::ForWriting | CFile::Create) {}
     ~CBookLock() {
         file.Abort();
         FileSystem::RemoveIgnoreErrors(name);

@@ -1,0 +1,35 @@
+// The process heap, virtual memory and thread-local storage.
+#include "platform/platform.h"
+#include "platform/windows/text16.h"
+
+namespace Tarn::Platform {
+
+void* HeapAlloc(std::size_t size) { return ::HeapAlloc(::GetProcessHeap(), 0, size); }
+
+BOOL HeapFree(void* block) { return ::HeapFree(::GetProcessHeap(), 0, block); }
+
+void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection) {
+    return ::VirtualAlloc(address, size, type, protection);
+}
+
+BOOL VirtualFree(void* address, std::size_t size, DWORD type) { return ::VirtualFree(address, size, type); }
+
+std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* information, std::size_t size) {
+    return ::VirtualQuery(address, information, size);
+}
+
+DWORD GetPageSize() {
+    SYSTEM_INFO information;
+    ::GetSystemInfo(&information);
+    return information.dwPageSize;
+}
+
+DWORD TlsAlloc() { return ::TlsAlloc(); }
+
+BOOL TlsFree(DWORD index) { return ::TlsFree(index); }
+
+void* TlsGetValue(DWORD index) { return ::TlsGetValue(index); }
+
+BOOL TlsSetValue(DWORD index, void* value) { return ::TlsSetValue(index, value); }
+
+} // namespace Tarn::Platform
