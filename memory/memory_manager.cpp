@@ -68,7 +68,7 @@ void DetachMemoryManagers() {
 
 void* CRuntimeHeapManager::Alloc(int size) {
     // The runtime may answer a request for nothing with null.
-    return orMemoryException(std::malloc(size > 0 ? static_cast<std::size_t>(size) : 1));
+    return orMemoryException(std::malloc(size == 0 ? 1 : static_cast<std::size_t>(size)));
 }
 
 void CRuntimeHeapManager::Free(void* ptr) { std::free(ptr); }

@@ -171,6 +171,8 @@ public:
 
     void* Alloc(int size) override {
         constexpr unsigned unit = kAllocationUnit;
+        if (size < 0)
+            ThrowMemoryException();
         return doAlloc(size, (static_cast<unsigned>(size) + unit - 1) / unit * unit);
     }
     void Free(void*) override {}
@@ -206,7 +208,7 @@ private:
     int allocatedSize = 0;
     int minimalBlockDataSize;
 
-    // Sizes are unsigned here: a negative one fits nowhere and ends in the memory exception.
+    // An aligned size may be beyond what an `int` holds; it fits nowhere then.
     bool canAllocInCurrentBlock(unsigned size) const {
         return current != nullptr && size <= static_cast<unsigned>(current->capacity - current->used);
     }

@@ -153,7 +153,8 @@ TEST(SizeClassAllocator, ServesTheFirstClassThatFits) {
         EXPECT_EQ(actual, served) << size;
         std::memset(block, 0x5A, static_cast<std::size_t>(actual));
         pool.Free(block, actual);
-        if (served <= 512)
+        if (served <= 512) {
             EXPECT_EQ(pool.Alloc(size, actual), block) << size;
+        }
     }
 }

@@ -1,0 +1,8 @@
+# The text of EXAMPLE stands in README, to the letter.
+file(READ ${README} readme)
+file(READ ${EXAMPLE} example)
+string(STRIP "${example}" example)
+string(FIND "${readme}" "${example}" place)
+if(place EQUAL -1)
+  message(FATAL_ERROR "README.md shows another program than ${EXAMPLE}")
+endif()

@@ -1,0 +1,20 @@
+# What `cmake --install` puts where, and the package that find_package(Tarnkit) finds there.
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Tarnkit)
+
+# Clients link Tarnkit::Tarnkit, which is the static part and with it the library.
+set_target_properties(TarnkitStatic PROPERTIES EXPORT_NAME Tarnkit)
+set_target_properties(Tarnkit PROPERTIES EXPORT_NAME Library)
+
+install(TARGETS Tarnkit TarnkitStatic tarnmsg EXPORT TarnkitTargets)
+install(DIRECTORY include/tarnkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT TarnkitTargets NAMESPACE Tarnkit:: DESTINATION ${package_folder})
+
+configure_package_config_file(cmake/TarnkitConfig.cmake.in ${PROJECT_BINARY_DIR}/TarnkitConfig.cmake
+  INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TarnkitConfigVersion.cmake COMPATIBILITY ExactVersion)
+install(FILES ${PROJECT_BINARY_DIR}/TarnkitConfig.cmake ${PROJECT_BINARY_DIR}/TarnkitConfigVersion.cmake
+              cmake/TarnkitMessages.cmake
+        DESTINATION ${package_folder})

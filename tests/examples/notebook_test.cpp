@@ -1,0 +1,164 @@
+// The notebook run as its user runs it: a command line, its output, its exit code, the files it leaves.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct CRun {
+    bool isSuccess;
+    std::string output; // standard output and error
+};
+
+CRun notebook(const std::string& arguments) {
+    const std::string command = "\"" TARNKIT_NOTEBOOK "\" --language 0 " + arguments + " </dev/null 2>&1";
+    std::FILE* pipe = popen(command.c_str(), "r");
+    CRun run{false, {}};
+    std::array<char, 4096> part{};
+    while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe))
+        run.output.append(part.data(), size);
+    run.isSuccess = pclose(pipe) == 0;
+    return run;
+}
+
+void write(const fs::path& name, const std::string& bytes) {
+    std::ofstream(name, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::string read(const fs::path& name) {
+    std::ifstream file(name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// A folder of its own for each test.
+class Notebook : public testing::Test {
+protected:
+    const fs::path folder =
+        fs::current_path() / testing::UnitTest::GetInstance()->current_test_info()->name();
+
+    void SetUp() override {
+        fs::create_directory(folder);
+        fs::current_path(folder);
+    }
+    void TearDown() override { fs::current_path(folder.parent_path()); }
+
+    std::size_t filesLeft() const {
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+    }
+};
+
+} // namespace
+
+TEST_F(Notebook, StoresTheDocumentedBytesAndGivesThemBack) {
+    write("note.txt", "\r\n  A title \nAnd text\n");
+    ASSERT_TRUE(notebook("import b note.txt").isSuccess);
+    const std::string title = "A title";
+    const std::string text = read("note.txt");
+    std::string expected = "\x01\x01";
+    for (const std::string& part : {title, text}) {
+        expected += static_cast<char>(part.size());
+        for (char c : part)
+            expected += {c, '\0'};
+    }
+    EXPECT_EQ(read("b"), expected);
+    EXPECT_EQ(notebook("list b").output, "  1  A title\n");
+    EXPECT_EQ(notebook("show b 1").output, text);
+    ASSERT_TRUE(notebook("export b 1 copy.txt").isSuccess);
+    EXPECT_EQ(read("copy.txt"), text);
+    write("blank", "\n");
+    EXPECT_TRUE(contains(notebook("import b blank").output, "(blank)"));
+    EXPECT_EQ(filesLeft(), 4u);
+}
+
+TEST_F(Notebook, SaysWhatIsWrongAndFails) {
+    write("note.txt", "text");
+    write("latin.txt", "\xE9t\xE9");
+    write("zero.txt", std::string("a\0b", 3));
+    write("wide.txt", "\xE2\x82\xAC");
+    ASSERT_TRUE(notebook("import b wide.txt").isSuccess);
+    write("long", std::string("\x01\x01\xFF\xFF\xFF\xFF\x7F", 7));
+    write("trailing", read("b") + "x");
+    write("old", std::string("\0\0", 2));
+    write("later", "\x02");
+    write("empty", "");
+    const struct {
+        const char* arguments;
+        const char* message;
+    } cases[] = {{"", "Usage:"},
+                 {"frobnicate b", "Usage:"},
+                 {"list b --log", "Usage:"},
+                 {"list b --language 9", "language 9"},
+                 {"list b --language x", "language x"},
+                 {"import b note.txt --code-page x", "\"x\""},
+                 {"import b note.txt --code-page 65536", "\"65536\""},
+                 {"import b note.txt --code-page 12345", "code page 12345"},
+                 {"import b latin.txt", "code page 65001"},
+                 {"import b zero.txt", "code page 65001"},
+                 {"import b missing.txt", "missing.txt was not found"},
+                 {"show b 0", "no note 0"},
+                 {"show b 2", "no note 2. The number of its notes is 1"},
+                 {"show b one", "\"one\""},
+                 {"export b 1 out.txt --code-page 437", "code page 437"},
+                 {"export b 1 no/such/out.txt", "invalid path"},
+                 {"list long", "past its end"},
+                 {"list trailing", "corrupted"},
+                 {"list old", "invalid version"},
+                 {"list later", "invalid version"},
+                 {"list empty", "past its end"},
+                 {"list missing", "missing was not found"}};
+    const std::string book = read("b");
+    for (auto& c : cases) {
+        const CRun run = notebook(c.arguments);
+        EXPECT_FALSE(run.isSuccess) << c.arguments;
+        EXPECT_TRUE(contains(run.output, c.message)) << c.arguments << ":\n" << run.output;
+    }
+    EXPECT_EQ(read("b"), book);
+    EXPECT_FALSE(fs::exists("out.txt"));
+}
+
+TEST_F(Notebook, LeavesABookItCouldNotWriteAsItWas) {
+    write("note.txt", std::string(100000, 'x'));
+    write("small.txt", "small");
+    ASSERT_TRUE(notebook("import b small.txt").isSuccess);
+    const std::string book = read("b");
+    // The disk holds no file of more than 64 KB for this command.
+    const CRun full = notebook("list b; trap '' XFSZ; ulimit -f 128; \"" TARNKIT_NOTEBOOK
+                               "\" --language 0 import b note.txt");
+    EXPECT_FALSE(full.isSuccess);
+    EXPECT_TRUE(contains(full.output, "accessing")) << full.output;
+    EXPECT_EQ(read("b"), book);
+    fs::permissions("b", fs::perms::owner_read);
+    const CRun readOnly = notebook("import b small.txt");
+    EXPECT_FALSE(readOnly.isSuccess);
+    EXPECT_TRUE(contains(readOnly.output, "denied")) << readOnly.output;
+    EXPECT_EQ(read("b"), book);
+    EXPECT_EQ(filesLeft(), 3u);
+}
+
+TEST_F(Notebook, LosesNoNoteWhenSeveralProgramsImportAtOnce) {
+    write("note.txt", "text");
+    std::string command = "import b note.txt";
+    for (int i = 0; i < 7; i++)
+        command += " & \"" TARNKIT_NOTEBOOK "\" --language 0 import b note.txt";
+    const CRun run = notebook(command + "; wait");
+    std::size_t stored = 0;
+    for (std::size_t at = 0; (at = run.output.find("is now in", at)) != std::string::npos; at++)
+        stored++;
+    const std::string list = notebook("list b").output;
+    EXPECT_EQ(static_cast<std::size_t>(std::count(list.begin(), list.end(), '\n')), stored);
+    EXPECT_GE(stored, 1u);
+    EXPECT_EQ(filesLeft(), 2u);
+}

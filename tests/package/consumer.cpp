@@ -1,0 +1,25 @@
+// Built against an installed Tarnkit: a text of its own, in both languages, and one of the library's.
+#include <tarnkit/tarnkit.h>
+
+using namespace Tarn;
+
+static CMessage MSG_CONSUMER_GREETING(u"MSG_CONSUMER_GREETING", 0);
+
+int main() {
+    AddResourcePrefix(FileSystem::GetEXEDir(), u"Consumer");
+    if (!Initialize(nullptr, nullptr))
+        return 1;
+    // The only language library is the German one; the program itself speaks English where that is silent.
+    const bool isTranslated = MSG_CONSUMER_GREETING.SubstParam(u"Tarnkit") == u"Tarnkit läuft.";
+    const bool isLibraryHeard = ERR_FILE_NOT_FOUND.SubstParam(u"x") == u"x was not found.";
+    int failures = 0;
+    try {
+        CFile missing(u"/no/such/file", CFile::ForReading);
+    } catch (CFileException* e) {
+        failures += e->ErrorType() == CFileException::badPath;
+        e->Delete();
+    }
+    RegisterThisModule();
+    Clean();
+    return isTranslated && isLibraryHeard && failures == 1 ? 0 : 1;
+}
