@@ -207,7 +207,9 @@ LSTATUS RegistryDatabase::connect(const char* file, int flags) {
         sqlite3_open_v2(file, &connection, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
     if (connection == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
-    if (code == SQLITE_OK) {
+    if (code != SQLITE_OK)
+        errno = sqlite3_system_errno(connection);
+    else {
         sqlite3_busy_timeout(connection, kBusyTimeout);
         sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         isReadOnly = sqlite3_db_readonly(connection, "main") == 1;
@@ -284,7 +286,8 @@ LSTATUS RegistryDatabase::statementFor(RegistryQuery query, sqlite3_stmt** state
     return resultOf(code);
 }
 
-LSTATUS RegistryDatabase::resultOf(int code) const {
+// The code of an SQLite result, which is the latest on this thread: a failed system call left its `errno`.
+LSTATUS RegistryDatabase::resultOf(int code) {
     switch (code & 0xFF) {
     case SQLITE_OK:
     case SQLITE_ROW:
@@ -304,9 +307,9 @@ LSTATUS RegistryDatabase::resultOf(int code) const {
     case SQLITE_FULL:
         return ERROR_DISK_FULL;
     case SQLITE_CANTOPEN:
-        return codeOfErrno(sqlite3_system_errno(connection));
+        return codeOfErrno(errno);
     case SQLITE_IOERR: {
-        const LSTATUS reason = codeOfErrno(sqlite3_system_errno(connection));
+        const LSTATUS reason = codeOfErrno(errno);
         return reason == static_cast<LSTATUS>(ERROR_ACCESS_DENIED) ? ERROR_IO_DEVICE : reason;
     }
     case SQLITE_ERROR: // of our own statements: the tables are not what they should be

@@ -68,7 +68,7 @@ private:
     LSTATUS checkFormat();
     LSTATUS makeTables();
     LSTATUS statementFor(RegistryQuery query, sqlite3_stmt** statement);
-    LSTATUS resultOf(int code) const;
+    static LSTATUS resultOf(int code);
 
     const Kind kind;
     sqlite3* connection = nullptr;

@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -67,9 +68,13 @@ protected:
     // Runs `action` in a process of its own and returns that process.
     template<class Action>
     static pid_t start(Action action) {
+        std::fflush(stdout);
         const pid_t child = fork();
-        if (child == 0)
-            _exit(action() ? 0 : 1);
+        if (child == 0) {
+            const bool isGood = action();
+            std::fflush(stdout);
+            _exit(isGood ? 0 : 1);
+        }
         return child;
     }
     static bool succeeds(pid_t child) {
@@ -228,7 +233,7 @@ TEST_F(RegistryFaults, AStoreThatMayNotBeWrittenCanStillBeRead) {
 TEST_F(RegistryFaults, AFullDiskFailsTheWriteAndKeepsWhatWasThere) {
     const HKEY key = create(u"Software\\Full");
     const std::string first(10'000, '1');
-    EXPECT_TRUE(succeeds(start([&] {
+    const pid_t writer = start([&] {
         const rlimit limit = {300'000, 300'000};
         signal(SIGXFSZ, SIG_IGN);
         setrlimit(RLIMIT_FSIZE, &limit);
@@ -239,7 +244,8 @@ TEST_F(RegistryFaults, AFullDiskFailsTheWriteAndKeepsWhatWasThere) {
                       static_cast<LSTATUS>(ERROR_DISK_FULL));
         }
         return !HasFailure();
-    })));
+    });
+    EXPECT_TRUE(succeeds(writer));
     std::string found(first.size(), ' ');
     DWORD size = static_cast<DWORD>(found.size());
     EXPECT_EQ(RegQueryValueExW(key, u"v", nullptr, found.data(), &size), 0);
