@@ -31,7 +31,7 @@ public:
     /// A closed key. One that is not read-only creates the keys it opens.
     explicit CRegistryKey(bool isReadOnlyKey) : isReadOnly(isReadOnlyKey) {}
     CRegistryKey(const void*) = delete;
-    ~CRegistryKey() noexcept(false) { Close(); }
+    ~CRegistryKey() { Close(); }
 
     CRegistryKey(const CRegistryKey&) = delete;
     CRegistryKey& operator=(const CRegistryKey&) = delete;

@@ -42,6 +42,8 @@
 
 #else
 
+#include <tarnkit/export.h>
+
 #include <cstdint>
 
 using BYTE = unsigned char;
@@ -233,6 +235,10 @@ struct IMalloc {
 protected:
     ~IMalloc() = default;
 };
+
+/// The calling thread's last-error code, where what does not throw reports why it failed.
+TARNKIT_API DWORD GetLastError();
+TARNKIT_API void SetLastError(DWORD code);
 
 // Result codes. The numbers are the platform's, documented with its calls.
 inline constexpr DWORD ERROR_SUCCESS = 0;

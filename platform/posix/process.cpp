@@ -64,3 +64,8 @@ void TerminateThisProcess(UINT exitCode) { _exit(static_cast<int>(exitCode)); }
 DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
 
 } // namespace Tarn::Platform
+
+// The system's own calls, as clients know them.
+DWORD GetLastError() { return Tarn::Platform::GetLastError(); }
+
+void SetLastError(DWORD code) { Tarn::Platform::SetLastError(code); }

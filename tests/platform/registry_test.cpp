@@ -8,8 +8,7 @@
 #include <thread>
 #include <vector>
 
-using namespace Tarn;
-using namespace Tarn::Platform;
+namespace Tarn::Platform {
 
 namespace {
 
@@ -370,3 +369,5 @@ TEST_F(Registry, ThreadsUseItAtOnce) {
         EXPECT_EQ(failed, 0);
     EXPECT_EQ(subKeys(scratch).size(), 26u);
 }
+
+} // namespace Tarn::Platform

@@ -2,8 +2,7 @@
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/lifecycle.h>
-
-#include "platform/platform.h"
+#include <tarnkit/message_handlers.h>
 
 #include <gtest/gtest.h>
 
@@ -34,10 +33,9 @@ protected:
         CRegistryKey user(false);
         user.Open(HKEY_CURRENT_USER, u"Software");
         user.DeleteSubKey(u"TarnkitRegistryKeyTest");
-        EXPECT_EQ(lastError(), ERROR_SUCCESS);
+        EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     }
 
-    static DWORD lastError() { return Platform::GetLastError(); }
     static std::u16string text(const CUnicodeString& s) {
         return {s.Ptr(), static_cast<std::size_t>(s.GetLength())};
     }
@@ -69,6 +67,17 @@ protected:
     }
 };
 
+// Counts messages instead of showing them.
+class CCountingHandler : public CMessageHandler {
+public:
+    int shown = 0;
+
+    int ShowMessage(HWND, const char16_t*, const char16_t*, unsigned) override {
+        shown++;
+        return IDOK;
+    }
+};
+
 // The line of the assertion in RegistryKey that `action` fails; 0 when none.
 template<class Action>
 long assertedLine(Action action) {
@@ -88,11 +97,11 @@ TEST_F(RegistryKey, OpensForReadingOnlyWhatExistsAndCreatesForWriting) {
     CRegistryKey reader(true);
     CRegistryKey writer(false);
     reader.Open(key, u"A\\B");
-    EXPECT_EQ(lastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(reader.GetKey(), nullptr);
     EXPECT_FALSE(reader.IsValid());
     writer.Open(key.GetKey(), u"A\\B");
-    EXPECT_EQ(lastError(), ERROR_SUCCESS);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     EXPECT_TRUE(writer.IsValid());
     reader.Open(key, u"A\\B");
     EXPECT_TRUE(reader.IsValid());
@@ -105,12 +114,14 @@ TEST_F(RegistryKey, OpensForReadingOnlyWhatExistsAndCreatesForWriting) {
 
     const HKEY detached = writer.Detach();
     EXPECT_EQ(writer.GetKey(), nullptr);
-    EXPECT_EQ(Platform::RegCloseKey(detached), 0);
+    reader.Close();
+    reader.Open(detached, u"A\\B");
+    EXPECT_TRUE(reader.IsValid());
 
     key.DeleteSubKey(u"A");
     EXPECT_NE(reader.GetKey(), nullptr);
     EXPECT_FALSE(reader.IsValid());
-    EXPECT_EQ(lastError(), ERROR_KEY_DELETED);
+    EXPECT_EQ(GetLastError(), ERROR_KEY_DELETED);
 }
 
 TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
@@ -136,7 +147,7 @@ TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
         EXPECT_EQ(text(key.QueryStringValue(u"V", u"default")), c.expected) << &c - cases;
     }
     EXPECT_EQ(text(key.QueryStringValue(u"missing", u"default")), u"default");
-    EXPECT_EQ(lastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     const std::u16string large(100'000, u'x');
     ASSERT_TRUE(key.SetStringValue(u"", large.c_str()));
     EXPECT_EQ(key.QueryValue(u"", nullptr, 0), 200'002);
@@ -150,13 +161,13 @@ TEST_F(RegistryKey, ReadsBytesThatFit) {
     EXPECT_EQ(std::memcmp(buffer, "1234", 4), 0);
     EXPECT_EQ(key.QueryValue(u"v", nullptr, 0), 4);
     EXPECT_EQ(key.QueryValue(u"v", buffer, 3), 0);
-    EXPECT_EQ(lastError(), ERROR_MORE_DATA);
+    EXPECT_EQ(GetLastError(), ERROR_MORE_DATA);
     EXPECT_EQ(key.QueryValue(u"v", buffer, -1), 0);
     EXPECT_FALSE(key.SetValue(u"v", REG_BINARY, "1234", -1));
     key.DeleteValue(u"v");
-    EXPECT_EQ(lastError(), ERROR_SUCCESS);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     key.DeleteValue(u"v");
-    EXPECT_EQ(lastError(), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_EQ(key.GetValueType(u"v"), 0u);
 }
 
@@ -203,10 +214,10 @@ TEST_F(RegistryKey, DeletesAWholeSubtree) {
     for (const char16_t* path : {u"Tree\\a\\b\\c", u"Tree\\a\\d", u"Tree\\e", u"Other"})
         write(path, u"x");
     key.DeleteSubKey(u"Tree");
-    EXPECT_EQ(lastError(), ERROR_SUCCESS);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     EXPECT_EQ(subKeys(key), Names{u"Other"});
     key.DeleteSubKey(u"Never there");
-    EXPECT_EQ(lastError(), ERROR_SUCCESS);
+    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     EXPECT_EQ(subKeys(key), Names{u"Other"});
 }
 
@@ -282,6 +293,8 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLine) {
         EXPECT_EQ(c.found, c.line);
 
     // Where assertions are shown instead of thrown, the call that follows one does nothing.
+    CCountingHandler handler;
+    CMessageHandlerSwitcher handling(&handler);
     CThrowingSwitcher showing(false);
     const HKEY open = key.GetKey();
     key.Open(HKEY_CURRENT_USER, u"x");
@@ -289,5 +302,6 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLine) {
     EXPECT_EQ(text(key.QueryStringValue(nullptr, u"default")), u"default");
     EXPECT_FALSE(reader.SetStringValue(u"v", u"x"));
     closed.DeleteSubKey(nullptr);
+    EXPECT_EQ(handler.shown, 4);
     SetErrorFlag(false);
 }

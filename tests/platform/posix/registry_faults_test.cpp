@@ -14,8 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using namespace Tarn;
-using namespace Tarn::Platform;
+namespace Tarn::Platform {
 
 namespace {
 
@@ -276,3 +275,5 @@ TEST_F(RegistryFaults, ADamagedDatabaseIsReportedAndLeftAsItIs) {
     RegCloseKey(create(u"Software"));
     EXPECT_EQ(tryOpen(u"Software", KEY_READ), 0);
 }
+
+} // namespace Tarn::Platform
