@@ -9,6 +9,8 @@ set_target_properties(TarnkitStatic PROPERTIES EXPORT_NAME Tarnkit)
 set_target_properties(Tarnkit PROPERTIES EXPORT_NAME Library)
 
 install(TARGETS Tarnkit TarnkitStatic tarnmsg EXPORT TarnkitTargets)
+# The translations of the library's own texts; an application takes along those of its languages.
+install(TARGETS Tarnkit1 Tarnkit2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tarnkit)
 install(DIRECTORY include/tarnkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT TarnkitTargets NAMESPACE Tarnkit:: DESTINATION ${package_folder})
 

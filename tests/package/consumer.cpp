@@ -6,10 +6,12 @@ using namespace Tarn;
 static CMessage MSG_CONSUMER_GREETING(u"MSG_CONSUMER_GREETING", 0);
 
 int main() {
-    AddResourcePrefix(FileSystem::GetEXEDir(), u"Consumer");
     if (!Initialize(nullptr, nullptr))
         return 1;
-    // The only language library is the German one; the program itself speaks English where that is silent.
+    // A family that is added later than the program itself is asked before it.
+    const bool isEnglish = MSG_CONSUMER_GREETING.SubstParam(u"Tarnkit") == u"Tarnkit works.";
+    AddResourcePrefix(FileSystem::GetEXEDir(), u"Consumer");
+    SetCurrentLanguageCode(2);
     const bool isTranslated = MSG_CONSUMER_GREETING.SubstParam(u"Tarnkit") == u"Tarnkit läuft.";
     const bool isLibraryHeard = ERR_FILE_NOT_FOUND.SubstParam(u"x") == u"x was not found.";
     int failures = 0;
@@ -21,5 +23,5 @@ int main() {
     }
     RegisterThisModule();
     Clean();
-    return isTranslated && isLibraryHeard && failures == 1 ? 0 : 1;
+    return isEnglish && isTranslated && isLibraryHeard && failures == 1 ? 0 : 1;
 }
