@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readFile(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const fs::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// A run of the compiler; what it says is in the file "said".
+bool compile(const std::string& arguments) {
+    return std::system((std::string("\"") + TARNMSG + "\" " + arguments + " 2>said").c_str()) == 0;
+}
+
+std::string entry(const std::string& name, const std::string& text) {
+    return "msgid \"" + name + "\"\nmsgstr \"" + text + "\"\n";
+}
+
+std::string manyEntries(int count) {
+    std::string entries;
+    for (int i = 0; i < count; i++)
+        entries += entry("M" + std::to_string(i), "x");
+    return entries;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+class MessageCompiler : public testing::Test {
+protected:
+    MessageCompiler() {
+        fs::create_directory("compiler");
+        fs::current_path("compiler");
+    }
+    ~MessageCompiler() override {
+        fs::current_path("..");
+        fs::remove_all("compiler");
+    }
+};
+
+TEST_F(MessageCompiler, ReadsAllThatACatalogueMayHold) {
+    writeFile(
+        "in.po",
+        "\xEF\xBB\xBF# A translator's comment\r\n"
+        "#, fuzzy\nmsgid \"\"\nmsgstr \"Content-Type: text/plain; charset=UTF-8\\n\"\r\n"
+        "\n#. extracted \xD0\x96\n#: source.cpp:12\n#| msgid \"old\"\n"
+        "  msgid\t\"ZULU\"   \nmsgstr \"\" \"a\" \"b\"\n\"c\"\n"
+        "#, c-format\nmsgid \"\"\n\"AL\"\n\"FA\"\nmsgstr \"\\n\\t\\r\\\\\\\"\\a\\b\\f\\v\\101\\x4a\\'?\"\n"
+        "#~ msgid \"GONE\"\n#~ msgstr \"gone\"\n"
+        "#, fuzzy\n" +
+            entry("FUZZY", "not sure") + entry("UNTRANSLATED", "") +
+            entry("_under1", "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\\320\\226"));
+    ASSERT_TRUE(compile("--posix out.cpp --first-id 4096 in.po"));
+    EXPECT_EQ(readFile("said"), "");
+    const std::string source = readFile("out.cpp");
+    EXPECT_TRUE(
+        contains(source, "    {4096, u\"ALFA\"},\n    {4097, u\"ZULU\"},\n    {4098, u\"_under1\"},\n"));
+    EXPECT_TRUE(contains(source, R"({4096, u"\012\011\015\134\042\007\010\014\013AJ'?", 13})"));
+    EXPECT_TRUE(contains(source, R"({4097, u"abc", 3})"));
+    EXPECT_TRUE(contains(source, R"({4098, u"\u00E4\u20AC\U0001F600\u0416", 5})"));
+    EXPECT_FALSE(contains(source, "FUZZY"));
+    EXPECT_FALSE(contains(source, "GONE"));
+    EXPECT_FALSE(contains(source, "UNTRANSLATED"));
+
+    ASSERT_TRUE(compile("--posix again.cpp --first-id 4096 in.po"));
+    EXPECT_EQ(readFile("again.cpp"), source);
+    ASSERT_TRUE(compile("--rc out.rc --windows win.cpp --first-id 7 --language 1049 in.po"));
+    EXPECT_TRUE(contains(readFile("out.rc"), "LANGUAGE 25, 1\n"));
+    EXPECT_TRUE(contains(readFile("out.rc"), R"(    9 L"\x00E4\x20AC\xD83D\xDE00\x0416")"));
+    EXPECT_FALSE(contains(readFile("win.cpp"), "abc"));
+}
+
+TEST_F(MessageCompiler, RefusesWithFileAndLineAndLeavesNoOutput) {
+    const struct {
+        std::string catalogue;
+        const char* said;
+    } refusals[] = {
+        {entry("A", "x") + entry("NO NAME", "x"), "in.po:3: the name 'NO NAME' is no identifier"},
+        {entry("1A", "x"), "in.po:1: the name '1A'"},
+        {entry("\xC3\x84", "x"), "in.po:1: the name"},
+        {entry("A", "x") + "\n" + entry("B", "x") + entry("A", ""),
+         "in.po:6: the name 'A' is there twice, first in line 1"},
+        {entry("A", "\xC3"), "in.po:2: bytes that are not UTF-8"},
+        {"# \xC0\x80\n", "in.po:1: bytes that are not UTF-8"},
+        {entry("A", "\xED\xA0\x80"), "in.po:2: bytes that are not UTF-8"},
+        {entry("A", "\xF4\x90\x80\x80"), "in.po:2: bytes that are not UTF-8"},
+        {entry("A", "x") + entry("B", "\\303("), "in.po:4: escapes that do not form UTF-8"},
+        {entry("A", "\\q"), "in.po:2: unknown escape"},
+        {entry("A", "\\x"), "in.po:2: an escape without digits"},
+        {entry("A", "\\x100"), "in.po:2: an escape stands for one byte"},
+        {entry("A", "\\0"), "in.po:2: a text cannot hold the NUL"},
+        {entry("A", std::string(1, '\0')), "in.po:2: a text cannot hold the NUL"},
+        {"msgid \"A\nmsgstr \"x\"\n", "in.po:1: the string has no closing"},
+        {"msgid \"A\"\nmsgstr \"x\\", "in.po:2: the string has no closing"},
+        {"msgid \"A\"\n\nmsgid \"B\"\nmsgstr \"x\"\n", "in.po:1: msgid without a msgstr"},
+        {"msgid \"A\"\n", "in.po:1: msgid without a msgstr"},
+        {entry("A", "x") + "msgstr \"y\"\n", "in.po:3: msgstr without a msgid"},
+        {"\"x\"\n", "in.po:1: a string that belongs to no entry"},
+        {"msgid A\n", "in.po:1: a string in quotation marks is missing"},
+        {"msgid \"A\" B\n", "in.po:1: text outside of quotation marks"},
+        {"msgctxt \"menu\"\n" + entry("A", "x"), "in.po:1: messages have no contexts"},
+        {"msgid \"A\"\nmsgid_plural \"As\"\nmsgstr[0] \"x\"\n", "in.po:2: messages have no plural forms"},
+        {"message \"A\"\n", "in.po:1: unknown keyword"},
+        {entry("", "a header") + entry("", "another"), "in.po:3: a second header, the first is in line 1"},
+        {entry("", "Content-Type: text/plain; charset=KOI8-R\\n"), "in.po:2: the header says 'koi8-r'"},
+        {manyEntries(65536), "no id is left for 'M9999'"},
+    };
+    for (const auto& refusal : refusals) {
+        writeFile("in.po", refusal.catalogue);
+        writeFile("out.cpp", "as it was");
+        EXPECT_FALSE(compile("--posix out.cpp --rc out.rc in.po")) << refusal.said;
+        EXPECT_TRUE(contains(readFile("said"), refusal.said)) << readFile("said");
+        EXPECT_EQ(readFile("out.cpp"), "as it was");
+        EXPECT_FALSE(fs::exists("out.rc"));
+    }
+    EXPECT_FALSE(compile("--posix out.cpp missing.po"));
+    EXPECT_FALSE(compile("--posix out.cpp ."));
+}
+
+TEST_F(MessageCompiler, GivesIdsUpToTheLastOne) {
+    writeFile("in.po", manyEntries(65535));
+    EXPECT_TRUE(compile("--posix out.cpp in.po"));
+    writeFile("in.po", entry("A", "x") + entry("B", "x"));
+    EXPECT_TRUE(compile("--posix out.cpp --first-id 65534 in.po"));
+    EXPECT_FALSE(compile("--posix out.cpp --first-id 65535 in.po"));
+    EXPECT_FALSE(compile("--posix out.cpp --first-id 0 in.po"));
+    EXPECT_FALSE(compile("--posix out.cpp --first-id 12x in.po"));
+    EXPECT_FALSE(compile("--unknown x in.po"));
+    EXPECT_FALSE(compile("in.po in.po"));
+}
+
+TEST_F(MessageCompiler, HoldsATranslationAgainstItsOriginal) {
+    writeFile("en.po", entry("A", "%0 %1 100%") + entry("B", "b") + entry("C", "%10 %2147483648"));
+    writeFile("de.po", entry("C", "%10 %99999999999 %x %") + entry("A", "%01 %0 %0") + entry("D", "%7"));
+    ASSERT_TRUE(compile("--posix out.cpp --first-id 10 --original en.po de.po"));
+    EXPECT_EQ(readFile("said"), "de.po:5: warning: the original has no 'D'\n");
+    // The ids are those of the original, in every language.
+    EXPECT_TRUE(contains(readFile("out.cpp"), "    {10, u\"A\"},\n    {12, u\"C\"},\n    {13, u\"D\"},\n"));
+
+    writeFile("de.po", entry("B", "b") + entry("A", "%1\\n%2 %12"));
+    EXPECT_FALSE(compile("--posix out2.cpp --original en.po de.po"));
+    EXPECT_EQ(readFile("said"),
+              "de.po:4: the original of 'A' has no %2\nde.po:4: the original of 'A' has no %12\n");
+    writeFile("de.po", entry("C", "%1"));
+    EXPECT_FALSE(compile("--posix out2.cpp --original en.po de.po")) << "%10 is one parameter";
+    writeFile("en.po", "msgid\n");
+    EXPECT_FALSE(compile("--posix out2.cpp --original en.po de.po"));
+    EXPECT_TRUE(contains(readFile("said"), "en.po:1: "));
+    EXPECT_FALSE(fs::exists("out2.cpp"));
+}
+
+TEST_F(MessageCompiler, WritesAnOutputWholeOrNotAtAll) {
+    writeFile("in.po", entry("A", "x"));
+    EXPECT_FALSE(compile("--posix missing/out.cpp in.po"));
+    EXPECT_TRUE(contains(readFile("said"), "cannot be written"));
+    fs::create_directories("folder/out.cpp");
+    EXPECT_FALSE(compile("--posix folder/out.cpp in.po"));
+    EXPECT_EQ(std::distance(fs::directory_iterator("folder"), fs::directory_iterator()), 1);
+}
+
+} // namespace
