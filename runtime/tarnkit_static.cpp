@@ -12,7 +12,14 @@ const char ___TarnkitUsed = 1;
 
 namespace Tarn {
 
-HINSTANCE GetThisModule() { return GetModuleOfAddress(&___TarnkitUsed); }
+namespace {
+
+// Its address lies in this module. That of an exported object may be another module's: names are shared.
+const char placeInThisModule = 0;
+
+} // namespace
+
+HINSTANCE GetThisModule() { return GetModuleOfAddress(&placeInThisModule); }
 
 void RegisterThisModule(void (*init)(), void (*term)()) {
     if (GetTarnkitVersion() != kTarnkitVersion)

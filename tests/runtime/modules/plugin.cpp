@@ -1,0 +1,32 @@
+// A plug-in that announces itself while it is loaded and notes in the application's title when it is
+// initialised (+) and terminated (-). Built a second time, its initialisation fails.
+#include <tarnkit/failures.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/tarnkit_static.h>
+
+namespace {
+
+void initialize() {
+#if defined(PLUGIN_FAILS)
+    Tarn::GenAssert(u"Plugin", 1);
+#endif
+    Tarn::SetAppTitle(Tarn::GetAppTitle() + u"+");
+}
+
+void terminate() {
+    Tarn::SetAppTitle(Tarn::GetAppTitle() + u"-");
+#if defined(PLUGIN_FAILS)
+    Tarn::GenAssert(u"Plugin", 2);
+#endif
+}
+
+struct CRegistration {
+    CRegistration() { Tarn::RegisterThisModule(initialize, terminate); }
+};
+
+CRegistration registration;
+
+Tarn::CMessage MSG_OF_PLUGIN(u"MSG_OF_PLUGIN", 0);
+
+} // namespace
