@@ -1,9 +1,11 @@
+#include "platform/platform.h"
 #include "tests/runtime/started_library.h"
 
 #include <tarnkit/messages.h>
 #include <tarnkit/resource_modules.h>
 #include <tarnkit/tarnkit_static.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <vector>
@@ -33,6 +35,8 @@ protected:
         copyModule("Res1.dll", "Res1.dll");
         copyModule("Res2.dll", "res2.DLL");
         copyModule("Bare.dll", "Res7.dll");
+        copyModule("Bare.dll", "Port13.dll");
+        copyModule("Bare.dll", "Port27.dll");
         std::ofstream(folder / "Res9.dll") << "not a library";
         for (const char* name : {"Res.dll", "Res01.dll", "Res+1.dll", "Res48.dll", "Res1x.dll", "ResX3.dll",
                                  "Res4.dll.bak", "MyRes5.dll"})
@@ -69,6 +73,22 @@ TEST_F(Languages, AreOnlyTheFirstWhenNoneIsThere) {
     EXPECT_EQ(GetCurrentLanguageCode(), 0);
     EXPECT_EQ(GetLanguageDisplayName(0), u"0");
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"Hello %0");
+}
+
+TEST_F(Languages, StartWithThatOfTheSystem) {
+    for (const char* locale : {"ru_RU.UTF-8", "pt_PT.UTF-8", "de_AT.UTF-8", "zh_CN.UTF-8", "C"}) {
+        // Where programs cannot choose the system's language, each round has the same one.
+        setenv("LC_ALL", locale, 1);
+        const int systemLanguage = Platform::GetSystemDefaultLangID() & 0x3FF;
+        const std::map<int, int> codes = {{25, 1}, {7, 2}, {22, 27}};
+        const int expected = codes.contains(systemLanguage) ? codes.at(systemLanguage) : 1;
+        AddResourcePrefix(toText(folder), u"Res");
+        AddResourcePrefix(toText(folder), u"Port");
+        ASSERT_TRUE(Initialize(nullptr, nullptr));
+        EXPECT_EQ(GetCurrentLanguageCode(), expected) << locale;
+        Clean();
+    }
+    unsetenv("LC_ALL");
 }
 
 TEST_F(Languages, ChangeWhileTheProgramRuns) {
