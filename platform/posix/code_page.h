@@ -67,6 +67,12 @@ private:
     char16_t defaultUnit = u'?';
 };
 
+/// Whether a unit lies where the marks are that `ComposeCharacter` knows.
+constexpr bool MayBeMark(char16_t unit) {
+    return (unit >= 0x0300 && unit <= 0x0345) || (unit >= 0x0653 && unit <= 0x0655) ||
+           (unit >= 0x3099 && unit <= 0x309A);
+}
+
 /// The single character for a letter and the combining mark after it; 0 when there is none.
 char16_t ComposeCharacter(char16_t letter, char16_t mark);
 

@@ -105,12 +105,11 @@ constexpr MarkedLetters kMarkedLetters[] = {
     {0x309A, u"はひふへほハヒフヘホ", u"ぱぴぷぺぽパピプペポ"},
 };
 
-constexpr char16_t kFirstMark = kMarkedLetters[0].mark;
 constexpr char16_t kFirstComposed = 0x00C0;
 
 constexpr bool rowsMatch() {
     for (const MarkedLetters& row : kMarkedLetters)
-        if (row.letters.size() != row.characters.size())
+        if (row.letters.size() != row.characters.size() || !MayBeMark(row.mark))
             return false;
     return true;
 }
@@ -119,7 +118,7 @@ static_assert(rowsMatch());
 } // namespace
 
 char16_t ComposeCharacter(char16_t letter, char16_t mark) {
-    if (mark < kFirstMark)
+    if (!MayBeMark(mark))
         return 0;
     for (const MarkedLetters& row : kMarkedLetters)
         if (row.mark == mark) {

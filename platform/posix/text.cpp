@@ -76,9 +76,11 @@ private:
     long long count = 0;
 };
 
-/// How many units from `text` on are ASCII.
+/// How many units from `text` on, which is not the end, are ASCII.
 template<class Unit>
 std::size_t asciiRun(const Unit* text, const Unit* end) {
+    if (static_cast<std::uint32_t>(*text) >= 0x80)
+        return 0;
     constexpr std::size_t kAtOnce = sizeof(std::uint64_t) / sizeof(Unit);
     constexpr std::uint64_t kBeyondAscii = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
     const Unit* at = text;
@@ -272,7 +274,8 @@ public:
                 if (text == end)
                     break;
             }
-            int taken = (flags & WC_COMPOSITECHECK) != 0 ? putComposed(text, end) : 0;
+            bool marked = (flags & WC_COMPOSITECHECK) != 0 && end - text > 1 && Posix::MayBeMark(text[1]);
+            int taken = marked ? putComposed(text, end) : 0;
             if (taken == 0) {
                 put(*text);
                 taken = 1;

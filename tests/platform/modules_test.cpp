@@ -194,10 +194,10 @@ TEST(Resources, StringsAreFoundById) {
 TEST(Resources, StringsLieInBlocksOfSixteen) {
     const Loaded module(kModule);
     const auto number = [](std::uintptr_t value) { return reinterpret_cast<const char16_t*>(value); };
-    for (const std::uintptr_t block : {2, 257, 4096})
+    for (const unsigned block : {2u, 257u, 4096u})
         EXPECT_NE(Platform::FindResourceW(module, number(block), RT_STRING), nullptr) << block;
     EXPECT_NE(Platform::FindResourceW(module, u"#2", u"#6"), nullptr);
-    for (const std::uintptr_t block : {1, 3, 256, 258, 4095}) {
+    for (const unsigned block : {1u, 3u, 256u, 258u, 4095u}) {
         EXPECT_EQ(Platform::FindResourceW(module, number(block), RT_STRING), nullptr) << block;
         EXPECT_EQ(Platform::GetLastError(), ERROR_RESOURCE_NAME_NOT_FOUND);
     }

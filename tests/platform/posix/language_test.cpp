@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -17,32 +18,34 @@ namespace Posix = Tarn::Platform::Posix;
 constexpr const char* kVariables[] = {"LC_ALL", "LC_CTYPE",    "LC_MESSAGES",
                                       "LANG",   "TARNKIT_ACP", "TARNKIT_OEMCP"};
 
+using Values = std::initializer_list<std::pair<const char*, const char*>>;
+
 /// Sets the variables of the locale and the code pages for a scope and clears those not named.
 class Environment {
 public:
-    Environment(std::initializer_list<std::pair<const char*, const char*>> values) {
-        for (int i = 0; i < static_cast<int>(std::size(kVariables)); i++) {
-            const char* value = std::getenv(kVariables[i]);
-            wasSet[i] = value != nullptr;
-            before[i] = value != nullptr ? value : "";
-            unsetenv(kVariables[i]);
+    Environment(Values values) {
+        for (const char* name : kVariables) {
+            if (const char* value = std::getenv(name))
+                before.emplace_back(name, value);
+            unsetenv(name);
         }
         for (const auto& [name, value] : values)
             setenv(name, value, 1);
     }
     ~Environment() {
-        for (int i = 0; i < static_cast<int>(std::size(kVariables)); i++)
-            wasSet[i] ? setenv(kVariables[i], before[i].c_str(), 1) : unsetenv(kVariables[i]);
+        for (const char* name : kVariables)
+            unsetenv(name);
+        for (const auto& [name, value] : before)
+            setenv(name, value.c_str(), 1);
     }
 
 private:
-    bool wasSet[std::size(kVariables)];
-    std::string before[std::size(kVariables)];
+    std::vector<std::pair<const char*, std::string>> before;
 };
 
 TEST(UserLocale, GivesTheCodePages) {
     const struct {
-        std::initializer_list<std::pair<const char*, const char*>> environment;
+        Values environment;
         UINT ansi;
         UINT oem;
     } table[] = {
