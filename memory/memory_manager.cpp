@@ -3,6 +3,7 @@
 
 #include "platform/platform.h"
 
+#include <atomic>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -28,6 +29,10 @@ constinit Immortal<CBlockManager> setPagePool{128, 0x10000}; // a page of a Unic
 constinit CMemorySwitches switches;
 constinit DWORD currentManagerIndex = TLS_OUT_OF_INDEXES;
 
+// The switchers in force, on all threads, that brought a manager. While there are none, no thread has a
+// current manager, and allocations need not ask the system for it.
+constinit std::atomic<int> switchersWithManager{0};
+
 void* orMemoryException(void* block) {
     if (block == nullptr)
         ThrowMemoryException();
@@ -37,8 +42,9 @@ void* orMemoryException(void* block) {
 IMemoryManager* managerInCharge(unsigned size) {
     if (size > kLargestSmallAllocation)
         return &largeBlockManager.object;
-    IMemoryManager* current =
-        switches.enableHeapSwitching ? CMemoryManagerSwitcher::CurrentManager() : nullptr;
+    if (switchersWithManager.load(std::memory_order_relaxed) == 0 || !switches.enableHeapSwitching) [[likely]]
+        return &defaultManager.object;
+    IMemoryManager* current = CMemoryManagerSwitcher::CurrentManager();
     return current != nullptr ? current : &defaultManager.object;
 }
 
@@ -109,13 +115,19 @@ void doFree(void* ptr) {
 }
 
 CMemoryManagerSwitcher::CMemoryManagerSwitcher(IMemoryManager* manager) : previous(CurrentManager()) {
-    if (currentManagerIndex != TLS_OUT_OF_INDEXES)
-        Platform::TlsSetValue(currentManagerIndex, manager);
+    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
+        return;
+    if (manager != nullptr)
+        switchersWithManager.fetch_add(1, std::memory_order_relaxed);
+    Platform::TlsSetValue(currentManagerIndex, manager);
 }
 
 CMemoryManagerSwitcher::~CMemoryManagerSwitcher() {
-    if (currentManagerIndex != TLS_OUT_OF_INDEXES)
-        Platform::TlsSetValue(currentManagerIndex, previous);
+    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
+        return;
+    if (CurrentManager() != nullptr)
+        switchersWithManager.fetch_sub(1, std::memory_order_relaxed);
+    Platform::TlsSetValue(currentManagerIndex, previous);
 }
 
 IMemoryManager* CMemoryManagerSwitcher::CurrentManager() {

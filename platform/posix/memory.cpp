@@ -4,6 +4,7 @@
 // live regions lets `VirtualFree` find the size itself and refuse what was never handed out.
 #include "platform/platform.h"
 #include "platform/posix/allocator.h"
+#include "platform/posix/last_error.h"
 
 #include <array>
 #include <atomic>
@@ -249,7 +250,7 @@ void* TlsGetValue(DWORD index) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    SetLastError(ERROR_SUCCESS);
+    Posix::lastError = ERROR_SUCCESS;
     const TlsValue& slot = values[index];
     return slot.life == lives[index].load(std::memory_order_relaxed) ? slot.value : nullptr;
 }

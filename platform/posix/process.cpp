@@ -1,6 +1,7 @@
 // Last error, debugger output and the end of the process.
 #include "platform/platform.h"
 #include "platform/posix/allocator.h"
+#include "platform/posix/last_error.h"
 
 #include <csignal>
 #include <cstdio>
@@ -9,11 +10,17 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace Tarn::Platform {
-
-namespace {
+namespace Tarn::Platform::Posix {
 
 constinit thread_local DWORD lastError = 0;
+
+} // namespace Tarn::Platform::Posix
+
+namespace Tarn::Platform {
+
+using Posix::lastError;
+
+namespace {
 
 constexpr const char* kTraceVariable = "TARNKIT_TRACE";
 
