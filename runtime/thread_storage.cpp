@@ -210,7 +210,7 @@ void* CThreadRecord::Get() {
     bool isListed;
     {
         CStorageLock lock;
-        isListed = succeeds([&] { blocks.Add(block); });
+        isListed = succeeds([&] { blocks.object.Add(block); });
     }
     if (isListed)
         *entry = block;
@@ -230,7 +230,7 @@ void* CThreadRecord::Find() const {
 // Frees the blocks of all threads. The slot goes with them: entries still point at what they were.
 void CThreadRecord::release() {
     CPointerArray<void, ProcessHeapPolicy> old;
-    old.Swap(blocks);
+    old.Swap(blocks.object);
     slot = -1;
     for (void* block : old)
         ProcessHeap::Free(block);

@@ -65,6 +65,7 @@ private:
     const char16_t* sourceFile;
     int sourceLine;
 };
+static_assert(sizeof(CInternalError) == 3 * kPointerSize);
 
 /// A failed check: a named error with up to three parameters.
 class TARNKIT_API CCheckException : public CException {
@@ -85,6 +86,7 @@ private:
     CUnicodeString parameter1;
     CUnicodeString parameter2;
 };
+static_assert(sizeof(CCheckException) == 5 * kPointerSize);
 
 /// A failed COM call. Holds a reference on the error information, when there is one.
 class TARNKIT_API CCOMException : public CException {
@@ -103,6 +105,7 @@ private:
     HRESULT resultCode;
     IErrorInfo* errorInfo;
 };
+static_assert(sizeof(CCOMException) == 3 * kPointerSize);
 
 /// Unwinds an operation that the user cancelled or that has already told him why it stopped. Shows nothing.
 class TARNKIT_API CUserException : public CException {
@@ -145,6 +148,7 @@ public:
 private:
     DWORD errorCode;
 };
+static_assert(sizeof(CLastErrorException) == 2 * kPointerSize);
 
 /// A failed operation on a file, in one of a few kinds that a user can understand.
 class TARNKIT_API CFileException : public CException {
@@ -187,6 +191,7 @@ private:
     TType errorType;
     CUnicodeString fileName;
 };
+static_assert(sizeof(CFileException) == 8 + 2 * kPointerSize);
 
 /// The COM error information of errors that start in this library. It is made with `new`, starts without a
 /// reference and deletes itself when the last one is released.
@@ -217,6 +222,7 @@ private:
 
     ~CErrorInfoImpl() = default;
 };
+static_assert(sizeof(CErrorInfoImpl) == 6 * kPointerSize);
 
 /// Reports bad data: throws a `CCheckException*` or, where throwing is off, shows the text and returns. A
 /// null parameter is an empty text.

@@ -73,6 +73,7 @@ private:
     void closeLogFile();
     void write(const void* bytes, int size);
 };
+static_assert(sizeof(CConsoleMessageHandler) == 3 * kPointerSize);
 
 /// Appends each message to a file, as UTF-16 with a byte order mark and a blank line after each. Answers with
 /// the preselected button.
@@ -115,6 +116,7 @@ private:
     bool active = false;
     bool perThread;
 };
+static_assert(sizeof(CMessageHandlerSwitcher) == 3 * kPointerSize);
 
 /// The calling thread's handler, else the process's, else the default one; never null.
 TARNKIT_API CMessageHandler* GetCurrentMessageHandler();

@@ -63,6 +63,7 @@ private:
     CThreadSlots* makeSlots();
     void** getEntry(int slot);
 };
+static_assert(sizeof(CThreadDataStorage) == 8 + 3 * kPointerSize);
 
 /// The storage of the process.
 TARNKIT_API CThreadDataStorage& GetThreadDataStorage();
@@ -75,7 +76,8 @@ void AttachThreadStorage();
 /// A later use starts anew.
 void ReleaseThreadStorage();
 
-/// A small record that the library keeps for each thread. Objects of this class are static.
+/// A small record that the library keeps for each thread. Objects of this class are static; their end frees
+/// nothing, so that a thread's block outlives every static object that may still ask for it.
 class TARNKIT_API CThreadRecord {
 public:
     /// Blocks are `size` bytes.
@@ -91,7 +93,7 @@ public:
 
 private:
     std::atomic<int> slot{-1};
-    CPointerArray<void, ProcessHeapPolicy> blocks;
+    Immortal<CPointerArray<void, ProcessHeapPolicy>> blocks;
     int blockSize;
     CThreadRecord* next = nullptr;
 

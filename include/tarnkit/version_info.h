@@ -29,5 +29,6 @@ private:
 
     void init(const CUnicodeString& name);
 };
+static_assert(sizeof(CVerInfo) == 4 * kPointerSize);
 
 } // namespace Tarn
