@@ -1,3 +1,4 @@
+#include <tarnkit/immortal.h>
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/pool_allocators.h>
 
@@ -11,16 +12,6 @@
 namespace Tarn {
 
 namespace {
-
-// An object that exists from before the first constructor of the process to after its last destructor.
-template<class T>
-union Immortal {
-    T object;
-
-    template<class... Arguments>
-    constexpr explicit Immortal(Arguments... arguments) : object(arguments...) {}
-    constexpr ~Immortal() {}
-};
 
 constinit Immortal<CRuntimeHeapManager> defaultManager;
 constinit Immortal<CVirtualMemoryManager> largeBlockManager;

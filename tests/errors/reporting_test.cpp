@@ -4,10 +4,12 @@
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/messages.h>
+#include <tarnkit/registry_key.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 namespace Tarn {
@@ -136,6 +138,20 @@ TEST_F(Reporting, EndsTheProcessAtASecondReportOnTheSameThread) {
 TEST_F(Reporting, StopsInTheDebuggerByDefaultAtAssertionsOnly) {
     EXPECT_TRUE(DebugStopOnAssert());
     EXPECT_FALSE(DebugStopOnCheck());
+}
+
+TEST_F(Reporting, StopsInTheDebuggerAsTheUsersSwitchesSay) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not asked for its switches yet
+    CRegistryKey key(false);
+    key.Open(HKEY_CURRENT_USER, u"Software\\Velmora\\Tarnkit");
+    key.SetStringValue(u"AssertStopMode", u"always");
+    key.SetStringValue(u"ErrorStopMode", u"DEBUG");
+    EXPECT_DEATH(GenAssert(u"Source", 12), "");
+    key.SetStringValue(u"AssertStopMode", u"Never");
+    EXPECT_EXIT(std::_Exit(DebugStopOnAssert() * 10 + DebugStopOnCheck()), testing::ExitedWithCode(1), "");
+    key.DeleteValue(u"AssertStopMode");
+    key.DeleteValue(u"ErrorStopMode");
+    GTEST_FLAG_SET(death_test_style, "fast");
 }
 
 } // namespace
