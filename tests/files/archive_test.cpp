@@ -3,11 +3,8 @@
 #include <tarnkit/archive.h>
 #include <tarnkit/lifecycle.h>
 
-#include <algorithm>
 #include <climits>
 #include <functional>
-#include <limits>
-#include <optional>
 #include <vector>
 
 using namespace Tarn;
@@ -17,16 +14,16 @@ namespace {
 constexpr int kSmallBuffer = CArchive::kLeastBufferSize;
 
 // An application's file: bytes in memory that can be slow, full, broken, or without a length. It remembers
-// what was asked of it.
+// the sizes that it was asked for.
 class CApplicationFile : public CBaseFile {
 public:
     Bytes bytes;
     int position = 0;
     std::vector<int> reads;
     std::vector<int> writes;
-    int room = INT_MAX;        // takes no more bytes than this in all
-    int mostAtOnce = INT_MAX;  // of a read
-    bool isReadBroken = false; // reads, then throws
+    int room = INT_MAX;       // takes no more bytes than this in all
+    int mostAtOnce = INT_MAX; // of a read
+    bool isBroken = false;    // reads, then throws
     bool hasLength = true;
 
     explicit CApplicationFile(const Bytes& contents = Bytes()) : bytes(contents) {}
@@ -34,11 +31,9 @@ public:
     CUnicodeString GetFileName() override { return u"app"; }
     int Read(void* buffer, int size) override {
         reads.push_back(size);
-        const int left = static_cast<int>(bytes.size()) - position;
-        const int count = std::min({size, left, mostAtOnce});
+        const int count = std::min({size, static_cast<int>(bytes.size()) - position, mostAtOnce});
         std::copy_n(bytes.begin() + position, count, static_cast<char*>(buffer));
-        if (isReadBroken)
-            ThrowFileException(ERROR_READ_FAULT, u"app");
+        failIf(isBroken, ERROR_READ_FAULT);
         position += count;
         return count;
     }
@@ -46,23 +41,24 @@ public:
         writes.push_back(size);
         const int count = std::min(size, room - static_cast<int>(bytes.size()));
         bytes.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
-        if (count < size)
-            ThrowFileException(ERROR_DISK_FULL, u"app");
+        failIf(count < size, ERROR_DISK_FULL);
     }
     int GetPosition() const override { return position; }
-    int Seek(int offset, TSeekPosition from) override {
-        EXPECT_EQ(from, Current);
-        return position += offset;
-    }
+    int Seek(int offset, TSeekPosition) override { return position += offset; }
     void SetLength(int) override {}
     int GetLength() const override {
-        if (!hasLength)
-            ThrowFileException(ERROR_SEEK, u"app");
+        failIf(!hasLength, ERROR_SEEK);
         return static_cast<int>(bytes.size());
     }
     void Abort() override {}
     void Flush() override {}
     void Close() override {}
+
+private:
+    static void failIf(bool isFailing, DWORD code) {
+        if (isFailing)
+            ThrowFileException(code, u"app");
+    }
 };
 
 // What `store` writes through an archive.
@@ -75,7 +71,7 @@ Bytes stored(Store store) {
     return file.bytes;
 }
 
-// Runs `load` on an archive over the bytes and returns what stopped it.
+// What stops `load` on an archive over the bytes.
 template<class Load>
 CFailure failureOfLoading(const Bytes& bytes, Load load) {
     CApplicationFile file(bytes);
@@ -86,58 +82,32 @@ CFailure failureOfLoading(const Bytes& bytes, Load load) {
 }
 
 template<class T>
-T loaded(const Bytes& bytes) {
-    T value{};
-    EXPECT_EQ(failureOfLoading(bytes,
-                               [&](CArchive& archive) {
-                                   archive >> value;
-                                   EXPECT_TRUE(archive.IsEndOfArchive());
-                               })
-                  .kind,
-              u"");
-    return value;
-}
-
-template<class T>
 void expectFormat(const T& value, const Bytes& bytes) {
     EXPECT_EQ(stored([&](CArchive& archive) { archive << value; }), bytes);
-    EXPECT_EQ(loaded<T>(bytes), value);
+    T loaded{};
+    failureOfLoading(bytes, [&](CArchive& archive) { EXPECT_TRUE((archive >> loaded).IsEndOfArchive()); });
+    EXPECT_EQ(loaded, value);
 }
 
 TEST(Archive, WritesValuesAsLittleEndianBytesAndReadsThemBack) {
     expectFormat(true, "\x01");
-    expectFormat(false, Bytes(1, '\0'));
     expectFormat('\xE9', "\xE9");
-    expectFormat(static_cast<unsigned char>(200), "\xC8");
     expectFormat(static_cast<short>(-2), "\xFE\xFF");
-    expectFormat(static_cast<unsigned short>(0x1234), "\x34\x12");
     expectFormat(u'ж', "\x36\x04");
     expectFormat(-2, "\xFE\xFF\xFF\xFF");
-    expectFormat(0xFFFFFFFEu, "\xFE\xFF\xFF\xFF");
     expectFormat(-2L, "\xFE\xFF\xFF\xFF");
     expectFormat(0xFFFFFFFEul, "\xFE\xFF\xFF\xFF");
-    expectFormat(Int64{-2}, "\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF");
     expectFormat(UInt64{0x0123456789ABCDEF}, "\xEF\xCD\xAB\x89\x67\x45\x23\x01");
     expectFormat(1.5f, Bytes("\0\0\xC0\x3F", 4));
     expectFormat(-2.0, Bytes("\0\0\0\0\0\0\0\xC0", 8));
-    expectFormat(CString(), Bytes(1, '\0'));
-    expectFormat(CString("AB"), "\x02"
-                                "AB");
+    expectFormat(CString("Bo"), "\x02Bo");
     expectFormat(CUnicodeString(), Bytes(1, '\0'));
-    expectFormat(CUnicodeString(u"A"), Bytes("\x01"
-                                             "A\0",
-                                             3));
-    EXPECT_EQ(loaded<CString>(Bytes("\x03"
-                                    "a\0b",
-                                    4))
-                  .GetLength(),
-              3);
+    expectFormat(CUnicodeString(u"Z"), Bytes("\x01Z\0", 3));
+    CString withZero;
+    failureOfLoading(Bytes("\x03z\0z", 4), [&](CArchive& archive) { archive >> withZero; });
+    EXPECT_EQ(withZero.GetLength(), 3);
     if constexpr (sizeof(long) > 4) {
-        CApplicationFile file;
-        CArchive archive(&file, CArchive::Storing);
-        unsigned long tooLarge = 1ul << 31 << 1;
-        EXPECT_EQ(FailureOf([&] { archive << LONG_MIN; }).kind, u"assertion in Archive");
-        EXPECT_EQ(FailureOf([&] { archive.SerializeSmallValue(tooLarge); }).kind, u"assertion in Archive");
+        EXPECT_EQ(KindOf([] { stored([](CArchive& archive) { archive << LONG_MIN; }); }), "assertion");
     }
 }
 
@@ -146,74 +116,58 @@ concept Storable = requires(CArchive& archive, T value) {
     archive << value;
 };
 static_assert(Storable<CString> && Storable<bool> && Storable<signed char>);
-static_assert(!Storable<const char*> && !Storable<int*> && !Storable<void (*)()> &&
-              !Storable<std::nullptr_t>);
+static_assert(!Storable<const char*> && !Storable<void (*)()> && !Storable<std::nullptr_t>);
 static_assert(!Storable<wchar_t> && !Storable<char32_t> && !Storable<char8_t> && !Storable<long double>);
 
 TEST(Archive, WritesSmallValuesInOneByteUpTo254) {
-    const std::pair<int, Bytes> rows[] = {{0, Bytes(1, '\0')},
-                                          {254, "\xFE"},
-                                          {255, Bytes("\xFF\xFF\0\0\0", 5)},
-                                          {-1, "\xFF\xFF\xFF\xFF\xFF"},
-                                          {INT_MIN, Bytes("\xFF\0\0\0\x80", 5)}};
-    for (const auto& [value, bytes] : rows) {
-        int number = value;
-        auto word = static_cast<unsigned long>(static_cast<unsigned>(value));
+    const std::pair<int, Bytes> rows[] = {
+        {0, Bytes(1, '\0')}, {254, "\xFE"}, {255, Bytes("\xFF\xFF\0\0\0", 5)}, {-1, "\xFF\xFF\xFF\xFF\xFF"}};
+    for (auto& [value, bytes] : rows) {
+        long number = value;
         EXPECT_EQ(stored([&](CArchive& archive) { archive.SerializeSmallValue(number); }), bytes);
-        EXPECT_EQ(stored([&](CArchive& archive) { archive.SerializeSmallValue(word); }), bytes);
-        long signedWord = 0;
-        word = 0;
+        unsigned long word = 0;
         failureOfLoading(bytes + bytes, [&](CArchive& archive) {
-            archive.SerializeSmallValue(signedWord);
             archive.SerializeSmallValue(word);
+            archive.SerializeSmallValue(number);
         });
-        EXPECT_EQ(signedWord, value);
         EXPECT_EQ(word, static_cast<unsigned>(value));
+        EXPECT_EQ(number, value);
     }
 }
 
 TEST(Archive, RefusesCorruptValuesAndLaterVersions) {
-    const auto kindOf = [](const Bytes& bytes, auto load) { return failureOfLoading(bytes, load).kind; };
-    const auto loadBool = [](CArchive& archive) {
-        bool value;
-        archive >> value;
+    const auto kindOf = [](const Bytes& bytes, auto value) {
+        return failureOfLoading(bytes, [&](CArchive& archive) { archive >> value; }).kind;
     };
-    const auto loadText = [](CArchive& archive) {
-        CUnicodeString text;
-        archive >> text;
+    const auto kindOfVersion = [](const Bytes& bytes) {
+        return failureOfLoading(bytes, [](CArchive& archive) { archive.SerializeVersion(3); }).kind;
     };
-    const auto loadVersion = [](CArchive& archive) { archive.SerializeVersion(3); };
-    EXPECT_EQ(kindOf("\x02", loadBool), u"ERR_BAD_ARCHIVE");
-    EXPECT_EQ(kindOf("\xFF\xFF\xFF\xFF\xFF", loadText), u"ERR_BAD_ARCHIVE");
-    EXPECT_EQ(kindOf("\x04", loadVersion), u"ERR_BAD_ARCHIVE_VERSION");
-    EXPECT_EQ(kindOf("\x03", loadVersion), u"");
-    EXPECT_EQ(kindOf("\xFF\xFF\xFF\xFF\xFF", loadVersion), u"");
-    EXPECT_EQ(failureOfLoading("\x02", loadBool).name.substr(0, 3), u"app");
-    const CFailure atEnd = failureOfLoading("\x05"
-                                            "ab",
-                                            loadText);
-    EXPECT_EQ(atEnd.kind, kEndOfFile);
-    EXPECT_EQ(atEnd.name, u"app");
+    EXPECT_EQ(kindOf("\x02", false), "ERR_BAD_ARCHIVE");
+    EXPECT_EQ(kindOf("\xFF\xFF\xFF\xFF\xFF", CUnicodeString()), "ERR_BAD_ARCHIVE");
+    EXPECT_EQ(kindOf("\x05xy", CString()), kEndOfFile);
+    EXPECT_EQ(kindOfVersion("\x04"), "ERR_BAD_ARCHIVE_VERSION");
+    EXPECT_EQ(kindOfVersion("\x03"), "");
+    EXPECT_EQ(kindOfVersion("\xFF\xFF\xFF\xFF\xFF"), "");
 }
 
 TEST(Archive, TakesNoMemoryForALengthThatTheFileCannotFill) {
-    const Bytes huge = "\xFF\xFF\xFF\xFF\x7F" + Bytes(20000, 'x');
+    const CUnicodeString large(u'y', 20000);
+    const Bytes bytes = stored([&](CArchive& archive) {
+        archive << large;
+        archive.WriteSmallValue(INT_MAX);
+        archive << large;
+    });
     for (bool hasLength : {true, false}) {
-        CApplicationFile file(huge);
+        CApplicationFile file(bytes);
         file.hasLength = hasLength;
         CArchive archive(&file, CArchive::Loading);
-        CString text("old");
-        EXPECT_EQ(FailureOf([&] { archive >> text; }).kind, kEndOfFile);
+        CUnicodeString text;
+        archive >> text;
+        EXPECT_EQ(text, large);
+        EXPECT_EQ(KindOf([&] { archive >> text; }), kEndOfFile);
         EXPECT_TRUE(text.IsEmpty());
-        EXPECT_LE(*std::max_element(file.reads.begin(), file.reads.end()), 32768);
+        EXPECT_LE(*std::max_element(file.reads.begin(), file.reads.end()), 65536);
     }
-    const CUnicodeString large(u'y', 100000);
-    CApplicationFile file(stored([&](CArchive& archive) { archive << large; }));
-    file.hasLength = false;
-    CArchive archive(&file, CArchive::Loading);
-    CUnicodeString text;
-    archive >> text;
-    EXPECT_EQ(text, large);
 }
 
 TEST(Archive, MovesLargeBlocksPastTheBuffer) {
@@ -225,17 +179,15 @@ TEST(Archive, MovesLargeBlocksPastTheBuffer) {
     EXPECT_EQ(file.writes, (std::vector<int>{1, 3 * kSmallBuffer}));
     storing.Close();
     EXPECT_EQ(file.bytes, 'a' + block);
-
     CArchive loading(&file, CArchive::Loading, kSmallBuffer);
     loading.Read(block.data(), 2);
-    file.reads.clear();
     loading.Read(block.data(), kSmallBuffer - 2 + 2 * kSmallBuffer);
-    EXPECT_EQ(file.reads, std::vector<int>{2 * kSmallBuffer});
-    EXPECT_EQ(FailureOf([&] { loading.Read(block.data(), 100); }).kind, kEndOfFile);
+    EXPECT_EQ(file.reads, (std::vector<int>{kSmallBuffer, 2 * kSmallBuffer}));
+    EXPECT_EQ(KindOf([&] { loading.Read(block.data(), 100); }), kEndOfFile);
 }
 
 TEST(Archive, LeavesTheFileBehindTheLastByteConsumed) {
-    CApplicationFile file("0123456789abcdefghij");
+    CApplicationFile file("0123456789abcdefgh"); // two buffers
     CArchive archive(&file, CArchive::Loading, kSmallBuffer);
     char byte;
     archive >> byte;
@@ -244,34 +196,30 @@ TEST(Archive, LeavesTheFileBehindTheLastByteConsumed) {
     archive.Skip(12); // more than the buffer
     archive >> byte;
     EXPECT_EQ(byte, 'd');
-    archive.Skip(2);
     archive.Close();
-    EXPECT_EQ(file.position, 16);
-
-    CApplicationFile exact(Bytes(kSmallBuffer, 'x'));
-    CArchive whole(&exact, CArchive::Loading, kSmallBuffer);
+    EXPECT_EQ(file.position, 14);
+    file.position = kSmallBuffer;
+    CArchive rest(&file, CArchive::Loading, kSmallBuffer);
     for (int i = 0; i < kSmallBuffer; i++) {
-        EXPECT_FALSE(whole.IsEndOfArchive());
-        whole >> byte;
+        EXPECT_FALSE(rest.IsEndOfArchive());
+        rest >> byte;
     }
-    EXPECT_TRUE(whole.IsEndOfArchive());
-    EXPECT_EQ(FailureOf([&] { whole >> byte; }).kind, kEndOfFile);
+    EXPECT_TRUE(rest.IsEndOfArchive());
+    EXPECT_EQ(KindOf([&] { rest >> byte; }), kEndOfFile);
 }
 
 TEST(Archive, StaysConsistentWhenTheFileThrowsInTheMiddleOfAFill) {
     CApplicationFile file("0123456789abcdef");
     CArchive archive(&file, CArchive::Loading, kSmallBuffer);
-    short pair;
-    int four;
-    for (int i = 0; i < 3; i++)
-        archive >> pair;
-    archive >> pair; // one byte is left in the buffer
-    file.isReadBroken = true;
-    EXPECT_EQ(CodeOf([&] { archive >> four; }), ERROR_READ_FAULT);
-    file.isReadBroken = false;
-    file.mostAtOnce = 5; // enough, though less than was asked for
-    archive >> four;
-    EXPECT_EQ(four, 0x62613938); // "89ab"
+    char bytes[kSmallBuffer - 1];
+    archive.Read(bytes, sizeof bytes);
+    int value = 0;
+    file.isBroken = true;
+    EXPECT_EQ(CodeOf([&] { archive >> value; }), ERROR_READ_FAULT);
+    file.isBroken = false;
+    file.mostAtOnce = 3; // enough, though less than is asked for
+    archive >> value;
+    EXPECT_EQ(value, 0x62613938); // "89ab"
     archive.Close();
     EXPECT_EQ(file.position, 12);
 }
@@ -282,118 +230,100 @@ TEST(Archive, NeverOffersBytesTwiceToAFileThatRefusedThem) {
     {
         CArchive archive(&file, CArchive::Storing, kSmallBuffer);
         archive << Int64{1};
-        EXPECT_EQ(FailureOf([&] { archive.Flush(); }).kind, kDiskFull);
+        EXPECT_EQ(KindOf([&] { archive.Flush(); }), kDiskFull);
         file.room = INT_MAX;
         archive << 'x';
     }
     EXPECT_EQ(file.bytes, Bytes("\x01\0\0\0\0x", 6));
 }
 
-TEST(Archive, ReportsAFullDiskWhenItCloses) {
+TEST(Archive, ReportsAFullDiskUnlessItIsAbortedOrUnwinding) {
     CFile full(u"/dev/full", CFile::ForWriting);
-    CArchive archive(&full, CArchive::Storing);
-    archive << 1;
-    const CFailure failure = FailureOf([&] { archive.Close(); });
-    EXPECT_EQ(failure.kind, kDiskFull);
-    EXPECT_EQ(failure.name, u"/dev/full");
-    EXPECT_EQ(archive.GetFile(), nullptr);
-    archive.Close();
-    const auto destroy = [&](bool isUnwinding) {
+    const auto failureAfter = [&](std::function<void(CArchive&)> action) {
         return FailureOf([&] {
-                   CArchive local(&full, CArchive::Storing);
-                   local << 1;
-                   if (isUnwinding)
-                       GenAssert(u"unwinding", 1);
-               })
-            .kind;
+            CArchive archive(&full, CArchive::Storing);
+            archive << 1;
+            action(archive);
+        });
     };
-    EXPECT_EQ(destroy(false), kDiskFull);
-    EXPECT_EQ(destroy(true), u"assertion in unwinding");
-    CArchive aborted(&full, CArchive::Storing);
-    aborted << 1;
-    aborted.Abort();
-    EXPECT_TRUE(aborted.Name().IsEmpty());
+    EXPECT_EQ(failureAfter([](CArchive&) {}).kind, kDiskFull);
+    EXPECT_EQ(failureAfter([](CArchive&) {}).name, "/dev/full");
+    EXPECT_EQ(failureAfter([](CArchive& archive) { archive.Abort(); }).kind, "");
+    EXPECT_EQ(failureAfter([](CArchive&) { ThrowFileException(ERROR_CRC, u"other"); }).code, ERROR_CRC);
+    const auto closeTwice = [](CArchive& archive) {
+        EXPECT_EQ(KindOf([&] { archive.Close(); }), kDiskFull);
+        EXPECT_EQ(archive.GetFile(), nullptr);
+        archive.Close();
+    };
+    EXPECT_EQ(failureAfter(closeTwice).kind, "");
 }
 
 TEST(Archive, AssertsTheDirectionAndTheFileInEveryTransfer) {
-    using Action = std::function<void(CArchive&)>;
-    int number = 0;
+    int number = 5;
     CString text;
-    const Action loads[] = {[&](CArchive& a) { a >> number; }, [&](CArchive& a) { a.Read(&number, 1); },
-                            [&](CArchive& a) { a.Skip(1); }, [&](CArchive& a) { a >> text; },
-                            [&](CArchive& a) { a.ReadString(text); }};
-    const Action stores[] = {[&](CArchive& a) { a << number; }, [&](CArchive& a) { a.Write(&number, 1); },
-                             [&](CArchive& a) { a << text; }, [&](CArchive& a) { a.WriteString("", true); }};
+    const std::vector<std::function<void(CArchive&)>> loads = {
+        [&](CArchive& archive) { archive >> number; }, [&](CArchive& archive) { archive.Read(&number, 1); },
+        [&](CArchive& archive) { archive.Skip(1); }, [&](CArchive& archive) { archive.ReadString(text); }};
+    const std::vector<std::function<void(CArchive&)>> stores = {
+        [&](CArchive& archive) { archive << number; }, [&](CArchive& archive) { archive.Write(&number, 1); },
+        [&](CArchive& archive) { archive.WriteString("", true); }};
     CApplicationFile file("\x01\x01\x01\x01\x01\x01\x01\x01\x01");
     CArchive loading(&file, CArchive::Loading, kSmallBuffer);
     CArchive storing(&file, CArchive::Storing, kSmallBuffer);
-    char byte;
-    loading >> byte;
-    storing << byte; // both buffers have room now
+    loading.ReadSmallValue();
+    storing.WriteSmallValue(1); // both buffers have room now
     const auto expectMisuse = [](CArchive& archive, const auto& actions) {
-        for (const Action& action : actions)
-            EXPECT_EQ(FailureOf([&] { action(archive); }).kind, u"assertion in Archive");
+        for (const auto& action : actions)
+            EXPECT_EQ(KindOf([&] { action(archive); }), "assertion");
     };
     expectMisuse(loading, stores);
     expectMisuse(storing, loads);
-    EXPECT_EQ(FailureOf([&] { storing.IsEndOfArchive(); }).kind, u"assertion in Archive");
-    EXPECT_EQ(FailureOf([&] { loading.Read(&number, -1); }).kind, u"assertion in Archive");
-    EXPECT_EQ(FailureOf([&] { storing.WriteString(nullptr, false); }).kind, u"assertion in Archive");
+    EXPECT_EQ(KindOf([&] { loading.Read(&number, -1); }), "assertion");
     loading.Close();
     storing.Close();
     expectMisuse(loading, loads);
     expectMisuse(storing, stores);
-    EXPECT_EQ(FailureOf([&] { CArchive(nullptr, CArchive::Loading); }).kind, u"assertion in Archive");
-    EXPECT_EQ(FailureOf([&] { CArchive(&file, CArchive::Loading, 8); }).kind, u"assertion in Archive");
-
-    BeginStaticPart(); // assertions return: values are zero then, nothing is written
-    number = 5;
+    EXPECT_EQ(KindOf([&] { CArchive(nullptr, CArchive::Loading); }), "assertion");
+    EXPECT_EQ(KindOf([&] { CArchive(&file, CArchive::Loading, 8); }), "assertion");
+    BeginStaticPart(); // assertions return
     loading >> number;
-    storing << number;
     EndStaticPart();
     EXPECT_EQ(number, 0);
-    EXPECT_TRUE(GetErrorFlag());
     SetErrorFlag(false);
 }
 
-// Reads lines until there is none; each is followed by "|".
+// The lines that can be read, each followed by "|", then what stopped it.
 template<class Text>
-Bytes linesOf(const Bytes& bytes, bool (CArchive::*read)(Text&)) {
-    Bytes result;
+std::string linesOf(const Bytes& bytes, bool (CArchive::*read)(Text&)) {
+    std::string result;
     const CFailure failure = failureOfLoading(bytes, [&](CArchive& archive) {
         for (Text line; (archive.*read)(line);)
             result += Bytes(line.Ptr(), line.Ptr() + line.GetLength()) + "|";
     });
-    return result + Bytes(failure.kind.begin(), failure.kind.end());
+    return result + failure.kind;
 }
 
 TEST(Archive, ReadsLinesThatEndInCrLfOrLfOrTheEndOfTheFile) {
-    const std::pair<Bytes, Bytes> rows[] = {{"a\r\nb", "a|b|"},
-                                            {"a\n\nb\n", "a||b|"},
-                                            {"", ""},
-                                            {"a\rb", "ERR_BAD_TEXT_FILE"},
-                                            {Bytes("a\0b", 3), "ERR_BAD_TEXT_FILE"},
-                                            {"a\r", "14"},
-                                            {Bytes(600, 'x') + "\r\n", Bytes(600, 'x') + "|"}};
+    const Bytes longLine(600, 'x');
+    const std::pair<Bytes, std::string> rows[] = {{"a\r\nb", "a|b|"},
+                                                  {"a\n\nb\n", "a||b|"},
+                                                  {"a\rb", "ERR_BAD_TEXT_FILE"},
+                                                  {Bytes("a\0b", 3), "ERR_BAD_TEXT_FILE"},
+                                                  {"a\r", kEndOfFile},
+                                                  {longLine, longLine + "|"}};
     for (const auto& [bytes, lines] : rows) {
-        EXPECT_EQ(linesOf(bytes, &CArchive::ReadString), lines) << bytes;
+        EXPECT_EQ(linesOf(bytes, &CArchive::ReadString), lines);
         Bytes wide;
         for (char byte : bytes)
             wide += Bytes(1, byte) + '\0';
-        EXPECT_EQ(linesOf(wide, &CArchive::ReadUnicodeString), lines) << bytes;
+        EXPECT_EQ(linesOf(wide, &CArchive::ReadUnicodeString), lines);
     }
-    EXPECT_EQ(stored([](CArchive& archive) {
-                  archive.WriteString("a", true);
-                  archive.WriteString(CString("b"), false);
-                  archive.WriteUnicodeString(u"c", true);
-                  archive.WriteUnicodeString(CUnicodeString(u"d"), false);
-              }),
-              Bytes("a\r\nbc\0\r\0\n\0d\0", 12));
-    CApplicationFile broken("a");
-    CArchive archive(&broken, CArchive::Loading);
-    broken.isReadBroken = true;
-    CString line;
-    EXPECT_EQ(CodeOf([&] { archive.ReadString(line); }), ERROR_READ_FAULT);
+    const auto store = [](CArchive& archive) {
+        archive.WriteString("a", true);
+        archive.WriteUnicodeString(u"c", true);
+        archive.WriteUnicodeString(CUnicodeString(u"d"), false);
+    };
+    EXPECT_EQ(stored(store), Bytes("a\r\nc\0\r\0\n\0d\0", 11));
 }
 
 class ArchiveOnDisk : public FolderTest {};
@@ -403,59 +333,47 @@ struct CDocument {
     CString name = "name";
     CUnicodeString title = u"A title longer than the buffer";
     bool isDraft = true;
-    double weight = 0.5;
 
     void Serialize(CArchive& archive) {
         archive.SerializeVersion(2);
         archive.SerializeSmallValue(count);
         if (archive.IsStoring())
-            archive << name << title << isDraft << weight;
+            archive << name << title << isDraft;
         else
-            archive >> name >> title >> isDraft >> weight;
+            archive >> name >> title >> isDraft;
     }
 };
 
 TEST_F(ArchiveOnDisk, LoadsOrRefusesEveryTruncatedAndBitFlippedFile) {
-    CDocument document;
-    const Bytes good = stored([&](CArchive& archive) { document.Serialize(archive); });
-    const auto load = [&](const Bytes& bytes) {
+    const Bytes good = stored([](CArchive& archive) { CDocument().Serialize(archive); });
+    const auto kindOfLoading = [&](const Bytes& bytes) {
         WriteBytes(folder / "document", bytes);
-        return FailureOf([] {
-            CFile file(u"document", CFile::ForReading | CFile::DenyWrite);
-            CArchive archive(&file, CArchive::Loading, kSmallBuffer);
-            CDocument().Serialize(archive);
-        });
+        CFile file(u"document", CFile::ForReading | CFile::DenyWrite);
+        CArchive archive(&file, CArchive::Loading, kSmallBuffer);
+        return KindOf([&] { CDocument().Serialize(archive); });
     };
-    EXPECT_EQ(load(good).kind, u"");
     for (std::size_t size = 0; size < good.size(); size++)
-        EXPECT_EQ(load(good.substr(0, size)).kind, kEndOfFile) << size;
-    for (std::size_t i = 0; i < good.size() * 8; i++) {
+        EXPECT_EQ(kindOfLoading(good.substr(0, size)), kEndOfFile) << size;
+    const std::vector<std::string> expected = {"", kEndOfFile, "ERR_BAD_ARCHIVE", "ERR_BAD_ARCHIVE_VERSION"};
+    for (std::size_t bit = 0; bit < good.size() * 8; bit++) {
         Bytes bad = good;
-        bad[i / 8] = static_cast<char>(bad[i / 8] ^ 1 << i % 8);
-        const std::u16string kind = load(bad).kind;
-        EXPECT_TRUE(kind == u"" || kind == kEndOfFile || kind == u"ERR_BAD_ARCHIVE" ||
-                    kind == u"ERR_BAD_ARCHIVE_VERSION")
-            << i;
+        bad[bit / 8] = static_cast<char>(bad[bit / 8] ^ 1 << bit % 8);
+        EXPECT_EQ(std::count(expected.begin(), expected.end(), kindOfLoading(bad)), 1) << bit;
     }
 }
 
 TEST_F(ArchiveOnDisk, WorksBeyond32BitPositions) {
-    constexpr Int64 kFarOff = 0x140000000;
-    const CUnicodeString text(u'z', 20000);
+    CUnicodeString text(u'z', 20000);
     CFile file(u"far", CFile::ForReadingAndWriting | CFile::Create);
     for (auto direction : {CArchive::Storing, CArchive::Loading}) {
-        file.Seek(kFarOff, CBaseFile::Begin);
+        file.Seek(0x140000000, CBaseFile::Begin);
         CArchive archive(&file, direction);
-        if (archive.IsStoring()) {
+        if (archive.IsStoring())
             archive << text;
-            continue;
-        }
-        CUnicodeString read;
-        archive >> read;
-        EXPECT_EQ(read, text);
-        EXPECT_TRUE(archive.IsEndOfArchive());
+        else
+            EXPECT_TRUE((archive >> text).IsEndOfArchive());
+        EXPECT_EQ(text.GetLength(), 20000);
     }
-    file.SetLength(0);
 }
 
 } // namespace

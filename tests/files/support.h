@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,22 +18,30 @@ namespace Tarn {
 
 /// Bytes, one to a character.
 using Bytes = std::string;
+using Path = std::filesystem::path;
 
-inline Bytes BytesOf(const std::filesystem::path& file) {
+inline Bytes BytesOf(const Path& file) {
     std::ifstream stream(file, std::ios::binary);
     return Bytes(std::istreambuf_iterator<char>(stream), {});
 }
 
-inline void WriteBytes(const std::filesystem::path& file, const Bytes& bytes) {
+inline void WriteBytes(const Path& file, const Bytes& bytes, bool isReadOnly = false) {
+    std::filesystem::remove(file); // emptying a file that exists waits for the disk
     std::ofstream(file, std::ios::binary) << bytes;
+    if (isReadOnly)
+        std::filesystem::permissions(file, std::filesystem::perms::owner_read);
 }
 
-inline std::u16string TextOf(const CUnicodeString& text) { return std::u16string(text.Ptr()); }
+inline Path PathOf(const CUnicodeString& name) {
+    std::u16string text = name.Ptr();
+    std::replace(text.begin(), text.end(), u'\\', u'/');
+    return text;
+}
 
 /// A fresh folder that is the library's current directory for the length of the test.
 class FolderTest : public testing::Test {
 protected:
-    const std::filesystem::path folder =
+    const Path folder =
         std::filesystem::current_path() / testing::UnitTest::GetInstance()->current_test_info()->name();
 
     void SetUp() override {
@@ -41,55 +50,47 @@ protected:
     }
     void TearDown() override { FileSystem::ResetPaths(); }
 
-    CUnicodeString Full(const char* name) const {
-        return CUnicodeString((folder / name).u16string().c_str());
-    }
-    static void SetReadOnly(const std::filesystem::path& file) {
-        std::filesystem::permissions(file, std::filesystem::perms::owner_read);
-    }
+    CUnicodeString Full(const char* name) const { return (folder / name).u16string().c_str(); }
 };
 
-/// What an action was stopped by. `kind` is "" when it was not, else one of the classes below, a kind of
-/// `CFileException` as a number, or the name of an error.
+/// What an action was stopped by: the error's name, the number of the kind of `CFileException`, or
+/// "assertion";
+/// "" when it was not stopped.
 struct CFailure {
-    std::u16string kind;
+    std::string kind;
     DWORD code = 0;
-    std::u16string name;
+    Path name; ///< of the file, or the source file that asserts
 };
 
 template<class Action>
 CFailure FailureOf(Action action) {
+    CFailure result;
     try {
         action();
-    } catch (CInternalError* e) {
-        const CFailure result{std::u16string(u"assertion in ") + e->SourceFile(), 0, u""};
+    } catch (CException* e) {
+        if (const auto* assertion = dynamic_cast<CInternalError*>(e))
+            result = {"assertion", 0, assertion->SourceFile()};
+        else if (const auto* check = dynamic_cast<CCheckException*>(e))
+            result = {Path(check->Error().GetMessage().Name()).string(), 0, check->MessageText().Ptr()};
+        else if (const auto* file = dynamic_cast<CFileException*>(e))
+            result = {std::to_string(file->ErrorType()), file->ErrorCode(), PathOf(file->FileName())};
         e->Delete();
-        return result;
-    } catch (CCheckException* e) {
-        const CFailure result{e->Error().GetMessage().Name(), 0, TextOf(e->MessageText())};
-        e->Delete();
-        return result;
-    } catch (CFileException* e) {
-        const std::string type = std::to_string(e->ErrorType());
-        const CFailure result{std::u16string(type.begin(), type.end()), e->ErrorCode(),
-                              TextOf(e->FileName())};
-        e->Delete();
-        return result;
-    } catch (CMemoryException* e) {
-        e->Delete();
-        return {u"memory", 0, u""};
     }
-    return {};
+    return result;
 }
 
-/// The system code that a file operation failed with.
+template<class Action>
+std::string KindOf(Action action) {
+    return FailureOf(action).kind;
+}
+
 template<class Action>
 DWORD CodeOf(Action action) {
     return FailureOf(action).code;
 }
 
-inline const std::u16string kEndOfFile = u"14";
-inline const std::u16string kBadSeek = u"9";
-inline const std::u16string kDiskFull = u"13";
+inline const std::string kEndOfFile = "14";
+inline const std::string kBadSeek = "9";
+inline const std::string kDiskFull = "13";
 
 } // namespace Tarn
