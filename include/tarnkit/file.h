@@ -103,7 +103,9 @@ public:
     Int64 GetPosition64() const;
     Int64 GetLength64() const;
     Int64 Seek(Int64 offset, TSeekPosition from);
+    Int64 Seek(long offset, TSeekPosition from) { return Seek(Int64{offset}, from); }
     void SetLength(Int64 length);
+    void SetLength(long length) { SetLength(Int64{length}); }
 
     /// Exactly `size` bytes, or the end-of-file exception.
     void ReadRecord(void* buffer, int size);

@@ -100,7 +100,7 @@ TEST(Archive, WritesValuesAsLittleEndianBytesAndReadsThemBack) {
     expectFormat(UInt64{0x0123456789ABCDEF}, "\xEF\xCD\xAB\x89\x67\x45\x23\x01");
     expectFormat(1.5f, Bytes("\0\0\xC0\x3F", 4));
     expectFormat(-2.0, Bytes("\0\0\0\0\0\0\0\xC0", 8));
-    expectFormat(CString("Bo"), "\x02Bo");
+    expectFormat(CString("To"), "\x02To");
     expectFormat(CUnicodeString(), Bytes(1, '\0'));
     expectFormat(CUnicodeString(u"Z"), Bytes("\x01Z\0", 3));
     CString withZero;
