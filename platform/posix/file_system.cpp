@@ -176,15 +176,6 @@ public:
         return ERROR_SUCCESS;
     }
 
-    /// Gives the complete copy the times of its source, and stores it before it displaces another file.
-    DWORD Complete(const FileInformation& source, bool mustBeStored) {
-        timespec times[2] = {{}, ToTimespec(source.write)};
-        times[0].tv_nsec = UTIME_OMIT;
-        if (futimens(file.descriptor, times) != 0 || (mustBeStored && fdatasync(file.descriptor) != 0))
-            return CodeOf(errno);
-        return file.Shut();
-    }
-
     /// Takes the place of the file `target`.
     DWORD Replace(const String& target) {
         if (rename(path.c_str(), target.c_str()) != 0)
@@ -207,43 +198,70 @@ private:
     String path;
 };
 
-/// Copies to a name that is free.
-DWORD copyToNew(OpenFile& source, const FileInformation& information, const String& target) {
+/// The owner, as far as the system lets us, the permissions and the time of writing of a copied file.
+DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsigned mode,
+                     const FILETIME& write) {
+    if (fchown(copy.descriptor, owner, group) != 0 && errno != EPERM)
+        return CodeOf(errno);
+    timespec times[2] = {{}, ToTimespec(write)};
+    times[0].tv_nsec = UTIME_OMIT;
+    const bool succeeded = fchmod(copy.descriptor, mode) == 0 && futimens(copy.descriptor, times) == 0;
+    return succeeded ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
+}
+
+/// Copies to a name that is free. A file that moves stays whose and what it was; otherwise the copy is a new
+/// file of this user's.
+DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& target, bool moves) {
     NewCopy copy;
-    if (const DWORD code = copy.Begin(target, information.mode & kPermissions); code != ERROR_SUCCESS)
+    if (const DWORD code = copy.Begin(target, from.mode & kPermissions); code != ERROR_SUCCESS)
         return code;
     if (const DWORD code = CopyContents(source, copy.file); code != ERROR_SUCCESS)
         return code;
-    if (const DWORD code = copy.Complete(information, false); code != ERROR_SUCCESS)
+    FileInformation made = from;
+    if (const int error = moves ? 0 : Query(copy.file.descriptor, made); error != 0)
+        return CodeOf(error);
+    if (const DWORD code =
+            giveProperties(copy.file, made.owner, made.group, made.mode & kPermissions, from.write);
+        code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
         return code;
     return copy.TakeName(target);
 }
 
-/// Copies over the file at `path`, which the caller has open and keeps from everybody else.
-DWORD copyOver(OpenFile& source, const FileInformation& information, OpenFile& opened, const String& path) {
+/// Copies into the open file itself: a device, or a file that lies where no new one may be made.
+DWORD copyInPlace(OpenFile& source, const FileInformation& from, OpenFile& opened, const FileInformation& old,
+                  unsigned mode) {
     if (!opened.isRegular)
         return CopyContents(source, opened);
+    if (const DWORD code = Resize(opened, 0); code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = CopyContents(source, opened); code != ERROR_SUCCESS)
+        return code;
+    return giveProperties(opened, old.owner, old.group, mode, from.write);
+}
+
+/// Copies over the file at `path`, which the caller has open and keeps from everybody else.
+DWORD copyOver(OpenFile& source, const FileInformation& from, OpenFile& opened, const String& path) {
     FileInformation old;
     if (const int error = Query(opened.descriptor, old); error != 0)
         return CodeOf(error);
-    const unsigned mode = old.mode & kPermissions & (information.IsReadOnly() ? ~kWriteBits : ~0U);
+    const unsigned mode = old.mode & kPermissions & (from.IsReadOnly() ? ~kWriteBits : ~0U);
     NewCopy copy;
-    if (const DWORD code = copy.Begin(path, mode | S_IWUSR); code != ERROR_SUCCESS) {
-        if (code != ERROR_ACCESS_DENIED)
-            return code;
-        // No new file may be made here, so the old one has to take the contents.
-        if (const DWORD failure = Resize(opened, 0); failure != ERROR_SUCCESS)
-            return failure;
-        return CopyContents(source, opened);
-    }
+    const DWORD begun = opened.isRegular ? copy.Begin(path, mode | S_IWUSR) : DWORD{ERROR_ACCESS_DENIED};
+    if (begun == ERROR_ACCESS_DENIED)
+        return copyInPlace(source, from, opened, old, mode);
+    if (begun != ERROR_SUCCESS)
+        return begun;
     if (const DWORD code = CopyContents(source, copy.file); code != ERROR_SUCCESS)
         return code;
-    // Where the system lets us, the copy stays the property of the one whose file it replaces.
-    if (fchown(copy.file.descriptor, old.owner, old.group) != 0 && errno != EPERM)
+    if (const DWORD code = giveProperties(copy.file, old.owner, old.group, mode, from.write);
+        code != ERROR_SUCCESS)
+        return code;
+    // The copy is stored before it displaces what was stored.
+    if (fdatasync(copy.file.descriptor) != 0)
         return CodeOf(errno);
-    if (fchmod(copy.file.descriptor, mode) != 0)
-        return CodeOf(errno);
-    if (const DWORD code = copy.Complete(information, true); code != ERROR_SUCCESS)
+    if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
         return code;
     return copy.Replace(path);
 }
@@ -253,7 +271,7 @@ DWORD tryCopy(OpenFile& source, const FileInformation& information, const char16
     const DWORD code = Find(to, target);
     if (code == ERROR_FILE_NOT_FOUND)
         return target.endsWithSeparator ? DWORD{ERROR_INVALID_NAME}
-                                        : copyToNew(source, information, target.path);
+                                        : copyToNew(source, information, target.path, false);
     if (code != ERROR_SUCCESS)
         return code;
     if (failIfExists)
@@ -306,13 +324,8 @@ DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
         if (const DWORD code = Open(text, GENERIC_READ, kAllAccesses, OPEN_EXISTING, 0, source, existed);
             code != ERROR_SUCCESS)
             return code;
-        if (const DWORD code = copyToNew(*source, from.entry, to); code != ERROR_SUCCESS)
+        if (const DWORD code = copyToNew(*source, from.entry, to, true); code != ERROR_SUCCESS)
             return code;
-        // As far as the system lets us, the file stays whose and what it was.
-        if (lchown(to.c_str(), from.entry.owner, from.entry.group) != 0 && errno != EPERM)
-            return CodeOf(errno);
-        if (chmod(to.c_str(), from.entry.mode & kPermissions) != 0)
-            return CodeOf(errno);
     } else {
         return ERROR_NOT_SAME_DEVICE;
     }

@@ -31,17 +31,21 @@ struct Search : HandleObject {
     static constexpr Kind kKind = Kind::Search;
 
     Search() : HandleObject(kKind) {}
-    DWORD Shut() override { return ERROR_SUCCESS; }
+    ~Search() override { Shut(); }
+    DWORD Shut() override {
+        if (directory >= 0)
+            close(directory);
+        directory = -1;
+        return ERROR_SUCCESS;
+    }
 
-    DirectoryEntries directory;
+    int directory = -1;
     Vector<String> names;
     std::size_t next = 0;
     std::mutex use;
 };
 
 U16String translatePattern(U16String pattern) {
-    if (pattern == u"*.*")
-        return u"*";
     const bool endsWithStarDot = pattern.size() > 1 && pattern.ends_with(u"*.");
     while (pattern.size() > 1 && pattern.back() == u'.')
         pattern.pop_back();
@@ -121,7 +125,7 @@ int describe(int directory, const String& name, WIN32_FIND_DATAW& data) {
 /// Delivers the next entry that is still there; 18 when there is none left.
 DWORD deliverNext(Search& search, WIN32_FIND_DATAW& data) {
     while (search.next < search.names.size()) {
-        const int error = describe(dirfd(search.directory.get()), search.names[search.next++], data);
+        const int error = describe(search.directory, search.names[search.next++], data);
         if (error == 0)
             return ERROR_SUCCESS;
         if (error != ENOENT && error != ENAMETOOLONG)
@@ -130,16 +134,24 @@ DWORD deliverNext(Search& search, WIN32_FIND_DATAW& data) {
     return ERROR_NO_MORE_FILES;
 }
 
+/// The code of a directory that cannot be opened, by `errno`.
+DWORD codeOfDirectory(int error) {
+    return error == ENOTDIR ? ERROR_DIRECTORY : error == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(error);
+}
+
+/// Opens the directory of what the search delivers. That takes less than the right to list it.
 DWORD openDirectory(Search& search, const String& path) {
-    search.directory.reset(opendir(path.c_str()));
-    if (search.directory)
-        return ERROR_SUCCESS;
-    return errno == ENOTDIR ? ERROR_DIRECTORY : errno == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(errno);
+    search.directory = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    return search.directory >= 0 ? DWORD{ERROR_SUCCESS} : codeOfDirectory(errno);
 }
 
 /// Reads the names that match the pattern: "." and ".." first, the others by their folded form. The root has
 /// neither of the two.
-DWORD collect(Search& search, const U16String& pattern, bool isRoot) {
+DWORD collect(Search& search, const String& path, const U16String& pattern) {
+    const DirectoryEntries entries(opendir(path.c_str()));
+    if (!entries)
+        return codeOfDirectory(errno);
+    const bool isRoot = path == "/";
     struct Match {
         U16String folded;
         String name;
@@ -147,7 +159,7 @@ DWORD collect(Search& search, const U16String& pattern, bool isRoot) {
     Vector<Match> found;
     for (;;) {
         errno = 0;
-        const dirent* entry = readdir(search.directory.get());
+        const dirent* entry = readdir(entries.get());
         if (entry == nullptr && errno != 0)
             return CodeOf(errno);
         if (entry == nullptr)
@@ -190,7 +202,7 @@ DWORD beginPattern(Search& search, const U16String& name, std::size_t lastStart)
         return code == ERROR_FILE_NOT_FOUND ? DWORD{ERROR_PATH_NOT_FOUND} : code;
     if (const DWORD failure = openDirectory(search, directory.path); failure != ERROR_SUCCESS)
         return failure;
-    return collect(search, translatePattern(Fold(pattern)), directory.path == "/");
+    return collect(search, directory.path, translatePattern(Fold(pattern)));
 }
 
 DWORD begin(Search& search, const char16_t* name) {

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -27,7 +26,6 @@ int query(int directory, const char* path, int flags, FileInformation& result) {
     if (statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
         return errno;
     result.mode = status.stx_mode;
-    result.links = status.stx_nlink;
     result.owner = status.stx_uid;
     result.group = status.stx_gid;
     result.size = status.stx_size;

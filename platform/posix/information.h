@@ -10,7 +10,6 @@ namespace Tarn::Platform::Posix {
 
 struct FileInformation {
     unsigned mode = 0;
-    unsigned links = 0;
     unsigned owner = 0;
     unsigned group = 0;
     UInt64 size = 0;

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace Tarn::Platform::Posix {
@@ -222,6 +223,13 @@ private:
     sigset_t before{};
 };
 
+/// Whether the disk has that much room left. A file system that does not tell has.
+bool hasRoomFor(const OpenFile& file, UInt64 size) {
+    struct statvfs status;
+    return fstatvfs(file.descriptor, &status) != 0 || status.f_blocks == 0 ||
+           size / status.f_frsize <= status.f_bavail;
+}
+
 /// Repeats `transfer(bytes done so far)` until all is done, the file ends or a part fails.
 template<class Transfer>
 DWORD transferAll(OpenFile& file, std::size_t size, std::size_t& done, bool untilFull, Transfer transfer) {
@@ -323,23 +331,14 @@ DWORD Resize(OpenFile& file, Int64 size) {
     FileInformation now;
     if (const int error = Query(file.descriptor, now); error != 0)
         return CodeOf(error);
+    const UInt64 newSize = static_cast<UInt64>(size);
+    if (newSize > now.size && !hasRoomFor(file, newSize - now.size))
+        return ERROR_DISK_FULL;
     const WriteSignalsHeld held(file.mayRaiseSignal);
-    const Int64 oldSize = static_cast<Int64>(now.size);
-    int error = 0;
-    if (size > oldSize) {
-        do
-            error = fallocate(file.descriptor, 0, oldSize, size - oldSize) == 0 ? 0 : errno;
-        while (error == EINTR);
-        if (error == ENOSPC || error == EDQUOT || error == EFBIG) {
-            while (ftruncate(file.descriptor, oldSize) != 0 && errno == EINTR) {
-            }
-            return CodeOf(error);
-        }
-    }
-    do
-        error = ftruncate(file.descriptor, size) == 0 ? 0 : errno;
-    while (error == EINTR);
-    return CodeOf(error);
+    while (ftruncate(file.descriptor, size) != 0)
+        if (errno != EINTR)
+            return CodeOf(errno);
+    return ERROR_SUCCESS;
 }
 
 } // namespace Tarn::Platform::Posix

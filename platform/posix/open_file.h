@@ -46,7 +46,7 @@ DWORD WriteTo(OpenFile& file, const void* buffer, std::size_t size, std::size_t&
 /// or written to before.
 DWORD CopyContents(OpenFile& source, OpenFile& target);
 
-/// Gives the file that length, with room on the disk for all of it where the file system can promise it.
+/// Gives the file that length; 112 when the disk has no room for what is to be added.
 DWORD Resize(OpenFile& file, Int64 size);
 
 } // namespace Tarn::Platform::Posix

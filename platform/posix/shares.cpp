@@ -133,7 +133,9 @@ DWORD Claim(int descriptor, DWORD access, DWORD share, DWORD needed) {
     const Gate gate(descriptor);
     if (const int error = setMarks(descriptor, access | denials << kDenialShift); error != 0) {
         Disclaim(descriptor);
-        return meansNoLocksHere(error) ? ERROR_SUCCESS : CodeOf(error);
+        // Only a foreign program that has locked the file as a whole stands in the way of a mark.
+        const bool isLocked = error == EAGAIN || error == EACCES;
+        return meansNoLocksHere(error) ? ERROR_SUCCESS : isLocked ? ERROR_SHARING_VIOLATION : CodeOf(error);
     }
     if (!haveOthersMarks(descriptor, (access | needed) << kDenialShift | denials))
         return ERROR_SUCCESS;

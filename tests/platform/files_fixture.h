@@ -1,0 +1,117 @@
+// What the tests of files share: calls with their codes, whole files, and a fresh folder.
+#pragma once
+
+#include "platform/platform.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace P = Tarn::Platform;
+using Tarn::Int64;
+using Tarn::UInt64;
+
+constexpr DWORD kRead = GENERIC_READ;
+constexpr DWORD kWrite = GENERIC_WRITE;
+constexpr DWORD kBoth = GENERIC_READ | GENERIC_WRITE;
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
+constexpr DWORD kUntouched = 0xABCD;
+
+using Text = std::u16string;
+
+/// 0 when the call succeeds, else the last error it leaves.
+template<class Call>
+DWORD codeOf(Call call) {
+    P::SetLastError(kUntouched);
+    return call() ? ERROR_SUCCESS : P::GetLastError();
+}
+
+class Opened {
+public:
+    Opened(const Text& name, DWORD access, DWORD share, DWORD disposition = OPEN_EXISTING,
+           DWORD attributes = FILE_ATTRIBUTE_NORMAL) {
+        P::SetLastError(kUntouched);
+        handle = P::CreateFileW(name.c_str(), access, share, disposition, attributes);
+        code = P::GetLastError();
+    }
+    Opened(const Opened&) = delete;
+    Opened& operator=(const Opened&) = delete;
+    ~Opened() { Close(); }
+
+    bool IsOpen() const { return handle != INVALID_HANDLE_VALUE; }
+    DWORD Failure() const { return IsOpen() ? ERROR_SUCCESS : code; }
+    void Close() {
+        if (IsOpen()) {
+            EXPECT_TRUE(P::CloseHandle(handle));
+        }
+        handle = INVALID_HANDLE_VALUE;
+    }
+    operator HANDLE() const { return handle; }
+
+    DWORD code;
+
+private:
+    HANDLE handle;
+};
+
+inline void put(const Text& name, const std::string& bytes) {
+    const Opened file(name, kWrite, 0, CREATE_ALWAYS);
+    DWORD written = 0;
+    EXPECT_TRUE(P::WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written));
+    EXPECT_EQ(written, bytes.size());
+}
+
+inline std::string get(const Text& name) {
+    const Opened file(name, kRead, kShareAll);
+    EXPECT_TRUE(file.IsOpen());
+    std::string bytes(1000, '\0');
+    DWORD read = 0;
+    EXPECT_TRUE(P::ReadFile(file, bytes.data(), 1000, &read));
+    bytes.resize(read);
+    return bytes;
+}
+
+inline bool exists(const Text& name) {
+    return P::GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+/// The names that a search delivers, "." and ".." with them, or its failure as text.
+inline std::vector<Text> find(const Text& pattern) {
+    WIN32_FIND_DATAW data;
+    HANDLE search = nullptr;
+    const DWORD code =
+        codeOf([&] { return (search = P::FindFirstFileW(pattern.c_str(), &data)) != INVALID_HANDLE_VALUE; });
+    if (code != ERROR_SUCCESS)
+        return {u"failure", Text(1, static_cast<char16_t>(code))};
+    std::vector<Text> names;
+    do
+        names.push_back(reinterpret_cast<const char16_t*>(data.cFileName));
+    while (P::FindNextFileW(search, &data));
+    EXPECT_EQ(P::GetLastError(), ERROR_NO_MORE_FILES);
+    EXPECT_TRUE(P::FindClose(search));
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A fresh folder with a file "file" that holds "old" and a folder "folder".
+class Files : public testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::create_directory("files");
+        base = std::filesystem::absolute("files").u16string() + u"\\";
+        put(base + u"file", "old");
+        ASSERT_TRUE(P::CreateDirectoryW((base + u"folder").c_str()));
+    }
+    void TearDown() override {
+        namespace fs = std::filesystem;
+        fs::permissions("files", fs::perms::owner_all, fs::perm_options::add);
+        for (auto& entry : fs::recursive_directory_iterator("files"))
+            if (!entry.is_symlink())
+                fs::permissions(entry, fs::perms::owner_write, fs::perm_options::add);
+        fs::remove_all("files");
+    }
+    Text base;
+};

@@ -1,0 +1,482 @@
+#include "tests/platform/files_fixture.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
+    put(base + u"fixed", "fixed");
+    ASSERT_TRUE(P::SetFileAttributesW((base + u"fixed").c_str(), FILE_ATTRIBUTE_READONLY));
+    const struct {
+        const char16_t* name;
+        DWORD access, disposition, code;
+    } cases[] = {
+        {u"missing", kRead, OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
+        {u"missing", kWrite, TRUNCATE_EXISTING, ERROR_FILE_NOT_FOUND},
+        {u"missing\\x", kRead, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+        {u"missing\\x", kWrite, CREATE_ALWAYS, ERROR_PATH_NOT_FOUND},
+        {u"file\\x", kRead, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
+        {u"folder", kRead, OPEN_EXISTING, ERROR_ACCESS_DENIED},
+        {u"folder", kWrite, CREATE_ALWAYS, ERROR_ACCESS_DENIED},
+        {u"folder", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
+        {u"file", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
+        {u"fixed", kWrite, OPEN_EXISTING, ERROR_ACCESS_DENIED},
+        {u"fixed", kBoth, OPEN_ALWAYS, ERROR_ACCESS_DENIED},
+        {u"fixed", kWrite, CREATE_ALWAYS, ERROR_ACCESS_DENIED},
+        {u"fixed", kRead, OPEN_EXISTING, ERROR_SUCCESS},
+        {u"a*b", kRead, OPEN_EXISTING, ERROR_INVALID_NAME},
+        {u"a?b", kWrite, CREATE_ALWAYS, ERROR_INVALID_NAME},
+        {u"a<b", kWrite, CREATE_NEW, ERROR_INVALID_NAME},
+        {u"a>b|c\"d", kRead, OPEN_EXISTING, ERROR_INVALID_NAME},
+        {u"file", kRead, 9, ERROR_INVALID_PARAMETER},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Opened(base + c.name, c.access, kShareAll, c.disposition).Failure(), c.code)
+            << std::filesystem::path(c.name) << " disposition " << c.disposition;
+    EXPECT_EQ(Opened(u"", kRead, 0).Failure(), ERROR_PATH_NOT_FOUND);
+    const DWORD tooLong = Opened(base + Text(300, u'x'), kWrite, 0, CREATE_ALWAYS).Failure();
+    EXPECT_TRUE(tooLong == ERROR_PATH_NOT_FOUND || tooLong == ERROR_FILENAME_EXCED_RANGE) << tooLong;
+    EXPECT_EQ(get(base + u"file"), "old");
+    EXPECT_EQ(get(base + u"fixed"), "fixed");
+    EXPECT_EQ(find(base + u"*"), (std::vector<Text>{u".", u"..", u"file", u"fixed", u"folder"}));
+}
+
+TEST_F(Files, DispositionsCreateKeepOrEmptyAndTellOfAnExistingFile) {
+    const struct {
+        const char16_t* name;
+        DWORD access, disposition, code;
+        const char* contents;
+    } cases[] = {
+        {u"new1", kWrite, CREATE_NEW, ERROR_SUCCESS, ""},
+        {u"new2", kRead, OPEN_ALWAYS, ERROR_SUCCESS, ""},
+        {u"new3", kBoth, CREATE_ALWAYS, ERROR_SUCCESS, ""},
+        {u"kept", kWrite, OPEN_ALWAYS, ERROR_ALREADY_EXISTS, "old"},
+        {u"emptied1", kWrite, CREATE_ALWAYS, ERROR_ALREADY_EXISTS, ""},
+        {u"emptied2", kRead, CREATE_ALWAYS, ERROR_ALREADY_EXISTS, ""},
+    };
+    for (const auto& c : cases) {
+        const Text name = base + c.name;
+        if (c.code == ERROR_ALREADY_EXISTS)
+            put(name, "old");
+        Opened file(name, c.access, 0, c.disposition);
+        EXPECT_TRUE(file.IsOpen());
+        EXPECT_EQ(file.code, c.code) << std::filesystem::path(c.name);
+        file.Close();
+        EXPECT_EQ(get(name), c.contents) << std::filesystem::path(c.name);
+    }
+    Opened truncated(base + u"file", kWrite, 0, TRUNCATE_EXISTING);
+    EXPECT_EQ(P::GetFileSize(truncated, nullptr), 0U);
+}
+
+TEST_F(Files, TransfersMoveThePositionAndObeyTheAccess) {
+    const Text name = base + u"data";
+    char buffer[16] = {};
+    DWORD count = 77;
+    Opened file(name, kBoth, kShareAll, CREATE_ALWAYS);
+    EXPECT_TRUE(P::WriteFile(file, "0123456789", 10, &count));
+    EXPECT_EQ(count, 10U);
+    EXPECT_TRUE(P::ReadFile(file, buffer, 5, &count));
+    EXPECT_EQ(count, 0U) << "at the end";
+    EXPECT_EQ(P::SetFilePointer(file, -4, nullptr, FILE_END), 6U);
+    EXPECT_TRUE(P::ReadFile(file, buffer, 16, &count));
+    EXPECT_EQ(std::string(buffer, count), "6789");
+    EXPECT_EQ(P::SetFilePointer(file, 2, nullptr, FILE_BEGIN), 2U);
+    EXPECT_EQ(P::SetFilePointer(file, 1, nullptr, FILE_CURRENT), 3U);
+    EXPECT_TRUE(P::WriteFile(file, "x", 1, &count) && P::WriteFile(file, "y", 0, &count));
+    EXPECT_EQ(count, 0U);
+    EXPECT_TRUE(P::SetEndOfFile(file));
+    EXPECT_EQ(P::SetFilePointer(file, 7, nullptr, FILE_BEGIN), 7U);
+    EXPECT_TRUE(P::SetEndOfFile(file) && P::FlushFileBuffers(file));
+    EXPECT_EQ(get(name), std::string("012x\0\0\0", 7)) << "cut after the x, then filled with zeros";
+
+    const Opened reader(name, kRead, kShareAll);
+    const Opened writer(name, kWrite, kShareAll);
+    EXPECT_EQ(codeOf([&] { return P::WriteFile(reader, "z", 1, &count); }), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(codeOf([&] { return P::SetEndOfFile(reader); }), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(codeOf([&] { return P::FlushFileBuffers(reader); }), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(codeOf([&] { return P::ReadFile(writer, buffer, 1, &count); }), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(P::GetFileSize(Opened(name, 0, 0), nullptr), 7U) << "no access is needed for the size";
+}
+
+TEST_F(Files, PositionsAreOf64BitsAndTheirFailuresAreTold) {
+    const Opened file(base + u"file", kBoth, 0);
+    const struct {
+        LONG low, high;
+        DWORD from, code;
+        Int64 position;
+    } cases[] = {
+        {-1, 0, FILE_BEGIN, ERROR_SUCCESS, 0xFFFFFFFF},
+        {0, 0, FILE_CURRENT, ERROR_SUCCESS, 0xFFFFFFFF},
+        {-1, 1, FILE_BEGIN, ERROR_SUCCESS, 0x1FFFFFFFF},
+        {1, 0, FILE_CURRENT, ERROR_SUCCESS, 0x200000000},
+        {-3, -1, FILE_END, ERROR_SUCCESS, 0},
+        {-4, -1, FILE_END, ERROR_NEGATIVE_SEEK, 0},
+        {-1, -1, FILE_CURRENT, ERROR_NEGATIVE_SEEK, 0},
+        {0, 0, 3, ERROR_INVALID_PARAMETER, 0},
+    };
+    for (const auto& c : cases) {
+        LONG high = c.high;
+        P::SetLastError(kUntouched);
+        const DWORD low = P::SetFilePointer(file, c.low, &high, c.from);
+        const DWORD code = low == INVALID_SET_FILE_POINTER ? P::GetLastError() : ERROR_SUCCESS;
+        EXPECT_EQ(code, c.code) << c.low << " " << c.high << " " << c.from;
+        if (code == ERROR_SUCCESS) {
+            EXPECT_EQ(Int64{high} << 32 | low, c.position);
+        }
+    }
+    EXPECT_EQ(codeOf([&] { return P::SetFilePointer(file, -1, nullptr, FILE_BEGIN) != 0xFFFFFFFF; }),
+              ERROR_NEGATIVE_SEEK);
+    LONG high = 0;
+    P::SetFilePointer(file, -1, &high, FILE_BEGIN);
+    const DWORD code = codeOf([&] { return P::SetEndOfFile(file); });
+    DWORD sizeHigh = 0;
+    P::SetLastError(kUntouched);
+    EXPECT_EQ(P::GetFileSize(file, &sizeHigh), code == ERROR_SUCCESS ? 0xFFFFFFFF : 3);
+    EXPECT_EQ(P::GetLastError(), code == ERROR_SUCCESS ? ERROR_SUCCESS : kUntouched);
+    EXPECT_TRUE(code == ERROR_SUCCESS || code == ERROR_DISK_FULL) << "as much room as the disk has";
+}
+
+TEST_F(Files, AHandleThatIsNotOpenIsRefusedByEveryCall) {
+    Opened file(base + u"file", kBoth, 0);
+    const HANDLE closed = file;
+    file.Close();
+    for (const HANDLE handle : {closed, HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
+        char byte = 0;
+        DWORD count = 0;
+        FILETIME time{};
+        const DWORD codes[] = {
+            codeOf([&] { return P::ReadFile(handle, &byte, 1, &count); }),
+            codeOf([&] { return P::WriteFile(handle, &byte, 1, &count); }),
+            codeOf([&] { return P::SetFilePointer(handle, 0, nullptr, FILE_BEGIN) + 1; }),
+            codeOf([&] { return P::GetFileSize(handle, nullptr) + 1; }),
+            codeOf([&] { return P::SetEndOfFile(handle); }),
+            codeOf([&] { return P::FlushFileBuffers(handle); }),
+            codeOf([&] { return P::GetFileTime(handle, &time, &time, &time); }),
+            codeOf([&] { return P::SetFileTime(handle, &time, &time, &time); }),
+        };
+        for (const DWORD code : codes)
+            EXPECT_EQ(code, ERROR_INVALID_HANDLE) << "call " << &code - codes;
+    }
+    EXPECT_EQ(codeOf([&] { return P::CloseHandle(closed); }), ERROR_INVALID_HANDLE);
+    WIN32_FIND_DATAW data;
+    EXPECT_EQ(codeOf([&] { return P::FindNextFileW(INVALID_HANDLE_VALUE, &data); }), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(codeOf([&] { return P::FindClose(INVALID_HANDLE_VALUE); }), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(Files, ShareModesBindBothSides) {
+    const struct {
+        DWORD access1, share1, access2, share2, code;
+    } cases[] = {
+        {kRead, 0, kRead, kShareAll, ERROR_SHARING_VIOLATION},
+        {kRead, FILE_SHARE_READ, kRead, FILE_SHARE_READ, ERROR_SUCCESS},
+        {kRead, FILE_SHARE_READ, kRead, 0, ERROR_SHARING_VIOLATION},
+        {kRead, FILE_SHARE_READ, kWrite, kShareAll, ERROR_SHARING_VIOLATION},
+        {kRead, FILE_SHARE_WRITE, kRead, kShareAll, ERROR_SHARING_VIOLATION},
+        {kRead, FILE_SHARE_WRITE, kWrite, FILE_SHARE_READ, ERROR_SUCCESS},
+        {kRead, FILE_SHARE_WRITE, kWrite, FILE_SHARE_WRITE, ERROR_SHARING_VIOLATION},
+        {kWrite, FILE_SHARE_READ, kRead, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
+        {kWrite, FILE_SHARE_READ, kRead, FILE_SHARE_WRITE, ERROR_SUCCESS},
+        {kBoth, kShareAll, kBoth, kShareAll, ERROR_SUCCESS},
+        {kBoth, kShareAll, kBoth, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
+        {0, 0, kBoth, 0, ERROR_SUCCESS},
+        {kBoth, 0, 0, 0, ERROR_SUCCESS},
+    };
+    const Text name = base + u"file";
+    for (const auto& c : cases) {
+        const Opened first(name, c.access1, c.share1);
+        EXPECT_TRUE(first.IsOpen());
+        EXPECT_EQ(Opened(name, c.access2, c.share2).Failure(), c.code)
+            << std::hex << c.access1 << " " << c.share1 << " then " << c.access2 << " " << c.share2;
+    }
+    EXPECT_TRUE(Opened(name, kBoth, 0).IsOpen()) << "nothing is left of the closed handles";
+}
+
+TEST_F(Files, AFileInUseIsNeitherEmptiedNorReplacedNorTakenAway) {
+    const Text name = base + u"file";
+    const Text other = base + u"other";
+    put(other, "other");
+    {
+        const Opened reader(name, kRead, FILE_SHARE_READ);
+        EXPECT_EQ(Opened(name, kWrite, kShareAll, CREATE_ALWAYS).Failure(), ERROR_SHARING_VIOLATION);
+        EXPECT_EQ(codeOf([&] { return P::DeleteFileW(name.c_str()); }), ERROR_SHARING_VIOLATION);
+        EXPECT_EQ(codeOf([&] { return P::MoveFileW(name.c_str(), (base + u"away").c_str()); }),
+                  ERROR_SHARING_VIOLATION);
+        EXPECT_EQ(codeOf([&] { return P::CopyFileW(other.c_str(), name.c_str(), FALSE); }),
+                  ERROR_SHARING_VIOLATION);
+        EXPECT_TRUE(P::CopyFileW(name.c_str(), other.c_str(), FALSE)) << "reading it is allowed";
+        EXPECT_EQ(get(name), "old");
+        EXPECT_EQ(codeOf([&] { return P::CopyFileW(name.c_str(), name.c_str(), FALSE); }),
+                  ERROR_SHARING_VIOLATION);
+    }
+    {
+        const Opened generous(name, kRead, FILE_SHARE_READ | FILE_SHARE_DELETE);
+        EXPECT_TRUE(P::MoveFileW(name.c_str(), (base + u"away").c_str()));
+        EXPECT_TRUE(P::DeleteFileW((base + u"away").c_str()));
+    }
+    Opened fleeting(name, kWrite, 0, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE);
+    EXPECT_TRUE(fleeting.IsOpen());
+    fleeting.Close();
+    EXPECT_EQ(find(base + u"*"), (std::vector<Text>{u".", u"..", u"folder", u"other"}));
+}
+
+TEST_F(Files, ExclusiveOpensOfManyThreadsNeverOverlapAndSharedOnesNeverFail) {
+    const Text name = base + u"file";
+    const Text shared = base + u"shared";
+    put(shared, "");
+    std::atomic<int> inside = 0, overlaps = 0, successes = 0, otherFailures = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; i++)
+        threads.emplace_back([&] {
+            for (int k = 0; k < 200; k++) {
+                const HANDLE file = P::CreateFileW(name.c_str(), kWrite, 0, OPEN_ALWAYS, 0);
+                if (file != INVALID_HANDLE_VALUE) {
+                    overlaps += ++inside > 1;
+                    successes++;
+                    inside--;
+                    P::CloseHandle(file);
+                } else {
+                    otherFailures += P::GetLastError() != ERROR_SHARING_VIOLATION;
+                }
+                const HANDLE both = P::CreateFileW(shared.c_str(), kBoth, kShareAll, OPEN_EXISTING, 0);
+                otherFailures += both == INVALID_HANDLE_VALUE;
+                P::CloseHandle(both);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(overlaps, 0);
+    EXPECT_EQ(otherFailures, 0);
+    EXPECT_GT(successes, 0);
+}
+
+// Run by the next test in a process of its own, with the file's name as the last argument.
+TEST(AnotherProcess, DISABLED_HoldsAFile) {
+    const Text name = std::filesystem::path(testing::internal::GetArgvs().back()).u16string();
+    const Opened held(name, kWrite, FILE_SHARE_READ);
+    put(name + u".ready", held.IsOpen() ? "open" : "refused");
+    for (int i = 0; i < 3000 && !exists(name + u".leave"); i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    P::TerminateThisProcess(0);
+}
+
+TEST_F(Files, AnotherProcessSharesByTheSameRulesUntilItEnds) {
+    char16_t program[1000];
+    ASSERT_NE(P::GetModuleFileNameW(nullptr, program, 1000), 0U);
+    std::string path = std::filesystem::path(program).string();
+    std::replace(path.begin(), path.end(), '\\', '/');
+    const std::string command = "cd . && \"" + path +
+                                "\" --gtest_also_run_disabled_tests "
+                                "--gtest_filter=AnotherProcess.DISABLED_HoldsAFile \"" +
+                                std::filesystem::absolute("files/file").generic_string() + "\"";
+    const Text name = base + u"file";
+    std::thread process([&] { EXPECT_EQ(std::system(command.c_str()), 0); });
+    for (int i = 0; i < 3000 && !exists(name + u".ready"); i++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(Opened(name, kWrite, kShareAll).Failure(), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(Opened(name, kRead, FILE_SHARE_READ).Failure(), ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(Opened(name, kRead, kShareAll).Failure(), ERROR_SUCCESS);
+    EXPECT_EQ(codeOf([&] { return P::DeleteFileW(name.c_str()); }), ERROR_SHARING_VIOLATION);
+    put(name + u".leave", "");
+    process.join();
+    EXPECT_EQ(get(name + u".ready"), "open");
+    EXPECT_EQ(Opened(name, kBoth, 0).Failure(), ERROR_SUCCESS) << "its end released the file";
+}
+
+TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
+    const Text name = base + u"fixed";
+    const auto isReadOnly = [](const Text& text) {
+        return (P::GetFileAttributesW(text.c_str()) & FILE_ATTRIBUTE_READONLY) != 0;
+    };
+    {
+        const Opened made(name, kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_READONLY);
+        DWORD written = 0;
+        EXPECT_TRUE(P::WriteFile(made, "fixed", 5, &written));
+    }
+    EXPECT_TRUE(isReadOnly(name));
+    EXPECT_EQ(codeOf([&] { return P::DeleteFileW(name.c_str()); }), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(codeOf([&] { return P::CopyFileW((base + u"file").c_str(), name.c_str(), FALSE); }),
+              ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(P::CopyFileW(name.c_str(), (base + u"copy").c_str(), TRUE));
+    EXPECT_TRUE(P::CopyFileW(name.c_str(), (base + u"file").c_str(), FALSE));
+    EXPECT_TRUE(P::MoveFileW(name.c_str(), (base + u"moved").c_str()));
+    for (const char16_t* copy : {u"copy", u"file", u"moved"}) {
+        EXPECT_TRUE(isReadOnly(base + copy));
+        EXPECT_EQ(get(base + copy), "fixed");
+        EXPECT_TRUE(P::SetFileAttributesW((base + copy).c_str(), FILE_ATTRIBUTE_NORMAL));
+        EXPECT_TRUE(P::DeleteFileW((base + copy).c_str()));
+    }
+    EXPECT_EQ(P::GetFileAttributesW((base + u"folder").c_str()) & FILE_ATTRIBUTE_DIRECTORY,
+              FILE_ATTRIBUTE_DIRECTORY);
+}
+
+TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
+    const Opened file(base + u"file", kBoth, 0);
+    // In 1953 and in 2024, each with an odd tick.
+    const FILETIME old{0x12345679, 0x018B0000}, recent{0x89ABCDEF, 0x01DA6B00};
+    FILETIME creation{}, access{}, write{};
+    for (const auto& [first, second] : {std::pair(old, recent), std::pair(recent, old)}) {
+        EXPECT_TRUE(P::SetFileTime(file, nullptr, &first, &second));
+        EXPECT_TRUE(P::SetFileTime(file, nullptr, nullptr, nullptr));
+        EXPECT_TRUE(P::GetFileTime(file, &creation, &access, &write));
+        EXPECT_EQ(access.dwLowDateTime, first.dwLowDateTime);
+        EXPECT_EQ(access.dwHighDateTime, first.dwHighDateTime);
+        EXPECT_EQ(write.dwLowDateTime, second.dwLowDateTime);
+        EXPECT_EQ(write.dwHighDateTime, second.dwHighDateTime);
+    }
+    EXPECT_GT(creation.dwHighDateTime, recent.dwHighDateTime) << "it was made just now";
+    WIN32_FIND_DATAW data;
+    const HANDLE search = P::FindFirstFileW((base + u"FILE").c_str(), &data);
+    ASSERT_NE(search, INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(P::FindClose(search));
+    EXPECT_EQ(data.ftLastWriteTime.dwLowDateTime, old.dwLowDateTime);
+    EXPECT_EQ(data.nFileSizeLow, 3U);
+    EXPECT_EQ(data.nFileSizeHigh, 0U);
+    EXPECT_EQ(data.cFileName[0], u'f') << "the name as it is on disk";
+    const Opened reader(base + u"folder\\r", kRead, 0, CREATE_NEW);
+    EXPECT_EQ(codeOf([&] { return P::SetFileTime(reader, nullptr, &old, &old); }), ERROR_ACCESS_DENIED);
+}
+
+TEST_F(Files, PatternsFindWhatTheyMatchWithoutRegardToCase) {
+    const Text in = base + u"folder\\";
+    for (const char16_t* name : {u"a.txt", u"B.TXT", u"ab.txt", u"abc", u"x.tar.gz", u"\u0416\u0438.txt"})
+        put(in + name, "1");
+    const std::vector<Text> all{u".",      u"..",  u"B.TXT",    u"a.txt",
+                                u"ab.txt", u"abc", u"x.tar.gz", u"\u0416\u0438.txt"};
+    const struct {
+        const char16_t* pattern;
+        std::vector<Text> names;
+    } cases[] = {
+        {u"*", all},
+        {u"*.*", all},
+        {u"*.TxT", {u"B.TXT", u"a.txt", u"ab.txt", u"\u0416\u0438.txt"}},
+        {u"a?.txt", {u"ab.txt"}},
+        {u"?.txt", {u"B.TXT", u"a.txt"}},
+        {u"\u0436*", {u"\u0416\u0438.txt"}},
+        {u"*b*", {u"B.TXT", u"ab.txt", u"abc"}},
+        {u"*.tar.*", {u"x.tar.gz"}},
+        {u"*.gz", {u"x.tar.gz"}},
+        {u"ABC", {u"abc"}},
+        {u"*.none", {u"failure", Text(1, ERROR_FILE_NOT_FOUND)}},
+        {u"none", {u"failure", Text(1, ERROR_FILE_NOT_FOUND)}},
+        {u"none\\*", {u"failure", Text(1, ERROR_PATH_NOT_FOUND)}},
+        {u"abc\\*", {u"failure", Text(1, ERROR_DIRECTORY)}},
+    };
+    for (const auto& c : cases) {
+        std::vector<Text> found = find(in + c.pattern);
+        if (Text(c.pattern) == u"a?.txt")
+            std::erase(found, u"a.txt"); // A question mark before a dot may also stand for nothing.
+        EXPECT_EQ(found, c.names) << std::filesystem::path(c.pattern);
+    }
+    // Removing what a search delivered does not make it lose what follows.
+    WIN32_FIND_DATAW data;
+    const HANDLE search = P::FindFirstFileW((in + u"*").c_str(), &data);
+    do
+        if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) {
+            EXPECT_TRUE(P::DeleteFileW((in + reinterpret_cast<const char16_t*>(data.cFileName)).c_str()));
+        }
+    while (P::FindNextFileW(search, &data));
+    EXPECT_TRUE(P::FindClose(search));
+    EXPECT_TRUE(P::RemoveDirectoryW((base + u"folder").c_str()));
+}
+
+TEST_F(Files, NamesKeepTheirCaseAndMatchWithoutIt) {
+    const Text stored = base + u"Folder2\\\u00C4rger \u0416.TXT";
+    const Text spelled = base + u"FOLDER2/\u00E4RGER \u0436.txt";
+    ASSERT_TRUE(P::CreateDirectoryW((base + u"Folder2").c_str()));
+    put(stored, "first");
+    put(spelled, "second");
+    EXPECT_EQ(get(stored), "second");
+    EXPECT_EQ(Opened(spelled, kWrite, 0, CREATE_NEW).Failure(), ERROR_FILE_EXISTS);
+    EXPECT_EQ(codeOf([&] { return P::CreateDirectoryW((base + u"folder2\\").c_str()); }),
+              ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(find(base + u"folder2\\*"), (std::vector<Text>{u".", u"..", u"\u00C4rger \u0416.TXT"}));
+    EXPECT_TRUE(P::MoveFileW(stored.c_str(), spelled.c_str())) << "only the case changes";
+    EXPECT_EQ(find(base + u"Folder2\\*"), (std::vector<Text>{u".", u"..", u"\u00E4RGER \u0436.txt"}));
+    EXPECT_EQ(get(base + u"folder2\\none\\..\\.\\\\\u00C4RGER \u0416.txt"), "second");
+    EXPECT_TRUE(P::DeleteFileW(stored.c_str()));
+}
+
+TEST_F(Files, DirectoriesAndMovesReportWhatStandsInTheWay) {
+    put(base + u"folder\\inner", "inner");
+    const auto with = [this](auto call) {
+        return [=, this](auto... names) { return codeOf([&] { return call((base + names).c_str()...); }); };
+    };
+    const auto make = with(P::CreateDirectoryW);
+    const auto drop = with(P::RemoveDirectoryW);
+    const auto erase = with(P::DeleteFileW);
+    const auto look = with([](const char16_t* name) { return exists(name); });
+    const auto move = with(P::MoveFileW);
+    const auto copy = with([](auto from, auto to) { return P::CopyFileW(from, to, FALSE); });
+    const auto copyNew = with([](auto from, auto to) { return P::CopyFileW(from, to, TRUE); });
+    EXPECT_EQ(make(u"folder"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(make(u"file"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(make(u"none\\x"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(make(u"a?b"), ERROR_INVALID_NAME);
+    EXPECT_EQ(drop(u"folder"), ERROR_DIR_NOT_EMPTY);
+    EXPECT_EQ(drop(u"file"), ERROR_DIRECTORY);
+    EXPECT_EQ(drop(u"none"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(drop(u"none\\x"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(erase(u"folder"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(erase(u"none"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(erase(u"none\\x"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(look(u"none"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(look(u"none\\x"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(move(u"none", u"x"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(move(u"file", u"none\\x"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(move(u"file", u"folder\\inner"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(move(u"folder", u"file"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(copyNew(u"none", u"x"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(copy(u"file", u"none\\x"), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(copyNew(u"file", u"folder\\inner"), ERROR_FILE_EXISTS);
+    EXPECT_EQ(copy(u"file", u"folder"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(copy(u"folder", u"x"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(get(base + u"folder\\inner"), "inner");
+
+    EXPECT_EQ(copy(u"file", u"folder\\inner"), ERROR_SUCCESS);
+    EXPECT_EQ(move(u"folder", u"Moved"), ERROR_SUCCESS);
+    EXPECT_EQ(get(base + u"Moved\\inner"), "old");
+    EXPECT_EQ(erase(u"Moved\\inner"), ERROR_SUCCESS);
+    EXPECT_EQ(drop(u"Moved\\"), ERROR_SUCCESS);
+    EXPECT_EQ(find(base + u"*"), (std::vector<Text>{u".", u"..", u"file"}));
+}
+
+TEST_F(Files, TemporaryNamesAreFreshShortPrefixedAndMadeOnlyOnRequest) {
+    char16_t name[MAX_PATH];
+    const Text folder = base + u"folder";
+    EXPECT_EQ(P::GetTempFileNameW(folder.c_str(), u"prefix", 0x1A2B, name), 0x1A2BU);
+    Text expected = folder + u"\\pre1A2B.tmp";
+    P::CharLowerBuffW(expected.data(), static_cast<DWORD>(expected.size()));
+    Text given = name;
+    P::CharLowerBuffW(given.data(), static_cast<DWORD>(given.size()));
+    EXPECT_EQ(given, expected);
+    EXPECT_FALSE(exists(name));
+    const UINT first = P::GetTempFileNameW(folder.c_str(), u"t", 0, name);
+    const UINT second = P::GetTempFileNameW(folder.c_str(), u"t", 0, name);
+    EXPECT_TRUE(first != 0 && second != 0 && first != second);
+    EXPECT_EQ(get(name), "");
+    EXPECT_EQ(find(folder + u"\\T*.TMP").size(), 2U);
+    for (const char16_t* wrong : {u"none", u"file"})
+        EXPECT_EQ(codeOf([&] { return P::GetTempFileNameW((base + wrong).c_str(), u"t", 0, name); }),
+                  ERROR_DIRECTORY);
+    EXPECT_EQ(codeOf([&] { return P::GetTempFileNameW(Text(250, u'x').c_str(), u"t", 1, name); }), 111U);
+}
+
+TEST_F(Files, PlacesOfTheSystemExistAndSmallBuffersTellTheSizeNeeded) {
+    const auto check = [](auto call) {
+        char16_t buffer[1000] = u"?";
+        const UINT size = call(nullptr, 0);
+        EXPECT_EQ(call(buffer, size - 1), size);
+        EXPECT_EQ(call(buffer, size), size - 1);
+        EXPECT_EQ(Text(buffer).size(), size - 1);
+        EXPECT_NE(P::GetFileAttributesW(buffer) & FILE_ATTRIBUTE_DIRECTORY, 0U);
+        return Text(buffer);
+    };
+    EXPECT_EQ(check([](char16_t* b, UINT s) { return P::GetTempPathW(s, b); }).back(), u'\\');
+    check(P::GetSystemDirectoryW);
+    check(P::GetWindowsDirectoryW);
+    UInt64 available = 0, total = 0, free = 0;
+    EXPECT_TRUE(P::GetDiskFreeSpaceExW(base.c_str(), &available, &total, &free));
+    EXPECT_TRUE(total > 0 && available <= total && free <= total);
+    EXPECT_FALSE(P::GetDiskFreeSpaceExW((base + u"none").c_str(), &available, nullptr, nullptr));
+}

@@ -1,0 +1,238 @@
+// What files are on POSIX only: bytes in names, links, devices, permissions, the user's folders.
+#include "tests/platform/files_fixture.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Names = std::vector<Text>;
+
+class PosixFiles : public Files {
+protected:
+    /// What lies in the folder beside the file and the folder that the fixture made.
+    Names others() {
+        Names all = find(base + u"*");
+        for (const char16_t* own : {u".", u"..", u"file", u"folder"})
+            std::erase(all, own);
+        return all;
+    }
+    DWORD opening(const Text& name, DWORD access, DWORD disposition) {
+        return Opened(base + name, access, 0, disposition).Failure();
+    }
+    /// Calls with names in the folder, for the code.
+    template<class Call>
+    auto with(Call call) {
+        return [=, this](auto... names) { return codeOf([&] { return call((base + names).c_str()...); }); };
+    }
+    static BOOL copyOver(const char16_t* from, const char16_t* to) { return P::CopyFileW(from, to, FALSE); }
+    static mode_t modeOf(const char* path) {
+        struct stat status {};
+        stat(path, &status);
+        return status.st_mode & 07777;
+    }
+};
+
+} // namespace
+
+TEST_F(PosixFiles, EveryNameOnDiskHasANameAboveTheDoorThatLeadsBack) {
+    const std::pair<const char*, const char16_t*> names[] = {
+        {"\xD0\x96\xF0\x9F\x98\x80", u"\u0416\U0001F600"},
+        {"a:b*c?\\d|\x01", u"a\uF03Ab\uF02Ac\uF03F\uF05Cd\uF07C\uF001"},
+        {"\xEF\x80\xBA", u"\xDCEF\xDC80\xDCBA"}, // What would stand for a colon.
+        {"bad\xFF\xC3", u"bad\xDCFF\xDCC3"},     // No UTF-8.
+        {"\xC0\xAFx", u"\xDCC0\xDCAFx"},         // An overlong slash.
+        {"\xED\xA0\x80z", u"\xD800z"},           // A surrogate by itself, and two that would be a character.
+        {"\xED\xA0\x81\xED\xB0\x80", u"\xDCED\xDCA0\xDC81\xDC00"},
+        {"\xED\xB2\x80", u"\xDCED\xDCB2\xDC80"}, // What would stand for a byte.
+    };
+    Names expected;
+    for (const auto& [disk, above] : names) {
+        std::ofstream(fs::path("files") / disk) << disk;
+        expected.push_back(above);
+    }
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(others(), expected);
+    for (const auto& [disk, above] : names) {
+        EXPECT_EQ(get(base + above), disk);
+        EXPECT_TRUE(P::DeleteFileW((base + above).c_str())) << disk;
+    }
+    EXPECT_EQ(opening(u"\xDCC3\xDCA9", GENERIC_WRITE, CREATE_NEW), ERROR_INVALID_NAME)
+        << "bytes that together are a character";
+}
+
+TEST_F(PosixFiles, DrivesAndServersDoNotExist) {
+    EXPECT_EQ(Opened(u"C:\\x", GENERIC_READ, 0).Failure(), ERROR_INVALID_NAME);
+    EXPECT_EQ(Opened(u"\\\\server\\share\\x", GENERIC_READ, 0).Failure(), ERROR_BAD_NETPATH);
+    EXPECT_EQ(opening(u"a:b", GENERIC_WRITE, CREATE_NEW), ERROR_INVALID_NAME);
+    EXPECT_EQ(opening(u"file\\", GENERIC_READ, OPEN_EXISTING), ERROR_INVALID_NAME);
+    EXPECT_EQ(opening(u"new\\", GENERIC_WRITE, CREATE_ALWAYS), ERROR_INVALID_NAME);
+    EXPECT_EQ(opening(u"folder\\", GENERIC_READ, OPEN_EXISTING), ERROR_PATH_NOT_FOUND);
+    EXPECT_NE(P::GetFileAttributesW(u"\\..\\.") & FILE_ATTRIBUTE_DIRECTORY, 0U) << "nothing above the root";
+}
+
+TEST_F(PosixFiles, TheSpellingAsGivenComesBeforeOthersOfTheSameName) {
+    for (const char* name : {"files/NAME", "files/Name", "files/name"})
+        std::ofstream(name) << name;
+    EXPECT_EQ(get(base + u"Name"), "files/Name");
+    const auto erase = with(P::DeleteFileW);
+    EXPECT_EQ(erase(u"name"), 0U);
+    EXPECT_EQ(erase(u"name"), 0U) << "then the first of the others";
+    EXPECT_EQ(others(), Names{u"Name"});
+}
+
+TEST_F(PosixFiles, LinksAreFollowedToReadAndWriteAndRemovedByThemselves) {
+    fs::create_symlink("file", "files/to file");
+    fs::create_directory_symlink("folder", "files/to folder");
+    fs::create_symlink("later", "files/to nothing");
+    const auto attributes = [&](const Text& name) { return P::GetFileAttributesW((base + name).c_str()); };
+    EXPECT_EQ(attributes(u"to file"), FILE_ATTRIBUTE_REPARSE_POINT);
+    EXPECT_EQ(attributes(u"to folder"), FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY);
+    EXPECT_EQ(attributes(u"to nothing"), FILE_ATTRIBUTE_REPARSE_POINT);
+    EXPECT_EQ(opening(u"to nothing", GENERIC_READ, OPEN_EXISTING), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(opening(u"to nothing", GENERIC_WRITE, CREATE_NEW), ERROR_FILE_EXISTS);
+
+    put(base + u"source", "copied");
+    EXPECT_EQ(with(copyOver)(u"source", u"to file") + with(copyOver)(u"source", u"to nothing"), 0U);
+    EXPECT_TRUE(fs::is_symlink("files/to file") && fs::is_symlink("files/to nothing"));
+    EXPECT_EQ(get(base + u"file") + get(base + u"later"), "copiedcopied");
+
+    EXPECT_EQ(with(P::DeleteFileW)(u"to folder"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(P::RemoveDirectoryW)(u"to folder"), 0U);
+    EXPECT_EQ(with(P::MoveFileW)(u"to file", u"moved"), 0U);
+    EXPECT_EQ(with(P::DeleteFileW)(u"moved"), 0U);
+    EXPECT_EQ(others(), (Names{u"later", u"source", u"to nothing"}));
+    EXPECT_EQ(get(base + u"file"), "copied");
+}
+
+TEST_F(PosixFiles, AFullDeviceAndALimitOnSizesAreAFullDisk) {
+    DWORD written = 9;
+    const Opened full(u"\\dev\\full", GENERIC_WRITE, 0);
+    EXPECT_EQ(codeOf([&] { return P::WriteFile(full, "x", 1, &written); }), ERROR_DISK_FULL);
+    EXPECT_EQ(written, 0U);
+    EXPECT_TRUE(P::FlushFileBuffers(full));
+    const std::string bytes(5000, 'x');
+    put(base + u"big", bytes);
+    EXPECT_EQ(codeOf([&] { return P::CopyFileW((base + u"big").c_str(), u"\\dev\\full", FALSE); }),
+              ERROR_DISK_FULL);
+
+    // The limit's signal would end a process that does not expect it.
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limit{4000, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(with(copyOver)(u"big", u"new"), ERROR_DISK_FULL);
+    EXPECT_EQ(with(copyOver)(u"big", u"file"), ERROR_DISK_FULL);
+    const Opened file(base + u"big", GENERIC_WRITE, 0, CREATE_ALWAYS);
+    EXPECT_EQ(codeOf([&] { return P::WriteFile(file, bytes.data(), 5000, &written); }), ERROR_DISK_FULL);
+    EXPECT_EQ(written, 4000U);
+    P::SetFilePointer(file, 6000, nullptr, FILE_BEGIN);
+    EXPECT_EQ(codeOf([&] { return P::SetEndOfFile(file); }), ERROR_DISK_FULL);
+    setrlimit(RLIMIT_FSIZE, &before);
+    LONG high = 1 << 24;
+    P::SetFilePointer(file, 0, &high, FILE_BEGIN);
+    EXPECT_EQ(codeOf([&] { return P::SetEndOfFile(file); }), ERROR_DISK_FULL) << "more than the disk holds";
+    EXPECT_EQ(P::GetFileSize(file, nullptr), 4000U);
+    EXPECT_EQ(get(base + u"file"), "old");
+    EXPECT_EQ(others(), Names{u"big"}) << "no half copy and no trace of one";
+}
+
+TEST_F(PosixFiles, AFolderWithoutWriteBitsIsLeftAsItIsEvenByRoot) {
+    fs::permissions("files", fs::perms::owner_read | fs::perms::owner_exec);
+    EXPECT_EQ(opening(u"new", GENERIC_WRITE, CREATE_ALWAYS), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(P::DeleteFileW)(u"file"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(P::MoveFileW)(u"file", u"..\\away"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(copyOver)(u"file", u"new"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(P::CreateDirectoryW)(u"new"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(P::RemoveDirectoryW)(u"folder"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(opening(u"file", GENERIC_WRITE, OPEN_EXISTING), 0U) << "the files in it may change";
+    EXPECT_EQ(others(), Names{});
+}
+
+TEST_F(PosixFiles, CopiesAndAttributesKeepThePermissionsOfAFile) {
+    const mode_t mask = umask(022);
+    chmod("files/file", 0640);
+    put(base + u"program", "new");
+    chmod("files/program", 0750);
+    EXPECT_EQ(with(copyOver)(u"program", u"new") + with(copyOver)(u"program", u"file"), 0U);
+    EXPECT_EQ(modeOf("files/new"), 0750U);
+    EXPECT_EQ(modeOf("files/file"), 0640U);
+    EXPECT_TRUE(P::SetFileAttributesW((base + u"new").c_str(), FILE_ATTRIBUTE_READONLY));
+    EXPECT_EQ(modeOf("files/new"), 0550U);
+    EXPECT_TRUE(P::SetFileAttributesW((base + u"new").c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(modeOf("files/new"), 0750U);
+    umask(mask);
+}
+
+TEST_F(PosixFiles, AReaderCannotEmptyAFileThatOthersMayNotWrite) {
+    const Opened reader(base + u"file", GENERIC_READ, FILE_SHARE_READ);
+    EXPECT_EQ(Opened(base + u"file", GENERIC_READ, FILE_SHARE_READ, CREATE_ALWAYS).Failure(),
+              ERROR_SHARING_VIOLATION);
+    EXPECT_EQ(get(base + u"file"), "old");
+}
+
+TEST_F(PosixFiles, AStaleHandleNeverMeansTheFileThatCameAfter) {
+    Opened first(base + u"file", GENERIC_WRITE, 0);
+    const HANDLE stale = first;
+    first.Close();
+    const Opened second(base + u"file", GENERIC_WRITE, 0);
+    EXPECT_EQ(codeOf([&] { return P::CloseHandle(stale); }), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(codeOf([&] { return P::FindClose(second); }), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(PosixFiles, FilesMoveBetweenFileSystemsAndFoldersDoNot) {
+    struct stat here {
+    }, there{};
+    if (stat("/dev/shm", &there) != 0 || stat(".", &here) != 0 || here.st_dev == there.st_dev ||
+        access("/dev/shm", W_OK) != 0)
+        GTEST_SKIP() << "no second file system";
+    const std::string away = "/dev/shm/tarnkit-" + std::to_string(getpid());
+    const auto moveAway =
+        with([&](const char16_t* from) { return P::MoveFileW(from, fs::path(away).u16string().c_str()); });
+    chmod("files/file", 0440);
+    EXPECT_EQ(moveAway(u"folder"), ERROR_NOT_SAME_DEVICE);
+    EXPECT_EQ(moveAway(u"file"), 0U);
+    EXPECT_EQ(get(fs::path(away).u16string()), "old");
+    EXPECT_EQ(modeOf(away.c_str()), 0440U);
+    EXPECT_FALSE(exists(base + u"file"));
+    fs::remove(away);
+}
+
+TEST_F(PosixFiles, TheUsersFoldersFollowHisSettingsAndExist) {
+    const std::string home = fs::absolute("files/home").string();
+    fs::create_directories(home + "/.config");
+    std::ofstream(home + "/.config/user-dirs.dirs")
+        << "# made by hand\n XDG_DESKTOP_DIR=\"$HOME/On \\\"top\\\"/\"\nXDG_DOCUMENTS_DIR=\"relative\"\n";
+    const char* variables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"};
+    std::string before[3];
+    for (int i = 0; i < 3; i++)
+        before[i] = std::getenv(variables[i]) != nullptr ? std::getenv(variables[i]) : "";
+    setenv("HOME", home.c_str(), 1);
+    unsetenv("XDG_CONFIG_HOME");
+    setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+    const std::pair<int, const char*> folders[] = {
+        {0, "/On \"top\""},        {2, "/data/applications"}, {5, "/Documents"},      {6, "/data/favorites"},
+        {7, "/.config/autostart"}, {8, "/data/recent"},       {11, "/.config/menus"}, {20, "/data/fonts"},
+    };
+    IMalloc* allocator = nullptr;
+    EXPECT_EQ(P::SHGetMalloc(&allocator), S_OK);
+    ITEMIDLIST* location = nullptr;
+    for (const auto& [number, path] : folders) {
+        char16_t given[MAX_PATH] = u"";
+        EXPECT_EQ(P::SHGetSpecialFolderLocation(nullptr, number, &location), S_OK) << path;
+        EXPECT_TRUE(P::SHGetPathFromIDListW(location, given));
+        allocator->Free(location);
+        EXPECT_TRUE(fs::is_directory(home + path)) << path;
+        EXPECT_TRUE(exists(given)) << path;
+    }
+    EXPECT_EQ(P::SHGetSpecialFolderLocation(nullptr, 999, &location), E_INVALIDARG);
+    setenv("XDG_DATA_HOME", (home + "/.config/user-dirs.dirs").c_str(), 1);
+    EXPECT_LT(P::SHGetSpecialFolderLocation(nullptr, 2, &location), 0) << "a file is in the way";
+    for (int i = 0; i < 3; i++)
+        before[i].empty() ? unsetenv(variables[i]) : setenv(variables[i], before[i].c_str(), 1);
+}
