@@ -30,7 +30,7 @@ class TARNKIT_API CRegistryKey {
 public:
     /// A closed key. One that is not read-only creates the keys it opens.
     explicit CRegistryKey(bool isReadOnlyKey) : isReadOnly(isReadOnlyKey) {}
-    CRegistryKey(const void*) = delete;
+    explicit CRegistryKey(const void*) = delete;
     ~CRegistryKey() { Close(); }
 
     CRegistryKey(const CRegistryKey&) = delete;
