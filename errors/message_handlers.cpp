@@ -310,8 +310,13 @@ CMessageHandler* GetCurrentMessageHandler() {
 
 int MessageBoxW(const char16_t* text, int flags) {
     CMemoryManagerSwitcher toDefault(nullptr);
-    return CMessageHandlerSwitcher::DoMessage(GetMainWindow(), text, GetAppTitle(),
-                                              static_cast<unsigned>(flags));
+    CUnicodeString caption;
+    try {
+        caption = GetAppTitle();
+    } catch (CMemoryException* e) {
+        e->Delete(); // the text that tells so needs no memory; it goes without a caption
+    }
+    return CMessageHandlerSwitcher::DoMessage(GetMainWindow(), text, caption, static_cast<unsigned>(flags));
 }
 
 int MessageBoxW(const CMessage& message, int flags) {

@@ -83,9 +83,16 @@ constinit CStopSwitch errorStop{u"ErrorStopMode", stopNever};
 
 bool isThrowingAllowed() { return IsThrowingEnabled() && !IsInsideStaticPart(); }
 
-void showInsteadOfThrowing(const CUnicodeString& text) {
-    ShowErrorBox(text, MB_OK);
+// Shows what `textOf` makes, or why it could not be made: code in a static part is not to see exceptions.
+template<class TextMaker>
+void showInsteadOfThrowing(TextMaker textOf) {
     SetErrorFlag();
+    try {
+        ShowErrorBox(textOf(), MB_OK);
+    } catch (CException* e) {
+        ShowErrorBox(e->MessageText(), MB_OK);
+        e->Delete();
+    }
 }
 
 CUnicodeString textOrEmpty(const char16_t* text) { return text != nullptr ? text : u""; }
@@ -122,7 +129,7 @@ CReportingGuard::~CReportingGuard() {
 }
 
 int ShowErrorBox(const CUnicodeString& text, unsigned buttons) {
-    return CMessageHandlerSwitcher::DoMessage(GetMainWindow(), text, GetAppTitle(), buttons | MB_ICONHAND);
+    return MessageBoxW(text, static_cast<int>(buttons | MB_ICONHAND));
 }
 
 bool IsInsideWarning() {
@@ -135,16 +142,16 @@ void GenAssert(const char16_t* file, long line) {
     CReportingGuard guard(CReportingGuard::assertion);
     if (isThrowingAllowed())
         throw new CInternalError(file, line);
-    showInsteadOfThrowing(assertionText(file, line));
+    showInsteadOfThrowing([&] { return assertionText(file, line); });
 }
 
 void GenCheck(CError& error, const char16_t* p0, const char16_t* p1, const char16_t* p2) {
     errorStop.Apply();
     CReportingGuard guard(CReportingGuard::plain);
-    const CUnicodeString text0 = textOrEmpty(p0), text1 = textOrEmpty(p1), text2 = textOrEmpty(p2);
     if (isThrowingAllowed())
-        throw new CCheckException(error, text0, text1, text2);
-    showInsteadOfThrowing(error.SubstParam(text0, text1, text2));
+        throw new CCheckException(error, textOrEmpty(p0), textOrEmpty(p1), textOrEmpty(p2));
+    showInsteadOfThrowing(
+        [&] { return error.SubstParam(textOrEmpty(p0), textOrEmpty(p1), textOrEmpty(p2)); });
 }
 
 void GenCheckLastError(unsigned long code) {
@@ -152,7 +159,7 @@ void GenCheckLastError(unsigned long code) {
     CReportingGuard guard(CReportingGuard::plain);
     if (isThrowingAllowed())
         throw new CLastErrorException(code);
-    showInsteadOfThrowing(CLastErrorException::GetErrorText(code));
+    showInsteadOfThrowing([code] { return CLastErrorException::GetErrorText(code); });
 }
 
 bool DebugStopOnAssert() { return assertStop.Mode() != stopNever; }
