@@ -234,7 +234,7 @@ DWORD ToDisk(const char16_t* name, String& path) {
     if (IsSeparator(name[0])) {
         if (name[1] == name[0])
             return ERROR_BAD_NETPATH;
-        path = "/";
+        path.push_back('/');
     }
     while (*name != 0) {
         std::size_t size = 0;
@@ -251,7 +251,7 @@ DWORD ToDisk(const char16_t* name, String& path) {
         name += size + (name[size] != 0 ? 1 : 0);
     }
     if (path.empty())
-        path = ".";
+        path.push_back('.');
     return ERROR_SUCCESS;
 }
 
