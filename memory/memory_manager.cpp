@@ -30,13 +30,29 @@ void* orMemoryException(void* block) {
     return block;
 }
 
+bool isSwitchingInForce() { return switchersWithManager.load(std::memory_order_relaxed) != 0; }
+
 IMemoryManager* managerInCharge(unsigned size) {
     if (size > kLargestSmallAllocation)
         return &largeBlockManager.object;
-    if (switchersWithManager.load(std::memory_order_relaxed) == 0 || !switches.enableHeapSwitching) [[likely]]
-        return &defaultManager.object;
-    IMemoryManager* current = CMemoryManagerSwitcher::CurrentManager();
+    IMemoryManager* current =
+        switches.enableHeapSwitching ? CMemoryManagerSwitcher::CurrentManager() : nullptr;
     return current != nullptr ? current : &defaultManager.object;
+}
+
+// Names the manager in the word before what the caller receives.
+void* withPrefix(void* block, IMemoryManager* manager) {
+    char* result = static_cast<char*>(block) + kAllocationPrefix;
+    std::memcpy(result - kPointerSize, &manager, sizeof(manager));
+    return result;
+}
+
+// Kept out of `doAlloc`, whose usual way it would burden.
+[[gnu::noinline]] void* allocFromManagerInCharge(unsigned size) {
+    if (size > static_cast<unsigned>(INT_MAX - kAllocationPrefix))
+        ThrowMemoryException();
+    IMemoryManager* manager = managerInCharge(size);
+    return withPrefix(orMemoryException(manager->Alloc(static_cast<int>(size) + kAllocationPrefix)), manager);
 }
 
 } // namespace
@@ -81,16 +97,10 @@ void CVirtualMemoryManager::Free(void* ptr) {
 }
 
 void* doAlloc(unsigned int size) {
-    if (size > static_cast<unsigned>(INT_MAX - kAllocationPrefix))
-        ThrowMemoryException();
-    const int total = static_cast<int>(size) + kAllocationPrefix;
-    IMemoryManager* manager = managerInCharge(size);
-    // The usual manager is called without a detour.
-    void* block = manager == &defaultManager.object ? defaultManager.object.Alloc(total)
-                                                    : orMemoryException(manager->Alloc(total));
-    char* result = static_cast<char*>(block) + kAllocationPrefix;
-    std::memcpy(result - kPointerSize, &manager, sizeof(manager));
-    return result;
+    if (size > kLargestSmallAllocation || isSwitchingInForce()) [[unlikely]]
+        return allocFromManagerInCharge(size);
+    return withPrefix(defaultManager.object.Alloc(static_cast<int>(size) + kAllocationPrefix),
+                      &defaultManager.object);
 }
 
 void doFree(void* ptr) {
@@ -99,7 +109,7 @@ void doFree(void* ptr) {
     IMemoryManager* manager;
     std::memcpy(&manager, static_cast<char*>(ptr) - kPointerSize, sizeof(manager));
     void* block = static_cast<char*>(ptr) - kAllocationPrefix;
-    if (manager == &defaultManager.object)
+    if (manager == &defaultManager.object) [[likely]]
         defaultManager.object.Free(block);
     else
         manager->Free(block);
