@@ -72,7 +72,7 @@ TEST_F(TempFileTest, KeepEverythingWhenTheyCannotBecomePermanent) {
                                                      {"held", ERROR_SHARING_VIOLATION},
                                                      {"missing/final", 0}};
     for (const auto& [name, code] : targets) {
-        const CFailure failure = FailureOf([&] { TempFile::MakePermanent(temp, Full(name)); });
+        const CFailure failure = FailureOf([&, n = name] { TempFile::MakePermanent(temp, Full(n)); });
         EXPECT_NE(failure.kind, "") << name;
         EXPECT_EQ(failure.code, code) << name;
         EXPECT_EQ(BytesOf(PathOf(temp)), "new") << name;
