@@ -164,13 +164,15 @@ bool isAtLeast(const OSVERSIONINFOW& version, DWORD major, DWORD minor) {
 }
 
 bool isHandheldOfType(const char16_t* type) {
+    constexpr DWORD kHandheldPlatform = 3;
+    constexpr UINT kGetPlatformType = 257;
     constexpr UINT kBufferSize = 40;
     OSVERSIONINFOW version = {};
     version.dwOSVersionInfoSize = sizeof(version);
     Platform::GetVersionExW(&version);
     char16_t platformType[kBufferSize / sizeof(char16_t)] = {};
-    return version.dwPlatformId == VER_PLATFORM_WIN32_CE &&
-           Platform::SystemParametersInfoW(SPI_GETPLATFORMTYPE, kBufferSize, platformType) &&
+    return version.dwPlatformId == kHandheldPlatform &&
+           Platform::SystemParametersInfoW(kGetPlatformType, kBufferSize, platformType) &&
            CUnicodeString(platformType) == type;
 }
 

@@ -78,10 +78,9 @@ bool isClient(HINSTANCE module) { return Platform::GetProcAddressW(module, kClie
 
 // An address inside the module by which to see later whether it is still there; null when it shows none.
 const void* findLandmark(const CModuleRecord& record) {
-    TModuleFunction landmark = Platform::GetProcAddressW(record.module, kClientMarker);
-    if (landmark == nullptr)
-        landmark = record.init != nullptr ? record.init : record.term;
-    return reinterpret_cast<const void*>(landmark);
+    if (const auto marker = Platform::GetProcAddressW(record.module, kClientMarker))
+        return reinterpret_cast<const void*>(marker);
+    return reinterpret_cast<const void*>(record.init != nullptr ? record.init : record.term);
 }
 
 bool isLoaded(HINSTANCE module, const void* landmark) {

@@ -27,7 +27,7 @@ Function findExport(HINSTANCE module, const char16_t* name) {
         GenAssert(kSource, 90);
         return nullptr;
     }
-    return reinterpret_cast<Function>(Platform::GetProcAddressW(module, name));
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(Platform::GetProcAddressW(module, name)));
 }
 
 bool isFile(const char16_t* name) {
@@ -129,7 +129,7 @@ void CResourceRecord::FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) c
     if (search == INVALID_HANDLE_VALUE)
         return;
     do {
-        const int code = parseLanguageCode(CUnicodeString(found.cFileName), prefix);
+        const int code = parseLanguageCode(reinterpret_cast<const char16_t*>(found.cFileName), prefix);
         if (code >= 0 && (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
             isPresent[code] = true;
     } while (Platform::FindNextFileW(search, &found));

