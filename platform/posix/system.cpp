@@ -28,6 +28,7 @@ constexpr SystemText kSystemTexts[] = {
     {ERROR_INVALID_HANDLE, u"The handle is not valid."},
     {ERROR_NOT_ENOUGH_MEMORY, u"There is not enough memory."},
     {ERROR_BAD_FORMAT, u"The format is not valid."},
+    {ERROR_OUTOFMEMORY, u"There is not enough memory for the operation."},
     {ERROR_CURRENT_DIRECTORY, u"The folder is in use as the current folder."},
     {ERROR_NOT_SAME_DEVICE, u"The file cannot be moved to another drive."},
     {ERROR_NO_MORE_FILES, u"There are no more files."},
@@ -74,6 +75,7 @@ constexpr SystemText kSystemTexts[] = {
     {ERROR_IO_DEVICE, u"The device reported an error."},
     {ERROR_TOO_MANY_LINKS, u"The file has too many links."},
     {ERROR_DISK_QUOTA_EXCEEDED, u"The user's share of the disk is used up."},
+    {ERROR_INVALID_WINDOW_HANDLE, u"The window does not exist."},
     {ERROR_RESOURCE_DATA_NOT_FOUND, u"The module holds no resources."},
     {ERROR_RESOURCE_TYPE_NOT_FOUND, u"The module holds no resources of this type."},
     {ERROR_RESOURCE_NAME_NOT_FOUND, u"The resource was not found in the module."},
@@ -167,3 +169,8 @@ void SysFreeString(BSTR text) {
 }
 
 } // namespace Tarn::Platform
+
+// The system's own calls, as clients know them.
+BSTR SysAllocString(const OLECHAR* text) { return Tarn::Platform::SysAllocString(text); }
+
+void SysFreeString(BSTR text) { Tarn::Platform::SysFreeString(text); }

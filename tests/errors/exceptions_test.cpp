@@ -5,8 +5,6 @@
 #include <tarnkit/pool_allocators.h>
 #include <tarnkit/text_of_values.h>
 
-#include "platform/platform.h"
-
 #include <gtest/gtest.h>
 
 #include <set>
@@ -99,6 +97,7 @@ TEST_F(CatalogueTexts, TellTheCodesOfTheSystem) {
     denied.Trim();
     EXPECT_EQ(CCOMException(static_cast<HRESULT>(0x80070005)).MessageText(), denied)
         << "facility 7 holds a system code; its text is trimmed";
+    EXPECT_LT(CCOMException(E_OUTOFMEMORY).MessageText().Find(u"0x"), 0) << "what getters fail with";
     EXPECT_EQ(CCOMException(static_cast<HRESULT>(0x8BADF00D)).MessageText(),
               u"Unknown COM Error. Error code: 0x8badf00d");
 }
@@ -128,7 +127,7 @@ CUnicodeString textOf(IErrorInfo* info, HRESULT (STDMETHODCALLTYPE IErrorInfo::*
     EXPECT_EQ((info->*getter)(nullptr), E_INVALIDARG);
     EXPECT_EQ((info->*getter)(&text), S_OK);
     const CUnicodeString result = reinterpret_cast<const char16_t*>(text);
-    Platform::SysFreeString(text);
+    SysFreeString(text);
     return result;
 }
 
@@ -154,10 +153,11 @@ TEST(ErrorInfo, TakesItsTextsFromTheCallerOrFromALateBoundCall) {
     EXCEPINFO late = {};
     late.dwHelpContext = 3;
     expectContents(new CErrorInfoImpl(late), u"Tarnkit", u"", 3);
-    char16_t server[] = u"server", text[] = u"text";
-    late.bstrSource = reinterpret_cast<BSTR>(server);
-    late.bstrDescription = late.bstrHelpFile = reinterpret_cast<BSTR>(text);
+    late.bstrSource = SysAllocString(reinterpret_cast<const OLECHAR*>(u"server"));
+    late.bstrDescription = late.bstrHelpFile = SysAllocString(reinterpret_cast<const OLECHAR*>(u"text"));
     expectContents(new CErrorInfoImpl(late), u"server", u"text", 3);
+    SysFreeString(late.bstrSource);
+    SysFreeString(late.bstrDescription);
 }
 
 TEST(ErrorInfo, AnswersForItsInterfacesOnly) {

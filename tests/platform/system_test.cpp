@@ -11,9 +11,10 @@ namespace Platform = Tarn::Platform;
 
 TEST(SystemText, CodesOfFilesRegistryAndModulesHaveALine) {
     for (const DWORD code :
-         {DWORD{ERROR_SUCCESS}, DWORD{ERROR_FILE_NOT_FOUND}, DWORD{ERROR_SHARING_VIOLATION},
-          DWORD{ERROR_DISK_FULL}, DWORD{ERROR_MOD_NOT_FOUND}, DWORD{ERROR_KEY_DELETED},
-          DWORD{ERROR_RESOURCE_NAME_NOT_FOUND}, static_cast<DWORD>(E_FAIL)}) {
+         {DWORD{ERROR_SUCCESS}, DWORD{ERROR_FILE_NOT_FOUND}, DWORD{ERROR_OUTOFMEMORY},
+          DWORD{ERROR_SHARING_VIOLATION}, DWORD{ERROR_DISK_FULL}, DWORD{ERROR_INVALID_WINDOW_HANDLE},
+          DWORD{ERROR_MOD_NOT_FOUND}, DWORD{ERROR_KEY_DELETED}, DWORD{ERROR_RESOURCE_NAME_NOT_FOUND},
+          static_cast<DWORD>(E_FAIL)}) {
         char16_t buffer[512] = {};
         const DWORD length = Platform::FormatSystemMessageW(code, true, buffer, 512);
         const std::u16string text = buffer;
