@@ -15,6 +15,7 @@
 
 #include <atomic>
 #include <climits>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -100,6 +101,10 @@ void writeText(CBaseFile* file, const char16_t* text) {
         file->Write(piece, count * static_cast<int>(sizeof(char16_t)));
     }
 }
+
+struct CHeapRelease {
+    void operator()(char16_t* text) const { ProcessHeap::Free(text); }
+};
 
 // The default handlers. The console handler is built when it is needed, if ever.
 constinit Immortal<CMessageBoxHandler> boxHandler;
@@ -334,24 +339,21 @@ void Trace(const char16_t* format, ...) {
 void VTrace(const char16_t* format, va_list arguments) {
     constexpr int kFirstSize = 512;
     char16_t first[kFirstSize];
+    std::unique_ptr<char16_t, CHeapRelease> larger;
     char16_t* buffer = first;
     int size = kFirstSize;
     int length = FormatInto(buffer, size - 1, format, arguments);
     while (length < 0 && size <= INT_MAX / 4) {
-        auto* larger =
-            static_cast<char16_t*>(ProcessHeap::TryAlloc(2 * size * static_cast<int>(sizeof(char16_t))));
-        if (larger == nullptr)
+        void* memory = ProcessHeap::TryAlloc(2 * size * static_cast<int>(sizeof(char16_t)));
+        if (memory == nullptr)
             break; // the part that fits is better than nothing
-        if (buffer != first)
-            ProcessHeap::Free(buffer);
-        buffer = larger;
+        larger.reset(static_cast<char16_t*>(memory));
+        buffer = larger.get();
         size *= 2;
         length = FormatInto(buffer, size - 1, format, arguments);
     }
     buffer[length >= 0 ? length : size - 1] = 0;
     Platform::OutputDebugStringW(buffer);
-    if (buffer != first)
-        ProcessHeap::Free(buffer);
 }
 
 // From now on the console handler has no file to write to.

@@ -22,12 +22,13 @@ class CMessage;
 class TARNKIT_API CMessageHandler {
 public:
     constexpr CMessageHandler() = default;
-    constexpr virtual ~CMessageHandler() {}
+    constexpr virtual ~CMessageHandler() noexcept(false) {}
 
     /// Shows `text` with the flags of a message box; returns the code of the button pressed.
     virtual int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) = 0;
 
-    /// Shows an exception, which stays the caller's. A report that fails in here ends the process.
+    /// Shows an exception, which stays the caller's. An assertion or another warning on this thread meanwhile
+    /// ends the process.
     virtual void ShowWarning(CException* e);
 
     /// The answer of a box with these flags when the user accepts the preselected button.

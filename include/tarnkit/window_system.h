@@ -16,7 +16,7 @@ namespace Tarn {
 /// that suits a program that only wants to show its boxes itself: there are no windows.
 class TARNKIT_API IWindowSystem {
 public:
-    virtual ~IWindowSystem();
+    virtual ~IWindowSystem() noexcept(false);
 
     /// Shows `text` until a button of `flags` is chosen; the button (IDOK, ...). No text is null.
     virtual int MessageBox(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) = 0;

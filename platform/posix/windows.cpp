@@ -22,10 +22,8 @@ using Platform::Posix::String;
 
 constinit std::atomic<IWindowSystem*> installedSystem = nullptr;
 
-constexpr DWORD kInvalidWindowHandle = 1400;
-
 HWND noWindow() {
-    Platform::SetLastError(kInvalidWindowHandle);
+    Platform::SetLastError(ERROR_INVALID_WINDOW_HANDLE);
     return nullptr;
 }
 
@@ -141,15 +139,40 @@ bool readLine(String& line) {
     }
 }
 
-/// UTF-8 with the line ends of this system.
-String outputText(const char16_t* text) {
-    int size = Platform::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    String result(static_cast<std::size_t>(size), '\0');
-    Platform::WideCharToMultiByte(CP_UTF8, 0, text, -1, result.data(), size, nullptr, nullptr);
-    std::erase(result, '\0');
-    std::erase(result, '\r');
-    return result;
-}
+/// A message on its way to the terminal, at once when it is not long. Takes no memory: that there is none
+/// left can be shown.
+class ShownMessage {
+public:
+    ShownMessage() = default;
+    ShownMessage(const ShownMessage&) = delete;
+    ShownMessage& operator=(const ShownMessage&) = delete;
+    ~ShownMessage() { flush(); }
+
+    /// Adds text as UTF-8 with the line ends of this system.
+    void Add(const char16_t* text) {
+        for (int units; *text != 0; text += units) {
+            units = (text[0] & 0xFC00) == 0xD800 && (text[1] & 0xFC00) == 0xDC00 ? 2 : 1;
+            if (*text == u'\r')
+                continue;
+            if (size + kLongestCharacter > kRoom)
+                flush();
+            size += Platform::WideCharToMultiByte(CP_UTF8, 0, text, units, bytes + size, kLongestCharacter,
+                                                  nullptr, nullptr);
+        }
+    }
+
+private:
+    static constexpr int kRoom = 1024;
+    static constexpr int kLongestCharacter = 4;
+
+    char bytes[kRoom];
+    int size = 0;
+
+    void flush() {
+        show({bytes, static_cast<std::size_t>(size)});
+        size = 0;
+    }
+};
 
 String prompt(const ButtonSet& set, int preselectedIndex) {
     String result;
@@ -194,8 +217,12 @@ int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
     const ButtonSet& set = buttonsOf(flags);
     int answer = preselected(set, flags);
     std::lock_guard<std::mutex> lock(terminalInUse);
+    {
+        ShownMessage message;
+        for (const char16_t* part : {caption, u": ", text, u"\n"})
+            message.Add(part);
+    }
     try {
-        show(outputText(caption) + ": " + outputText(text) + "\n");
         if (&set == &kUnknownSet || isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
             return set.buttons[answer].id;
         String question = prompt(set, answer);
@@ -218,7 +245,7 @@ int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
 
 } // namespace
 
-IWindowSystem::~IWindowSystem() = default;
+IWindowSystem::~IWindowSystem() noexcept(false) = default;
 
 HWND IWindowSystem::GetDesktopWindow() { return nullptr; }
 HWND IWindowSystem::GetWindow(HWND, UINT) { return noWindow(); }

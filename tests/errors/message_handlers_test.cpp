@@ -1,6 +1,7 @@
 #include "tests/errors/recording_handler.h"
 
 #include <tarnkit/exceptions.h>
+#include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/message_handlers.h>
@@ -74,6 +75,31 @@ TEST(MessageHandlerSwitcher, NestsForTheProcessAndForEachThread) {
     CConsoleMessageHandler::SetEnabled(true);
     EXPECT_EQ(GetCurrentMessageHandler(), initial) << "the default has been chosen before";
     CConsoleMessageHandler::SetEnabled(false);
+}
+
+// A handler with a file of its own, whose end may fail as the file's does.
+class CLogHandler : public CMessageHandler {
+public:
+    explicit CLogHandler(const fs::path& name) : log(nameOf(name), CFile::ForWriting | CFile::Create) {}
+
+    int ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned) override {
+        log.Write(text, 2);
+        return 1;
+    }
+
+private:
+    CFile log;
+};
+
+TEST(MessageHandler, MayOwnAFile) {
+    const fs::path file = fs::temp_directory_path() / "own.log";
+    {
+        CLogHandler handler(file);
+        CMessageHandlerSwitcher switcher(&handler);
+        MessageBoxW(u"x", 0);
+    }
+    EXPECT_EQ(unitsOf(file), u"x");
+    fs::remove(file);
 }
 
 TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <pty.h>
 #include <string>
+#include <termios.h>
 #include <unistd.h>
 #include <utility>
 
@@ -40,6 +41,10 @@ int ask(UINT flags, const std::string& typed, std::string* screen = nullptr) {
     int terminal = -1;
     if (openpty(&user, &terminal, nullptr, nullptr, nullptr) != 0)
         return -1;
+    termios modes;
+    tcgetattr(terminal, &modes);
+    modes.c_lflag &= ~static_cast<tcflag_t>(ECHO); // it would come at any place between what is shown
+    tcsetattr(terminal, TCSANOW, &modes);
     EXPECT_EQ(write(user, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
     int answer;
     {
@@ -105,6 +110,22 @@ TEST(MessageBoxWithoutATerminal, AnswersThePreselectedButton) {
     char shown[16] = {};
     EXPECT_EQ(pread(output, shown, 14, 0), 14);
     EXPECT_STREQ(shown, "caption: text\n");
+    // Longer than what is written at a time.
+    std::string line;
+    std::u16string text;
+    for (int i = 0; i < 999; i++) {
+        line += "a\xF0\x9F\x98\x80";
+        text += u"a\U0001F600";
+    }
+    ASSERT_EQ(ftruncate(output, 0), 0);
+    ASSERT_EQ(lseek(output, 0, SEEK_SET), 0);
+    {
+        const Redirection redirection(nothing, output);
+        Platform::MessageBoxW(nullptr, (text + u"\r\n").c_str(), u"", MB_OK);
+    }
+    std::string all(2 * line.size(), '\0');
+    all.resize(static_cast<std::size_t>(pread(output, all.data(), all.size(), 0)));
+    EXPECT_EQ(all, ": " + line + "\n\n");
     close(nothing);
     close(output);
 }
