@@ -77,20 +77,11 @@ TEST(UserLocale, GivesTheCodePages) {
 
 TEST(UserLocale, GivesTheLanguage) {
     const std::pair<const char*, LANGID> table[] = {
-        {"C", 0x0409},
-        {"POSIX", 0x0409},
-        {"de_DE.UTF-8", 0x0407},
-        {"de_CH", 0x0807},
-        {"ru_RU", 0x0419},
-        {"pt_BR.UTF-8", 0x0416},
-        {"pt_PT", 0x0816},
-        {"sr_RS", 0x0C1A},
-        {"nb_NO", 0x0414},
-        {"nn_NO", 0x0814},
-        {"sr_RS@latin", 0x081A},
-        {"zh_TW", 0x0404},
-        {"zh_CN.GB18030", 0x0804},
-        {"en_GB", 0x0809},
+        {"C", 0x0409},     {"POSIX", 0x0409},         {"de_DE.UTF-8", 0x0407},
+        {"de_CH", 0x0807}, {"ru_RU", 0x0419},         {"pt_BR.UTF-8", 0x0416},
+        {"pt_PT", 0x0816}, {"sr_RS", 0x0C1A},         {"nb_NO", 0x0414},
+        {"nn_NO", 0x0814}, {"sr_RS@latin", 0x081A},   {"uz_UZ.UTF-8@cyrillic", 0x0843},
+        {"zh_TW", 0x0404}, {"zh_CN.GB18030", 0x0804}, {"en_GB", 0x0809},
         {"xx", 0x0409},
     };
     for (const auto& [locale, id] : table)
