@@ -82,6 +82,16 @@ bool isTooSmall(const char* text, const char* end, bool isHex) {
     return (isNegative ? -power : power) + digitsBeforePoint * digitWeight <= 0;
 }
 
+// Where a hexadecimal number that begins at `text` ends at the latest. Its parser would take an exponent with
+// two signs, `p+-`.
+const char* hexLimit(const char* text) {
+    while (digitValue(*text) < 16 || *text == '.')
+        text++;
+    if ((*text | 0x20) == 'p' && text[1] == '+' && text[2] == '-')
+        return text;
+    return text + TextUnits::Length(text);
+}
+
 } // namespace
 
 CParsedNumber<std::int32_t> ParseSigned(const char* text, int radix) {
@@ -114,7 +124,7 @@ CParsedNumber<double> ParseDouble(const char* text) {
         number += 2;
 
     double value = 0;
-    const char* textEnd = number + TextUnits::Length(number);
+    const char* textEnd = isHex ? hexLimit(number) : number + TextUnits::Length(number);
     const auto [end, error] =
         std::from_chars(number, textEnd, value, isHex ? std::chars_format::hex : std::chars_format::general);
     if (error == std::errc::invalid_argument)

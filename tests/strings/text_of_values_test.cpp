@@ -130,6 +130,7 @@ TYPED_TEST(TextOfValues, DoublesAreReadAsInTheCLocale) {
         {"0x.8", true, 0.5},
         {"-0X10", true, -16},
         {"0xg", false, 0},
+        {"0x.8p+-7", false, 0.5},
         {"-Infinity", true, -kInfinity},
         {"1e309", false, kInfinity},
         {"-1e309", false, -kInfinity},
