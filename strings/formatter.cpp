@@ -273,7 +273,7 @@ void CFormatter<Unit>::parseSize(CConversion& conversion) {
         std::string_view text;
         TSize size;
     } kPrefixes[] = {
-        {"hh", TSize::byte},    {"h", TSize::shortWord},    {"ll", TSize::doubleWord},
+        {"hh", TSize::octet},   {"h", TSize::shortWord},    {"ll", TSize::doubleWord},
         {"l", TSize::longWord}, {"I64", TSize::doubleWord}, {"I32", TSize::standard},
         {"I", TSize::pointer},  {"z", TSize::pointer},      {"t", TSize::pointer},
         {"j", TSize::maximum},  {"L", TSize::longDouble},   {"w", TSize::wide},
@@ -337,7 +337,7 @@ unsigned long long CFormatter<Unit>::takeInteger(TSize argumentSize, bool isSign
                         : static_cast<unsigned long long>(static_cast<std::make_unsigned_t<Value>>(value));
     };
     switch (argumentSize) {
-    case TSize::byte:
+    case TSize::octet:
         return extend(static_cast<signed char>(va_arg(arguments, int)));
     case TSize::shortWord:
         return extend(static_cast<short>(va_arg(arguments, int)));
@@ -438,7 +438,7 @@ void CFormatter<Unit>::convertPointer(const CConversion& conversion) {
 template<class Unit>
 bool CFormatter<Unit>::isWide(const CConversion& conversion) const {
     switch (conversion.size) {
-    case TSize::byte:
+    case TSize::octet:
     case TSize::shortWord:
         return false;
     case TSize::longWord:

@@ -137,7 +137,7 @@ void CStringOf<Unit>::makeRoom(int length) {
         copyBody(length);
         return;
     }
-    const int slack = std::min(GetLength() / 5, INT_MAX - GetLength());
+    const int slack = std::min(GetLength() / 5, Body::kLongestLength - GetLength());
     copyBody(std::max(length, GetLength() + slack));
 }
 

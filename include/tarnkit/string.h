@@ -27,10 +27,16 @@ class CUnicodeString;
 /// What strings point at: three 32-bit fields, then the text and its terminator in the same block.
 template<class Unit>
 class TARNKIT_API CStringBodyOf {
+    static constexpr int kHeaderSize = 12;
+    static constexpr int kUnitSize = sizeof(Unit);
+
 public:
     /// The body of every empty string. Its count starts at 2, so that it is never destroyed, and its recorded
     /// size has room for nothing, so that nothing is ever written to it.
     static CStringBodyOf emptyStringBody;
+
+    /// The longest text whose body has a size that `int` holds.
+    static constexpr int kLongestLength = (INT_MAX - kHeaderSize) / kUnitSize - 1;
 
     /// The shared empty body, its count raised.
     static CStringBodyOf* MakeNew() {
@@ -67,10 +73,6 @@ public:
     void SetLength(int newLength) { length = newLength; }
 
 private:
-    static constexpr int kHeaderSize = 12;
-    static constexpr int kUnitSize = sizeof(Unit);
-    static constexpr int kLongestLength = (INT_MAX - kHeaderSize) / kUnitSize - 1;
-
     int referenceCount;
     int length;
     int allocatedSize;
