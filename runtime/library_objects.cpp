@@ -22,6 +22,7 @@ struct CFoundation {
         ReleaseMessageHandlers();
         ReleaseThreadStorage();
         DetachMemoryManagers();
+        Platform::ReleaseRegistry();
     }
 };
 

@@ -140,6 +140,11 @@ void CRegistryKey::DeleteValue(const char16_t* valueName) {
 void CRegistryKey::DeleteSubKey(const char16_t* subKeyName) {
     if (!require(!isReadOnly, 93) || !require(key != nullptr, 94) || !require(subKeyName != nullptr, 95))
         return;
+    // To the platform an empty name is this key itself: a caller's forgotten name would cost everything here.
+    if (*subKeyName == 0) {
+        setResult(static_cast<LSTATUS>(ERROR_INVALID_PARAMETER));
+        return;
+    }
     CRegistryKey subKey(false);
     subKey.Open(key, subKeyName);
     CArray<CUnicodeString, CurrentMemoryManager> names;

@@ -70,8 +70,8 @@ public:
 
     void DeleteValue(const char16_t* valueName);
 
-    /// Deletes a sub-key with everything below it. The empty name means this key itself. The last error
-    /// tells whether the key is gone.
+    /// Deletes a sub-key with everything below it. The last error tells whether the key is gone: 87, and
+    /// nothing is touched, when the name is empty.
     void DeleteSubKey(const char16_t* subKeyName);
 
     /// The names of the sub-keys in the platform's order.

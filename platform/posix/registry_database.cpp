@@ -372,8 +372,10 @@ LSTATUS RegistryTransaction::Commit() {
 }
 
 RegistryTransaction::~RegistryTransaction() {
-    if (isOpen)
-        RegistryStatement(database, RegistryQuery::Rollback).Run();
+    // A write that cannot be undone in its connection, or that SQLite undid already, is undone with it: left
+    // open, it would block every other process.
+    if (isOpen && RegistryStatement(database, RegistryQuery::Rollback).Run() != 0)
+        database.Close();
 }
 
 } // namespace Tarn::Platform::Posix

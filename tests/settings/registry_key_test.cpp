@@ -216,6 +216,9 @@ TEST_F(RegistryKey, DeletesAWholeSubtree) {
         EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
         EXPECT_EQ(subKeys(key), Names{u"Other"});
     }
+    key.DeleteSubKey(u"");
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(subKeys(key), Names{u"Other"});
 }
 
 TEST_F(RegistryKey, CopiesValuesAndSubKeys) {
