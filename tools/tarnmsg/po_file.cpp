@@ -255,15 +255,22 @@ std::vector<PoEntry> ReadPoFile(const std::string& fileName, Diagnostics& diagno
     try {
         std::ifstream file(fileName, std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-        if (!file.is_open())
-            throw SyntaxError{1, "the file cannot be opened"};
+        if (file.is_open())
+            return ReadPo(bytes, fileName, diagnostics);
+        diagnostics.Error({fileName, 1}, "the file cannot be opened");
+    } catch (const std::ios_base::failure&) {
+        diagnostics.Error({fileName, 1}, "the file cannot be read");
+    }
+    return {};
+}
+
+std::vector<PoEntry> ReadPo(std::string_view bytes, const std::string& fileName, Diagnostics& diagnostics) {
+    try {
         Reader reader(fileName);
         readLines(bytes, reader);
         return reader.Finish();
     } catch (const SyntaxError& error) {
         diagnostics.Error({fileName, error.line}, error.message);
-    } catch (const std::ios_base::failure&) {
-        diagnostics.Error({fileName, 1}, "the file cannot be read");
     }
     return {};
 }

@@ -8,6 +8,7 @@
 #include "tools/tarnmsg/diagnostics.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tarnmsg {
@@ -23,5 +24,8 @@ struct PoEntry {
 /// The entries in the order of the file, the header left out. Errors go to `diagnostics`; reading ends at the
 /// first one.
 std::vector<PoEntry> ReadPoFile(const std::string& fileName, Diagnostics& diagnostics);
+
+/// The same for the bytes of a file; `fileName` is for the places of entries and errors.
+std::vector<PoEntry> ReadPo(std::string_view bytes, const std::string& fileName, Diagnostics& diagnostics);
 
 } // namespace tarnmsg

@@ -1,0 +1,55 @@
+// What the fuzzers share. A fuzzer turns its bytes into calls of one part of the library and stops the
+// process where an answer contradicts another one; the sanitizers stop it for the rest.
+#pragma once
+
+#include <tarnkit/string.h>
+#include <tarnkit/unicode_string.h>
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+/// Ends the process, so that the fuzzer keeps the input, when `isTrue` is not.
+#define MUST(isTrue)                                                                                         \
+    do {                                                                                                     \
+        if (!(isTrue)) {                                                                                     \
+            std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #isTrue);                        \
+            std::abort();                                                                                    \
+        }                                                                                                    \
+    } while (false)
+
+/// Bytes as 16-bit text without zeros.
+inline Tarn::CUnicodeString UnicodeTextOf(const std::string& bytes) {
+    std::u16string text;
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+        const int unit = static_cast<unsigned char>(bytes[i]) | static_cast<unsigned char>(bytes[i + 1]) << 8;
+        if (unit != 0)
+            text.push_back(static_cast<char16_t>(unit));
+    }
+    return text.c_str();
+}
+
+/// ASCII text in both widths.
+struct AsciiText {
+    Tarn::CString narrow;
+    Tarn::CUnicodeString wide;
+
+    explicit AsciiText(const std::string& bytes) {
+        for (const char c : bytes)
+            if (const char ascii = static_cast<char>(c & 0x7F)) {
+                narrow += ascii;
+                wide += static_cast<char16_t>(ascii);
+            }
+    }
+};
+
+inline bool AreSame(const Tarn::CString& narrow, const Tarn::CUnicodeString& wide) {
+    if (narrow.GetLength() != wide.GetLength())
+        return false;
+    for (int i = 0; i < narrow.GetLength(); i++)
+        if (static_cast<unsigned char>(narrow[i]) != wide[i])
+            return false;
+    return true;
+}

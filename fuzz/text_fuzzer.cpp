@@ -1,0 +1,164 @@
+// Formats values by arbitrary formats, substitutes parameters and reads numbers back. Both widths of text
+// must agree; whole numbers and text are held against the C runtime, parameters against a plain reading of
+// the rule.
+#include "fuzz/support.h"
+
+#include <tarnkit/text_of_values.h>
+
+#include <climits>
+
+namespace {
+
+using namespace Tarn;
+
+// A format with one conversion: "%", flags, width, precision and what the caller puts behind them.
+std::string takeFormat(FuzzedDataProvider& input, const char* conversion) {
+    std::string format = "<%";
+    for (const char flag : {'-', '+', ' ', '#', '0'})
+        if (input.ConsumeBool())
+            format += flag;
+    if (input.ConsumeBool())
+        format += std::to_string(input.ConsumeIntegralInRange(1, 40));
+    if (input.ConsumeBool())
+        format += "." + std::to_string(input.ConsumeIntegralInRange(0, 40));
+    return format + conversion + ">";
+}
+
+template<class Value>
+void compareFormats(const std::string& format, Value value, bool isLikeRuntime) {
+    const AsciiText text(format);
+    const CString narrow = Format(text.narrow.Ptr(), value);
+    MUST(AreSame(narrow, Format(text.wide.Ptr(), value)));
+    if (!isLikeRuntime)
+        return;
+    char expected[200];
+    const int length = std::snprintf(expected, sizeof(expected), format.c_str(), value);
+    MUST(length >= 0 && narrow == expected);
+}
+
+void formatNumbers(FuzzedDataProvider& input) {
+    static constexpr const char* kInts[] = {"d", "i", "u", "x", "X", "o", "hd", "hhu"};
+    static constexpr const char* kLongs[] = {"lld", "llu", "llx", "llX", "llo"};
+    static constexpr const char* kDoubles[] = {"f", "F", "e", "E", "g", "G", "a", "A"};
+    compareFormats(takeFormat(input, input.PickValueInArray(kInts)), input.ConsumeIntegral<int>(), true);
+    compareFormats(takeFormat(input, input.PickValueInArray(kLongs)), input.ConsumeIntegral<Int64>(), true);
+    compareFormats(takeFormat(input, input.PickValueInArray(kDoubles)), input.ConsumeFloatingPoint<double>(),
+                   false);
+    compareFormats(takeFormat(input, "I64d"), input.ConsumeIntegral<Int64>(), false);
+}
+
+void formatTexts(FuzzedDataProvider& input) {
+    const AsciiText text(input.ConsumeRandomLengthString(30));
+    std::string format = takeFormat(input, "s");
+    std::erase_if(format, [](char c) { return c == '#' || c == '+' || c == ' '; });
+    const AsciiText formatText(format);
+    const CString narrow = Format(formatText.narrow.Ptr(), text.narrow.Ptr());
+    MUST(AreSame(narrow, Format(formatText.wide.Ptr(), text.wide.Ptr())));
+    // Zeros are kept away from the runtime, to which they mean nothing in front of a text.
+    if (format.find("%0") == std::string::npos && format.find("-0") == std::string::npos) {
+        char expected[200];
+        std::snprintf(expected, sizeof(expected), format.c_str(), text.narrow.Ptr());
+        MUST(narrow == expected);
+    }
+}
+
+// A format that takes only numbers by value, however it is read.
+void formatAnything(FuzzedDataProvider& input) {
+    std::string format = input.ConsumeRandomLengthString(30);
+    std::erase_if(format,
+                  [](char c) { return std::string_view("sScCeEfFgGaApnZ*").find(c) != std::string::npos; });
+    // A width takes memory; more than this is not what is looked for here.
+    for (std::size_t i = 0, digits = 0; i < format.size(); i++) {
+        digits = format[i] >= '0' && format[i] <= '9' ? digits + 1 : 0;
+        if (digits > 4)
+            format[i] = 'x';
+    }
+    const AsciiText text(format);
+    const long long value = input.ConsumeIntegral<long long>();
+    MUST(AreSame(Format(text.narrow.Ptr(), value, value, value, value, value, value, value, value, value,
+                        value, value, value, value, value, value, value),
+                 Format(text.wide.Ptr(), value, value, value, value, value, value, value, value, value, value,
+                        value, value, value, value, value, value)));
+}
+
+std::string substituted(const std::string& text, const std::vector<std::string>& parameters) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size();) {
+        std::size_t end = i + 1;
+        long long number = 0;
+        while (text[i] == '%' && end < text.size() && text[end] >= '0' && text[end] <= '9')
+            number = std::min<long long>(number * 10 + (text[end++] - '0'), INT_MAX + 1LL);
+        if (end == i + 1)
+            result += text[i];
+        else if (number < static_cast<long long>(parameters.size()))
+            result += parameters[static_cast<std::size_t>(number)];
+        i = end;
+    }
+    return result;
+}
+
+void substitute(FuzzedDataProvider& input) {
+    const AsciiText text(input.ConsumeRandomLengthString(60));
+    CArray<CString> narrow;
+    CArray<CUnicodeString> wide;
+    std::vector<std::string> plain;
+    for (int count = input.ConsumeIntegralInRange(0, 12); count > 0; count--) {
+        const AsciiText parameter(input.ConsumeRandomLengthString(20));
+        narrow.Add(parameter.narrow);
+        wide.Add(parameter.wide);
+        plain.push_back(parameter.narrow.Ptr());
+    }
+    const CString result = text.narrow.SubstParam(narrow);
+    MUST(AreSame(result, text.wide.SubstParam(wide)));
+    MUST(result == substituted(text.narrow.Ptr(), plain).c_str());
+}
+
+template<class Value>
+void readBack(const AsciiText& text, auto... radix) {
+    Value narrow{}, wide{};
+    const bool isValue = text.narrow.Value(narrow, radix...);
+    MUST(isValue == text.wide.Value(wide, radix...));
+    MUST(narrow == wide || (narrow != narrow && wide != wide));
+}
+
+void readValues(FuzzedDataProvider& input) {
+    const int radix = input.ConsumeIntegralInRange(2, 36);
+    const int number = input.ConsumeIntegral<int>();
+    const double fraction = input.ConsumeFloatingPoint<double>();
+    int back = 0;
+    MUST(Str(number).Value(back) && back == number);
+    unsigned int bits = 0;
+    MUST(Str(static_cast<unsigned>(number), radix).Value(bits, radix) &&
+         bits == static_cast<unsigned>(number));
+    MUST(AreSame(Str(fraction), UnicodeStr(fraction)));
+
+    const AsciiText text(input.ConsumeRemainingBytesAsString());
+    readBack<bool>(text);
+    readBack<int>(text, radix);
+    readBack<int>(text, 0);
+    readBack<unsigned long>(text, radix);
+    readBack<double>(text);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    FuzzedDataProvider input(data, size);
+    switch (input.ConsumeIntegralInRange(0, 4)) {
+    case 0:
+        formatNumbers(input);
+        break;
+    case 1:
+        formatTexts(input);
+        break;
+    case 2:
+        formatAnything(input);
+        break;
+    case 3:
+        substitute(input);
+        break;
+    default:
+        readValues(input);
+    }
+    return 0;
+}
