@@ -30,7 +30,7 @@ void append(std::string& bytes, std::u16string_view text) {
             continue;
         }
         const int followers = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
-        addByte((0xF00U >> followers & 0xFF) | point >> (6 * followers));
+        addByte((0xFF00U >> (followers + 1) & 0xFF) | point >> (6 * followers));
         for (int rest = followers - 1; rest >= 0; rest--)
             addByte(0x80 | (point >> (6 * rest) & 0x3F));
     }

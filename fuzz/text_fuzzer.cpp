@@ -64,7 +64,7 @@ void formatTexts(FuzzedDataProvider& input) {
 
 // A format that takes only numbers by value, however it is read.
 void formatAnything(FuzzedDataProvider& input) {
-    std::string format = input.ConsumeRandomLengthString(30);
+    std::string format = AsciiText(input.ConsumeRandomLengthString(30)).narrow.Ptr();
     std::erase_if(format,
                   [](char c) { return std::string_view("sScCeEfFgGaApnZ*").find(c) != std::string::npos; });
     // A width takes memory; more than this is not what is looked for here.
@@ -88,8 +88,8 @@ std::string substituted(const std::string& text, const std::vector<std::string>&
         long long number = 0;
         while (text[i] == '%' && end < text.size() && text[end] >= '0' && text[end] <= '9')
             number = std::min<long long>(number * 10 + (text[end++] - '0'), INT_MAX + 1LL);
-        if (end == i + 1)
-            result += text[i];
+        if (end == i + 1 || number > INT_MAX)
+            result += text.substr(i, end - i);
         else if (number < static_cast<long long>(parameters.size()))
             result += parameters[static_cast<std::size_t>(number)];
         i = end;

@@ -17,6 +17,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+// Of the leak checker, where the build has one: it follows pointers only through memory that it knows.
+extern "C" {
+[[gnu::weak]] void __lsan_register_root_region(const void* start, std::size_t size);
+[[gnu::weak]] void __lsan_unregister_root_region(const void* start, std::size_t size);
+}
+
 namespace Tarn::Platform {
 
 namespace {
@@ -38,7 +44,10 @@ public:
     bool Add(void* start, std::size_t size) {
         std::lock_guard guard(lock);
         try {
-            return sizes.emplace(reinterpret_cast<std::uintptr_t>(start), size).second;
+            sizes.emplace(reinterpret_cast<std::uintptr_t>(start), size);
+            if (__lsan_register_root_region != nullptr)
+                __lsan_register_root_region(start, size);
+            return true;
         } catch (const std::bad_alloc&) {
             return false;
         }
@@ -52,6 +61,8 @@ public:
             return 0;
         const std::size_t size = found->second;
         sizes.erase(found);
+        if (__lsan_unregister_root_region != nullptr)
+            __lsan_unregister_root_region(start, size);
         return size;
     }
 
