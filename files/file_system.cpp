@@ -58,11 +58,15 @@ bool fail(DWORD code) {
     return false;
 }
 
-// For a call on two names: the source when it is the one that is missing, else the target.
+// For a call on two names: the source when it is the one that is missing, or in use while there is no target
+// that could be; else the target.
 [[noreturn]] void throwLastError(const CUnicodeString& from, const CUnicodeString& to) {
     const DWORD code = Platform::GetLastError();
-    const bool isSourceThere = Platform::GetFileAttributesW(from) != INVALID_FILE_ATTRIBUTES;
-    ThrowFileException(code, isSourceThere ? to : from);
+    const auto isThere = [](const CUnicodeString& path) {
+        return Platform::GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
+    };
+    const bool isAboutSource = !isThere(from) || (code == ERROR_SHARING_VIOLATION && !isThere(to));
+    ThrowFileException(code, isAboutSource ? from : to);
 }
 
 // A search for the entries of a directory, closed when it goes out of scope.

@@ -258,8 +258,8 @@ CUnicodeString CombinePath(const CUnicodeString& base, const CUnicodeString& pat
 CUnicodeString CanonicalizePath(const CUnicodeString& path) {
     CUnicodeString result = path;
     NormalizePath(result);
-    if (result.IsEmpty()) // nothing, or only the root
-        return path.IsEmpty() ? path : CUnicodeString(u"\\");
+    if (result.IsEmpty())
+        return result;
     MakeFullPath(result);
     const int endOfRoot = IsUNCRootPath(result) ? findEndOfShare(result) : 1;
     CUnicodeString root = result.Left(endOfRoot);

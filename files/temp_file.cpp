@@ -99,12 +99,7 @@ void putInPlace(const CUnicodeString& file, const CUnicodeString& permanent, con
     if ((FileSystem::GetAttributes(permanent) & FILE_ATTRIBUTE_READONLY) != 0)
         ThrowFileException(ERROR_ACCESS_DENIED, permanent);
     const CUnicodeString aside = create(dir, kDefaultPrefix);
-    try {
-        moveOver(permanent, aside);
-    } catch (...) {
-        FileSystem::RemoveIgnoreErrors(aside);
-        throw;
-    }
+    moveOver(permanent, aside);
     try {
         FileSystem::Rename(file, permanent);
     } catch (...) {
@@ -201,6 +196,9 @@ void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permane
             putInPlaceElsewhere(temp, permanent, dir);
     }
     state->names.DeleteAt(place);
+    // The final name may have been another temporary file's, which is replaced: what it names now stays.
+    if (const int replaced = findName(permanent); replaced >= 0)
+        state->names.DeleteAt(replaced);
 }
 
 void DeleteAll() {

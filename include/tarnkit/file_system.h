@@ -77,8 +77,8 @@ TARNKIT_API CUnicodeString MergePath(const CUnicodeString& base, const CUnicodeS
 /// `path` as seen from the current directory; an empty path stays empty.
 TARNKIT_API void MakeFullPath(CUnicodeString& path);
 TARNKIT_API CUnicodeString CombinePath(const CUnicodeString& base, const CUnicodeString& path);
-/// A full path in one spelling: no separator at the end, backslashes only, the root in upper case. The root
-/// itself is `\`.
+/// A full path in one spelling: no separator at the end, backslashes only, the root in upper case. Nothing is
+/// left of a path that is only `\`.
 TARNKIT_API CUnicodeString CanonicalizePath(const CUnicodeString& path);
 /// `path` as it is written from the directory `base`, with `..\` for each step up; `path` itself when no
 /// relative form exists (other drive, other server, only one of them begins at the root), empty when both

@@ -198,14 +198,15 @@ private:
     String path;
 };
 
-/// The owner, as far as the system lets us, the permissions and the time of writing of a copied file.
+/// The owner, the permissions and the time of writing of a copied file, as far as the system lets us: what
+/// was written into another user's file stays his.
 DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsigned mode,
                      const FILETIME& write) {
-    if (fchown(copy.descriptor, owner, group) != 0 && errno != EPERM)
-        return CodeOf(errno);
     timespec times[2] = {{}, ToTimespec(write)};
     times[0].tv_nsec = UTIME_OMIT;
-    const bool succeeded = fchmod(copy.descriptor, mode) == 0 && futimens(copy.descriptor, times) == 0;
+    const auto isDone = [](int result) { return result == 0 || errno == EPERM; };
+    const bool succeeded = isDone(fchown(copy.descriptor, owner, group)) &&
+                           isDone(fchmod(copy.descriptor, mode)) && isDone(futimens(copy.descriptor, times));
     return succeeded ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
 }
 
@@ -224,19 +225,27 @@ DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& tar
             giveProperties(copy.file, made.owner, made.group, made.mode & kPermissions, from.write);
         code != ERROR_SUCCESS)
         return code;
+    // A copy that moves is stored before its original goes.
+    if (moves && fdatasync(copy.file.descriptor) != 0)
+        return CodeOf(errno);
     if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
         return code;
     return copy.TakeName(target);
 }
 
-/// Copies into the open file itself: a device, or a file that lies where no new one may be made.
+/// Copies into the open file itself: a device, or a file that lies where no new one may be made or take its
+/// name.
 DWORD copyInPlace(OpenFile& source, const FileInformation& from, OpenFile& opened, const FileInformation& old,
                   unsigned mode) {
     if (!opened.isRegular)
         return CopyContents(source, opened);
-    if (const DWORD code = Resize(opened, 0); code != ERROR_SUCCESS)
-        return code;
+    // A disk without the room is told before a byte of what is stored is lost.
+    if (from.size > old.size)
+        if (const DWORD code = Resize(opened, static_cast<Int64>(from.size)); code != ERROR_SUCCESS)
+            return code;
     if (const DWORD code = CopyContents(source, opened); code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = Resize(opened, opened.position); code != ERROR_SUCCESS)
         return code;
     return giveProperties(opened, old.owner, old.group, mode, from.write);
 }
@@ -263,7 +272,8 @@ DWORD copyOver(OpenFile& source, const FileInformation& from, OpenFile& opened, 
         return CodeOf(errno);
     if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
         return code;
-    return copy.Replace(path);
+    const DWORD replaced = copy.Replace(path);
+    return replaced == ERROR_ACCESS_DENIED ? copyInPlace(source, from, opened, old, mode) : replaced;
 }
 
 DWORD tryCopy(OpenFile& source, const FileInformation& information, const char16_t* to, BOOL failIfExists) {

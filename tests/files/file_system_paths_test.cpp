@@ -55,7 +55,7 @@ TEST(Paths, AreMergedAndMadeFull) {
     EXPECT_EQ(GetCurrentDir(), GetDrivePath(GetEXEFileName())); // until another is set
     EXPECT_EQ(CombinePath(u"d", u"x"), GetCurrentDir() + u"d\\x");
     expectEach(CanonicalizePath, {{u"", u""},
-                                  {u"/", u"\\"},
+                                  {u"/", u""},
                                   {u"/Dir/File/", u"\\Dir\\File"},
                                   {u"c:/Dir", u"C:\\Dir"},
                                   {u"//srv/Share/Dir", u"\\\\SRV\\SHARE\\Dir"}});

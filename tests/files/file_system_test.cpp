@@ -47,6 +47,8 @@ TEST_F(FileSystemTest, CopiesOverATargetButNeverMovesOverOne) {
     EXPECT_EQ(BytesOf(folder / "c"), "new");
     EXPECT_EQ(FailureOf([] { FileSystem::Copy(u"a", u"d"); }).name, folder / "a");
     EXPECT_EQ(FailureOf([] { FileSystem::Copy(u"c", u"no/d"); }).name, folder / "no/d");
+    CFile held(u"c", CFile::ForWriting);
+    EXPECT_EQ(FailureOf([] { FileSystem::Copy(u"c", u"d"); }).name, folder / "c");
 }
 
 TEST_F(FileSystemTest, MakesDirectoriesWithTheirParents) {

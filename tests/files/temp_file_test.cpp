@@ -54,8 +54,12 @@ TEST_F(TempFileTest, BecomePermanentOverAnOldFile) {
         EXPECT_EQ(CountIn(""), 1);
     }
     const CUnicodeString same = TempFile::New(nullptr);
-    TempFile::MakePermanent(same, same);
-    EXPECT_TRUE(stdfs::exists(PathOf(same)));
+    TempFile::MakePermanent(TempFile::New(nullptr), same);
+    EXPECT_EQ(KindOf([&] { TempFile::MakePermanent(same, same); }), "assertion") << "replaced, so it stays";
+    const CUnicodeString own = TempFile::New(nullptr);
+    TempFile::MakePermanent(own, own);
+    TempFile::DeleteAll();
+    EXPECT_TRUE(stdfs::exists(PathOf(same)) && stdfs::exists(PathOf(own)));
     EXPECT_EQ(KindOf([&] { TempFile::MakePermanent(same, Full("x")); }), "assertion");
 }
 

@@ -118,6 +118,8 @@ TEST_F(PosixFiles, AFullDeviceAndALimitOnSizesAreAFullDisk) {
     EXPECT_TRUE(P::FlushFileBuffers(full));
     const std::string bytes(5000, 'x');
     put(base + u"big", bytes);
+    put(base + u"folder\\file", "old");
+    chmod("files/folder", 0555);
     EXPECT_EQ(codeOf([&] { return P::CopyFileW((base + u"big").c_str(), u"\\dev\\full", FALSE); }),
               ERROR_DISK_FULL);
 
@@ -128,6 +130,7 @@ TEST_F(PosixFiles, AFullDeviceAndALimitOnSizesAreAFullDisk) {
     setrlimit(RLIMIT_FSIZE, &limit);
     EXPECT_EQ(with(copyOver)(u"big", u"new"), ERROR_DISK_FULL);
     EXPECT_EQ(with(copyOver)(u"big", u"file"), ERROR_DISK_FULL);
+    EXPECT_EQ(with(copyOver)(u"big", u"folder\\file"), ERROR_DISK_FULL);
     const Opened file(base + u"big", GENERIC_WRITE, 0, CREATE_ALWAYS);
     EXPECT_EQ(codeOf([&] { return P::WriteFile(file, bytes.data(), 5000, &written); }), ERROR_DISK_FULL);
     EXPECT_EQ(written, 4000U);
@@ -138,7 +141,8 @@ TEST_F(PosixFiles, AFullDeviceAndALimitOnSizesAreAFullDisk) {
     P::SetFilePointer(file, 0, &high, FILE_BEGIN);
     EXPECT_EQ(codeOf([&] { return P::SetEndOfFile(file); }), ERROR_DISK_FULL) << "more than the disk holds";
     EXPECT_EQ(P::GetFileSize(file, nullptr), 4000U);
-    EXPECT_EQ(get(base + u"file"), "old");
+    EXPECT_EQ(get(base + u"file") + get(base + u"folder\\file"), "oldold");
+    EXPECT_EQ(with(copyOver)(u"file", u"folder\\file"), 0U);
     EXPECT_EQ(others(), Names{u"big"}) << "no half copy and no trace of one";
 }
 
@@ -152,6 +156,28 @@ TEST_F(PosixFiles, AFolderWithoutWriteBitsIsLeftAsItIsEvenByRoot) {
     EXPECT_EQ(with(P::RemoveDirectoryW)(u"folder"), ERROR_ACCESS_DENIED);
     EXPECT_EQ(opening(u"file", GENERIC_WRITE, OPEN_EXISTING), 0U) << "the files in it may change";
     EXPECT_EQ(others(), Names{});
+}
+
+TEST_F(PosixFiles, AFileOfAnotherUserIsWrittenWhereHeLetsEverybodyWriteAndStaysHis) {
+    constexpr uid_t kOtherUser = 65534;
+    chmod("files/file", 0666);
+    put(base + u"folder\\file", "old");
+    chmod("files/folder/file", 0666);
+    chmod("files/folder", 01777); // everybody makes files there and touches no name of another's
+    put(base + u"source", "new");
+    chmod("files", 0755);
+    chmod(".", 0755);
+    if (seteuid(kOtherUser) != 0)
+        GTEST_SKIP() << "only root can be somebody else";
+    // By names that need no right in the folders above.
+    const DWORD inForeignFolder = codeOf([] { return copyOver(u"files\\source", u"files\\file"); });
+    const DWORD inSharedFolder = codeOf([] { return copyOver(u"files\\source", u"files\\folder\\file"); });
+    EXPECT_EQ(seteuid(0), 0);
+    EXPECT_EQ(inForeignFolder + inSharedFolder, 0U);
+    EXPECT_EQ(get(base + u"file") + get(base + u"folder\\file"), "newnew");
+    struct stat status {};
+    EXPECT_EQ(stat("files/folder/file", &status), 0);
+    EXPECT_EQ(status.st_uid, 0U);
 }
 
 TEST_F(PosixFiles, CopiesAndAttributesKeepThePermissionsOfAFile) {
