@@ -1,4 +1,5 @@
 #include <tarnkit/memory_manager.h>
+#include <tarnkit/pool_allocators.h>
 
 #include <algorithm>
 
@@ -8,21 +9,16 @@ namespace {
 
 constinit CMemoryCounters counters{};
 
-// Sums wrap like the 32-bit counters of the platform, without the undefined behaviour of a signed overflow.
-void add(int& counter, int value) {
-    counter = static_cast<int>(static_cast<unsigned>(counter) + static_cast<unsigned>(value));
-}
-
 void registerAlloc(int size, int& count, int& total, int& current, int& peak) {
-    add(count, 1);
-    add(total, size);
-    add(current, size);
+    AddToSum(count, 1);
+    AddToSum(total, size);
+    AddToSum(current, size);
     peak = std::max(peak, current);
 }
 
 void registerFree(int size, int& count, int& current) {
-    add(current, static_cast<int>(0U - static_cast<unsigned>(size)));
-    add(count, 1);
+    AddToSum(current, static_cast<int>(0U - static_cast<unsigned>(size)));
+    AddToSum(count, 1);
 }
 
 } // namespace

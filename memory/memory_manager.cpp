@@ -72,8 +72,8 @@ void AttachMemoryManagers() {
 }
 
 void DetachMemoryManagers() {
-    stringBodyPool.object.~CSizeClassAllocator();
-    setPagePool.object.~CBlockManager();
+    stringBodyPool.object.ReleaseIfUnused();
+    setPagePool.object.ReleaseIfUnused();
     if (currentManagerIndex != TLS_OUT_OF_INDEXES)
         Platform::TlsFree(currentManagerIndex);
     currentManagerIndex = TLS_OUT_OF_INDEXES;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <exception>
+#include <utility>
 
 namespace Tarn {
 
@@ -73,6 +74,13 @@ void CBlockManager::Reset() {
         page->next = sparePages;
         sparePages = page;
     }
+}
+
+void CBlockManager::ReleaseIfUnused() {
+    if (allocatedBlocksSize != 0)
+        return;
+    Reset();
+    releaseMemory(std::exchange(sparePages, nullptr));
 }
 
 void CBlockManager::releaseMemory(CPage* list) {
@@ -152,6 +160,11 @@ void CSizeClassAllocator::Free(void* ptr, int actualSize) {
         ProcessHeap::Free(ptr);
     else
         classOf(actualSize).Free(ptr);
+}
+
+void CSizeClassAllocator::ReleaseIfUnused() {
+    for (CBlockManager* blocks : {&blocks32, &blocks64, &blocks128, &blocks256, &blocks512})
+        blocks->ReleaseIfUnused();
 }
 
 CBlockManager& CSizeClassAllocator::classOf(int size) {

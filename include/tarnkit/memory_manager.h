@@ -155,7 +155,8 @@ TARNKIT_API bool ShouldBreakOnMemoryException();
 /// that every thread is served by the default manager.
 void AttachMemoryManagers();
 
-/// Library-internal: gives the pools' pages and the thread-local index back when the library is unloaded.
+/// Library-internal: gives the thread-local index and the pages of the unused pools back when the library is
+/// unloaded. Blocks that are still out stay valid.
 void DetachMemoryManagers();
 
 } // namespace Tarn

@@ -24,6 +24,12 @@ constexpr int RoundUp(int value, int unit) {
     return units * unit;
 }
 
+/// Adds to a sum of sizes, which wraps around: where pointers have 64 bits more may be out than an `int`
+/// counts.
+constexpr void AddToSum(int& sum, int value) {
+    sum = static_cast<int>(static_cast<unsigned>(sum) + static_cast<unsigned>(value));
+}
+
 /// One contiguous buffer that grows in place up to a size reserved at the start; its address never changes.
 class TARNKIT_API COneBlockAllocator {
 public:
@@ -59,6 +65,7 @@ private:
 
     void commit(int size);
 };
+static_assert(kPointerSize != 4 || sizeof(COneBlockAllocator) == 20);
 
 /// A pool of equal-sized blocks carved out of large pages, with a last-in, first-out free list.
 class TARNKIT_API CBlockManager final : public IMemoryManager {
@@ -93,13 +100,17 @@ public:
         auto* block = static_cast<CFreeBlock*>(ptr);
         block->next = freeBlocks;
         freeBlocks = block;
-        freeBlocksSize += blockSize;
-        allocatedBlocksSize -= blockSize;
+        AddToSum(freeBlocksSize, blockSize);
+        AddToSum(allocatedBlocksSize, -blockSize);
     }
 
     /// Takes back all blocks at once; their pages are kept for reuse.
     void Reset();
     void ResetWithoutDump() { Reset(); }
+
+    /// Library-internal: gives the pages back to the system, unless a block is still out. The pool stays
+    /// usable.
+    void ReleaseIfUnused();
 
     int BlockSize() const { return blockSize; }
     /// Bytes in the free list and in blocks handed out, counted in units of the block size.
@@ -129,15 +140,15 @@ private:
         if (freeBlocks != nullptr) {
             CFreeBlock* block = freeBlocks;
             freeBlocks = block->next;
-            freeBlocksSize -= blockSize;
-            allocatedBlocksSize += blockSize;
+            AddToSum(freeBlocksSize, -blockSize);
+            AddToSum(allocatedBlocksSize, blockSize);
             return block;
         }
-        if (pages == nullptr || used + alignedBlockSize > pageDataSize)
+        if (pages == nullptr || alignedBlockSize > pageDataSize - used)
             allocPage();
         void* block = reinterpret_cast<char*>(pages) + kAllocationUnit + used;
         used += alignedBlockSize;
-        allocatedBlocksSize += blockSize;
+        AddToSum(allocatedBlocksSize, blockSize);
         return block;
     }
 
@@ -145,8 +156,7 @@ private:
     void releaseMemory(CPage* list);
     void releaseAllMemory();
 };
-
-class CStackManager;
+static_assert(kPointerSize != 4 || sizeof(CBlockManager) == 40);
 
 /// A position of a stack manager to come back to.
 struct CStackManagerState {
@@ -216,7 +226,7 @@ private:
     void* doAlloc(int size, unsigned alignedSize) {
         if (!canAllocInCurrentBlock(alignedSize))
             allocateBlock(alignedSize);
-        allocatedSize += size;
+        AddToSum(allocatedSize, size);
         void* result = current->data() + current->used;
         current->used += static_cast<int>(alignedSize);
         return result;
@@ -228,6 +238,7 @@ private:
     void releaseMemory(CBlock* blocks);
     void releaseAllMemory();
 };
+static_assert(kPointerSize != 4 || sizeof(CStackManager) == 20);
 
 /// The pool of the string bodies: block managers for blocks of 32 to 512 bytes, the process heap above.
 /// Library-internal; strings take and return their bodies through it.
@@ -238,6 +249,10 @@ public:
     /// A block of at least `size` bytes; `actualSize`, the size served, must be passed back to `Free`.
     void* Alloc(int size, int& actualSize);
     void Free(void* ptr, int actualSize);
+
+    /// Gives back the pages of each size of which no block is out: a static object of a client may keep its
+    /// strings for longer than the library lasts.
+    void ReleaseIfUnused();
 
 private:
     CBlockManager& classOf(int size);

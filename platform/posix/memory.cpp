@@ -156,7 +156,11 @@ BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
         const std::size_t regionSize = Regions::Get().Take(address);
         if (regionSize == 0)
             return fail(ERROR_INVALID_ADDRESS);
-        munmap(address, regionSize);
+        if (munmap(address, regionSize) != 0) {
+            // The system may have no room to record the hole: the region stays.
+            Regions::Get().Add(address, regionSize);
+            return fail(ERROR_NOT_ENOUGH_MEMORY);
+        }
         return TRUE;
     }
     if (type != MEM_DECOMMIT)

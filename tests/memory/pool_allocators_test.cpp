@@ -74,6 +74,16 @@ TEST(BlockManager, ResetKeepsThePagesForReuse) {
         ASSERT_EQ(pool.Alloc(), before[static_cast<std::size_t>(i)]);
 }
 
+TEST(BlockManager, HugeBlocksDoNotShareAPage) {
+    constexpr int kHuge = 0x50000000;
+    CBlockManager pool(kHuge, 65536);
+    throws<CMemoryException>([&] { // where there is not so much room
+        char* first = at(pool.Alloc(), 0);
+        char* second = at(pool.Alloc(), 0);
+        EXPECT_NE(second, first + kHuge) << "beyond the end of the page";
+    });
+}
+
 TEST(StackManager, BumpsRoundsAndCountsWhatWasAskedFor) {
     CStackManager stack;
     char* first = at(stack.Alloc(1), 0);
@@ -157,4 +167,17 @@ TEST(SizeClassAllocator, ServesTheFirstClassThatFits) {
             EXPECT_EQ(pool.Alloc(size, actual), block) << size;
         }
     }
+}
+
+TEST(SizeClassAllocator, KeepsThePagesOfBlocksThatAreOutAtTheEnd) {
+    CSizeClassAllocator pool;
+    int actual = 0;
+    int otherActual = 0;
+    void* block = pool.Alloc(40, actual);
+    pool.Free(pool.Alloc(20, otherActual), otherActual);
+    pool.ReleaseIfUnused();
+    std::memset(block, 0x5A, static_cast<std::size_t>(actual));
+    pool.Free(block, actual);
+    EXPECT_EQ(pool.Alloc(40, actual), block);
+    std::memset(pool.Alloc(20, otherActual), 0x5A, 32);
 }
