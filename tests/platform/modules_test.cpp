@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -14,19 +15,20 @@ namespace fs = std::filesystem;
 
 constexpr const char16_t* kModule = u"TestModule.dll";
 
-/// A module that is released at the end of a test.
-class Loaded {
-public:
+/// A module that is released at the end of a scope.
+struct Loaded {
     explicit Loaded(const std::u16string& name) : module(Platform::LoadLibraryW(name.c_str())) {}
-    ~Loaded() {
-        if (module != nullptr)
-            Platform::FreeLibrary(module);
-    }
+    ~Loaded() { Platform::FreeLibrary(module); }
     operator HINSTANCE() const { return module; }
 
-private:
-    HINSTANCE module;
+    const HINSTANCE module;
 };
+
+/// Why a call gave nothing.
+DWORD errorOf(const auto& result) {
+    EXPECT_FALSE(result);
+    return Platform::GetLastError();
+}
 
 std::u16string fileName(HINSTANCE module) {
     char16_t buffer[1024] = {};
@@ -42,13 +44,7 @@ std::u16string search(const char16_t* name) {
     return buffer;
 }
 
-DWORD loadError(const std::u16string& name) {
-    Platform::SetLastError(0);
-    EXPECT_EQ(Loaded(name), nullptr);
-    return Platform::GetLastError();
-}
-
-fs::path onDisk(std::u16string path) {
+std::u16string withSlashes(std::u16string path) {
     std::replace(path.begin(), path.end(), u'\\', u'/');
     return path;
 }
@@ -56,10 +52,9 @@ fs::path onDisk(std::u16string path) {
 TEST(Modules, TheProgramItselfHasOneHandle) {
     const HINSTANCE self = Platform::GetModuleHandleW(nullptr);
     ASSERT_NE(self, nullptr);
-    EXPECT_EQ(Platform::GetModuleHandleW(nullptr), self);
     EXPECT_EQ(Platform::GetModuleHandleFromAddress(reinterpret_cast<const void*>(&fileName)), self);
     const std::u16string path = fileName(self);
-    EXPECT_TRUE(fs::exists(onDisk(path)));
+    EXPECT_TRUE(fs::exists(withSlashes(path)));
     EXPECT_EQ(fileName(nullptr), path);
     EXPECT_EQ(Platform::GetModuleHandleW(path.substr(path.rfind(u'\\') + 1).c_str()), self);
     // Loaded as data it is still the program, and giving it back takes nothing away.
@@ -75,26 +70,23 @@ TEST(Modules, ABareNameIsFoundBesideTheProgramWithoutRegardToCase) {
     const std::u16string path = fileName(module);
     EXPECT_EQ(search(u"testmodule.DLL"), path);
     EXPECT_EQ(search(u"TestModule"), path);
-    for (std::u16string name : {path, std::u16string(u"TESTMODULE"), std::u16string(u"testmodule.dll")}) {
-        EXPECT_EQ(Loaded(name), static_cast<HINSTANCE>(module));
-        EXPECT_EQ(Platform::GetModuleHandleW(name.c_str()), static_cast<HINSTANCE>(module));
-    }
-    std::u16string lower = path;
+    std::u16string lower = withSlashes(path);
     Platform::CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
-    std::replace(lower.begin(), lower.end(), u'\\', u'/');
-    EXPECT_EQ(Loaded(lower), static_cast<HINSTANCE>(module));
+    for (const auto& name : {path, lower, std::u16string(u"TESTMODULE"), std::u16string(u"testmodule.dll")}) {
+        EXPECT_EQ(Loaded(name), module.module);
+        EXPECT_EQ(Platform::GetModuleHandleW(name.c_str()), module.module);
+    }
 }
 
 TEST(Modules, AModuleStaysUntilItsLastReferenceIsGone) {
-    HINSTANCE first = Platform::LoadLibraryW(kModule);
+    const HINSTANCE first = Platform::LoadLibraryW(kModule);
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(Platform::LoadLibraryW(kModule), first);
-    EXPECT_EQ(Platform::GetModuleHandleW(kModule), first); // takes none
-    EXPECT_TRUE(Platform::FreeLibrary(first));
-    EXPECT_EQ(Platform::GetModuleHandleW(kModule), first);
-    EXPECT_TRUE(Platform::FreeLibrary(first));
-    EXPECT_EQ(Platform::GetModuleHandleW(kModule), nullptr);
-    EXPECT_EQ(Platform::GetLastError(), ERROR_MOD_NOT_FOUND);
+    for (int references = 2; references > 0; references--) {
+        EXPECT_EQ(Platform::GetModuleHandleW(kModule), first); // takes none
+        EXPECT_TRUE(Platform::FreeLibrary(first));
+    }
+    EXPECT_EQ(errorOf(Platform::GetModuleHandleW(kModule)), ERROR_MOD_NOT_FOUND);
     EXPECT_FALSE(Platform::FreeLibrary(first));
 }
 
@@ -104,16 +96,14 @@ TEST(Modules, OnlyAModulesOwnExportsAreFound) {
         reinterpret_cast<int (*)()>(Platform::GetProcAddressW(module, u"TestModuleFunction"));
     ASSERT_NE(function, nullptr);
     EXPECT_EQ(function(), 42);
-    EXPECT_EQ(Platform::GetModuleHandleFromAddress(reinterpret_cast<const void*>(function)),
-              static_cast<HINSTANCE>(module));
+    EXPECT_EQ(Platform::GetModuleHandleFromAddress(reinterpret_cast<const void*>(function)), module.module);
     const auto data = reinterpret_cast<const int*>(Platform::GetProcAddressW(module, u"TestModuleData"));
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(*data, 851);
     for (const char16_t* name :
          {u"TestDependencyExport", u"testmodulefunction", u"", u"TestModuleFunction\u00E9"}) {
         Platform::SetLastError(0);
-        EXPECT_EQ(Platform::GetProcAddressW(module, name), nullptr);
-        EXPECT_EQ(Platform::GetLastError(), ERROR_PROC_NOT_FOUND);
+        EXPECT_EQ(errorOf(Platform::GetProcAddressW(module, name)), ERROR_PROC_NOT_FOUND);
     }
     EXPECT_EQ(Platform::GetProcAddressW(Platform::GetModuleHandleW(nullptr), u"TestModuleFunction"), nullptr);
     const HINSTANCE dependency = Platform::GetModuleHandleW(u"TestDependency.dll");
@@ -123,16 +113,16 @@ TEST(Modules, OnlyAModulesOwnExportsAreFound) {
 }
 
 TEST(Modules, AFailedLoadTellsWhy) {
-    EXPECT_EQ(loadError(u"NoSuchModule.dll"), ERROR_MOD_NOT_FOUND);
-    EXPECT_EQ(loadError(u"no\\such\\folder\\Module.dll"), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(errorOf(Platform::LoadLibraryW(u"NoSuchModule.dll")), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(errorOf(Platform::LoadLibraryW(u"no\\such\\folder\\Module.dll")), ERROR_MOD_NOT_FOUND);
     EXPECT_EQ(search(u"NoSuchModule.dll"), u"");
     std::ofstream("text.dll") << "This is no module.";
-    EXPECT_EQ(loadError(u".\\text.dll"), ERROR_BAD_EXE_FORMAT);
+    EXPECT_EQ(errorOf(Platform::LoadLibraryW(u".\\text.dll")), ERROR_BAD_EXE_FORMAT);
     // One file in two ways: cut off behind its headers, and whole.
-    const fs::path whole = onDisk(search(kModule));
+    const fs::path whole = withSlashes(search(kModule));
     fs::copy_file(whole, "cut.dll");
     fs::resize_file("cut.dll", 1000);
-    EXPECT_EQ(loadError(u".\\cut.dll"), ERROR_BAD_EXE_FORMAT);
+    EXPECT_EQ(errorOf(Platform::LoadLibraryW(u".\\cut.dll")), ERROR_BAD_EXE_FORMAT);
     fs::copy_file(whole, "Copy.dll");
     EXPECT_NE(Loaded(u".\\copy"), nullptr);
 }
@@ -142,13 +132,12 @@ TEST(Modules, HandlesThatAreNoneAreRefused) {
     char16_t buffer[16];
     EXPECT_FALSE(Platform::FreeLibrary(nullptr));
     EXPECT_FALSE(Platform::FreeLibrary(stranger));
-    EXPECT_EQ(Platform::GetProcAddressW(stranger, u"x"), nullptr);
-    EXPECT_EQ(Platform::GetModuleFileNameW(stranger, buffer, 16), 0u);
-    EXPECT_EQ(Platform::GetLastError(), ERROR_MOD_NOT_FOUND);
-    EXPECT_EQ(Platform::LoadStringW(stranger, 17, buffer, 16), 0);
-    EXPECT_EQ(Platform::FindResourceW(stranger, buffer, RT_STRING), nullptr);
-    EXPECT_EQ(Platform::GetModuleHandleFromAddress(nullptr), nullptr);
-    EXPECT_EQ(Platform::LoadLibraryW(nullptr), nullptr);
+    EXPECT_FALSE(Platform::GetProcAddressW(stranger, u"x"));
+    EXPECT_EQ(errorOf(Platform::GetModuleFileNameW(stranger, buffer, 16)), ERROR_MOD_NOT_FOUND);
+    EXPECT_FALSE(Platform::LoadStringW(stranger, 17, buffer, 16));
+    EXPECT_FALSE(Platform::FindResourceW(stranger, buffer, RT_STRING));
+    EXPECT_FALSE(Platform::GetModuleHandleFromAddress(nullptr));
+    EXPECT_FALSE(Platform::LoadLibraryW(nullptr));
 }
 
 TEST(Modules, PathsThatDoNotFitAreCut) {
@@ -160,13 +149,9 @@ TEST(Modules, PathsThatDoNotFitAreCut) {
     EXPECT_EQ(Platform::SearchLibraryPathW(kModule, 5, buffer), search(kModule).size() + 1);
 }
 
-TEST(Resources, StringsAreFoundById) {
+TEST(Resources, StringsAreFoundByIdInBlocksOfSixteen) {
     const Loaded module(kModule);
-    const struct {
-        UINT id;
-        int size;
-        std::u16string text;
-    } table[] = {
+    const std::tuple<UINT, int, std::u16string> strings[] = {
         {17, 100, u"seventeen"},
         {17, 10, u"seventeen"},
         {17, 9, u"seventee"},
@@ -177,33 +162,26 @@ TEST(Resources, StringsAreFoundById) {
         {16, 100, u""},
         {0, 100, u""},
         {4095, 100, u""},
-        {4096, 100, u"\u041F\u0440\u0438\u0432\u0435\u0442"},
-    };
-    for (const auto& row : table) {
-        char16_t buffer[100];
-        std::fill(std::begin(buffer), std::end(buffer), u'#');
-        EXPECT_EQ(Platform::LoadStringW(module, row.id, buffer, row.size), static_cast<int>(row.text.size()));
-        EXPECT_EQ(std::u16string(buffer), row.text) << row.id;
+        {4096, 100, u"\u041F\u0440\u0438\u0432\u0435\u0442"}};
+    for (const auto& [id, size, text] : strings) {
+        char16_t buffer[100] = u"not touched";
+        EXPECT_EQ(Platform::LoadStringW(module, id, buffer, size), static_cast<int>(text.size()));
+        EXPECT_EQ(std::u16string(buffer), text) << id;
     }
     char16_t buffer[100];
-    Platform::LoadStringW(module, 19, buffer, 100);
-    EXPECT_EQ(Platform::GetLastError(), ERROR_RESOURCE_NAME_NOT_FOUND);
+    EXPECT_EQ(errorOf(Platform::LoadStringW(module, 19, buffer, 100)), ERROR_RESOURCE_NAME_NOT_FOUND);
     EXPECT_EQ(Platform::LoadStringW(nullptr, 17, buffer, 100), 0); // the program's own, which has none
-}
 
-TEST(Resources, StringsLieInBlocksOfSixteen) {
-    const Loaded module(kModule);
-    const auto number = [](std::uintptr_t value) { return reinterpret_cast<const char16_t*>(value); };
+    const auto find = [&](std::uintptr_t block, const char16_t* type = RT_STRING) {
+        return Platform::FindResourceW(module, reinterpret_cast<const char16_t*>(block), type);
+    };
     for (const unsigned block : {2u, 257u, 4096u})
-        EXPECT_NE(Platform::FindResourceW(module, number(block), RT_STRING), nullptr) << block;
+        EXPECT_NE(find(block), nullptr) << block;
     EXPECT_NE(Platform::FindResourceW(module, u"#2", u"#6"), nullptr);
-    for (const unsigned block : {1u, 3u, 256u, 258u, 4095u}) {
-        EXPECT_EQ(Platform::FindResourceW(module, number(block), RT_STRING), nullptr) << block;
-        EXPECT_EQ(Platform::GetLastError(), ERROR_RESOURCE_NAME_NOT_FOUND);
-    }
-    EXPECT_EQ(Platform::FindResourceW(module, number(2), RT_RCDATA), nullptr);
-    EXPECT_EQ(Platform::GetLastError(), ERROR_RESOURCE_TYPE_NOT_FOUND);
-    EXPECT_EQ(Platform::FindResourceW(nullptr, number(2), RT_STRING), nullptr);
+    for (const unsigned block : {1u, 3u, 256u, 258u, 4095u})
+        EXPECT_EQ(errorOf(find(block)), ERROR_RESOURCE_NAME_NOT_FOUND) << block;
+    EXPECT_EQ(errorOf(find(2, RT_RCDATA)), ERROR_RESOURCE_TYPE_NOT_FOUND);
+    EXPECT_EQ(Platform::FindResourceW(nullptr, u"#2", RT_STRING), nullptr);
 }
 
 } // namespace

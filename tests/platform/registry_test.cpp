@@ -1,169 +1,111 @@
 // What each registry call does, the same on every target. All of it happens below one scratch key, which is
 // made fresh and removed again.
-#include "platform/platform.h"
+#include "tests/platform/registry_calls.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace Tarn::Platform {
 
 namespace {
 
-using Text = std::u16string;
 using Names = std::vector<Text>;
-using Results = std::vector<DWORD>;
+using Numbers = std::vector<DWORD>;
 
 constexpr char16_t kScratch[] = u"Software\\TarnkitRegistryTest";
 
-DWORD code(LSTATUS result) { return static_cast<DWORD>(result); }
+Text subKeyAt(HKEY key, DWORD index) {
+    char16_t name[300];
+    DWORD size = 300;
+    return RegEnumKeyExW(key, index, name, &size) == 0 ? Text(name, size) : Text();
+}
 
-void deleteTree(HKEY parent, const char16_t* name) {
-    HKEY key;
-    if (RegOpenKeyExW(parent, name, 0, KEY_READ, &key) != 0)
+Names subKeys(HKEY key) {
+    Names names;
+    for (DWORD index = 0; !subKeyAt(key, index).empty(); index++)
+        names.push_back(subKeyAt(key, index));
+    return names;
+}
+
+void deleteTree(HKEY parent, const Text& name) {
+    if (tryOpen(parent, name) != ERROR_SUCCESS)
         return;
-    char16_t subKey[256];
-    for (DWORD size = 256; RegEnumKeyExW(key, 0, subKey, &size) == 0; size = 256)
-        deleteTree(key, subKey);
-    RegCloseKey(key);
-    ASSERT_EQ(RegDeleteKeyW(parent, name), 0);
+    for (const Text& subKey : subKeys(Key(parent, name, KEY_READ)))
+        deleteTree(parent, name + u"\\" + subKey);
+    EXPECT_EQ(RegDeleteKeyW(parent, name.c_str()), 0);
 }
 
 class Registry : public testing::Test {
 protected:
-    HKEY scratch = nullptr;
+    ~Registry() override { deleteTree(HKEY_CURRENT_USER, kScratch); }
 
-    void SetUp() override {
+    static const char16_t* cleaned() {
         deleteTree(HKEY_CURRENT_USER, kScratch);
-        DWORD disposition = 0;
-        RegCreateKeyExW(HKEY_CURRENT_USER, kScratch, KEY_READ | KEY_WRITE, &scratch, &disposition);
-        ASSERT_EQ(disposition, REG_CREATED_NEW_KEY);
-    }
-    void TearDown() override {
-        EXPECT_EQ(RegCloseKey(scratch), 0);
-        deleteTree(HKEY_CURRENT_USER, kScratch);
+        return kScratch;
     }
 
-    HKEY create(const Text& name) {
-        HKEY key = nullptr;
-        EXPECT_EQ(RegCreateKeyExW(scratch, name.c_str(), KEY_READ | KEY_WRITE, &key, nullptr), 0);
-        return key;
-    }
-    HKEY open(const Text& name, REGSAM access = KEY_READ) {
-        HKEY key = nullptr;
-        EXPECT_EQ(RegOpenKeyExW(scratch, name.c_str(), 0, access, &key), 0);
-        return key;
-    }
-    bool exists(const Text& name) {
-        HKEY key = nullptr;
-        const LSTATUS result = RegOpenKeyExW(scratch, name.c_str(), 0, KEY_READ, &key);
-        EXPECT_EQ(code(result), key != nullptr ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
-        return result == 0 && RegCloseKey(key) == 0;
-    }
-    static LSTATUS set(HKEY key, const Text& name, const std::string& data, DWORD type = REG_BINARY) {
-        return RegSetValueExW(key, name.c_str(), type, data.data(), static_cast<DWORD>(data.size()));
-    }
-    // The bytes of a value after its type, or "failed" and the code.
-    static std::string get(HKEY key, const char16_t* name) {
-        std::string data(300'000, ' ');
-        DWORD type;
-        DWORD size = static_cast<DWORD>(data.size());
-        const LSTATUS result = RegQueryValueExW(key, name, &type, data.data(), &size);
-        if (result != 0)
-            return "failed " + std::to_string(result);
-        return std::to_string(type) + ":" + data.substr(0, size);
-    }
-    static Names subKeys(HKEY key) {
-        Names names;
-        char16_t name[300];
-        DWORD size = 300;
-        while (RegEnumKeyExW(key, static_cast<DWORD>(names.size()), name, &size) == 0) {
-            names.emplace_back(name, size);
-            size = 300;
-        }
-        return names;
-    }
+    const Key scratch{HKEY_CURRENT_USER, cleaned()};
 };
 
 } // namespace
 
 TEST_F(Registry, CreatesTheKeysBetweenAndFindsThemWithoutRegardToCase) {
-    RegCloseKey(create(u"First\\Ünï\\Жук\\"));
-    DWORD disposition = 0;
-    HKEY key;
-    ASSERT_EQ(RegCreateKeyExW(scratch, u"fIRST\\üNÏ\\жУК", KEY_READ, &key, &disposition), 0);
-    EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
-    RegCloseKey(key);
-    key = open(u"FIRST");
-    EXPECT_EQ(subKeys(key), Names{u"Ünï"});
-    RegCloseKey(key);
+    const std::pair<const char16_t*, DWORD> creations[] = {
+        {u"First\\Ünï\\Жук\\", REG_CREATED_NEW_KEY},
+        {u"fIRST\\üNÏ\\жУК", REG_OPENED_EXISTING_KEY},
+    };
+    for (const auto& [name, expected] : creations) {
+        HKEY key;
+        DWORD disposition = 0;
+        ASSERT_EQ(RegCreateKeyExW(scratch, name, KEY_READ, &key, &disposition), 0);
+        EXPECT_EQ(disposition, expected);
+        RegCloseKey(key);
+    }
+    EXPECT_EQ(subKeys(Key(scratch, u"FIRST", KEY_READ)), Names{u"Ünï"});
 
     const Text lone = {u'a', 0xD800, u'b', 0xDC00};
-    RegCloseKey(create(lone));
-    EXPECT_TRUE(exists(lone));
+    const Key odd(scratch, lone);
+    EXPECT_EQ(tryOpen(scratch, lone), ERROR_SUCCESS);
     EXPECT_EQ(subKeys(scratch), (Names{lone, u"First"}));
 
-    key = open(u"", KEY_READ | KEY_WRITE);
-    EXPECT_NE(key, scratch);
-    EXPECT_EQ(set(key, u"through the empty name", "x"), 0);
+    const Key same(scratch, u"", kReadWrite);
+    EXPECT_EQ(set(same, u"through the empty name", "x"), ERROR_SUCCESS);
     EXPECT_EQ(get(scratch, u"through the empty name"), "3:x");
-    RegCloseKey(key);
 }
 
-TEST_F(Registry, RefusesBadNamesHandlesAndBuffers) {
-    HKEY key;
-    const HKEY closed = open(u"");
-    ASSERT_EQ(RegCloseKey(closed), 0);
-    DWORD size = 10;
-    char16_t name[10];
-    const Text longestKey(255, u'k');
-    const Text longestValue(16383, u'v');
-    RegCloseKey(create(longestKey));
-    EXPECT_EQ(set(scratch, longestValue, "long"), 0);
-    EXPECT_EQ(get(scratch, longestValue.c_str()), "3:long");
-    EXPECT_NE(set(scratch, longestValue + u"v", "too long"), 0);
-    EXPECT_NE(RegCreateKeyExW(scratch, Text(300, u'k').c_str(), KEY_READ, &key, nullptr), 0);
-
-    const struct {
-        LSTATUS result;
-        DWORD expected;
-    } cases[] = {
-        {RegOpenKeyExW(scratch, u"Missing\\Below", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND},
-        {RegOpenKeyExW(scratch, u"\\Leading", 0, KEY_READ, &key), ERROR_BAD_PATHNAME},
-        {RegCreateKeyExW(scratch, u"\\Leading", KEY_READ, &key, nullptr), ERROR_BAD_PATHNAME},
-        {RegOpenKeyExW(scratch, u"x", 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER},
-        {RegOpenKeyExW(nullptr, u"x", 0, KEY_READ, &key), ERROR_INVALID_HANDLE},
-        {RegOpenKeyExW(closed, u"x", 0, KEY_READ, &key), ERROR_INVALID_HANDLE},
-        {RegCloseKey(closed), ERROR_INVALID_HANDLE},
-        {RegCloseKey(nullptr), ERROR_INVALID_HANDLE},
-        {RegCloseKey(HKEY_CURRENT_USER), ERROR_SUCCESS},
-        {RegEnumKeyExW(closed, 0, name, &size), ERROR_INVALID_HANDLE},
-        {RegDeleteKeyW(scratch, u"Missing"), ERROR_FILE_NOT_FOUND},
-        {RegDeleteValueW(scratch, u"Missing"), ERROR_FILE_NOT_FOUND},
-        {RegQueryValueExW(scratch, u"Missing", nullptr, nullptr, nullptr), ERROR_FILE_NOT_FOUND},
-        {RegQueryValueExW(scratch, u"x", nullptr, name, nullptr), ERROR_INVALID_PARAMETER},
-    };
-    for (auto& c : cases)
-        EXPECT_EQ(code(c.result), c.expected) << &c - cases;
-}
-
-TEST_F(Registry, AHandleGrantsWhatItWasOpenedFor) {
-    ASSERT_EQ(set(scratch, u"v", "x"), 0);
-    const HKEY reader = open(u"", KEY_READ);
-    const HKEY writer = open(u"", KEY_SET_VALUE);
+TEST_F(Registry, RefusesBadNamesHandlesRightsAndBuffers) {
+    HKEY key = nullptr;
     char16_t name[10];
     DWORD size = 10;
-    for (const LSTATUS result :
-         {set(reader, u"v", "y"), RegDeleteValueW(reader, u"v"),
-          RegQueryValueExW(writer, u"v", nullptr, nullptr, nullptr), RegEnumKeyExW(writer, 0, name, &size),
-          RegEnumValueW(writer, 0, name, &size, nullptr, nullptr, nullptr)})
-        EXPECT_EQ(code(result), ERROR_ACCESS_DENIED);
+    ASSERT_EQ(RegOpenKeyExW(scratch, u"", 0, KEY_READ, &key), 0);
+    const HKEY closed = key;
+    expectEach(ERROR_SUCCESS, {RegCloseKey(closed), RegCloseKey(HKEY_CURRENT_USER)});
+    expectEach(ERROR_INVALID_HANDLE,
+               {RegOpenKeyExW(nullptr, u"x", 0, KEY_READ, &key), RegCloseKey(closed), RegCloseKey(nullptr),
+                RegOpenKeyExW(closed, u"x", 0, KEY_READ, &key), RegEnumKeyExW(closed, 0, name, &size)});
+    expectEach(ERROR_BAD_PATHNAME, {tryOpen(scratch, u"\\Leading"),
+                                    RegCreateKeyExW(scratch, u"\\Leading", KEY_READ, &key, nullptr)});
+    expectEach(ERROR_FILE_NOT_FOUND, {tryOpen(scratch, u"Missing\\Below"), RegDeleteKeyW(scratch, u"Missing"),
+                                      RegDeleteValueW(scratch, u"Missing"),
+                                      RegQueryValueExW(scratch, u"Missing", nullptr, nullptr, nullptr)});
+    expectEach(ERROR_INVALID_PARAMETER, {RegOpenKeyExW(scratch, u"x", 0, KEY_READ, nullptr),
+                                         RegQueryValueExW(scratch, u"x", nullptr, name, nullptr)});
+
+    ASSERT_EQ(set(scratch, u"v", "x"), ERROR_SUCCESS);
+    const Key reader(scratch, u"", KEY_READ);
+    const Key writer(scratch, u"", KEY_SET_VALUE);
+    expectEach(ERROR_ACCESS_DENIED,
+               {set(reader, u"v", "y"), RegDeleteValueW(reader, u"v"), RegEnumKeyExW(writer, 0, name, &size),
+                RegQueryValueExW(writer, u"v", nullptr, nullptr, nullptr),
+                RegEnumValueW(writer, 0, name, &size, nullptr, nullptr, nullptr)});
     EXPECT_EQ(get(reader, u"v"), "3:x");
-    EXPECT_EQ(set(writer, u"v", "z"), 0);
-    RegCloseKey(reader);
-    RegCloseKey(writer);
+    EXPECT_EQ(set(writer, u"v", "z"), ERROR_SUCCESS);
+
+    const Key longestKey(scratch, Text(255, u'k'));
+    const Text longestValue(16383, u'v');
+    EXPECT_EQ(set(scratch, longestValue, "long"), ERROR_SUCCESS);
+    EXPECT_EQ(get(scratch, longestValue.c_str()), "3:long");
+    EXPECT_NE(set(scratch, longestValue + u"v", "too long"), ERROR_SUCCESS);
+    EXPECT_NE(RegCreateKeyExW(scratch, Text(300, u'k').c_str(), KEY_READ, &key, nullptr), 0);
 }
 
 TEST_F(Registry, ReturnsValuesAsTheyWereStored) {
@@ -173,17 +115,12 @@ TEST_F(Registry, ReturnsValuesAsTheyWereStored) {
         DWORD type;
         std::string data;
     } cases[] = {
-        {u"text", REG_SZ, "a" + zero + zero + zero},
-        {u"odd", REG_SZ, "a" + zero + "b"},
-        {u"expand", REG_EXPAND_SZ, "%" + zero},
-        {u"number", REG_DWORD, "\1\2\3\4"},
-        {u"empty", REG_BINARY, ""},
-        {u"own type", 0x1234, zero + "\xFF"},
-        {u"large", 3, std::string(200'000, 'l')},
-        {u"", REG_BINARY, "unnamed"},
+        {u"odd", REG_SZ, "a" + zero + "b"}, {u"number", REG_DWORD, "\1\2\3\4"},
+        {u"empty", REG_BINARY, ""},         {u"own type", 0x1234, zero + "\xFF"},
+        {u"", REG_BINARY, "unnamed"},       {u"large", REG_EXPAND_SZ, std::string(200'000, 'l')},
     };
     for (auto& c : cases)
-        ASSERT_EQ(set(scratch, c.name, c.data, c.type), 0);
+        ASSERT_EQ(set(scratch, c.name, c.data, c.type), ERROR_SUCCESS);
     for (auto& c : cases)
         EXPECT_EQ(get(scratch, c.name), std::to_string(c.type) + ":" + c.data);
     EXPECT_EQ(get(scratch, u"NUMBER"), "4:\1\2\3\4");
@@ -193,105 +130,84 @@ TEST_F(Registry, ReturnsValuesAsTheyWereStored) {
 }
 
 TEST_F(Registry, TellsTheSizeWhenThereIsNoRoom) {
-    ASSERT_EQ(set(scratch, u"v", "12345", REG_SZ), 0);
-    RegCloseKey(create(u"Long"));
+    ASSERT_EQ(set(scratch, u"v", "12345", REG_SZ), ERROR_SUCCESS);
+    const Key longName(scratch, u"Long");
     char data[5];
     char16_t name[4];
-    DWORD type = 0, size = 0, nameSize = 4;
+    DWORD type = 0, size = 0, room = 4, keyRoom = 4, noRoom = 1;
     EXPECT_EQ(RegQueryValueExW(scratch, u"v", nullptr, nullptr, &size), 0);
     EXPECT_EQ(size, 5u);
-    size = 4;
-    EXPECT_EQ(code(RegQueryValueExW(scratch, u"v", &type, data, &size)), ERROR_MORE_DATA);
-    EXPECT_EQ((Results{type, size}), (Results{REG_SZ, 5}));
     EXPECT_EQ(RegQueryValueExW(scratch, u"v", nullptr, data, &size), 0);
-    size = 4;
-    EXPECT_EQ(code(RegEnumValueW(scratch, 0, name, &nameSize, &type, data, &size)), ERROR_MORE_DATA);
-    EXPECT_EQ(size, 5u);
-    nameSize = 4;
-    EXPECT_EQ(code(RegEnumKeyExW(scratch, 0, name, &nameSize)), ERROR_MORE_DATA);
-    nameSize = 1;
-    EXPECT_EQ(code(RegEnumValueW(scratch, 0, name, &nameSize, nullptr, nullptr, nullptr)), ERROR_MORE_DATA);
+    DWORD sizes[] = {4, 4};
+    expectEach(ERROR_MORE_DATA, {RegQueryValueExW(scratch, u"v", &type, data, &sizes[0]),
+                                 RegEnumValueW(scratch, 0, name, &room, nullptr, data, &sizes[1]),
+                                 RegEnumValueW(scratch, 0, name, &noRoom, nullptr, nullptr, nullptr),
+                                 RegEnumKeyExW(scratch, 0, name, &keyRoom)});
+    EXPECT_EQ((Numbers{type, sizes[0], sizes[1]}), (Numbers{REG_SZ, 5, 5}));
 }
 
 TEST_F(Registry, EnumeratesInOrderAndTellsTheSizes) {
     for (const char16_t* name : {u"delta", u"Alpha", u"_", u"charlie", u"Bravo-long"})
-        RegCloseKey(create(name));
+        const Key created(scratch, name);
     EXPECT_EQ(subKeys(scratch), (Names{u"Alpha", u"Bravo-long", u"charlie", u"delta", u"_"}));
-    for (const char16_t* name : {u"A", u"B", u"Clong", u"D"})
-        ASSERT_EQ(set(scratch, name, "123"), 0);
-    ASSERT_EQ(set(scratch, u"b", "overwritten"), 0);
+    for (const char16_t* name : {u"A", u"B", u"Clong", u"b"})
+        ASSERT_EQ(set(scratch, name, *name == u'b' ? "overwritten" : "123"), ERROR_SUCCESS);
     char16_t name[20];
     char data[20];
-    DWORD nameSize, type, size;
-    Names valueNames;
-    for (DWORD i = 0; i < 4; i++) {
+    DWORD nameSize = 20, type = 0, size = 20;
+    Names listed;
+    for (DWORD i = 0; RegEnumValueW(scratch, i, name, &nameSize, &type, data, &size) == 0; i++) {
+        listed.push_back(Text(name, nameSize) + u"=" + Text(data, data + size));
         nameSize = size = 20;
-        EXPECT_EQ(RegEnumValueW(scratch, i, name, &nameSize, &type, data, &size), 0);
-        EXPECT_EQ(std::string(data, size), i == 1 ? "overwritten" : "123");
-        valueNames.emplace_back(name, nameSize);
     }
-    EXPECT_EQ(valueNames, (Names{u"A", u"B", u"Clong", u"D"}));
-    nameSize = 20;
-    EXPECT_EQ(code(RegEnumValueW(scratch, 4, name, &nameSize, &type, data, &size)), ERROR_NO_MORE_ITEMS);
-    EXPECT_EQ(code(RegEnumKeyExW(scratch, 5, name, &nameSize)), ERROR_NO_MORE_ITEMS);
-
-    Results sizes(6);
+    EXPECT_EQ(listed, (Names{u"A=123", u"B=overwritten", u"Clong=123"}));
+    expectEach(ERROR_NO_MORE_ITEMS, {RegEnumValueW(scratch, 3, name, &nameSize, &type, data, &size),
+                                     RegEnumKeyExW(scratch, 5, name, &nameSize)});
+    Numbers sizes(6);
     ASSERT_EQ(RegQueryInfoKeyW(scratch, &sizes[0], &sizes[1], &sizes[2], &sizes[3], &sizes[4], &sizes[5]), 0);
-    EXPECT_EQ(sizes, (Results{5, 10, 0, 4, 5, 11}));
+    EXPECT_EQ(sizes, (Numbers{5, 10, 0, 3, 5, 11}));
     EXPECT_EQ(RegQueryInfoKeyW(scratch, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
 
     // An index counts what is there when it is asked for, not what was there before.
-    nameSize = 20;
-    ASSERT_EQ(RegEnumKeyExW(scratch, 1, name, &nameSize), 0);
+    EXPECT_EQ(subKeyAt(scratch, 1), u"Bravo-long");
     ASSERT_EQ(RegDeleteKeyW(scratch, u"Alpha"), 0);
-    nameSize = 20;
-    ASSERT_EQ(RegEnumKeyExW(scratch, 2, name, &nameSize), 0);
-    EXPECT_EQ(Text(name), u"delta");
+    EXPECT_EQ(subKeyAt(scratch, 2), u"delta");
 }
 
 TEST_F(Registry, DeletesKeysWithoutSubKeysAndKnowsTheirHandles) {
-    const HKEY key = create(u"Doomed");
-    RegCloseKey(create(u"Doomed\\Child"));
-    ASSERT_EQ(set(key, u"v", "x"), 0);
-    EXPECT_EQ(code(RegDeleteKeyW(scratch, u"Doomed")), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(RegDeleteKeyW(scratch, u"DOOMED\\child"), 0);
-    EXPECT_EQ(RegDeleteKeyW(scratch, u"Doomed"), 0);
-    EXPECT_FALSE(exists(u"Doomed"));
-    const HKEY successor = create(u"Doomed");
+    const Key key(scratch, u"Doomed");
+    const Key child(key, u"Child");
+    ASSERT_EQ(set(key, u"v", "x"), ERROR_SUCCESS);
+    expectEach(ERROR_ACCESS_DENIED, {RegDeleteKeyW(scratch, u"Doomed")});
+    expectEach(ERROR_SUCCESS, {RegDeleteKeyW(scratch, u"DOOMED\\child"), RegDeleteKeyW(scratch, u"Doomed")});
+    const Key successor(scratch, u"Doomed");
     EXPECT_EQ(get(successor, u"v"), "failed 2");
     HKEY other;
     char16_t name[10];
     DWORD size = 10;
-    for (const LSTATUS result :
-         {RegOpenKeyExW(key, u"x", 0, KEY_READ, &other), RegOpenKeyExW(key, u"", 0, KEY_READ, &other),
-          RegCreateKeyExW(key, u"x", KEY_READ, &other, nullptr),
-          RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
-          RegQueryValueExW(key, u"v", nullptr, nullptr, nullptr), set(key, u"v", "x"),
-          RegDeleteValueW(key, u"v"), RegEnumKeyExW(key, 0, name, &size),
-          RegEnumValueW(key, 0, name, &size, nullptr, nullptr, nullptr)})
-        EXPECT_EQ(code(result), ERROR_KEY_DELETED);
-    EXPECT_EQ(RegCloseKey(key), 0);
+    expectEach(ERROR_KEY_DELETED,
+               {tryOpen(key, u"x"), tryOpen(key, u""), RegCreateKeyExW(key, u"x", KEY_READ, &other, nullptr),
+                RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                RegQueryValueExW(key, u"v", nullptr, nullptr, nullptr), set(key, u"v", "x"),
+                RegDeleteValueW(key, u"v"), RegEnumKeyExW(key, 0, name, &size),
+                RegEnumValueW(key, 0, name, &size, nullptr, nullptr, nullptr)});
     EXPECT_EQ(RegDeleteKeyW(successor, u""), 0);
-    EXPECT_FALSE(exists(u"Doomed"));
-    RegCloseKey(successor);
+    EXPECT_EQ(tryOpen(scratch, u"Doomed"), ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(Registry, ThreadsUseItAtOnce) {
     std::vector<std::thread> threads;
-    int failures[4] = {};
     for (int number = 0; number < 4; number++)
         threads.emplace_back([&, number] {
             for (char16_t name = u'a'; name <= u'z'; name++) {
-                const HKEY key = create(Text(1, name));
+                const Key key(scratch, Text(1, name));
                 const Text value(1, static_cast<char16_t>(name + number));
-                failures[number] += set(key, value, "x") != 0;
-                failures[number] += get(key, value.c_str()) != "3:x";
-                failures[number] += RegCloseKey(key) != 0;
+                EXPECT_EQ(set(key, value, "x"), ERROR_SUCCESS);
+                EXPECT_EQ(get(key, value.c_str()), "3:x");
             }
         });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(failures[0] + failures[1] + failures[2] + failures[3], 0);
     EXPECT_EQ(subKeys(scratch).size(), 26u);
 }
 

@@ -3,35 +3,35 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <initializer_list>
 #include <string>
 
 namespace {
 
 namespace Platform = Tarn::Platform;
 
-TEST(SystemText, CodesOfFilesRegistryAndModulesHaveALine) {
-    for (const DWORD code :
-         {DWORD{ERROR_SUCCESS}, DWORD{ERROR_FILE_NOT_FOUND}, DWORD{ERROR_OUTOFMEMORY},
-          DWORD{ERROR_SHARING_VIOLATION}, DWORD{ERROR_DISK_FULL}, DWORD{ERROR_INVALID_WINDOW_HANDLE},
-          DWORD{ERROR_MOD_NOT_FOUND}, DWORD{ERROR_KEY_DELETED}, DWORD{ERROR_RESOURCE_NAME_NOT_FOUND},
-          static_cast<DWORD>(E_FAIL)}) {
-        char16_t buffer[512] = {};
-        const DWORD length = Platform::FormatSystemMessageW(code, true, buffer, 512);
+DWORD format(DWORD code, char16_t* buffer, DWORD size) {
+    return Platform::FormatSystemMessageW(code, true, buffer, size);
+}
+
+TEST(SystemText, EndsInALineBreakAndFitsOrIsNotThere) {
+    char16_t buffer[512] = {};
+    for (const Tarn::Int64 code : std::initializer_list<Tarn::Int64>{
+             ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_OUTOFMEMORY, ERROR_SHARING_VIOLATION, ERROR_DISK_FULL,
+             ERROR_INVALID_WINDOW_HANDLE, ERROR_MOD_NOT_FOUND, ERROR_KEY_DELETED,
+             ERROR_RESOURCE_NAME_NOT_FOUND, E_FAIL}) {
+        const DWORD length = format(static_cast<DWORD>(code), buffer, 512);
         const std::u16string text = buffer;
         ASSERT_GT(length, 2u) << code;
         EXPECT_EQ(text.size(), length) << code;
         EXPECT_EQ(text.find(u"\r\n"), length - 2) << code;
     }
-}
-
-TEST(SystemText, UnknownCodesAndSmallBuffersGiveNothing) {
     constexpr DWORD kNoTextForCode = 317;
-    char16_t buffer[512] = {};
-    EXPECT_EQ(Platform::FormatSystemMessageW(0x20001234, true, buffer, 512), 0u);
+    EXPECT_EQ(format(0x20001234, buffer, 512), 0u);
     EXPECT_EQ(Platform::GetLastError(), kNoTextForCode);
-    const DWORD length = Platform::FormatSystemMessageW(ERROR_ACCESS_DENIED, true, buffer, 512);
-    EXPECT_EQ(Platform::FormatSystemMessageW(ERROR_ACCESS_DENIED, true, buffer, length + 1), length);
-    EXPECT_EQ(Platform::FormatSystemMessageW(ERROR_ACCESS_DENIED, true, buffer, length), 0u);
+    const DWORD length = format(ERROR_ACCESS_DENIED, buffer, 512);
+    EXPECT_EQ(format(ERROR_ACCESS_DENIED, buffer, length + 1), length);
+    EXPECT_EQ(format(ERROR_ACCESS_DENIED, buffer, length), 0u);
     EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 

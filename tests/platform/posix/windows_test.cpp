@@ -6,110 +6,95 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 #include <pty.h>
 #include <string>
-#include <termios.h>
+#include <tuple>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace {
 
 namespace Platform = Tarn::Platform;
 
-/// Puts descriptors in the place of the standard input and error output for a scope.
-class Redirection {
-public:
-    Redirection(int input, int error) : savedInput(dup(STDIN_FILENO)), savedError(dup(STDERR_FILENO)) {
-        dup2(input, STDIN_FILENO);
-        dup2(error, STDERR_FILENO);
-    }
-    ~Redirection() {
-        dup2(savedInput, STDIN_FILENO);
-        dup2(savedError, STDERR_FILENO);
-        close(savedInput);
-        close(savedError);
-    }
-
-private:
-    int savedInput;
-    int savedError;
-};
+/// The answer of a box that has these descriptors for standard input and error output.
+int show(int input, int error, const char16_t* text, const char16_t* caption, UINT flags) {
+    const int saved[] = {dup(STDIN_FILENO), dup(STDERR_FILENO)};
+    dup2(input, STDIN_FILENO);
+    dup2(error, STDERR_FILENO);
+    const int answer = Platform::MessageBoxW(nullptr, text, caption, flags);
+    dup2(saved[0], STDIN_FILENO);
+    dup2(saved[1], STDERR_FILENO);
+    close(saved[0]);
+    close(saved[1]);
+    return answer;
+}
 
 /// Asks on a terminal where `typed` was typed; `screen` is what the terminal showed.
-int ask(UINT flags, const std::string& typed, std::string* screen = nullptr) {
+int ask(UINT flags, const std::string& typed, std::string* screen) {
     int user = -1;
     int terminal = -1;
-    if (openpty(&user, &terminal, nullptr, nullptr, nullptr) != 0)
-        return -1;
-    termios modes;
-    tcgetattr(terminal, &modes);
-    modes.c_lflag &= ~static_cast<tcflag_t>(ECHO); // it would come at any place between what is shown
-    tcsetattr(terminal, TCSANOW, &modes);
+    EXPECT_EQ(openpty(&user, &terminal, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(write(user, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
-    int answer;
-    {
-        const Redirection redirection(terminal, terminal);
-        answer = Platform::MessageBoxW(nullptr, u"Keep \u00E4?\r\nReally?", u"Title", flags);
-    }
+    const int answer = show(terminal, terminal, u"Keep \u00E4?\r\nReally?", u"Title", flags);
     close(terminal); // ends what can be read
-    char buffer[256];
-    for (ssize_t count; (count = read(user, buffer, sizeof(buffer))) > 0;)
-        if (screen != nullptr)
-            screen->append(buffer, static_cast<std::size_t>(count));
+    screen->clear();
+    for (char c; read(user, &c, 1) == 1;)
+        *screen += c;
     close(user);
     return answer;
 }
 
+/// Shows a box where there is no terminal; `shown` is what it wrote.
+int showWithoutTerminal(const std::u16string& text, const char16_t* caption, UINT flags, std::string* shown) {
+    const int nothing = open("/dev/null", O_RDWR);
+    const int output = open("box.txt", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int answer = show(nothing, output, text.c_str(), caption, flags);
+    close(nothing);
+    close(output);
+    std::ifstream file("box.txt");
+    shown->assign(std::istreambuf_iterator<char>(file), {});
+    return answer;
+}
+
 TEST(MessageBoxOnATerminal, AsksUntilAButtonIsNamed) {
-    const struct {
-        UINT flags;
-        std::string typed;
-        int answer;
-    } table[] = {
+    const std::tuple<UINT, std::string, int> questions[] = {
         {MB_OK, "\n", IDOK},
         {MB_OKCANCEL, "c\n", IDCANCEL},
         {MB_OKCANCEL | MB_DEFBUTTON2, "\n", IDCANCEL},
         {MB_YESNO | MB_ICONQUESTION, " N \n", IDNO},
-        {MB_YESNO | MB_DEFBUTTON2, "yes\n", IDYES},
         {MB_YESNOCANCEL, "maybe\n4\n0\nyy\n2\n", IDNO},
         {MB_YESNOCANCEL | MB_DEFBUTTON3, "\x04", IDCANCEL},
         {MB_ABORTRETRYIGNORE, "IGNORE\n", IDIGNORE},
         {MB_RETRYCANCEL | MB_DEFBUTTON3, "\n", IDRETRY},
         {MB_RETRYCANCEL, "nonsense\n\x04", IDRETRY},
         {7, "", IDABORT}, // a set that there is not has nothing to ask
+        {MB_YESNO | MB_DEFBUTTON2, "yes\n", IDYES},
     };
-    for (const auto& row : table)
-        EXPECT_EQ(ask(row.flags, row.typed), row.answer) << row.flags << " " << row.typed;
     std::string screen;
-    ask(MB_YESNO | MB_DEFBUTTON2, "y\n", &screen);
+    for (const auto& [flags, typed, answer] : questions)
+        EXPECT_EQ(ask(flags, typed, &screen), answer) << flags << " " << typed;
     EXPECT_NE(screen.find("Title: Keep \xC3\xA4?\r\nReally?\r\n"), std::string::npos) << screen;
     EXPECT_NE(screen.find("1 Yes, 2 No (default): "), std::string::npos) << screen;
 }
 
 TEST(MessageBoxWithoutATerminal, AnswersThePreselectedButton) {
-    const struct {
-        UINT set;
-        int answers[4]; // for the first, second and third button and for one that there is not
-    } table[] = {
-        {MB_OK, {1, 1, 1, 1}},
-        {MB_OKCANCEL, {1, 2, 1, 1}},
-        {MB_YESNO, {6, 7, 6, 6}},
-        {MB_YESNOCANCEL, {6, 7, 2, 6}},
-        {MB_RETRYCANCEL, {4, 2, 4, 4}},
-        {MB_ABORTRETRYIGNORE, {3, 4, 5, 3}},
-        {9, {3, 3, 3, 3}},
-    };
-    const int nothing = open("/dev/null", O_RDWR);
-    const int output = open("box.txt", O_RDWR | O_CREAT | O_TRUNC, 0600);
-    for (const auto& row : table)
-        for (UINT button = 0; button < 4; button++) {
-            const Redirection redirection(nothing, output);
-            EXPECT_EQ(Platform::MessageBoxW(nullptr, u"text", u"caption", row.set | button << 8),
-                      row.answers[button]);
-        }
-    char shown[16] = {};
-    EXPECT_EQ(pread(output, shown, 14, 0), 14);
-    EXPECT_STREQ(shown, "caption: text\n");
+    // For the first, second and third button and for one that there is not.
+    const std::pair<UINT, std::vector<int>> sets[] = {{MB_OK, {1, 1, 1, 1}},
+                                                      {MB_OKCANCEL, {1, 2, 1, 1}},
+                                                      {MB_YESNO, {6, 7, 6, 6}},
+                                                      {MB_YESNOCANCEL, {6, 7, 2, 6}},
+                                                      {MB_RETRYCANCEL, {4, 2, 4, 4}},
+                                                      {MB_ABORTRETRYIGNORE, {3, 4, 5, 3}},
+                                                      {9, {3, 3, 3, 3}}};
+    std::string shown;
+    for (const auto& [set, answers] : sets)
+        for (UINT button = 0; button < 4; button++)
+            EXPECT_EQ(showWithoutTerminal(u"text", u"caption", set | button << 8, &shown), answers[button]);
+    EXPECT_EQ(shown, "caption: text\n");
+
     // Longer than what is written at a time.
     std::string line;
     std::u16string text;
@@ -117,17 +102,8 @@ TEST(MessageBoxWithoutATerminal, AnswersThePreselectedButton) {
         line += "a\xF0\x9F\x98\x80";
         text += u"a\U0001F600";
     }
-    ASSERT_EQ(ftruncate(output, 0), 0);
-    ASSERT_EQ(lseek(output, 0, SEEK_SET), 0);
-    {
-        const Redirection redirection(nothing, output);
-        Platform::MessageBoxW(nullptr, (text + u"\r\n").c_str(), u"", MB_OK);
-    }
-    std::string all(2 * line.size(), '\0');
-    all.resize(static_cast<std::size_t>(pread(output, all.data(), all.size(), 0)));
-    EXPECT_EQ(all, ": " + line + "\n\n");
-    close(nothing);
-    close(output);
+    showWithoutTerminal(text + u"\r\n", u"", MB_OK, &shown);
+    EXPECT_EQ(shown, ": " + line + "\n\n");
 }
 
 TEST(MessageBoxWithoutATerminal, SurvivesAnErrorOutputThatTakesNothing) {
@@ -135,10 +111,8 @@ TEST(MessageBoxWithoutATerminal, SurvivesAnErrorOutputThatTakesNothing) {
     ASSERT_EQ(pipe(ends), 0);
     close(ends[0]);
     const int full = open("/dev/full", O_WRONLY);
-    for (const int output : {ends[1], full}) {
-        const Redirection redirection(full, output);
-        EXPECT_EQ(Platform::MessageBoxW(nullptr, nullptr, nullptr, MB_YESNO | MB_DEFBUTTON2), IDNO);
-    }
+    for (const int output : {ends[1], full})
+        EXPECT_EQ(show(full, output, nullptr, nullptr, MB_YESNO | MB_DEFBUTTON2), IDNO);
     close(full);
     close(ends[1]);
 }
