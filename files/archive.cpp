@@ -91,12 +91,10 @@ void CArchive::Flush() {
         buffer.DeleteAll();
         position = 0;
     } else {
-        // The bytes leave the buffer before the file sees them: what it took of them before it failed is not
-        // known, so they must not be offered to it again.
-        const int waiting = std::exchange(position, 0);
-        if (waiting > 0)
-            file->Write(buffer.Ptr(), waiting);
+        if (position > 0)
+            file->Write(buffer.Ptr(), position);
         buffer.SetSize(bufferSize);
+        position = 0;
     }
 }
 
@@ -344,7 +342,8 @@ void CArchive::loadText(Text& text) {
         const int firstStep = left != kUnknown ? length : kFirstStep;
         for (int done = 0; done < length; loaded.ReleaseBuffer(done)) {
             const int step = std::min(length - done, std::max(done, firstStep));
-            Read(loaded.GetBuffer(done + step) + done, step * static_cast<int>(sizeof(Unit)));
+            Unit* target = loaded.GetBuffer(done + step) + done; // throws when the bytes exceed an `int`
+            Read(target, step * static_cast<int>(sizeof(Unit)));
             done += step;
         }
     }

@@ -51,8 +51,8 @@ public:
     CUnicodeString UnicodeName() const { return name; }
 
     /// Brings the file to the state that the archive stands for: storing writes what waits in the buffer,
-    /// loading moves the file's position back to the first byte not consumed. Bytes that the file refused are
-    /// reported once, by its exception, and then dropped: they are never written a second time.
+    /// loading moves the file's position back to the first byte not consumed. Bytes that the file refused
+    /// stay in the buffer for the next flush; `Abort` drops them.
     void Flush();
     /// `Flush`, then lets the file go, also when the flush failed.
     void Close();

@@ -82,7 +82,7 @@ public:
 
     bool IsOpen() const { return handle != INVALID_HANDLE_VALUE; }
     HANDLE Handle() const { return handle; }
-    /// The full name; empty while not open.
+    /// The full name; empty while not open, unless closing failed.
     CUnicodeString GetFileName() override;
     CUnicodeString UnicodeName() const { return name; }
 

@@ -230,21 +230,22 @@ bool hasRoomFor(const OpenFile& file, UInt64 size) {
            size / status.f_frsize <= status.f_bavail;
 }
 
-/// Repeats `transfer(bytes done so far)` until all is done, the file ends or a part fails.
+/// Repeats `transfer(bytes done so far, position)` until all is done, the file ends or a part fails. A
+/// failure leaves the position where it was, so that the same transfer can be tried again.
 template<class Transfer>
 DWORD transferAll(OpenFile& file, std::size_t size, std::size_t& done, bool untilFull, Transfer transfer) {
     done = 0;
     while (done < size) {
-        const ssize_t part = transfer(done);
+        const ssize_t part = transfer(done, file.position + static_cast<off_t>(done));
         if (part < 0 && errno == EINTR)
             continue;
         if (part < 0)
             return CodeOf(errno);
         done += static_cast<std::size_t>(part);
-        file.position += part;
         if (part == 0 || !untilFull)
             break;
     }
+    file.position += static_cast<off_t>(done);
     return ERROR_SUCCESS;
 }
 
@@ -286,8 +287,8 @@ DWORD Open(const char16_t* name, DWORD access, DWORD share, DWORD disposition, D
 DWORD ReadFrom(OpenFile& file, void* buffer, std::size_t size, std::size_t& done) {
     char* bytes = static_cast<char*>(buffer);
     // A device gives what it has; waiting for more could be forever.
-    return transferAll(file, size, done, file.isRegular, [&](std::size_t start) {
-        return file.isSeekable ? pread(file.descriptor, bytes + start, size - start, file.position)
+    return transferAll(file, size, done, file.isRegular, [&](std::size_t start, off_t position) {
+        return file.isSeekable ? pread(file.descriptor, bytes + start, size - start, position)
                                : read(file.descriptor, bytes + start, size - start);
     });
 }
@@ -295,8 +296,8 @@ DWORD ReadFrom(OpenFile& file, void* buffer, std::size_t size, std::size_t& done
 DWORD WriteTo(OpenFile& file, const void* buffer, std::size_t size, std::size_t& done) {
     const char* bytes = static_cast<const char*>(buffer);
     const WriteSignalsHeld held(file.mayRaiseSignal);
-    return transferAll(file, size, done, true, [&](std::size_t start) {
-        return file.isSeekable ? pwrite(file.descriptor, bytes + start, size - start, file.position)
+    return transferAll(file, size, done, true, [&](std::size_t start, off_t position) {
+        return file.isSeekable ? pwrite(file.descriptor, bytes + start, size - start, position)
                                : write(file.descriptor, bytes + start, size - start);
     });
 }

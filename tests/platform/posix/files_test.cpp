@@ -134,6 +134,7 @@ TEST_F(PosixFiles, AFullDeviceAndALimitOnSizesAreAFullDisk) {
     const Opened file(base + u"big", GENERIC_WRITE, 0, CREATE_ALWAYS);
     EXPECT_EQ(codeOf([&] { return P::WriteFile(file, bytes.data(), 5000, &written); }), ERROR_DISK_FULL);
     EXPECT_EQ(written, 4000U);
+    EXPECT_EQ(P::SetFilePointer(file, 0, nullptr, FILE_CURRENT), 0U) << "the write cannot be tried again";
     P::SetFilePointer(file, 6000, nullptr, FILE_BEGIN);
     EXPECT_EQ(codeOf([&] { return P::SetEndOfFile(file); }), ERROR_DISK_FULL);
     setrlimit(RLIMIT_FSIZE, &before);
