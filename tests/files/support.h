@@ -44,53 +44,37 @@ protected:
     const Path folder =
         std::filesystem::current_path() / testing::UnitTest::GetInstance()->current_test_info()->name();
 
-    void SetUp() override {
+    FolderTest() {
         std::filesystem::create_directory(folder);
         FileSystem::ChangeDir(Full(""));
     }
-    void TearDown() override { FileSystem::ResetPaths(); }
+    ~FolderTest() override { FileSystem::ResetPaths(); }
 
     CUnicodeString Full(const char* name) const { return (folder / name).u16string().c_str(); }
 };
 
-/// What an action was stopped by: the error's name, the number of the kind of `CFileException`, or
-/// "assertion";
-/// "" when it was not stopped.
-struct CFailure {
-    std::string kind;
-    DWORD code = 0;
-    Path name; ///< of the file, or the source file that asserts
-};
+/// A failure with a file, as `FailureOf` tells it: by its code or, if no system call failed, by its kind.
+inline std::string FileFailure(DWORD codeOrKind, const Path& file) {
+    return std::to_string(codeOrKind) + " " + file.filename().string();
+}
 
-template<class Action>
-CFailure FailureOf(Action action) {
-    CFailure result;
+/// What stopped the action: "assertion", the name of an error, a `FileFailure`, or "" for nothing.
+std::string FailureOf(auto action) {
+    std::string result;
     try {
         action();
     } catch (CException* e) {
-        if (const auto* assertion = dynamic_cast<CInternalError*>(e))
-            result = {"assertion", 0, assertion->SourceFile()};
+        if (const auto* failure = dynamic_cast<CFileException*>(e))
+            result =
+                FileFailure(failure->ErrorCode() != 0 ? failure->ErrorCode() : DWORD(failure->ErrorType()),
+                            PathOf(failure->FileName()));
         else if (const auto* check = dynamic_cast<CCheckException*>(e))
-            result = {Path(check->Error().GetMessage().Name()).string(), 0, check->MessageText().Ptr()};
-        else if (const auto* file = dynamic_cast<CFileException*>(e))
-            result = {std::to_string(file->ErrorType()), file->ErrorCode(), PathOf(file->FileName())};
+            result = Path(check->Error().GetMessage().Name()).string();
+        else
+            result = dynamic_cast<CInternalError*>(e) != nullptr ? "assertion" : "other";
         e->Delete();
     }
     return result;
 }
-
-template<class Action>
-std::string KindOf(Action action) {
-    return FailureOf(action).kind;
-}
-
-template<class Action>
-DWORD CodeOf(Action action) {
-    return FailureOf(action).code;
-}
-
-inline const std::string kEndOfFile = "14";
-inline const std::string kBadSeek = "9";
-inline const std::string kDiskFull = "13";
 
 } // namespace Tarn

@@ -5,99 +5,83 @@
 #include <tarnkit/temp_file.h>
 
 using namespace Tarn;
+using namespace Tarn::TempFile;
 namespace stdfs = std::filesystem;
 
 namespace {
 
 class TempFileTest : public FolderTest {
 protected:
-    void SetUp() override {
-        FolderTest::SetUp();
+    TempFileTest() {
         stdfs::create_directory(folder / "temp");
-        TempFile::SetTemporaryDir(Full("temp"));
+        SetTemporaryDir(Full("temp"));
     }
-    void TearDown() override {
-        TempFile::Reset();
-        FolderTest::TearDown();
-    }
-    int CountIn(const char* dir) const {
-        return static_cast<int>(std::distance(stdfs::directory_iterator(folder / dir), {}));
-    }
+    ~TempFileTest() override { Reset(); }
+
+    long CountIn(const char* dir) const { return std::distance(stdfs::directory_iterator(folder / dir), {}); }
 };
 
 TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
-    const CUnicodeString name = TempFile::New(u"abc");
-    EXPECT_NE(name, TempFile::NewInDir(u"temp", nullptr));
+    const CUnicodeString name = New(u"abc");
+    EXPECT_NE(name, NewInDir(u"temp", nullptr));
     EXPECT_EQ(PathOf(name).parent_path(), folder / "temp");
     EXPECT_EQ(PathOf(name).filename().string().substr(0, 3), "abc");
-    EXPECT_EQ(BytesOf(PathOf(name)), "");
-    EXPECT_TRUE(TempFile::IsTempFile(name));
-    TempFile::Delete(name);
+    EXPECT_TRUE(stdfs::is_empty(PathOf(name)) && IsTempFile(name));
+    Delete(name);
     EXPECT_FALSE(stdfs::exists(PathOf(name)));
-    EXPECT_EQ(KindOf([&] { TempFile::Delete(name); }), "assertion");
-    EXPECT_EQ(KindOf([&] { TempFile::NewInDir(u"missing", nullptr); }), "ERR_CREATE_TEMP_FILE");
-    TempFile::DeleteAll(); // forgets the directory too
-    EXPECT_TRUE(stdfs::equivalent(PathOf(TempFile::GetTemporaryDir()), stdfs::temp_directory_path()));
+    EXPECT_EQ(FailureOf([&] { Delete(name); }), "assertion");
+    EXPECT_EQ(FailureOf([&] { NewInDir(u"missing", nullptr); }), "ERR_CREATE_TEMP_FILE");
+    DeleteAll(); // forgets the directory too
+    EXPECT_TRUE(stdfs::equivalent(PathOf(GetTemporaryDir()), stdfs::temp_directory_path()));
 }
 
-// The old and the new name in one directory, and in two.
-TEST_F(TempFileTest, BecomePermanentOverAnOldFile) {
-    for (const char* name : {"temp/final", "final"}) {
-        WriteBytes(folder / name, "old");
-        const CUnicodeString temp = TempFile::New(nullptr);
-        WriteBytes(PathOf(temp), "new");
-        TempFile::MakePermanent(temp, Full(name));
-        EXPECT_EQ(BytesOf(folder / name), "new");
-        EXPECT_FALSE(TempFile::IsTempFile(temp));
-        stdfs::remove(folder / name);
-        EXPECT_EQ(CountIn("temp"), 0);
-        EXPECT_EQ(CountIn(""), 1);
-    }
-    const CUnicodeString same = TempFile::New(nullptr);
-    TempFile::MakePermanent(TempFile::New(nullptr), same);
-    EXPECT_EQ(KindOf([&] { TempFile::MakePermanent(same, same); }), "assertion") << "replaced, so it stays";
-    const CUnicodeString own = TempFile::New(nullptr);
-    TempFile::MakePermanent(own, own);
-    TempFile::DeleteAll();
-    EXPECT_TRUE(stdfs::exists(PathOf(same)) && stdfs::exists(PathOf(own)));
-    EXPECT_EQ(KindOf([&] { TempFile::MakePermanent(same, Full("x")); }), "assertion");
-}
-
-TEST_F(TempFileTest, KeepEverythingWhenTheyCannotBecomePermanent) {
-    WriteBytes(folder / "readonly", "old", true);
-    WriteBytes(folder / "temp/readonly", "old", true);
+// In the temporary directory and in another one.
+TEST_F(TempFileTest, BecomePermanentOverAnOldFileOrStayWithEverythingAsItWas) {
+    for (const char* name : {"old", "temp/old", "readonly", "temp/readonly", "held"})
+        WriteBytes(folder / name, "old", Path(name).filename() == "readonly");
     stdfs::create_directory(folder / "dir");
-    CFile held(u"held", CFile::ForWriting | CFile::Create);
-    const CUnicodeString temp = TempFile::New(nullptr);
-    WriteBytes(PathOf(temp), "new");
-    const std::pair<const char*, DWORD> targets[] = {{"readonly", ERROR_ACCESS_DENIED},
-                                                     {"temp/readonly", ERROR_ACCESS_DENIED},
-                                                     {"dir", ERROR_ALREADY_EXISTS},
-                                                     {"held", ERROR_SHARING_VIOLATION},
-                                                     {"missing/final", 0}};
-    for (const auto& [name, code] : targets) {
-        const CFailure failure = FailureOf([&, n = name] { TempFile::MakePermanent(temp, Full(n)); });
-        EXPECT_NE(failure.kind, "") << name;
-        EXPECT_EQ(failure.code, code) << name;
-        EXPECT_EQ(BytesOf(PathOf(temp)), "new") << name;
-        EXPECT_TRUE(TempFile::IsTempFile(temp));
+    CFile held(u"held", CFile::ForReading | CFile::DenyNone);
+    const std::pair<const char*, std::string> targets[] = {
+        {"old", ""},
+        {"temp/old", ""},
+        {"new", ""},
+        {"readonly", FileFailure(ERROR_ACCESS_DENIED, "readonly")},
+        {"temp/readonly", FileFailure(ERROR_ACCESS_DENIED, "readonly")},
+        {"dir", FileFailure(ERROR_ALREADY_EXISTS, "dir")},
+        {"held", FileFailure(ERROR_SHARING_VIOLATION, "held")},
+        {"missing/final", "ERR_CREATE_TEMP_FILE"}};
+    for (const auto& [name, failure] : targets) {
+        const CUnicodeString temp = New(nullptr);
+        WriteBytes(PathOf(temp), "new");
+        EXPECT_EQ(FailureOf([&, n = name] { MakePermanent(temp, Full(n)); }), failure);
+        EXPECT_EQ(BytesOf(failure == "" ? folder / name : PathOf(temp)), "new") << name;
+        EXPECT_EQ(IsTempFile(temp), failure != "");
     }
-    EXPECT_EQ(BytesOf(folder / "readonly"), "old");
+    EXPECT_EQ(BytesOf(folder / "readonly") + BytesOf(folder / "held"), "oldold");
+    DeleteAll();
     EXPECT_EQ(CountIn("temp"), 2);
-    EXPECT_EQ(CountIn(""), 4);
+    EXPECT_EQ(CountIn(""), 6);
+}
+
+TEST_F(TempFileTest, AreNoLongerTemporaryUnderAPermanentName) {
+    const CUnicodeString replaced = New(nullptr);
+    const CUnicodeString own = New(nullptr);
+    MakePermanent(New(nullptr), replaced);
+    MakePermanent(own, own);
+    EXPECT_EQ(FailureOf([&] { MakePermanent(own, Full("x")); }), "assertion");
+    DeleteAll();
+    EXPECT_TRUE(stdfs::exists(PathOf(replaced)) && stdfs::exists(PathOf(own)));
 }
 
 TEST_F(TempFileTest, AreAllRemovedAtTheEndButForTheOnesInUse) {
-    const CUnicodeString gone = TempFile::New(nullptr);
-    const CUnicodeString held = TempFile::New(nullptr);
-    TempFile::New(nullptr);
-    stdfs::remove(PathOf(gone));
-    CFile file(held, CFile::ForReading);
-    EXPECT_EQ(CodeOf([] { TempFile::DeleteAll(); }), ERROR_SHARING_VIOLATION);
+    stdfs::remove(PathOf(New(nullptr)));
+    const CUnicodeString inUse = New(nullptr);
+    New(nullptr);
+    CFile file(inUse, CFile::ForReading);
+    EXPECT_EQ(FailureOf([] { DeleteAll(); }), FileFailure(ERROR_SHARING_VIOLATION, PathOf(inUse)));
     EXPECT_EQ(CountIn("temp"), 1);
-    EXPECT_TRUE(TempFile::IsTempFile(held));
     file.Close();
-    TempFile::DeleteAll();
+    DeleteAll();
     EXPECT_EQ(CountIn("temp"), 0);
 }
 
@@ -105,11 +89,11 @@ TEST_F(TempFileTest, AreOnlyForgottenWhenTheUserKeepsThem) {
     CRegistryKey key(false);
     key.Open(HKEY_CURRENT_USER, u"Software\\Velmora\\Tarnkit");
     ASSERT_TRUE(key.SetStringValue(u"KeepTempFiles", u"1"));
-    TempFile::Delete(TempFile::New(nullptr));
-    const CUnicodeString kept = TempFile::New(nullptr);
-    TempFile::DeleteAll();
+    Delete(New(nullptr));
+    const CUnicodeString kept = New(nullptr);
+    DeleteAll();
     key.DeleteValue(u"KeepTempFiles");
-    EXPECT_FALSE(TempFile::IsTempFile(kept));
+    EXPECT_FALSE(IsTempFile(kept));
     EXPECT_EQ(CountIn("temp"), 2);
 }
 
