@@ -4,9 +4,11 @@
 #include <tarnkit/lifecycle.h>
 
 #include <climits>
+#include <set>
 #include <vector>
 
 using namespace Tarn;
+using namespace std::string_literals;
 
 namespace {
 
@@ -24,7 +26,7 @@ public:
 
     explicit CApplicationFile(const Bytes& contents = Bytes()) {
         WriteBytes("app", contents);
-        Open(std::filesystem::absolute("app").u16string().c_str(), ForReadingAndWriting | DenyNone);
+        Open(NameOf(std::filesystem::absolute("app")), ForReadingAndWriting | DenyNone);
     }
     int Read(void* buffer, int size) override {
         noteTransfer(size);
@@ -73,41 +75,38 @@ TEST(Archive, WritesValuesAsLittleEndianBytesAndReadsThemBack) {
     expectFormat('\xE9', "\xE9");
     expectFormat(u'ж', "\x36\x04");
     expectFormat(-2L, "\xFE\xFF\xFF\xFF");
-    expectFormat(0xFFFFFFFEul, "\xFE\xFF\xFF\xFF");
     expectFormat(UInt64{0x0123456789ABCDEF}, "\xEF\xCD\xAB\x89\x67\x45\x23\x01");
     expectFormat(1.5f, Bytes("\0\0\xC0\x3F", 4));
     expectFormat(-2.0, Bytes("\0\0\0\0\0\0\0\xC0", 8));
     expectFormat(CString("To"), "\x02To");
-    expectFormat(CUnicodeString(), Bytes(1, '\0'));
     expectFormat(CUnicodeString(u"Z"), Bytes("\x01Z\0", 3));
     EXPECT_EQ(FailureOf([] { stored([](CArchive& archive) { archive << LONG_MAX; }); }),
               sizeof(long) > 4 ? "assertion" : "");
 }
 
 TEST(Archive, WritesSmallValuesInOneByteUpTo254) {
-    const std::pair<long, Bytes> rows[] = {
-        {0, Bytes(1, '\0')}, {254, "\xFE"}, {255, Bytes("\xFF\xFF\0\0\0", 5)}, {-1, "\xFF\xFF\xFF\xFF\xFF"}};
-    for (auto [number, bytes] : rows) {
-        EXPECT_EQ(stored([n = number](CArchive& archive) mutable { archive.SerializeSmallValue(n); }), bytes);
-        unsigned long word = 0;
-        failureOfLoading(bytes, [&](CArchive& archive) { archive.SerializeSmallValue(word); });
-        EXPECT_EQ(word, static_cast<unsigned>(number));
-    }
+    const auto serialize = [](CArchive& archive) {
+        for (unsigned value : {0u, 254u, 255u, ~0u}) {
+            unsigned long number = archive.IsStoring() ? value : 1;
+            archive.SerializeSmallValue(number);
+            EXPECT_EQ(number, value);
+        }
+    };
+    const Bytes bytes("\0\xFE\xFF\xFF\0\0\0\xFF\xFF\xFF\xFF\xFF", 12);
+    EXPECT_EQ(stored(serialize), bytes);
+    EXPECT_EQ(failureOfLoading(bytes, serialize), "");
 }
 
-TEST(Archive, RefusesCorruptValuesAndLaterVersions) {
-    const auto failureOf = [](const Bytes& bytes, auto value) {
-        return failureOfLoading(bytes, [&](CArchive& archive) { archive >> value; });
-    };
-    EXPECT_EQ(failureOf("\x02", false), "ERR_BAD_ARCHIVE");
-    EXPECT_EQ(failureOf("\xFF\xFF\xFF\xFF\xFF", CUnicodeString()), "ERR_BAD_ARCHIVE");
-    Bytes versions;
-    const auto loadVersions = [&](CArchive& archive) {
-        for (;;)
-            versions += static_cast<char>(archive.SerializeVersion(3));
+TEST(Archive, RefusesNegativeLengthsAndLaterVersions) {
+    CUnicodeString text;
+    const auto loadText = [&](CArchive& archive) { archive >> text; };
+    EXPECT_EQ(failureOfLoading("\xFF\xFF\xFF\xFF\xFF", loadText), "ERR_BAD_ARCHIVE");
+    const auto loadVersions = [](CArchive& archive) {
+        EXPECT_EQ(archive.SerializeVersion(3), 3);
+        EXPECT_EQ(archive.SerializeVersion(3), -1);
+        archive.SerializeVersion(3);
     };
     EXPECT_EQ(failureOfLoading("\x03\xFF\xFF\xFF\xFF\xFF\x04", loadVersions), "ERR_BAD_ARCHIVE_VERSION");
-    EXPECT_EQ(versions, "\x03\xFF");
 }
 
 TEST(Archive, TakesNoMemoryForALengthThatTheFileCannotFill) {
@@ -198,60 +197,49 @@ TEST(Archive, ReportsAFullDiskOnceUnlessItIsAbortedOrUnwinding) {
 }
 
 TEST(Archive, AssertsTheDirectionAndTheFileInEveryTransfer) {
-    int number = 5;
+    int number = 1;
     const auto assertionsOf = [&](CArchive& archive) {
-        return FailureOf([&] { archive >> number; }) + FailureOf([&] { archive.Read(&number, 1); }) +
-               FailureOf([&] { archive.Skip(1); }) + "|" + FailureOf([&] { archive << number; }) +
-               FailureOf([&] { archive.Write(&number, 1); });
+        return FailureOf([&] { archive >> number; }) + FailureOf([&] { archive.Skip(1); }) + "|" +
+               FailureOf([&] { archive << number; }) + FailureOf([&] { archive.Write(&number, 1); });
     };
     CApplicationFile file(Bytes(9, '\x01'));
-    CArchive loading(&file, CArchive::Loading, kSmallBuffer);
-    CArchive storing(&file, CArchive::Storing, kSmallBuffer);
-    loading.ReadSmallValue();
-    storing.WriteSmallValue(1); // both buffers have room now
-    EXPECT_EQ(assertionsOf(loading), "|assertionassertion");
-    EXPECT_EQ(assertionsOf(storing), "assertionassertionassertion|");
-    for (CArchive* archive : {&loading, &storing}) {
-        archive->Close();
-        EXPECT_EQ(assertionsOf(*archive), "assertionassertionassertion|assertionassertion");
+    for (auto direction : {CArchive::Loading, CArchive::Storing}) {
+        CArchive archive(&file, direction, kSmallBuffer);
+        archive.SerializeSmallValue(number); // the buffer is in use now
+        EXPECT_EQ(assertionsOf(archive), archive.IsLoading() ? "|assertionassertion" : "assertionassertion|");
+        archive.Close();
+        EXPECT_EQ(assertionsOf(archive), "assertionassertion|assertionassertion");
+        BeginStaticPart(); // assertions return
+        archive >> number;
+        EndStaticPart();
+        EXPECT_EQ(number, 0);
     }
-    EXPECT_EQ(FailureOf([&] { CArchive(&file, CArchive::Loading, 8); }), "assertion");
-    BeginStaticPart(); // assertions return
-    loading >> number;
-    EndStaticPart();
-    EXPECT_EQ(number, 0);
     SetErrorFlag(false);
-}
-
-// The lines that can be read, each followed by "|", then what stopped it.
-template<class Text>
-std::string linesOf(const Bytes& bytes, bool (CArchive::*read)(Text&)) {
-    std::string result;
-    const auto readAll = [&](CArchive& archive) {
-        for (Text line; (archive.*read)(line);)
-            result += Bytes(line.Ptr(), line.Ptr() + line.GetLength()) + "|";
-    };
-    const std::string failure = failureOfLoading(bytes, readAll);
-    return result + failure;
+    EXPECT_EQ(FailureOf([&] { CArchive(&file, CArchive::Loading, 8); }), "assertion");
 }
 
 TEST(Archive, ReadsLinesThatEndInCrLfOrLfOrTheEndOfTheFile) {
     const Bytes longLine(600, 'x');
+    // The lines that can be read, each with a "|" behind it, then what stops it.
     const std::pair<Bytes, std::string> rows[] = {{"a\r\nb", "a|b|"},
                                                   {"a\n\nb\n", "a||b|"},
                                                   {"a\rb", "ERR_BAD_TEXT_FILE"},
                                                   {Bytes("a\0b", 3), "ERR_BAD_TEXT_FILE"},
                                                   {"a\r", kEndOfFile},
                                                   {longLine, longLine + "|"}};
-    for (const auto& [bytes, lines] : rows) {
-        EXPECT_EQ(linesOf(bytes, &CArchive::ReadString), lines);
-        Bytes wide;
-        for (char byte : bytes)
-            wide += Bytes(1, byte) + '\0';
-        EXPECT_EQ(linesOf(wide, &CArchive::ReadUnicodeString), lines);
+    for (const auto& [bytes, expected] : rows) {
+        CString line, lines;
+        const std::string failure = failureOfLoading(bytes, [&](CArchive& archive) {
+            while (archive.ReadString(line))
+                lines += line + "|";
+        });
+        EXPECT_EQ(lines.Ptr() + failure, expected);
     }
-    EXPECT_EQ(stored([](CArchive& archive) { archive.WriteUnicodeString(u"c", true); }),
-              Bytes("c\0\r\0\n\0", 6));
+    const Bytes wide = stored([](CArchive& archive) { archive.WriteUnicodeString(u"ж", true); });
+    EXPECT_EQ(wide, Bytes("\x36\x04\r\0\n\0", 6));
+    CUnicodeString line;
+    failureOfLoading(wide, [&](CArchive& archive) { EXPECT_TRUE(archive.ReadUnicodeString(line)); });
+    EXPECT_EQ(line, u"ж");
 }
 
 void serializeDocument(CArchive& archive) {
@@ -272,20 +260,18 @@ TEST(Archive, LoadsOrRefusesEveryTruncatedAndBitFlippedDocument) {
     for (std::size_t size = 0; size <= good.size(); size++)
         EXPECT_EQ(failureOfLoading(good.substr(0, size), serializeDocument),
                   size < good.size() ? kEndOfFile : "");
-    const std::vector<std::string> expected = {"", kEndOfFile, "ERR_BAD_ARCHIVE", "ERR_BAD_ARCHIVE_VERSION"};
+    std::set<std::string> failures;
     for (std::size_t bit = 0; bit < good.size() * 8; bit++) {
         Bytes bad = good;
         bad[bit / 8] = static_cast<char>(bad[bit / 8] ^ 1 << bit % 8);
-        EXPECT_EQ(std::count(expected.begin(), expected.end(), failureOfLoading(bad, serializeDocument)), 1)
-            << bit;
+        failures.insert(failureOfLoading(bad, serializeDocument));
     }
+    EXPECT_EQ(failures, (std::set{""s, kEndOfFile, "ERR_BAD_ARCHIVE"s, "ERR_BAD_ARCHIVE_VERSION"s}));
 }
 
-using ArchiveOnDisk = FolderTest;
-
-TEST_F(ArchiveOnDisk, WorksBeyond32BitPositions) {
+TEST(Archive, WorksBeyond32BitPositions) {
     CUnicodeString text(u'z', 20000);
-    CFile file(u"far", CFile::ForReadingAndWriting | CFile::Create);
+    CFile file(NameOf(std::filesystem::absolute("far")), CFile::ForReadingAndWriting | CFile::Create);
     for (auto direction : {CArchive::Storing, CArchive::Loading}) {
         file.Seek(0x140000000, CBaseFile::Begin);
         CArchive archive(&file, direction);
@@ -296,11 +282,6 @@ TEST_F(ArchiveOnDisk, WorksBeyond32BitPositions) {
         EXPECT_EQ(text.GetLength(), 20000);
     }
     EXPECT_EQ(file.GetLength64() - file.GetPosition64(), 4);
-    file.SeekToBegin();
-    file.Write("\xFF\xFF\xFF\xFF\x7F", 5); // a length that the file could fill, but no text has
-    file.SeekToBegin();
-    CArchive archive(&file, CArchive::Loading);
-    EXPECT_THROW(archive >> text, CMemoryException*);
 }
 
 } // namespace

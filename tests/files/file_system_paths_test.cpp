@@ -6,8 +6,7 @@ using namespace Tarn::FileSystem;
 namespace {
 
 // Runs a path function on the first column and expects the second.
-template<class Function>
-void expectEach(Function function, std::initializer_list<std::pair<const char16_t*, const char16_t*>> rows) {
+void expectEach(auto function, std::initializer_list<std::pair<const char16_t*, const char16_t*>> rows) {
     for (const auto& [path, expected] : rows)
         EXPECT_EQ(function(CUnicodeString(path)), expected) << Path(path);
 }
@@ -33,39 +32,30 @@ TEST(Paths, AreSplitIntoDriveDirectoryNameAndExtension) {
 
 TEST(Paths, KnowTheirTypeRootAndLastSeparator) {
     EXPECT_EQ(GetPathType(u"//srv"), UNC);
-    for (const char16_t* path : {u"\\/srv", u"\\", u"", u"a\\\\b"})
+    for (const char16_t* path : {u"\\/srv", u"\\", u"a\\\\b"})
         EXPECT_EQ(GetPathType(path), Ordinary);
     for (const char16_t* path : {u"C:\\x", u"\\\\srv", u"ab"})
         EXPECT_EQ(FindLastSeparator(path), -1);
     EXPECT_EQ(FindLastSeparator(u"\\a\\b"), 2);
-    expectEach(GetRoot, {{u" \\\\srv\\sh\\d\\e ", u"\\\\srv\\sh\\"},
-                         {u"\\\\srv\\sh", u"\\\\srv\\sh\\"},
-                         {u"//srv", u"//srv/"},
-                         {u"C:\\a", u"\\"}});
+    expectEach(GetRoot, {{u" \\\\srv\\sh\\d ", u"\\\\srv\\sh\\"}, {u"//srv", u"//srv/"}, {u"C:\\a", u"\\"}});
     expectEach(AddPathSeparator, {{u"", u"\\"}, {u"/a", u"/a/"}, {u"ab", u"ab\\"}, {u"a/", u"a/"}});
 }
 
 TEST(Paths, AreMergedAndMadeFull) {
-    EXPECT_EQ(MergePath(u"\\dir\\", u"\\x"), u"\\x");
-    EXPECT_EQ(MergePath(u"\\dir\\", u"x"), u"\\dir\\x");
+    const auto merged = [](const CUnicodeString& path) { return MergePath(u"\\dir\\", path); };
+    expectEach(merged, {{u"\\x", u"\\x"}, {u"x", u"\\dir\\x"}, {u"c:x", u"c:x"}, {u"1:x", u"\\dir\\1:x"}});
     EXPECT_EQ(MergePath(u"/dir", u"x"), u"/dir/x");
     EXPECT_EQ(MergePath(u"\\\\srv\\sh\\d", u"\\x"), u"\\\\srv\\sh\\x");
-    EXPECT_EQ(MergePath(u"\\dir", u"c:x"), u"c:x");
-    EXPECT_EQ(MergePath(u"\\dir", u"1:x"), u"\\dir\\1:x");
     EXPECT_EQ(GetCurrentDir(), GetDrivePath(GetEXEFileName())); // until another is set
     EXPECT_EQ(CombinePath(u"d", u"x"), GetCurrentDir() + u"d\\x");
-    expectEach(CanonicalizePath, {{u"", u""},
-                                  {u"/", u""},
-                                  {u"/Dir/File/", u"\\Dir\\File"},
-                                  {u"c:/Dir", u"C:\\Dir"},
-                                  {u"//srv/Share/Dir", u"\\\\SRV\\SHARE\\Dir"}});
+    expectEach(CanonicalizePath, {{u"", u""}, {u"/", u""}, {u"c:/Dir/File/", u"C:\\Dir\\File"}});
+    EXPECT_EQ(CanonicalizePath(u"//srv/Share/Dir"), u"\\\\SRV\\SHARE\\Dir");
 }
 
 TEST(Paths, AreWrittenAsSeenFromADirectory) {
-    EXPECT_EQ(RelativePath(u"\\a\\B", u"/A/b/c\\d.e"), u"c\\d.e");
-    EXPECT_EQ(RelativePath(u"\\a\\b\\", u"\\a\\bc\\d"), u"..\\bc\\d");
+    const auto relative = [](const CUnicodeString& path) { return RelativePath(u"\\a\\B", path); };
+    expectEach(relative, {{u"/A/b/c\\d.e", u"c\\d.e"}, {u"\\a\\bc\\d", u"..\\bc\\d"}, {u"d:\\a", u"d:\\a"}});
     EXPECT_EQ(RelativePath(u"", u"\\a"), u"a");
-    EXPECT_EQ(RelativePath(u"c:\\a", u"d:\\a"), u"d:\\a");
     EXPECT_EQ(RelativePath(u"\\\\srv\\sh\\a", u"\\\\SRV\\sh\\b"), u"..\\b");
     EXPECT_EQ(RelativePath(u"\\\\srv\\sh", u"\\\\other\\sh\\b"), u"\\\\other\\sh\\b");
 }
@@ -75,11 +65,10 @@ TEST(Paths, GetSeparatorsAndDotsWhereTheyLack) {
     EXPECT_EQ(Merge(u"", u"n", u".e"), u"n.e");
     EXPECT_EQ(Merge(u"d", u"s", u"n.x", u"e"), u"d\\s\\n.x.e");
     EXPECT_EQ(Merge({u"srv", u"sh"}, UNC), u"\\\\srv\\sh");
-    const auto withExt = [](CUnicodeString path) {
-        AddExtIfNone(path, u"new");
-        return path;
-    };
-    expectEach(withExt, {{u"a.b\\c", u"a.b\\c.new"}, {u"c.d", u"c.d"}});
+    CUnicodeString path = u"a.b\\c";
+    for (const char16_t* ext : {u"new", u"newer"})
+        AddExtIfNone(path, ext);
+    EXPECT_EQ(path, u"a.b\\c.new");
     const CUnicodeString a = u"\\Dir/ÄB", b = u"/dIR\\äb";
     EXPECT_EQ(CmpNames(&a, &b), 0);
 }

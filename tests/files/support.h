@@ -38,6 +38,8 @@ inline Path PathOf(const CUnicodeString& name) {
     return text;
 }
 
+inline CUnicodeString NameOf(const Path& path) { return path.u16string().c_str(); }
+
 /// A fresh folder that is the library's current directory for the length of the test.
 class FolderTest : public testing::Test {
 protected:
@@ -50,7 +52,7 @@ protected:
     }
     ~FolderTest() override { FileSystem::ResetPaths(); }
 
-    CUnicodeString Full(const char* name) const { return (folder / name).u16string().c_str(); }
+    CUnicodeString Full(const char* name) const { return NameOf(folder / name); }
 };
 
 /// A failure with a file, as `FailureOf` tells it: by its code or, if no system call failed, by its kind.
