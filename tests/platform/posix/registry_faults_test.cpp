@@ -3,11 +3,13 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -74,25 +76,21 @@ std::string runSql(const fs::path& file, const char* sql) {
 
 TEST_F(RegistryFaults, WhatWasAcknowledgedSurvivesAKilledWriter) {
     std::minstd_rand random(20020913);
-    int acknowledged = 0;
+    void* const shared =
+        mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(shared, MAP_FAILED);
+    std::atomic<int>& acknowledged = *new (shared) std::atomic<int>(0);
     for (int round = 0; round < 25; round++) {
-        int pipeEnds[2];
-        ASSERT_EQ(pipe(pipeEnds), 0);
         const pid_t writer = start([&] {
             const Key key(HKEY_CURRENT_USER, u"Values");
             for (int i = acknowledged; set(key, nameOf(i), std::to_string(i)) == ERROR_SUCCESS; i++) {
                 const Key made(HKEY_CURRENT_USER, u"Keys\\" + nameOf(i));
-                if (write(pipeEnds[1], &i, sizeof(i)) != sizeof(i))
-                    break;
+                acknowledged = i + 1;
             }
         });
-        close(pipeEnds[1]);
         usleep(static_cast<useconds_t>(random() % 60'000));
         kill(writer, SIGKILL);
         waitpid(writer, nullptr, 0);
-        for (int i; read(pipeEnds[0], &i, sizeof(i)) == sizeof(i);)
-            acknowledged = i + 1;
-        close(pipeEnds[0]);
 
         const Key values(HKEY_CURRENT_USER, u"Values");
         for (int i = 0; i < acknowledged; i++) {
@@ -103,6 +101,7 @@ TEST_F(RegistryFaults, WhatWasAcknowledgedSurvivesAKilledWriter) {
     }
     EXPECT_GT(acknowledged, 0);
     EXPECT_EQ(runSql(userFile, "PRAGMA integrity_check"), "ok");
+    munmap(shared, sizeof(int));
 }
 
 TEST_F(RegistryFaults, ProcessesMakeAndWriteOneStoreTogether) {
