@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 #include <random>
 #include <vector>
@@ -18,20 +19,25 @@ constexpr int kBlockSize = 64;
 constexpr int kPageSize = 0x10000;
 constexpr int kLargestSize = 256;
 
+struct EqualSizes {
+    int operator[](int) const { return kBlockSize; }
+};
+
 // Sizes as they come in a program: most are small.
-std::vector<int> mixedSizes() {
-    std::mt19937 random(1);
-    std::vector<int> sizes(kBlocks);
-    for (int& size : sizes)
-        size = 8 + static_cast<int>(random() % 8) * static_cast<int>(random() % (kLargestSize / 8));
-    return sizes;
-}
+struct MixedSizes {
+    std::vector<int> sizes = std::vector<int>(kBlocks);
 
-std::vector<int> equalSizes() { return std::vector<int>(kBlocks, kBlockSize); }
+    MixedSizes() {
+        std::mt19937 random(1);
+        for (int& size : sizes)
+            size = 8 + static_cast<int>(random() % 8) * static_cast<int>(random() % (kLargestSize / 8));
+    }
+    int operator[](int index) const { return sizes[static_cast<std::size_t>(index)]; }
+};
 
-std::vector<std::size_t> shuffledOrder() {
-    std::vector<std::size_t> order(kBlocks);
-    std::iota(order.begin(), order.end(), std::size_t{0});
+std::vector<int> shuffledOrder() {
+    std::vector<int> order(kBlocks);
+    std::iota(order.begin(), order.end(), 0);
     std::shuffle(order.begin(), order.end(), std::mt19937(2));
     return order;
 }
@@ -41,6 +47,17 @@ std::vector<std::size_t> shuffledOrder() {
 struct Runtime {
     void* Take(int size) { return std::malloc(static_cast<std::size_t>(size)); }
     void Give(void* block, int) { std::free(block); }
+};
+
+// What any allocator pays that keeps a word before each block and its alignment.
+struct PaddedRuntime {
+    void* Take(int size) {
+        char* block =
+            static_cast<char*>(std::malloc(static_cast<std::size_t>(size + Tarn::kAllocationPrefix)));
+        *reinterpret_cast<void**>(block) = this;
+        return block + Tarn::kAllocationPrefix;
+    }
+    void Give(void* block, int) { std::free(static_cast<char*>(block) - Tarn::kAllocationPrefix); }
 };
 
 struct Routed {
@@ -91,27 +108,27 @@ void* takeAndTouch(Rival& rival, int size) {
     return block;
 }
 
-template<class Rival, std::vector<int> (*sizes)()>
+template<class Rival, class Sizes>
 void each(benchmark::State& state) {
     Rival rival;
-    const std::vector<int> wanted = sizes();
+    const Sizes sizes;
     for (auto _ : state)
-        for (const int size : wanted)
-            rival.Give(takeAndTouch(rival, size), size);
+        for (int i = 0; i < kBlocks; i++)
+            rival.Give(takeAndTouch(rival, sizes[i]), sizes[i]);
     state.SetItemsProcessed(state.iterations() * kBlocks);
 }
 
-template<class Rival, std::vector<int> (*sizes)()>
+template<class Rival, class Sizes>
 void many(benchmark::State& state) {
     Rival rival;
-    const std::vector<int> wanted = sizes();
-    const std::vector<std::size_t> order = shuffledOrder();
-    std::vector<void*> blocks(kBlocks);
+    const Sizes sizes;
+    const std::vector<int> order = shuffledOrder();
+    static std::array<void*, kBlocks> blocks;
     for (auto _ : state) {
-        for (std::size_t i = 0; i < kBlocks; i++)
-            blocks[i] = takeAndTouch(rival, wanted[i]);
-        for (const std::size_t i : order)
-            rival.Give(blocks[i], wanted[i]);
+        for (int i = 0; i < kBlocks; i++)
+            blocks[static_cast<std::size_t>(i)] = takeAndTouch(rival, sizes[i]);
+        for (const int i : order)
+            rival.Give(blocks[static_cast<std::size_t>(i)], sizes[i]);
     }
     state.SetItemsProcessed(state.iterations() * kBlocks);
 }
@@ -119,10 +136,10 @@ void many(benchmark::State& state) {
 template<class Rival>
 void stacked(benchmark::State& state) {
     Rival rival;
-    const std::vector<int> sizes = mixedSizes();
+    const MixedSizes sizes;
     for (auto _ : state) {
-        for (const int size : sizes)
-            takeAndTouch(rival, size);
+        for (int i = 0; i < kBlocks; i++)
+            takeAndTouch(rival, sizes[i]);
         rival.Release();
     }
     state.SetItemsProcessed(state.iterations() * kBlocks);
@@ -130,17 +147,19 @@ void stacked(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(each<BlockPool, equalSizes>)->Name("equal/each/CBlockManager");
-BENCHMARK(each<Runtime, equalSizes>)->Name("equal/each/malloc");
-BENCHMARK(each<StandardPool, equalSizes>)->Name("equal/each/std::pmr");
-BENCHMARK(many<BlockPool, equalSizes>)->Name("equal/many/CBlockManager");
-BENCHMARK(many<Runtime, equalSizes>)->Name("equal/many/malloc");
-BENCHMARK(many<StandardPool, equalSizes>)->Name("equal/many/std::pmr");
+BENCHMARK(each<BlockPool, EqualSizes>)->Name("equal/each/CBlockManager");
+BENCHMARK(each<Runtime, EqualSizes>)->Name("equal/each/malloc");
+BENCHMARK(each<StandardPool, EqualSizes>)->Name("equal/each/std::pmr");
+BENCHMARK(many<BlockPool, EqualSizes>)->Name("equal/many/CBlockManager");
+BENCHMARK(many<Runtime, EqualSizes>)->Name("equal/many/malloc");
+BENCHMARK(many<StandardPool, EqualSizes>)->Name("equal/many/std::pmr");
 
-BENCHMARK(each<Routed, mixedSizes>)->Name("mixed/each/doAlloc");
-BENCHMARK(each<Runtime, mixedSizes>)->Name("mixed/each/malloc");
-BENCHMARK(many<Routed, mixedSizes>)->Name("mixed/many/doAlloc");
-BENCHMARK(many<Runtime, mixedSizes>)->Name("mixed/many/malloc");
+BENCHMARK(each<Routed, MixedSizes>)->Name("mixed/each/doAlloc");
+BENCHMARK(each<Runtime, MixedSizes>)->Name("mixed/each/malloc");
+BENCHMARK(each<PaddedRuntime, MixedSizes>)->Name("mixed/each/padded-malloc");
+BENCHMARK(many<PaddedRuntime, MixedSizes>)->Name("mixed/many/padded-malloc");
+BENCHMARK(many<Routed, MixedSizes>)->Name("mixed/many/doAlloc");
+BENCHMARK(many<Runtime, MixedSizes>)->Name("mixed/many/malloc");
 
 BENCHMARK(stacked<Stack>)->Name("stacked/CStackManager");
 BENCHMARK(stacked<StandardStack>)->Name("stacked/std::pmr");
