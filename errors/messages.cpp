@@ -27,6 +27,14 @@ CNames subtract(const CNames& names, const CNames& others) {
     return rest;
 }
 
+// The text of a message in the current language; false when no module knows the name or has a text for it.
+bool loadText(const char16_t* name, CUnicodeString& text) {
+    CMemoryManagerSwitcher switcher(nullptr);
+    HINSTANCE module;
+    int id;
+    return FindMessage(name, module, id) && LoadStringW(module, id, text);
+}
+
 void writeText(CFile& file, const CUnicodeString& text) {
     file.Write(text.Ptr(), text.GetLength() * static_cast<int>(sizeof(char16_t)));
 }
@@ -66,11 +74,8 @@ int MessageID(const CMessage& message) {
 }
 
 CUnicodeString CMessage::UnicodeStr() const {
-    CMemoryManagerSwitcher switcher(nullptr);
-    HINSTANCE module;
-    int id;
     CUnicodeString text;
-    return FindMessage(name, module, id) && LoadStringW(module, id, text) ? text : CUnicodeString(name);
+    return loadText(name, text) ? text : CUnicodeString(name);
 }
 
 CUnicodeString CMessage::UnicodeStr(int language) const {
@@ -80,8 +85,9 @@ CUnicodeString CMessage::UnicodeStr(int language) const {
 }
 
 CUnicodeString CMessage::substitute(const char16_t* const* parameters, int count) const {
-    if (IsDefined())
-        return UnicodeStr().SubstParam(parameters, count);
+    CUnicodeString text;
+    if (loadText(name, text))
+        return text.SubstParam(parameters, count);
     CUnicodeString result = name;
     for (int i = 0; i < count; i++) {
         result += u' ';

@@ -26,6 +26,7 @@ struct CModuleRecord {
 using CModuleRecords = CArray<CModuleRecord, ProcessHeapPolicy>;
 
 constinit CLateObject<CModuleRecords> registeredModules;
+constinit bool areModulesBeingReleased = false;
 
 CModuleRecord* findRecord(HINSTANCE module) {
     for (CModuleRecord& record : registeredModules.Get())
@@ -67,9 +68,11 @@ HINSTANCE loadLibrary(const char16_t* name) {
     return module != nullptr ? module : Platform::LoadLibraryW(path);
 }
 
+// What is loaded while the modules are terminated, for a text in another language say, must not start them
+// again.
 void initializeIfStarted() {
     const DWORD lastError = Platform::GetLastError();
-    if (IsTarnkitInitialized())
+    if (IsTarnkitInitialized() && !areModulesBeingReleased)
         InitializeModules();
     Platform::SetLastError(lastError);
 }
@@ -87,14 +90,27 @@ bool isLoaded(HINSTANCE module, const void* landmark) {
     return landmark != nullptr && Platform::GetModuleHandleFromAddress(landmark) == module;
 }
 
-void terminateModules() {
-    for (int i = registeredModules->Size() - 1; i >= 0; i--) {
-        CModuleRecord& record = registeredModules.Get()[i];
+// Modules are searched anew after each call of their functions, which may load, register and let go of
+// others.
+CModuleRecord* findFirstUninitialized() {
+    for (CModuleRecord& record : registeredModules.Get())
         if (!record.isInitialized)
-            continue;
-        record.isInitialized = false;
-        if (record.term != nullptr)
-            RunAndShowFailure(record.term);
+            return &record;
+    return nullptr;
+}
+
+CModuleRecord* findLastInitialized() {
+    for (int i = registeredModules->Size() - 1; i >= 0; i--)
+        if (registeredModules.Get()[i].isInitialized)
+            return &registeredModules.Get()[i];
+    return nullptr;
+}
+
+void terminateModules() {
+    while (CModuleRecord* record = findLastInitialized()) {
+        record->isInitialized = false;
+        if (record->term != nullptr)
+            RunAndShowFailure(record->term);
     }
 }
 
@@ -115,23 +131,21 @@ bool releaseReferences(int index) {
 } // namespace
 
 bool InitializeModules() {
-    // By index: a function may load or register further modules, which then follow.
-    for (int i = 0; i < registeredModules->Size(); i++) {
-        CModuleRecord& record = registeredModules.Get()[i];
-        if (record.isInitialized)
-            continue;
-        record.isInitialized = true;
-        if (record.init != nullptr && !RunAndShowFailure(record.init))
+    while (CModuleRecord* record = findFirstUninitialized()) {
+        record->isInitialized = true;
+        if (record->init != nullptr && !RunAndShowFailure(record->init))
             return false;
     }
     return true;
 }
 
 void ReleaseModules() {
+    areModulesBeingReleased = true;
     terminateModules();
     for (int i = registeredModules->Size() - 1; i >= 0; i--)
         if (!releaseReferences(i))
             registeredModules->DeleteAt(i);
+    areModulesBeingReleased = false;
 }
 
 void ForgetModules() { registeredModules.Release(); }

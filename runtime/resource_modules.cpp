@@ -423,6 +423,11 @@ void SetCurrentLanguageCode(int code) {
 // Messages. ----------------------------------------------------------------------------------------------
 
 bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
+    module = nullptr;
+    id = 0;
+    // Any thread may come here before there is a registry, which is the main thread's to build.
+    if (!registry.Exists())
+        return false;
     const CArray<CResourceRecord>& records = GetResourceRegistry().Records();
     for (int i = records.Size() - 1; i >= 0; i--) {
         const CResourceRecord& record = records[i];
@@ -434,8 +439,6 @@ bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
             return true;
         }
     }
-    module = nullptr;
-    id = 0;
     return false;
 }
 

@@ -1,6 +1,6 @@
 // The registry behind resource_modules.h: one object for the process.
 //
-// It is built when the first module is added and released as a whole by `Clean` and when the library is
+// It is built when it is first needed and released as a whole by `Clean` and when the library is
 // unloaded. Main thread, except for lookups.
 #pragma once
 

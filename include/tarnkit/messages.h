@@ -6,8 +6,8 @@
 // name stands in for the text. Nothing here throws because a message is missing.
 //
 // Every live object is a member of one library-wide list, which it joins when it is built and leaves when it
-// is destroyed; a module's objects are therefore to be static. Any thread may look texts up; objects come and
-// go only while modules are loaded and unloaded.
+// is destroyed; a module's objects are therefore to be static. Any thread may look texts up in the current
+// language; objects come and go only while modules are loaded and unloaded.
 #pragma once
 
 #include <tarnkit/array.h>
@@ -35,10 +35,11 @@ public:
     CUnicodeString UnicodeStr() const;
 
     /// The text in the interface language with this code: what `UnicodeStr()` would give if that language
-    /// were the current one. Loads the language's modules when they are not loaded, and lets them go again.
+    /// were the current one. Loads the language's modules when they are not loaded, and lets them go again:
+    /// for the main thread.
     CUnicodeString UnicodeStr(int language) const;
 
-    /// The text with %0, %1, ... replaced by the parameters. An undefined message gives its name and the
+    /// The text with %0, %1, ... replaced by the parameters. A message without a text gives its name and the
     /// parameters, each after a space, so that no information is lost.
     CUnicodeString SubstParam(const CUnicodeString& p0) const;
     CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1) const;

@@ -1,4 +1,8 @@
-// A module that exports nothing of the message protocol.
+// A module that knows one name and has no text for it.
 #include <tarnkit/export.h>
 
-extern "C" TARNKIT_MODULE_EXPORT int answerOfBareModule() { return 42; }
+#include <string_view>
+
+extern "C" TARNKIT_MODULE_EXPORT int GetResourceID(const char16_t* name) {
+    return name == std::u16string_view(u"TEST_TEXTLESS") ? 1 : 0;
+}
