@@ -1,15 +1,15 @@
 // What the container tests share: a manager that refuses when told to and misses every block that is not
-// returned, elements that live in its blocks, and a way to see which assertion failed.
+// returned, and elements that live in its blocks.
 #pragma once
 
-#include <tarnkit/exceptions.h>
+#include "tests/support/assertion.h"
+
 #include <tarnkit/memory_manager.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <random>
-#include <string>
 #include <utility>
 
 namespace Tarn {
@@ -75,21 +75,6 @@ public:
 private:
     int* value;
 };
-
-/// "file:line" of the assertion that stops `action`, or "none".
-template<class Action>
-std::u16string AssertionOf(Action action) {
-    try {
-        action();
-    } catch (CInternalError* e) {
-        const std::string line = std::to_string(e->Line());
-        std::u16string result =
-            e->SourceFile() + std::u16string(u":") + std::u16string(line.begin(), line.end());
-        e->Delete();
-        return result;
-    }
-    return u"none";
-}
 
 /// 0 to `limit`, both included; the same sequence in every run.
 inline int Random(int limit) {

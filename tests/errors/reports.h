@@ -1,7 +1,8 @@
 // What the tests of reports share: a message handler that remembers what it was asked to show and answers as
-// it is told, and a check of what is thrown.
+// it is told, and what a report has left in a file.
 #pragma once
 
+#include <tarnkit/file.h>
 #include <tarnkit/message_handlers.h>
 
 #include <functional>
@@ -9,7 +10,6 @@
 #include <vector>
 
 struct CShownMessage {
-    HWND owner;
     std::u16string text;
     std::u16string caption;
     unsigned flags;
@@ -17,8 +17,8 @@ struct CShownMessage {
 
 class CRecordingHandler : public Tarn::CMessageHandler {
 public:
-    int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) override {
-        shown.push_back({owner, text, caption, flags});
+    int ShowMessage(HWND, const char16_t* text, const char16_t* caption, unsigned flags) override {
+        shown.push_back({text, caption, flags});
         if (whileShowing)
             whileShowing();
         return answer;
@@ -29,14 +29,10 @@ public:
     std::function<void()> whileShowing;
 };
 
-/// Whether `action` throws an `Exception*`.
-template<class Exception, class Action>
-bool Throws(Action action) {
-    try {
-        action();
-    } catch (Exception* e) {
-        e->Delete();
-        return true;
-    }
-    return false;
+/// The code units of a file of UTF-16.
+inline std::u16string UnitsOf(const Tarn::CUnicodeString& name) {
+    Tarn::CFile file(name, Tarn::CFile::ForReading | Tarn::CFile::DenyNone);
+    std::u16string units(static_cast<std::size_t>(file.GetLength()) / 2, u'\0');
+    file.Read(units.data(), file.GetLength());
+    return units;
 }
