@@ -14,11 +14,9 @@
 
 namespace Tarn {
 
-/// Current for its life. Serves `blocksLeft` more blocks, then refuses; any number when that is negative.
+/// Serves any number of blocks, or as many as a test allows.
 class CRefusingManager : public IMemoryManager {
 public:
-    int blocksLeft = -1;
-
     ~CRefusingManager() noexcept(false) override { EXPECT_EQ(blocksOut, 0) << "blocks not returned"; }
 
     void* Alloc(int size) override {
@@ -37,18 +35,19 @@ public:
     template<class Action>
     bool TryWith(int number, Action action) {
         blocksLeft = number;
-        bool isDone = true;
         try {
             action();
+            blocksLeft = -1;
+            return true;
         } catch (CMemoryException* e) {
             e->Delete();
-            isDone = false;
+            blocksLeft = -1;
+            return false;
         }
-        blocksLeft = -1;
-        return isDone;
     }
 
 private:
+    int blocksLeft = -1;
     int blocksOut = 0;
 };
 

@@ -27,8 +27,8 @@ std::vector<int> valuesOf(const Map& map) {
 
 } // namespace
 
-// As for the array: random operations with few blocks left, compared with what a map of the standard library
-// and a list of the keys by age say.
+// As for the array: random operations with few blocks left, compared with a map of the standard library and a
+// list of the keys by age.
 TEST(Map, FindsWhatAStandardMapFindsInOrderOfInsertionAndFailuresChangeNothing) {
     CRefusingManager manager;
     CMemoryManagerSwitcher switcher(&manager);
@@ -39,78 +39,52 @@ TEST(Map, FindsWhatAStandardMapFindsInOrderOfInsertionAndFailuresChangeNothing) 
     for (int step = 0; step < 20000; step++) {
         const int number = Random(200);
         const CClientKey key(number);
-        const bool isKnown = model.contains(number);
-        const int operation = Random(3);
-        bool result = false;
+        const bool isDeletion = Random(2) == 0;
         const bool isDone = manager.TryWith(Random(5), [&] {
-            if (operation == 0)
-                result = map.Set(key, step) == step;
-            else if (operation == 1)
-                result = map.Insert(key, step);
+            if (isDeletion)
+                EXPECT_EQ(map.Delete(key), model.contains(number));
             else
-                result = map.Delete(key);
+                map.Set(key, step);
         });
         failures += !isDone;
-        if (isDone && operation > 1) {
-            EXPECT_EQ(result, isKnown);
+        ASSERT_TRUE(isDone || !isDeletion);
+        if (isDeletion) {
             model.erase(number);
             std::erase(age, number);
         } else if (isDone) {
-            EXPECT_NE(result, operation == 1 && isKnown) << "inserted, or set";
-            if (!isKnown)
+            if (!model.contains(number))
                 age.push_back(number);
-            if (operation == 0 || !isKnown)
-                model[number] = step;
-        } else {
-            EXPECT_LE(operation, 1) << "deleting needs no memory";
+            model[number] = step;
         }
-        ASSERT_EQ(map.Size(), static_cast<int>(model.size()));
+        std::vector<int> expected;
+        for (const int old : age)
+            expected.push_back(model[old]);
+        ASSERT_EQ(valuesOf(map), expected) << "step " << step;
         ASSERT_EQ(map.Has(key), model.contains(number));
-        if (step % 100 == 0) {
-            std::vector<int> expected;
-            for (const int old : age)
-                expected.push_back(model[old]);
-            const CMap<CClientKey, CBox<true>> copy = map;
-            ASSERT_EQ(valuesOf(map), expected) << "step " << step;
-            ASSERT_EQ(valuesOf(copy), expected);
-        }
     }
     EXPECT_GT(failures, 1000);
-    EXPECT_GT(map.BucketCount(), 31);
+    EXPECT_EQ(valuesOf(CMap<CClientKey, CBox<true>>(map)), valuesOf(map));
 }
 
 TEST(Map, PairsCanBeDeletedAndAddedWhileIterating) {
     CMap<int, int> map;
-    for (int i = 0; i < 100; i++)
-        map.Set(i, i);
-    for (auto place = map.begin(); place != map.end();) {
+    EXPECT_TRUE(map.Insert(0, 0));
+    EXPECT_FALSE(map.Insert(0, 1));
+    for (auto place = map.begin(); place != map.end(); place = map.Delete(place))
         if (place->key < 100)
-            map.Set(place->key + 100, place->value);
-        if (place->key % 2 == 0)
-            place = map.Delete(place);
+            map.Set(place->key + 1, place->value + 1);
         else
-            ++place;
-    }
-    EXPECT_EQ(map.Size(), 100);
-    EXPECT_FALSE(map.Has(150));
-    EXPECT_EQ(*map.Find(151), 51);
+            EXPECT_EQ(place->value, 100);
+    EXPECT_TRUE(map.IsEmpty());
 }
 
 TEST(Map, IsAskedByTextForStrings) {
     CMap<CUnicodeString, int> map;
     map.Set(u"one", 1);
     map.Set(CUnicodeString(u"o") + u"ne", 11);
-    map.Set(u"", 0);
-    EXPECT_EQ(map.Size(), 2);
+    EXPECT_EQ(map.Size(), 1);
     EXPECT_EQ(*map.Find(u"one"), 11);
     EXPECT_EQ(map.Find(u"One"), nullptr);
-    EXPECT_TRUE(map.Delete(u""));
-    CMap<CUnicodeString, int> moved = std::move(map);
-    EXPECT_TRUE(map.IsEmpty());
-    map = moved;
-    moved.Set(u"two", 2);
-    EXPECT_EQ(map.Size(), 1);
-    EXPECT_EQ(moved.Size(), 2);
 
     CMap<const char*, int> byText;
     byText.Set("key", 1);

@@ -21,15 +21,3 @@ TEST(PointerArray, RefusesWrongRangesEachAtItsLine) {
     EXPECT_EQ(array.Find(&numbers[2]), 0);
     EXPECT_FALSE(array.Has(&numbers[0]));
 }
-
-TEST(PointerArray, SortsByWhatIsPointedTo) {
-    int numbers[] = {3, 1, 2};
-    CPointerArray<int, ProcessHeapPolicy> array;
-    for (int& number : numbers)
-        array.InsertAt(0, &number);
-    array.Sort([](const int* a, const int* b) { return *a - *b; });
-    for (int i = 0; i < 3; i++)
-        EXPECT_EQ(*array[i], i + 1);
-    array.SetSize(4);
-    EXPECT_EQ(array.Last(), nullptr);
-}
