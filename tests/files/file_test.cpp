@@ -16,12 +16,12 @@ TEST(FileFlags, AreDecodedForThePlatform) {
     EXPECT_EQ(CFile::AccessMode(0x3010), 0x80000000u);
     EXPECT_EQ(CFile::AccessMode(0x0001), 0x40000000u);
     EXPECT_EQ(CFile::AccessMode(0x0002), 0xC0000000u);
-    for (unsigned share : {0, 1, 2, 3})
+    for (unsigned share : {0u, 1u, 2u, 3u})
         EXPECT_EQ(CFile::ShareMode(0x10 + share * 0x10), share);
     EXPECT_EQ(CFile::CreateMode(0x2000), OPEN_EXISTING);
     EXPECT_EQ(CFile::CreateMode(0x1000), CREATE_ALWAYS);
     EXPECT_EQ(CFile::CreateMode(0x3000), OPEN_ALWAYS);
-    for (unsigned badFlags : {0x3, 0x50})
+    for (unsigned badFlags : {0x3u, 0x50u})
         EXPECT_EQ(FailureOf([&] { CFile(u"file", badFlags); }), "assertion");
 }
 
