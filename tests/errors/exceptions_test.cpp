@@ -1,6 +1,6 @@
+#include "tests/errors/reports.h"
 #include "tests/support/assertion.h"
 
-#include <tarnkit/lifecycle.h>
 #include <tarnkit/memory_manager.h>
 
 #include <gtest/gtest.h>
@@ -10,12 +10,7 @@
 namespace Tarn {
 namespace {
 
-// The library with its catalogue.
-class CatalogueTexts : public testing::Test {
-protected:
-    CatalogueTexts() { EXPECT_TRUE(Initialize(nullptr, nullptr)); }
-    ~CatalogueTexts() override { Clean(); }
-};
+class CatalogueTexts : public StartedForReports {};
 
 TEST_F(CatalogueTexts, TellWhatHappenedToWhichFile) {
     // A code of each kind, in the order of the kinds, and a word of its text.
@@ -108,6 +103,20 @@ TEST(COMException, HoldsErrorInformationThatAnswersForItsInterfaces) {
         << "no description";
 }
 
+class CRefusingManager : public IMemoryManager {
+public:
+    void* Alloc(int) override { ThrowMemoryException(); }
+    void Free(void*) override {}
+};
+
+TEST(Exceptions, LiveOutsideTheCurrentMemoryManager) {
+    CRefusingManager refusing;
+    CMemoryManagerSwitcher switcher(&refusing);
+    EXPECT_THROW(alloc_new(4), CMemoryException*);
+    Delete(new CFileException(CFileException::badSeek, u"gone.bin"));
+    Delete(nullptr);
+}
+
 TEST(MemoryException, IsOneObjectThatSurvivesItsDeletion) {
     CException* const first = new CMemoryException;
     CException* const second = new CMemoryException;
@@ -119,21 +128,6 @@ TEST(MemoryException, IsOneObjectThatSurvivesItsDeletion) {
               u"ERRORS:317");
     CMemoryException elsewhere;
     EXPECT_EQ(AssertionOf([&] { elsewhere.Delete(); }), u"ERRORS:323");
-}
-
-class CRefusingManager : public IMemoryManager {
-public:
-    void* Alloc(int) override { ThrowMemoryException(); }
-    void Free(void*) override {}
-};
-
-TEST(Exceptions, LiveOutsideTheCurrentMemoryManager) {
-    CRefusingManager refusing;
-    CMemoryManagerSwitcher switcher(&refusing);
-    EXPECT_THROW(alloc_new(4), CMemoryException*);
-    CException* const e = new CFileException(CFileException::badSeek, u"gone.bin");
-    Delete(e);
-    Delete(nullptr);
 }
 
 } // namespace

@@ -3,8 +3,6 @@
 #include <tarnkit/file_system.h>
 #include <tarnkit/temp_file.h>
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -80,7 +78,6 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
 TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
     CUnicodeString log = FileSystem::GetEXEFileName();
     FileSystem::ReplaceExt(log, u".log");
-    FileSystem::RemoveIgnoreErrors(log);
     FileSystem::MakeDir(log); // in the way of the file
     {
         CConsoleMessageHandler handler;

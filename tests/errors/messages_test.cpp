@@ -1,6 +1,5 @@
 #include "tests/errors/reports.h"
 
-#include <tarnkit/lifecycle.h>
 #include <tarnkit/messages.h>
 #include <tarnkit/temp_file.h>
 
@@ -16,11 +15,7 @@ using CNames = CArray<CUnicodeString>;
 
 CMessage MSG_UNKNOWN_HERE(u"MSG_UNKNOWN_HERE", 5);
 
-class Messages : public testing::Test {
-protected:
-    Messages() { EXPECT_TRUE(Initialize(nullptr, nullptr)); }
-    ~Messages() override { Clean(); }
-};
+class Messages : public StartedForReports {};
 
 TEST_F(Messages, HaveTheIdsAndTextsOfTheCatalogue) {
     const CMessage last(u"MSG_PRESUME", 0), none(u"msg_presume", 0);

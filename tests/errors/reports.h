@@ -1,9 +1,12 @@
 // What the tests of reports share: a message handler that remembers what it was asked to show and answers as
-// it is told, and what a report has left in a file.
+// it is told, the library with its texts, and what a report has left in a file.
 #pragma once
 
 #include <tarnkit/file.h>
+#include <tarnkit/lifecycle.h>
 #include <tarnkit/message_handlers.h>
+
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
@@ -27,6 +30,13 @@ public:
     std::vector<CShownMessage> shown;
     int answer = 1;
     std::function<void()> whileShowing;
+};
+
+/// The library with its catalogue.
+class StartedForReports : public testing::Test {
+protected:
+    StartedForReports() { EXPECT_TRUE(Tarn::Initialize(nullptr, nullptr)); }
+    ~StartedForReports() override { Tarn::Clean(); }
 };
 
 /// The code units of a file of UTF-16.

@@ -13,11 +13,8 @@ namespace Tarn {
 namespace {
 
 constexpr int kString = 6;
-constexpr int kNoId = 299;
 
 CMessage TEST_GREETING(u"TEST_GREETING", 0);
-CMessage TEST_LONG_126(u"TEST_LONG_126", 0);
-CMessage TEST_LONG_253(u"TEST_LONG_253", 0);
 
 std::vector<int> languageCodes() {
     std::vector<int> codes;
@@ -118,8 +115,7 @@ class ResourceModules : public StartedLibrary {};
 
 TEST_F(ResourceModules, AreAskedForNamesFromTheLastToTheFirst) {
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"Hello %0");
-    EXPECT_EQ(TEST_LONG_126.UnicodeStr().GetLength(), 126);
-    EXPECT_EQ(TEST_LONG_253.UnicodeStr().GetLength(), 253);
+    EXPECT_EQ(CMessage(u"TEST_LONG_253", 0).UnicodeStr().GetLength(), 253);
     HINSTANCE russian = LoadDLL(copyModule("Res1.dll", "one.dll"));
     AddResourceModule(russian);
     AddResourceModule(copyModule("Res2.dll", "two.dll"));
@@ -145,7 +141,7 @@ TEST_F(ResourceModules, AreSearchedForResourcesLanguageFirst) {
     CUnicodeString text;
     EXPECT_TRUE(LoadStringW(greeting, text));
     EXPECT_EQ(text, u"Hallo %0") << "resources: the language";
-    EXPECT_FALSE(LoadStringW(kNoId, text) || !text.IsEmpty());
+    EXPECT_FALSE(LoadStringW(greeting + 100, text) || !text.IsEmpty());
     EXPECT_EQ(FindResourceW(ResourceId(1), ResourceId(10)), nullptr);
     EXPECT_EQ(AssertionOf([&] { LoadStringW(nullptr, greeting, text); }), u"UnicodeString:258");
 }

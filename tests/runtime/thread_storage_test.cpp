@@ -1,7 +1,5 @@
 #include <tarnkit/thread_storage.h>
 
-#include <tarnkit/version_info.h>
-
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -61,13 +59,6 @@ TEST(ThreadDataStorage, HoldsNothingWhenTheSystemHasNoIndexLeft) {
         ASSERT_LT(storages.size(), 5000u);
     storages.clear();
     EXPECT_TRUE(nextHolds()) << "the indices were given back";
-}
-
-TEST(VersionInfo, FindsNoRecordInAnyModule) {
-    const CVerInfo info(u"Tarnkit.dll");
-    VS_FIXEDFILEINFO fixed;
-    EXPECT_FALSE(info.GetFixedFileInfo(fixed));
-    EXPECT_TRUE(info.GetString(u"CompanyName").IsEmpty());
 }
 
 } // namespace

@@ -8,24 +8,18 @@
 namespace {
 
 void initialize() {
-#if defined(PLUGIN_FAILS)
-    Tarn::GenAssert(u"Plugin", 1);
-#endif
+    if (PLUGIN_FAILS)
+        Tarn::GenAssert(u"Plugin", 1);
     Tarn::SetAppTitle(Tarn::GetAppTitle() + u"+");
 }
 
 void terminate() {
     Tarn::SetAppTitle(Tarn::GetAppTitle() + u"-");
-#if defined(PLUGIN_FAILS)
-    Tarn::GenAssert(u"Plugin", 2);
-#endif
+    if (PLUGIN_FAILS)
+        Tarn::GenAssert(u"Plugin", 2);
 }
 
-struct CRegistration {
-    CRegistration() { Tarn::RegisterThisModule(initialize, terminate); }
-};
-
-CRegistration registration;
+[[maybe_unused]] const bool isRegistered = (Tarn::RegisterThisModule(initialize, terminate), true);
 
 Tarn::CMessage MSG_OF_PLUGIN(u"MSG_OF_PLUGIN", 0);
 
