@@ -38,7 +38,6 @@ TEST(MessageHandlerSwitcher, NestsForTheProcessAndForEachThread) {
             EXPECT_EQ(GetCurrentMessageHandler(), &inner);
         }).join();
         CMessageHandlerSwitcher later(&inner, false, true);
-        EXPECT_FALSE(later.IsActive());
         later.Begin();
         later.Begin();
         EXPECT_EQ(GetCurrentMessageHandler(), &inner);
@@ -70,6 +69,7 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
     CFileMessageHandler sameFile(file.CreateString(65001));
     sameFile.ShowMessage(nullptr, text.c_str(), nullptr, 0);
     EXPECT_EQ(UnitsOf(file), expected + u"\r\n\r\n");
+    FileSystem::Remove(file);
 
     CFileMessageHandler onFullDisk(u"/dev/full");
     EXPECT_EQ(onFullDisk.ShowMessage(nullptr, u"lost", u"", 4 | 0x100), 7);
