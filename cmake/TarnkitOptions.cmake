@@ -3,7 +3,9 @@ add_library(TarnkitOptions INTERFACE)
 target_compile_features(TarnkitOptions INTERFACE cxx_std_20)
 target_compile_options(TarnkitOptions INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
-  -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition)
+  -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition
+  # A unique symbol would keep the library in memory after its last user has let it go.
+  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
 if(TARNKIT_SANITIZERS)
   target_compile_options(TarnkitOptions INTERFACE
     -fsanitize=${TARNKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
