@@ -1,6 +1,6 @@
 #include <tarnkit/registry_key.h>
 
-#include "tests/errors/recording_handler.h"
+#include "tests/errors/reports.h"
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/lifecycle.h>
