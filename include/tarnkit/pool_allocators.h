@@ -85,10 +85,14 @@ public:
     CBlockManager(const CBlockManager&) = delete;
     CBlockManager& operator=(const CBlockManager&) = delete;
 
-    /// One block; asserts that `size` is the block size.
+    /// One block; asserts that `size` is the block size. A block cannot stand in for a larger one: where the
+    /// assertion returns, that is the memory exception.
     void* Alloc(int size) override {
-        if (size != blockSize)
+        if (size != blockSize) {
             GenAssert(u"alloc.h", 620);
+            if (size > alignedBlockSize)
+                ThrowMemoryException();
+        }
         return doAlloc();
     }
     void* Alloc() { return doAlloc(); }
