@@ -89,7 +89,8 @@ LSTATUS RegDeleteKeyW(HKEY key, const char16_t* name);
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize);
 LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DWORD* type, void* data,
                       DWORD* size);
-/// Gives back what the port holds for the registry; nothing on Windows. Open keys stay open, later calls work.
+/// Gives back what the port holds for the registry; nothing on Windows. Open keys stay open, later calls
+/// work.
 void ReleaseRegistry();
 
 // Modules and resources.
