@@ -41,4 +41,6 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
     return ::RegEnumValueW(key, index, wide(name), nameSize, nullptr, type, static_cast<BYTE*>(data), size);
 }
 
+void ReleaseRegistry() {}
+
 } // namespace Tarn::Platform
