@@ -122,7 +122,7 @@ CArray<CFileInfo> listEntries(const CUnicodeString& dir, const CUnicodeString& m
     for (CSearch search(dir, mask); !search.AtEnd(); search.Next()) {
         const WIN32_FIND_DATAW& data = search.Data();
         CFileInfo entry;
-        entry.Name = static_cast<const char16_t*>(data.cFileName);
+        entry.Name = reinterpret_cast<const char16_t*>(data.cFileName);
         entry.Size = static_cast<Int64>(UInt64{data.nFileSizeHigh} << 32 | data.nFileSizeLow);
         entry.Attributes = data.dwFileAttributes;
         if (entry.Name != u"." && entry.Name != u"..")
