@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tests/support/assertion.h"
+#include "tests/support/failure.h"
 
 #include <tarnkit/memory_manager.h>
 
@@ -35,15 +36,10 @@ public:
     template<class Action>
     bool TryWith(int number, Action action) {
         blocksLeft = number;
-        try {
-            action();
-            blocksLeft = -1;
-            return true;
-        } catch (CMemoryException* e) {
-            e->Delete();
-            blocksLeft = -1;
-            return false;
-        }
+        const std::string failure = FailureOf(action);
+        blocksLeft = -1;
+        EXPECT_TRUE(failure == "" || failure == "memory") << failure;
+        return failure == "";
     }
 
 private:

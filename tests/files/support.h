@@ -1,24 +1,19 @@
-// What the file tests share: a fresh folder for each test, whole files as bytes, and what an action failed
-// with.
+// What the file tests share: a fresh folder for each test and whole files as bytes.
 #pragma once
 
-#include <tarnkit/exceptions.h>
+#include "tests/support/failure.h"
+
 #include <tarnkit/file_system.h>
-#include <tarnkit/messages.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
 
 namespace Tarn {
 
 /// Bytes, one to a character.
 using Bytes = std::string;
-using Path = std::filesystem::path;
 
 inline Bytes BytesOf(const Path& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -30,12 +25,6 @@ inline void WriteBytes(const Path& file, const Bytes& bytes, bool isReadOnly = f
     std::ofstream(file, std::ios::binary) << bytes;
     if (isReadOnly)
         std::filesystem::permissions(file, std::filesystem::perms::owner_read);
-}
-
-inline Path PathOf(const CUnicodeString& name) {
-    std::u16string text = name.Ptr();
-    std::replace(text.begin(), text.end(), u'\\', u'/');
-    return text;
 }
 
 inline CUnicodeString NameOf(const Path& path) { return path.u16string().c_str(); }
@@ -54,29 +43,5 @@ protected:
 
     CUnicodeString Full(const char* name) const { return NameOf(folder / name); }
 };
-
-/// A failure with a file, as `FailureOf` tells it: by its code or, if no system call failed, by its kind.
-inline std::string FileFailure(DWORD codeOrKind, const Path& file) {
-    return std::to_string(codeOrKind) + " " + file.filename().string();
-}
-
-/// What stopped the action: "assertion", the name of an error, a `FileFailure`, or "" for nothing.
-std::string FailureOf(auto action) {
-    std::string result;
-    try {
-        action();
-    } catch (CException* e) {
-        if (const auto* failure = dynamic_cast<CFileException*>(e))
-            result =
-                FileFailure(failure->ErrorCode() != 0 ? failure->ErrorCode() : DWORD(failure->ErrorType()),
-                            PathOf(failure->FileName()));
-        else if (const auto* check = dynamic_cast<CCheckException*>(e))
-            result = Path(check->Error().GetMessage().Name()).string();
-        else
-            result = dynamic_cast<CInternalError*>(e) != nullptr ? "assertion" : "other";
-        e->Delete();
-    }
-    return result;
-}
 
 } // namespace Tarn

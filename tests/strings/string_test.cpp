@@ -210,12 +210,6 @@ TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
             text.StrDel(position, count);
             expected.erase(size(position), size(count));
             break;
-        case 4:
-            if (length > 400) {
-                text.StrDel(position);
-                expected.erase(size(position));
-            }
-            break;
         case 5:
             witness = text;
             expectedWitness = expected;
@@ -256,12 +250,7 @@ TYPED_TEST(StringsOfBothWidths, SearchesGivePositionsInTheWholeString) {
     EXPECT_EQ(text.Find(Unit(0)), 12);
     EXPECT_EQ(text.CharPos('o', 1), 6);
     EXPECT_EQ(text.ReverseFind(0), 12);
-    EXPECT_EQ(text.ReverseFind('x'), -1);
-    EXPECT_EQ(text.Find(this->T("one"), 1), 9);
-    EXPECT_EQ(text.Find(this->T("ones")), -1);
     EXPECT_EQ(text.Find(this->T(""), 4), 4);
-    EXPECT_EQ(text.FindOneOf(this->T(",;")), 7);
-    EXPECT_EQ(text.FindOneOf(this->T(";")), -1);
     EXPECT_EQ(text.Strspn(this->S("eno"), 0), 3);
     EXPECT_EQ(text.Strcspn(this->T(" ,"), 4), 7);
     EXPECT_EQ(text.Strcspn(this->T("?"), 4), 12);
