@@ -4,7 +4,10 @@
 // clients carries the mark itself, so that its type information is one and the same in every module.
 #pragma once
 
-#if defined(_WIN32)
+#if defined(__ELF__)
+#define TARNKIT_API __attribute__((visibility("default")))
+#define TARNKIT_MODULE_EXPORT __attribute__((visibility("default")))
+#else // modules of the Windows format say what they export and what they import
 #if defined(TARNKIT_BUILDING)
 #define TARNKIT_API __declspec(dllexport)
 #elif defined(TARNKIT_INTERNAL)
@@ -13,7 +16,4 @@
 #define TARNKIT_API __declspec(dllimport)
 #endif
 #define TARNKIT_MODULE_EXPORT __declspec(dllexport)
-#else
-#define TARNKIT_API __attribute__((visibility("default")))
-#define TARNKIT_MODULE_EXPORT __attribute__((visibility("default")))
 #endif
