@@ -1,14 +1,10 @@
 // The notebook run as its user runs it: a command line, its output, its exit code, the files it leaves.
-#include <gtest/gtest.h>
+#include "tests/files/support.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
 
+using namespace Tarn;
 namespace fs = std::filesystem;
 
 namespace {
@@ -27,15 +23,6 @@ CRun notebook(const std::string& arguments) {
         run.output.append(part.data(), size);
     run.isSuccess = pclose(pipe) == 0;
     return run;
-}
-
-void write(const fs::path& name, const std::string& bytes) {
-    std::ofstream(name, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
-std::string read(const fs::path& name) {
-    std::ifstream file(name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 bool contains(const std::string& text, const std::string& part) {
@@ -63,37 +50,37 @@ protected:
 } // namespace
 
 TEST_F(Notebook, StoresTheDocumentedBytesAndGivesThemBack) {
-    write("note.txt", "\r\n  A title \nAnd text\n");
+    WriteBytes("note.txt", "\r\n  A title \nAnd text\n");
     ASSERT_TRUE(notebook("import b note.txt").isSuccess);
     const std::string title = "A title";
-    const std::string text = read("note.txt");
+    const std::string text = BytesOf("note.txt");
     std::string expected = "\x01\x01";
     for (const std::string& part : {title, text}) {
         expected += static_cast<char>(part.size());
         for (char c : part)
             expected += {c, '\0'};
     }
-    EXPECT_EQ(read("b"), expected);
+    EXPECT_EQ(BytesOf("b"), expected);
     EXPECT_EQ(notebook("list b").output, "  1  A title\n");
     EXPECT_EQ(notebook("show b 1").output, text);
     ASSERT_TRUE(notebook("export b 1 copy.txt").isSuccess);
-    EXPECT_EQ(read("copy.txt"), text);
-    write("blank", "\n");
+    EXPECT_EQ(BytesOf("copy.txt"), text);
+    WriteBytes("blank", "\n");
     EXPECT_TRUE(contains(notebook("import b blank").output, "(blank)"));
     EXPECT_EQ(filesLeft(), 4u);
 }
 
 TEST_F(Notebook, SaysWhatIsWrongAndFails) {
-    write("note.txt", "text");
-    write("latin.txt", "\xE9t\xE9");
-    write("zero.txt", std::string("a\0b", 3));
-    write("wide.txt", "\xE2\x82\xAC");
+    WriteBytes("note.txt", "text");
+    WriteBytes("latin.txt", "\xE9t\xE9");
+    WriteBytes("zero.txt", std::string("a\0b", 3));
+    WriteBytes("wide.txt", "\xE2\x82\xAC");
     ASSERT_TRUE(notebook("import b wide.txt").isSuccess);
-    write("long", std::string("\x01\x01\xFF\xFF\xFF\xFF\x7F", 7));
-    write("trailing", read("b") + "x");
-    write("old", std::string("\0\0", 2));
-    write("later", "\x02");
-    write("empty", "");
+    WriteBytes("long", std::string("\x01\x01\xFF\xFF\xFF\xFF\x7F", 7));
+    WriteBytes("trailing", BytesOf("b") + "x");
+    WriteBytes("old", std::string("\0\0", 2));
+    WriteBytes("later", "\x02");
+    WriteBytes("empty", "");
     const struct {
         const char* arguments;
         const char* message;
@@ -119,37 +106,37 @@ TEST_F(Notebook, SaysWhatIsWrongAndFails) {
                  {"list later", "invalid version"},
                  {"list empty", "past its end"},
                  {"list missing", "missing was not found"}};
-    const std::string book = read("b");
+    const std::string book = BytesOf("b");
     for (auto& c : cases) {
         const CRun run = notebook(c.arguments);
         EXPECT_FALSE(run.isSuccess) << c.arguments;
         EXPECT_TRUE(contains(run.output, c.message)) << c.arguments << ":\n" << run.output;
     }
-    EXPECT_EQ(read("b"), book);
+    EXPECT_EQ(BytesOf("b"), book);
     EXPECT_FALSE(fs::exists("out.txt"));
 }
 
 TEST_F(Notebook, LeavesABookItCouldNotWriteAsItWas) {
-    write("note.txt", std::string(100000, 'x'));
-    write("small.txt", "small");
+    WriteBytes("note.txt", std::string(100000, 'x'));
+    WriteBytes("small.txt", "small");
     ASSERT_TRUE(notebook("import b small.txt").isSuccess);
-    const std::string book = read("b");
+    const std::string book = BytesOf("b");
     // The disk holds no file of more than 64 KB for this command.
     const CRun full = notebook("list b; trap '' XFSZ; ulimit -f 128; \"" TARNKIT_NOTEBOOK
                                "\" --language 0 import b note.txt");
     EXPECT_FALSE(full.isSuccess);
     EXPECT_TRUE(contains(full.output, "accessing")) << full.output;
-    EXPECT_EQ(read("b"), book);
+    EXPECT_EQ(BytesOf("b"), book);
     fs::permissions("b", fs::perms::owner_read);
     const CRun readOnly = notebook("import b small.txt");
     EXPECT_FALSE(readOnly.isSuccess);
     EXPECT_TRUE(contains(readOnly.output, "denied")) << readOnly.output;
-    EXPECT_EQ(read("b"), book);
+    EXPECT_EQ(BytesOf("b"), book);
     EXPECT_EQ(filesLeft(), 3u);
 }
 
 TEST_F(Notebook, LosesNoNoteWhenSeveralProgramsImportAtOnce) {
-    write("note.txt", "text");
+    WriteBytes("note.txt", "text");
     std::string command = "import b note.txt";
     for (int i = 0; i < 7; i++)
         command += " & \"" TARNKIT_NOTEBOOK "\" --language 0 import b note.txt";

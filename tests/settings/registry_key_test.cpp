@@ -91,16 +91,14 @@ TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
         CUnicodeString stored;
         int size;
         CUnicodeString expected;
-    } cases[] = {
-        {REG_SZ, u"ab", 6, u"ab"},
-        {REG_SZ, u"ab", 4, u"ab"},
-        {REG_SZ, u"a", 6, CUnicodeString(u"a\0", 2)},
-        {REG_SZ, u"", 2, u""},
-        {REG_EXPAND_SZ, u"%PATH%", 14, u"%PATH%"},
-        {REG_SZ, u"ab", 3, u"default"},
-        {REG_SZ, u"", 0, u"default"},
-        {REG_DWORD, u"ab", 4, u"default"},
-    };
+    } cases[] = {{REG_SZ, u"ab", 6, u"ab"},
+                 {REG_SZ, u"ab", 4, u"ab"},
+                 {REG_SZ, u"a", 6, CUnicodeString(u"a\0", 2)},
+                 {REG_SZ, u"", 2, u""},
+                 {REG_EXPAND_SZ, u"%PATH%", 14, u"%PATH%"},
+                 {REG_SZ, u"ab", 3, u"default"},
+                 {REG_SZ, u"", 0, u"default"},
+                 {REG_DWORD, u"ab", 4, u"default"}};
     for (auto& c : cases) {
         char16_t stored[10] = {};
         std::copy_n(c.stored.Ptr(), c.stored.GetLength(), stored);
@@ -222,8 +220,7 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
         {245, [&] { EXPECT_FALSE(key.SetValue(u"v", REG_BINARY, nullptr, 0)); }},
         {246, [&] { EXPECT_FALSE(reader.SetStringValue(u"v", u"")); }},
         {257, [&] { EXPECT_FALSE(key.SetStringValue(u"v", nullptr)); }},
-        {310, [&] { key.CopyTo(closed); }},
-    };
+        {310, [&] { key.CopyTo(closed); }}};
     write(u"A", u"kept");
     for (const auto& [line, misuse] : misuses) {
         const std::string expected = "RegistryKey:" + std::to_string(line);

@@ -113,12 +113,7 @@ TYPED_TEST(StringsOfBothWidths, LargeTextsGrowByAFifth) {
     using Unit = UnitOf<String>;
     const struct {
         int length, asked, room;
-    } kCases[] = {
-        {1000, 1001, 1200},
-        {1000, 1500, 1500},
-        {10, 20, roomOf<Unit>(64)},
-        {10, 11, 0},
-    };
+    } kCases[] = {{1000, 1001, 1200}, {1000, 1500, 1500}, {10, 20, roomOf<Unit>(64)}, {10, 11, 0}};
     for (const auto& c : kCases) {
         String text(Unit('x'), c.length);
         text.GetBuffer(c.asked);
@@ -138,13 +133,11 @@ TYPED_TEST(StringsOfBothWidths, ALengthBeyondIntIsTheMemoryExceptionAndLosesNoth
     using String = TypeParam;
     using Unit = UnitOf<String>;
     String text = this->S("kept");
-    const auto failing = {
-        +[](String& s) { s.GetBuffer(INT_MAX); },
-        +[](String& s) { s.SetBufferLength(INT_MAX / static_cast<int>(sizeof(Unit)) - 4); },
-        +[](String&) { String::Body::MakeNew(-1); },
-        +[](String&) { String(Unit('x'), INT_MAX - 12); },
-        +[](String& s) { s.Mid(0, INT_MAX); },
-    };
+    const auto failing = {+[](String& s) { s.GetBuffer(INT_MAX); },
+                          +[](String& s) { s.SetBufferLength(INT_MAX / static_cast<int>(sizeof(Unit)) - 4); },
+                          +[](String&) { String::Body::MakeNew(-1); },
+                          +[](String&) { String(Unit('x'), INT_MAX - 12); },
+                          +[](String& s) { s.Mid(0, INT_MAX); }};
     for (const auto& fail : failing)
         EXPECT_ANY_THROW(fail(text));
     EXPECT_EQ(text, this->T("kept"));

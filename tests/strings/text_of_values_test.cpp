@@ -27,31 +27,29 @@ TEST(TextOfNumbers, IsTheSameInBothWidths) {
         CString text;
         CUnicodeString wide;
         const char* expected;
-    } kCases[] = {
-        {Str(0), UnicodeStr(0), "0"},
-        {Str(INT_MIN), UnicodeStr(INT_MIN), "-2147483648"},
-        {Str(-1, 16), UnicodeStr(-1, 16), "ffffffff"},
-        {Str(-1L), UnicodeStr(-1L), "-1"},
-        {Str(255u, 2), UnicodeStr(255u, 2), "11111111"},
-        {Str(35UL, 36), UnicodeStr(35UL, 36), "z"},
-        {Str(7, 1), UnicodeStr(7, 37), ""},
-        {Str(Int64{255}, 16), UnicodeStr(UInt64{255}, 16), "ff"},
-        {Str(Int64{255}, 2), UnicodeStr(UInt64{255}, 36), "255"},
-        {Str(Int64{-1}, 8), UnicodeStr(Int64{-1}, 8), "1777777777777777777777"},
-        {Str(std::numeric_limits<Int64>::min()), UnicodeStr(std::numeric_limits<Int64>::min()),
-         "-9223372036854775808"},
-        {Str(~UInt64{0}), UnicodeStr(~UInt64{0}), "18446744073709551615"},
-        {Str(true), UnicodeStr(true), "true"},
-        {Str(false), UnicodeStr(false), "false"},
-        {Str(0.1), UnicodeStr(0.1), "0.1"},
-        {Str(-2.0), UnicodeStr(-2.0), "-2"},
-        {Str(1.0 / 3), UnicodeStr(1.0 / 3), "0.3333333333"},
-        {Str(1234567890.0), UnicodeStr(1234567890.0), "1234567890"},
-        {Str(12345678905.0), UnicodeStr(12345678905.0), "1.23456789e+10"},
-        {Str(0.0001), UnicodeStr(0.0001), "0.0001"},
-        {Str(0.00001), UnicodeStr(0.00001), "1e-05"},
-        {Str(-1e300), UnicodeStr(-1e300), "-1e+300"},
-    };
+    } kCases[] = {{Str(0), UnicodeStr(0), "0"},
+                  {Str(INT_MIN), UnicodeStr(INT_MIN), "-2147483648"},
+                  {Str(-1, 16), UnicodeStr(-1, 16), "ffffffff"},
+                  {Str(-1L), UnicodeStr(-1L), "-1"},
+                  {Str(255u, 2), UnicodeStr(255u, 2), "11111111"},
+                  {Str(35UL, 36), UnicodeStr(35UL, 36), "z"},
+                  {Str(7, 1), UnicodeStr(7, 37), ""},
+                  {Str(Int64{255}, 16), UnicodeStr(UInt64{255}, 16), "ff"},
+                  {Str(Int64{255}, 2), UnicodeStr(UInt64{255}, 36), "255"},
+                  {Str(Int64{-1}, 8), UnicodeStr(Int64{-1}, 8), "1777777777777777777777"},
+                  {Str(std::numeric_limits<Int64>::min()), UnicodeStr(std::numeric_limits<Int64>::min()),
+                   "-9223372036854775808"},
+                  {Str(~UInt64{0}), UnicodeStr(~UInt64{0}), "18446744073709551615"},
+                  {Str(true), UnicodeStr(true), "true"},
+                  {Str(false), UnicodeStr(false), "false"},
+                  {Str(0.1), UnicodeStr(0.1), "0.1"},
+                  {Str(-2.0), UnicodeStr(-2.0), "-2"},
+                  {Str(1.0 / 3), UnicodeStr(1.0 / 3), "0.3333333333"},
+                  {Str(1234567890.0), UnicodeStr(1234567890.0), "1234567890"},
+                  {Str(12345678905.0), UnicodeStr(12345678905.0), "1.23456789e+10"},
+                  {Str(0.0001), UnicodeStr(0.0001), "0.0001"},
+                  {Str(0.00001), UnicodeStr(0.00001), "1e-05"},
+                  {Str(-1e300), UnicodeStr(-1e300), "-1e+300"}};
     for (const auto& c : kCases) {
         EXPECT_EQ(c.text, c.expected);
         EXPECT_EQ(c.wide.CreateString(), c.expected);
@@ -73,26 +71,24 @@ TYPED_TEST(TextOfValues, IntegersAreReadWith32BitLimits) {
         int radix;
         bool isValue;
         int value;
-    } kSigned[] = {
-        {" \t42\v ", 10, true, 42},
-        {"-2147483648", 10, true, INT_MIN},
-        {"+2147483647", 10, true, INT_MAX},
-        {"2147483648", 10, false, INT_MAX},
-        {"-2147483649", 10, false, INT_MIN},
-        {"99999999999", 10, false, INT_MAX},
-        {"42x", 10, false, 42},
-        {"", 10, false, 0},
-        {"-", 10, false, 0},
-        {"0x1F", 0, true, 31},
-        {"0X1f", 16, true, 31},
-        {"017", 0, true, 15},
-        {"08", 0, false, 0},
-        {"0xg", 0, false, 0},
-        {"Zz", 36, true, 35 * 36 + 35},
-        {"102", 2, false, 2},
-        {"1", 1, false, 0},
-        {"1", -10, false, 0},
-    };
+    } kSigned[] = {{" \t42\v ", 10, true, 42},
+                   {"-2147483648", 10, true, INT_MIN},
+                   {"+2147483647", 10, true, INT_MAX},
+                   {"2147483648", 10, false, INT_MAX},
+                   {"-2147483649", 10, false, INT_MIN},
+                   {"99999999999", 10, false, INT_MAX},
+                   {"42x", 10, false, 42},
+                   {"", 10, false, 0},
+                   {"-", 10, false, 0},
+                   {"0x1F", 0, true, 31},
+                   {"0X1f", 16, true, 31},
+                   {"017", 0, true, 15},
+                   {"08", 0, false, 0},
+                   {"0xg", 0, false, 0},
+                   {"Zz", 36, true, 35 * 36 + 35},
+                   {"102", 2, false, 2},
+                   {"1", 1, false, 0},
+                   {"1", -10, false, 0}};
     for (const auto& c : kSigned) {
         expectValue<int>(this->S(c.text), c.radix, c.isValue, c.value);
         expectValue<long>(this->S(c.text), c.radix, c.isValue, c.value);
@@ -101,11 +97,9 @@ TYPED_TEST(TextOfValues, IntegersAreReadWith32BitLimits) {
         const char* text;
         bool isValue;
         unsigned value;
-    } kUnsigned[] = {
-        {"4294967295", true, UINT_MAX},   {"4294967296", false, UINT_MAX},
-        {"-1", true, UINT_MAX},           {"+5", true, 5},
-        {"-4294967296", false, UINT_MAX}, {"5.", false, 5},
-    };
+    } kUnsigned[] = {{"4294967295", true, UINT_MAX},   {"4294967296", false, UINT_MAX},
+                     {"-1", true, UINT_MAX},           {"+5", true, 5},
+                     {"-4294967296", false, UINT_MAX}, {"5.", false, 5}};
     for (const auto& c : kUnsigned) {
         expectValue<unsigned int>(this->S(c.text), 10, c.isValue, c.value);
         expectValue<unsigned long>(this->S(c.text), 10, c.isValue, c.value);
@@ -118,31 +112,29 @@ TYPED_TEST(TextOfValues, DoublesAreReadAsInTheCLocale) {
         const char* text;
         bool isValue;
         double value;
-    } kCases[] = {
-        {" 1.5 ", true, 1.5},
-        {"-.5e1", true, -5},
-        {"+5.", true, 5},
-        {"1e", false, 1},
-        {"1,5", false, 1},
-        {"", false, 0},
-        {"+-1", false, 0},
-        {"0x1.8p1", true, 3},
-        {"0x.8", true, 0.5},
-        {"-0X10", true, -16},
-        {"0xg", false, 0},
-        {"0x.8p+-7", false, 0.5},
-        {"-Infinity", true, -kInfinity},
-        {"1e309", false, kInfinity},
-        {"-1e309", false, -kInfinity},
-        {"1e-400", false, 0},
-        {"0.000e99999999999999999999", true, 0},
-        {"1e99999999999999999999", false, kInfinity},
-        {"1e-99999999999999999999", false, 0},
-        {"0x1p99999", false, kInfinity},
-        {"0x1p-99999", false, 0},
-        {"2.2250738585072014e-308", true, 2.2250738585072014e-308},
-        {"4.9e-324", true, 4.9406564584124654e-324},
-    };
+    } kCases[] = {{" 1.5 ", true, 1.5},
+                  {"-.5e1", true, -5},
+                  {"+5.", true, 5},
+                  {"1e", false, 1},
+                  {"1,5", false, 1},
+                  {"", false, 0},
+                  {"+-1", false, 0},
+                  {"0x1.8p1", true, 3},
+                  {"0x.8", true, 0.5},
+                  {"-0X10", true, -16},
+                  {"0xg", false, 0},
+                  {"0x.8p+-7", false, 0.5},
+                  {"-Infinity", true, -kInfinity},
+                  {"1e309", false, kInfinity},
+                  {"-1e309", false, -kInfinity},
+                  {"1e-400", false, 0},
+                  {"0.000e99999999999999999999", true, 0},
+                  {"1e99999999999999999999", false, kInfinity},
+                  {"1e-99999999999999999999", false, 0},
+                  {"0x1p99999", false, kInfinity},
+                  {"0x1p-99999", false, 0},
+                  {"2.2250738585072014e-308", true, 2.2250738585072014e-308},
+                  {"4.9e-324", true, 4.9406564584124654e-324}};
     for (const auto& c : kCases) {
         double value = 7;
         EXPECT_EQ(this->S(c.text).Value(value), c.isValue) << c.text;
@@ -154,20 +146,17 @@ TYPED_TEST(TextOfValues, DoublesAreReadAsInTheCLocale) {
 }
 
 TYPED_TEST(TextOfValues, TruthValuesHaveFourNamesEach) {
-    for (const char* text : {"true", " Yes\t", "ON", "1"}) {
-        bool value = false;
-        EXPECT_TRUE(this->S(text).Value(value)) << text;
-        EXPECT_TRUE(value) << text;
-    }
-    for (const char* text : {"FALSE", "off", "no ", "\n0"}) {
-        bool value = true;
-        EXPECT_TRUE(this->S(text).Value(value)) << text;
-        EXPECT_FALSE(value) << text;
-    }
-    for (const char* text : {"y", "", "01", "truely"}) {
-        bool value = true;
-        EXPECT_FALSE(this->S(text).Value(value)) << text;
-        EXPECT_TRUE(value) << text;
+    const struct {
+        const char* text;
+        bool isValue, value;
+    } kCases[] = {{"true", true, true}, {" Yes\t", true, true}, {"ON", true, true},
+                  {"1", true, true},    {"FALSE", true, false}, {"off", true, false},
+                  {"no ", true, false}, {"\n0", true, false},   {"y", false, true},
+                  {"", false, true},    {"01", false, true},    {"truely", false, true}};
+    for (const auto& c : kCases) {
+        bool value = c.isValue ? !c.value : c.value;
+        EXPECT_EQ(this->S(c.text).Value(value), c.isValue) << c.text;
+        EXPECT_EQ(value, c.value) << c.text;
     }
 }
 
@@ -187,20 +176,18 @@ TYPED_TEST(TextOfValues, ParametersAreSubstitutedByTheirNumbers) {
     const struct {
         const char* pattern;
         const char* expected;
-    } kCases[] = {
-        {"%0 is corrupted.", "zero is corrupted."},
-        {"", ""},
-        {"plain", "plain"},
-        {"%1%0", "%0zero"},
-        {"%%1", "%%0"},
-        {"%5", ""},
-        {"a%12b", "ab"},
-        {"%00001", "%0"},
-        {"100%", "100%"},
-        {"%d and %", "%d and %"},
-        {"%2147483647|%2147483648|%99999999999999999999", "|%2147483648|%99999999999999999999"},
-        {"%-1", "%-1"},
-    };
+    } kCases[] = {{"%0 is corrupted.", "zero is corrupted."},
+                  {"", ""},
+                  {"plain", "plain"},
+                  {"%1%0", "%0zero"},
+                  {"%%1", "%%0"},
+                  {"%5", ""},
+                  {"a%12b", "ab"},
+                  {"%00001", "%0"},
+                  {"100%", "100%"},
+                  {"%d and %", "%d and %"},
+                  {"%2147483647|%2147483648|%99999999999999999999", "|%2147483648|%99999999999999999999"},
+                  {"%-1", "%-1"}};
     for (const auto& c : kCases)
         EXPECT_EQ(this->S(c.pattern).SubstParam(p0, p1), this->T(c.expected)) << c.pattern;
 
