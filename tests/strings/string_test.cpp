@@ -238,9 +238,8 @@ TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
 
 TYPED_TEST(StringsOfBothWidths, SearchesGivePositionsInTheWholeString) {
     using String = TypeParam;
-    using Unit = UnitOf<String>;
     const String text = this->S("one two, one");
-    EXPECT_EQ(text.Find(Unit(0)), 12);
+    EXPECT_EQ(text.Find(UnitOf<String>(0)), 12);
     EXPECT_EQ(text.CharPos('o', 1), 6);
     EXPECT_EQ(text.ReverseFind(0), 12);
     EXPECT_EQ(text.Find(this->T(""), 4), 4);

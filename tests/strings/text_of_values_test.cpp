@@ -30,7 +30,6 @@ TEST(TextOfNumbers, IsTheSameInBothWidths) {
     } kCases[] = {{Str(0), UnicodeStr(0), "0"},
                   {Str(INT_MIN), UnicodeStr(INT_MIN), "-2147483648"},
                   {Str(-1, 16), UnicodeStr(-1, 16), "ffffffff"},
-                  {Str(-1L), UnicodeStr(-1L), "-1"},
                   {Str(255u, 2), UnicodeStr(255u, 2), "11111111"},
                   {Str(35UL, 36), UnicodeStr(35UL, 36), "z"},
                   {Str(7, 1), UnicodeStr(7, 37), ""},
@@ -76,7 +75,6 @@ TYPED_TEST(TextOfValues, IntegersAreReadWith32BitLimits) {
                    {"+2147483647", 10, true, INT_MAX},
                    {"2147483648", 10, false, INT_MAX},
                    {"-2147483649", 10, false, INT_MIN},
-                   {"99999999999", 10, false, INT_MAX},
                    {"42x", 10, false, 42},
                    {"", 10, false, 0},
                    {"-", 10, false, 0},
@@ -178,7 +176,6 @@ TYPED_TEST(TextOfValues, ParametersAreSubstitutedByTheirNumbers) {
         const char* expected;
     } kCases[] = {{"%0 is corrupted.", "zero is corrupted."},
                   {"", ""},
-                  {"plain", "plain"},
                   {"%1%0", "%0zero"},
                   {"%%1", "%%0"},
                   {"%5", ""},
