@@ -30,7 +30,10 @@ int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     const std::filesystem::path folder = makeFreshFolder();
     setenv("TARNKIT_REGISTRY", (folder / "registry").c_str(), 1);
-    setenv("TMPDIR", folder.c_str(), 1);
+    for (const char* variable : {"TMPDIR", "HOME"})
+        setenv(variable, folder.c_str(), 1);
+    for (const char* variable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_DESKTOP_DIR", "XDG_DOCUMENTS_DIR"})
+        unsetenv(variable);
     std::filesystem::current_path(folder);
     const int result = RUN_ALL_TESTS();
     std::filesystem::current_path("/");
