@@ -1,16 +1,14 @@
 // What the tests of files share: calls with their codes, whole files, and a fresh folder.
 #pragma once
 
-#include "platform/platform.h"
-
-#include <gtest/gtest.h>
+#include "tests/platform/codes.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <string>
-#include <vector>
 
 namespace P = Tarn::Platform;
+using P::expectEach;
+using P::Text;
 using Tarn::Int64;
 using Tarn::UInt64;
 
@@ -20,7 +18,7 @@ constexpr DWORD kBoth = GENERIC_READ | GENERIC_WRITE;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
 constexpr DWORD kUntouched = 0xABCD;
 
-using Text = std::u16string;
+using Names = std::vector<Text>;
 
 /// 0 when the call succeeds, else the last error it leaves.
 template<class Call>
@@ -79,14 +77,14 @@ inline bool exists(const Text& name) {
 }
 
 /// The names that a search delivers, "." and ".." with them, or its failure as text.
-inline std::vector<Text> find(const Text& pattern) {
+inline Names find(const Text& pattern) {
     WIN32_FIND_DATAW data;
     HANDLE search = nullptr;
     const DWORD code =
         codeOf([&] { return (search = P::FindFirstFileW(pattern.c_str(), &data)) != INVALID_HANDLE_VALUE; });
     if (code != ERROR_SUCCESS)
         return {u"failure", Text(1, static_cast<char16_t>(code))};
-    std::vector<Text> names;
+    Names names;
     do
         names.push_back(reinterpret_cast<const char16_t*>(data.cFileName));
     while (P::FindNextFileW(search, &data));
@@ -113,5 +111,12 @@ protected:
                 fs::permissions(entry, fs::perms::owner_write, fs::perm_options::add);
         fs::remove_all("files");
     }
+    /// Calls with names in the folder, for the code.
+    template<class Call>
+    auto with(Call call) {
+        return [=, this](auto... names) { return codeOf([&] { return call((base + names).c_str()...); }); };
+    }
+    static BOOL copyOver(const char16_t* from, const char16_t* to) { return P::CopyFileW(from, to, FALSE); }
+    static BOOL copyNew(const char16_t* from, const char16_t* to) { return P::CopyFileW(from, to, TRUE); }
     Text base;
 };

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <thread>
 
 TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
@@ -15,31 +16,26 @@ TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
         {u"missing", kRead, OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
         {u"missing", kWrite, TRUNCATE_EXISTING, ERROR_FILE_NOT_FOUND},
         {u"missing\\x", kRead, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
-        {u"missing\\x", kWrite, CREATE_ALWAYS, ERROR_PATH_NOT_FOUND},
         {u"file\\x", kRead, OPEN_EXISTING, ERROR_PATH_NOT_FOUND},
         {u"folder", kRead, OPEN_EXISTING, ERROR_ACCESS_DENIED},
-        {u"folder", kWrite, CREATE_ALWAYS, ERROR_ACCESS_DENIED},
         {u"folder", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
         {u"file", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
         {u"fixed", kWrite, OPEN_EXISTING, ERROR_ACCESS_DENIED},
-        {u"fixed", kBoth, OPEN_ALWAYS, ERROR_ACCESS_DENIED},
         {u"fixed", kWrite, CREATE_ALWAYS, ERROR_ACCESS_DENIED},
         {u"fixed", kRead, OPEN_EXISTING, ERROR_SUCCESS},
-        {u"a*b", kRead, OPEN_EXISTING, ERROR_INVALID_NAME},
-        {u"a?b", kWrite, CREATE_ALWAYS, ERROR_INVALID_NAME},
-        {u"a<b", kWrite, CREATE_NEW, ERROR_INVALID_NAME},
-        {u"a>b|c\"d", kRead, OPEN_EXISTING, ERROR_INVALID_NAME},
         {u"file", kRead, 9, ERROR_INVALID_PARAMETER},
     };
     for (const auto& c : cases)
         EXPECT_EQ(Opened(base + c.name, c.access, kShareAll, c.disposition).Failure(), c.code)
             << std::filesystem::path(c.name) << " disposition " << c.disposition;
+    for (const char16_t character : {u'*', u'?', u'<', u'>', u'|', u'"'})
+        EXPECT_EQ(Opened(base + character, kWrite, 0, CREATE_NEW).Failure(), ERROR_INVALID_NAME);
     EXPECT_EQ(Opened(u"", kRead, 0).Failure(), ERROR_PATH_NOT_FOUND);
     const DWORD tooLong = Opened(base + Text(300, u'x'), kWrite, 0, CREATE_ALWAYS).Failure();
     EXPECT_TRUE(tooLong == ERROR_PATH_NOT_FOUND || tooLong == ERROR_FILENAME_EXCED_RANGE) << tooLong;
     EXPECT_EQ(get(base + u"file"), "old");
     EXPECT_EQ(get(base + u"fixed"), "fixed");
-    EXPECT_EQ(find(base + u"*"), (std::vector<Text>{u".", u"..", u"file", u"fixed", u"folder"}));
+    EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file", u"fixed", u"folder"}));
 }
 
 TEST_F(Files, DispositionsCreateKeepOrEmptyAndTellOfAnExistingFile) {
@@ -92,10 +88,10 @@ TEST_F(Files, TransfersMoveThePositionAndObeyTheAccess) {
 
     const Opened reader(name, kRead, kShareAll);
     const Opened writer(name, kWrite, kShareAll);
-    EXPECT_EQ(codeOf([&] { return P::WriteFile(reader, "z", 1, &count); }), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(codeOf([&] { return P::SetEndOfFile(reader); }), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(codeOf([&] { return P::FlushFileBuffers(reader); }), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(codeOf([&] { return P::ReadFile(writer, buffer, 1, &count); }), ERROR_ACCESS_DENIED);
+    expectEach(ERROR_ACCESS_DENIED, {codeOf([&] { return P::WriteFile(reader, "z", 1, &count); }),
+                                     codeOf([&] { return P::SetEndOfFile(reader); }),
+                                     codeOf([&] { return P::FlushFileBuffers(reader); }),
+                                     codeOf([&] { return P::ReadFile(writer, buffer, 1, &count); })});
     EXPECT_EQ(P::GetFileSize(Opened(name, 0, 0), nullptr), 7U) << "no access is needed for the size";
 }
 
@@ -106,13 +102,8 @@ TEST_F(Files, PositionsAreOf64BitsAndTheirFailuresAreTold) {
         DWORD from, code;
         Int64 position;
     } cases[] = {
-        {-1, 0, FILE_BEGIN, ERROR_SUCCESS, 0xFFFFFFFF},
-        {0, 0, FILE_CURRENT, ERROR_SUCCESS, 0xFFFFFFFF},
-        {-1, 1, FILE_BEGIN, ERROR_SUCCESS, 0x1FFFFFFFF},
-        {1, 0, FILE_CURRENT, ERROR_SUCCESS, 0x200000000},
-        {-3, -1, FILE_END, ERROR_SUCCESS, 0},
-        {-4, -1, FILE_END, ERROR_NEGATIVE_SEEK, 0},
-        {-1, -1, FILE_CURRENT, ERROR_NEGATIVE_SEEK, 0},
+        {-1, 0, FILE_BEGIN, ERROR_SUCCESS, 0xFFFFFFFF}, {1, 1, FILE_CURRENT, ERROR_SUCCESS, 0x200000000},
+        {-3, -1, FILE_END, ERROR_SUCCESS, 0},           {-1, -1, FILE_CURRENT, ERROR_NEGATIVE_SEEK, 0},
         {0, 0, 3, ERROR_INVALID_PARAMETER, 0},
     };
     for (const auto& c : cases) {
@@ -145,23 +136,20 @@ TEST_F(Files, AHandleThatIsNotOpenIsRefusedByEveryCall) {
         char byte = 0;
         DWORD count = 0;
         FILETIME time{};
-        const DWORD codes[] = {
-            codeOf([&] { return P::ReadFile(handle, &byte, 1, &count); }),
-            codeOf([&] { return P::WriteFile(handle, &byte, 1, &count); }),
-            codeOf([&] { return P::SetFilePointer(handle, 0, nullptr, FILE_BEGIN) + 1; }),
-            codeOf([&] { return P::GetFileSize(handle, nullptr) + 1; }),
-            codeOf([&] { return P::SetEndOfFile(handle); }),
-            codeOf([&] { return P::FlushFileBuffers(handle); }),
-            codeOf([&] { return P::GetFileTime(handle, &time, &time, &time); }),
-            codeOf([&] { return P::SetFileTime(handle, &time, &time, &time); }),
-        };
-        for (const DWORD code : codes)
-            EXPECT_EQ(code, ERROR_INVALID_HANDLE) << "call " << &code - codes;
+        expectEach(ERROR_INVALID_HANDLE,
+                   {codeOf([&] { return P::ReadFile(handle, &byte, 1, &count); }),
+                    codeOf([&] { return P::WriteFile(handle, &byte, 1, &count); }),
+                    codeOf([&] { return P::SetFilePointer(handle, 0, nullptr, FILE_BEGIN) + 1; }),
+                    codeOf([&] { return P::GetFileSize(handle, nullptr) + 1; }),
+                    codeOf([&] { return P::SetEndOfFile(handle); }),
+                    codeOf([&] { return P::FlushFileBuffers(handle); }),
+                    codeOf([&] { return P::GetFileTime(handle, &time, &time, &time); }),
+                    codeOf([&] { return P::SetFileTime(handle, &time, &time, &time); })});
     }
-    EXPECT_EQ(codeOf([&] { return P::CloseHandle(closed); }), ERROR_INVALID_HANDLE);
     WIN32_FIND_DATAW data;
-    EXPECT_EQ(codeOf([&] { return P::FindNextFileW(INVALID_HANDLE_VALUE, &data); }), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(codeOf([&] { return P::FindClose(INVALID_HANDLE_VALUE); }), ERROR_INVALID_HANDLE);
+    expectEach(ERROR_INVALID_HANDLE, {codeOf([&] { return P::CloseHandle(closed); }),
+                                      codeOf([&] { return P::FindNextFileW(INVALID_HANDLE_VALUE, &data); }),
+                                      codeOf([&] { return P::FindClose(INVALID_HANDLE_VALUE); })});
 }
 
 TEST_F(Files, ShareModesBindBothSides) {
@@ -174,11 +162,9 @@ TEST_F(Files, ShareModesBindBothSides) {
         {kRead, FILE_SHARE_READ, kWrite, kShareAll, ERROR_SHARING_VIOLATION},
         {kRead, FILE_SHARE_WRITE, kRead, kShareAll, ERROR_SHARING_VIOLATION},
         {kRead, FILE_SHARE_WRITE, kWrite, FILE_SHARE_READ, ERROR_SUCCESS},
-        {kRead, FILE_SHARE_WRITE, kWrite, FILE_SHARE_WRITE, ERROR_SHARING_VIOLATION},
         {kWrite, FILE_SHARE_READ, kRead, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
         {kWrite, FILE_SHARE_READ, kRead, FILE_SHARE_WRITE, ERROR_SUCCESS},
         {kBoth, kShareAll, kBoth, kShareAll, ERROR_SUCCESS},
-        {kBoth, kShareAll, kBoth, FILE_SHARE_READ, ERROR_SHARING_VIOLATION},
         {0, 0, kBoth, 0, ERROR_SUCCESS},
         {kBoth, 0, 0, 0, ERROR_SUCCESS},
     };
@@ -194,30 +180,24 @@ TEST_F(Files, ShareModesBindBothSides) {
 
 TEST_F(Files, AFileInUseIsNeitherEmptiedNorReplacedNorTakenAway) {
     const Text name = base + u"file";
-    const Text other = base + u"other";
-    put(other, "other");
+    put(base + u"other", "other");
     {
         const Opened reader(name, kRead, FILE_SHARE_READ);
-        EXPECT_EQ(Opened(name, kWrite, kShareAll, CREATE_ALWAYS).Failure(), ERROR_SHARING_VIOLATION);
-        EXPECT_EQ(codeOf([&] { return P::DeleteFileW(name.c_str()); }), ERROR_SHARING_VIOLATION);
-        EXPECT_EQ(codeOf([&] { return P::MoveFileW(name.c_str(), (base + u"away").c_str()); }),
-                  ERROR_SHARING_VIOLATION);
-        EXPECT_EQ(codeOf([&] { return P::CopyFileW(other.c_str(), name.c_str(), FALSE); }),
-                  ERROR_SHARING_VIOLATION);
-        EXPECT_TRUE(P::CopyFileW(name.c_str(), other.c_str(), FALSE)) << "reading it is allowed";
+        expectEach(ERROR_SHARING_VIOLATION,
+                   {Opened(name, kWrite, kShareAll, CREATE_ALWAYS).Failure(), with(P::DeleteFileW)(u"file"),
+                    with(P::MoveFileW)(u"file", u"away"), with(copyOver)(u"other", u"file"),
+                    with(copyOver)(u"file", u"file")});
+        EXPECT_EQ(with(copyOver)(u"file", u"other"), ERROR_SUCCESS) << "reading it is allowed";
         EXPECT_EQ(get(name), "old");
-        EXPECT_EQ(codeOf([&] { return P::CopyFileW(name.c_str(), name.c_str(), FALSE); }),
-                  ERROR_SHARING_VIOLATION);
     }
     {
         const Opened generous(name, kRead, FILE_SHARE_READ | FILE_SHARE_DELETE);
-        EXPECT_TRUE(P::MoveFileW(name.c_str(), (base + u"away").c_str()));
-        EXPECT_TRUE(P::DeleteFileW((base + u"away").c_str()));
+        expectEach(ERROR_SUCCESS, {with(P::MoveFileW)(u"file", u"away"), with(P::DeleteFileW)(u"away")});
     }
     Opened fleeting(name, kWrite, 0, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE);
     EXPECT_TRUE(fleeting.IsOpen());
     fleeting.Close();
-    EXPECT_EQ(find(base + u"*"), (std::vector<Text>{u".", u"..", u"folder", u"other"}));
+    EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"folder", u"other"}));
 }
 
 TEST_F(Files, ExclusiveOpensOfManyThreadsNeverOverlapAndSharedOnesNeverFail) {
@@ -273,10 +253,10 @@ TEST_F(Files, AnotherProcessSharesByTheSameRulesUntilItEnds) {
     std::thread process([&] { EXPECT_EQ(std::system(command.c_str()), 0); });
     for (int i = 0; i < 3000 && !exists(name + u".ready"); i++)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_EQ(Opened(name, kWrite, kShareAll).Failure(), ERROR_SHARING_VIOLATION);
-    EXPECT_EQ(Opened(name, kRead, FILE_SHARE_READ).Failure(), ERROR_SHARING_VIOLATION);
+    expectEach(ERROR_SHARING_VIOLATION,
+               {Opened(name, kWrite, kShareAll).Failure(), Opened(name, kRead, FILE_SHARE_READ).Failure(),
+                with(P::DeleteFileW)(u"file")});
     EXPECT_EQ(Opened(name, kRead, kShareAll).Failure(), ERROR_SUCCESS);
-    EXPECT_EQ(codeOf([&] { return P::DeleteFileW(name.c_str()); }), ERROR_SHARING_VIOLATION);
     put(name + u".leave", "");
     process.join();
     EXPECT_EQ(get(name + u".ready"), "open");
@@ -285,29 +265,20 @@ TEST_F(Files, AnotherProcessSharesByTheSameRulesUntilItEnds) {
 
 TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
     const Text name = base + u"fixed";
-    const auto isReadOnly = [](const Text& text) {
-        return (P::GetFileAttributesW(text.c_str()) & FILE_ATTRIBUTE_READONLY) != 0;
-    };
     {
         const Opened made(name, kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_READONLY);
         DWORD written = 0;
         EXPECT_TRUE(P::WriteFile(made, "fixed", 5, &written));
     }
-    EXPECT_TRUE(isReadOnly(name));
-    EXPECT_EQ(codeOf([&] { return P::DeleteFileW(name.c_str()); }), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(codeOf([&] { return P::CopyFileW((base + u"file").c_str(), name.c_str(), FALSE); }),
-              ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(P::CopyFileW(name.c_str(), (base + u"copy").c_str(), TRUE));
-    EXPECT_TRUE(P::CopyFileW(name.c_str(), (base + u"file").c_str(), FALSE));
-    EXPECT_TRUE(P::MoveFileW(name.c_str(), (base + u"moved").c_str()));
+    expectEach(ERROR_ACCESS_DENIED, {with(P::DeleteFileW)(u"fixed"), with(copyOver)(u"file", u"fixed")});
+    expectEach(ERROR_SUCCESS, {with(copyNew)(u"fixed", u"copy"), with(copyOver)(u"fixed", u"file"),
+                               with(P::MoveFileW)(u"fixed", u"moved")});
     for (const char16_t* copy : {u"copy", u"file", u"moved"}) {
-        EXPECT_TRUE(isReadOnly(base + copy));
+        EXPECT_NE(P::GetFileAttributesW((base + copy).c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
         EXPECT_EQ(get(base + copy), "fixed");
         EXPECT_TRUE(P::SetFileAttributesW((base + copy).c_str(), FILE_ATTRIBUTE_NORMAL));
-        EXPECT_TRUE(P::DeleteFileW((base + copy).c_str()));
+        EXPECT_EQ(with(P::DeleteFileW)(copy), ERROR_SUCCESS);
     }
-    EXPECT_EQ(P::GetFileAttributesW((base + u"folder").c_str()) & FILE_ATTRIBUTE_DIRECTORY,
-              FILE_ATTRIBUTE_DIRECTORY);
 }
 
 TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
@@ -319,10 +290,8 @@ TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
         EXPECT_TRUE(P::SetFileTime(file, nullptr, &first, &second));
         EXPECT_TRUE(P::SetFileTime(file, nullptr, nullptr, nullptr));
         EXPECT_TRUE(P::GetFileTime(file, &creation, &access, &write));
-        EXPECT_EQ(access.dwLowDateTime, first.dwLowDateTime);
-        EXPECT_EQ(access.dwHighDateTime, first.dwHighDateTime);
-        EXPECT_EQ(write.dwLowDateTime, second.dwLowDateTime);
-        EXPECT_EQ(write.dwHighDateTime, second.dwHighDateTime);
+        EXPECT_EQ(std::memcmp(&access, &first, sizeof(FILETIME)), 0);
+        EXPECT_EQ(std::memcmp(&write, &second, sizeof(FILETIME)), 0);
     }
     EXPECT_GT(creation.dwHighDateTime, recent.dwHighDateTime) << "it was made just now";
     WIN32_FIND_DATAW data;
@@ -330,8 +299,7 @@ TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
     ASSERT_NE(search, INVALID_HANDLE_VALUE);
     EXPECT_TRUE(P::FindClose(search));
     EXPECT_EQ(data.ftLastWriteTime.dwLowDateTime, old.dwLowDateTime);
-    EXPECT_EQ(data.nFileSizeLow, 3U);
-    EXPECT_EQ(data.nFileSizeHigh, 0U);
+    EXPECT_EQ(Int64{data.nFileSizeHigh} << 32 | data.nFileSizeLow, 3);
     EXPECT_EQ(data.cFileName[0], u'f') << "the name as it is on disk";
     const Opened reader(base + u"folder\\r", kRead, 0, CREATE_NEW);
     EXPECT_EQ(codeOf([&] { return P::SetFileTime(reader, nullptr, &old, &old); }), ERROR_ACCESS_DENIED);
@@ -341,11 +309,10 @@ TEST_F(Files, PatternsFindWhatTheyMatchWithoutRegardToCase) {
     const Text in = base + u"folder\\";
     for (const char16_t* name : {u"a.txt", u"B.TXT", u"ab.txt", u"abc", u"x.tar.gz", u"\u0416\u0438.txt"})
         put(in + name, "1");
-    const std::vector<Text> all{u".",      u"..",  u"B.TXT",    u"a.txt",
-                                u"ab.txt", u"abc", u"x.tar.gz", u"\u0416\u0438.txt"};
+    const Names all{u".", u"..", u"B.TXT", u"a.txt", u"ab.txt", u"abc", u"x.tar.gz", u"\u0416\u0438.txt"};
     const struct {
         const char16_t* pattern;
-        std::vector<Text> names;
+        Names names;
     } cases[] = {
         {u"*", all},
         {u"*.*", all},
@@ -353,17 +320,14 @@ TEST_F(Files, PatternsFindWhatTheyMatchWithoutRegardToCase) {
         {u"a?.txt", {u"ab.txt"}},
         {u"?.txt", {u"B.TXT", u"a.txt"}},
         {u"\u0436*", {u"\u0416\u0438.txt"}},
-        {u"*b*", {u"B.TXT", u"ab.txt", u"abc"}},
         {u"*.tar.*", {u"x.tar.gz"}},
-        {u"*.gz", {u"x.tar.gz"}},
         {u"ABC", {u"abc"}},
-        {u"*.none", {u"failure", Text(1, ERROR_FILE_NOT_FOUND)}},
         {u"none", {u"failure", Text(1, ERROR_FILE_NOT_FOUND)}},
         {u"none\\*", {u"failure", Text(1, ERROR_PATH_NOT_FOUND)}},
         {u"abc\\*", {u"failure", Text(1, ERROR_DIRECTORY)}},
     };
     for (const auto& c : cases) {
-        std::vector<Text> found = find(in + c.pattern);
+        Names found = find(in + c.pattern);
         if (Text(c.pattern) == u"a?.txt")
             std::erase(found, u"a.txt"); // A question mark before a dot may also stand for nothing.
         EXPECT_EQ(found, c.names) << std::filesystem::path(c.pattern);
@@ -388,57 +352,39 @@ TEST_F(Files, NamesKeepTheirCaseAndMatchWithoutIt) {
     put(spelled, "second");
     EXPECT_EQ(get(stored), "second");
     EXPECT_EQ(Opened(spelled, kWrite, 0, CREATE_NEW).Failure(), ERROR_FILE_EXISTS);
-    EXPECT_EQ(codeOf([&] { return P::CreateDirectoryW((base + u"folder2\\").c_str()); }),
-              ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(find(base + u"folder2\\*"), (std::vector<Text>{u".", u"..", u"\u00C4rger \u0416.TXT"}));
+    EXPECT_EQ(with(P::CreateDirectoryW)(u"folder2\\"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(find(base + u"folder2\\*"), (Names{u".", u"..", u"\u00C4rger \u0416.TXT"}));
     EXPECT_TRUE(P::MoveFileW(stored.c_str(), spelled.c_str())) << "only the case changes";
-    EXPECT_EQ(find(base + u"Folder2\\*"), (std::vector<Text>{u".", u"..", u"\u00E4RGER \u0436.txt"}));
+    EXPECT_EQ(find(base + u"Folder2\\*"), (Names{u".", u"..", u"\u00E4RGER \u0436.txt"}));
     EXPECT_EQ(get(base + u"folder2\\none\\..\\.\\\\\u00C4RGER \u0416.txt"), "second");
     EXPECT_TRUE(P::DeleteFileW(stored.c_str()));
 }
 
 TEST_F(Files, DirectoriesAndMovesReportWhatStandsInTheWay) {
     put(base + u"folder\\inner", "inner");
-    const auto with = [this](auto call) {
-        return [=, this](auto... names) { return codeOf([&] { return call((base + names).c_str()...); }); };
-    };
     const auto make = with(P::CreateDirectoryW);
     const auto drop = with(P::RemoveDirectoryW);
     const auto erase = with(P::DeleteFileW);
-    const auto look = with([](const char16_t* name) { return exists(name); });
+    const auto look = with(exists);
     const auto move = with(P::MoveFileW);
-    const auto copy = with([](auto from, auto to) { return P::CopyFileW(from, to, FALSE); });
-    const auto copyNew = with([](auto from, auto to) { return P::CopyFileW(from, to, TRUE); });
-    EXPECT_EQ(make(u"folder"), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(make(u"file"), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(make(u"none\\x"), ERROR_PATH_NOT_FOUND);
+    const auto copy = with(copyOver);
     EXPECT_EQ(make(u"a?b"), ERROR_INVALID_NAME);
     EXPECT_EQ(drop(u"folder"), ERROR_DIR_NOT_EMPTY);
     EXPECT_EQ(drop(u"file"), ERROR_DIRECTORY);
-    EXPECT_EQ(drop(u"none"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(drop(u"none\\x"), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(erase(u"folder"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(erase(u"none"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(erase(u"none\\x"), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(look(u"none"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(look(u"none\\x"), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(move(u"none", u"x"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(move(u"file", u"none\\x"), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(move(u"file", u"folder\\inner"), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(move(u"folder", u"file"), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(copyNew(u"none", u"x"), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(copy(u"file", u"none\\x"), ERROR_PATH_NOT_FOUND);
-    EXPECT_EQ(copyNew(u"file", u"folder\\inner"), ERROR_FILE_EXISTS);
-    EXPECT_EQ(copy(u"file", u"folder"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(copy(u"folder", u"x"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(copyNew)(u"file", u"folder\\inner"), ERROR_FILE_EXISTS);
+    expectEach(ERROR_ALREADY_EXISTS,
+               {make(u"folder"), make(u"file"), move(u"file", u"folder\\inner"), move(u"folder", u"file")});
+    expectEach(ERROR_PATH_NOT_FOUND, {make(u"none\\x"), drop(u"none\\x"), erase(u"none\\x"), look(u"none\\x"),
+                                      move(u"file", u"none\\x"), copy(u"file", u"none\\x")});
+    expectEach(ERROR_FILE_NOT_FOUND,
+               {drop(u"none"), erase(u"none"), look(u"none"), move(u"none", u"x"), copy(u"none", u"x")});
+    expectEach(ERROR_ACCESS_DENIED, {erase(u"folder"), copy(u"file", u"folder"), copy(u"folder", u"x")});
     EXPECT_EQ(get(base + u"folder\\inner"), "inner");
 
-    EXPECT_EQ(copy(u"file", u"folder\\inner"), ERROR_SUCCESS);
-    EXPECT_EQ(move(u"folder", u"Moved"), ERROR_SUCCESS);
+    expectEach(ERROR_SUCCESS, {copy(u"file", u"folder\\inner"), move(u"folder", u"Moved")});
     EXPECT_EQ(get(base + u"Moved\\inner"), "old");
-    EXPECT_EQ(erase(u"Moved\\inner"), ERROR_SUCCESS);
-    EXPECT_EQ(drop(u"Moved\\"), ERROR_SUCCESS);
-    EXPECT_EQ(find(base + u"*"), (std::vector<Text>{u".", u"..", u"file"}));
+    expectEach(ERROR_SUCCESS, {erase(u"Moved\\inner"), drop(u"Moved\\")});
+    EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file"}));
 }
 
 TEST_F(Files, TemporaryNamesAreFreshShortPrefixedAndMadeOnlyOnRequest) {

@@ -1,17 +1,9 @@
 // The registry's calls in short, for the tests of the platform.
 #pragma once
 
-#include "platform/platform.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
-#include <vector>
+#include "tests/platform/codes.h"
 
 namespace Tarn::Platform {
-
-using Text = std::u16string;
 
 constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
 
@@ -35,11 +27,6 @@ public:
 private:
     HKEY key = nullptr;
 };
-
-/// That all of some results of different types are one code.
-inline void expectEach(Int64 code, const std::vector<Int64>& results) {
-    EXPECT_EQ(results, std::vector<Int64>(results.size(), code));
-}
 
 /// The code of opening a key, which is closed again.
 inline DWORD tryOpen(HKEY parent, const Text& name, REGSAM access = KEY_READ) {

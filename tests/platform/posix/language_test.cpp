@@ -41,7 +41,6 @@ TEST_F(UserLocale, GivesTheCodePages) {
         // These stand in no usual installation; the name alone tells.
         {{{"LANG", "xx_XX.KOI8-R"}}, 20866, 866},
         {{{"LANG", "de_XX.ISO-8859-15@euro"}}, 28605, 850},
-        {{{"LANG", "xx_XX.cp1251"}}, 1251, 866},
         {{{"LANG", "ja_XX.SJIS"}}, 932, 932},
         {{{"LANG", "xx_XX.klingon"}}, 1252, 437},
         {{{"TARNKIT_ACP", "1250"}}, 1250, 852},
@@ -60,12 +59,14 @@ TEST_F(UserLocale, GivesTheCodePages) {
 
 TEST_F(UserLocale, GivesTheLanguage) {
     const std::pair<const char*, LANGID> table[] = {
-        {"C", 0x0409},     {"POSIX", 0x0409},         {"de_DE.UTF-8", 0x0407},
-        {"de_CH", 0x0807}, {"ru_RU", 0x0419},         {"pt_BR.UTF-8", 0x0416},
-        {"pt_PT", 0x0816}, {"sr_RS", 0x0C1A},         {"nb_NO", 0x0414},
-        {"nn_NO", 0x0814}, {"sr_RS@latin", 0x081A},   {"uz_UZ.UTF-8@cyrillic", 0x0843},
-        {"zh_TW", 0x0404}, {"zh_CN.GB18030", 0x0804}, {"en_GB", 0x0809},
+        {"C", 0x0409},
         {"xx", 0x0409},
+        {"de_CH", 0x0807},
+        {"pt_BR.UTF-8", 0x0416},
+        {"sr_RS", 0x0C1A},
+        {"sr_RS@latin", 0x081A},
+        {"uz_UZ.UTF-8@cyrillic", 0x0843},
+        {"zh_CN.GB18030", 0x0804},
     };
     for (const auto& [locale, id] : table)
         EXPECT_EQ(Posix::LanguageOf(locale).id, id) << locale;

@@ -215,7 +215,6 @@ TEST_F(RegistryFaults, ADamagedOrForeignDatabaseIsReportedAndLeftAsItIs) {
     EXPECT_EQ(fs::file_size(userFile), 5000u);
 
     fs::resize_file(userFile, 0);
-    EXPECT_EQ(tryOpen(HKEY_CURRENT_USER, u"Any"), ERROR_FILE_NOT_FOUND);
     const Key made(HKEY_CURRENT_USER, u"Any");
     EXPECT_EQ(tryOpen(HKEY_CURRENT_USER, u"Any"), ERROR_SUCCESS);
 }
