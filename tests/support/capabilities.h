@@ -1,0 +1,34 @@
+// What tests may find missing on a target: each thing by its name, with the reason where it is not there.
+#pragma once
+
+#include <gtest/gtest.h>
+
+namespace Tarn {
+
+struct CCapability {
+    explicit operator bool() const { return whyNot == nullptr; }
+
+    const char* whyNot; // null where it is there
+};
+
+/// The device `\dev\full`, on which every write finds a full disk.
+extern const CCapability kFullDevice;
+/// A shell with POSIX's limits: what a program may write can be bounded.
+extern const CCapability kPosixShell;
+/// Folders that nothing can be made in or removed from while they are read-only.
+extern const CCapability kReadOnlyFolders;
+/// Symbolic links, made without special rights.
+extern const CCapability kSymbolicLinks;
+/// The user's locale and code pages come from environment variables.
+extern const CCapability kLocaleFromEnvironment;
+/// What programs trace is written where TARNKIT_TRACE says.
+extern const CCapability kTraceOutput;
+/// The test program can be started again by itself, as death tests of the style "threadsafe" do.
+extern const CCapability kRestartsItself;
+
+} // namespace Tarn
+
+/// Skips the test where one of these is missing.
+#define TARNKIT_TEST_NEEDS(capability)                                                                       \
+    if (!(capability))                                                                                       \
+    GTEST_SKIP() << #capability << ": " << (capability).whyNot

@@ -1,0 +1,14 @@
+#include "tests/support/capabilities.h"
+
+namespace Tarn {
+
+const CCapability kFullDevice{nullptr};
+const CCapability kPosixShell{nullptr};
+const CCapability kReadOnlyFolders{nullptr};
+const CCapability kSymbolicLinks{nullptr};
+const CCapability kLocaleFromEnvironment{nullptr};
+const CCapability kTraceOutput{nullptr};
+const CCapability kRestartsItself{
+    TARNKIT_TEST_EMULATOR[0] != '\0' ? "the system does not know the program's processor" : nullptr};
+
+} // namespace Tarn
