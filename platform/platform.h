@@ -122,6 +122,13 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* text, int si
 void CharUpperBuffW(char16_t* text, DWORD size);
 void CharLowerBuffW(char16_t* text, DWORD size);
 
+// Calendar time.
+/// Fails (87) for a file time that is negative as a signed number.
+BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
+/// The day of the week is not read. Fails (87) unless the date exists between 1601 and 30827 and the time of
+/// day is below 24:00, leap seconds not counted.
+BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime);
+
 // System texts, versions, language.
 /// The system's text for a code, less than `size` units, with its line end; 0 when there is none.
 DWORD FormatSystemMessageW(DWORD code, bool ignoreInserts, char16_t* buffer, DWORD size);
