@@ -1,0 +1,52 @@
+// The case and the classes of every 16-bit unit.
+#include "platform/platform.h"
+#include "tools/compare_ports/results.h"
+
+#include <tarnkit/unicode_string.h>
+
+namespace compare_ports {
+
+namespace {
+
+using namespace Tarn;
+
+/// What `map` makes of every unit.
+template<class Map>
+void printUnits(ResultFile& results, const std::string& group, Map map) {
+    for (unsigned value = 0; value <= 0xFFFF; value++)
+        results.Add(group, value, map(static_cast<char16_t>(value)));
+}
+
+bool isSpace(char16_t unit) {
+    CUnicodeString text(unit, 1);
+    text.Trim();
+    return text.IsEmpty();
+}
+
+bool isParameterDigit(char16_t unit) {
+    const CUnicodeString text = CUnicodeString(u'%', 1) + unit;
+    return text.SubstParam(nullptr, 0) != text;
+}
+
+std::string numberOf(char16_t unit) {
+    int number = -1;
+    return CUnicodeString(unit, 1).Value(number, 36) ? std::to_string(number) : "-";
+}
+
+} // namespace
+
+void PrintCases(ResultFile& results) {
+    printUnits(results, "case/upper", [](char16_t unit) {
+        Platform::CharUpperBuffW(&unit, 1);
+        return Hex({&unit, 1});
+    });
+    printUnits(results, "case/lower", [](char16_t unit) {
+        Platform::CharLowerBuffW(&unit, 1);
+        return Hex({&unit, 1});
+    });
+    printUnits(results, "class/space", [](char16_t unit) { return isSpace(unit) ? "1" : "0"; });
+    printUnits(results, "class/parameter", [](char16_t unit) { return isParameterDigit(unit) ? "1" : "0"; });
+    printUnits(results, "class/number", numberOf);
+}
+
+} // namespace compare_ports

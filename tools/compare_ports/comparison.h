@@ -1,0 +1,14 @@
+// The differences between two files of results, held against a list of those that are explained.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+namespace compare_ports {
+
+/// Tells on `report` what was compared and what differs. True when the differences are exactly those that the
+/// list explains; throws std::runtime_error for files that cannot be compared.
+bool Compare(const std::string& resultsA, const std::string& resultsB, const std::string& explanations,
+             std::ostream& report);
+
+} // namespace compare_ports

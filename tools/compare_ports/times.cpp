@@ -1,0 +1,93 @@
+// Calendar times and file times into each other.
+#include "platform/platform.h"
+#include "tools/compare_ports/results.h"
+
+namespace compare_ports {
+
+namespace {
+
+namespace Platform = Tarn::Platform;
+using Tarn::Int64;
+using Tarn::UInt64;
+
+constexpr unsigned kFirstYear = 1601;
+constexpr unsigned kLastYear = 30827;
+constexpr unsigned kRandomTimes = 20'000;
+
+std::string dateText(const SYSTEMTIME& time) {
+    std::string text;
+    for (const WORD part : {time.wYear, time.wMonth, time.wDayOfWeek, time.wDay, time.wHour, time.wMinute,
+                            time.wSecond, time.wMilliseconds})
+        text += (text.empty() ? "" : "-") + std::to_string(part);
+    return text;
+}
+
+std::string fileTimeOf(const SYSTEMTIME& date) {
+    FILETIME time;
+    if (!Platform::SystemTimeToFileTime(&date, &time))
+        return Failure(Platform::GetLastError());
+    return std::to_string(UInt64{time.dwHighDateTime} << 32 | time.dwLowDateTime);
+}
+
+std::string dateOf(UInt64 units) {
+    const FILETIME time = {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+    SYSTEMTIME date;
+    return Platform::FileTimeToSystemTime(&time, &date) ? dateText(date) : Failure(Platform::GetLastError());
+}
+
+/// The last days of February and the first and last ones of every year, and years that there are not.
+void printYears(ResultFile& results) {
+    for (unsigned year = 0; year <= 0xFFFF;
+         year += year == kFirstYear - 2 || (year >= kFirstYear - 2 && year <= kLastYear) ? 1 : 1) {
+        const auto number = static_cast<WORD>(year);
+        const SYSTEMTIME dates[] = {{number, 1, 0, 1, 0, 0, 0, 0},
+                                    {number, 2, 0, 28, 12, 30, 30, 500},
+                                    {number, 2, 0, 29, 0, 0, 0, 1},
+                                    {number, 12, 0, 31, 23, 59, 59, 999}};
+        std::string result;
+        for (const SYSTEMTIME& date : dates)
+            result += (result.empty() ? "" : " ") + fileTimeOf(date);
+        results.Add("time/year", year, result);
+    }
+}
+
+/// Dates of which about half are none.
+void printDates(ResultFile& results) {
+    Random random(2);
+    const auto below = [&](unsigned end) {
+        return static_cast<WORD>(random.OneIn(50) ? random.Next() : random.Below(end));
+    };
+    for (unsigned number = 0; number < kRandomTimes; number++) {
+        const SYSTEMTIME date = {static_cast<WORD>(kFirstYear + below(kLastYear - kFirstYear + 1)),
+                                 below(14),
+                                 below(8),
+                                 below(33),
+                                 below(25),
+                                 below(61),
+                                 below(61),
+                                 below(1001)};
+        results.Add("time/date", number, dateText(date) + " " + fileTimeOf(date));
+    }
+}
+
+void printFileTimes(ResultFile& results) {
+    constexpr UInt64 kDay = 864'000'000'000;
+    Random random(3);
+    for (unsigned number = 0; number < kRandomTimes; number++) {
+        UInt64 units = random.Next() >> random.Below(64);
+        if (random.OneIn(2))
+            units = units / kDay * kDay;
+        units += random.Below(3) - 1u;
+        results.Add("time/units", number, std::to_string(units) + " " + dateOf(units));
+    }
+}
+
+} // namespace
+
+void PrintTimes(ResultFile& results) {
+    printYears(results);
+    printDates(results);
+    printFileTimes(results);
+}
+
+} // namespace compare_ports
