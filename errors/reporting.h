@@ -4,6 +4,7 @@
 // made already: a report from inside another one ends the process instead of recursing.
 #pragma once
 
+#include <tarnkit/layout.h>
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/unicode_string.h>
 
@@ -14,7 +15,7 @@ struct CReportingState {
     unsigned char reporting; ///< not 0 while an assertion or a warning is being reported
     unsigned char warning;   ///< not 0 while a warning is being shown
 };
-static_assert(sizeof(CReportingState) == 2);
+TARNKIT_LAYOUT(CReportingState, 2, reporting, warning);
 
 class CReportingGuard {
 public:

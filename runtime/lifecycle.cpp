@@ -4,6 +4,7 @@
 #include "runtime/resource_registry.h"
 
 #include <tarnkit/file_system.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/messages.h>
@@ -13,6 +14,13 @@
 #include <tarnkit/thread_storage.h>
 
 namespace Tarn {
+
+/// What is kept for each thread.
+struct CThreadFlags {
+    unsigned char hasFailed;
+    unsigned char isInsideStaticPart;
+};
+TARNKIT_LAYOUT(CThreadFlags, 2, hasFailed, isInsideStaticPart);
 
 namespace {
 
@@ -28,12 +36,6 @@ struct CTexts {
     CUnicodeString title;
     CUnicodeString userSection;
     CUnicodeString machineSection;
-};
-
-// What is kept for each thread.
-struct CThreadFlags {
-    unsigned char hasFailed;
-    unsigned char isInsideStaticPart;
 };
 
 constinit TState state = TState::neverInitialized;

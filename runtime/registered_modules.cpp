@@ -5,23 +5,25 @@
 #include "runtime/resource_registry.h"
 
 #include <tarnkit/array.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/resource_modules.h>
 
 namespace Tarn {
 
-namespace {
-
-using TModuleFunction = void (*)();
-
 struct CModuleRecord {
+    using TFunction = void (*)();
+
     HINSTANCE module;
-    int references; // loads of `LoadDLL` that `ReleaseModules` gives back
-    TModuleFunction init;
-    TModuleFunction term;
+    int references; ///< loads of `LoadDLL` that `ReleaseModules` gives back
+    TFunction init;
+    TFunction term;
     bool isInitialized;
-    bool hasAnnouncedItself; // else the record only counts references
+    bool hasAnnouncedItself; ///< else the record only counts references
 };
+TARNKIT_LAYOUT(CModuleRecord, 20, module, references, init, term, isInitialized, hasAnnouncedItself);
+
+namespace {
 
 using CModuleRecords = CArray<CModuleRecord, ProcessHeapPolicy>;
 

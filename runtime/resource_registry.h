@@ -6,6 +6,7 @@
 
 #include "runtime/late_object.h"
 
+#include <tarnkit/layout.h>
 #include <tarnkit/resource_modules.h>
 
 namespace Tarn {
@@ -22,6 +23,7 @@ struct CMessageExports {
         return getResourceId == nullptr ? 0 : getResourceId(name);
     }
 };
+TARNKIT_LAYOUT(CMessageExports, 12, getResourceId, numberOfMessages, getMessageName);
 
 /// A module registered by handle, or a family of language libraries: then the prefix is not empty, and the
 /// handle is the family's own load of the library for the current language, or null.
@@ -38,6 +40,7 @@ struct CResourceRecord {
     /// Lets go of a family's library, if one was found for the language.
     void ReleaseLibrary();
 };
+TARNKIT_LAYOUT(CResourceRecord, 24, prefix, folder, module, exports);
 
 // Loading a library may run code of other modules, which may add records: records are therefore addressed by
 // index around every load.
@@ -76,12 +79,14 @@ private:
     CArray<CResourceRecord> records;
 
     friend class CLateObject<CResourceRegistry>;
+    friend struct CLayout<CResourceRegistry>;
     CResourceRegistry();
 
     void addLanguage(int code, const CUnicodeString& name);
     void addLanguagesOf(int index);
     void loadLanguage(int index, int code);
 };
+TARNKIT_LAYOUT(CResourceRegistry, 416, isSetUp, currentLanguage, codes, names, positions, records);
 
 /// The language without the sublanguage of a Windows language identifier.
 constexpr int PrimaryLanguage(int languageId) { return languageId & 0x3FF; }

@@ -51,6 +51,7 @@ bool succeeds(Growth growth) {
 struct CThreadSlots {
     CArray<void*, ProcessHeapPolicy> entries;
 };
+TARNKIT_LAYOUT(CThreadSlots, 12, entries);
 
 CThreadDataStorage::CThreadDataStorage() : tlsIndex(TLS_OUT_OF_INDEXES), slotCount(0) { attach(); }
 

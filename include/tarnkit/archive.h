@@ -15,6 +15,7 @@
 #include <tarnkit/export.h>
 #include <tarnkit/failures.h>
 #include <tarnkit/file.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/string.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
@@ -174,6 +175,8 @@ private:
     /// How many bytes of the buffer have been consumed (loading) or wait to be written (storing).
     int position = 0;
 
+    friend struct CLayout<CArchive>;
+
     int unusedBufferSize() const { return buffer.Size() - position; }
 
     // The next `size` bytes to read or to fill, and the position behind them. Null when the archive is no
@@ -254,6 +257,7 @@ private:
     template<class Unit, class Text>
     void loadText(Text& text);
 };
+TARNKIT_LAYOUT(CArchive, 36, file, name, direction, buffer, bufferSize, position);
 
 static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
 static_assert(sizeof(short) == 2 && sizeof(int) == 4 && sizeof(Int64) == 8);

@@ -10,6 +10,7 @@
 
 #include <tarnkit/data_model.h>
 #include <tarnkit/failures.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/memory_manager.h>
 
 #include <algorithm>
@@ -205,6 +206,8 @@ private:
     T* elements = nullptr;
     int capacity = 0;
 
+    friend struct CLayout<CArray>;
+
     static_assert(alignof(T) <= alignof(std::max_align_t),
                   "over-aligned elements need a manager of their own");
 
@@ -298,6 +301,6 @@ private:
     }
 };
 
-static_assert(sizeof(CArray<int>) == 3 * kPointerSize);
+TARNKIT_LAYOUT(CArray<int>, 12, count, elements, capacity);
 
 } // namespace Tarn

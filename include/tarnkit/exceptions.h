@@ -9,6 +9,7 @@
 #pragma once
 
 #include <tarnkit/failures.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -40,6 +41,7 @@ public:
     static void* operator new(std::size_t size);
     static void operator delete(void* object);
 };
+TARNKIT_LAYOUT(CException, 4);
 
 /// Destroys an exception; null does nothing.
 inline void Delete(CException* e) {
@@ -64,8 +66,10 @@ public:
 private:
     const char16_t* sourceFile;
     int sourceLine;
+
+    friend struct CLayout<CInternalError>;
 };
-static_assert(sizeof(CInternalError) == 3 * kPointerSize);
+TARNKIT_LAYOUT(CInternalError, 12, sourceFile, sourceLine);
 
 /// A failed check: a named error with up to three parameters.
 class TARNKIT_API CCheckException : public CException {
@@ -85,8 +89,10 @@ private:
     CUnicodeString parameter0;
     CUnicodeString parameter1;
     CUnicodeString parameter2;
+
+    friend struct CLayout<CCheckException>;
 };
-static_assert(sizeof(CCheckException) == 5 * kPointerSize);
+TARNKIT_LAYOUT(CCheckException, 20, checkError, parameter0, parameter1, parameter2);
 
 /// A failed COM call. Holds a reference on the error information, when there is one.
 class TARNKIT_API CCOMException : public CException {
@@ -104,8 +110,10 @@ public:
 private:
     HRESULT resultCode;
     IErrorInfo* errorInfo;
+
+    friend struct CLayout<CCOMException>;
 };
-static_assert(sizeof(CCOMException) == 3 * kPointerSize);
+TARNKIT_LAYOUT(CCOMException, 12, resultCode, errorInfo);
 
 /// Unwinds an operation that the user cancelled or that has already told him why it stopped. Shows nothing.
 class TARNKIT_API CUserException : public CException {
@@ -116,6 +124,7 @@ public:
     CUnicodeString MessageText() const override;
     void Warning() const override;
 };
+TARNKIT_LAYOUT(CUserException, 4);
 
 /// Out of memory. One static object, thrown over and over: neither it nor its text needs memory.
 class TARNKIT_API CMemoryException final : public CException {
@@ -131,6 +140,7 @@ public:
     static void operator delete(CMemoryException* object, std::destroying_delete_t) noexcept(false);
     static void operator delete(void* object) noexcept(false);
 };
+TARNKIT_LAYOUT(CMemoryException, 4);
 
 /// A failed system call.
 class TARNKIT_API CLastErrorException : public CException {
@@ -147,8 +157,10 @@ public:
 
 private:
     DWORD errorCode;
+
+    friend struct CLayout<CLastErrorException>;
 };
-static_assert(sizeof(CLastErrorException) == 2 * kPointerSize);
+TARNKIT_LAYOUT(CLastErrorException, 8, errorCode);
 
 /// A failed operation on a file, in one of a few kinds that a user can understand.
 class TARNKIT_API CFileException : public CException {
@@ -190,8 +202,10 @@ private:
     DWORD errorCode;
     TType errorType;
     CUnicodeString fileName;
+
+    friend struct CLayout<CFileException>;
 };
-static_assert(sizeof(CFileException) == 8 + 2 * kPointerSize);
+TARNKIT_LAYOUT(CFileException, 16, errorCode, errorType, fileName);
 
 /// The COM error information of errors that start in this library. It is made with `new`, starts without a
 /// reference and deletes itself when the last one is released.
@@ -220,9 +234,11 @@ private:
     CUnicodeString helpFile;
     DWORD helpContext;
 
+    friend struct CLayout<CErrorInfoImpl>;
+
     ~CErrorInfoImpl() = default;
 };
-static_assert(sizeof(CErrorInfoImpl) == 6 * kPointerSize);
+TARNKIT_LAYOUT(CErrorInfoImpl, 24, references, source, description, helpFile, helpContext);
 
 /// Reports bad data: throws a `CCheckException*` or, where throwing is off, shows the text and returns. A
 /// null parameter is an empty text.

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <tarnkit/export.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -42,6 +43,7 @@ public:
     void SeekToBegin() { Seek(0, Begin); }
     void SeekToEnd() { Seek(0, End); }
 };
+TARNKIT_LAYOUT(CBaseFile, 4);
 
 class TARNKIT_API CFile : public CBaseFile {
 public:
@@ -137,8 +139,9 @@ private:
 
     HANDLE handle = INVALID_HANDLE_VALUE;
     CUnicodeString name;
-};
 
-static_assert(sizeof(CFile) == 3 * kPointerSize);
+    friend struct CLayout<CFile>;
+};
+TARNKIT_LAYOUT(CFile, 12, handle, name);
 
 } // namespace Tarn

@@ -11,6 +11,7 @@
 
 #include <tarnkit/data_model.h>
 #include <tarnkit/failures.h>
+#include <tarnkit/layout.h>
 
 #include <cstddef>
 
@@ -32,6 +33,7 @@ protected:
     constexpr IMemoryManager(const IMemoryManager&) = default;
     constexpr IMemoryManager& operator=(const IMemoryManager&) = default;
 };
+TARNKIT_LAYOUT(IMemoryManager, 4);
 
 /// The default manager's class: the C runtime's heap.
 class TARNKIT_API CRuntimeHeapManager final : public IMemoryManager {
@@ -41,6 +43,7 @@ public:
     void* Alloc(int size) override;
     void Free(void* ptr) override;
 };
+TARNKIT_LAYOUT(CRuntimeHeapManager, 4);
 
 /// The large-block manager's class: whole pages of virtual memory, given back to the system at once.
 class TARNKIT_API CVirtualMemoryManager final : public IMemoryManager {
@@ -51,6 +54,7 @@ public:
     /// Asserts when `ptr` is not the start of a region that the system handed out.
     void Free(void* ptr) override;
 };
+TARNKIT_LAYOUT(CVirtualMemoryManager, 4);
 
 /// The manager that serves a thread whose current manager is null.
 TARNKIT_API IMemoryManager& GetDefaultMemoryManager();
@@ -60,6 +64,7 @@ TARNKIT_API IMemoryManager& GetLargeBlockManager();
 
 /// Bytes from the start of a manager's block to the address that `doAlloc` returns.
 inline constexpr int kAllocationPrefix = kAllocationUnit;
+static_assert(kPointerSize != 4 || kAllocationPrefix == 4);
 
 /// The largest request that `doAlloc` gives to the current manager; larger ones are virtual memory.
 inline constexpr unsigned kLargestSmallAllocation = 65532;
@@ -87,7 +92,10 @@ public:
 
 private:
     IMemoryManager* previous;
+
+    friend struct CLayout<CMemoryManagerSwitcher>;
 };
+TARNKIT_LAYOUT(CMemoryManagerSwitcher, 4, previous);
 
 /// The allocation policy of the library's templates: the calling thread's current manager.
 struct CurrentMemoryManager {
@@ -130,7 +138,8 @@ struct CMemoryCounters {
     int HeapFreeCount;
     int StackFreeCount;
 };
-static_assert(sizeof(CMemoryCounters) == 40);
+TARNKIT_LAYOUT(CMemoryCounters, 40, HeapAllocCount, HeapAllocSize, StackAllocCount, StackAllocSize,
+               HeapCurrentSize, HeapPeakSize, StackCurrentSize, StackPeakSize, HeapFreeCount, StackFreeCount);
 
 TARNKIT_API void RegisterHeapAlloc(int size);
 TARNKIT_API void RegisterHeapFree(int size);

@@ -8,6 +8,7 @@
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/export.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/string.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
@@ -34,6 +35,7 @@ public:
     /// The answer of a box with these flags when the user accepts the preselected button.
     static int GetDefaultReturnValue(unsigned flags);
 };
+TARNKIT_LAYOUT(CMessageHandler, 4);
 
 /// A message box, modal for the whole application.
 class TARNKIT_API CMessageBoxHandler : public CMessageHandler {
@@ -43,6 +45,7 @@ public:
 
     int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) override;
 };
+TARNKIT_LAYOUT(CMessageBoxHandler, 4);
 
 /// The debugger output and a log file beside the executable, with the extension ".log". Answers OK always.
 class TARNKIT_API CConsoleMessageHandler : public CMessageHandler {
@@ -69,12 +72,13 @@ private:
     static bool isAddCRLF;
 
     friend void ReleaseMessageHandlers();
+    friend struct CLayout<CConsoleMessageHandler>;
 
     bool openLogFile();
     void closeLogFile();
     void write(const void* bytes, int size);
 };
-static_assert(sizeof(CConsoleMessageHandler) == 3 * kPointerSize);
+TARNKIT_LAYOUT(CConsoleMessageHandler, 12, logFile, logFileName);
 
 /// Appends each message to a file, as UTF-16 with a byte order mark and a blank line after each. Answers with
 /// the preselected button.
@@ -89,7 +93,10 @@ public:
 
 private:
     CUnicodeString fileName;
+
+    friend struct CLayout<CFileMessageHandler>;
 };
+TARNKIT_LAYOUT(CFileMessageHandler, 8, fileName);
 
 /// Installs a handler for a scope. Scopes end in reverse order.
 class TARNKIT_API CMessageHandlerSwitcher {
@@ -116,8 +123,10 @@ private:
     CMessageHandler* previous = nullptr;
     bool active = false;
     bool perThread;
+
+    friend struct CLayout<CMessageHandlerSwitcher>;
 };
-static_assert(sizeof(CMessageHandlerSwitcher) == 3 * kPointerSize);
+TARNKIT_LAYOUT(CMessageHandlerSwitcher, 12, handler, previous, active, perThread);
 
 /// The calling thread's handler, else the process's, else the default one; never null.
 TARNKIT_API CMessageHandler* GetCurrentMessageHandler();

@@ -12,6 +12,7 @@
 
 #include <tarnkit/array.h>
 #include <tarnkit/export.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/unicode_string.h>
 
 namespace Tarn {
@@ -68,7 +69,10 @@ private:
     CMessage* next;
     CMessage* previous;
     [[maybe_unused]] int number;
+
+    friend struct CLayout<CMessage>;
 };
+TARNKIT_LAYOUT(CMessage, 16, name, next, previous, number);
 
 /// A message that is the reason of a check (`GenCheck`).
 class TARNKIT_API CError : public CMessage {

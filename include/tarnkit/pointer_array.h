@@ -71,6 +71,9 @@ public:
 
 private:
     CArray<T*, Policy> pointers;
+
+    friend struct CLayout<CPointerArray>;
 };
+TARNKIT_LAYOUT(CPointerArray<int>, 12, pointers);
 
 } // namespace Tarn

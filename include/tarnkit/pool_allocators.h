@@ -7,6 +7,7 @@
 // Running out of memory is the memory exception.
 #pragma once
 
+#include <tarnkit/layout.h>
 #include <tarnkit/memory_manager.h>
 
 #include <climits>
@@ -63,9 +64,11 @@ private:
     int committedSize = 0;
     int reservedSize = 0;
 
+    friend struct CLayout<COneBlockAllocator>;
+
     void commit(int size);
 };
-static_assert(kPointerSize != 4 || sizeof(COneBlockAllocator) == 20);
+TARNKIT_LAYOUT(COneBlockAllocator, 20, base, allocatedSize, committedSize, reservedSize);
 
 /// A pool of equal-sized blocks carved out of large pages, with a last-in, first-out free list.
 class TARNKIT_API CBlockManager final : public IMemoryManager {
@@ -140,6 +143,8 @@ private:
     int pageDataSize;
     int allocatedBlocksSize = 0;
 
+    friend struct CLayout<CBlockManager>;
+
     void* doAlloc() {
         if (freeBlocks != nullptr) {
             CFreeBlock* block = freeBlocks;
@@ -160,7 +165,8 @@ private:
     void releaseMemory(CPage* list);
     void releaseAllMemory();
 };
-static_assert(kPointerSize != 4 || sizeof(CBlockManager) == 40);
+TARNKIT_LAYOUT(CBlockManager, 40, freeBlocks, pages, sparePages, used, freeBlocksSize, blockSize,
+               alignedBlockSize, pageDataSize, allocatedBlocksSize);
 
 /// A position of a stack manager to come back to.
 struct CStackManagerState {
@@ -168,6 +174,7 @@ struct CStackManagerState {
     int used;          ///< the bytes used in it
     int allocatedSize; ///< the manager's allocated size
 };
+TARNKIT_LAYOUT(CStackManagerState, 12, block, used, allocatedSize);
 
 /// A mark-and-release allocator: single frees do nothing, memory comes back by returning to a state.
 class TARNKIT_API CStackManager final : public IMemoryManager {
@@ -215,12 +222,14 @@ private:
 
         char* data() { return reinterpret_cast<char*>(this + 1); }
     };
-    static_assert(sizeof(CBlock) == (kPointerSize == 4 ? 12 : 16));
 
     CBlock* current = nullptr;
     CBlock* freeList = nullptr;
     int allocatedSize = 0;
     int minimalBlockDataSize;
+
+    friend struct CLayout<CStackManager>;
+    friend struct CLayout<CBlock>;
 
     // An aligned size may be beyond what an `int` holds; it fits nowhere then.
     bool canAllocInCurrentBlock(unsigned size) const {
@@ -242,7 +251,8 @@ private:
     void releaseMemory(CBlock* blocks);
     void releaseAllMemory();
 };
-static_assert(kPointerSize != 4 || sizeof(CStackManager) == 20);
+TARNKIT_LAYOUT(CStackManager, 20, current, freeList, allocatedSize, minimalBlockDataSize);
+TARNKIT_LAYOUT(CStackManager::CBlock, 12, next, capacity, used);
 
 /// The pool of the string bodies: block managers for blocks of 32 to 512 bytes, the process heap above.
 /// Library-internal; strings take and return their bodies through it.
@@ -266,7 +276,10 @@ private:
     CBlockManager blocks128{128, 0x10000};
     CBlockManager blocks256{256, 0x10000};
     CBlockManager blocks512{512, 0x10000};
+
+    friend struct CLayout<CSizeClassAllocator>;
 };
+TARNKIT_LAYOUT(CSizeClassAllocator, 200, blocks32, blocks64, blocks128, blocks256, blocks512);
 
 /// The one instance that serves every string body of the process.
 TARNKIT_API CSizeClassAllocator& GetStringBodyPool();

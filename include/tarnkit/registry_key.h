@@ -10,6 +10,7 @@
 
 #include <tarnkit/array.h>
 #include <tarnkit/export.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -24,7 +25,8 @@ struct CRegistryKeyInfo {
     DWORD longestValueName; ///< in 16-bit units
     DWORD longestValueData; ///< in bytes
 };
-static_assert(sizeof(CRegistryKeyInfo) == 24);
+TARNKIT_LAYOUT(CRegistryKeyInfo, 24, subKeyCount, longestSubKeyName, longestClassName, valueCount,
+               longestValueName, longestValueData);
 
 class TARNKIT_API CRegistryKey {
 public:
@@ -95,6 +97,9 @@ private:
 
     HKEY key = nullptr;
     bool isReadOnly;
+
+    friend struct CLayout<CRegistryKey>;
 };
+TARNKIT_LAYOUT(CRegistryKey, 8, key, isReadOnly);
 
 } // namespace Tarn

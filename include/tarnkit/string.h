@@ -13,6 +13,7 @@
 #include <tarnkit/array.h>
 #include <tarnkit/export.h>
 #include <tarnkit/failures.h>
+#include <tarnkit/layout.h>
 
 #include <climits>
 #include <compare>
@@ -78,6 +79,8 @@ private:
     int allocatedSize;
     Unit text[1];
 
+    friend struct CLayout<CStringBodyOf>;
+
     constexpr CStringBodyOf(int count, int size)
         : referenceCount(count), length(0), allocatedSize(size), text{} {}
 };
@@ -87,6 +90,11 @@ extern template class CStringBodyOf<char16_t>;
 
 using CStringBody = CStringBodyOf<char>;
 using CUnicodeStringBody = CStringBodyOf<char16_t>;
+
+TARNKIT_LAYOUT(CStringBody, 16, referenceCount, length, allocatedSize, text);
+TARNKIT_LAYOUT(CUnicodeStringBody, 16, referenceCount, length, allocatedSize, text);
+static_assert(CStringBody::RequiredMemorySize(20) == 20 + 13);
+static_assert(CUnicodeStringBody::RequiredMemorySize(20) == (20 + 7) * 2);
 
 /// The members of `CString` and `CUnicodeString`. Never used by itself.
 template<class Unit>
@@ -331,6 +339,8 @@ protected:
 private:
     Body* body;
 
+    friend struct CLayout<String>;
+
     String& self() { return static_cast<String&>(*this); }
     const String& self() const { return static_cast<const String&>(*this); }
 
@@ -368,7 +378,6 @@ private:
     static CStringBody* createFromUnicodeText(const char16_t* text, int length, unsigned codePage,
                                               unsigned flags);
 };
-
-static_assert(sizeof(CString) == sizeof(void*));
+TARNKIT_LAYOUT(CString, 4, body);
 
 } // namespace Tarn

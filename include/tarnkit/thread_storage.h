@@ -9,11 +9,13 @@
 
 #include <tarnkit/export.h>
 #include <tarnkit/immortal.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/pointer_array.h>
 #include <tarnkit/types.h>
 
 #include <atomic>
+#include <type_traits>
 
 namespace Tarn {
 
@@ -47,6 +49,7 @@ private:
     std::atomic<int> slotCount;
     CPointerArray<CThreadSlots, ProcessHeapPolicy> threads;
 
+    friend struct CLayout<CThreadDataStorage>;
     friend class CThreadRecord;
     friend union Immortal<CThreadDataStorage>;
     // The storage of the process, which exists before any constructor ran and obtains its index later.
@@ -63,7 +66,7 @@ private:
     CThreadSlots* makeSlots();
     void** getEntry(int slot);
 };
-static_assert(sizeof(CThreadDataStorage) == 8 + 3 * kPointerSize);
+TARNKIT_LAYOUT(CThreadDataStorage, 20, tlsIndex, slotCount, threads);
 
 /// The storage of the process.
 TARNKIT_API CThreadDataStorage& GetThreadDataStorage();
@@ -111,6 +114,7 @@ public:
     constexpr CCriticalSection() {}
     constexpr ~CCriticalSection() {}
 };
+static_assert(std::is_empty_v<CCriticalSection>);
 
 /// The place where a build for several threads would hold a lock. Every operation does nothing.
 class TARNKIT_API CCriticalSectionLock {
@@ -124,7 +128,9 @@ public:
 
 private:
     [[maybe_unused]] unsigned char lockState = 0;
+
+    friend struct CLayout<CCriticalSectionLock>;
 };
-static_assert(sizeof(CCriticalSectionLock) == 1);
+TARNKIT_LAYOUT(CCriticalSectionLock, 1, lockState);
 
 } // namespace Tarn

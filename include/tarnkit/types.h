@@ -434,3 +434,11 @@ inline constexpr DWORD VER_PLATFORM_WIN32_NT = 2;
 inline constexpr DWORD VER_PLATFORM_WIN32_CE = 3;
 
 #endif
+
+// The sizes that the platform documents, on every target.
+static_assert(sizeof(FILETIME) == 8 && sizeof(SYSTEMTIME) == 16 && sizeof(GUID) == 16);
+static_assert(sizeof(POINT) == 8 && sizeof(SIZE) == 8 && sizeof(RECT) == 16);
+static_assert(sizeof(WIN32_FIND_DATAW) == 592 && sizeof(VS_FIXEDFILEINFO) == 52);
+static_assert(sizeof(OSVERSIONINFOW) == 276 && sizeof(HRESULT) == 4);
+static_assert(sizeof(EXCEPINFO) == (Tarn::kPointerSize == 4 ? 32 : 64));
+static_assert(sizeof(MEMORY_BASIC_INFORMATION) == (Tarn::kPointerSize == 4 ? 28 : 48));

@@ -26,7 +26,6 @@ public:
 private:
     static CUnicodeStringBody* construct(const char* text, int length, unsigned codePage);
 };
-
-static_assert(sizeof(CUnicodeString) == sizeof(void*));
+TARNKIT_LAYOUT(CUnicodeString, 4, body);
 
 } // namespace Tarn

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <tarnkit/array.h>
+#include <tarnkit/layout.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -27,8 +28,10 @@ private:
     CArray<BYTE, CurrentMemoryManager> record;
     const BYTE* fixedInfo = nullptr;
 
+    friend struct CLayout<CVerInfo>;
+
     void init(const CUnicodeString& name);
 };
-static_assert(sizeof(CVerInfo) == 4 * kPointerSize);
+TARNKIT_LAYOUT(CVerInfo, 16, record, fixedInfo);
 
 } // namespace Tarn
