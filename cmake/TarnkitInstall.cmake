@@ -1,6 +1,5 @@
 # What `cmake --install` puts where, and the package that find_package(Tarnkit) finds there.
 include(CMakePackageConfigHelpers)
-include(GNUInstallDirs)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Tarnkit)
 
@@ -11,6 +10,10 @@ set_target_properties(Tarnkit PROPERTIES EXPORT_NAME Library)
 install(TARGETS Tarnkit TarnkitStatic tarnmsg EXPORT TarnkitTargets)
 # The translations of the library's own texts; an application takes along those of its languages.
 install(TARGETS Tarnkit1 Tarnkit2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tarnkit)
+if(WIN32)
+  install(FILES ${exceptions_library} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(FILES ${runtime_files} DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(DIRECTORY include/tarnkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT TarnkitTargets NAMESPACE Tarnkit:: DESTINATION ${package_folder})
 

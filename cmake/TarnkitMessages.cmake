@@ -6,6 +6,10 @@ if(WIN32)
   enable_language(RC)
 endif()
 
+# The message compiler runs while a project is built. A build for a system whose programs do not run here names one
+# that was built for this system.
+set(TARNKIT_MESSAGE_COMPILER "" CACHE FILEPATH "A tarnmsg to use instead of Tarnkit::tarnmsg")
+
 # Makes every executable and library that links `target` show the protocol of resource modules, and takes the
 # marker of client modules in even where nothing else of the static part is used.
 function(tarnkit_export_module_protocol target)
@@ -54,10 +58,14 @@ function(tarnkit_add_messages target)
     list(APPEND options --original ${arg_ORIGINAL})
     list(APPEND inputs ${arg_ORIGINAL})
   endif()
+  set(compiler Tarnkit::tarnmsg)
+  if(TARNKIT_MESSAGE_COMPILER)
+    set(compiler ${TARNKIT_MESSAGE_COMPILER})
+  endif()
   add_custom_command(
     OUTPUT ${outputs}
-    COMMAND Tarnkit::tarnmsg ${options} ${arg_PO}
-    DEPENDS ${inputs} Tarnkit::tarnmsg
+    COMMAND ${compiler} ${options} ${arg_PO}
+    DEPENDS ${inputs} ${compiler}
     COMMENT "Compiling the messages of ${target}"
     VERBATIM)
   # The target may have been made in another folder, which does not see this one's rules.

@@ -2,7 +2,9 @@
 add_library(TarnkitOptions INTERFACE)
 target_compile_features(TarnkitOptions INTERFACE cxx_std_20)
 target_compile_options(TarnkitOptions INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Woverloaded-virtual -Werror
+  # The interfaces of COM have no destructor at all.
+  $<$<NOT:$<BOOL:${WIN32}>>:-Wnon-virtual-dtor>
   -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition
   # A unique symbol would keep the library in memory after its last user has let it go.
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)

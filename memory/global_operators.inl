@@ -22,9 +22,9 @@ void* newArrayOrNull(std::size_t size) noexcept { return std::malloc(size > 0 ? 
 
 } // namespace
 
-TARNKIT_API void* operator new(std::size_t size) { return newObject(size); }
+TARNKIT_REPLACED void* operator new(std::size_t size) { return newObject(size); }
 
-TARNKIT_API void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+TARNKIT_REPLACED void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     try {
         return newObject(size);
     } catch (...) {
@@ -33,21 +33,21 @@ TARNKIT_API void* operator new(std::size_t size, const std::nothrow_t&) noexcept
     }
 }
 
-TARNKIT_API void operator delete(void* ptr) noexcept { alloc_delete(ptr); }
-TARNKIT_API void operator delete(void* ptr, std::size_t) noexcept { alloc_delete(ptr); }
-TARNKIT_API void operator delete(void* ptr, const std::nothrow_t&) noexcept { alloc_delete(ptr); }
+TARNKIT_REPLACED void operator delete(void* ptr) noexcept { alloc_delete(ptr); }
+TARNKIT_REPLACED void operator delete(void* ptr, std::size_t) noexcept { alloc_delete(ptr); }
+TARNKIT_REPLACED void operator delete(void* ptr, const std::nothrow_t&) noexcept { alloc_delete(ptr); }
 
-TARNKIT_API void* operator new[](std::size_t size) {
+TARNKIT_REPLACED void* operator new[](std::size_t size) {
     void* block = newArrayOrNull(size);
     if (block == nullptr)
         Tarn::ThrowMemoryException();
     return block;
 }
 
-TARNKIT_API void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+TARNKIT_REPLACED void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
     return newArrayOrNull(size);
 }
 
-TARNKIT_API void operator delete[](void* ptr) noexcept { std::free(ptr); }
-TARNKIT_API void operator delete[](void* ptr, std::size_t) noexcept { std::free(ptr); }
-TARNKIT_API void operator delete[](void* ptr, const std::nothrow_t&) noexcept { std::free(ptr); }
+TARNKIT_REPLACED void operator delete[](void* ptr) noexcept { std::free(ptr); }
+TARNKIT_REPLACED void operator delete[](void* ptr, std::size_t) noexcept { std::free(ptr); }
+TARNKIT_REPLACED void operator delete[](void* ptr, const std::nothrow_t&) noexcept { std::free(ptr); }

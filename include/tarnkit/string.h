@@ -85,8 +85,8 @@ private:
         : referenceCount(count), length(0), allocatedSize(size), text{} {}
 };
 
-extern template class CStringBodyOf<char>;
-extern template class CStringBodyOf<char16_t>;
+TARNKIT_EXTERN_TEMPLATE(class CStringBodyOf<char>);
+TARNKIT_EXTERN_TEMPLATE(class CStringBodyOf<char16_t>);
 
 using CStringBody = CStringBodyOf<char>;
 using CUnicodeStringBody = CStringBodyOf<char16_t>;
@@ -356,8 +356,8 @@ private:
     int commonSuffix(const Unit* text, int count) const;
 };
 
-extern template class CStringOf<char>;
-extern template class CStringOf<char16_t>;
+TARNKIT_EXTERN_TEMPLATE(class CStringOf<char>);
+TARNKIT_EXTERN_TEMPLATE(class CStringOf<char16_t>);
 
 /// The 8-bit text value. Code pages: 0 is the system's ANSI code page, 1 its OEM code page, 65001 UTF-8,
 /// anything else a code page of the platform.

@@ -27,7 +27,7 @@ constexpr char kUsage[] = R"(Usage: tarnmsg [options] CATALOGUE.po
   --windows FILE.cpp    the source of a module for Windows, together with
   --rc FILE.rc          its resource script
   --first-id N          the id of the first message in the order of names (1 to 65535; 1)
-  --language ID         the Windows language identifier of the resource script (1033)
+  --language ID         the Windows language identifier of the resource script (1033, or 0x0409)
   --original FILE.po    the catalogue that this one translates
 )";
 
@@ -45,8 +45,11 @@ struct UsageError {
 
 int parseNumber(const std::string& option, const std::string& text, int smallest, int largest) {
     int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < smallest || number > largest)
+    const bool hexadecimal = text.starts_with("0x");
+    const char* digits = text.data() + (hexadecimal ? 2 : 0);
+    const char* textEnd = text.data() + text.size();
+    const auto [end, error] = std::from_chars(digits, textEnd, number, hexadecimal ? 16 : 10);
+    if (error != std::errc() || end != textEnd || number < smallest || number > largest)
         throw UsageError{option + ": '" + text + "' is no number from " + std::to_string(smallest) + " to " +
                          std::to_string(largest)};
     return number;

@@ -1,0 +1,39 @@
+# The C++ runtime of modules of the Windows format.
+#
+# There `operator new` cannot be replaced for a whole process: each module has its own, and the shared C++ runtime
+# keeps to its own too. A std::filesystem::path or a stream that is filled in there and disposed of here would be
+# freed by the wrong one. So every module takes in what it uses of the runtime (and its operators with it) and shares
+# only the state of exceptions, which must be one for the process so that they cross modules.
+if(NOT WIN32)
+  return()
+endif()
+
+set(exceptions_library ${PROJECT_BINARY_DIR}/libtarnkit_exceptions.a)
+execute_process(
+  COMMAND ${CMAKE_DLLTOOL} --input-def ${CMAKE_CURRENT_LIST_DIR}/exceptions.def --output-lib ${exceptions_library}
+  COMMAND_ERROR_IS_FATAL ANY)
+
+# Programs find the runtime's libraries beside them.
+set(runtime_libraries libstdc++-6.dll libwinpthread-1.dll)
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  list(APPEND runtime_libraries libgcc_s_seh-1.dll)
+else()
+  list(APPEND runtime_libraries libgcc_s_dw2-1.dll)
+endif()
+set(runtime_files)
+foreach(library IN LISTS runtime_libraries)
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
+    OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  list(APPEND runtime_files ${file})
+endforeach()
+file(COPY ${runtime_files} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+
+# Shared by the library itself (PRIVATE) and by every module that links its static part (INTERFACE).
+function(tarnkit_share_exceptions target scope)
+  target_link_options(${target} ${scope} -shared-libgcc -static-libstdc++)
+  # Whole, and before the runtime's archive can offer the same.
+  set(installed $<INSTALL_PREFIX>/${CMAKE_INSTALL_LIBDIR}/libtarnkit_exceptions.a)
+  target_link_options(${target} ${scope}
+    "$<BUILD_INTERFACE:SHELL:-Wl,--whole-archive ${exceptions_library} -Wl,--no-whole-archive>"
+    "$<INSTALL_INTERFACE:SHELL:-Wl,--whole-archive ${installed} -Wl,--no-whole-archive>")
+endfunction()

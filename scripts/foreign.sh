@@ -1,0 +1,33 @@
+# Packages of an architecture that the machine does not run, unpacked into the build folder: sourced by common.sh.
+
+# foreign_packages ARCHITECTURE FOLDER PACKAGE...: unpacks the Debian packages into FOLDER, once. The system itself
+# does not learn of the architecture: apt works on a state of its own, with the sources that the machine has.
+foreign_packages() {
+    local architecture=$1 folder=$root/$2
+    shift 2
+    local wanted="$architecture $*"
+    [ "$(cat "$folder/.packages" 2>/dev/null)" = "$wanted" ] && return
+    command -v apt-get >/dev/null || {
+        echo "Please unpack these Debian packages for $architecture into $folder, then run this again: $*" >&2
+        exit 1
+    }
+    echo "Fetching $* for $architecture"
+    rm -rf "$folder"
+    mkdir -p "$folder/.apt/lists/partial" "$folder/.apt/cache/archives/partial"
+    apt-get indextargets --format '$(ORIGIN) $(LABEL) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
+        sed -n 's/^Debian Debian \(deb .* main\)$/\1/p' | sort -u >"$folder/.apt/sources.list"
+    : >"$folder/.apt/status"
+    local apt=(apt-get -qq -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
+        -o "Dir::State=$folder/.apt" -o "Dir::State::Lists=$folder/.apt/lists"
+        -o "Dir::State::status=$folder/.apt/status" -o "Dir::Cache=$folder/.apt/cache"
+        -o "Dir::Etc::SourceList=$folder/.apt/sources.list" -o Dir::Etc::SourceParts=/dev/null
+        -o APT::Sandbox::User=root -o Acquire::Languages=none)
+    "${apt[@]}" update
+    (cd "$folder/.apt" && "${apt[@]}" download "$@")
+    local package
+    for package in "$folder"/.apt/*.deb; do
+        dpkg -x "$package" "$folder"
+    done
+    rm -rf "$folder/.apt"
+    echo "$wanted" >"$folder/.packages"
+}
