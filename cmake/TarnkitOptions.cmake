@@ -5,6 +5,8 @@ target_compile_options(TarnkitOptions INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Woverloaded-virtual -Werror
   # The interfaces of COM have no destructor at all.
   $<$<NOT:$<BOOL:${WIN32}>>:-Wnon-virtual-dtor>
+  # GCC takes it that no `operator delete` throws; on ARM an assertion in one could then not get out.
+  -funwind-tables
   -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition
   # A unique symbol would keep the library in memory after its last user has let it go.
   $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
