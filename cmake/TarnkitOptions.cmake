@@ -1,3 +1,10 @@
+# Which of the two ports of the door is built, by the name of its folder.
+if(WIN32)
+  set(TARNKIT_PORT windows)
+else()
+  set(TARNKIT_PORT posix)
+endif()
+
 # How every target of this project is compiled. Not installed: clients compile as they like.
 add_library(TarnkitOptions INTERFACE)
 target_compile_features(TarnkitOptions INTERFACE cxx_std_20)

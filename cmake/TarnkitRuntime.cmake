@@ -5,6 +5,8 @@
 # freed by the wrong one. So every module takes in what it uses of the runtime (and its operators with it) and shares
 # only the state of exceptions, which must be one for the process so that they cross modules.
 if(NOT WIN32)
+  function(tarnkit_share_exceptions)
+  endfunction()
   return()
 endif()
 

@@ -8,6 +8,15 @@ cd "$root"
 build_packages=(g++ cmake ninja-build libsqlite3-dev)
 test_packages=(libgtest-dev clang-format)
 
+# as_root COMMAND...: fails where this user may not.
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        command -v sudo >/dev/null && sudo -n "$@" 2>/dev/null
+    fi
+}
+
 # need PACKAGE...: installs the Debian packages that are missing, or says which to install and stops.
 need() {
     local package missing=()
@@ -19,17 +28,13 @@ need() {
         echo "Please install what these Debian packages hold, then run this again: ${missing[*]}" >&2
         exit 1
     fi
-    local as_root=()
-    if [ "$(id -u)" -ne 0 ]; then
-        if ! command -v sudo >/dev/null || ! sudo -n true 2>/dev/null; then
-            echo "Please run: apt-get install ${missing[*]}" >&2
-            exit 1
-        fi
-        as_root=(sudo -n)
+    if ! as_root true; then
+        echo "Please run: apt-get install ${missing[*]}" >&2
+        exit 1
     fi
     echo "Installing ${missing[*]}"
-    "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    as_root apt-get update -qq
+    as_root env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
@@ -44,4 +49,28 @@ build() {
     cmake --build --preset "$preset" -- "${@:-all}"
 }
 
+# need_target TARGET: what building and running for it takes beyond that.
+need_target() {
+    case $1 in
+    linux-armv7)
+        need g++-arm-linux-gnueabihf qemu-user googletest
+        foreign_packages armhf build/foreign/armhf libsqlite3-0 libsqlite3-dev libc6
+        ;;
+    windows-i686)
+        need g++-mingw-w64-i686-posix wine wine64 googletest
+        foreign_packages i386 build/foreign/i386 libwine
+        ;;
+    windows-x86_64) need g++-mingw-w64-x86-64-posix wine wine64 googletest xvfb xauth ;;
+    esac
+}
+
+# build_target TARGET: builds all of it. What is built for another system needs the message compiler of this one.
+build_target() {
+    case $1 in
+    linux-armv7 | windows-*) build linux tarnmsg ;;
+    esac
+    build "$1"
+}
+
 mkdir -p build
+source scripts/foreign.sh

@@ -14,6 +14,8 @@ foreign_packages() {
     echo "Fetching $* for $architecture"
     rm -rf "$folder"
     mkdir -p "$folder/.apt/lists/partial" "$folder/.apt/cache/archives/partial"
+    # The machine may have thrown its lists of packages away.
+    [ -n "$(apt-get indextargets --format '$(ORIGIN)' 'Created-By: Packages')" ] || as_root apt-get update -qq
     apt-get indextargets --format '$(ORIGIN) $(LABEL) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
         sed -n 's/^Debian Debian \(deb .* main\)$/\1/p' | sort -u >"$folder/.apt/sources.list"
     : >"$folder/.apt/status"

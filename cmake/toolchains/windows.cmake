@@ -15,4 +15,5 @@ if(NOT CMAKE_HOST_WIN32)
   set(CMAKE_CROSSCOMPILING_EMULATOR
     ${CMAKE_COMMAND} -E env WINEPREFIX=${CMAKE_BINARY_DIR}/wine WINEDEBUG=-all
     WINEDLLOVERRIDES=mscoree,mshtml,winemenubuilder.exe= ${wine_environment} wine)
+  set(TARNKIT_EMULATOR_SETUP wineboot --init)
 endif()

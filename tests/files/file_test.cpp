@@ -2,8 +2,6 @@
 
 #include <tarnkit/file.h>
 
-#include <unistd.h>
-
 using namespace Tarn;
 
 namespace {
