@@ -64,12 +64,13 @@ need_target() {
     esac
 }
 
-# build_target TARGET: builds all of it. What is built for another system needs the message compiler of this one.
+# build_target TARGET [PART...]: builds all of it, or the parts named. What is built for another system needs the
+# message compiler of this one.
 build_target() {
     case $1 in
     linux-armv7 | windows-*) build linux tarnmsg ;;
     esac
-    build "$1"
+    build "$@"
 }
 
 mkdir -p build
