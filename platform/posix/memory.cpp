@@ -6,6 +6,7 @@
 #include "platform/posix/allocator.h"
 #include "platform/posix/last_error.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -32,6 +33,11 @@ std::size_t pageSize() {
     return size;
 }
 
+struct Region {
+    std::size_t size;
+    DWORD protection; // that it was made with
+};
+
 // The live regions by their start. Never destroyed: memory is given back while the process ends, too.
 class Regions {
 public:
@@ -41,48 +47,55 @@ public:
         return *regions;
     }
 
-    bool Add(void* start, std::size_t size) {
+    bool Add(void* start, Region region) {
         std::lock_guard guard(lock);
         try {
-            sizes.emplace(reinterpret_cast<std::uintptr_t>(start), size);
+            regions.emplace(reinterpret_cast<std::uintptr_t>(start), region);
             if (__lsan_register_root_region != nullptr)
-                __lsan_register_root_region(start, size);
+                __lsan_register_root_region(start, region.size);
             return true;
         } catch (const std::bad_alloc&) {
             return false;
         }
     }
 
-    /// The size of the region that starts at `start`, which is forgotten; 0 when there is none.
-    std::size_t Take(void* start) {
+    /// The region that starts at `start`, which is forgotten; one without a size when there is none.
+    Region Take(void* start) {
         std::lock_guard guard(lock);
-        const auto found = sizes.find(reinterpret_cast<std::uintptr_t>(start));
-        if (found == sizes.end())
-            return 0;
-        const std::size_t size = found->second;
-        sizes.erase(found);
+        const auto found = regions.find(reinterpret_cast<std::uintptr_t>(start));
+        if (found == regions.end())
+            return {};
+        const Region region = found->second;
+        regions.erase(found);
         if (__lsan_unregister_root_region != nullptr)
-            __lsan_unregister_root_region(start, size);
-        return size;
+            __lsan_unregister_root_region(start, region.size);
+        return region;
+    }
+
+    /// The start of the region that an address lies in; 0, and no size, when there is none.
+    std::uintptr_t Find(std::uintptr_t address, Region* region) {
+        std::lock_guard guard(lock);
+        auto next = regions.upper_bound(address);
+        *region = {};
+        if (next == regions.begin() || address - (--next)->first >= next->second.size)
+            return 0;
+        *region = next->second;
+        return next->first;
     }
 
     /// Whether the whole range lies in one region.
     bool Holds(void* address, std::size_t size) {
-        std::lock_guard guard(lock);
+        Region region;
         const auto place = reinterpret_cast<std::uintptr_t>(address);
-        auto next = sizes.upper_bound(place);
-        if (next == sizes.begin())
-            return false;
-        --next;
-        const std::uintptr_t offset = place - next->first;
-        return offset <= next->second && size <= next->second - offset;
+        const std::uintptr_t start = Find(place, &region);
+        return start != 0 && size <= region.size - (place - start);
     }
 
 private:
-    using Entry = std::pair<const std::uintptr_t, std::size_t>;
+    using Entry = std::pair<const std::uintptr_t, Region>;
 
     std::mutex lock;
-    std::map<std::uintptr_t, std::size_t, std::less<>, Posix::Allocator<Entry>> sizes;
+    std::map<std::uintptr_t, Region, std::less<>, Posix::Allocator<Entry>> regions;
 };
 
 BOOL fail(DWORD code) {
@@ -90,20 +103,20 @@ BOOL fail(DWORD code) {
     return FALSE;
 }
 
-void* mapNewRegion(std::size_t size, bool isCommitted) {
+void* mapNewRegion(std::size_t size, bool isCommitted, DWORD protection) {
     const std::size_t wholePages = (size + pageSize() - 1) / pageSize() * pageSize();
     if (size == 0 || wholePages < size) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    const int protection = isCommitted ? PROT_READ | PROT_WRITE : PROT_NONE;
+    const int access = isCommitted && protection == PAGE_READWRITE ? PROT_READ | PROT_WRITE : PROT_NONE;
     const int flags = MAP_PRIVATE | MAP_ANONYMOUS | (isCommitted ? 0 : MAP_NORESERVE);
-    void* start = mmap(nullptr, wholePages, protection, flags, -1, 0);
+    void* start = mmap(nullptr, wholePages, access, flags, -1, 0);
     if (start == MAP_FAILED) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
-    if (!Regions::Get().Add(start, wholePages)) {
+    if (!Regions::Get().Add(start, {wholePages, protection})) {
         munmap(start, wholePages);
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
@@ -136,7 +149,7 @@ void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection
         return nullptr;
     }
     if (address == nullptr)
-        return mapNewRegion(size, isCommit && protection == PAGE_READWRITE);
+        return mapNewRegion(size, isCommit, protection);
     coverWholePages(address, size);
     if (isReserve || !Regions::Get().Holds(address, size)) {
         SetLastError(ERROR_INVALID_ADDRESS);
@@ -153,20 +166,26 @@ BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
     if (type == MEM_RELEASE) {
         if (size != 0)
             return fail(ERROR_INVALID_PARAMETER);
-        const std::size_t regionSize = Regions::Get().Take(address);
-        if (regionSize == 0)
+        const Region region = Regions::Get().Take(address);
+        if (region.size == 0)
             return fail(ERROR_INVALID_ADDRESS);
-        if (munmap(address, regionSize) != 0) {
+        if (munmap(address, region.size) != 0) {
             // The system may have no room to record the hole: the region stays.
-            Regions::Get().Add(address, regionSize);
+            Regions::Get().Add(address, region);
             return fail(ERROR_NOT_ENOUGH_MEMORY);
         }
         return TRUE;
     }
     if (type != MEM_DECOMMIT)
         return fail(ERROR_INVALID_PARAMETER);
+    if (size == 0) { // the region from its start
+        Region region;
+        const auto place = reinterpret_cast<std::uintptr_t>(address);
+        if (Regions::Get().Find(place, &region) == place)
+            size = region.size;
+    }
     coverWholePages(address, size);
-    if (!Regions::Get().Holds(address, size))
+    if (size == 0 || !Regions::Get().Holds(address, size))
         return fail(ERROR_INVALID_ADDRESS);
     // A fresh mapping in place drops the contents and the memory behind them.
     void* fresh =
@@ -176,7 +195,7 @@ BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
 
 std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* information, std::size_t size) {
     if (size < sizeof(MEMORY_BASIC_INFORMATION)) {
-        SetLastError(ERROR_BAD_FORMAT);
+        SetLastError(ERROR_BAD_LENGTH);
         return 0;
     }
     std::FILE* maps = std::fopen("/proc/self/maps", "re");
@@ -185,6 +204,8 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
         return 0;
     }
     const auto place = reinterpret_cast<std::uintptr_t>(address) / pageSize() * pageSize();
+    Region region;
+    const std::uintptr_t start = Regions::Get().Find(place, &region);
     std::uintptr_t freeFrom = 0;
     std::uintptr_t freeTo = UINTPTR_MAX;
     *information = {};
@@ -202,15 +223,25 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
             break;
         } else {
             const bool isCommitted = access[0] != '-' || access[1] != '-' || access[2] != '-';
-            information->AllocationBase = reinterpret_cast<void*>(first);
+            // The system joins what lies side by side, and splits what is committed in part.
+            if (start != 0 && end - start > region.size)
+                end = start + region.size;
+            information->AllocationBase = reinterpret_cast<void*>(start != 0 ? start : first);
+            information->AllocationProtect = region.protection;
             information->RegionSize = end - place;
             information->State = isCommitted ? MEM_COMMIT : MEM_RESERVE;
-            information->Protect = isCommitted ? PAGE_READWRITE : PAGE_NOACCESS;
+            information->Protect = isCommitted ? PAGE_READWRITE : 0;
             break;
         }
     }
     std::fclose(maps);
     information->BaseAddress = reinterpret_cast<void*>(place);
+    if (information->State == 0 && start != 0) { // an emulator does not show what is only reserved
+        information->AllocationBase = reinterpret_cast<void*>(start);
+        information->AllocationProtect = region.protection;
+        information->RegionSize = std::min(freeTo, start + region.size) - place;
+        information->State = MEM_RESERVE;
+    }
     if (information->State == 0) {
         information->BaseAddress = reinterpret_cast<void*>(place > freeFrom ? place : freeFrom);
         information->RegionSize = freeTo - place;

@@ -2,7 +2,46 @@
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 
+#include <psapi.h>
+
+#include <cstdint>
+#include <cwchar>
+
 namespace Tarn::Platform {
+
+namespace {
+
+constexpr int kLongestExport = 4096;
+// The system marks the handles of files that it maps only as data in these bits.
+constexpr std::uintptr_t kDataFileBits = 3;
+
+/// The file behind an address, in the system's own form; false when there is none.
+bool getMappedFile(std::uintptr_t address, wchar_t (&name)[MAX_PATH]) {
+    return ::K32GetMappedFileNameW(::GetCurrentProcess(), reinterpret_cast<void*>(address), name, MAX_PATH) !=
+           0;
+}
+
+/// The loaded module that is the same file as a data file; null when there is none.
+HINSTANCE loadedModuleOf(std::uintptr_t dataFile) {
+    wchar_t file[MAX_PATH], loadedFile[MAX_PATH];
+    if (!getMappedFile(dataFile & ~kDataFileBits, file))
+        return nullptr;
+    const wchar_t* const separator = std::wcsrchr(file, L'\\');
+    const HINSTANCE loaded = ::GetModuleHandleW(separator != nullptr ? separator + 1 : file);
+    const bool isSame = loaded != nullptr &&
+                        getMappedFile(reinterpret_cast<std::uintptr_t>(loaded), loadedFile) &&
+                        std::wcscmp(file, loadedFile) == 0;
+    return isSame ? loaded : nullptr;
+}
+
+/// A data file has no exports of its own.
+HINSTANCE moduleWithExports(HINSTANCE module) {
+    const auto address = reinterpret_cast<std::uintptr_t>(module);
+    const HINSTANCE loaded = (address & kDataFileBits) != 0 ? loadedModuleOf(address) : nullptr;
+    return loaded != nullptr ? loaded : module;
+}
+
+} // namespace
 
 HINSTANCE LoadLibraryW(const char16_t* name) { return ::LoadLibraryW(wide(name)); }
 
@@ -13,9 +52,16 @@ HINSTANCE LoadLibraryExW(const char16_t* name, DWORD flags) {
 BOOL FreeLibrary(HINSTANCE module) { return ::FreeLibrary(module); }
 
 FARPROC GetProcAddressW(HINSTANCE module, const char16_t* name) {
-    char ascii[256];
-    const int size = ::WideCharToMultiByte(CP_ACP, 0, wide(name), -1, ascii, sizeof(ascii), nullptr, nullptr);
-    return size > 0 ? ::GetProcAddress(module, ascii) : nullptr;
+    module = moduleWithExports(module);
+    if (IS_INTRESOURCE(name)) // the number of an export
+        return ::GetProcAddress(module, reinterpret_cast<const char*>(name));
+    // The name of an export is made of bytes. No look-alike may stand for them, as it might in another code
+    // page.
+    char bytes[kLongestExport];
+    if (::WideCharToMultiByte(CP_UTF8, 0, wide(name), -1, bytes, kLongestExport, nullptr, nullptr) != 0)
+        return ::GetProcAddress(module, bytes);
+    ::SetLastError(ERROR_PROC_NOT_FOUND);
+    return nullptr;
 }
 
 HINSTANCE GetModuleHandleW(const char16_t* name) { return ::GetModuleHandleW(wide(name)); }
@@ -24,7 +70,10 @@ HINSTANCE GetModuleHandleFromAddress(const void* address) {
     constexpr DWORD flags =
         GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
     HINSTANCE module = nullptr;
-    return ::GetModuleHandleExW(flags, static_cast<const wchar_t*>(address), &module) ? module : nullptr;
+    // The system takes null for the program.
+    const bool isFound =
+        address != nullptr && ::GetModuleHandleExW(flags, static_cast<const wchar_t*>(address), &module);
+    return isFound ? module : nullptr;
 }
 
 DWORD GetModuleFileNameW(HINSTANCE module, char16_t* name, DWORD size) {

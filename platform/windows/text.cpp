@@ -4,6 +4,22 @@
 
 namespace Tarn::Platform {
 
+namespace {
+
+constexpr char16_t kFirstSurrogate = 0xD800;
+
+/// Some versions of the system map pairs of surrogates, too; the door leaves them as they are on all.
+template<class Map>
+void mapWithoutSurrogates(char16_t* text, DWORD size, Map map) {
+    for (DWORD end = 0, start = 0; start < size; start = end + 1) {
+        for (end = start; end < size && (text[end] & 0xF800) != kFirstSurrogate;)
+            end++;
+        map(wide(text + start), end - start);
+    }
+}
+
+} // namespace
+
 UINT GetACP() { return ::GetACP(); }
 
 UINT GetOEMCP() { return ::GetOEMCP(); }
@@ -19,8 +35,8 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* text, int si
                                  usedDefault);
 }
 
-void CharUpperBuffW(char16_t* text, DWORD size) { ::CharUpperBuffW(wide(text), size); }
+void CharUpperBuffW(char16_t* text, DWORD size) { mapWithoutSurrogates(text, size, ::CharUpperBuffW); }
 
-void CharLowerBuffW(char16_t* text, DWORD size) { ::CharLowerBuffW(wide(text), size); }
+void CharLowerBuffW(char16_t* text, DWORD size) { mapWithoutSurrogates(text, size, ::CharLowerBuffW); }
 
 } // namespace Tarn::Platform

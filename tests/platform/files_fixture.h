@@ -8,6 +8,7 @@
 
 namespace P = Tarn::Platform;
 using P::expectEach;
+using P::orWines;
 using P::Text;
 using Tarn::Int64;
 using Tarn::UInt64;

@@ -1,14 +1,12 @@
 #include "tests/platform/files_fixture.h"
+#include "tests/support/system.h"
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <thread>
 
 TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
-    put(base + u"fixed", "fixed");
-    ASSERT_TRUE(P::SetFileAttributesW((base + u"fixed").c_str(), FILE_ATTRIBUTE_READONLY));
     const struct {
         const char16_t* name;
         DWORD access, disposition, code;
@@ -20,9 +18,6 @@ TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
         {u"folder", kRead, OPEN_EXISTING, ERROR_ACCESS_DENIED},
         {u"folder", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
         {u"file", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
-        {u"fixed", kWrite, OPEN_EXISTING, ERROR_ACCESS_DENIED},
-        {u"fixed", kWrite, CREATE_ALWAYS, ERROR_ACCESS_DENIED},
-        {u"fixed", kRead, OPEN_EXISTING, ERROR_SUCCESS},
         {u"file", kRead, 9, ERROR_INVALID_PARAMETER},
     };
     for (const auto& c : cases)
@@ -31,11 +26,9 @@ TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
     for (const char16_t character : {u'*', u'?', u'<', u'>', u'|', u'"'})
         EXPECT_EQ(Opened(base + character, kWrite, 0, CREATE_NEW).Failure(), ERROR_INVALID_NAME);
     EXPECT_EQ(Opened(u"", kRead, 0).Failure(), ERROR_PATH_NOT_FOUND);
-    const DWORD tooLong = Opened(base + Text(300, u'x'), kWrite, 0, CREATE_ALWAYS).Failure();
-    EXPECT_TRUE(tooLong == ERROR_PATH_NOT_FOUND || tooLong == ERROR_FILENAME_EXCED_RANGE) << tooLong;
+    EXPECT_FALSE(Opened(base + Text(300, u'x'), kWrite, 0, CREATE_ALWAYS).IsOpen());
     EXPECT_EQ(get(base + u"file"), "old");
-    EXPECT_EQ(get(base + u"fixed"), "fixed");
-    EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file", u"fixed", u"folder"}));
+    EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file", u"folder"}));
 }
 
 TEST_F(Files, DispositionsCreateKeepOrEmptyAndTellOfAnExistingFile) {
@@ -89,7 +82,8 @@ TEST_F(Files, TransfersMoveThePositionAndObeyTheAccess) {
     const Opened reader(name, kRead, kShareAll);
     const Opened writer(name, kWrite, kShareAll);
     expectEach(ERROR_ACCESS_DENIED, {codeOf([&] { return P::WriteFile(reader, "z", 1, &count); }),
-                                     codeOf([&] { return P::SetEndOfFile(reader); }),
+                                     orWines(ERROR_INVALID_PARAMETER, ERROR_ACCESS_DENIED,
+                                             codeOf([&] { return P::SetEndOfFile(reader); })),
                                      codeOf([&] { return P::FlushFileBuffers(reader); }),
                                      codeOf([&] { return P::ReadFile(writer, buffer, 1, &count); })});
     EXPECT_EQ(P::GetFileSize(Opened(name, 0, 0), nullptr), 7U) << "no access is needed for the size";
@@ -133,12 +127,12 @@ TEST_F(Files, AHandleThatIsNotOpenIsRefusedByEveryCall) {
     const HANDLE closed = file;
     file.Close();
     for (const HANDLE handle : {closed, HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
-        char byte = 0;
+        char letter = 0;
         DWORD count = 0;
         FILETIME time{};
         expectEach(ERROR_INVALID_HANDLE,
-                   {codeOf([&] { return P::ReadFile(handle, &byte, 1, &count); }),
-                    codeOf([&] { return P::WriteFile(handle, &byte, 1, &count); }),
+                   {codeOf([&] { return P::ReadFile(handle, &letter, 1, &count); }),
+                    codeOf([&] { return P::WriteFile(handle, &letter, 1, &count); }),
                     codeOf([&] { return P::SetFilePointer(handle, 0, nullptr, FILE_BEGIN) + 1; }),
                     codeOf([&] { return P::GetFileSize(handle, nullptr) + 1; }),
                     codeOf([&] { return P::SetEndOfFile(handle); }),
@@ -241,16 +235,15 @@ TEST(AnotherProcess, DISABLED_HoldsAFile) {
 }
 
 TEST_F(Files, AnotherProcessSharesByTheSameRulesUntilItEnds) {
-    char16_t program[1000];
-    ASSERT_NE(P::GetModuleFileNameW(nullptr, program, 1000), 0U);
-    std::string path = std::filesystem::path(program).string();
-    std::replace(path.begin(), path.end(), '\\', '/');
-    const std::string command = "cd . && \"" + path +
+    Text program(1000, u' ');
+    program.resize(P::GetModuleFileNameW(nullptr, program.data(), 1000));
+    std::replace(program.begin(), program.end(), u'\\', u'/');
+    const std::string command = "\"" + std::filesystem::path(program).string() +
                                 "\" --gtest_also_run_disabled_tests "
                                 "--gtest_filter=AnotherProcess.DISABLED_HoldsAFile \"" +
                                 std::filesystem::absolute("files/file").generic_string() + "\"";
     const Text name = base + u"file";
-    std::thread process([&] { EXPECT_EQ(std::system(command.c_str()), 0); });
+    std::thread process([&] { EXPECT_EQ(Tarn::RunProgram(command).exitCode, 0); });
     for (int i = 0; i < 3000 && !exists(name + u".ready"); i++)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     expectEach(ERROR_SHARING_VIOLATION,
@@ -264,17 +257,22 @@ TEST_F(Files, AnotherProcessSharesByTheSameRulesUntilItEnds) {
 }
 
 TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
+    TARNKIT_TEST_NEEDS(Tarn::kReadOnlyFiles);
     const Text name = base + u"fixed";
     {
         const Opened made(name, kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_READONLY);
         DWORD written = 0;
         EXPECT_TRUE(P::WriteFile(made, "fixed", 5, &written));
     }
-    expectEach(ERROR_ACCESS_DENIED, {with(P::DeleteFileW)(u"fixed"), with(copyOver)(u"file", u"fixed")});
+    expectEach(ERROR_ACCESS_DENIED,
+               {Opened(name, kWrite, 0).Failure(), Opened(name, kWrite, 0, CREATE_ALWAYS).Failure(),
+                with(P::DeleteFileW)(u"fixed"), with(copyOver)(u"file", u"fixed")});
     expectEach(ERROR_SUCCESS, {with(copyNew)(u"fixed", u"copy"), with(copyOver)(u"fixed", u"file"),
                                with(P::MoveFileW)(u"fixed", u"moved")});
     for (const char16_t* copy : {u"copy", u"file", u"moved"}) {
-        EXPECT_NE(P::GetFileAttributesW((base + copy).c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
+        if (Tarn::kDocumentedCalls || *copy != u'f') { // Wine leaves the attributes of what was there
+            EXPECT_NE(P::GetFileAttributesW((base + copy).c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
+        }
         EXPECT_EQ(get(base + copy), "fixed");
         EXPECT_TRUE(P::SetFileAttributesW((base + copy).c_str(), FILE_ATTRIBUTE_NORMAL));
         EXPECT_EQ(with(P::DeleteFileW)(copy), ERROR_SUCCESS);
@@ -293,7 +291,9 @@ TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
         EXPECT_EQ(std::memcmp(&access, &first, sizeof(FILETIME)), 0);
         EXPECT_EQ(std::memcmp(&write, &second, sizeof(FILETIME)), 0);
     }
-    EXPECT_GT(creation.dwHighDateTime, recent.dwHighDateTime) << "it was made just now";
+    if (Tarn::kDocumentedCalls) { // Wine does not keep it
+        EXPECT_GT(creation.dwHighDateTime, recent.dwHighDateTime) << "it was made just now";
+    }
     WIN32_FIND_DATAW data;
     const HANDLE search = P::FindFirstFileW((base + u"FILE").c_str(), &data);
     ASSERT_NE(search, INVALID_HANDLE_VALUE);
@@ -302,7 +302,9 @@ TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
     EXPECT_EQ(Int64{data.nFileSizeHigh} << 32 | data.nFileSizeLow, 3);
     EXPECT_EQ(data.cFileName[0], u'f') << "the name as it is on disk";
     const Opened reader(base + u"folder\\r", kRead, 0, CREATE_NEW);
-    EXPECT_EQ(codeOf([&] { return P::SetFileTime(reader, nullptr, &old, &old); }), ERROR_ACCESS_DENIED);
+    expectEach(ERROR_ACCESS_DENIED, {orWines(ERROR_SUCCESS, ERROR_ACCESS_DENIED, codeOf([&] {
+                                                 return P::SetFileTime(reader, nullptr, &old, &old);
+                                             }))});
 }
 
 TEST_F(Files, PatternsFindWhatTheyMatchWithoutRegardToCase) {
@@ -324,7 +326,6 @@ TEST_F(Files, PatternsFindWhatTheyMatchWithoutRegardToCase) {
         {u"ABC", {u"abc"}},
         {u"none", {u"failure", Text(1, ERROR_FILE_NOT_FOUND)}},
         {u"none\\*", {u"failure", Text(1, ERROR_PATH_NOT_FOUND)}},
-        {u"abc\\*", {u"failure", Text(1, ERROR_DIRECTORY)}},
     };
     for (const auto& c : cases) {
         Names found = find(in + c.pattern);
@@ -332,6 +333,7 @@ TEST_F(Files, PatternsFindWhatTheyMatchWithoutRegardToCase) {
             std::erase(found, u"a.txt"); // A question mark before a dot may also stand for nothing.
         EXPECT_EQ(found, c.names) << std::filesystem::path(c.pattern);
     }
+    expectEach(ERROR_DIRECTORY, {orWines(ERROR_INVALID_NAME, ERROR_DIRECTORY, find(in + u"abc\\*")[1][0])});
     // Removing what a search delivered does not make it lose what follows.
     WIN32_FIND_DATAW data;
     const HANDLE search = P::FindFirstFileW((in + u"*").c_str(), &data);
@@ -355,7 +357,9 @@ TEST_F(Files, NamesKeepTheirCaseAndMatchWithoutIt) {
     EXPECT_EQ(with(P::CreateDirectoryW)(u"folder2\\"), ERROR_ALREADY_EXISTS);
     EXPECT_EQ(find(base + u"folder2\\*"), (Names{u".", u"..", u"\u00C4rger \u0416.TXT"}));
     EXPECT_TRUE(P::MoveFileW(stored.c_str(), spelled.c_str())) << "only the case changes";
-    EXPECT_EQ(find(base + u"Folder2\\*"), (Names{u".", u"..", u"\u00E4RGER \u0436.txt"}));
+    if (Tarn::kDocumentedCalls) { // Wine leaves the name as it was
+        EXPECT_EQ(find(base + u"Folder2\\*"), (Names{u".", u"..", u"\u00E4RGER \u0436.txt"}));
+    }
     EXPECT_EQ(get(base + u"folder2\\none\\..\\.\\\\\u00C4RGER \u0416.txt"), "second");
     EXPECT_TRUE(P::DeleteFileW(stored.c_str()));
 }
@@ -405,7 +409,11 @@ TEST_F(Files, TemporaryNamesAreFreshShortPrefixedAndMadeOnlyOnRequest) {
     for (const char16_t* wrong : {u"none", u"file"})
         EXPECT_EQ(codeOf([&] { return P::GetTempFileNameW((base + wrong).c_str(), u"t", 0, name); }),
                   ERROR_DIRECTORY);
-    EXPECT_EQ(codeOf([&] { return P::GetTempFileNameW(Text(250, u'x').c_str(), u"t", 1, name); }), 111U);
+    constexpr DWORD kBufferOverflow = 111;
+    expectEach(kBufferOverflow, {orWines(ERROR_DIRECTORY, kBufferOverflow, codeOf([&] {
+                                             return P::GetTempFileNameW(Text(250, u'x').c_str(), u"t", 1,
+                                                                        name);
+                                         }))});
 }
 
 TEST_F(Files, PlacesOfTheSystemExistAndSmallBuffersTellTheSizeNeeded) {
@@ -421,6 +429,16 @@ TEST_F(Files, PlacesOfTheSystemExistAndSmallBuffersTellTheSizeNeeded) {
     EXPECT_EQ(check([](char16_t* b, UINT s) { return P::GetTempPathW(s, b); }).back(), u'\\');
     check(P::GetSystemDirectoryW);
     check(P::GetWindowsDirectoryW);
+    IMalloc* allocator = nullptr;
+    ASSERT_EQ(P::SHGetMalloc(&allocator), S_OK);
+    for (const int folder : {0, 2, 5, 6, 7, 11}) { // from the desktop to the start menu
+        char16_t path[MAX_PATH] = u"";
+        ITEMIDLIST* location = nullptr;
+        EXPECT_EQ(P::SHGetSpecialFolderLocation(nullptr, folder, &location), S_OK) << folder;
+        EXPECT_TRUE(P::SHGetPathFromIDListW(location, path));
+        EXPECT_NE(P::GetFileAttributesW(path) & FILE_ATTRIBUTE_DIRECTORY, 0U) << folder;
+        allocator->Free(location);
+    }
     UInt64 available = 0, total = 0, free = 0;
     EXPECT_TRUE(P::GetDiskFreeSpaceExW(base.c_str(), &available, &total, &free));
     EXPECT_TRUE(total > 0 && available <= total && free <= total);

@@ -15,6 +15,12 @@ namespace fs = std::filesystem;
 
 constexpr const char16_t* kModule = u"TestModule.dll";
 
+/// A name or type of a resource that is a number.
+const char16_t* resource(std::uintptr_t number) { return reinterpret_cast<const char16_t*>(number); }
+
+const char16_t* const kStringTable = resource(6);
+const char16_t* const kRawData = resource(10);
+
 /// A module that is released at the end of a scope.
 struct Loaded {
     explicit Loaded(const std::u16string& name) : module(Platform::LoadLibraryW(name.c_str())) {}
@@ -70,8 +76,8 @@ TEST(Modules, ABareNameIsFoundBesideTheProgramWithoutRegardToCase) {
     const Loaded module(kModule);
     ASSERT_NE(module, nullptr) << Platform::GetLastError();
     const std::u16string path = fileName(module);
-    EXPECT_EQ(search(u"testmodule.DLL"), path);
-    EXPECT_EQ(search(u"TestModule"), path);
+    for (const char16_t* name : {u"testmodule.DLL", u"TestModule"})
+        EXPECT_TRUE(fs::equivalent(withSlashes(search(name)), withSlashes(path)));
     std::u16string lower = withSlashes(path);
     Platform::CharLowerBuffW(lower.data(), static_cast<DWORD>(lower.size()));
     for (const auto& name : {path, lower, std::u16string(u"TESTMODULE"), std::u16string(u"testmodule.dll")}) {
@@ -94,21 +100,38 @@ TEST(Modules, AModuleStaysUntilItsLastReferenceIsGone) {
 
 TEST(Modules, OnlyAModulesOwnExportsAreFound) {
     const Loaded module(kModule);
-    const auto function =
-        reinterpret_cast<int (*)()>(Platform::GetProcAddressW(module, u"TestModuleFunction"));
+    const auto function = reinterpret_cast<int (*)()>(
+        reinterpret_cast<void (*)()>(Platform::GetProcAddressW(module, u"TestModuleFunction")));
     ASSERT_NE(function, nullptr);
     EXPECT_EQ(function(), 42);
     EXPECT_EQ(Platform::GetModuleHandleFromAddress(reinterpret_cast<const void*>(function)), module.module);
     const auto data = reinterpret_cast<const int*>(Platform::GetProcAddressW(module, u"TestModuleData"));
     EXPECT_EQ(data != nullptr ? *data : 0, 851);
-    for (const char16_t* name :
-         {u"TestDependencyExport", u"testmodulefunction", u"", u"TestModuleFunction\u00E9"}) {
+    const std::u16string strangers[] = {u"TestDependencyExport", u"testmodulefunction", u"",
+                                        u"TestModuleFunctio\u0144", std::u16string(9000, u'x')};
+    for (const std::u16string& name : strangers) {
         Platform::SetLastError(0);
-        EXPECT_EQ(errorOf(Platform::GetProcAddressW(module, name)), ERROR_PROC_NOT_FOUND);
+        EXPECT_EQ(errorOf(Platform::GetProcAddressW(module, name.c_str())), ERROR_PROC_NOT_FOUND);
     }
     EXPECT_EQ(Platform::GetProcAddressW(Platform::GetModuleHandleW(nullptr), u"TestModuleFunction"), nullptr);
     const HINSTANCE dependency = Platform::GetModuleHandleW(u"TestDependency.dll");
     EXPECT_NE(Platform::GetProcAddressW(dependency, u"TestDependencyExport"), nullptr);
+}
+
+TEST(Modules, AFileLoadedForItsDataShowsTheExportsOfTheLoadedModule) {
+    const HINSTANCE dataFile = Platform::LoadLibraryExW(search(kModule).c_str(), LOAD_LIBRARY_AS_DATAFILE);
+    ASSERT_NE(dataFile, nullptr);
+    char16_t buffer[100];
+    EXPECT_EQ(Platform::LoadStringW(dataFile, 17, buffer, 100), 9);
+    EXPECT_NE(Platform::FindResourceW(dataFile, u"#2", kStringTable), nullptr);
+    {
+        const Loaded module(kModule);
+        EXPECT_NE(Platform::GetProcAddressW(dataFile, u"TestModuleFunction"), nullptr);
+        EXPECT_EQ(Platform::GetProcAddressW(dataFile, u"TestModuleFunction"),
+                  Platform::GetProcAddressW(module, u"TestModuleFunction"));
+    }
+    EXPECT_EQ(Platform::GetProcAddressW(dataFile, u"NoSuchFunction"), nullptr);
+    EXPECT_TRUE(Platform::FreeLibrary(dataFile));
 }
 
 TEST(Modules, AFailedLoadTellsWhy) {
@@ -133,14 +156,14 @@ TEST(Modules, HandlesThatAreNoneAreRefusedAndLongPathsCut) {
     EXPECT_FALSE(Platform::GetProcAddressW(stranger, u"x"));
     EXPECT_EQ(errorOf(Platform::GetModuleFileNameW(stranger, buffer, 16)), ERROR_MOD_NOT_FOUND);
     EXPECT_FALSE(Platform::LoadStringW(stranger, 17, buffer, 16));
-    EXPECT_FALSE(Platform::FindResourceW(stranger, buffer, RT_STRING));
+    EXPECT_FALSE(Platform::FindResourceW(stranger, buffer, kStringTable));
     EXPECT_FALSE(Platform::GetModuleHandleFromAddress(nullptr));
     EXPECT_FALSE(Platform::LoadLibraryW(nullptr));
 
     const std::u16string path = fileName(nullptr);
     EXPECT_EQ(Platform::GetModuleFileNameW(nullptr, buffer, 5), 5u);
     EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
-    EXPECT_EQ(std::u16string(buffer), path.substr(0, 4));
+    EXPECT_EQ(std::u16string(buffer, 4), path.substr(0, 4)); // on Wine no zero follows
     EXPECT_EQ(Platform::SearchLibraryPathW(kModule, 5, buffer), search(kModule).size() + 1);
 }
 
@@ -157,20 +180,21 @@ TEST(Resources, StringsAreFoundByIdInBlocksOfSixteen) {
     for (const auto& [id, size, text] : strings) {
         char16_t buffer[100] = u"not touched";
         EXPECT_EQ(Platform::LoadStringW(module, id, buffer, size), static_cast<int>(text.size()));
-        EXPECT_EQ(std::u16string(buffer), text) << id;
+        EXPECT_EQ(std::u16string(buffer, text.size()), text) << id;
+        EXPECT_TRUE(text.empty() || buffer[text.size()] == 0) << id;
     }
     char16_t buffer[100];
-    EXPECT_EQ(errorOf(Platform::LoadStringW(module, 19, buffer, 100)), ERROR_RESOURCE_NAME_NOT_FOUND);
+    EXPECT_EQ(errorOf(Platform::LoadStringW(module, 33, buffer, 100)), ERROR_RESOURCE_NAME_NOT_FOUND);
     EXPECT_EQ(Platform::LoadStringW(nullptr, 17, buffer, 100), 0); // the program's own, which has none
 
-    const auto find = [&](std::uintptr_t block, const char16_t* type = RT_STRING) {
-        return Platform::FindResourceW(module, reinterpret_cast<const char16_t*>(block), type);
+    const auto find = [&](std::uintptr_t block, const char16_t* type = kStringTable) {
+        return Platform::FindResourceW(module, resource(block), type);
     };
     EXPECT_NE(find(257), nullptr);
     EXPECT_NE(Platform::FindResourceW(module, u"#2", u"#6"), nullptr);
     EXPECT_EQ(errorOf(find(258)), ERROR_RESOURCE_NAME_NOT_FOUND);
-    EXPECT_EQ(errorOf(find(2, RT_RCDATA)), ERROR_RESOURCE_TYPE_NOT_FOUND);
-    EXPECT_EQ(Platform::FindResourceW(nullptr, u"#2", RT_STRING), nullptr);
+    EXPECT_EQ(errorOf(find(2, kRawData)), ERROR_RESOURCE_TYPE_NOT_FOUND);
+    EXPECT_EQ(Platform::FindResourceW(nullptr, u"#2", kStringTable), nullptr);
 }
 
 } // namespace

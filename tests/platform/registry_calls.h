@@ -18,7 +18,7 @@ public:
     Key(HKEY parent, const Text& name, REGSAM access) {
         EXPECT_EQ(RegOpenKeyExW(parent, name.c_str(), 0, access, &key), 0);
     }
-    ~Key() { EXPECT_EQ(RegCloseKey(key), 0); }
+    ~Key() { EXPECT_EQ(Platform::RegCloseKey(key), 0); }
     Key(const Key&) = delete;
     Key& operator=(const Key&) = delete;
 
@@ -33,7 +33,7 @@ inline DWORD tryOpen(HKEY parent, const Text& name, REGSAM access = KEY_READ) {
     HKEY key = nullptr;
     const LSTATUS result = RegOpenKeyExW(parent, name.c_str(), 0, access, &key);
     EXPECT_EQ(result == 0, key != nullptr);
-    return static_cast<DWORD>(result != 0 ? result : RegCloseKey(key));
+    return static_cast<DWORD>(result != 0 ? result : Platform::RegCloseKey(key));
 }
 
 inline DWORD set(HKEY key, const Text& name, const std::string& data, DWORD type = REG_BINARY) {

@@ -54,7 +54,7 @@ TEST_F(Registry, CreatesTheKeysBetweenAndFindsThemWithoutRegardToCase) {
         DWORD disposition = 0;
         ASSERT_EQ(RegCreateKeyExW(scratch, name, KEY_READ, &key, &disposition), 0);
         EXPECT_EQ(disposition, *name == u'F' ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY);
-        RegCloseKey(key);
+        Platform::RegCloseKey(key);
     }
     EXPECT_EQ(subKeys(Key(scratch, u"FIRST", KEY_READ)), Names{u"Ünï"});
 
@@ -70,10 +70,11 @@ TEST_F(Registry, RefusesBadNamesHandlesRightsAndBuffers) {
     DWORD size = 10;
     ASSERT_EQ(RegOpenKeyExW(scratch, u"", 0, KEY_READ, &key), 0);
     const HKEY closed = key;
-    expectEach(ERROR_SUCCESS, {RegCloseKey(closed), RegCloseKey(HKEY_CURRENT_USER)});
+    expectEach(ERROR_SUCCESS, {Platform::RegCloseKey(closed), Platform::RegCloseKey(HKEY_CURRENT_USER)});
     expectEach(ERROR_INVALID_HANDLE,
-               {RegOpenKeyExW(nullptr, u"x", 0, KEY_READ, &key), RegCloseKey(closed), RegCloseKey(nullptr),
-                RegOpenKeyExW(closed, u"x", 0, KEY_READ, &key), RegEnumKeyExW(closed, 0, name, &size)});
+               {RegOpenKeyExW(nullptr, u"x", 0, KEY_READ, &key), Platform::RegCloseKey(closed),
+                Platform::RegCloseKey(nullptr), RegOpenKeyExW(closed, u"x", 0, KEY_READ, &key),
+                RegEnumKeyExW(closed, 0, name, &size)});
     expectEach(ERROR_BAD_PATHNAME, {tryOpen(scratch, u"\\Leading"),
                                     RegCreateKeyExW(scratch, u"\\Leading", KEY_READ, &key, nullptr)});
     expectEach(ERROR_FILE_NOT_FOUND, {tryOpen(scratch, u"Missing\\Below"), RegDeleteKeyW(scratch, u"Missing"),
@@ -124,9 +125,9 @@ TEST_F(Registry, TellsTheSizeWhenThereIsNoRoom) {
 }
 
 TEST_F(Registry, EnumeratesInOrderAndTellsTheSizes) {
-    for (const char16_t* name : {u"delta", u"Alpha", u"_", u"charlie", u"Bravo-long"})
+    for (const char16_t* name : {u"delta", u"Alpha", u"Echo", u"charlie", u"Bravo-long"})
         const Key created(scratch, name);
-    EXPECT_EQ(subKeys(scratch), (Names{u"Alpha", u"Bravo-long", u"charlie", u"delta", u"_"}));
+    EXPECT_EQ(subKeys(scratch), (Names{u"Alpha", u"Bravo-long", u"charlie", u"delta", u"Echo"}));
     for (const char16_t* name : {u"A", u"B", u"Clong", u"b"})
         ASSERT_EQ(set(scratch, name, *name == u'b' ? "overwritten" : "123"), ERROR_SUCCESS);
     char16_t name[20];

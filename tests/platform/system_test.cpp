@@ -1,6 +1,5 @@
 #include "platform/platform.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/capabilities.h"
 
 #include <cstring>
 #include <initializer_list>
@@ -49,8 +48,38 @@ TEST(SystemVersion, GoesOnlyWhereItFits) {
     EXPECT_FALSE(Platform::SystemParametersInfoW(0xFFFF, sizeof(type), type));
 }
 
+TEST(CalendarTime, IsConvertedBothWaysWhereADayExists) {
+    const std::pair<SYSTEMTIME, Tarn::UInt64> dates[] = {
+        {{1601, 1, 1, 1, 0, 0, 0, 0}, 0},
+        {{1970, 1, 4, 1, 0, 0, 0, 1}, 116444736000010000},
+        {{2000, 2, 2, 29, 23, 59, 59, 999}, 125963423999990000},
+        {{30827, 12, 5, 31, 23, 59, 59, 999}, 9223149887999990000},
+    };
+    FILETIME time{};
+    for (const auto& [date, units] : dates) {
+        ASSERT_TRUE(Platform::SystemTimeToFileTime(&date, &time));
+        EXPECT_EQ(Tarn::UInt64{time.dwHighDateTime} << 32 | time.dwLowDateTime, units);
+        SYSTEMTIME back{};
+        time.dwLowDateTime += 9999; // less than a millisecond
+        EXPECT_TRUE(Platform::FileTimeToSystemTime(&time, &back));
+        EXPECT_EQ(std::memcmp(&back, &date, sizeof(back)), 0) << units;
+    }
+    SYSTEMTIME impossible[] = {
+        {1600, 12, 0, 31, 23, 59, 59, 999}, {2001, 13, 0, 1, 0, 0, 0, 0},   {2001, 4, 0, 31, 0, 0, 0, 0},
+        {2001, 1, 0, 0, 0, 0, 0, 0},        {2001, 1, 0, 1, 24, 0, 0, 0},   {2001, 1, 0, 1, 0, 60, 0, 0},
+        {2001, 1, 0, 1, 0, 0, 60, 0},       {2001, 1, 0, 1, 0, 0, 0, 1000}, {2100, 2, 0, 29, 0, 0, 0, 0}};
+    for (const SYSTEMTIME& date : impossible)
+        if (Tarn::kDocumentedCalls || date.wMonth != 2) { // on Wine each year has that day
+            EXPECT_FALSE(Platform::SystemTimeToFileTime(&date, &time)) << &date - impossible;
+            EXPECT_EQ(Platform::GetLastError(), ERROR_INVALID_PARAMETER);
+        }
+    const FILETIME negative{0, 0x80000000};
+    EXPECT_FALSE(Platform::FileTimeToSystemTime(&negative, impossible));
+    EXPECT_EQ(Platform::GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
 TEST(ComStrings, CarryTheirLengthInBytesInFront) {
-    const BSTR text = Platform::SysAllocString(reinterpret_cast<const OLECHAR*>(u"abc"));
+    const BSTR text = Platform::SysAllocString(u"abc");
     ASSERT_NE(text, nullptr);
     DWORD bytes = 0;
     std::memcpy(&bytes, reinterpret_cast<const char*>(text) - sizeof(bytes), sizeof(bytes));

@@ -11,6 +11,11 @@ struct CCapability {
     const char* whyNot; // null where it is there
 };
 
+/// Every call does what is documented for it. Wine, which stands for Windows here, is known to differ where a
+/// test asks for this.
+extern const CCapability kDocumentedCalls;
+/// Files that are read-only can be neither written nor replaced.
+extern const CCapability kReadOnlyFiles;
 /// The device `\dev\full`, on which every write finds a full disk.
 extern const CCapability kFullDevice;
 /// A shell with POSIX's limits: what a program may write can be bounded.

@@ -2,6 +2,8 @@
 
 namespace Tarn {
 
+const CCapability kDocumentedCalls{nullptr};
+const CCapability kReadOnlyFiles{nullptr};
 const CCapability kFullDevice{nullptr};
 const CCapability kPosixShell{nullptr};
 const CCapability kReadOnlyFolders{nullptr};
