@@ -11,6 +11,8 @@ using P::expectEach;
 using P::orWines;
 using P::Text;
 using Tarn::Int64;
+using Tarn::kDocumentedCalls;
+using Tarn::kReadOnlyFiles;
 using Tarn::UInt64;
 
 constexpr DWORD kRead = GENERIC_READ;

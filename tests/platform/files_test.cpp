@@ -257,7 +257,7 @@ TEST_F(Files, AnotherProcessSharesByTheSameRulesUntilItEnds) {
 }
 
 TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
-    TARNKIT_TEST_NEEDS(Tarn::kReadOnlyFiles);
+    TARNKIT_TEST_NEEDS(kReadOnlyFiles);
     const Text name = base + u"fixed";
     {
         const Opened made(name, kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_READONLY);
@@ -270,7 +270,7 @@ TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
     expectEach(ERROR_SUCCESS, {with(copyNew)(u"fixed", u"copy"), with(copyOver)(u"fixed", u"file"),
                                with(P::MoveFileW)(u"fixed", u"moved")});
     for (const char16_t* copy : {u"copy", u"file", u"moved"}) {
-        if (Tarn::kDocumentedCalls || *copy != u'f') { // Wine leaves the attributes of what was there
+        if (kDocumentedCalls || *copy != u'f') { // Wine leaves the attributes of what was there
             EXPECT_NE(P::GetFileAttributesW((base + copy).c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
         }
         EXPECT_EQ(get(base + copy), "fixed");
@@ -291,7 +291,7 @@ TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
         EXPECT_EQ(std::memcmp(&access, &first, sizeof(FILETIME)), 0);
         EXPECT_EQ(std::memcmp(&write, &second, sizeof(FILETIME)), 0);
     }
-    if (Tarn::kDocumentedCalls) { // Wine does not keep it
+    if (kDocumentedCalls) { // Wine does not keep it
         EXPECT_GT(creation.dwHighDateTime, recent.dwHighDateTime) << "it was made just now";
     }
     WIN32_FIND_DATAW data;
@@ -357,7 +357,7 @@ TEST_F(Files, NamesKeepTheirCaseAndMatchWithoutIt) {
     EXPECT_EQ(with(P::CreateDirectoryW)(u"folder2\\"), ERROR_ALREADY_EXISTS);
     EXPECT_EQ(find(base + u"folder2\\*"), (Names{u".", u"..", u"\u00C4rger \u0416.TXT"}));
     EXPECT_TRUE(P::MoveFileW(stored.c_str(), spelled.c_str())) << "only the case changes";
-    if (Tarn::kDocumentedCalls) { // Wine leaves the name as it was
+    if (kDocumentedCalls) { // Wine leaves the name as it was
         EXPECT_EQ(find(base + u"Folder2\\*"), (Names{u".", u"..", u"\u00E4RGER \u0436.txt"}));
     }
     EXPECT_EQ(get(base + u"folder2\\none\\..\\.\\\\\u00C4RGER \u0416.txt"), "second");
