@@ -202,7 +202,7 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
     CRegistryKey reader(true);
     CRegistryKey closed(false);
     reader.Open(key, u"");
-    char byte = 0;
+    char letter = 0;
     const std::pair<long, std::function<void()>> misuses[] = {
         {39, [&] { key.Open(HKEY_CURRENT_USER, u"Software"); }},
         {40, [&] { closed.Open(HKEY_CURRENT_USER, nullptr); }},
@@ -216,7 +216,7 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
         {111, [&] { EXPECT_EQ(key.GetValueType(nullptr), 0u); }},
         {208, [&] { EXPECT_EQ(key.QueryStringValue(nullptr, u"default"), u"default"); }},
         {208, [&] { EXPECT_EQ(key.QueryStringValue(u"v", nullptr), u""); }},
-        {245, [&] { EXPECT_FALSE(key.SetValue(nullptr, REG_BINARY, &byte, 1)); }},
+        {245, [&] { EXPECT_FALSE(key.SetValue(nullptr, REG_BINARY, &letter, 1)); }},
         {245, [&] { EXPECT_FALSE(key.SetValue(u"v", REG_BINARY, nullptr, 0)); }},
         {246, [&] { EXPECT_FALSE(reader.SetStringValue(u"v", u"")); }},
         {257, [&] { EXPECT_FALSE(key.SetStringValue(u"v", nullptr)); }},
