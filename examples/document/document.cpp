@@ -5,14 +5,14 @@ using namespace Tarn;
 int main() {
     Initialize(nullptr, nullptr);
     try {
-        CFile out(u"/tmp/document.bin", CFile::ForWriting | CFile::Create);
+        CFile out(u"document.bin", CFile::ForWriting | CFile::Create);
         CArchive store(&out, CArchive::Storing);
         store.SerializeVersion(1);
         store << CUnicodeString(u"Grüße, мир") << 2026 << 0.5;
         store.Close();
         out.Close();
 
-        CFile in(u"/tmp/document.bin", CFile::ForReading | CFile::DenyWrite);
+        CFile in(u"document.bin", CFile::ForReading | CFile::DenyWrite);
         CArchive load(&in, CArchive::Loading);
         load.SerializeVersion(1);
         CUnicodeString title;
@@ -21,7 +21,7 @@ int main() {
         load >> title >> year >> share;
         Trace(u"%s, %d, %g\n", title.Ptr(), year, share);
     } catch (CException* e) {
-        Warning(e); // "/tmp/document.bin was not found.", in the user's language
+        Warning(e); // "... document.bin was not found.", in the user's language
         e->Delete();
     }
     Clean();

@@ -3,6 +3,7 @@
 // The program shows the library's main job whole: it starts the library, stores a document through strings,
 // archive and file, reads it back, and tells its user in his language what went wrong when something does.
 #include "book.h"
+#include "console.h"
 #include "messages.h"
 
 #include <tarnkit/exceptions.h>
@@ -13,7 +14,6 @@
 #include <tarnkit/resource_modules.h>
 #include <tarnkit/text_of_values.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <optional>
 
@@ -31,24 +31,18 @@ struct CArguments {
     std::optional<int> language;
 };
 
-// Command lines are UTF-8 today; those of older systems are in the system's code page.
-CUnicodeString decodeArgument(const char* argument) {
-    const CUnicodeString text(argument, kUtf8);
-    return text.IsEmpty() ? CUnicodeString(argument, 0) : text;
-}
-
-CArguments parseArguments(int count, char** values) {
+CArguments parseArguments(const CArray<CUnicodeString>& values) {
     CArguments arguments;
-    for (int i = 1; i < count; i++) {
-        const CUnicodeString word = decodeArgument(values[i]);
+    for (int i = 0; i < values.Size(); i++) {
+        const CUnicodeString& word = values[i];
         const bool isOption = word == u"--code-page" || word == u"--language" || word == u"--log";
         if (!isOption) {
             arguments.words.Add(word);
             continue;
         }
-        if (++i == count)
+        if (++i == values.Size())
             GenCheck(ERR_NOTEBOOK_USAGE);
-        const CUnicodeString value = decodeArgument(values[i]);
+        const CUnicodeString& value = values[i];
         int number = 0;
         if (word == u"--log") {
             arguments.logName = value;
@@ -64,13 +58,7 @@ CArguments parseArguments(int count, char** values) {
     return arguments;
 }
 
-// What the user reads on standard output is UTF-8.
-void print(const CUnicodeString& text) {
-    const CString bytes(text, text.GetLength(), kUtf8);
-    std::fwrite(bytes.Ptr(), 1, static_cast<std::size_t>(bytes.GetLength()), stdout);
-}
-
-void printLine(const CUnicodeString& text) { print(text + u"\n"); }
+void printLine(const CUnicodeString& text) { Console::Print(text + u"\n"); }
 
 CString readBytes(const CUnicodeString& fileName) {
     CFile file(fileName, CFile::ForReading | CFile::DenyWrite);
@@ -166,7 +154,7 @@ void listNotes(const CUnicodeString& bookName) {
 void showNote(const CUnicodeString& bookName, const CUnicodeString& number) {
     CBook book;
     book.Load(bookName);
-    print(findNote(book, bookName, number).Text);
+    Console::Print(findNote(book, bookName, number).Text);
 }
 
 void exportNote(const CUnicodeString& bookName, const CUnicodeString& number, const CUnicodeString& fileName,
@@ -201,13 +189,13 @@ void execute(const CArguments& arguments) {
 }
 
 // Runs the command and shows what goes wrong, in a log when the user named one.
-bool runAndReport(int argumentCount, char** argumentValues) {
+bool runAndReport(const CArray<CUnicodeString>& argumentList) {
     std::optional<CFileMessageHandler> log;
     std::optional<CMessageHandlerSwitcher> logging;
     try {
         // Relative names mean the folder the user is in, as in every command-line program.
         FileSystem::ChangeDir(std::filesystem::current_path().u16string().c_str());
-        const CArguments arguments = parseArguments(argumentCount, argumentValues);
+        const CArguments arguments = parseArguments(argumentList);
         if (!arguments.logName.IsEmpty())
             logging.emplace(&log.emplace(arguments.logName), true, false);
         execute(arguments);
@@ -222,12 +210,14 @@ bool runAndReport(int argumentCount, char** argumentValues) {
 } // namespace
 
 int main(int argc, char** argv) {
+    CErrorOutputHandler errorOutput;
+    CMessageHandlerSwitcher toErrorOutput(&errorOutput);
     const CUnicodeString folder = FileSystem::GetEXEDir();
     AddResourcePrefix(folder, u"Notebook");
     AddResourcePrefix(folder, u"Tarnkit");
     SetAppTitle(u"Notebook");
     const bool isDone = Initialize(u"Software\\Velmora\\Notebook", u"Software\\Velmora\\Notebook") &&
-                        runAndReport(argc, argv);
+                        runAndReport(Console::Arguments(argc, argv));
     Clean();
-    return isDone && std::fflush(stdout) == 0 ? 0 : 1;
+    return isDone && Console::IsAllPrinted() ? 0 : 1;
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <tarnkit/string.h>
+#include <tarnkit/wide_text.h>
 
 namespace Tarn {
 
@@ -14,11 +15,48 @@ class TARNKIT_API CUnicodeString : public CStringOf<char16_t> {
 public:
     using CStringOf::CStringOf;
     using CStringOf::operator=;
+    using CStringOf::operator+=;
 
     CUnicodeString() = default;
     /// Converts 8-bit text; empty when `text` is null or cannot be converted. Code pages as in `CString`.
     CUnicodeString(const char* text, unsigned codePage);
     CUnicodeString(const char* text, int length, unsigned codePage);
+
+    // Wide text, where it has 16-bit units.
+    template<CWideUnit Wide>
+    CUnicodeString(const Wide* text) : CStringOf(FromWide(text)) {}
+    template<CWideUnit Wide>
+    CUnicodeString(const Wide* text, int count) : CStringOf(FromWide(text), count) {}
+    template<CWideUnit Wide>
+    CUnicodeString(Wide unit, int count) : CStringOf(static_cast<char16_t>(unit), count) {}
+    template<CWideUnit Wide>
+    CUnicodeString& operator=(const Wide* text) {
+        return *this = FromWide(text);
+    }
+    template<CWideUnit Wide>
+    CUnicodeString& operator=(Wide unit) {
+        return *this = static_cast<char16_t>(unit);
+    }
+    template<CWideUnit Wide>
+    CUnicodeString& operator+=(const Wide* text) {
+        return *this += FromWide(text);
+    }
+    template<CWideUnit Wide>
+    CUnicodeString& operator+=(Wide unit) {
+        return *this += static_cast<char16_t>(unit);
+    }
+    template<CWideUnit Wide>
+    friend CUnicodeString operator+(const CUnicodeString& a, Wide b) {
+        return a + static_cast<char16_t>(b);
+    }
+    template<CWideUnit Wide>
+    friend bool operator==(const CUnicodeString& a, const Wide* b) {
+        return a == FromWide(b);
+    }
+    template<CWideUnit Wide>
+    friend std::strong_ordering operator<=>(const CUnicodeString& a, const Wide* b) {
+        return a <=> FromWide(b);
+    }
 
     /// 8-bit text in a code page; empty when it cannot be converted.
     CString CreateString(unsigned codePage = 0) const;

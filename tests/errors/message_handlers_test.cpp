@@ -1,4 +1,6 @@
 #include "tests/errors/reports.h"
+#include "tests/support/capabilities.h"
+#include "tests/support/system.h"
 
 #include <tarnkit/file_system.h>
 #include <tarnkit/temp_file.h>
@@ -71,8 +73,14 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
     EXPECT_EQ(UnitsOf(file), expected + u"\r\n\r\n");
     FileSystem::Remove(file);
 
-    CFileMessageHandler onFullDisk(u"/dev/full");
-    EXPECT_EQ(onFullDisk.ShowMessage(nullptr, u"lost", u"", 4 | 0x100), 7);
+    CFileMessageHandler nowhere(FileSystem::Merge(file, u"no/file.txt"));
+    EXPECT_EQ(nowhere.ShowMessage(nullptr, u"lost", u"", 4 | 0x100), 7);
+}
+
+TEST(FileMessageHandler, LosesWhatAFullDiskDoesNotTake) {
+    TARNKIT_TEST_NEEDS(kFullDevice);
+    CFileMessageHandler handler(u"/dev/full");
+    EXPECT_EQ(handler.ShowMessage(nullptr, u"lost", u"", 4 | 0x100), 7);
 }
 
 TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
@@ -93,12 +101,13 @@ TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
 }
 
 TEST(Trace, FormatsTextsLongerThanItsFirstBuffer) {
+    TARNKIT_TEST_NEEDS(kRestartsItself);
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not traced yet
-    setenv("TARNKIT_TRACE", "stderr", 1);
+    SetEnvironment("TARNKIT_TRACE", "stderr");
     const std::u16string text(3000, u'x');
     EXPECT_EXIT((Trace(u"<%s %d>", text.c_str(), 7), std::_Exit(0)), testing::ExitedWithCode(0),
                 "^<" + std::string(3000, 'x') + " 7>$");
-    unsetenv("TARNKIT_TRACE");
+    SetEnvironment("TARNKIT_TRACE", nullptr);
 }
 
 } // namespace

@@ -110,6 +110,7 @@ TEST_F(Reporting, EndsTheProcessAtASecondReportOnTheSameThread) {
         handler.whileShowing = [this, fail] {
             for (char16_t unit : handler.shown.back().text + u"|")
                 std::fputc(unit == u'\n' ? ' ' : static_cast<char>(unit), stderr);
+            std::fflush(stderr);
             fail();
         };
     };

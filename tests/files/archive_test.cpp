@@ -1,4 +1,5 @@
 #include "tests/files/support.h"
+#include "tests/support/capabilities.h"
 
 #include <tarnkit/archive.h>
 #include <tarnkit/lifecycle.h>
@@ -180,6 +181,7 @@ TEST(Archive, LosesNothingWhenTheFileThrowsInTheMiddleOfATransfer) {
 }
 
 TEST(Archive, ReportsAFullDiskOnceUnlessItIsAbortedOrUnwinding) {
+    TARNKIT_TEST_NEEDS(kFullDevice);
     CFile full(u"/dev/full", CFile::ForWriting);
     const auto failureAfter = [&](void (*action)(CArchive&)) {
         return FailureOf([&] {

@@ -1,4 +1,5 @@
 #include "tests/files/support.h"
+#include "tests/support/system.h"
 
 #include <tarnkit/file.h>
 
@@ -92,9 +93,7 @@ TEST_F(FileTest, ReportsAFailedCloseUnlessItIsAbortedOrUnwinding) {
     const auto failureAfter = [](void (*action)(CFile&)) {
         return FailureOf([&] {
             CFile file(u"file", kNewFile);
-            for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-                if (std::error_code gone; read_symlink(entry, gone) == PathOf(file.UnicodeName()))
-                    close(std::stoi(entry.path().filename().string())); // behind the back of its owner
+            CloseBehindItsOwner(file.Handle(), PathOf(file.UnicodeName()));
             action(file);
         });
     };

@@ -18,13 +18,13 @@ protected:
     }
     ~TempFileTest() override { Reset(); }
 
-    long CountIn(const char* dir) const { return std::distance(stdfs::directory_iterator(folder / dir), {}); }
+    auto CountIn(const char* dir) const { return std::distance(stdfs::directory_iterator(folder / dir), {}); }
 };
 
 TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
     const CUnicodeString name = New(u"abc");
     EXPECT_NE(name, NewInDir(u"temp", nullptr));
-    EXPECT_EQ(PathOf(name).string().find(folder / "temp/abc"), 0u);
+    EXPECT_EQ(name.Find(Full("temp\\abc")), 0) << PathOf(name);
     EXPECT_TRUE(stdfs::is_empty(PathOf(name)) && IsTempFile(name));
     Delete(name);
     EXPECT_FALSE(stdfs::exists(PathOf(name)));

@@ -1,5 +1,6 @@
 #include "platform/platform.h"
 #include "tests/runtime/started_library.h"
+#include "tests/support/system.h"
 
 #include <tarnkit/messages.h>
 #include <tarnkit/resource_modules.h>
@@ -57,7 +58,7 @@ TEST_F(Languages, AreFoundAndNamedAtTheStart) {
 TEST_F(Languages, StartWithThatOfTheSystem) {
     for (const char* locale : {"ru_RU.UTF-8", "pt_PT.UTF-8", "de_AT.UTF-8", "zh_CN.UTF-8"}) {
         // Where programs cannot choose the system's language, each round has the same one.
-        setenv("LC_ALL", locale, 1);
+        SetEnvironment("LC_ALL", locale);
         const int systemLanguage = Platform::GetSystemDefaultLangID() & 0x3FF;
         addFamily();
         AddResourcePrefix(ToText(folder), u"Port");
@@ -65,7 +66,7 @@ TEST_F(Languages, StartWithThatOfTheSystem) {
         EXPECT_EQ(GetCurrentLanguageCode(), systemLanguage == 7 ? 2 : systemLanguage == 22 ? 27 : 1);
         Clean();
     }
-    unsetenv("LC_ALL");
+    SetEnvironment("LC_ALL", nullptr);
 }
 
 TEST_F(Languages, ChangeWhileTheProgramRuns) {

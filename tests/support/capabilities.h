@@ -18,15 +18,15 @@ extern const CCapability kDocumentedCalls;
 extern const CCapability kReadOnlyFiles;
 /// The device `\dev\full`, on which every write finds a full disk.
 extern const CCapability kFullDevice;
-/// A shell with POSIX's limits: what a program may write can be bounded.
-extern const CCapability kPosixShell;
+/// Programs whose files cannot grow beyond a limit.
+extern const CCapability kFileSizeLimit;
 /// Folders that nothing can be made in or removed from while they are read-only.
 extern const CCapability kReadOnlyFolders;
 /// Symbolic links, made without special rights.
 extern const CCapability kSymbolicLinks;
 /// The user's locale and code pages come from environment variables.
 extern const CCapability kLocaleFromEnvironment;
-/// What programs trace is written where TARNKIT_TRACE says.
+/// What other programs trace is written where TARNKIT_TRACE says.
 extern const CCapability kTraceOutput;
 /// The test program can be started again by itself, as death tests of the style "threadsafe" do.
 extern const CCapability kRestartsItself;

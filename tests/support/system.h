@@ -9,6 +9,13 @@ namespace Tarn {
 /// Null removes the variable.
 void SetEnvironment(const char* name, const char* value);
 
+/// Closes an open file of this process in the system, behind the back of the object that owns it.
+void CloseBehindItsOwner(void* handle, const std::filesystem::path& name);
+
+/// Stands in for a debugger: a breakpoint ends this process at once, and what it traces goes to the standard
+/// error output if TARNKIT_TRACE says "stderr".
+void ReplaceDebugger();
+
 /// Gives this process a registry of its own, below `folder` where registries are files.
 void EnterOwnRegistry(const std::filesystem::path& folder);
 /// Removes it again.
@@ -21,5 +28,7 @@ struct CProgramRun {
 
 /// Runs a program of this target to its end, without input: its path in quotes, then the arguments.
 CProgramRun RunProgram(const std::string& commandLine);
+/// The same, where the system has kFileSizeLimit, for files of at most so many times 512 bytes.
+CProgramRun RunProgramWithLittleRoom(const std::string& commandLine, int blocks);
 
 } // namespace Tarn

@@ -33,6 +33,7 @@ void removeFolder(const fs::path& folder) {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     Tarn::ReportTests();
+    Tarn::ReplaceDebugger();
     const fs::path folder = makeFreshFolder();
     Tarn::EnterOwnRegistry(folder);
     for (const char* variable : {"TMPDIR", "TMP", "TEMP", "HOME"})

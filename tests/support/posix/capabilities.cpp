@@ -5,7 +5,7 @@ namespace Tarn {
 const CCapability kDocumentedCalls{nullptr};
 const CCapability kReadOnlyFiles{nullptr};
 const CCapability kFullDevice{nullptr};
-const CCapability kPosixShell{nullptr};
+const CCapability kFileSizeLimit{nullptr};
 const CCapability kReadOnlyFolders{nullptr};
 const CCapability kSymbolicLinks{nullptr};
 const CCapability kLocaleFromEnvironment{nullptr};

@@ -28,7 +28,7 @@ const CCapability kDocumentedCalls{isWine() ? "Wine differs here" : nullptr};
 const CCapability kReadOnlyFiles{writesReadOnlyFiles() ? "Wine lets root write them" : nullptr};
 
 const CCapability kFullDevice{"no device here is always full"};
-const CCapability kPosixShell{"programs are started without a shell"};
+const CCapability kFileSizeLimit{"programs have no limits for the sizes of files"};
 const CCapability kReadOnlyFolders{"the attribute of a folder does not protect what is in it"};
 const CCapability kSymbolicLinks{"links need a special right"};
 const CCapability kLocaleFromEnvironment{"the locale is the user's in the registry"};

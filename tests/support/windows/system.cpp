@@ -1,6 +1,7 @@
 #include "tests/support/system.h"
 
 #include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <windows.h>
 
@@ -9,6 +10,11 @@ namespace Tarn {
 namespace {
 
 std::wstring ownRegistry; // a key below the user's own, as long as it takes that one's place
+
+// The texts of tests are UTF-8.
+std::wstring wide(const std::string& text) {
+    return std::filesystem::path(std::u8string(text.begin(), text.end())).wstring();
+}
 
 HANDLE inheritable(HANDLE handle) {
     SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
@@ -29,7 +35,22 @@ std::string readToEnd(HANDLE pipe) {
 void SetEnvironment(const char* name, const char* value) {
     // Both the system's variables and the C library's copy of them.
     const std::string text = value != nullptr ? value : "";
-    _wputenv(std::filesystem::path(name + ("=" + text)).c_str());
+    _wputenv(wide(name + ("=" + text)).c_str());
+}
+
+void CloseBehindItsOwner(void* handle, const std::filesystem::path&) { CloseHandle(handle); }
+
+void ReplaceDebugger() {
+    AddVectoredExceptionHandler(1, [](EXCEPTION_POINTERS* pointers) -> LONG {
+        const EXCEPTION_RECORD& exception = *pointers->ExceptionRecord;
+        const char* const trace = std::getenv("TARNKIT_TRACE");
+        if (exception.ExceptionCode == EXCEPTION_BREAKPOINT)
+            TerminateProcess(GetCurrentProcess(), exception.ExceptionCode);
+        if (exception.ExceptionCode == DBG_PRINTEXCEPTION_C && trace != nullptr &&
+            trace == std::string("stderr"))
+            std::fputs(reinterpret_cast<const char*>(exception.ExceptionInformation[1]), stderr);
+        return EXCEPTION_CONTINUE_SEARCH;
+    });
 }
 
 void EnterOwnRegistry(const std::filesystem::path& folder) {
@@ -63,7 +84,7 @@ CProgramRun RunProgram(const std::string& commandLine) {
     start.hStdInput = input;
     start.hStdOutput = start.hStdError = inheritable(writer);
     PROCESS_INFORMATION process{};
-    std::wstring line = std::filesystem::path(commandLine).wstring();
+    std::wstring line = wide(commandLine);
     const BOOL isStarted = CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
                                           nullptr, nullptr, &start, &process);
     CloseHandle(input);
@@ -80,5 +101,7 @@ CProgramRun RunProgram(const std::string& commandLine) {
     CloseHandle(reader);
     return run;
 }
+
+CProgramRun RunProgramWithLittleRoom(const std::string&, int) { return {-1, "no limits here"}; }
 
 } // namespace Tarn

@@ -1,0 +1,28 @@
+// What a command-line program has of its user: his arguments and the two outputs. One source for each port.
+#pragma once
+
+#include <tarnkit/array.h>
+#include <tarnkit/message_handlers.h>
+#include <tarnkit/unicode_string.h>
+
+namespace Console {
+
+/// The arguments of `main`, without the program's name.
+Tarn::CArray<Tarn::CUnicodeString> Arguments(int argc, char** argv);
+
+/// Texts for the user, or for a program that reads them as UTF-8.
+void Print(const Tarn::CUnicodeString& text);
+void PrintError(const Tarn::CUnicodeString& text);
+/// Whether all that was printed has arrived.
+bool IsAllPrinted();
+
+} // namespace Console
+
+/// Shows messages on the error output and asks nobody: the preselected button answers.
+class CErrorOutputHandler : public Tarn::CMessageHandler {
+public:
+    int ShowMessage(HWND, const char16_t* text, const char16_t* caption, unsigned flags) override {
+        Console::PrintError(Tarn::CUnicodeString(caption) + u": " + text + u"\n");
+        return GetDefaultReturnValue(flags);
+    }
+};
