@@ -40,7 +40,7 @@ TEST_F(FileTest, OpensAsItsFlagsSayOrStaysAsItWas) {
 }
 
 TEST_F(FileTest, TransfersBytesAndLittleEndianRecords) {
-    CFile file(u"file", kNewFile);
+    CFile file(u"file", CFile::ForReadingAndWriting | CFile::DenyNone | CFile::Create);
     file.WriteByte(1);
     file.WriteWord(0x0302);
     file.WriteDWord(0x87654321);
