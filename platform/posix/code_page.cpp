@@ -48,7 +48,7 @@ struct OpenBytes {
 
 constexpr OpenBytes kOpenBytes[] = {
     {857, 0xD5, 0xD5, 0xF8BB},  {857, 0xE7, 0xE7, 0xF8BC},  {857, 0xF2, 0xF2, 0xF8BD},
-    {874, 0xDB, 0xDE, 0xF8C1},  {874, 0xFC, 0xFF, 0xF8C5},  {932, 0xA0, 0xA0, 0x00A0},
+    {874, 0xDB, 0xDE, 0xF8C1},  {874, 0xFC, 0xFF, 0xF8C5},  {932, 0xA0, 0xA0, 0xF8F0},
     {932, 0xFD, 0xFF, 0xF8F1},  {936, 0xFF, 0xFF, 0xF8F5},  {949, 0xFF, 0xFF, 0xF8F7},
     {950, 0xFF, 0xFF, 0xF8F8},  {1253, 0xAA, 0xAA, 0xF8F9}, {1253, 0xD2, 0xD2, 0xF8FA},
     {1253, 0xFF, 0xFF, 0xF8FB}, {1255, 0xCA, 0xCA, 0x05BA}, {1255, 0xD9, 0xDF, 0xF88D},
@@ -59,7 +59,8 @@ constexpr OpenBytes kOpenBytes[] = {
 constexpr unsigned kLastControl = 0x9F;
 constexpr char16_t kPrivateBytes = 0xF700;
 
-// Pairs that a code page leaves to its users. They follow each other through the private characters.
+// Pairs that a code page leaves to its users. They follow each other through the private characters; in an
+// area with gaps only the pairs do that no other character has.
 struct UserDefined {
     UINT number;
     unsigned char firstLead;
@@ -67,14 +68,23 @@ struct UserDefined {
     unsigned char firstTrail;
     unsigned char lastTrail;
     char16_t unit;
+    bool hasGaps = false;
 };
 
 constexpr UserDefined kUserDefined[] = {
     {936, 0xAA, 0xAF, 0xA1, 0xFE, 0xE000}, {936, 0xF8, 0xFE, 0xA1, 0xFE, 0xE234},
-    {936, 0xA1, 0xA7, 0x40, 0xA0, 0xE4C6}, {949, 0xC9, 0xC9, 0xA1, 0xFE, 0xE000},
-    {949, 0xFE, 0xFE, 0xA1, 0xFE, 0xE05E}, {950, 0xFA, 0xFE, 0x40, 0xFE, 0xE000},
-    {950, 0x8E, 0xA0, 0x40, 0xFE, 0xE311}, {950, 0x81, 0x8D, 0x40, 0xFE, 0xEEB8},
+    {936, 0xA1, 0xA7, 0x40, 0xA0, 0xE4C6}, {936, 0xA2, 0xFE, 0x40, 0xFE, 0xE766, true},
+    {949, 0xC9, 0xC9, 0xA1, 0xFE, 0xE000}, {949, 0xFE, 0xFE, 0xA1, 0xFE, 0xE05E},
+    {950, 0xFA, 0xFE, 0x40, 0xFE, 0xE000}, {950, 0x8E, 0xA0, 0x40, 0xFE, 0xE311},
+    {950, 0x81, 0x8D, 0x40, 0xFE, 0xEEB8},
 };
+
+// Characters of two pairs that are written as another one than `iconv` prefers.
+constexpr struct {
+    UINT number;
+    char16_t unit;
+    unsigned short bytes;
+} kPreferred[] = {{950, 0x2550, 0xF9F9}, {950, 0x255E, 0xF9E9}, {950, 0x2561, 0xF9EB}, {950, 0x256A, 0xF9EA}};
 
 constexpr UINT kJapanese = 932;
 constexpr UINT kTraditionalChinese = 950;
@@ -196,6 +206,7 @@ CodePage* CodePage::load(UINT number, const char* name) {
         if (page->encoded != nullptr && back != reinterpret_cast<iconv_t>(-1)) {
             page->invert(back);
             iconv_close(back);
+            page->addLookAlikes(number);
             return page;
         }
         if (back != reinterpret_cast<iconv_t>(-1))
@@ -263,9 +274,11 @@ bool CodePage::addUserDefined(UINT number) {
             for (unsigned trail = area.firstTrail; trail <= area.lastTrail; trail++) {
                 if (trail == 0x7F || (number == kTraditionalChinese && trail >= 0x80 && trail <= 0xA0))
                     continue;
-                if (table[trail] == kNone)
+                const bool isOpen = table[trail] == kNone;
+                if (isOpen)
                     table[trail] = unit;
-                unit++;
+                if (isOpen || !area.hasGaps)
+                    unit++;
             }
         }
     }
@@ -301,6 +314,17 @@ void CodePage::invert(void* converter) {
         if (pairs[lead] != nullptr)
             for (unsigned trail = 0; trail <= 0xFF; trail++)
                 add(pairs[lead][trail], lead << 8 | trail);
+}
+
+void CodePage::addLookAlikes(UINT number) {
+    for (const auto& preferred : kPreferred)
+        if (preferred.number == number)
+            encoded[preferred.unit] = preferred.bytes;
+    const LookAlikes* table;
+    for (unsigned index = 0; (table = LookAlikesOf(number, index)) != nullptr; index++)
+        for (std::size_t i = 0; i < table->units.size(); i++)
+            if (unsigned short& bytes = encoded[table->units[i]]; bytes == 0)
+                bytes = encoded[table->characters[i]];
 }
 
 } // namespace Tarn::Platform::Posix

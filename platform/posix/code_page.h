@@ -7,6 +7,7 @@
 #include <tarnkit/types.h>
 
 #include <cstddef>
+#include <string_view>
 
 namespace Tarn::Platform::Posix {
 
@@ -29,10 +30,11 @@ public:
     char16_t Decode(unsigned char byte) const { return single[byte]; }
     char16_t Decode(unsigned char lead, unsigned char trail) const { return pairs[lead][trail]; }
 
-    /// The bytes of a unit, the lead byte in the upper half; `found` tells whether there are any.
-    unsigned Encode(char16_t unit, bool* found) const {
+    /// The bytes of a unit, or else those of its look-alike if that will do, the lead byte in the upper half;
+    /// `found` tells whether there are any.
+    unsigned Encode(char16_t unit, bool bestFit, bool* found) const {
         unsigned bytes = encoded[unit];
-        *found = bytes != 0 || unit == 0;
+        *found = (bytes != 0 || unit == 0) && (bestFit || decodeWhole(bytes) == unit);
         return bytes;
     }
 
@@ -53,7 +55,11 @@ private:
     bool addUserDefined(UINT number);
     void fillUndefined(UINT number);
     void invert(void* converter);
+    void addLookAlikes(UINT number);
     char16_t* pairTable(unsigned char lead);
+    char16_t decodeWhole(unsigned bytes) const {
+        return bytes > 0xFF ? pairs[bytes >> 8][bytes & 0xFF] : single[bytes];
+    }
 
     CodePage() = default;
     template<class T, class... Arguments>
@@ -61,11 +67,20 @@ private:
 
     char16_t single[256] = {};
     char16_t* pairs[256] = {};
-    unsigned short* encoded = nullptr; // by unit; 0 is none
+    unsigned short* encoded = nullptr; // by unit, look-alikes included; 0 is none
     bool doubleByte = false;
     bool asciiCompatible = false;
     char16_t defaultUnit = u'?';
 };
+
+/// Units that a code page lacks: the n-th one is written as the n-th character.
+struct LookAlikes {
+    std::u16string_view units;
+    std::u16string_view characters;
+};
+
+/// The look-alikes for a code page, in several tables from index 0 on; null behind the last one.
+const LookAlikes* LookAlikesOf(UINT codePage, unsigned index);
 
 /// Whether a unit lies where the marks are that `ComposeCharacter` knows.
 constexpr bool MayBeMark(char16_t unit) {

@@ -95,8 +95,9 @@ std::size_t asciiRun(const Unit* text, const Unit* end) {
     return static_cast<std::size_t>(at - text);
 }
 
-/// Reads one character of UTF-8. At bytes that are none it skips the longest beginning of a character, at
-/// least a byte, and gives false.
+/// Reads one character of UTF-8. At bytes that are none it skips those that could begin one, at least a byte,
+/// and gives false. A second byte counts as such even where it makes the form overlong, a surrogate or too
+/// large.
 bool readUtf8(const unsigned char** text, const unsigned char* end, char32_t* character) {
     unsigned lead = *(*text)++;
     if (lead < 0x80) {
@@ -106,14 +107,16 @@ bool readUtf8(const unsigned char** text, const unsigned char* end, char32_t* ch
     if (lead < 0xC2 || lead > 0xF4)
         return false;
     int following = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-    // The byte after the lead is what excludes overlong forms, surrogates and what lies beyond Unicode.
     unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     char32_t value = lead & (0x3Fu >> following);
     for (; following > 0; following--) {
-        if (*text == end || **text < low || **text > high)
+        if (*text == end || **text < 0x80 || **text > 0xBF)
             return false;
-        value = value << 6 | (*(*text)++ & 0x3Fu);
+        unsigned byte = *(*text)++;
+        if (byte < low || byte > high)
+            return false;
+        value = value << 6 | (byte & 0x3Fu);
         low = 0x80;
         high = 0xBF;
     }
@@ -248,7 +251,7 @@ int decode(const CodePage& page, DWORD flags, bool glyphs, const unsigned char* 
 /// A unit that the code page lacks becomes the default character whatever the flags are: WC_DEFAULTCHAR, like
 /// WC_SEPCHARS and WC_DISCARDNS, only says what happens to a letter with marks after it for which
 /// WC_COMPOSITECHECK finds a single character that the code page lacks. So conversions fail for bad arguments
-/// only. Look-alikes are never substituted, as if WC_NO_BEST_FIT_CHARS were always given.
+/// only. Where look-alikes will do, they count as characters of the code page.
 class Encoder {
 public:
     Encoder(const CodePage& toPage, DWORD withFlags, const char* defaultChar, Output<char> toOutput)
@@ -290,11 +293,15 @@ public:
 private:
     void put(char16_t unit) {
         bool found;
-        unsigned bytes = page.Encode(unit, &found);
+        unsigned bytes = encode(unit, &found);
         if (found)
             putBytes(bytes);
         else
             putDefault();
+    }
+
+    unsigned encode(char16_t unit, bool* found) const {
+        return page.Encode(unit, (flags & WC_NO_BEST_FIT_CHARS) == 0, found);
     }
 
     void putBytes(unsigned bytes) {
@@ -320,7 +327,7 @@ private:
                 break;
             length++;
             bool found;
-            unsigned bytes = page.Encode(composed, &found);
+            unsigned bytes = encode(composed, &found);
             if (found) {
                 foundBytes = bytes;
                 foundLength = length;
@@ -400,8 +407,10 @@ locale_t unicodeLocale() {
     return locale;
 }
 
+/// A unit changes only to one that changes back: what has a third form, or the same other form as another
+/// unit, stays.
 template<class Map>
-void mapCase(char16_t* text, DWORD size, char16_t first, char16_t last, int asciiShift, Map map) {
+void mapCase(char16_t* text, DWORD size, char16_t first, char16_t last, int asciiShift, Map map, Map back) {
     for (char16_t* end = text + size; text != end; text++) {
         if (*text < 0x80) {
             if (*text >= first && *text <= last)
@@ -410,7 +419,7 @@ void mapCase(char16_t* text, DWORD size, char16_t first, char16_t last, int asci
         }
         locale_t locale = unicodeLocale();
         wint_t mapped = locale == nullptr ? *text : map(static_cast<wint_t>(*text), locale);
-        if (mapped < kFirstSupplementary)
+        if (mapped < kFirstSupplementary && mapped != *text && back(mapped, locale) == *text)
             *text = static_cast<char16_t>(mapped);
     }
 }
@@ -473,8 +482,12 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* text, int si
     return count;
 }
 
-void CharUpperBuffW(char16_t* text, DWORD size) { mapCase(text, size, u'a', u'z', 'A' - 'a', towupper_l); }
+void CharUpperBuffW(char16_t* text, DWORD size) {
+    mapCase(text, size, u'a', u'z', 'A' - 'a', towupper_l, towlower_l);
+}
 
-void CharLowerBuffW(char16_t* text, DWORD size) { mapCase(text, size, u'A', u'Z', 'a' - 'A', towlower_l); }
+void CharLowerBuffW(char16_t* text, DWORD size) {
+    mapCase(text, size, u'A', u'Z', 'a' - 'A', towlower_l, towupper_l);
+}
 
 } // namespace Tarn::Platform
