@@ -203,6 +203,19 @@ LSTATUS parsePath(const char16_t* name, RegistryPath* path) {
     return 0;
 }
 
+// The key that `handle` stands for and the path to go from there. That the key is deleted counts for more
+// than a wrong name.
+LSTATUS resolvePath(HKEY handle, const char16_t* name, KeyReference* place, RegistryPath* path) {
+    if (const LSTATUS failure = resolve(handle, 0, place); failure != 0)
+        return failure;
+    const LSTATUS failure = parsePath(name, path);
+    RegistryKeyId same;
+    if (failure != 0 &&
+        place->store->FindKey(place->key, {}, &same) == static_cast<LSTATUS>(ERROR_KEY_DELETED))
+        return ERROR_KEY_DELETED;
+    return failure;
+}
+
 RegistryName valueName(const char16_t* name) {
     return name == nullptr ? RegistryName(u"", 0) : RegistryName(name, U16String::traits_type::length(name));
 }
@@ -236,9 +249,7 @@ LSTATUS RegOpenKeyExW(HKEY parent, const char16_t* name, DWORD, REGSAM access, H
     return locked([=]() -> LSTATUS {
         KeyReference place;
         RegistryPath path;
-        LSTATUS failure = resolve(parent, 0, &place);
-        if (failure == 0)
-            failure = parsePath(name, &path);
+        LSTATUS failure = resolvePath(parent, name, &place, &path);
         if (failure != 0)
             return failure;
         if (path.empty() && predefinedKey(parent) != 0) {
@@ -258,9 +269,7 @@ LSTATUS RegCreateKeyExW(HKEY parent, const char16_t* name, REGSAM access, HKEY* 
     return locked([=]() -> LSTATUS {
         KeyReference place;
         RegistryPath path;
-        LSTATUS failure = resolve(parent, 0, &place);
-        if (failure == 0)
-            failure = parsePath(name, &path);
+        LSTATUS failure = resolvePath(parent, name, &place, &path);
         if (failure != 0)
             return failure;
         bool isNew = false;
@@ -356,9 +365,7 @@ LSTATUS RegDeleteKeyW(HKEY key, const char16_t* name) {
     return locked([=]() -> LSTATUS {
         KeyReference place;
         RegistryPath path;
-        LSTATUS failure = resolve(key, 0, &place);
-        if (failure == 0)
-            failure = parsePath(name, &path);
+        const LSTATUS failure = resolvePath(key, name, &place, &path);
         if (failure != 0)
             return failure;
         if (path.empty() && predefinedKey(key) != 0)

@@ -148,8 +148,9 @@ LSTATUS RegistryStore::GetValue(RegistryKeyId key, const RegistryName& name,
 LSTATUS RegistryStore::GetValueAt(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name,
                                   const RegistryValueBuffer& value) {
     return enumerate(values, key, index, [&](const RegistryStatement& row) {
-        const LSTATUS result = deliverName(row, 1, name);
-        return result != 0 ? result : deliverValue(row, 2, value);
+        const LSTATUS nameResult = deliverName(row, 1, name);
+        const LSTATUS valueResult = deliverValue(row, 2, value);
+        return nameResult != 0 ? nameResult : valueResult;
     });
 }
 
