@@ -17,6 +17,21 @@ void printUnits(ResultFile& results, const std::string& group, Map map) {
         results.Add(group, value, map(static_cast<char16_t>(value)));
 }
 
+/// What a call makes of every unit and of every pair for a character of the first plane beyond the BMP.
+template<class Call>
+void printCase(ResultFile& results, const std::string& group, Call call) {
+    printUnits(results, group, [=](char16_t unit) {
+        call(&unit, 1);
+        return Hex({&unit, 1});
+    });
+    printUnits(results, group + "-pair", [=](char16_t low) {
+        char16_t pair[] = {static_cast<char16_t>(0xD800 + (low >> 10)),
+                           static_cast<char16_t>(0xDC00 + (low & 0x3FF))};
+        call(pair, 2);
+        return Hex({pair, 2});
+    });
+}
+
 bool isSpace(char16_t unit) {
     CUnicodeString text(unit, 1);
     text.Trim();
@@ -36,14 +51,8 @@ std::string numberOf(char16_t unit) {
 } // namespace
 
 void PrintCases(ResultFile& results) {
-    printUnits(results, "case/upper", [](char16_t unit) {
-        Platform::CharUpperBuffW(&unit, 1);
-        return Hex({&unit, 1});
-    });
-    printUnits(results, "case/lower", [](char16_t unit) {
-        Platform::CharLowerBuffW(&unit, 1);
-        return Hex({&unit, 1});
-    });
+    printCase(results, "case/upper", Platform::CharUpperBuffW);
+    printCase(results, "case/lower", Platform::CharLowerBuffW);
     printUnits(results, "class/space", [](char16_t unit) { return isSpace(unit) ? "1" : "0"; });
     printUnits(results, "class/parameter", [](char16_t unit) { return isParameterDigit(unit) ? "1" : "0"; });
     printUnits(results, "class/number", numberOf);

@@ -11,7 +11,9 @@ namespace {
 
 namespace Platform = Tarn::Platform;
 
-constexpr UINT kCodePages[] = {437, 850, 866, 932, 1250, 1251, 1252, 1253, 1254, 1255, 1256, 1257, CP_UTF8};
+constexpr UINT kCodePages[] = {437,  737,  775,  850,  852,  855,  857,  860,  861,    862,
+                               863,  865,  866,  869,  874,  932,  936,  949,  950,    1250,
+                               1251, 1252, 1253, 1254, 1255, 1256, 1257, 1258, CP_UTF8};
 
 constexpr int kRandomTexts = 5000;
 
@@ -50,22 +52,50 @@ void printDecoding(ResultFile& results, UINT page, DWORD flags) {
         const char text[] = {static_cast<char>(byte)};
         results.Add(groupName("byte/", page, flags), byte, decoded(page, flags, {text, 1}));
     }
+    // Where the end of a text cuts a character of UTF-8, the ports differ: elsewhere none is cut.
+    const std::string_view end = page == CP_UTF8 ? "|||" : "";
     const std::string group = groupName("bytes/", page, flags);
     for (unsigned pair = 0; pair <= 0xFFFF; pair++) {
-        const char text[] = {static_cast<char>(pair >> 8), static_cast<char>(pair)};
-        results.Add(group, pair, decoded(page, flags, {text, 2}));
+        const char bytes[] = {static_cast<char>(pair >> 8), static_cast<char>(pair)};
+        std::string text(bytes, 2);
+        results.Add(group, pair, decoded(page, flags, text.append(end)));
     }
-    // Longer texts, most of whose bytes begin or go on with a character.
+    // Longer texts. The end of no text cuts a character of UTF-8, which the ports read differently.
     Random random(page);
     for (unsigned number = 0; number < kRandomTexts; number++) {
+        static constexpr unsigned char kLikelyBytes[] = {0x41, 0x81, 0x8F, 0xA0, 0xBF,
+                                                         0xC3, 0xE2, 0xED, 0xF0, 0xF4};
         std::string text;
-        for (unsigned length = 1 + random.Below(8); length > 0; length--) {
-            static constexpr unsigned kLikelyBytes[] = {0x41, 0x81, 0x8F, 0xA0, 0xBF,
-                                                        0xC3, 0xE2, 0xED, 0xF0, 0xF4};
+        for (unsigned length = 1 + random.Below(8); length > 0; length--)
             text += static_cast<char>(random.OneIn(3) ? random.Below(0x100) : random.Pick(kLikelyBytes));
-        }
-        results.Add(groupName("text/", page, flags), number, Hex(text) + " " + decoded(page, flags, text));
+        text += "|||";
+        results.Add(groupName("text/", page, flags), number, Words(Hex(text), decoded(page, flags, text)));
     }
+}
+
+/// Texts of UTF-8 that end with a lead byte of a longer character and a byte after it.
+void printCut(ResultFile& results, DWORD flags) {
+    const std::string group = groupName("cut/", CP_UTF8, flags);
+    for (unsigned pair = 0xE000; pair <= 0xF4FF; pair++) {
+        const char text[] = {static_cast<char>(pair >> 8), static_cast<char>(pair)};
+        results.Add(group, pair, decoded(CP_UTF8, flags, {text, 2}));
+    }
+}
+
+/// Every letter of some scripts with every mark that composes with letters.
+void printMarked(ResultFile& results, UINT page, DWORD flags) {
+    constexpr std::pair<char16_t, char16_t> kMarks[] = {{0x0300, 0x0345}, {0x0653, 0x0655}, {0x3099, 0x309A}};
+    constexpr std::pair<char16_t, char16_t> kLetters[] = {
+        {0x0041, 0x024F}, {0x0370, 0x0451}, {0x0621, 0x064A}, {0x3041, 0x30FE}};
+    for (const auto& [firstMark, lastMark] : kMarks)
+        for (char16_t mark = firstMark; mark <= lastMark; mark++) {
+            const std::string group = groupName("marked/", page, flags) + "/" + Hex({&mark, 1});
+            for (const auto& [first, last] : kLetters)
+                for (char16_t letter = first; letter <= last; letter++) {
+                    const char16_t text[] = {letter, mark};
+                    results.Add(group, letter, encoded(page, flags, {text, 2}));
+                }
+        }
 }
 
 void printEncoding(ResultFile& results, UINT page, DWORD flags) {
@@ -74,24 +104,17 @@ void printEncoding(ResultFile& results, UINT page, DWORD flags) {
         const char16_t text[] = {static_cast<char16_t>(unit)};
         results.Add(group, unit, encoded(page, flags, {text, 1}));
     }
-    // Letters with the marks that may follow them.
-    for (char16_t mark = 0x0300; mark <= 0x3FFF; mark++) {
-        if (mark == 0x0363)
-            mark = 0x064B;
-        if (mark == 0x0656)
-            mark = 0x3099;
-        if (mark == 0x309B)
-            break;
-        for (const auto& [first, last] : {std::pair{0x0041, 0x024F},
-                                          {0x0370, 0x0670},
-                                          {0x1E00, 0x1FFF},
-                                          {0x2190, 0x22FF},
-                                          {0x3041, 0x30FE}})
-            for (int letter = first; letter <= last; letter++) {
-                const char16_t text[] = {static_cast<char16_t>(letter), mark};
-                results.Add(groupName("marked/", page, flags) + "/" + Hex(std::u16string_view(&mark, 1)),
-                            unsigned(letter), encoded(page, flags, {text, 2}));
-            }
+    if (page != CP_UTF8)
+        printMarked(results, page, flags);
+    Random random(page);
+    for (unsigned number = 0; number < kRandomTexts; number++) {
+        static constexpr char16_t kLikelyUnits[] =
+            u"aeE\u00C5\u0391\u0415\u304B\u0300\u0301\u0308\u0345\u3099\xD800\xDBFF\xDC00\xDFFF";
+        std::u16string text;
+        for (unsigned length = 1 + random.Below(8); length > 0; length--)
+            text +=
+                static_cast<char16_t>(random.OneIn(4) ? random.Below(0x10000) : random.Pick(kLikelyUnits));
+        results.Add(groupName("units/", page, flags), number, Words(Hex(text), encoded(page, flags, text)));
     }
 }
 
@@ -102,6 +125,9 @@ void PrintCodePages(ResultFile& results) {
         const Flags& flags = page == CP_UTF8 ? kUtf8Flags : kFlags;
         for (const DWORD decoding : flags.decoding)
             printDecoding(results, page, decoding);
+        if (page == CP_UTF8)
+            for (const DWORD decoding : flags.decoding)
+                printCut(results, decoding);
         for (const DWORD encoding : flags.encoding)
             printEncoding(results, page, encoding);
     }

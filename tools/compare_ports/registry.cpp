@@ -2,6 +2,8 @@
 #include "platform/platform.h"
 #include "tools/compare_ports/results.h"
 
+#include <set>
+
 namespace compare_ports {
 
 namespace {
@@ -19,6 +21,8 @@ constexpr DWORD kLargestRoom = 64;
 constexpr DWORD kRooms[] = {0, 1, 2, 5, kLargestRoom, kLargestRoom, kLargestRoom};
 
 constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
+constexpr REGSAM kRights[] = {kReadWrite,      KEY_READ,      KEY_WRITE,
+                              KEY_QUERY_VALUE, KEY_SET_VALUE, KEY_ENUMERATE_SUB_KEYS};
 
 /// What a call fills in.
 struct Answer {
@@ -56,6 +60,30 @@ void deleteTree(HKEY parent, const std::u16string& name) {
     Platform::RegDeleteKeyW(parent, name.c_str());
 }
 
+std::string measured(HKEY key) {
+    DWORD sizes[6] = {};
+    const LSTATUS result =
+        Platform::RegQueryInfoKeyW(key, &sizes[0], &sizes[1], &sizes[2], &sizes[3], &sizes[4], &sizes[5]);
+    return Words(result, sizes[0], sizes[1], sizes[2], sizes[3], sizes[4], sizes[5]);
+}
+
+/// Calls that say nothing of the data, on a key opened with each of the rights.
+void printRights(ResultFile& results) {
+    deleteTree(HKEY_CURRENT_USER, kScratch);
+    for (unsigned number = 0; number < std::size(kRights); number++) {
+        HKEY key = nullptr;
+        Platform::RegCreateKeyExW(HKEY_CURRENT_USER, kScratch, kRights[number], &key, nullptr);
+        results.Add("registry/measure", number, measured(key));
+        HKEY same = nullptr;
+        DWORD disposition = 0;
+        const LSTATUS result = Platform::RegCreateKeyExW(key, u"", kRights[number], &same, &disposition);
+        results.Add("registry/create-itself", number, Words(result, disposition));
+        Platform::RegCloseKey(same);
+        Platform::RegCloseKey(key);
+    }
+    deleteTree(HKEY_CURRENT_USER, kScratch);
+}
+
 class Script {
 public:
     Script(ResultFile& toResults, unsigned scriptNumber)
@@ -88,9 +116,9 @@ private:
         case 7:
             return query();
         case 8:
-            return enumerateKeys();
+            return listKeys();
         case 9:
-            return enumerateValues();
+            return listValues();
         case 10:
             return random.OneIn(2) ? removeValue() : removeKey();
         default:
@@ -125,36 +153,31 @@ private:
         return random.Pick(kNames);
     }
 
-    REGSAM rights() {
-        static constexpr REGSAM kRights[] = {
-            kReadWrite, kReadWrite,      kReadWrite,    KEY_READ,
-            KEY_WRITE,  KEY_QUERY_VALUE, KEY_SET_VALUE, KEY_ENUMERATE_SUB_KEYS};
-        return random.Pick(kRights);
-    }
-
     /// A slot for a new key. The first one keeps its key, from which all others are reached.
-    HKEY* freeSlot() {
-        HKEY* freed = &keys[1 + random.Below(kSlots - 1)];
-        Platform::RegCloseKey(*freed);
-        *freed = nullptr;
+    unsigned freeSlot() {
+        const unsigned freed = 1 + random.Below(kSlots - 1);
+        Platform::RegCloseKey(keys[freed]);
+        keys[freed] = nullptr;
+        rights[freed] = random.OneIn(2) ? kReadWrite : random.Pick(kRights);
         return freed;
     }
 
     std::string create() {
-        HKEY* target = freeSlot();
+        const unsigned target = freeSlot();
         const char16_t* name = keyName();
-        const REGSAM access = rights();
+        if (*name == 0)
+            name = u"b"; // see printRights
         DWORD disposition = 0;
-        const LSTATUS result = Platform::RegCreateKeyExW(keys[slot], name, access, target, &disposition);
-        return Words("create", slot, Quoted(name), access, "in", target - keys, "=", result, disposition);
+        const LSTATUS result =
+            Platform::RegCreateKeyExW(keys[slot], name, rights[target], &keys[target], &disposition);
+        return Words("create", slot, Quoted(name), rights[target], "in", target, "=", result, disposition);
     }
 
     std::string open() {
-        HKEY* target = freeSlot();
+        const unsigned target = freeSlot();
         const char16_t* name = keyName();
-        const REGSAM access = rights();
-        const LSTATUS result = Platform::RegOpenKeyExW(keys[slot], name, 0, access, target);
-        return Words("open", slot, Quoted(name), access, "in", target - keys, "=", result);
+        const LSTATUS result = Platform::RegOpenKeyExW(keys[slot], name, 0, rights[target], &keys[target]);
+        return Words("open", slot, Quoted(name), rights[target], "in", target, "=", result);
     }
 
     std::string set() {
@@ -165,8 +188,10 @@ private:
         std::string data;
         for (unsigned size = random.Below(20); size > 0; size--)
             data += static_cast<char>(random.OneIn(4) ? 0 : random.Below(0x100));
+        // A text may be completed with the terminator that is found behind it.
+        const std::string guarded = data + "not zero";
         const LSTATUS result =
-            Platform::RegSetValueExW(keys[slot], name, type, data.c_str(), static_cast<DWORD>(data.size()));
+            Platform::RegSetValueExW(keys[slot], name, type, guarded.data(), static_cast<DWORD>(data.size()));
         return Words("set", slot, Quoted(name), type, Hex(data), "=", result);
     }
 
@@ -182,27 +207,63 @@ private:
                      answer.Value(result, buffer));
     }
 
-    std::string enumerateKeys() {
-        const DWORD index = random.Below(4);
+    // The order of an enumeration is nowhere promised. So all names are listed in their own, and only where
+    // there is one alone it is also read into less room.
+    std::string listKeys() {
+        std::set<std::string> names;
+        LSTATUS result = 0;
+        for (DWORD index = 0; result == 0; index++) {
+            const Enumerated key = enumerateKey(index, kLargestRoom);
+            result = key.result;
+            names.insert(key.text);
+        }
         const DWORD room = random.Pick(kRooms);
+        return listed("keys", names) + (names.size() == 2 ? enumerateKey(0, room).text : "");
+    }
+
+    std::string listValues() {
+        std::set<std::string> values;
+        LSTATUS result = 0;
+        for (DWORD index = 0; result == 0; index++) {
+            const Enumerated value = enumerateValue(index, kLargestRoom, kLargestRoom, true);
+            result = value.result;
+            values.insert(value.text);
+        }
+        const DWORD nameRoom = random.Pick(kRooms);
+        const DWORD room = random.Pick(kRooms);
+        const bool hasBuffer = !random.OneIn(4);
+        return listed("values", values) +
+               (values.size() == 2 ? enumerateValue(0, nameRoom, room, hasBuffer).text : "");
+    }
+
+    struct Enumerated {
+        LSTATUS result;
+        std::string text;
+    };
+
+    Enumerated enumerateKey(DWORD index, DWORD room) {
         Answer answer;
         answer.nameSize = room;
         const LSTATUS result = Platform::RegEnumKeyExW(keys[slot], index, answer.name, &answer.nameSize);
-        return Words("key", slot, index, "room", room, "=", result, answer.Name(result));
+        return {result, Words(result, answer.Name(result))};
     }
 
-    std::string enumerateValues() {
-        const DWORD index = random.Below(4);
-        const DWORD nameRoom = random.Pick(kRooms);
-        const DWORD room = random.Pick(kRooms);
+    Enumerated enumerateValue(DWORD index, DWORD nameRoom, DWORD room, bool hasBuffer) {
         Answer answer;
         answer.nameSize = nameRoom;
         answer.dataSize = room;
-        char* buffer = random.OneIn(4) ? nullptr : answer.data;
+        char* buffer = hasBuffer ? answer.data : nullptr;
         const LSTATUS result = Platform::RegEnumValueW(keys[slot], index, answer.name, &answer.nameSize,
                                                        &answer.type, buffer, &answer.dataSize);
-        return Words("value", slot, index, "room", nameRoom, buffer == nullptr ? "null" : "room", room, "=",
-                     result, answer.Name(result), answer.Value(result, buffer));
+        return {result, Words(result, answer.Name(result), answer.Value(result, buffer))};
+    }
+
+    /// All that an enumeration gave, its end included.
+    std::string listed(const char* what, const std::set<std::string>& entries) {
+        std::string text = Words(what, slot, "=");
+        for (const std::string& result : entries)
+            text += " [" + result + "]";
+        return text;
     }
 
     std::string removeValue() {
@@ -218,11 +279,9 @@ private:
     }
 
     std::string measure() {
-        DWORD sizes[6] = {};
-        const LSTATUS result = Platform::RegQueryInfoKeyW(keys[slot], &sizes[0], &sizes[1], &sizes[2],
-                                                          &sizes[3], &sizes[4], &sizes[5]);
-        return Words("measure", slot, "=", result, sizes[0], sizes[1], sizes[2], sizes[3], sizes[4],
-                     sizes[5]);
+        if ((rights[slot] & KEY_QUERY_VALUE) == 0)
+            return "not measured"; // see printRights
+        return Words("measure", slot, "=", measured(keys[slot]));
     }
 
     ResultFile& results;
@@ -230,11 +289,13 @@ private:
     Random random;
     unsigned slot = 0; // whose key a step uses
     HKEY keys[kSlots] = {};
+    REGSAM rights[kSlots] = {kReadWrite};
 };
 
 } // namespace
 
 void PrintRegistry(ResultFile& results) {
+    printRights(results);
     for (unsigned script = 0; script < kScripts; script++)
         Script(results, script).Run();
 }

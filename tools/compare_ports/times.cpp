@@ -35,38 +35,33 @@ std::string dateOf(UInt64 units) {
     return Platform::FileTimeToSystemTime(&time, &date) ? dateText(date) : Failure(Platform::GetLastError());
 }
 
-/// The last days of February and the first and last ones of every year, and years that there are not.
+/// Days of every year, the years among them that there are not.
 void printYears(ResultFile& results) {
-    for (unsigned year = 0; year <= 0xFFFF;
-         year += year == kFirstYear - 2 || (year >= kFirstYear - 2 && year <= kLastYear) ? 1 : 1) {
-        const auto number = static_cast<WORD>(year);
-        const SYSTEMTIME dates[] = {{number, 1, 0, 1, 0, 0, 0, 0},
-                                    {number, 2, 0, 28, 12, 30, 30, 500},
-                                    {number, 2, 0, 29, 0, 0, 0, 1},
-                                    {number, 12, 0, 31, 23, 59, 59, 999}};
-        std::string result;
-        for (const SYSTEMTIME& date : dates)
-            result += (result.empty() ? "" : " ") + fileTimeOf(date);
-        results.Add("time/year", year, result);
+    for (unsigned number = 0; number <= 0xFFFF; number++) {
+        const auto year = static_cast<WORD>(number);
+        results.Add("time/year", number,
+                    Words(fileTimeOf({year, 1, 0, 1, 0, 0, 0, 0}),
+                          fileTimeOf({year, 2, 0, 28, 12, 30, 30, 500}),
+                          fileTimeOf({year, 12, 0, 31, 23, 59, 59, 999})));
+        const bool isLeapYear = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+        results.Add(isLeapYear ? "time/leap-day" : "time/no-leap-day", number,
+                    fileTimeOf({year, 2, 0, 29, 0, 0, 0, 1}));
     }
 }
 
-/// Dates of which about half are none.
+/// Dates of which about half are none. Leap days and years that there are not are among those of every year.
 void printDates(ResultFile& results) {
     Random random(2);
     const auto below = [&](unsigned end) {
         return static_cast<WORD>(random.OneIn(50) ? random.Next() : random.Below(end));
     };
     for (unsigned number = 0; number < kRandomTimes; number++) {
-        const SYSTEMTIME date = {static_cast<WORD>(kFirstYear + below(kLastYear - kFirstYear + 1)),
-                                 below(14),
-                                 below(8),
-                                 below(33),
-                                 below(25),
-                                 below(61),
-                                 below(61),
-                                 below(1001)};
-        results.Add("time/date", number, dateText(date) + " " + fileTimeOf(date));
+        const auto year = static_cast<WORD>(kFirstYear + random.Below(kLastYear - kFirstYear + 1));
+        SYSTEMTIME date = {year,      below(14), below(8),  below(33),
+                           below(25), below(61), below(61), below(1001)};
+        if (date.wMonth == 2 && date.wDay == 29)
+            date.wDay = 30;
+        results.Add("time/date", number, Words(dateText(date), fileTimeOf(date)));
     }
 }
 
@@ -78,7 +73,7 @@ void printFileTimes(ResultFile& results) {
         if (random.OneIn(2))
             units = units / kDay * kDay;
         units += random.Below(3) - 1u;
-        results.Add("time/units", number, std::to_string(units) + " " + dateOf(units));
+        results.Add("time/units", number, Words(units, dateOf(units)));
     }
 }
 
