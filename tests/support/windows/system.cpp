@@ -16,6 +16,16 @@ std::wstring wide(const std::string& text) {
     return std::filesystem::path(std::u8string(text.begin(), text.end())).wstring();
 }
 
+LONG CALLBACK heedDebugger(EXCEPTION_POINTERS* pointers) {
+    const EXCEPTION_RECORD& exception = *pointers->ExceptionRecord;
+    const char* const trace = std::getenv("TARNKIT_TRACE");
+    if (exception.ExceptionCode == EXCEPTION_BREAKPOINT)
+        TerminateProcess(GetCurrentProcess(), exception.ExceptionCode);
+    if (exception.ExceptionCode == DBG_PRINTEXCEPTION_C && trace != nullptr && trace == std::string("stderr"))
+        std::fputs(reinterpret_cast<const char*>(exception.ExceptionInformation[1]), stderr);
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
 HANDLE inheritable(HANDLE handle) {
     SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
     return handle;
@@ -40,18 +50,7 @@ void SetEnvironment(const char* name, const char* value) {
 
 void CloseBehindItsOwner(void* handle, const std::filesystem::path&) { CloseHandle(handle); }
 
-void ReplaceDebugger() {
-    AddVectoredExceptionHandler(1, [](EXCEPTION_POINTERS* pointers) -> LONG {
-        const EXCEPTION_RECORD& exception = *pointers->ExceptionRecord;
-        const char* const trace = std::getenv("TARNKIT_TRACE");
-        if (exception.ExceptionCode == EXCEPTION_BREAKPOINT)
-            TerminateProcess(GetCurrentProcess(), exception.ExceptionCode);
-        if (exception.ExceptionCode == DBG_PRINTEXCEPTION_C && trace != nullptr &&
-            trace == std::string("stderr"))
-            std::fputs(reinterpret_cast<const char*>(exception.ExceptionInformation[1]), stderr);
-        return EXCEPTION_CONTINUE_SEARCH;
-    });
-}
+void ReplaceDebugger() { AddVectoredExceptionHandler(1, heedDebugger); }
 
 void EnterOwnRegistry(const std::filesystem::path& folder) {
     // Below that of the program that started this one, whose end then leaves nothing of it.
