@@ -52,7 +52,7 @@ void printDecoding(ResultFile& results, UINT page, DWORD flags) {
         const char text[] = {static_cast<char>(byte)};
         results.Add(groupName("byte/", page, flags), byte, decoded(page, flags, {text, 1}));
     }
-    // Where the end of a text cuts a character of UTF-8, the ports differ: elsewhere none is cut.
+    // The ports differ where the end of a text cuts a character of UTF-8: see printCut. Here it cuts none.
     const std::string_view end = page == CP_UTF8 ? "|||" : "";
     const std::string group = groupName("bytes/", page, flags);
     for (unsigned pair = 0; pair <= 0xFFFF; pair++) {
@@ -60,7 +60,6 @@ void printDecoding(ResultFile& results, UINT page, DWORD flags) {
         std::string text(bytes, 2);
         results.Add(group, pair, decoded(page, flags, text.append(end)));
     }
-    // Longer texts. The end of no text cuts a character of UTF-8, which the ports read differently.
     Random random(page);
     for (unsigned number = 0; number < kRandomTexts; number++) {
         static constexpr unsigned char kLikelyBytes[] = {0x41, 0x81, 0x8F, 0xA0, 0xBF,
@@ -68,7 +67,7 @@ void printDecoding(ResultFile& results, UINT page, DWORD flags) {
         std::string text;
         for (unsigned length = 1 + random.Below(8); length > 0; length--)
             text += static_cast<char>(random.OneIn(3) ? random.Below(0x100) : random.Pick(kLikelyBytes));
-        text += "|||";
+        text += end;
         results.Add(groupName("text/", page, flags), number, Words(Hex(text), decoded(page, flags, text)));
     }
 }
@@ -123,11 +122,11 @@ void printEncoding(ResultFile& results, UINT page, DWORD flags) {
 void PrintCodePages(ResultFile& results) {
     for (const UINT page : kCodePages) {
         const Flags& flags = page == CP_UTF8 ? kUtf8Flags : kFlags;
-        for (const DWORD decoding : flags.decoding)
+        for (const DWORD decoding : flags.decoding) {
             printDecoding(results, page, decoding);
-        if (page == CP_UTF8)
-            for (const DWORD decoding : flags.decoding)
+            if (page == CP_UTF8)
                 printCut(results, decoding);
+        }
         for (const DWORD encoding : flags.encoding)
             printEncoding(results, page, encoding);
     }
