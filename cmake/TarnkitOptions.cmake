@@ -1,6 +1,7 @@
 # Which of the two ports of the door is built, by the name of its folder.
 if(WIN32)
   set(TARNKIT_PORT windows)
+  set(CMAKE_SHARED_LIBRARY_PREFIX "") # Tarnkit.dll
 else()
   set(TARNKIT_PORT posix)
 endif()

@@ -1,13 +1,18 @@
 # Writes `run` into the build folder: a command that runs a program of this build, whatever system it is built for:
 # run PROGRAM [ARGUMENT...].
-list(JOIN CMAKE_CROSSCOMPILING_EMULATOR "' '" emulator)
-if(emulator)
-  string(PREPEND emulator "'")
-  string(APPEND emulator "' ")
+list(JOIN CMAKE_CROSSCOMPILING_EMULATOR "' '" TARNKIT_EMULATOR_COMMAND) # as a shell reads it; empty where none is needed
+if(TARNKIT_EMULATOR_COMMAND)
+  set(TARNKIT_EMULATOR_COMMAND "'${TARNKIT_EMULATOR_COMMAND}' ")
 endif()
 file(WRITE ${PROJECT_BINARY_DIR}/run "#!/bin/sh
 program=$1
 shift
-exec ${emulator}'${CMAKE_RUNTIME_OUTPUT_DIRECTORY}'/\"$program${CMAKE_EXECUTABLE_SUFFIX}\" \"$@\"
+exec ${TARNKIT_EMULATOR_COMMAND}'${CMAKE_RUNTIME_OUTPUT_DIRECTORY}'/\"$program${CMAKE_EXECUTABLE_SUFFIX}\" \"$@\"
 ")
 file(CHMOD ${PROJECT_BINARY_DIR}/run FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE)
+
+# What programs of this build put before a path of the system that builds them: the place where Wine shows it.
+set(TARNKIT_HOST_ROOT "")
+if(CMAKE_CROSSCOMPILING AND WIN32)
+  set(TARNKIT_HOST_ROOT Z:)
+endif()

@@ -36,6 +36,6 @@ function(tarnkit_share_exceptions target scope)
   # Whole, and before the runtime's archive can offer the same.
   set(installed $<INSTALL_PREFIX>/${CMAKE_INSTALL_LIBDIR}/libtarnkit_exceptions.a)
   target_link_options(${target} ${scope}
-    "$<BUILD_INTERFACE:SHELL:-Wl,--whole-archive ${exceptions_library} -Wl,--no-whole-archive>"
-    "$<INSTALL_INTERFACE:SHELL:-Wl,--whole-archive ${installed} -Wl,--no-whole-archive>")
+    "$<BUILD_INTERFACE:SHELL:-Wl,--whole-archive \"${exceptions_library}\" -Wl,--no-whole-archive>"
+    "$<INSTALL_INTERFACE:SHELL:-Wl,--whole-archive \"${installed}\" -Wl,--no-whole-archive>")
 endfunction()

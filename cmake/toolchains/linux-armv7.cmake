@@ -17,7 +17,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # Everything here is built by one compiler: how others pass arguments does not matter.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 # Where the linker finds what a shared library needs.
-set(CMAKE_EXE_LINKER_FLAGS_INIT -Wl,-rpath-link,${packages}/usr/lib/${triplet})
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,\"${packages}/usr/lib/${triplet}\"")
 
 set(CMAKE_CROSSCOMPILING_EMULATOR
   qemu-arm -L /usr/${triplet} -E GCONV_PATH=${packages}/usr/lib/${triplet}/gconv

@@ -33,7 +33,7 @@ namespace {
 
 CProgramRun run(const std::string& before, const std::string& commandLine) {
     CProgramRun result{-1, {}};
-    const std::string command = before + TARNKIT_TEST_EMULATOR " " + commandLine + " </dev/null 2>&1";
+    const std::string command = before + TARNKIT_TEST_EMULATOR + commandLine + " </dev/null 2>&1";
     std::FILE* const pipe = popen(command.c_str(), "r");
     if (pipe == nullptr)
         return result;
