@@ -15,9 +15,12 @@ foreign_packages() {
     rm -rf "$folder"
     mkdir -p "$folder/.apt/lists/partial" "$folder/.apt/cache/archives/partial"
     # The machine may have thrown its lists of packages away.
-    [ -n "$(apt-get indextargets --format '$(ORIGIN)' 'Created-By: Packages')" ] || as_root apt-get update -qq
+    [ -n "$(apt-get indextargets --format '$(ORIGIN)' 'Created-By: Packages')" ] || as_root apt-get update -qq || {
+        echo "Please run: apt-get update" >&2
+        exit 1
+    }
     apt-get indextargets --format '$(ORIGIN) $(LABEL) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
-        sed -n 's/^Debian Debian \(deb .* main\)$/\1/p' | sort -u >"$folder/.apt/sources.list"
+        sed -n 's/^Debian Debian\(-Security\)\? \(deb .* main\)$/\2/p' | sort -u >"$folder/.apt/sources.list"
     : >"$folder/.apt/status"
     local apt=(apt-get -qq -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
         -o "Dir::State=$folder/.apt" -o "Dir::State::Lists=$folder/.apt/lists"
