@@ -2,7 +2,7 @@
 //
 // Every system call that the library makes is declared here once, under the name of the Win32 call whose
 // meaning it has: arguments, results and last-error codes are as documented for that call, and text is
-// 16-bit. On Windows each function is one line to the real call; the POSIX port implements it. Above this
+// 16-bit. On Windows each function is its one real call; the POSIX port implements it. Above this
 // door no code asks which system it runs on.
 //
 // A comment stands here only where a function is narrower than the call it is named after. No function
