@@ -20,7 +20,7 @@ foreign_packages() {
         exit 1
     }
     apt-get indextargets --format '$(ORIGIN) $(LABEL) deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
-        sed -n 's/^Debian Debian\(-Security\)\? \(deb .* main\)$/\2/p' | sort -u >"$folder/.apt/sources.list"
+        sed -n 's/^Debian Debian \(deb .* main\)$/\1/p' | sort -u >"$folder/.apt/sources.list"
     : >"$folder/.apt/status"
     local apt=(apt-get -qq -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
         -o "Dir::State=$folder/.apt" -o "Dir::State::Lists=$folder/.apt/lists"
