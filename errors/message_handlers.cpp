@@ -167,7 +167,7 @@ int CMessageBoxHandler::ShowMessage(HWND owner, const char16_t* text, const char
     CApplicationDisabler disabler(owner);
     if ((flags & kIconMask) == 0 && takesDefaultIcon(flags & kButtonSetMask))
         flags |= MB_ICONEXCLAMATION;
-    return Platform::MessageBoxW(owner, textOrEmpty(text), textOrEmpty(caption), flags);
+    return Platform::MessageBoxW(owner, text, caption, flags);
 }
 
 // CConsoleMessageHandler. -------------------------------------------------------------------------------

@@ -27,7 +27,8 @@ public:
         SetWindowSystem(nullptr);
     }
 
-    int MessageBox(HWND, const char16_t*, const char16_t*, UINT flags) override {
+    int MessageBox(HWND, const char16_t*, const char16_t* caption, UINT flags) override {
+        lastCaption = caption;
         lastFlags = flags;
         whileShown = enabled;
         return 4;
@@ -46,6 +47,7 @@ public:
         return std::exchange(enabled[indexOf(window)], enable ? '+' : '-') == '-';
     }
 
+    std::u16string lastCaption;
     UINT lastFlags = 0;
     bool isVisible = true;
     std::string enabled = " +++-++"; // by window
@@ -65,8 +67,9 @@ TEST(MessageBoxHandler, DisablesTheOtherWindowsOfTheApplicationMeanwhile) {
     EXPECT_EQ(windows.enabled, " +++-++") << "what was disabled before stays so";
 
     SetMainWindow(nullptr);
-    handler.ShowMessage(nullptr, u"text", u"caption", MB_OK);
+    handler.ShowMessage(nullptr, u"text", nullptr, MB_OK);
     EXPECT_EQ(windows.whileShown, " +++-++");
+    EXPECT_EQ(windows.lastCaption, u"Error") << "as boxes without a caption have";
 }
 
 TEST(MessageBoxHandler, AddsAnIconAndComesToTheFrontWhereNobodyAskedForMore) {
