@@ -10,6 +10,7 @@
 #include <tarnkit/hashing.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/map.h>
+#include <tarnkit/memory_file.h>
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/messages.h>
