@@ -9,8 +9,10 @@
 // and leaves it not open: so no handle is ever closed twice. Moving hands the open file over.
 #pragma once
 
+#include <tarnkit/array.h>
 #include <tarnkit/export.h>
 #include <tarnkit/layout.h>
+#include <tarnkit/string.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -125,6 +127,32 @@ public:
     static unsigned long AccessMode(unsigned int flags);
     static unsigned long ShareMode(unsigned int flags);
     static unsigned long CreateMode(unsigned int flags);
+
+    // Whole files of text. Each call opens the file, sharing it for reading at most, and closes it. Zeros
+    // that are read become spaces. Lines end at LF, CR, CR LF, VT and FF, in 16-bit text also at U+2028 and
+    // U+2029; a line break at the end is followed by an empty line, and an empty text has no lines. Lines
+    // are written with CR LF between them. Code pages as in `CUnicodeString`.
+
+    /// A file that begins with a byte order mark is UTF-16, which may be big-endian; any other is text in the
+    /// code page, empty when it is not valid there. UTF-16 of an odd length raises `ERR_BAD_TEXT_FILE`.
+    static CUnicodeString ReadText(const CUnicodeString& fileName, unsigned int codePage);
+    static void ReadText(const CUnicodeString& fileName, CArray<CUnicodeString>& lines,
+                         unsigned int codePage);
+    /// UTF-16, little-endian, with a byte order mark.
+    static void WriteText(const CUnicodeString& fileName, const CUnicodeString& text);
+    static void WriteText(const CUnicodeString& fileName, const CArray<CUnicodeString>& lines);
+
+    /// The bytes as they are.
+    static CString ReadANSIText(const CUnicodeString& fileName);
+    static void ReadANSIText(const CUnicodeString& fileName, CArray<CString>& lines);
+    static void WriteANSIText(const CUnicodeString& fileName, const CString& text);
+    static void WriteANSIText(const CUnicodeString& fileName, const CArray<CString>& lines);
+    /// Text that cannot be converted, for want of the code page, raises `ERR_BAD_TEXT_FILE` before the file
+    /// is touched; single characters that the code page lacks become its default character.
+    static void WriteANSIText(const CUnicodeString& fileName, const CUnicodeString& text,
+                              unsigned int codePage);
+    static void WriteANSIText(const CUnicodeString& fileName, const CArray<CUnicodeString>& lines,
+                              unsigned int codePage);
 
 private:
     using TCreateCall = HANDLE(const char16_t*, DWORD, DWORD, DWORD, DWORD);

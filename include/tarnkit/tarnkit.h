@@ -22,6 +22,7 @@
 #include <tarnkit/tarnkit_static.h>
 #include <tarnkit/temp_file.h>
 #include <tarnkit/text_of_values.h>
+#include <tarnkit/text_stream.h>
 #include <tarnkit/thread_storage.h>
 #include <tarnkit/unicode_string.h>
 #include <tarnkit/version_info.h>

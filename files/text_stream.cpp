@@ -1,0 +1,90 @@
+#include <tarnkit/message_handlers.h>
+#include <tarnkit/text_stream.h>
+
+#include "files/text_format.h"
+
+namespace Tarn {
+
+namespace {
+
+constexpr unsigned kSystemCodePage = 0;
+
+} // namespace
+
+CTextStream::CTextStream(CBaseFile* textFile, TFormat textFormat) : file(textFile), format(textFormat) {}
+
+CTextStream& CTextStream::operator<<(const char* text) {
+    if (text == nullptr)
+        GenAssert(u"TextStream", __LINE__);
+    else
+        writeString(CString(text));
+    return *this;
+}
+
+CTextStream& CTextStream::operator<<(const char16_t* text) {
+    if (text == nullptr)
+        GenAssert(u"TextStream", __LINE__);
+    else
+        writeString(CUnicodeString(text));
+    return *this;
+}
+
+CTextStream& CTextStream::operator<<(short value) { return write(int{value}); }
+CTextStream& CTextStream::operator<<(unsigned short value) { return write(int{value}); }
+CTextStream& CTextStream::operator<<(int value) { return write(value); }
+CTextStream& CTextStream::operator<<(unsigned int value) { return write(value); }
+CTextStream& CTextStream::operator<<(long value) { return write(value); }
+CTextStream& CTextStream::operator<<(unsigned long value) { return write(value); }
+CTextStream& CTextStream::operator<<(Int64 value) { return write(value); }
+CTextStream& CTextStream::operator<<(UInt64 value) { return write(value); }
+CTextStream& CTextStream::operator<<(unsigned char value) { return write(int{value}); }
+CTextStream& CTextStream::operator<<(float value) { return write(double{value}); }
+CTextStream& CTextStream::operator<<(double value) { return write(value); }
+
+CTextStream& operator<<(CTextStream& stream, const CUnicodeString& text) { return stream << text.Ptr(); }
+
+void CTextStream::Flush() {
+    if (file != nullptr)
+        file->Flush();
+}
+
+template<class Number>
+CTextStream& CTextStream::write(Number value) {
+    if (format == Unicode)
+        writeString(UnicodeStr(value));
+    else
+        writeString(Str(value));
+    return *this;
+}
+
+// Before the first text: the mark at the start of a file of UTF-16.
+void CTextStream::init() {
+    if (format == Unicode && file != nullptr && file->GetPosition() == 0)
+        file->Write(&kByteOrderMark, sizeof kByteOrderMark);
+    isStarted = true;
+}
+
+void CTextStream::writeString(const CString& text) {
+    if (file == nullptr || format == Unicode) {
+        writeString(text.CreateUnicodeString(kSystemCodePage));
+        return;
+    }
+    if (!isStarted)
+        init();
+    file->Write(text.Ptr(), text.GetLength());
+}
+
+void CTextStream::writeString(const CUnicodeString& text) {
+    if (file != nullptr && format == ANSI) {
+        writeString(text.CreateString(kSystemCodePage));
+        return;
+    }
+    if (!isStarted)
+        init();
+    if (file == nullptr)
+        Trace(u"%s", text.Ptr());
+    else
+        file->Write(text.Ptr(), text.GetLength() * static_cast<int>(sizeof(char16_t)));
+}
+
+} // namespace Tarn

@@ -1,0 +1,140 @@
+#include "tests/files/support.h"
+#include "tests/support/capabilities.h"
+#include "tests/support/system.h"
+
+#include <tarnkit/file.h>
+#include <tarnkit/memory_file.h>
+#include <tarnkit/text_stream.h>
+
+using namespace Tarn;
+
+namespace {
+
+constexpr unsigned kUtf8 = 65001;
+
+class TextFile : public FolderTest {};
+
+Bytes littleEndian(const CUnicodeString& text) {
+    Bytes bytes;
+    for (int i = 0; i < text.GetLength(); i++)
+        bytes += {static_cast<char>(text[i]), static_cast<char>(text[i] >> 8)};
+    return bytes;
+}
+
+TEST_F(TextFile, IsReadInTheEncodingThatItsFirstBytesTell) {
+    const struct {
+        Bytes bytes;
+        unsigned codePage;
+        CUnicodeString text;
+    } rows[] = {{"\xE6", 1251, u"ж"},
+                {Bytes("a\0b", 3), 1252, u"a b"},
+                {"\xEF\xBB\xBF\xD0\xB6", kUtf8, u"\uFEFFж"},
+                {"\x83", 932, u""}, // half a character
+                {"\xFF\xFE", 0, u""},
+                {Bytes("\xFF\xFE\x36\x04\0\0\xFF\xFE", 8), 0, u"ж \uFEFF"},
+                {Bytes("\xFE\xFF\0A\x04\x36", 6), 0, u"Aж"}};
+    for (const auto& row : rows) {
+        WriteBytes(folder / "text", row.bytes);
+        EXPECT_EQ(CFile::ReadText(u"text", row.codePage), row.text) << &row - rows;
+    }
+    WriteBytes(folder / "text", Bytes("\xFF\xFE\0", 3));
+    EXPECT_EQ(CFile::ReadANSIText(u"text"), "\xFF\xFE ");
+    EXPECT_EQ(FailureOf([] { CFile::ReadText(u"text", 0); }), "ERR_BAD_TEXT_FILE");
+}
+
+TEST_F(TextFile, IsSplitAtLineBreaks) {
+    const std::pair<const char16_t*, CUnicodeString> rows[] = {
+        // each line with a bar behind it
+        {u"", u""},          {u"a", u"a|"},
+        {u"a\rb", u"a|b|"},  {u"a\r\n", u"a||"},
+        {u"\n", u"||"},      {u"\r\r", u"|||"},
+        {u"\n\rb", u"||b|"}, {u"a\vb\fc\u2028d\u2029e\u0085f", u"a|b|c|d|e\u0085f|"}};
+    CArray<CUnicodeString> lines;
+    for (const auto& [text, expected] : rows) {
+        CFile::WriteText(u"text", CUnicodeString(text));
+        CFile::ReadText(u"text", lines, 0);
+        CUnicodeString joined;
+        for (const CUnicodeString& line : lines)
+            joined += line + u"|";
+        EXPECT_EQ(joined, expected);
+    }
+    CArray<CString> bytes{"\x85\xE2\x80\xA8", ""};
+    CFile::WriteANSIText(u"text", bytes);
+    CFile::ReadANSIText(u"text", bytes);
+    EXPECT_EQ(bytes, (CArray<CString>{"\x85\xE2\x80\xA8", ""}));
+    lines[0] = u"missing";
+    EXPECT_EQ(FailureOf([&] { CFile::ReadText(lines[0], lines, 0); }),
+              FileFailure(ERROR_FILE_NOT_FOUND, "missing"));
+    EXPECT_EQ(lines.Size(), 0);
+}
+
+TEST_F(TextFile, IsWrittenWithLineEndsBetweenItsLines) {
+    const auto expectWritten = [&](const Bytes& bytes, auto write) {
+        write();
+        EXPECT_EQ(BytesOf(folder / "text"), bytes);
+    };
+    const CUnicodeString longLine(u'x', 3000); // beyond the buffer of an archive
+    expectWritten(littleEndian(u"\uFEFF" + longLine + u"\r\n"), [&] {
+        CFile::WriteText(u"text", CArray<CUnicodeString>{longLine, u""});
+    });
+    expectWritten(littleEndian(u"\uFEFF"), [] { CFile::WriteText(u"text", CArray<CUnicodeString>()); });
+    expectWritten(littleEndian(u"\uFEFFж\n"), [] { CFile::WriteText(u"text", u"ж\n"); });
+    expectWritten("\xE6?", [] { CFile::WriteANSIText(u"text", u"ж\u3042", 1251); });
+    expectWritten("\xE6", [] { CFile::WriteANSIText(u"text", "\xE6"); });
+    expectWritten("\xD0\xB6\r\n\r\na", [] {
+        CFile::WriteANSIText(u"text", CArray<CUnicodeString>{u"ж", u"", u"a"}, kUtf8);
+    });
+}
+
+TEST_F(TextFile, IsLeftAloneWhenItIsHeldOrItsTextHasNoCodePage) {
+    constexpr unsigned kNoCodePage = 12345;
+    WriteBytes(folder / "text", "old");
+    EXPECT_EQ(FailureOf([] { CFile::WriteANSIText(u"text", u"a", kNoCodePage); }), "ERR_BAD_TEXT_FILE");
+    EXPECT_EQ(FailureOf([] {
+                  CFile::WriteANSIText(u"text", CArray<CUnicodeString>{u"", u"a"}, kNoCodePage);
+              }),
+              "ERR_BAD_TEXT_FILE");
+    const std::string shared = FileFailure(ERROR_SHARING_VIOLATION, "text");
+    CFile other(u"text", CFile::ForReading | CFile::DenyNone);
+    EXPECT_EQ(CFile::ReadText(u"text", 0), u"old");
+    EXPECT_EQ(FailureOf([] { CFile::WriteText(u"text", u"new"); }), shared);
+    other.Close();
+    other.Open(u"text", CFile::ForWriting | CFile::DenyNone);
+    EXPECT_EQ(FailureOf([] { CFile::ReadText(u"text", 0); }), shared);
+}
+
+TEST_F(TextFile, ReportsAFullDisk) {
+    TARNKIT_TEST_NEEDS(kFullDevice);
+    const std::string full = FileFailure(ERROR_DISK_FULL, "full");
+    EXPECT_EQ(FailureOf([] { CFile::WriteText(u"\\dev\\full", u""); }), full);
+    EXPECT_EQ(FailureOf([] { CFile::WriteText(u"\\dev\\full", CArray<CUnicodeString>()); }), full);
+}
+
+TEST(TextStream, WritesValuesAsText) {
+    const CUnicodeString text = u"abcd-165535-14294967295-23-418446744073709551615650.51e+10";
+    for (const auto format : {CTextStream::ANSI, CTextStream::Unicode}) {
+        CMemoryFile file;
+        for (int i = 0; i < 2; i++) { // only the first stream is at the start of the file
+            CTextStream stream(&file, format);
+            stream << "a" << u"b" << CString("c") << CUnicodeString(u"d\0e", 3) << short{-1}
+                   << static_cast<unsigned short>(65535) << -1 << ~0u << -2L << 3UL << Int64{-4} << ~UInt64{0}
+                   << static_cast<unsigned char>('A') << 0.5f << 1e10;
+        }
+        EXPECT_EQ(Bytes(reinterpret_cast<const char*>(file.GetBufferPtr()), std::size_t(file.GetLength())),
+                  format == CTextStream::ANSI ? (text + text).CreateString().Ptr()
+                                              : littleEndian(u"\uFEFF" + text + text));
+    }
+}
+
+TEST(TextStream, GoesToTheDebuggerOutputWithoutAFile) {
+    TARNKIT_TEST_NEEDS(kTraceOutput);
+    TARNKIT_TEST_NEEDS(kRestartsItself);
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not traced yet
+    SetEnvironment("TARNKIT_TRACE", "stderr");
+    const auto write = [](CTextStream::TFormat format) { CTextStream(nullptr, format) << "%d" << 7 << u"ж"; };
+    EXPECT_EXIT((write(CTextStream::ANSI), write(CTextStream::Unicode), std::_Exit(0)),
+                testing::ExitedWithCode(0), "^%d7ж%d7ж$");
+    SetEnvironment("TARNKIT_TRACE", nullptr);
+}
+
+} // namespace
