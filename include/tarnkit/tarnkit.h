@@ -9,6 +9,7 @@
 #include <tarnkit/hash_table.h>
 #include <tarnkit/hashing.h>
 #include <tarnkit/lifecycle.h>
+#include <tarnkit/list.h>
 #include <tarnkit/map.h>
 #include <tarnkit/memory_file.h>
 #include <tarnkit/memory_manager.h>
@@ -24,5 +25,6 @@
 #include <tarnkit/text_of_values.h>
 #include <tarnkit/text_stream.h>
 #include <tarnkit/thread_storage.h>
+#include <tarnkit/tree.h>
 #include <tarnkit/unicode_string.h>
 #include <tarnkit/version_info.h>
