@@ -9,13 +9,13 @@
 #define TARNKIT_MODULE_EXPORT __attribute__((visibility("default")))
 // The definitions in all modules of a process are one.
 #define TARNKIT_REPLACED TARNKIT_API
-// The library holds all members of an instance that it names.
-#define TARNKIT_EXTERN_TEMPLATE(instance) extern template instance
+// The library holds all members of the instance named.
+#define TARNKIT_EXTERN_TEMPLATE(...) extern template __VA_ARGS__
 #else // modules of the Windows format say what they export and what they import
 // Each module has its own.
 #define TARNKIT_REPLACED
 // The library does not export inline members: clients make those for themselves.
-#define TARNKIT_EXTERN_TEMPLATE(instance) static_assert(true)
+#define TARNKIT_EXTERN_TEMPLATE(...) static_assert(true)
 #if defined(TARNKIT_BUILDING)
 #define TARNKIT_API __declspec(dllexport)
 #elif defined(TARNKIT_INTERNAL)

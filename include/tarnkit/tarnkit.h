@@ -3,6 +3,7 @@
 
 #include <tarnkit/archive.h>
 #include <tarnkit/array.h>
+#include <tarnkit/bit_set.h>
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
@@ -26,5 +27,6 @@
 #include <tarnkit/text_stream.h>
 #include <tarnkit/thread_storage.h>
 #include <tarnkit/tree.h>
+#include <tarnkit/unicode_set.h>
 #include <tarnkit/unicode_string.h>
 #include <tarnkit/version_info.h>

@@ -1,0 +1,119 @@
+#include "faults.h"
+
+#include <tarnkit/pool_allocators.h>
+#include <tarnkit/unicode_set.h>
+
+#include <bit>
+#include <bitset>
+
+using namespace Tarn;
+
+namespace {
+
+int pagesInUse() { return GetSetPagePool().AllocatedBlocksSize() / 128; }
+
+// The operations that sets have with sets and with single elements.
+void apply(int operation, auto& target, const auto& operand) {
+    if (operation == 0)
+        target |= operand;
+    else if (operation == 1)
+        target &= operand;
+    else if (operation == 2)
+        target ^= operand;
+    else if constexpr (requires { target -= operand; })
+        target -= operand;
+    else
+        target &= ~operand;
+}
+
+// Random operations on sets and on bits of the standard library, each with few blocks left to it where blocks
+// come from the current manager: what fails must have changed nothing. Returns how many have failed.
+template<class Set, class Element, unsigned bound>
+int compareWithBits(int steps) {
+    using Bits = std::bitset<bound>;
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switcher(&manager);
+    Set sets[2];
+    Bits models[2];
+    int failures = 0;
+    for (int step = 0; step < steps; step++) {
+        const int at = Random(1), other = Random(9) == 0 ? at : 1 - at, operation = Random(6);
+        Set& set = sets[at];
+        Bits next = models[at], elements;
+        const bool isDone = manager.TryWith(Random(6), [&] {
+            if (operation == 4) {
+                next.flip();
+                set.Invert();
+            } else if (operation == 5) {
+                next = Random(1) == 0 ? models[other] : Bits();
+                set = next.any() ? sets[other] : Set();
+            } else if (Random(2) == 0) {
+                apply(operation, next, models[other]);
+                apply(operation, set, sets[other]);
+            } else {
+                const auto element = static_cast<Element>(Random(2) > 0 ? Random(200) : Random(bound - 1));
+                apply(operation, next, Bits().set(element));
+                apply(operation, set, element);
+            }
+        });
+        failures += !isDone;
+        models[at] = isDone ? next : models[at];
+        for (unsigned i = 0; i < bound; i++)
+            elements[i] = set.Has(static_cast<Element>(i));
+        EXPECT_EQ(elements, models[at]) << "step " << step;
+        EXPECT_EQ(set.Has(sets[other]), (models[other] & ~models[at]).none());
+        EXPECT_EQ(set == sets[other], models[at] == models[other]);
+    }
+    return failures;
+}
+
+} // namespace
+
+TEST(PagedBitSet, AgreesWithABitsetAndFailuresChangeNothing) {
+    using CSet = CPagedBitSet<1000, 64, CurrentMemoryManager>;
+    EXPECT_GT((compareWithBits<CSet, unsigned, 1000>(5000)), 200);
+}
+
+TEST(UnicodeSet, AgreesWithABitsetAndGivesEveryPageBack) {
+    compareWithBits<CUnicodeSet, char16_t, 0x10000>(300);
+    EXPECT_EQ(pagesInUse(), 0);
+}
+
+TEST(UnicodeSet, TakesPagesFromThePoolForElementsOnly) {
+    CUnicodeSet set = u"a\u0416b\uFFFF";
+    EXPECT_FALSE(set.Has(u'\u0800') || set.Has(u"ac"));
+    EXPECT_EQ(pagesInUse(), 3);
+    const CUnicodeSet cleared = set & CUnicodeSet();
+    EXPECT_EQ(pagesInUse(), 6) << "emptied, and kept";
+    EXPECT_TRUE(cleared == CUnicodeSet() && CUnicodeSet().Has(cleared) && !cleared.Has(set));
+    set = CUnicodeSet();
+    EXPECT_EQ(pagesInUse(), 3);
+    const CUnicodeSet all = ~set;
+    EXPECT_EQ(pagesInUse(), 3 + 64);
+    CUnicodeSetAllocator::Free(nullptr);
+    CUnicodeSetAllocator::Free(CUnicodeSetAllocator::Alloc(4096, __FILE__, __LINE__));
+    EXPECT_EQ(pagesInUse(), 3 + 64);
+}
+
+TEST(UnicodeSet, OperatorsMakeNewSets) {
+    const CUnicodeSet left = u"abc", right = u"cd\u0416";
+    EXPECT_TRUE((left | right) == CUnicodeSet(u"abcd\u0416") && (left | u'd') == CUnicodeSet(u"abcd"));
+    EXPECT_TRUE((left & right) == CUnicodeSet(u"c") && (left & u'd') == CUnicodeSet());
+    EXPECT_TRUE((left - right) == CUnicodeSet(u"ab") && (left - u'b') == CUnicodeSet(u"ac"));
+    EXPECT_TRUE((left ^ right) == CUnicodeSet(u"abd\u0416") && (left ^ u'd') == CUnicodeSet(u"abcd"));
+    EXPECT_TRUE(left == CUnicodeSet(u"cba") && ~~left == left);
+}
+
+TEST(UnicodeSet, FindsUnitsOfATextThatItHasOrLacks) {
+    const CUnicodeSet digits = u"0123456789";
+    EXPECT_TRUE(digits.Has(u"42") && digits.Has(u"") && !digits.Has(u"4x") && !digits.Has(u"\u0661"));
+    EXPECT_TRUE(digits.HasOneOf(u"x4") && !digits.HasOneOf(u"") && !digits.HasOneOf(u"x"));
+    const char16_t* text = u"x1y";
+    EXPECT_TRUE(digits.FirstIncluding(text) == text + 1 && digits.FirstExcluding(text + 1) == text + 2);
+    EXPECT_TRUE(digits.FirstIncluding(text + 2) == nullptr && digits.FirstExcluding(u"") == nullptr);
+}
+
+TEST(BitSetElementsTable, CountsTheBitsOfEveryByte) {
+    for (unsigned value = 0; value < 256; value++)
+        EXPECT_EQ(BitSetElementsTable[value], std::popcount(value));
+}
