@@ -138,13 +138,14 @@ IMemoryManager* CMemoryManagerSwitcher::CurrentManager() {
 }
 
 void* ProcessHeap::TryAlloc(int size) {
-    return size < 0 ? nullptr : Platform::HeapAlloc(static_cast<std::size_t>(size));
+    return size < 0 ? nullptr
+                    : Platform::HeapAlloc(Platform::GetProcessHeap(), static_cast<std::size_t>(size));
 }
 
 void* ProcessHeap::Alloc(int size) { return orMemoryException(TryAlloc(size)); }
 
 void ProcessHeap::Free(void* ptr) {
-    if (!Platform::HeapFree(ptr))
+    if (!Platform::HeapFree(Platform::GetProcessHeap(), ptr))
         GenAssert(u"ALLOC", 570);
 }
 

@@ -28,8 +28,13 @@ void DebugBreak();
 DWORD GetCurrentProcessId();
 
 // Memory.
-void* HeapAlloc(std::size_t size);
-BOOL HeapFree(void* block);
+HANDLE GetProcessHeap();
+/// A heap without options, which grows as needed.
+HANDLE HeapCreate(std::size_t initialSize);
+/// Frees all blocks at once. Fails (6) for the process heap and for what is no heap.
+BOOL HeapDestroy(HANDLE heap);
+void* HeapAlloc(HANDLE heap, std::size_t size);
+BOOL HeapFree(HANDLE heap, void* block);
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection);
 BOOL VirtualFree(void* address, std::size_t size, DWORD type);
 std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* information, std::size_t size);

@@ -1,10 +1,13 @@
-// The process heap, virtual memory and thread-local storage.
+// Heaps, virtual memory and thread-local storage.
 //
-// The process heap is the C runtime's. A region of virtual memory is an anonymous mapping; a table of the
-// live regions lets `VirtualFree` find the size itself and refuse what was never handed out.
+// The process heap is the C runtime's; the others are arenas (private_heap.h). A region of virtual memory is
+// an anonymous mapping; a table of the live regions lets `VirtualFree` find the size itself and refuse what
+// was never handed out.
 #include "platform/platform.h"
 #include "platform/posix/allocator.h"
 #include "platform/posix/last_error.h"
+#include "platform/posix/leak_checker.h"
+#include "platform/posix/private_heap.h"
 
 #include <algorithm>
 #include <array>
@@ -17,12 +20,6 @@
 #include <mutex>
 #include <sys/mman.h>
 #include <unistd.h>
-
-// Of the leak checker, where the build has one: it follows pointers only through memory that it knows.
-extern "C" {
-[[gnu::weak]] void __lsan_register_root_region(const void* start, std::size_t size);
-[[gnu::weak]] void __lsan_unregister_root_region(const void* start, std::size_t size);
-}
 
 namespace Tarn::Platform {
 
@@ -51,8 +48,7 @@ public:
         std::lock_guard guard(lock);
         try {
             regions.emplace(reinterpret_cast<std::uintptr_t>(start), region);
-            if (__lsan_register_root_region != nullptr)
-                __lsan_register_root_region(start, region.size);
+            Posix::ShowToLeakChecker(start, region.size);
             return true;
         } catch (const std::bad_alloc&) {
             return false;
@@ -67,8 +63,7 @@ public:
             return {};
         const Region region = found->second;
         regions.erase(found);
-        if (__lsan_unregister_root_region != nullptr)
-            __lsan_unregister_root_region(start, region.size);
+        Posix::HideFromLeakChecker(start, region.size);
         return region;
     }
 
@@ -97,6 +92,8 @@ private:
     std::mutex lock;
     std::map<std::uintptr_t, Region, std::less<>, Posix::Allocator<Entry>> regions;
 };
+
+constinit char processHeap = 0; // whose address is the handle
 
 BOOL fail(DWORD code) {
     SetLastError(code);
@@ -134,10 +131,34 @@ void coverWholePages(void*& address, std::size_t& size) {
 
 } // namespace
 
-void* HeapAlloc(std::size_t size) { return std::malloc(size == 0 ? 1 : size); }
+HANDLE GetProcessHeap() { return &processHeap; }
 
-BOOL HeapFree(void* block) {
-    std::free(block);
+HANDLE HeapCreate(std::size_t initialSize) {
+    HANDLE heap = Posix::PrivateHeap::Create(initialSize);
+    if (heap == nullptr)
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return heap;
+}
+
+BOOL HeapDestroy(HANDLE heap) {
+    bool isAllReleased;
+    if (!Posix::PrivateHeap::Destroy(heap, &isAllReleased))
+        return fail(ERROR_INVALID_HANDLE);
+    return isAllReleased ? TRUE : fail(ERROR_NOT_ENOUGH_MEMORY);
+}
+
+void* HeapAlloc(HANDLE heap, std::size_t size) {
+    return heap == &processHeap ? std::malloc(size == 0 ? 1 : size)
+                                : static_cast<Posix::PrivateHeap*>(heap)->Alloc(size);
+}
+
+BOOL HeapFree(HANDLE heap, void* block) {
+    if (block == nullptr)
+        return TRUE;
+    if (heap == &processHeap)
+        std::free(block);
+    else if (!static_cast<Posix::PrivateHeap*>(heap)->Free(block))
+        return fail(ERROR_INVALID_PARAMETER);
     return TRUE;
 }
 

@@ -1,12 +1,18 @@
-// The process heap, virtual memory and thread-local storage.
+// Heaps, virtual memory and thread-local storage.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 
 namespace Tarn::Platform {
 
-void* HeapAlloc(std::size_t size) { return ::HeapAlloc(::GetProcessHeap(), 0, size); }
+HANDLE GetProcessHeap() { return ::GetProcessHeap(); }
 
-BOOL HeapFree(void* block) { return ::HeapFree(::GetProcessHeap(), 0, block); }
+HANDLE HeapCreate(std::size_t initialSize) { return ::HeapCreate(0, initialSize, 0); }
+
+BOOL HeapDestroy(HANDLE heap) { return ::HeapDestroy(heap); }
+
+void* HeapAlloc(HANDLE heap, std::size_t size) { return ::HeapAlloc(heap, 0, size); }
+
+BOOL HeapFree(HANDLE heap, void* block) { return ::HeapFree(heap, 0, block); }
 
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection) {
     return ::VirtualAlloc(address, size, type, protection);

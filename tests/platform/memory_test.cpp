@@ -28,13 +28,13 @@ constexpr std::size_t kMoreThanThereIs = SIZE_MAX / 4 * 3;
 
 TEST(Heap, GivesAlignedBlocksOfAnySizeOrNone) {
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{100'000}}) {
-        void* const block = HeapAlloc(size);
+        void* const block = HeapAlloc(GetProcessHeap(), size);
         ASSERT_NE(block, nullptr);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % (2 * sizeof(void*)), 0u);
         std::memset(block, 0xAA, size);
-        EXPECT_TRUE(HeapFree(block));
+        EXPECT_TRUE(HeapFree(GetProcessHeap(), block));
     }
-    EXPECT_EQ(HeapAlloc(kMoreThanThereIs), nullptr);
+    EXPECT_EQ(HeapAlloc(GetProcessHeap(), kMoreThanThereIs), nullptr);
 }
 
 TEST(VirtualMemory, IsReservedCommittedAndGivenBackPageByPage) {

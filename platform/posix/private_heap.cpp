@@ -1,0 +1,319 @@
+#include "platform/posix/private_heap.h"
+
+#include "platform/posix/leak_checker.h"
+
+#include <algorithm>
+#include <bit>
+#include <new>
+#include <sys/mman.h>
+
+namespace Tarn::Platform::Posix {
+
+namespace {
+
+constexpr std::size_t kWord = sizeof(std::size_t);
+constexpr std::size_t kGranule = 2 * kWord; // the alignment of what callers have, and the unit of sizes
+constexpr std::size_t kLeastBlock = 2 * kGranule;
+constexpr std::size_t kLargestBlock = 0x40000; // that lies in a segment
+
+// In a header. Every granule leaves these bits to it.
+constexpr std::size_t kInUse = 1;
+constexpr std::size_t kPreviousInUse = 2; // otherwise the word in front is the size of the previous block
+constexpr std::size_t kOwnMapping = 4;
+constexpr std::size_t kFlags = kInUse | kPreviousInUse | kOwnMapping;
+
+constexpr std::size_t kHugePage = 0x200000;
+constexpr std::size_t kLeastSegment = 0x10000;
+constexpr std::size_t kLargestSegment = 0x1000000; // unless a heap begins with a larger one
+
+// A bin for each of the smaller sizes, then some for the sizes from each power of two to the next.
+constexpr unsigned kExactBins = 64;
+constexpr int kExactBits = 6;
+constexpr unsigned kBinsOfAPower = 8;
+constexpr int kBinBits = 3;
+
+constinit std::mutex heapsLock;
+constinit PrivateHeap* heaps = nullptr;
+
+constexpr std::size_t roundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; }
+
+// Of two, below or at a number.
+constexpr int powerOf(std::size_t number) { return static_cast<int>(std::bit_width(number)) - 1; }
+
+template<class T>
+T* at(void* start, std::size_t offset) {
+    return reinterpret_cast<T*>(static_cast<char*>(start) + offset);
+}
+
+void* map(std::size_t size) {
+    void* start = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return start == MAP_FAILED ? nullptr : start;
+}
+
+// Where the system has huge pages, the memory comes with a fault for each of those, not for each page.
+void* mapHugePages(std::size_t size) {
+    void* const start = map(size + kHugePage);
+    if (start == nullptr)
+        return nullptr;
+    const auto place = reinterpret_cast<std::uintptr_t>(start);
+    const std::size_t before = roundUp(place, kHugePage) - place;
+    void* const aligned = at<void>(start, before);
+    if (before != 0)
+        munmap(start, before);
+    munmap(at<char>(aligned, size), kHugePage - before);
+    madvise(aligned, size, MADV_HUGEPAGE);
+    return aligned;
+}
+
+void* mapSegment(std::size_t size) {
+    void* start = size < kHugePage ? map(size) : mapHugePages(size);
+    if (start != nullptr)
+        ShowToLeakChecker(start, size);
+    return start;
+}
+
+bool unmap(void* start, std::size_t size) {
+    HideFromLeakChecker(start, size);
+    return munmap(start, size) == 0;
+}
+
+} // namespace
+
+PrivateHeap* PrivateHeap::Create(std::size_t initialSize) {
+    if (initialSize > SIZE_MAX / 2)
+        return nullptr;
+    const std::size_t size =
+        roundUp(std::max(initialSize, kLeastSegment), initialSize < kHugePage ? kLeastSegment : kHugePage);
+    void* start = mapSegment(size);
+    if (start == nullptr)
+        return nullptr;
+    auto* heap = ::new (at<void>(start, sizeof(Segment))) PrivateHeap(::new (start) Segment{nullptr, size});
+    std::lock_guard guard(heapsLock);
+    heap->nextHeap = heaps;
+    heaps = heap;
+    return heap;
+}
+
+PrivateHeap::PrivateHeap(Segment* first) : segments(first), segmentsSize(first->size) {
+    startTop(first, sizeof(Segment) + sizeof(PrivateHeap));
+}
+
+bool PrivateHeap::Destroy(void* heap, bool* isAllReleased) {
+    PrivateHeap* found;
+    {
+        std::lock_guard guard(heapsLock);
+        PrivateHeap** link = &heaps;
+        while (*link != nullptr && *link != heap)
+            link = &(*link)->nextHeap;
+        found = *link;
+        if (found == nullptr)
+            return false;
+        *link = found->nextHeap;
+    }
+    *isAllReleased = found->unmapAll();
+    return true;
+}
+
+// The oldest segment, in which the heap itself lies, is the last one.
+bool PrivateHeap::unmapAll() {
+    bool isAllReleased = true;
+    while (LargeBlock* block = largeBlocks) {
+        largeBlocks = block->next;
+        isAllReleased &= unmap(block, block->size);
+    }
+    for (Segment* segment = segments; segment != nullptr;) {
+        Segment* const older = segment->older;
+        isAllReleased &= unmap(segment, segment->size);
+        segment = older;
+    }
+    return isAllReleased;
+}
+
+void* PrivateHeap::Alloc(std::size_t size) {
+    std::lock_guard guard(lock);
+    if (size > kLargestBlock - kWord)
+        return allocLarge(size);
+    const std::size_t blockSize = std::max(roundUp(size + kWord, kGranule), kLeastBlock);
+    Block* block = takeFree(blockSize);
+    if (block == nullptr)
+        block = cutOffTop(blockSize);
+    return block == nullptr ? nullptr : at<void>(block, kWord);
+}
+
+bool PrivateHeap::Free(void* memory) {
+    std::lock_guard guard(lock);
+    Block* block = at<Block>(memory, 0 - kWord);
+    if ((block->header & kInUse) == 0)
+        return false;
+    if ((block->header & kOwnMapping) != 0)
+        return freeLarge(at<LargeBlock>(block, 0 - offsetof(LargeBlock, header)));
+    block->header -= kInUse;
+    unite(block);
+    return true;
+}
+
+// Makes a block of one that is not in use any more and its free neighbours, and part of the top if it is the
+// last one.
+void PrivateHeap::unite(Block* block) {
+    std::size_t size = block->header & ~kFlags;
+    if ((block->header & kPreviousInUse) == 0) {
+        const std::size_t previousSize = *at<std::size_t>(block, 0 - kWord);
+        block = at<Block>(block, 0 - previousSize);
+        takeFromBin(block);
+        size += previousSize;
+    }
+    if (at<char>(block, size) == top) {
+        top = at<char>(block, 0);
+        return;
+    }
+    Block* const behind = at<Block>(block, size);
+    if ((behind->header & kInUse) == 0) {
+        takeFromBin(behind);
+        size += behind->header & ~kFlags;
+    } else {
+        behind->header &= ~kPreviousInUse;
+    }
+    putIntoBin(block, size);
+}
+
+// Sizes of the same bin differ by less than an eighth.
+unsigned PrivateHeap::binOf(std::size_t size) {
+    const std::size_t granules = size / kGranule;
+    if (granules < kExactBins)
+        return static_cast<unsigned>(granules);
+    const int power = powerOf(granules);
+    const auto part = static_cast<unsigned>(granules >> (power - kBinBits)) - kBinsOfAPower;
+    return kExactBins + static_cast<unsigned>(power - kExactBits) * kBinsOfAPower + part;
+}
+
+// All blocks of this bin and of those behind it are large enough.
+unsigned PrivateHeap::firstBinThatFits(std::size_t size) {
+    const std::size_t granules = size / kGranule;
+    if (granules < kExactBins)
+        return static_cast<unsigned>(granules);
+    const std::size_t step = std::size_t{1} << (powerOf(granules) - kBinBits);
+    return binOf((granules + step - 1) * kGranule);
+}
+
+// The previous block is in use, or it would be part of this one.
+void PrivateHeap::putIntoBin(Block* block, std::size_t size) {
+    block->header = size | kPreviousInUse;
+    *at<std::size_t>(block, size - kWord) = size;
+    const unsigned bin = binOf(size);
+    block->previous = nullptr;
+    block->next = bins[bin];
+    if (block->next != nullptr)
+        block->next->previous = block;
+    bins[bin] = block;
+    maps[bin / kBinsOfAMap] |= std::uint64_t{1} << bin % kBinsOfAMap;
+}
+
+void PrivateHeap::takeFromBin(Block* block) {
+    if (block->next != nullptr)
+        block->next->previous = block->previous;
+    if (block->previous != nullptr) {
+        block->previous->next = block->next;
+        return;
+    }
+    const unsigned bin = binOf(block->header & ~kFlags);
+    bins[bin] = block->next;
+    if (block->next == nullptr)
+        maps[bin / kBinsOfAMap] &= ~(std::uint64_t{1} << bin % kBinsOfAMap);
+}
+
+// A free block, from which what is not needed goes back; null when none fits.
+PrivateHeap::Block* PrivateHeap::takeFree(std::size_t size) {
+    const unsigned first = firstBinThatFits(size);
+    unsigned index = first / kBinsOfAMap;
+    std::uint64_t map = maps[index] & ~std::uint64_t{0} << first % kBinsOfAMap;
+    while (map == 0) {
+        if (++index == kBins / kBinsOfAMap)
+            return nullptr;
+        map = maps[index];
+    }
+    Block* const block = bins[index * kBinsOfAMap + static_cast<unsigned>(std::countr_zero(map))];
+    takeFromBin(block);
+    const std::size_t foundSize = block->header & ~kFlags;
+    if (foundSize - size >= kLeastBlock) {
+        putIntoBin(at<Block>(block, size), foundSize - size);
+        block->header = size | kPreviousInUse | kInUse;
+    } else {
+        at<Block>(block, foundSize)->header |= kPreviousInUse;
+        block->header |= kInUse;
+    }
+    return block;
+}
+
+// The block in front of the top is always in use.
+PrivateHeap::Block* PrivateHeap::cutOffTop(std::size_t size) {
+    if (static_cast<std::size_t>(topEnd - top) < size && !addSegment(size))
+        return nullptr;
+    Block* const block = at<Block>(top, 0);
+    top += size;
+    block->header = size | kPreviousInUse | kInUse;
+    return block;
+}
+
+// With room for a block of `size` at least; as large as the heap so far, or as the system has.
+bool PrivateHeap::addSegment(std::size_t size) {
+    const std::size_t least = size + sizeof(Segment) + kGranule;
+    std::size_t wanted = std::bit_ceil(std::max(std::min(segmentsSize, kLargestSegment), least));
+    void* start = mapSegment(wanted);
+    while (start == nullptr && wanted / 2 >= least) {
+        wanted /= 2;
+        start = mapSegment(wanted);
+    }
+    if (start == nullptr)
+        return false;
+    retireTop();
+    segments = ::new (start) Segment{segments, wanted};
+    segmentsSize += wanted;
+    startTop(segments, sizeof(Segment));
+    return true;
+}
+
+// The last word of a segment is kept for the header that ends its blocks.
+void PrivateHeap::startTop(Segment* segment, std::size_t used) {
+    top = at<char>(segment, roundUp(used + kWord, kGranule) - kWord);
+    topEnd = at<char>(segment, segment->size - kWord);
+}
+
+// What is left of the top becomes a free block. A header without a size, in use for ever, ends the segment.
+void PrivateHeap::retireTop() {
+    const auto size = static_cast<std::size_t>(topEnd - top);
+    if (size < kLeastBlock) {
+        at<Block>(top, 0)->header = kInUse | kPreviousInUse;
+    } else {
+        at<Block>(topEnd, 0)->header = kInUse;
+        putIntoBin(at<Block>(top, 0), size);
+    }
+}
+
+void* PrivateHeap::allocLarge(std::size_t size) {
+    if (size > SIZE_MAX / 2)
+        return nullptr;
+    void* start = map(sizeof(LargeBlock) + size);
+    if (start == nullptr)
+        return nullptr;
+    ShowToLeakChecker(start, sizeof(LargeBlock) + size);
+    auto* block =
+        ::new (start) LargeBlock{largeBlocks, nullptr, sizeof(LargeBlock) + size, kInUse | kOwnMapping};
+    if (largeBlocks != nullptr)
+        largeBlocks->previous = block;
+    largeBlocks = block;
+    return block + 1;
+}
+
+bool PrivateHeap::freeLarge(LargeBlock* block) {
+    const LargeBlock freed = *block;
+    if (!unmap(block, block->size)) {
+        ShowToLeakChecker(block, block->size);
+        return false;
+    }
+    if (freed.next != nullptr)
+        freed.next->previous = freed.previous;
+    (freed.previous != nullptr ? freed.previous->next : largeBlocks) = freed.next;
+    return true;
+}
+
+} // namespace Tarn::Platform::Posix

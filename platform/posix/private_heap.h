@@ -1,0 +1,84 @@
+// A private heap of the POSIX port: an arena that goes back to the system whole.
+//
+// Blocks lie in segments, each a mapping of its own and as large as all before it together, up to a limit. A
+// new block is cut off the top, the end of the newest segment that nothing has used yet. A freed one unites
+// with its free neighbours, which it knows by a word in front of each block and one at the end of each free
+// block; then it becomes part of the top again or goes into a bin for its size. A map of the bins finds one
+// that fits in constant time. A block too large for segments is a mapping by itself. Large segments ask for
+// huge pages. Destroying a heap unmaps its segments and large blocks and looks at nothing in them. A lock for
+// each heap lets all threads take and free.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+namespace Tarn::Platform::Posix {
+
+class PrivateHeap {
+public:
+    /// Null when there is no memory.
+    static PrivateHeap* Create(std::size_t initialSize);
+
+    /// False, and nothing else, when there is no such heap. `isAllReleased` tells whether the system took all
+    /// memory back.
+    static bool Destroy(void* heap, bool* isAllReleased);
+
+    /// Aligned to two words; null when there is no memory.
+    void* Alloc(std::size_t size);
+
+    /// False when the system does not take a large block back, and for a block that is free already, if that
+    /// can be seen.
+    bool Free(void* memory);
+
+private:
+    struct Segment {
+        Segment* older;
+        std::size_t size;
+    };
+
+    struct LargeBlock {
+        LargeBlock* next;
+        LargeBlock* previous;
+        std::size_t size;
+        std::size_t header; // as that of a block
+    };
+
+    // A block from its first word on; what the caller has begins with the second.
+    struct Block {
+        std::size_t header; // the size up to the header of the next block, and flags
+        Block* next;        // in its bin, while it is free
+        Block* previous;
+    };
+
+    static constexpr unsigned kBins = 192;
+    static constexpr unsigned kBinsOfAMap = 64;
+
+    explicit PrivateHeap(Segment* first);
+
+    static unsigned binOf(std::size_t size);
+    static unsigned firstBinThatFits(std::size_t size);
+    void putIntoBin(Block* block, std::size_t size);
+    void takeFromBin(Block* block);
+    Block* takeFree(std::size_t size);
+    Block* cutOffTop(std::size_t size);
+    bool addSegment(std::size_t size);
+    void startTop(Segment* segment, std::size_t used);
+    void retireTop();
+    void unite(Block* block);
+    void* allocLarge(std::size_t size);
+    bool freeLarge(LargeBlock* block);
+    bool unmapAll();
+
+    std::mutex lock;
+    PrivateHeap* nextHeap = nullptr;
+    Segment* segments; // the newest first
+    std::size_t segmentsSize;
+    LargeBlock* largeBlocks = nullptr;
+    char* top; // where the next block begins
+    char* topEnd;
+    std::uint64_t maps[kBins / kBinsOfAMap] = {}; // a bit for each bin that is not empty
+    Block* bins[kBins] = {};
+};
+
+} // namespace Tarn::Platform::Posix
