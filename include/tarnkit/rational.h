@@ -1,0 +1,138 @@
+// rational: an exact fraction of two 32-bit integers.
+//
+// The denominator is always positive, and the numerator never -2^31, so that every value has its negative.
+// Fractions are not kept in lowest terms: 2/4 stays 2/4, and equals 1/2. Arithmetic is done in 64 bits and
+// brought back to 32: a result that fits is taken as it is, another one is reduced and, if that is not
+// enough, rounded in its fractional part; what is then still too small becomes 0. What is too large raises
+// `ERR_RATIONAL_OVERFLOW`, a zero denominator `ERR_DIVIDE_ZERO`; an operator that raises leaves its target as
+// it was. A plain value: any thread may use its own.
+#pragma once
+
+#include <tarnkit/data_model.h>
+#include <tarnkit/export.h>
+#include <tarnkit/failures.h>
+#include <tarnkit/layout.h>
+
+#include <climits>
+#include <compare>
+#include <concepts>
+
+namespace Tarn {
+
+class TARNKIT_API rational {
+public:
+    /// Sets nothing.
+    rational() = default;
+    /// value/1. Asserts for -2^31, and for a `long` beyond 32 bits; the nearest value is taken then.
+    rational(short value) : numerator(value), denominator(1) {}
+    rational(int value) : numerator(inRange(value)), denominator(1) {}
+    rational(long value) : numerator(inRange(value)), denominator(1) {}
+    /// The two terms, not reduced. A negative denominator gives its sign to the numerator. Raises
+    /// `ERR_DIVIDE_ZERO`, or `ERR_RATIONAL_OVERFLOW` when a term does not fit then; where throwing is off the
+    /// value is 0/1.
+    rational(int numeratorTerm, int denominatorTerm);
+    // No truth value and no character is a number.
+    template<class T>
+    requires std::same_as<T, bool> || std::same_as<T, char> || std::same_as<T, wchar_t> ||
+        std::same_as<T, char8_t> || std::same_as<T, char16_t> || std::same_as<T, char32_t>
+        rational(T)
+    = delete;
+
+    int Numerator() const { return numerator; }
+    /// At least 1.
+    int Denominator() const { return denominator; }
+
+    rational operator-() const { return rational(-numerator, denominator, Dummy()); }
+
+    rational& operator+=(const rational& other);
+    rational& operator-=(const rational& other);
+    rational& operator*=(const rational& other);
+    rational& operator/=(const rational& other);
+
+    // With exactly an `int`, -2^31 included; other integers become rationals first.
+    template<std::same_as<int> Int>
+    rational& operator+=(Int number) {
+        return *this = make(numerator + product(number, denominator), denominator, *this);
+    }
+    template<std::same_as<int> Int>
+    rational& operator-=(Int number) {
+        return *this = make(numerator - product(number, denominator), denominator, *this);
+    }
+    template<std::same_as<int> Int>
+    rational& operator*=(Int number) {
+        return *this = make(product(numerator, number), denominator, *this);
+    }
+    template<std::same_as<int> Int>
+    rational& operator/=(Int number) {
+        return *this = safeMake(numerator, product(denominator, number), *this);
+    }
+
+    friend rational operator+(rational a, const rational& b) { return a += b; }
+    friend rational operator-(rational a, const rational& b) { return a -= b; }
+    friend rational operator*(rational a, const rational& b) { return a *= b; }
+    friend rational operator/(rational a, const rational& b) { return a /= b; }
+    template<std::same_as<int> Int>
+    friend rational operator+(rational a, Int b) {
+        return a += b;
+    }
+    template<std::same_as<int> Int>
+    friend rational operator-(rational a, Int b) {
+        return a -= b;
+    }
+    template<std::same_as<int> Int>
+    friend rational operator*(rational a, Int b) {
+        return a *= b;
+    }
+    template<std::same_as<int> Int>
+    friend rational operator/(rational a, Int b) {
+        return a /= b;
+    }
+
+    // By value: equal fractions may have different terms.
+    friend bool operator==(const rational& a, const rational& b) { return (a <=> b) == 0; }
+    friend std::weak_ordering operator<=>(const rational& a, const rational& b) {
+        return product(a.numerator, b.denominator) <=> product(b.numerator, a.denominator);
+    }
+    template<std::same_as<int> Int>
+    friend bool operator==(const rational& a, Int b) {
+        return (a <=> b) == 0;
+    }
+    template<std::same_as<int> Int>
+    friend std::weak_ordering operator<=>(const rational& a, Int b) {
+        return a.numerator <=> product(b, a.denominator);
+    }
+
+private:
+    int numerator;
+    int denominator;
+
+    friend struct CLayout<rational>;
+
+    struct Dummy {};
+    // The terms without any check.
+    rational(int numeratorTerm, int denominatorTerm, Dummy)
+        : numerator(numeratorTerm), denominator(denominatorTerm) {}
+
+    static Int64 product(int a, int b) { return Int64{a} * b; }
+
+    template<class Integer>
+    static int inRange(Integer value) {
+        if (value >= -INT_MAX && value <= INT_MAX) [[likely]]
+            return static_cast<int>(value);
+        GenAssert(u"rational", __LINE__);
+        return value < 0 ? -INT_MAX : INT_MAX;
+    }
+
+    // The value n/d in 32 bits; `old` where it has none and reports return. `make` needs a positive d.
+    static rational make(Int64 n, Int64 d, const rational& old);
+    static rational safeMake(Int64 n, Int64 d, const rational& old);
+    static bool isCorrect(Int64 n, Int64 d);
+    static bool mustReduce(Int64 n, Int64 d);
+    // Bring the terms into 32 bits if they can be; what stays outside has been reported.
+    static void reduce(Int64& n, Int64& d);
+    static void round(Int64& n, Int64& d);
+    static void roundPositive(Int64& n, Int64& d);
+};
+TARNKIT_LAYOUT(rational, 8, numerator, denominator);
+
+} // namespace Tarn
