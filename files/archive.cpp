@@ -1,6 +1,7 @@
 #include <tarnkit/archive.h>
 #include <tarnkit/exceptions.h>
 #include <tarnkit/messages.h>
+#include <tarnkit/rational.h>
 
 #include <algorithm>
 #include <exception>
@@ -369,6 +370,22 @@ CArchive& operator<<(CArchive& archive, const CUnicodeString& text) {
 
 CArchive& operator>>(CArchive& archive, CUnicodeString& text) {
     archive.loadText<char16_t>(text);
+    return archive;
+}
+
+CArchive& operator<<(CArchive& archive, const rational& value) {
+    return archive << value.Numerator() << value.Denominator();
+}
+
+CArchive& operator>>(CArchive& archive, rational& value) {
+    int numerator;
+    int denominator;
+    archive >> numerator >> denominator;
+    value = 0;
+    if (denominator < 1 || numerator == INT_MIN)
+        GenCheck(ERR_BAD_ARCHIVE, archive.Name());
+    else
+        value = rational(numerator, denominator);
     return archive;
 }
 

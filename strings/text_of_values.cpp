@@ -71,6 +71,16 @@ CUnicodeString moduleNameOf(const void* address) {
     return CUnicodeString(name, static_cast<int>(length));
 }
 
+template<class String, class Unit>
+String rationalText(const rational& value, Unit slash) {
+    String result = integerText<String>(value.Numerator(), 10);
+    if (value.Denominator() != 1) {
+        result += slash;
+        result += integerText<String>(value.Denominator(), 10);
+    }
+    return result;
+}
+
 UInt64 addressNumber(const void* address) { return reinterpret_cast<std::uintptr_t>(address); }
 
 } // namespace
@@ -97,6 +107,9 @@ CUnicodeString UnicodeStr(UInt64 value, int radix) {
 
 CString Str(double value) { return Format("%.10g", value); }
 CUnicodeString UnicodeStr(double value) { return Str(value).CreateUnicodeString(); }
+
+CString Str(const rational& value) { return rationalText<CString>(value, '/'); }
+CUnicodeString UnicodeStr(const rational& value) { return rationalText<CUnicodeString>(value, u'/'); }
 
 CString Vsprintf(const char* format, va_list arguments) { return formatted<CString>(format, arguments); }
 

@@ -1,3 +1,4 @@
+#include <tarnkit/rational.h>
 #include <tarnkit/string.h>
 #include <tarnkit/unicode_string.h>
 
@@ -79,17 +80,30 @@ bool CStringOf<Unit>::Value(double& result) const {
     return store(text, ParseDouble(text), result);
 }
 
+template<class Unit>
+bool CStringOf<Unit>::Value(rational& result) const {
+    const int slash = Find(static_cast<Unit>('/'));
+    int numerator = 0;
+    int denominator = 1;
+    if (slash < 0 ? !Value(numerator) : !Left(slash).Value(numerator) || !Mid(slash + 1).Value(denominator))
+        return false;
+    result = rational(numerator, denominator);
+    return true;
+}
+
 template bool CStringOf<char>::Value(bool&) const;
 template bool CStringOf<char>::Value(int&, int) const;
 template bool CStringOf<char>::Value(long&, int) const;
 template bool CStringOf<char>::Value(unsigned int&, int) const;
 template bool CStringOf<char>::Value(unsigned long&, int) const;
 template bool CStringOf<char>::Value(double&) const;
+template bool CStringOf<char>::Value(rational&) const;
 template bool CStringOf<char16_t>::Value(bool&) const;
 template bool CStringOf<char16_t>::Value(int&, int) const;
 template bool CStringOf<char16_t>::Value(long&, int) const;
 template bool CStringOf<char16_t>::Value(unsigned int&, int) const;
 template bool CStringOf<char16_t>::Value(unsigned long&, int) const;
 template bool CStringOf<char16_t>::Value(double&) const;
+template bool CStringOf<char16_t>::Value(rational&) const;
 
 } // namespace Tarn

@@ -27,6 +27,8 @@
 
 namespace Tarn {
 
+class rational;
+
 class TARNKIT_API CArchive {
 public:
     enum TDirection { Loading = 0, Storing = 1 };
@@ -269,5 +271,9 @@ TARNKIT_API CArchive& operator<<(CArchive& archive, const CString& text);
 TARNKIT_API CArchive& operator>>(CArchive& archive, CString& text);
 TARNKIT_API CArchive& operator<<(CArchive& archive, const CUnicodeString& text);
 TARNKIT_API CArchive& operator>>(CArchive& archive, CUnicodeString& text);
+
+/// Numerator and denominator, 4 bytes each. Loading raises `ERR_BAD_ARCHIVE` for terms that no rational has.
+TARNKIT_API CArchive& operator<<(CArchive& archive, const rational& value);
+TARNKIT_API CArchive& operator>>(CArchive& archive, rational& value);
 
 } // namespace Tarn

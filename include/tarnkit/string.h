@@ -24,6 +24,7 @@ namespace Tarn {
 
 class CString;
 class CUnicodeString;
+class rational;
 
 /// What strings point at: three 32-bit fields, then the text and its terminator in the same block.
 template<class Unit>
@@ -319,6 +320,9 @@ public:
     bool Value(unsigned long& result, int radix = 10) const;
     /// A number as C's `strtod` reads it in the C locale, whatever the locale is; one out of range fails.
     bool Value(double& result) const;
+    /// An integer, or two with a `/` between them, as the radix 10 forms above read them. Raises what the
+    /// rational of these terms raises: `ERR_DIVIDE_ZERO`, `ERR_RATIONAL_OVERFLOW`.
+    bool Value(rational& result) const;
 
     // Parameters. ----------------------------------------------------------------------------------------
 

@@ -9,6 +9,7 @@
 #include <tarnkit/file_system.h>
 #include <tarnkit/hash_table.h>
 #include <tarnkit/hashing.h>
+#include <tarnkit/heap_manager.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/list.h>
 #include <tarnkit/map.h>
@@ -18,6 +19,8 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/pointer_array.h>
 #include <tarnkit/pool_allocators.h>
+#include <tarnkit/rational.h>
+#include <tarnkit/rectangle.h>
 #include <tarnkit/registry_key.h>
 #include <tarnkit/resource_modules.h>
 #include <tarnkit/string.h>

@@ -1,5 +1,5 @@
-// The text of numbers and truth values, printf-style formatting and the description of code addresses, for
-// both widths of text. (The way back, `Value`, and `SubstParam` are members of the strings.)
+// The text of numbers, rationals and truth values, printf-style formatting and the description of code
+// addresses, for both widths of text. (The way back, `Value`, and `SubstParam` are members of the strings.)
 //
 // Nothing here depends on the locale or fails for lack of room. Any thread.
 //
@@ -12,6 +12,7 @@
 #pragma once
 
 #include <tarnkit/data_model.h>
+#include <tarnkit/rational.h>
 #include <tarnkit/string.h>
 #include <tarnkit/unicode_string.h>
 
@@ -37,6 +38,8 @@ TARNKIT_API CString Str(UInt64 value, int radix = 10);
 /// At most 10 significant digits without trailing zeros, as `%.10g` has them: in exponent form when the
 /// exponent is below -4 or above 9.
 TARNKIT_API CString Str(double value);
+/// Numerator, `/` and denominator; the numerator alone when the denominator is 1.
+TARNKIT_API CString Str(const rational& value);
 /// "true" or "false". Exactly for `bool`, so that no pointer becomes a truth value.
 template<std::same_as<bool> T>
 CString Str(T value) {
@@ -52,6 +55,7 @@ TARNKIT_API CUnicodeString UnicodeStr(unsigned long value, int radix = 10);
 TARNKIT_API CUnicodeString UnicodeStr(Int64 value, int radix = 10);
 TARNKIT_API CUnicodeString UnicodeStr(UInt64 value, int radix = 10);
 TARNKIT_API CUnicodeString UnicodeStr(double value);
+TARNKIT_API CUnicodeString UnicodeStr(const rational& value);
 template<std::same_as<bool> T>
 CUnicodeString UnicodeStr(T value) {
     return value ? u"true" : u"false";
