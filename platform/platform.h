@@ -134,6 +134,20 @@ BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
 /// day is below 24:00, leap seconds not counted.
 BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime);
 
+// Local time. These convert with the bias that is in force now, whatever time they convert.
+void GetSystemTime(SYSTEMTIME* systemTime);
+void GetLocalTime(SYSTEMTIME* localTime);
+/// Both fail (87) for a time that is negative as a signed number. A result that would be is given out.
+BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localTime);
+BOOL LocalFileTimeToFileTime(const FILETIME* localTime, FILETIME* fileTime);
+/// The POSIX port gives the dates of this year's changes and, as names, abbreviations.
+DWORD GetTimeZoneInformation(TIME_ZONE_INFORMATION* information);
+
+// The user's locale, the only one that the POSIX port has. Of its texts it knows those of dates and times.
+int GetLocaleInfoW(LCID locale, LCTYPE type, char16_t* buffer, int size);
+int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, const char16_t* picture,
+                   char16_t* buffer, int size);
+
 // System texts, versions, language.
 /// The system's text for a code, less than `size` units, with its line end; 0 when there is none.
 DWORD FormatSystemMessageW(DWORD code, bool ignoreInserts, char16_t* buffer, DWORD size);

@@ -58,6 +58,7 @@ using BOOL = int;
 using HRESULT = std::int32_t;
 using LCID = std::uint32_t;
 using LANGID = std::uint16_t;
+using LCTYPE = std::uint32_t;
 using REGSAM = std::uint32_t;
 using LSTATUS = std::int32_t;
 using HANDLE = void*;
@@ -90,6 +91,16 @@ struct SYSTEMTIME {
     WORD wMinute;
     WORD wSecond;
     WORD wMilliseconds;
+};
+
+struct TIME_ZONE_INFORMATION {
+    LONG Bias;
+    char16_t StandardName[32];
+    SYSTEMTIME StandardDate;
+    LONG StandardBias;
+    char16_t DaylightName[32];
+    SYSTEMTIME DaylightDate;
+    LONG DaylightBias;
 };
 
 struct tagPOINT {
@@ -390,6 +401,29 @@ inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 inline constexpr DWORD WC_COMPOSITECHECK = 0x200;
 inline constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
 
+// Time zone and locale.
+inline constexpr DWORD TIME_ZONE_ID_UNKNOWN = 0;
+inline constexpr DWORD TIME_ZONE_ID_STANDARD = 1;
+inline constexpr DWORD TIME_ZONE_ID_DAYLIGHT = 2;
+inline constexpr DWORD TIME_ZONE_ID_INVALID = 0xFFFFFFFF;
+inline constexpr LCID LOCALE_NEUTRAL = 0x0000;
+inline constexpr LCID LOCALE_USER_DEFAULT = 0x0400;
+inline constexpr LCID LOCALE_SYSTEM_DEFAULT = 0x0800;
+inline constexpr LCTYPE LOCALE_NOUSEROVERRIDE = 0x80000000;
+inline constexpr LCTYPE LOCALE_SSHORTDATE = 0x1F;
+inline constexpr LCTYPE LOCALE_SLONGDATE = 0x20;
+inline constexpr LCTYPE LOCALE_S1159 = 0x28;
+inline constexpr LCTYPE LOCALE_S2359 = 0x29;
+// The names from Monday and from January on follow one another.
+inline constexpr LCTYPE LOCALE_SDAYNAME1 = 0x2A;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME1 = 0x31;
+inline constexpr LCTYPE LOCALE_SMONTHNAME1 = 0x38;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME1 = 0x44;
+inline constexpr LCTYPE LOCALE_STIMEFORMAT = 0x1003;
+inline constexpr DWORD DATE_SHORTDATE = 1;
+inline constexpr DWORD DATE_LONGDATE = 2;
+inline constexpr DWORD DATE_USE_ALT_CALENDAR = 4;
+
 // Modules, resources, system texts.
 inline constexpr DWORD DONT_RESOLVE_DLL_REFERENCES = 1;
 inline constexpr DWORD LOAD_LIBRARY_AS_DATAFILE = 2;
@@ -438,6 +472,7 @@ inline constexpr DWORD VER_PLATFORM_WIN32_CE = 3;
 
 // The sizes that the platform documents, on every target.
 static_assert(sizeof(FILETIME) == 8 && sizeof(SYSTEMTIME) == 16 && sizeof(GUID) == 16);
+static_assert(sizeof(TIME_ZONE_INFORMATION) == 172);
 static_assert(sizeof(POINT) == 8 && sizeof(SIZE) == 8 && sizeof(RECT) == 16);
 static_assert(sizeof(WIN32_FIND_DATAW) == 592 && sizeof(VS_FIXEDFILEINFO) == 52);
 static_assert(sizeof(OSVERSIONINFOW) == 276 && sizeof(HRESULT) == 4);

@@ -1,5 +1,6 @@
 #include "platform/posix/information.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <sys/sysmacros.h>
@@ -13,11 +14,15 @@ constexpr Int64 kTicksPerSecond = 10'000'000;
 constexpr Int64 kNanosecondsPerTick = 100;
 /// 1 January 1970 in ticks since 1 January 1601.
 constexpr Int64 kUnixEpoch = 116'444'736'000'000'000;
+constexpr Int64 kFirstSecond = -kUnixEpoch / kTicksPerSecond;
+constexpr Int64 kLastSecond = 910'670'515'199;
 constexpr unsigned kWriteBits = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr unsigned kReadBits = S_IRUSR | S_IRGRP | S_IROTH;
 
+/// A time before 1601 or after 30827, which some disks can keep, as the nearest there is.
 FILETIME toFileTime(const statx_timestamp& time) {
-    const Int64 ticks = time.tv_sec * kTicksPerSecond + time.tv_nsec / kNanosecondsPerTick + kUnixEpoch;
+    const Int64 seconds = std::clamp<Int64>(time.tv_sec, kFirstSecond, kLastSecond);
+    const Int64 ticks = seconds * kTicksPerSecond + time.tv_nsec / kNanosecondsPerTick + kUnixEpoch;
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 

@@ -77,23 +77,13 @@ std::string_view partOfName(std::string_view name, char mark) {
     return part.substr(0, part.find_first_of("_.@"));
 }
 
-/// The value of the first of the variables that is set and not empty; null when none is.
-const char* firstVariable(const char* first, const char* second, const char* third) {
-    for (const char* name : {first, second, third}) {
-        const char* value = std::getenv(name);
-        if (value != nullptr && *value != '\0')
-            return value;
-    }
-    return nullptr;
-}
-
 UINT ansiOfLocale() {
     UINT page = 0;
     locale_t locale = newlocale(LC_CTYPE_MASK, "", static_cast<locale_t>(nullptr));
     if (locale != static_cast<locale_t>(nullptr)) {
         page = CodePage::FromCodeset(nl_langinfo_l(CODESET, locale));
         freelocale(locale);
-    } else if (const char* name = firstVariable("LC_ALL", "LC_CTYPE", "LANG")) {
+    } else if (const char* name = LocaleName("LC_CTYPE")) {
         // A locale that this system lacks still says in its name what the user's text is in.
         const char* dot = std::strchr(name, '.');
         char codeset[32] = {};
@@ -132,8 +122,17 @@ Language LanguageOf(const char* locale) {
     return kAmericanEnglish;
 }
 
+const char* LocaleName(const char* category) {
+    for (const char* name : {"LC_ALL", category, "LANG"}) {
+        const char* value = std::getenv(name);
+        if (value != nullptr && *value != '\0')
+            return value;
+    }
+    return nullptr;
+}
+
 Language UserLanguage() {
-    const char* locale = firstVariable("LC_ALL", "LC_MESSAGES", "LANG");
+    const char* locale = LocaleName("LC_MESSAGES");
     return locale == nullptr ? kAmericanEnglish : LanguageOf(locale);
 }
 

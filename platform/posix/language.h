@@ -13,7 +13,11 @@ struct Language {
 /// Of a locale name such as "pt_BR.UTF-8" or "sr_RS@latin"; American English for "C" and unknown ones.
 Language LanguageOf(const char* locale);
 
-/// The language that messages are wanted in: LC_ALL, LC_MESSAGES or LANG, the first that is set.
+/// The name of the user's locale for a category such as "LC_TIME": the value of LC_ALL, of the category or of
+/// LANG, the first that is set; null when none is.
+const char* LocaleName(const char* category);
+
+/// The language that messages are wanted in.
 Language UserLanguage();
 
 /// The ANSI and the OEM code page as the environment is now.

@@ -11,4 +11,20 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime) {
     return ::SystemTimeToFileTime(systemTime, fileTime);
 }
 
+void GetSystemTime(SYSTEMTIME* systemTime) { ::GetSystemTime(systemTime); }
+
+void GetLocalTime(SYSTEMTIME* localTime) { ::GetLocalTime(localTime); }
+
+BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localTime) {
+    return ::FileTimeToLocalFileTime(fileTime, localTime);
+}
+
+BOOL LocalFileTimeToFileTime(const FILETIME* localTime, FILETIME* fileTime) {
+    return ::LocalFileTimeToFileTime(localTime, fileTime);
+}
+
+DWORD GetTimeZoneInformation(TIME_ZONE_INFORMATION* information) {
+    return ::GetTimeZoneInformation(information);
+}
+
 } // namespace Tarn::Platform
