@@ -17,6 +17,7 @@
 #include <tarnkit/file.h>
 #include <tarnkit/layout.h>
 #include <tarnkit/string.h>
+#include <tarnkit/time.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -275,5 +276,16 @@ TARNKIT_API CArchive& operator>>(CArchive& archive, CUnicodeString& text);
 /// Numerator and denominator, 4 bytes each. Loading raises `ERR_BAD_ARCHIVE` for terms that no rational has.
 TARNKIT_API CArchive& operator<<(CArchive& archive, const rational& value);
 TARNKIT_API CArchive& operator>>(CArchive& archive, rational& value);
+
+// The 64-bit counts of time values, whatever they are.
+inline CArchive& operator<<(CArchive& archive, CTimeSpan span) { return archive << span.GetTotalTimeUnits(); }
+inline CArchive& operator>>(CArchive& archive, CTimeSpan& span) {
+    Int64 units;
+    archive >> units;
+    span = CTimeSpan::CreateFromTimeUnits(units);
+    return archive;
+}
+inline CArchive& operator<<(CArchive& archive, CTime time) { return archive << time.units; }
+inline CArchive& operator>>(CArchive& archive, CTime& time) { return archive >> time.units; }
 
 } // namespace Tarn

@@ -29,6 +29,7 @@
 #include <tarnkit/text_of_values.h>
 #include <tarnkit/text_stream.h>
 #include <tarnkit/thread_storage.h>
+#include <tarnkit/time.h>
 #include <tarnkit/tree.h>
 #include <tarnkit/unicode_set.h>
 #include <tarnkit/unicode_string.h>

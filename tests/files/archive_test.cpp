@@ -81,6 +81,8 @@ TEST(Archive, WritesValuesAsLittleEndianBytesAndReadsThemBack) {
     expectFormat(-2.0, Bytes("\0\0\0\0\0\0\0\xC0", 8));
     expectFormat(CString("To"), "\x02To");
     expectFormat(CUnicodeString(u"Z"), Bytes("\x01Z\0", 3));
+    expectFormat(CTimeSpan::CreateFromTimeUnits(0x0123456789ABCDEF), "\xEF\xCD\xAB\x89\x67\x45\x23\x01");
+    expectFormat(CTime::CreateZeroTime() - CTimeSpan::CreateFromTimeUnits(2), "\xFE" + Bytes(7, '\xFF'));
     EXPECT_EQ(FailureOf([] { stored([](CArchive& archive) { archive << LONG_MAX; }); }),
               sizeof(long) > 4 ? "assertion" : "");
 }
