@@ -13,6 +13,7 @@
 #include <tarnkit/export.h>
 #include <tarnkit/layout.h>
 #include <tarnkit/string.h>
+#include <tarnkit/time.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -46,6 +47,17 @@ public:
     void SeekToEnd() { Seek(0, End); }
 };
 TARNKIT_LAYOUT(CBaseFile, 4);
+
+/// What the system knows of a file.
+struct CFileStatus {
+    CTime CreationTime = CTime::CreateZeroTime();
+    CTime ModificationTime = CTime::CreateZeroTime();
+    CTime AccessTime = CTime::CreateZeroTime();
+    Int64 Size = 0;       ///< bytes
+    DWORD Attributes = 0; ///< the platform's bits; the first one is read-only
+    CUnicodeString FullName;
+};
+TARNKIT_LAYOUT(CFileStatus, 40, CreationTime, ModificationTime, AccessTime, Size, Attributes, FullName);
 
 class TARNKIT_API CFile : public CBaseFile {
 public:
@@ -122,6 +134,15 @@ public:
     void WriteWord(unsigned short value);
     /// 4 bytes; asserts when the value does not fit.
     void WriteDWord(unsigned long value);
+
+    /// Of the open file. When something fails, `status` stays as it was.
+    void GetStatus(CFileStatus& status) const;
+    /// Of a file or directory by name.
+    static void GetStatus(const CUnicodeString& fileName, CFileStatus& status);
+    /// Gives a file, which nobody else may be writing, the times of `status` that are not zero, and then its
+    /// attributes, also when it is read-only before. Size and name are not looked at. Where all times are
+    /// zero, only a file that is read-only gets the attributes. POSIX has no way to set the time of creation.
+    static void SetStatus(const CUnicodeString& fileName, const CFileStatus& status);
 
     /// What the flags mean to the platform's create call; bad bits assert.
     static unsigned long AccessMode(unsigned int flags);
