@@ -33,6 +33,8 @@ constexpr struct {
     {u'T', u"%H:%M:%S"}, {u'n', u" "},        {u't', u" "},
 };
 
+constexpr View kBlanks = u" \u00A0\u202F"; // the latter two without a break
+
 bool isLetter(char16_t unit) { return (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z'); }
 
 /// A conversion of a format: `%`, flags and modifiers, and the code.
@@ -61,7 +63,7 @@ Conversion takeConversion(View& format) {
 
 /// Takes the text up to the next blank off a format, and that blank.
 View takeWord(View& format) {
-    const std::size_t end = format.find(u' ');
+    const std::size_t end = format.find_first_of(kBlanks);
     const View word = format.substr(0, end);
     format.remove_prefix(end == View::npos ? format.size() : end + 1);
     return word;
@@ -128,7 +130,7 @@ private:
     }
 
     void putText(char16_t unit) {
-        if (unit == u' ') {
+        if (kBlanks.find(unit) != View::npos) {
             isBlankDue = true;
             return;
         }

@@ -1,0 +1,130 @@
+// What the POSIX port makes of the user's time zone and of the formats of his locale.
+#include "platform/platform.h"
+#include "tests/support/capabilities.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+namespace P = Tarn::Platform;
+using Text = std::u16string;
+
+class UserTimeZone : public testing::Test {
+protected:
+    ~UserTimeZone() override { unsetenv("TZ"); }
+
+    static DWORD enter(const char* zone, TIME_ZONE_INFORMATION& information) {
+        setenv("TZ", zone, 1);
+        return P::GetTimeZoneInformation(&information);
+    }
+};
+
+TEST_F(UserTimeZone, TellsOfItsDaylightTime) {
+    TIME_ZONE_INFORMATION zone;
+    EXPECT_EQ(enter("<-0930>9:30", zone), TIME_ZONE_ID_UNKNOWN);
+    EXPECT_EQ(zone.Bias, 570);
+    EXPECT_EQ(Text(zone.StandardName), u"-0930");
+    EXPECT_EQ(zone.DaylightDate.wMonth, 0);
+    const DWORD inEurope = enter("CET-1CEST,M3.5.0,M10.5.0/3", zone);
+    const DWORD inAustralia = enter("AEST-10AEDT,M10.1.0,M4.1.0/3", zone);
+    using namespace std::chrono;
+    const year_month_day today(floor<days>(system_clock::now()));
+    if (today.month() != March && today.month() != October && today.month() != April) {
+        EXPECT_EQ(inEurope, today.month() > March && today.month() < October ? TIME_ZONE_ID_DAYLIGHT
+                                                                             : TIME_ZONE_ID_STANDARD);
+        EXPECT_NE(inEurope, inAustralia);
+    }
+    EXPECT_EQ(zone.Bias, -600);
+    EXPECT_EQ(zone.DaylightBias, -60);
+    EXPECT_EQ(Text(zone.StandardName) + Text(zone.DaylightName), u"AESTAEDT");
+    const auto expectChange = [&](const SYSTEMTIME& date, WORD month, WORD hour) {
+        EXPECT_EQ(date.wYear, static_cast<int>(today.year()));
+        EXPECT_EQ(date.wMonth, month);
+        EXPECT_LE(date.wDay, 7) << "the first";
+        EXPECT_EQ(date.wDayOfWeek, 0) << "Sunday";
+        EXPECT_EQ(date.wHour * 60 + date.wMinute, hour * 60);
+    };
+    expectChange(zone.DaylightDate, 10, 2);
+    expectChange(zone.StandardDate, 4, 3);
+}
+
+/// Locales of the test's own making, so that it needs none to be installed but their definitions.
+class UserFormats : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        std::filesystem::create_directory("locales");
+        setenv("LOCPATH", std::filesystem::absolute("locales").c_str(), 1);
+    }
+    static void TearDownTestSuite() {
+        unsetenv("LOCPATH");
+        unsetenv("LC_ALL");
+    }
+
+    /// False when the system lacks the definitions.
+    static bool enter(const std::string& locale, const std::string& codeset) {
+        const std::string name = locale + "." + codeset;
+        const std::string command =
+            "LC_ALL=C localedef -i " + locale + " -f " + codeset + " locales/" + name + " >/dev/null 2>&1";
+        const bool isThere = std::filesystem::exists("locales/" + name) || std::system(command.c_str()) == 0;
+        setenv("LC_ALL", name.c_str(), 1);
+        return isThere;
+    }
+    static Text textOf(LCTYPE type) {
+        char16_t buffer[100] = u"";
+        P::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, 100);
+        return buffer;
+    }
+    static Text pictures() {
+        return textOf(LOCALE_SSHORTDATE) + u"|" + textOf(LOCALE_SLONGDATE) + u"|" +
+               textOf(LOCALE_STIMEFORMAT);
+    }
+    static Text dateText(WORD year, WORD month, WORD day, DWORD flags, const char16_t* picture) {
+        const SYSTEMTIME date = {year, month, 0, day, 0, 0, 0, 0};
+        char16_t buffer[100] = u"";
+        P::GetDateFormatW(LOCALE_USER_DEFAULT, flags, &date, picture, buffer, 100);
+        return buffer;
+    }
+};
+
+TEST_F(UserFormats, BecomePictures) {
+    const struct {
+        const char* locale;
+        const char* codeset;
+        const char16_t* expected;
+    } table[] = {
+        {"en_US", "UTF-8", u"MM/dd/yyyy|dddd dd MMMM yyyy|hh:mm:ss tt"},
+        {"cs_CZ", "ISO-8859-2", u"d.M.yyyy|dddd d. MMMM yyyy|HH:mm:ss"},
+        {"lt_LT", "UTF-8", u"yyyy-MM-dd|yyyy 'm'. MMMM dd 'd'.|HH:mm:ss"},
+        {"ja_JP", "EUC-JP", u"yyyy年MM月dd日|yyyy年MM月dd日|HH時mm分ss秒"},
+    };
+    for (const auto& c : table) {
+        if (!enter(c.locale, c.codeset))
+            GTEST_SKIP() << "definitions of locales: the system has none";
+        EXPECT_EQ(pictures(), c.expected) << c.locale;
+    }
+    setenv("LC_ALL", "C", 1);
+    EXPECT_EQ(pictures(), u"MM/dd/yy|dddd MMMM d yyyy|HH:mm:ss");
+    setenv("LC_ALL", "xx_XX.UTF-8", 1);
+    EXPECT_EQ(textOf(LOCALE_SDAYNAME1), u"Monday") << "there is no such locale";
+}
+
+TEST_F(UserFormats, HaveTheNamesAndErasOfTheLocale) {
+    if (!enter("ru_RU", "KOI8-R"))
+        GTEST_SKIP() << "definitions of locales: the system has none";
+    EXPECT_EQ(textOf(LOCALE_SDAYNAME1 + 6), u"Воскресенье");
+    EXPECT_EQ(textOf(LOCALE_SMONTHNAME1), u"Январь");
+    EXPECT_EQ(dateText(2001, 1, 2, 0, u"d MMMM, MMMM"), u"2 января, января");
+    EXPECT_EQ(dateText(2001, 1, 2, 0, u"MMMM"), u"Январь");
+    EXPECT_EQ(dateText(2001, 1, 2, DATE_USE_ALT_CALENDAR, u"ggy"), u"1");
+    enter("ja_JP", "EUC-JP");
+    EXPECT_EQ(textOf(LOCALE_S2359), u"午後");
+    EXPECT_EQ(dateText(1988, 1, 2, DATE_USE_ALT_CALENDAR, u"gg y"), u"昭和 63");
+    EXPECT_EQ(dateText(1988, 1, 2, 0, u"gg y"), u" 88");
+}
+
+} // namespace
