@@ -1,7 +1,9 @@
 // Allocation: every pair of rivals takes the same blocks, writes to each, and gives them back in the same
-// order. "Each" takes and frees one block at a time, "many" takes a thousand and frees them shuffled.
+// order. "Each" takes and frees one block at a time, "many" takes a thousand and frees them shuffled; a
+// "phase" takes a hundred thousand and ends with all of them.
 #include "malloc_memory.h"
 
+#include <tarnkit/heap_manager.h>
 #include <tarnkit/pool_allocators.h>
 
 #include <benchmark/benchmark.h>
@@ -18,6 +20,7 @@ constexpr int kBlocks = 1000;
 constexpr int kBlockSize = 64;
 constexpr int kPageSize = 0x10000;
 constexpr int kLargestSize = 256;
+constexpr int kPhaseBlocks = 100'000;
 
 struct EqualSizes {
     int operator[](int) const { return kBlockSize; }
@@ -97,6 +100,38 @@ struct StandardStack {
     void Release() { stack.release(); }
 };
 
+// The rivals in phases: how a phase ends is their own affair.
+
+struct PhaseInRuntime {
+    std::vector<void*, MallocAllocator<void*>> blocks = decltype(blocks)(kPhaseBlocks);
+    std::size_t count = 0;
+
+    void* Take(int size) { return blocks[count++] = std::malloc(static_cast<std::size_t>(size)); }
+    void End() {
+        for (void* block : blocks)
+            std::free(block);
+        count = 0;
+    }
+};
+
+struct PhaseInHeap {
+    Tarn::CHeapManager heap;
+
+    PhaseInHeap() { heap.Create(); }
+    void* Take(int size) { return heap.Alloc(size); }
+    void End() {
+        heap.Destroy(true);
+        heap.Create();
+    }
+};
+
+// As `new` takes its blocks while the heap is the current manager.
+struct RoutedPhaseInHeap : PhaseInHeap {
+    Tarn::CMemoryManagerSwitcher switcher{&heap};
+
+    void* Take(int size) { return Tarn::doAlloc(static_cast<unsigned>(size)); }
+};
+
 // The races.
 
 template<class Rival>
@@ -145,6 +180,23 @@ void stacked(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kBlocks);
 }
 
+template<class Rival>
+void phase(benchmark::State& state) {
+    std::vector<int, MallocAllocator<int>> sizes(kPhaseBlocks);
+    std::mt19937 random(3);
+    for (int& size : sizes)
+        size = 16 + static_cast<int>(random() % (512 - 16 + 1));
+    {
+        Rival rival; // may take all that is allocated while it lives
+        for (auto _ : state) {
+            for (const int size : sizes)
+                takeAndTouch(rival, size);
+            rival.End();
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * kPhaseBlocks);
+}
+
 } // namespace
 
 BENCHMARK(each<BlockPool, EqualSizes>)->Name("equal/each/CBlockManager");
@@ -163,3 +215,7 @@ BENCHMARK(many<Runtime, MixedSizes>)->Name("mixed/many/malloc");
 
 BENCHMARK(stacked<Stack>)->Name("stacked/CStackManager");
 BENCHMARK(stacked<StandardStack>)->Name("stacked/std::pmr");
+
+BENCHMARK(phase<PhaseInHeap>)->Name("phase/CHeapManager");
+BENCHMARK(phase<RoutedPhaseInHeap>)->Name("phase/doAlloc");
+BENCHMARK(phase<PhaseInRuntime>)->Name("phase/malloc");

@@ -3,6 +3,7 @@
 
 #include <tarnkit/archive.h>
 #include <tarnkit/lifecycle.h>
+#include <tarnkit/rational.h>
 
 #include <climits>
 #include <set>
@@ -79,6 +80,7 @@ TEST(Archive, WritesValuesAsLittleEndianBytesAndReadsThemBack) {
     expectFormat(UInt64{0x0123456789ABCDEF}, "\xEF\xCD\xAB\x89\x67\x45\x23\x01");
     expectFormat(1.5f, Bytes("\0\0\xC0\x3F", 4));
     expectFormat(-2.0, Bytes("\0\0\0\0\0\0\0\xC0", 8));
+    expectFormat(rational(-3, 4), Bytes("\xFD\xFF\xFF\xFF\4\0\0\0", 8));
     expectFormat(CString("To"), "\x02To");
     expectFormat(CUnicodeString(u"Z"), Bytes("\x01Z\0", 3));
     expectFormat(CTimeSpan::CreateFromTimeUnits(0x0123456789ABCDEF), "\xEF\xCD\xAB\x89\x67\x45\x23\x01");
@@ -98,6 +100,15 @@ TEST(Archive, WritesSmallValuesInOneByteUpTo254) {
     const Bytes bytes("\0\xFE\xFF\xFF\0\0\0\xFF\xFF\xFF\xFF\xFF", 12);
     EXPECT_EQ(stored(serialize), bytes);
     EXPECT_EQ(failureOfLoading(bytes, serialize), "");
+}
+
+TEST(Archive, RefusesTermsThatNoRationalHas) {
+    rational value(7);
+    const auto load = [&](CArchive& archive) { archive >> value; };
+    for (const Bytes& terms :
+         {Bytes("\1\0\0\0\0\0\0\0", 8), Bytes("\1\0\0\0\xFF\xFF\xFF\xFF", 8), Bytes("\0\0\0\x80\1\0\0\0", 8)})
+        EXPECT_EQ(failureOfLoading(terms, load), "ERR_BAD_ARCHIVE");
+    EXPECT_EQ(value, 0);
 }
 
 TEST(Archive, RefusesNegativeLengthsAndLaterVersions) {

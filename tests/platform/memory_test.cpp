@@ -1,7 +1,11 @@
-// The process heap, virtual memory and thread-local storage.
+// Heaps, virtual memory and thread-local storage.
 #include "tests/platform/codes.h"
 
+#include <atomic>
 #include <cstring>
+#include <mutex>
+#include <random>
+#include <string_view>
 #include <thread>
 
 namespace Tarn::Platform {
@@ -27,14 +31,71 @@ DWORD codeOf(const auto& result) { return result ? ERROR_SUCCESS : GetLastError(
 constexpr std::size_t kMoreThanThereIs = SIZE_MAX / 4 * 3;
 
 TEST(Heap, GivesAlignedBlocksOfAnySizeOrNone) {
-    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{100'000}}) {
-        void* const block = HeapAlloc(GetProcessHeap(), size);
-        ASSERT_NE(block, nullptr);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % (2 * sizeof(void*)), 0u);
-        std::memset(block, 0xAA, size);
-        EXPECT_TRUE(HeapFree(GetProcessHeap(), block));
+    const HANDLE own = HeapCreate(0x20000);
+    for (const HANDLE heap : {GetProcessHeap(), own}) {
+        for (const std::size_t size : {0u, 1u, 100'000u, 10'000'000u}) {
+            void* const block = HeapAlloc(heap, size);
+            ASSERT_NE(block, nullptr);
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % (2 * sizeof(void*)), 0u);
+            std::memset(block, 0xAA, size);
+            EXPECT_TRUE(HeapFree(heap, block));
+        }
+        EXPECT_EQ(HeapAlloc(heap, kMoreThanThereIs), nullptr);
+        EXPECT_EQ(HeapAlloc(heap, SIZE_MAX), nullptr);
+        EXPECT_TRUE(HeapFree(heap, nullptr));
     }
-    EXPECT_EQ(HeapAlloc(GetProcessHeap(), kMoreThanThereIs), nullptr);
+    EXPECT_TRUE(HeapDestroy(own));
+    EXPECT_EQ(HeapCreate(kMoreThanThereIs), nullptr);
+}
+
+TEST(Heap, GivesAllItsMemoryBackWhenItIsDestroyed) {
+    const HANDLE heap = HeapCreate(0x20000);
+    std::vector<const char*> blocks;
+    for (std::size_t size = 16; size < 5'000'000; size += 1 + size / 10)
+        blocks.push_back(static_cast<const char*>(HeapAlloc(heap, size)));
+    EXPECT_EQ(queried(blocks[0], blocks[0])[0], MEM_COMMIT);
+    ASSERT_TRUE(HeapDestroy(heap));
+    for (const char* block : blocks)
+        EXPECT_EQ(queried(block, block)[0], MEM_FREE);
+    static char notAHeap[0x1000];
+    expectEach(ERROR_INVALID_HANDLE, {codeOf(HeapDestroy(nullptr)), codeOf(HeapDestroy(GetProcessHeap())),
+                                      codeOf(HeapDestroy(notAHeap))});
+}
+
+TEST(Heap, KeepsApartWhatThreadsTakeAndFree) {
+    constexpr unsigned kThreads = 4;
+    constexpr int kSteps = 10'000;
+    struct Slot {
+        std::mutex lock;
+        std::string_view block; // all of one byte
+    };
+    const HANDLE heap = HeapCreate(0);
+    std::vector<Slot> slots(500);
+    std::atomic<int> damaged = 0;
+    const auto exchange = [&](Slot& slot, std::string_view block) {
+        {
+            std::lock_guard guard(slot.lock);
+            std::swap(slot.block, block);
+        }
+        damaged += block.find_first_not_of(block.substr(0, 1)) != block.npos;
+        EXPECT_TRUE(HeapFree(heap, const_cast<char*>(block.data())));
+    };
+    std::vector<std::thread> threads;
+    for (unsigned number = 0; number < kThreads; number++)
+        threads.emplace_back([&, random = std::minstd_rand(number + 1)]() mutable {
+            for (int step = 0; step < kSteps; step++) {
+                const std::size_t size = 1 + random() % (step % 100 == 0 ? 400'000 : 600);
+                void* const block =
+                    std::memset(HeapAlloc(heap, size), static_cast<int>(random() & 0xFF), size);
+                exchange(slots[random() % slots.size()], {static_cast<char*>(block), size});
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (Slot& slot : slots)
+        exchange(slot, {});
+    EXPECT_EQ(damaged, 0);
+    EXPECT_TRUE(HeapDestroy(heap));
 }
 
 TEST(VirtualMemory, IsReservedCommittedAndGivenBackPageByPage) {

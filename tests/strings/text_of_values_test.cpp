@@ -1,4 +1,5 @@
 #include "tests/strings/text_literals.h"
+#include "tests/support/failure.h"
 
 #include <tarnkit/text_of_values.h>
 
@@ -40,6 +41,8 @@ TEST(TextOfNumbers, IsTheSameInBothWidths) {
                   {Str(std::numeric_limits<Int64>::min()), UnicodeStr(std::numeric_limits<Int64>::min()),
                    "-9223372036854775808"},
                   {Str(~UInt64{0}), UnicodeStr(~UInt64{0}), "18446744073709551615"},
+                  {Str(rational(-3, 4)), UnicodeStr(rational(-3, 4)), "-3/4"},
+                  {Str(rational(6, 1)), UnicodeStr(rational(6)), "6"},
                   {Str(true), UnicodeStr(true), "true"},
                   {Str(false), UnicodeStr(false), "false"},
                   {Str(0.1), UnicodeStr(0.1), "0.1"},
@@ -143,6 +146,31 @@ TYPED_TEST(TextOfValues, DoublesAreReadAsInTheCLocale) {
     double value = 0;
     EXPECT_TRUE(this->S("-nan").Value(value));
     EXPECT_TRUE(std::isnan(value));
+}
+
+TYPED_TEST(TextOfValues, RationalsAreAnIntegerOrTwo) {
+    const struct {
+        const char* text;
+        const char* value; // or the error, or empty
+    } kCases[] = {{" -3 / 4\t", "-3/4"},
+                  {"3/-6", "-3/6"},
+                  {"12", "12"},
+                  {"", ""},
+                  {"/", ""},
+                  {"1/", ""},
+                  {"/2", ""},
+                  {"1/2/3", ""},
+                  {"0x1/2", ""},
+                  {"1/2147483648", ""},
+                  {"1/0", "ERR_DIVIDE_ZERO"},
+                  {"-2147483648", "ERR_RATIONAL_OVERFLOW"}};
+    for (const auto& c : kCases) {
+        rational value(7);
+        std::string read;
+        const std::string failure = FailureOf([&] { read = this->S(c.text).Value(value) ? Str(value) : ""; });
+        EXPECT_EQ(read + failure, c.value) << c.text;
+        EXPECT_TRUE(!read.empty() || value == 7) << c.text;
+    }
 }
 
 TYPED_TEST(TextOfValues, TruthValuesHaveFourNamesEach) {

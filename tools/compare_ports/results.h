@@ -83,6 +83,7 @@ void PrintCodePages(ResultFile& results);
 void PrintCases(ResultFile& results);
 void PrintFormats(ResultFile& results);
 void PrintPaths(ResultFile& results);
+void PrintRationals(ResultFile& results);
 void PrintTimes(ResultFile& results);
 void PrintRegistry(ResultFile& results);
 

@@ -1,0 +1,92 @@
+#include <tarnkit/rectangle.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <ostream>
+
+namespace Tarn {
+
+// How tests show them.
+std::ostream& operator<<(std::ostream& out, const RECT& r) {
+    return out << '(' << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ')';
+}
+
+namespace {
+
+constexpr CRect kSquare(0, 0, 10, 10);
+constexpr CRect kZeros(0, 0, 0, 0);
+
+TEST(Rectangle, KnowsWhatIsInsideAndWhatIsEmpty) {
+    EXPECT_TRUE(kSquare.PtInRect(CPoint(0, 0)) && kSquare.PtInRect(CPoint(9, 9)));
+    EXPECT_FALSE(kSquare.PtInRect(CPoint(10, 0)) || kSquare.PtInRect(CPoint(0, 10)));
+    EXPECT_FALSE(kSquare.PtInRect(CPoint(-1, 0)) || kSquare.PtInRect(CPoint(0, -1)));
+    EXPECT_FALSE(kSquare.IsRectEmpty());
+    for (const CRect& empty : {kZeros, CRect(3, 3, 3, 3), CRect(0, 5, 10, 5), CRect(5, 0, 4, 10)}) {
+        EXPECT_TRUE(empty.IsRectEmpty()) << empty;
+        EXPECT_EQ(empty.IsRectNull(), empty == kZeros) << empty;
+    }
+}
+
+TEST(Rectangle, IsMadeOfPointsAndSizesAndMeasured) {
+    CRect r(CPoint(1, 2), CSize(10, 20));
+    EXPECT_EQ(r, CRect(1, 2, 11, 22));
+    EXPECT_EQ(CRect(r.TopLeft(), r.BottomRight()), r);
+    EXPECT_EQ(r.TopRight() - r.BottomLeft(), CSize(10, -20));
+    EXPECT_EQ((r + CSize(1, 1)).Size(), (r - CSize(3, 5)).Size());
+    EXPECT_EQ(CRect(-3, 0, 0, 0).CenterPoint(), CPoint(-1, 0));
+    EXPECT_EQ(CRect(INT_MAX, 7, INT_MAX, 0).CenterPoint(), CPoint(INT_MAX, 3));
+    r.SetRect(CPoint(5, 6), CPoint(2, 1));
+    EXPECT_EQ(r.Size(), CSize(-3, -5));
+    r.NormalizeRect();
+    EXPECT_EQ(r, CRect(2, 1, 5, 6));
+}
+
+TEST(Rectangle, ShrinksToNothingButNeverTurnsInsideOut) {
+    const struct {
+        int l, t, r, b;
+        CRect inflated;
+    } rows[] = {{1, 2, 3, 4, CRect(-1, -2, 13, 14)},
+                {-6, -6, -6, -6, CRect(6, 6, 6, 6)},
+                {-2, 0, -9, 0, CRect(2, 0, 2, 10)},
+                {0, -20, 0, 5, CRect(0, 20, 10, 20)}};
+    for (const auto& row : rows) {
+        CRect r = kSquare;
+        r.InflateRect(row.l, row.t, row.r, row.b);
+        EXPECT_EQ(r, row.inflated);
+        r = kSquare;
+        r.DeflateRect(-row.l, -row.t, -row.r, -row.b);
+        EXPECT_EQ(r, row.inflated);
+    }
+    CRect r = kSquare;
+    r.InflateRect(CSize(1, 2));
+    r.DeflateRect(3, 4);
+    EXPECT_EQ(r, CRect(2, 2, 8, 8));
+}
+
+TEST(Rectangle, IntersectsAndUnitesEmptyOnesToo) {
+    const CRect empty(50, 3, 50, 9);
+    const struct {
+        CRect a, b, common, both;
+    } rows[] = {{kSquare, CRect(5, 5, 15, 15), CRect(5, 5, 10, 10), CRect(0, 0, 15, 15)},
+                {kSquare, CRect(10, 0, 20, 10), kZeros, CRect(0, 0, 20, 10)},
+                {kSquare, CRect(-5, 2, 20, 3), CRect(0, 2, 10, 3), CRect(-5, 0, 20, 10)},
+                {kZeros, CRect(5, 5, 6, 6), kZeros, CRect(5, 5, 6, 6)},
+                {empty, kSquare, kZeros, kSquare},
+                {CRect(9, 9, 1, 1), kSquare, kZeros, kSquare},
+                {empty, CRect(7, 7, 7, 8), kZeros, kZeros}};
+    for (const auto& row : rows)
+        for (const auto& [a, b] : {std::pair(row.a, row.b), std::pair(row.b, row.a)}) {
+            CRect r = a; // the target is an operand as well
+            EXPECT_EQ(r.IntersectRect(b, r), row.common != kZeros);
+            EXPECT_EQ(r, row.common) << a << b;
+            r = a;
+            EXPECT_EQ(r.UnionRect(r, b), row.both != kZeros);
+            EXPECT_EQ(r, row.both) << a << b;
+            EXPECT_EQ(a & b, row.common);
+            EXPECT_EQ(a | b, row.both);
+        }
+}
+
+} // namespace
+} // namespace Tarn
