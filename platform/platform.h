@@ -169,4 +169,10 @@ BOOL IsWindowVisible(HWND window);
 BOOL IsWindowEnabled(HWND window);
 BOOL EnableWindow(HWND window, BOOL enable);
 
+// System colours: red in bits 0 to 7, green in 8 to 15, blue in 16 to 23. The POSIX port has fixed ones, for
+// the length of the process those that were set.
+DWORD GetSysColor(int index);
+/// Passes over indices that there are not.
+BOOL SetSysColors(int count, const INT* indices, const DWORD* values);
+
 } // namespace Tarn::Platform

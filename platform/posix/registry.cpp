@@ -1,5 +1,6 @@
 // The registry's calls over two stores: the user's (HKEY_CURRENT_USER) and the machine's
-// (HKEY_LOCAL_MACHINE, whose `Software\Classes` is HKEY_CLASSES_ROOT). One lock is held through each call.
+// (HKEY_LOCAL_MACHINE, whose `Software\Classes` is HKEY_CLASSES_ROOT and whose `Users` is HKEY_USERS). One
+// lock is held through each call.
 #include "platform/platform.h"
 #include "platform/posix/registry_store.h"
 
@@ -20,6 +21,7 @@ constexpr std::size_t kMaxValueName = 16383;
 constexpr DWORD kClassesRoot = 0x80000000;
 constexpr DWORD kCurrentUser = 0x80000001;
 constexpr DWORD kLocalMachine = 0x80000002;
+constexpr DWORD kUsers = 0x80000003;
 
 constexpr REGSAM kDelete = 0x00010000;
 constexpr REGSAM kMaximumAllowed = 0x02000000;
@@ -90,13 +92,7 @@ DWORD predefinedKey(HKEY handle) {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     const auto low = static_cast<DWORD>(value);
     const bool isExtended = value == low || static_cast<std::intptr_t>(value) == static_cast<LONG>(low);
-    return isExtended && low >= kClassesRoot && low <= kLocalMachine ? low : 0;
-}
-
-const RegistryPath& classesPath(RegistryPath& path) {
-    path.emplace_back(u"Software", 8);
-    path.emplace_back(u"Classes", 7);
-    return path;
+    return isExtended && low >= kClassesRoot && low <= kUsers ? low : 0;
 }
 
 bool growTable() {
@@ -152,18 +148,18 @@ void freeHandle(OpenKey* entry) {
 
 enum class Missing { Empty, Create };
 
-LSTATUS resolveClasses(Missing missing, KeyReference* reference) {
-    RegistryPath path;
+// The key of the machine's store that a predefined key stands for.
+LSTATUS resolveAlias(const RegistryPath& path, Missing missing, KeyReference* reference) {
     bool isNew;
     *reference = {&registry.machine, kEmptyKey, kAllAccess};
     if (missing == Missing::Create)
-        return registry.machine.CreateKey(kRootKey, classesPath(path), &reference->key, &isNew);
-    const LSTATUS result = registry.machine.FindKey(kRootKey, classesPath(path), &reference->key);
+        return registry.machine.CreateKey(kRootKey, path, &reference->key, &isNew);
+    const LSTATUS result = registry.machine.FindKey(kRootKey, path, &reference->key);
     return result == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : result;
 }
 
-// What `handle` stands for, provided that it grants `needed`. HKEY_CLASSES_ROOT is a key that may have to be
-// made for a write.
+// What `handle` stands for, provided that it grants `needed`. HKEY_CLASSES_ROOT and HKEY_USERS are keys that
+// may have to be made for a write.
 LSTATUS resolve(HKEY handle, REGSAM needed, KeyReference* reference, Missing missing = Missing::Empty) {
     switch (predefinedKey(handle)) {
     case kCurrentUser:
@@ -173,7 +169,9 @@ LSTATUS resolve(HKEY handle, REGSAM needed, KeyReference* reference, Missing mis
         *reference = {&registry.machine, kRootKey, kAllAccess};
         return 0;
     case kClassesRoot:
-        return resolveClasses(missing, reference);
+        return resolveAlias({{u"Software", 8}, {u"Classes", 7}}, missing, reference);
+    case kUsers:
+        return resolveAlias({{u"Users", 5}}, missing, reference);
     }
     const OpenKey* entry = findHandle(handle);
     if (entry == nullptr)

@@ -78,6 +78,18 @@ TEST(CalendarTime, IsConvertedBothWaysWhereADayExists) {
     EXPECT_EQ(Platform::GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
+TEST(SystemColors, KeepWhatIsSet) {
+    const INT indices[] = {COLOR_INFOBK, 1000, COLOR_3DDKSHADOW};
+    const DWORD before[] = {Platform::GetSysColor(COLOR_INFOBK), 0, Platform::GetSysColor(COLOR_3DDKSHADOW)};
+    const DWORD set[] = {0x010203, 0x040506, 0x070809};
+    EXPECT_NE(before[0], before[2]);
+    EXPECT_TRUE(Platform::SetSysColors(3, indices, set));
+    EXPECT_EQ(Platform::GetSysColor(COLOR_INFOBK), 0x010203u);
+    EXPECT_EQ(Platform::GetSysColor(COLOR_3DDKSHADOW), 0x070809u);
+    EXPECT_EQ(Platform::GetSysColor(1000) + Platform::GetSysColor(-1), 0u);
+    Platform::SetSysColors(3, indices, before);
+}
+
 TEST(ComStrings, CarryTheirLengthInBytesInFront) {
     const BSTR text = Platform::SysAllocString(u"abc");
     ASSERT_NE(text, nullptr);
