@@ -23,6 +23,7 @@
 #include <tarnkit/rectangle.h>
 #include <tarnkit/registry_key.h>
 #include <tarnkit/resource_modules.h>
+#include <tarnkit/setup.h>
 #include <tarnkit/string.h>
 #include <tarnkit/tarnkit_static.h>
 #include <tarnkit/temp_file.h>

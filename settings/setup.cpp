@@ -1,0 +1,211 @@
+#include <tarnkit/exceptions.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/memory_manager.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/registry_key.h>
+#include <tarnkit/setup.h>
+#include <tarnkit/text_of_values.h>
+
+namespace Tarn {
+
+namespace {
+
+constexpr char16_t kSourceName[] = u"SETUP";
+
+CUnicodeString joinPath(const CUnicodeString& section, const CUnicodeString& path) {
+    if (section.IsEmpty())
+        return path;
+    return path.IsEmpty() ? section : section + u"\\" + path;
+}
+
+// What stands for the items that were not given, when the assertion about it returns.
+constexpr CEnumItem kNoItems[] = {{0, nullptr}};
+
+const CEnumItem* requireItems(const CEnumItem* items, long line) {
+    if (items == nullptr)
+        GenAssert(kSourceName, line);
+    return items == nullptr ? kNoItems : items;
+}
+
+int enumFromString(const CEnumItem* items, const CUnicodeString& text, int defaultValue) {
+    for (; items->name != nullptr; items++)
+        if (text.CompareNoCase(items->name) == 0)
+            return items->value;
+    return defaultValue;
+}
+
+CUnicodeString enumToString(const CEnumItem* items, int value) {
+    for (; items->name != nullptr; items++)
+        if (items->value == value)
+            return items->name;
+    GenAssert(kSourceName, 180);
+    return CUnicodeString();
+}
+
+} // namespace
+
+constinit CCriticalSection cacheSetupSection;
+
+// The address of a setting. ------------------------------------------------------------------------------
+
+CSetupBase::CSetupBase(const CUnicodeString& keyPath, const CUnicodeString& name, TSetupType setupType)
+    : type(setupType), path(keyPath), valueName(name) {}
+
+CSetupBase::~CSetupBase() = default;
+
+CUnicodeString CSetupBase::GetString() const {
+    CRegistryKey key(true);
+    const HKEY baseKey = getBaseKey();
+    key.Open(baseKey, getAbsolutePath());
+    return key.QueryStringValue(valueName, GetDefaultString());
+}
+
+void CSetupBase::SetString(const CUnicodeString& value) {
+    CRegistryKey key(false);
+    const HKEY baseKey = getBaseKey();
+    key.Open(baseKey, getAbsolutePath());
+    if (!key.SetStringValue(valueName, value))
+        GenCheck(ERR_CANT_WRITE_TO_REGISTRY, getBaseKeyName(), getAbsolutePath(), u"");
+}
+
+CUnicodeString CSetupBase::getBaseKeyName() const {
+    switch (type) {
+    case ST_MachineSection:
+    case ST_LocalMachine:
+        return u"HKEY_LOCAL_MACHINE";
+    case ST_UserSection:
+    case ST_CurrentUser:
+        return u"HKEY_CURRENT_USER";
+    case ST_Users:
+        return u"HKEY_USERS";
+    case ST_ClassesRoot:
+        return u"HKEY_CLASSES_ROOT";
+    }
+    GenAssert(kSourceName, 73);
+    return CUnicodeString();
+}
+
+HKEY CSetupBase::getBaseKey() const {
+    switch (type) {
+    case ST_MachineSection:
+    case ST_LocalMachine:
+        return HKEY_LOCAL_MACHINE;
+    case ST_UserSection:
+    case ST_CurrentUser:
+        return HKEY_CURRENT_USER;
+    case ST_Users:
+        return HKEY_USERS;
+    case ST_ClassesRoot:
+        return HKEY_CLASSES_ROOT;
+    }
+    GenAssert(kSourceName, 96);
+    return nullptr;
+}
+
+CUnicodeString CSetupBase::getAbsolutePath() const {
+    switch (type) {
+    case ST_MachineSection:
+        return joinPath(GetMachineRegistrySection(), path);
+    case ST_UserSection:
+        return joinPath(GetUserRegistrySection(), path);
+    case ST_LocalMachine:
+    case ST_CurrentUser:
+    case ST_Users:
+    case ST_ClassesRoot:
+        return path;
+    }
+    GenAssert(kSourceName, 118);
+    return CUnicodeString();
+}
+
+// Integers. ----------------------------------------------------------------------------------------------
+
+template<class T>
+CSetup<T>::CSetup(const CUnicodeString& keyPath, const CUnicodeString& name, T valueByDefault,
+                  TSetupType setupType)
+    : CSetupBase(keyPath, name, setupType), defaultValue(valueByDefault) {}
+
+template<class T>
+CSetup<T>::~CSetup() = default;
+
+template<class T>
+CUnicodeString CSetup<T>::GetDefaultString() const {
+    return ConvertToString(defaultValue);
+}
+
+template<class T>
+T CSetup<T>::Get() {
+    return ConvertFromString(GetString());
+}
+
+template<class T>
+void CSetup<T>::Set(T value) {
+    SetString(ConvertToString(value));
+}
+
+template<class T>
+T CSetup<T>::ConvertFromString(CUnicodeString text) const {
+    T value;
+    return text.Value(value, 10) ? value : defaultValue;
+}
+
+template<class T>
+CUnicodeString CSetup<T>::ConvertToString(T value) const {
+    return UnicodeStr(value, 10);
+}
+
+template<class T>
+CCacheSetup<T>::CCacheSetup(const CUnicodeString& keyPath, const CUnicodeString& name, T valueByDefault,
+                            TSetupType setupType)
+    : CSetup<T>(keyPath, name, valueByDefault, setupType) {}
+
+template<class T>
+CCacheSetup<T>::~CCacheSetup() = default;
+
+template<class T>
+T CCacheSetup<T>::Get() {
+    if (!isCached) {
+        cachedValue = this->ConvertFromString(this->GetString());
+        isCached = true;
+    }
+    return cachedValue;
+}
+
+template<class T>
+void CCacheSetup<T>::Set(T value) {
+    CMemoryManagerSwitcher toDefault(nullptr);
+    cachedValue = value;
+    isCached = true;
+    CSetup<T>::Set(value);
+}
+
+template class CSetup<int>;
+template class CCacheSetup<int>;
+
+// Enumerations. ------------------------------------------------------------------------------------------
+
+CSetupEnum::CSetupEnum(const CUnicodeString& keyPath, const CUnicodeString& name, int valueByDefault,
+                       const CEnumItem* enumItems, TSetupType setupType)
+    : CSetup(keyPath, name, valueByDefault, setupType), items(requireItems(enumItems, 165)) {}
+
+CSetupEnum::~CSetupEnum() = default;
+
+int CSetupEnum::ConvertFromString(CUnicodeString text) const {
+    return enumFromString(items, text, GetDefault());
+}
+
+CUnicodeString CSetupEnum::ConvertToString(int value) const { return enumToString(items, value); }
+
+CCacheSetupEnum::CCacheSetupEnum(const CUnicodeString& keyPath, const CUnicodeString& name,
+                                 int valueByDefault, const CEnumItem* enumItems, TSetupType setupType)
+    : CCacheSetup(keyPath, name, valueByDefault, setupType), items(requireItems(enumItems, 190)) {}
+
+CCacheSetupEnum::~CCacheSetupEnum() = default;
+
+int CCacheSetupEnum::ConvertFromString(CUnicodeString text) const {
+    return enumFromString(items, text, GetDefault());
+}
+
+CUnicodeString CCacheSetupEnum::ConvertToString(int value) const { return enumToString(items, value); }
+
+} // namespace Tarn

@@ -1,0 +1,185 @@
+#include <tarnkit/setup.h>
+
+#include "tests/containers/faults.h"
+
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/registry_key.h>
+
+using namespace Tarn;
+
+namespace {
+
+constexpr char16_t kPath[] = u"Software\\TarnkitSetupTest";
+
+void removeKey(HKEY root, const char16_t* parentName) {
+    CRegistryKey parent(false);
+    parent.Open(root, parentName);
+    parent.DeleteSubKey(u"TarnkitSetupTest");
+}
+
+// The library with sections of its own, and one setting to try all types of values on.
+class Setup : public testing::Test {
+protected:
+    Setup() { EXPECT_TRUE(Initialize(kPath, u"Software\\TarnkitSetupTest\\Machine")); }
+    ~Setup() override {
+        Clean();
+        removeKey(HKEY_CURRENT_USER, u"Software");
+    }
+    /// The value that `setup`, whose name is "v" in the user's section, reads from `text`.
+    template<class T>
+    static int read(T&& setup, const char16_t* text) {
+        setup.SetString(text);
+        return setup.Get();
+    }
+    static CUnicodeString stored() { return CSetupStringArray(u"", u"v", ST_UserSection).GetString(); }
+};
+
+constexpr CEnumItem kSizes[] = {{1, u"Small"}, {3, u"Large"}, {3, u"Huge"}, {0, nullptr}};
+
+TEST_F(Setup, LivesWhereItsTypeSays) {
+    const struct {
+        TSetupType type;
+        const char16_t* path;
+        HKEY root;
+        const char16_t* parent;
+        const char16_t* key;
+    } rows[] = {{ST_MachineSection, u"a", HKEY_LOCAL_MACHINE, u"Software", u"TarnkitSetupTest\\Machine\\a"},
+                {ST_UserSection, u"a", HKEY_CURRENT_USER, u"Software", u"TarnkitSetupTest\\a"},
+                {ST_UserSection, u"", HKEY_CURRENT_USER, u"Software", u"TarnkitSetupTest"},
+                {ST_LocalMachine, kPath, HKEY_LOCAL_MACHINE, u"Software", u"TarnkitSetupTest"},
+                {ST_CurrentUser, kPath, HKEY_CURRENT_USER, u"Software", u"TarnkitSetupTest"},
+                {ST_Users, u".DEFAULT\\TarnkitSetupTest", HKEY_USERS, u".DEFAULT", u"TarnkitSetupTest"},
+                {ST_ClassesRoot, u"TarnkitSetupTest", HKEY_CLASSES_ROOT, u"", u"TarnkitSetupTest"}};
+    for (const auto& row : rows) {
+        CSetup<int> setup(row.path, u"v", 5, row.type);
+        EXPECT_EQ(setup.Get(), 5) << row.type;
+        setup.Set(-7);
+        EXPECT_EQ(setup.Get(), -7) << row.type;
+        CRegistryKey parent(true), key(true);
+        parent.Open(row.root, row.parent);
+        key.Open(parent, row.key);
+        EXPECT_EQ(key.QueryStringValue(u"v", u""), u"-7") << row.type;
+        key.Close();
+        removeKey(row.root, row.parent);
+    }
+    SetUserRegistrySection(u"");
+    CSetup<int> setup(kPath, u"v", 5, ST_UserSection);
+    setup.Set(8);
+    EXPECT_EQ(CSetup<int>(kPath, u"v", 5, ST_CurrentUser).Get(), 8);
+}
+
+TEST_F(Setup, ReadsNumbersAndNamesOrTheDefault) {
+    const CSetup<int> number(u"", u"v", 5, ST_UserSection);
+    EXPECT_EQ(read(CSetup<int>(number), u" 12 "), 12);
+    EXPECT_EQ(read(CSetup<int>(number), u"12 apples"), 5);
+    CSetupEnum size(u"", u"v", 1, kSizes, ST_UserSection);
+    EXPECT_EQ(read(size, u"lARGE"), 3);
+    EXPECT_EQ(read(size, u"huge "), 1);
+    size.Set(3);
+    EXPECT_EQ(stored(), u"Large");
+    EXPECT_EQ(AssertionOf([&] { size.Set(2); }), u"SETUP:180");
+    EXPECT_EQ(AssertionOf([] { CSetupEnum(u"", u"", 2, kSizes, ST_UserSection).Get(); }), u"SETUP:180");
+    EXPECT_EQ(AssertionOf([] { CSetupEnum(u"", u"", 1, nullptr, ST_UserSection); }), u"SETUP:165");
+    EXPECT_EQ(AssertionOf([] { CCacheSetupEnum(u"", u"", 1, nullptr, ST_UserSection); }), u"SETUP:190");
+    EXPECT_EQ(AssertionOf([] { CSetup<int>(u"", u"", 1, TSetupType(6)).Get(); }), u"SETUP:96");
+}
+
+TEST_F(Setup, ReadsColorsInBothForms) {
+    CSetupColor color(u"", u"v", 0x123456, ST_UserSection);
+    const int window = static_cast<int>(GetSysColor(COLOR_WINDOW));
+    const std::pair<const char16_t*, int> rows[] = {{u"R=255, G=0, B=0", 255},
+                                                    {u"b = 1", 65536},
+                                                    {u"R=1,G=2,r=3", 0x203},
+                                                    {u"G=-1,R=257", 0xFF01},
+                                                    {u"", 0},
+                                                    {u"Red=1", 0x123456},
+                                                    {u"R=1,", 0x123456},
+                                                    {u"R=1=2", 0x123456},
+                                                    {u"R=x", 0x123456},
+                                                    {u"Sys=WINDOW", window},
+                                                    {u" sys = window ", window},
+                                                    {u"Sys=CURTAIN", 0x123456}};
+    for (const auto& [text, expected] : rows)
+        EXPECT_EQ(read(color, text), expected) << CUnicodeString(text).CreateString().Ptr();
+    color.Set(0x010203);
+    EXPECT_EQ(stored(), u"R=3, G=2, B=1");
+    EXPECT_EQ(color.Get(), 0x010203);
+}
+
+TEST_F(Setup, FollowsASystemColorUnlessItIsCached) {
+    const INT index = COLOR_BTNFACE;
+    const DWORD before = GetSysColor(index);
+    const DWORD after = before ^ 0x0F0F0F;
+    CSetupColor plain(u"", u"v", 0, ST_UserSection);
+    CCacheSetupColor cached(u"", u"v", 0, ST_UserSection);
+    cached.SetSysColor(kSysColorFlag + index);
+    EXPECT_EQ(stored(), u"Sys=3DFACE");
+    SetSysColors(1, &index, &after);
+    EXPECT_EQ(DWORD(plain.Get()), after);
+    EXPECT_EQ(DWORD(cached.Get()), before);
+    SetSysColors(1, &index, &before);
+    plain.SetSysColor(index); // without the flag there is no such colour
+    EXPECT_EQ(stored(), u"Sys=");
+}
+
+TEST_F(Setup, StoresListsWithEscapedCommas) {
+    using Strings = CArray<CUnicodeString>;
+    CSetupStringArray list(u"", u"v", ST_UserSection);
+    const std::pair<const char16_t*, Strings> rows[] = {{u"", {}},
+                                                        {u"a\\,b,c\\\\d,e", {u"a,b", u"c\\d", u"e"}},
+                                                        {u"x\\\\,y", {u"x\\,y"}},
+                                                        {u",a,", {u"", u"a", u""}},
+                                                        {u" \\a\\", {u" a"}}};
+    Strings items{u"left over"};
+    for (const auto& [text, expected] : rows) {
+        list.SetString(text);
+        list.Get(items);
+        EXPECT_EQ(items, expected) << CUnicodeString(text).CreateString().Ptr();
+    }
+    list.Set({u"a,b", u"c\\d", u" e "});
+    EXPECT_EQ(stored(), rows[1].first);
+    list.SetDefault();
+    EXPECT_EQ(stored(), u"");
+}
+
+TEST_F(Setup, KeepsCachedValuesUnderTheDefaultManager) {
+    CRefusingManager manager; // misses what is not returned to it
+    CCacheSetupStringArray list(u"", u"list", ST_UserSection);
+    CSetupStringArray plain(u"", u"list", ST_UserSection);
+    CCacheSetup<int> number(u"", u"v", 5, ST_UserSection);
+    {
+        CMemoryManagerSwitcher switching(&manager);
+        CArray<CUnicodeString> items;
+        plain.Set({u"a", u"b"});
+        list.Get(items);
+        plain.Set({u"another process's"});
+        list.Get(items);
+        EXPECT_EQ(items, (CArray<CUnicodeString>{u"a", u"b"}));
+        list.Reset();
+        list.Get(items);
+        list.Set({u" c"});
+        EXPECT_EQ(plain.GetString(), u"c");
+        CCacheSetupStringArray(list).Get(items);
+        EXPECT_EQ(items, CArray<CUnicodeString>{u" c"});
+    }
+    EXPECT_EQ(number.Get(), 5);
+    EXPECT_EQ(read(number, u"6"), 5);
+    number.Set(7);
+    EXPECT_EQ(read(number, u"6"), 7);
+}
+
+TEST_F(Setup, NamesTheKeyThatCannotBeWritten) {
+    const CUnicodeString name(u'x', 300);
+    CCacheSetup<int> setup(name, u"v", 5, ST_UserSection);
+    try {
+        setup.Set(7);
+        FAIL() << "written";
+    } catch (CException* e) {
+        EXPECT_EQ(e->MessageText(), u"Access to Windows registry key HKEY_CURRENT_USER\\" +
+                                        (kPath + (u"\\" + name)) + u"\\ is prohibited.");
+        e->Delete();
+    }
+    EXPECT_EQ(setup.Get(), 7);
+}
+
+} // namespace
