@@ -1,4 +1,5 @@
 #include "book.h"
+#include "note_time.h"
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
@@ -16,6 +17,10 @@ constexpr int kBufferSize = 4096;
 
 void CBook::Load(const CUnicodeString& fileName) {
     CFile file(fileName, CFile::ForReading | CFile::DenyWrite);
+    Load(file);
+}
+
+void CBook::Load(CBaseFile& file) {
     CArchive archive(&file, CArchive::Loading, kBufferSize);
     CBook loaded;
     loaded.load(archive);
@@ -23,7 +28,8 @@ void CBook::Load(const CUnicodeString& fileName) {
 }
 
 void CBook::load(CArchive& archive) {
-    if (archive.SerializeVersion(kVersion) < kVersion)
+    const int version = archive.SerializeVersion(kVersion);
+    if (version < kVersionWithoutTimes)
         GenCheck(ERR_BAD_ARCHIVE_VERSION, archive.Name());
     const int count = archive.ReadSmallValue();
     if (count < 0)
@@ -31,6 +37,10 @@ void CBook::load(CArchive& archive) {
     for (int i = 0; i < count; i++) {
         CNote note;
         archive >> note.Title >> note.Text;
+        if (version > kVersionWithoutTimes)
+            archive >> note.Time;
+        if (!IsNoteTime(note.Time))
+            GenCheck(ERR_BAD_ARCHIVE, archive.Name());
         notes.Add(note);
     }
     if (!archive.IsEndOfArchive())
@@ -44,9 +54,7 @@ void CBook::Save(const CUnicodeString& fileName) const {
     const CUnicodeString tempName = TempFile::NewInDir(FileSystem::GetDrivePath(fullName), u"nbk");
     try {
         CFile file(tempName, CFile::ForWriting | CFile::Create);
-        CArchive archive(&file, CArchive::Storing, kBufferSize);
-        store(archive);
-        archive.Close();
+        Save(file);
         file.Flush();
         file.Close();
         TempFile::MakePermanent(tempName, fullName);
@@ -57,9 +65,15 @@ void CBook::Save(const CUnicodeString& fileName) const {
     }
 }
 
+void CBook::Save(CBaseFile& file) const {
+    CArchive archive(&file, CArchive::Storing, kBufferSize);
+    store(archive);
+    archive.Close();
+}
+
 void CBook::store(CArchive& archive) const {
     archive.SerializeVersion(kVersion);
     archive.WriteSmallValue(notes.Size());
     for (const CNote& note : notes)
-        archive << note.Title << note.Text;
+        archive << note.Title << note.Text << note.Time;
 }

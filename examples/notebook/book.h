@@ -1,16 +1,19 @@
 // A book of notes, stored as an archive in a file.
 //
-// The format: a version, a small-value count, then the title and the text of each note. A book in memory owns
-// its notes and belongs to one thread; the file is open only while `Load` and `Save` run.
+// The format: a version, a small-value count, then the title, the text and the time of each note. Books of
+// version 1 have no times and are still read. A book in memory owns its notes and belongs to one thread; a
+// file that is given by its name is open only while `Load` and `Save` run.
 #pragma once
 
 #include <tarnkit/archive.h>
 #include <tarnkit/array.h>
+#include <tarnkit/time.h>
 #include <tarnkit/unicode_string.h>
 
 struct CNote {
     Tarn::CUnicodeString Title;
     Tarn::CUnicodeString Text;
+    Tarn::CTime Time = Tarn::CTime::CreateZeroTime(); // zero when nobody knows it
 };
 
 class CBook {
@@ -22,14 +25,19 @@ public:
     /// Replaces the notes by those of the file. Throws, and keeps the notes, when the file is missing,
     /// corrupt or of a later version.
     void Load(const Tarn::CUnicodeString& fileName);
+    /// The same from an open file, whose contents from its position on are the book.
+    void Load(Tarn::CBaseFile& file);
 
     /// Writes the book. Throws when it can't be written; the file then is as it was.
     void Save(const Tarn::CUnicodeString& fileName) const;
+    /// Writes the book to an open file, at its position.
+    void Save(Tarn::CBaseFile& file) const;
 
 private:
     Tarn::CArray<CNote> notes;
 
-    static constexpr int kVersion = 1;
+    static constexpr int kVersion = 2;
+    static constexpr int kVersionWithoutTimes = 1;
 
     void store(Tarn::CArchive& archive) const;
     void load(Tarn::CArchive& archive);

@@ -41,35 +41,118 @@ protected:
 
 TEST_F(Notebook, StoresTheDocumentedBytesAndGivesThemBack) {
     WriteBytes("note.txt", "\r\n  A title \nAnd text\n");
-    ASSERT_EQ(notebook("import b note.txt").exitCode, 0);
+    ASSERT_EQ(notebook("import b note.txt --time \"2026-05-02 14:30Z\"").exitCode, 0);
     const std::string title = "A title";
     const std::string text = BytesOf("note.txt");
-    std::string expected = "\x01\x01";
+    std::string note;
     for (const std::string& part : {title, text}) {
-        expected += static_cast<char>(part.size());
+        note += static_cast<char>(part.size());
         for (char c : part)
-            expected += {c, '\0'};
+            note += {c, '\0'};
     }
-    EXPECT_EQ(BytesOf("b"), expected);
-    EXPECT_EQ(notebook("list b").output, "  1  A title\n");
+    EXPECT_EQ(BytesOf("b"), "\x02\x01" + note + std::string("\x00\xA4\x1C\x28\x40\xDA\xDC\x01", 8));
     EXPECT_EQ(notebook("show b 1").output, text);
     ASSERT_EQ(notebook("export b 1 \"no\xCC\x88te \xD0\x96.txt\"").exitCode, 0);
     EXPECT_EQ(BytesOf(u"no\u0308te \u0416.txt"), text);
     WriteBytes("blank", "\n");
-    EXPECT_TRUE(contains(notebook("import b blank").output, "(blank)"));
+    EXPECT_TRUE(contains(notebook("import b blank").output, "(blank, "));
     EXPECT_EQ(filesLeft(), 4u);
+
+    WriteBytes("old", "\x01\x01" + note);
+    EXPECT_EQ(notebook("list old").output, "  1  -                  A title\n");
+    ASSERT_EQ(notebook("import old blank").exitCode, 0);
+    EXPECT_EQ(BytesOf("old").substr(0, 2 + note.size() + 8), "\x02\x02" + note + std::string(8, '\0'));
+}
+
+TEST_F(Notebook, SortsAndFiltersNotesByWhatTheUserKnowsOfThem) {
+    WriteBytes("note", "banana\nsee: 7");
+    ASSERT_EQ(notebook("import b note --time \"2026-05-02 14:30\"").exitCode, 0);
+    WriteBytes("note", "Cherry");
+    ASSERT_EQ(notebook("import b note --time \"1999-12-31 09:05\"").exitCode, 0);
+    WriteBytes("note", "apple\n\xD0\x96");
+    ASSERT_EQ(notebook("import b note --time \"2004-02-29 00:00\"").exitCode, 0);
+    const struct {
+        const char* arguments;
+        std::vector<const char*> notes; // the time without names, and the title
+    } cases[] = {{"", {"2026 14:30  banana", "1999 09:05  Cherry", "2004 00:00  apple"}},
+                 {"--sort number --with 0-9C", {"banana", "Cherry"}},
+                 {"--sort title", {"apple", "banana", "Cherry"}},
+                 {"--sort time", {"1999", "2004", "2026"}},
+                 {"--sort time --with z-t", {"Cherry"}},
+                 {"--with \xD0\x90-\xD0\xAF", {"apple"}},
+                 {"--with :-", {"banana"}},
+                 {"--with -x", {}}};
+    for (auto& c : cases) {
+        const std::string list = notebook(std::string("list b ") + c.arguments).output;
+        EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), static_cast<long>(c.notes.size())) << list;
+        std::size_t position = 0;
+        for (const char* note : c.notes) {
+            position = list.find(note, position);
+            EXPECT_NE(position, std::string::npos) << c.arguments << ": " << note << "\n" << list;
+        }
+    }
+}
+
+TEST_F(Notebook, KeepsTextsOfEveryEncoding) {
+    const struct {
+        const char* option;
+        std::string bytes;
+    } cases[] = {{"", "\xD0\x96\xE2\x82\xAC"},
+                 {"", "\xEF\xBB\xBF"
+                      "A mark, and a line\n"},
+                 {"--code-page 1251", "\xC6\x88\r\n"},
+                 {"--code-page 932", "\x97\xB7"},
+                 {"--code-page 1200", std::string("\xFF\xFE\x16\x04\xAC\x20", 6)},
+                 {"--code-page 1200", "\xFF\xFE"}};
+    for (auto& c : cases) {
+        const std::string name = std::to_string(&c - cases);
+        WriteBytes("in" + name, c.bytes);
+        EXPECT_EQ(notebook("import b" + name + " in" + name + " " + c.option).exitCode, 0) << name;
+        EXPECT_EQ(notebook("export b" + name + " 1 out" + name + " " + c.option).exitCode, 0) << name;
+        EXPECT_EQ(BytesOf("out" + name), c.bytes) << name;
+    }
+    EXPECT_TRUE(contains(notebook("list b1").output, "  A mark, and a line\n"));
+    // What is not written so is read all the same.
+    WriteBytes("swapped", std::string("\xFE\xFF\x04\x16\0A", 6));
+    ASSERT_EQ(notebook("import b swapped --code-page 1251").exitCode, 0);
+    EXPECT_EQ(notebook("show b 1").output, "\xD0\x96"
+                                           "A");
+    WriteBytes("zero", std::string("a\0b", 3));
+    ASSERT_EQ(notebook("import b zero").exitCode, 0);
+    EXPECT_EQ(notebook("show b 2").output, "a b");
+}
+
+TEST_F(Notebook, TriesAloneWithoutATrace) {
+    WriteBytes("note.txt", "text \xD0\x96");
+    const std::string size = "b would have 36 bytes.\n";
+    EXPECT_TRUE(contains(notebook("import b note.txt --dry-run").output, size));
+    EXPECT_EQ(filesLeft(), 1u);
+    ASSERT_EQ(notebook("import b note.txt").exitCode, 0);
+    EXPECT_EQ(BytesOf("b").size(), 36u);
+    const struct {
+        const char* option;
+        int size;
+    } cases[] = {{"", 7}, {"--code-page 1251", 6}, {"--code-page 1200", 14}};
+    for (auto& c : cases)
+        EXPECT_TRUE(contains(notebook(std::string("export b 1 x --dry-run ") + c.option).output,
+                             "x would have " + std::to_string(c.size) + " bytes.\n"))
+            << c.option;
+    EXPECT_EQ(notebook("export b 1 x --dry-run --code-page 437").exitCode, 1);
+    EXPECT_EQ(filesLeft(), 2u);
 }
 
 TEST_F(Notebook, SaysWhatIsWrongAndFails) {
     WriteBytes("note.txt", "text");
     WriteBytes("latin.txt", "\xE9t\xE9");
-    WriteBytes("zero.txt", std::string("a\0b", 3));
+    WriteBytes("odd.txt", "\xFF\xFE"
+                          "A");
     WriteBytes("wide.txt", "\xE2\x82\xAC");
     ASSERT_EQ(notebook("import b wide.txt").exitCode, 0);
     WriteBytes("long", std::string("\x01\x01\xFF\xFF\xFF\xFF\x7F", 7));
     WriteBytes("trailing", BytesOf("b") + "x");
-    WriteBytes("old", std::string("\0\0", 2));
-    WriteBytes("later", "\x02");
+    WriteBytes("older", std::string("\0\0", 2));
+    WriteBytes("later", "\x03");
+    WriteBytes("timeless", std::string("\x02\x01\0\0", 4) + std::string(8, '\xFF'));
     WriteBytes("empty", "");
     const struct {
         const char* arguments;
@@ -81,9 +164,14 @@ TEST_F(Notebook, SaysWhatIsWrongAndFails) {
                  {"list b --language x", "language x"},
                  {"import b note.txt --code-page x", "\"x\""},
                  {"import b note.txt --code-page 65536", "\"65536\""},
-                 {"import b note.txt --code-page 12345", "code page 12345"},
                  {"import b latin.txt", "code page 65001"},
-                 {"import b zero.txt", "code page 65001"},
+                 {"import b odd.txt", "odd.txt contains invalid characters"},
+                 {"import b note.txt --code-page 12345", "code page 12345"},
+                 {"import b note.txt --time 2026-02-30", "\"2026-02-30\" is not a time"},
+                 {"import b note.txt --time \"2026-02-30 00:00\"", "is not a time"},
+                 {"import b note.txt --time \"2026-05-02 24:00Z\"", "is not a time"},
+                 {"import b note.txt --time \"1601-05-02 00:00\"", "is not a time"},
+                 {"list b --sort size", "\"size\""},
                  {"import b missing.txt", "missing.txt was not found"},
                  {"show b 0", "no note 0"},
                  {"show b 2", "no note 2. The number of its notes is 1"},
@@ -92,7 +180,8 @@ TEST_F(Notebook, SaysWhatIsWrongAndFails) {
                  {"export b 1 no/such/out.txt", "invalid path"},
                  {"list long", "past its end"},
                  {"list trailing", "corrupted"},
-                 {"list old", "invalid version"},
+                 {"list older", "invalid version"},
+                 {"list timeless", "corrupted"},
                  {"list later", "invalid version"},
                  {"list empty", "past its end"},
                  {"list missing", "missing was not found"}};

@@ -1,0 +1,22 @@
+// Keeps a second program from changing the same book meanwhile: the later one is told that the book is in
+// use.
+#pragma once
+
+#include <tarnkit/file.h>
+#include <tarnkit/file_system.h>
+
+class CBookLock {
+public:
+    explicit CBookLock(const Tarn::CUnicodeString& bookName)
+        : name(bookName + u".lock"), file(name, Tarn::CFile::ForWriting | Tarn::CFile::Create) {}
+    ~CBookLock() {
+        file.Abort();
+        Tarn::FileSystem::RemoveIgnoreErrors(name);
+    }
+    CBookLock(const CBookLock&) = delete;
+    CBookLock& operator=(const CBookLock&) = delete;
+
+private:
+    Tarn::CUnicodeString name;
+    Tarn::CFile file;
+};

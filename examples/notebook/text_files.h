@@ -1,0 +1,19 @@
+// The text files that notes come from and go to.
+//
+// A text file is UTF-16 with a byte order mark, or text of a code page. Reading tells by the mark, in either
+// byte order; writing does UTF-16, little-endian, for the code page kUtf16. Zeros in a file become spaces.
+#pragma once
+
+#include <tarnkit/unicode_string.h>
+
+constexpr unsigned kUtf8 = 65001;
+constexpr unsigned kUtf16 = 1200;
+
+/// Throws when the file is not text of its encoding: no note differs from its file.
+Tarn::CUnicodeString ImportText(const Tarn::CUnicodeString& fileName, unsigned codePage);
+
+/// Throws, before the file is touched, when the code page lacks characters of the text.
+void ExportText(const Tarn::CUnicodeString& fileName, const Tarn::CUnicodeString& text, unsigned codePage);
+
+/// The size of the file that `ExportText` would make; throws for what the code page lacks, as it does.
+int MeasureExport(const Tarn::CUnicodeString& fileName, const Tarn::CUnicodeString& text, unsigned codePage);
