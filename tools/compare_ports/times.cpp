@@ -1,6 +1,8 @@
-// Calendar times and file times into each other.
+// Calendar times and file times into each other, and what the library makes of times and spans.
 #include "platform/platform.h"
 #include "tools/compare_ports/results.h"
+
+#include <tarnkit/time.h>
 
 namespace compare_ports {
 
@@ -77,12 +79,45 @@ void printFileTimes(ResultFile& results) {
     }
 }
 
+std::string quoted(const Tarn::CUnicodeString& text) {
+    return Quoted(std::u16string_view(text.Ptr(), static_cast<std::size_t>(text.GetLength())));
+}
+
+void printTimeTexts(ResultFile& results) {
+    static constexpr const char16_t* kFormats[] = {u"%Y-%m-%d %H:%M:%S", u"%I %p", u"%C %y %w %%",
+                                                   u"%a %A %b %B",       u"%q%+d", u"%"};
+    Random random(4);
+    for (unsigned number = 0; number < kRandomTimes; number++) {
+        const UInt64 units = random.Next() >> (1 + random.Below(16));
+        const Tarn::CTime time =
+            Tarn::CTime::CreateFromFileTimeGmt({static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)});
+        results.Add("time/text", number,
+                    Words(units, time.GetMillisecond(), time.GetMicrosecond(),
+                          quoted(time.UnicodeFormatGmt(random.Pick(kFormats)))));
+    }
+}
+
+void printSpans(ResultFile& results) {
+    Random random(5);
+    const auto part = [&] { return static_cast<int>(random.Next() >> (32 + random.Below(32))) - 1000; };
+    for (unsigned number = 0; number < kRandomTimes; number++) {
+        const int days = part(), hours = part(), minutes = part(), seconds = part();
+        const int milliseconds = part(), microseconds = part(); // in this order everywhere
+        const Tarn::CTimeSpan span(days, hours, minutes, seconds, milliseconds, microseconds);
+        results.Add("time/span", number,
+                    Words(span.GetTotalTimeUnits(), span.GetMilliseconds(), span.GetMicroseconds(),
+                          quoted(span.UnicodeFormat(u"%D %H %M %S %h %m %s %%"))));
+    }
+}
+
 } // namespace
 
 void PrintTimes(ResultFile& results) {
     printYears(results);
     printDates(results);
     printFileTimes(results);
+    printTimeTexts(results);
+    printSpans(results);
 }
 
 } // namespace compare_ports
