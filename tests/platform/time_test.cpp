@@ -110,7 +110,7 @@ TEST(LocaleTexts, NameDaysAndMonthsAndPictureDates) {
 TEST(LocaleTexts, WriteDatesAsPicturesSay) {
     const SYSTEMTIME date = {2005, 3, 1, 6, 99, 99, 99, 0}; // a Sunday, whatever it says
     const std::pair<const char16_t*, Text> table[] = {
-        {u"d.M.y", u"6.3.5"},
+        {u"d.M", u"6.3"},
         {u"yyyy-MM-dd, yy", u"2005-03-06, 05"},
         {u"'day' d 'of the ''month'''", u"day 6 of the 'month'"},
         {u"dddd|ddd", localeText(LOCALE_SDAYNAME1 + 6) + u"|" + localeText(LOCALE_SABBREVDAYNAME1 + 6)},
