@@ -2,28 +2,36 @@
 #pragma once
 
 #include "selection.h"
-#include "text_files.h"
 
 #include <tarnkit/array.h>
+#include <tarnkit/map.h>
 #include <tarnkit/time.h>
 #include <tarnkit/unicode_string.h>
 
-#include <optional>
+class CArguments {
+public:
+    /// What is not the name of an option or its value is a word.
+    explicit CArguments(const Tarn::CArray<Tarn::CUnicodeString>& values);
 
-struct CArguments {
-    Tarn::CArray<Tarn::CUnicodeString> words; // the command and what belongs to it
-    Tarn::CUnicodeString logName;
-    unsigned codePage = kUtf8;
-    std::optional<Tarn::CTime> time;
-    TNoteOrder order = NO_Number;
-    Tarn::CUnicodeString characters; // one of which a note must have; empty for all notes
+    /// The command and what belongs to it.
+    const Tarn::CArray<Tarn::CUnicodeString>& Words() const { return words; }
+    bool IsDryRun() const { return isDryRun; }
+    bool IsColored() const { return isColored; }
+    /// Empty when the option was not given.
+    Tarn::CUnicodeString Language() const { return option(u"--language"); }
+    Tarn::CUnicodeString LogName() const { return option(u"--log"); }
+    Tarn::CUnicodeString Profile() const { return option(u"--profile"); }
+    Tarn::CUnicodeString Characters() const { return option(u"--with"); }
+    /// Throw what is wrong about the value of the option. Without one: UTF-8, by number, now.
+    unsigned CodePage() const;
+    TNoteOrder Order() const;
+    Tarn::CTime Time() const;
+
+private:
+    Tarn::CArray<Tarn::CUnicodeString> words;
+    Tarn::CMap<Tarn::CUnicodeString, Tarn::CUnicodeString> options;
     bool isDryRun = false;
+    bool isColored = false;
+
+    Tarn::CUnicodeString option(const char16_t* name) const;
 };
-
-/// Makes the language of an option the current one. Throws with the usage, or with what is wrong about the
-/// value of an option.
-CArguments ParseArguments(const Tarn::CArray<Tarn::CUnicodeString>& values);
-
-/// The values of options, wherever they stand; what is no such value is refused.
-unsigned CheckedCodePage(const Tarn::CUnicodeString& text);
-TNoteOrder CheckedOrder(const Tarn::CUnicodeString& text);

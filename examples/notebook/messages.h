@@ -6,9 +6,12 @@
 extern Tarn::CError ERR_NOTEBOOK_USAGE;
 extern Tarn::CError ERR_NOTEBOOK_BAD_NUMBER;
 extern Tarn::CError ERR_NOTEBOOK_BAD_CODE_PAGE;
+extern Tarn::CError ERR_NOTEBOOK_BAD_COLOR;
 extern Tarn::CError ERR_NOTEBOOK_BAD_LANGUAGE;
 extern Tarn::CError ERR_NOTEBOOK_BAD_ORDER;
+extern Tarn::CError ERR_NOTEBOOK_BAD_SETTING;
 extern Tarn::CError ERR_NOTEBOOK_BAD_TIME;
+extern Tarn::CError ERR_NOTEBOOK_NO_BOOK;
 extern Tarn::CError ERR_NOTEBOOK_NO_NOTE;
 extern Tarn::CError ERR_NOTEBOOK_CANT_DECODE;
 extern Tarn::CError ERR_NOTEBOOK_CANT_ENCODE;

@@ -3,8 +3,11 @@
 // The program shows the library's main job whole: it starts the library, stores a document through strings,
 // archive and file, reads it back, and tells its user in his language what went wrong when something does.
 #include "arguments.h"
-#include "commands.h"
+#include "book_commands.h"
 #include "console.h"
+#include "interface_language.h"
+#include "messages.h"
+#include "setting_commands.h"
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file_system.h>
@@ -26,10 +29,13 @@ bool runAndReport(const CArray<CUnicodeString>& argumentList) {
     try {
         // Relative names mean the folder the user is in, as in every command-line program.
         FileSystem::ChangeDir(std::filesystem::current_path().u16string().c_str());
-        const CArguments arguments = ParseArguments(argumentList);
-        if (!arguments.logName.IsEmpty())
-            logging.emplace(&log.emplace(arguments.logName), true, false);
-        Execute(arguments);
+        const CArguments arguments(argumentList);
+        CSettings settings(arguments.Profile());
+        SelectLanguage(arguments.Language(), settings);
+        if (!arguments.LogName().IsEmpty())
+            logging.emplace(&log.emplace(arguments.LogName()), true, false);
+        if (!ExecuteBookCommand(arguments, settings) && !ExecuteSettingCommand(arguments.Words(), settings))
+            GenCheck(ERR_NOTEBOOK_USAGE);
         return true;
     } catch (CException* e) {
         Warning(e);

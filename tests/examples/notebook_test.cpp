@@ -11,9 +11,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kNotebook[] = "\"" TARNKIT_NOTEBOOK "\" --language 0 ";
+// With settings of its own, which on some systems outlive the tests' registry.
+std::string commandLine(const std::string& arguments) {
+    const std::string profile = fs::current_path().parent_path().filename().string();
+    return "\"" TARNKIT_NOTEBOOK "\" --profile " + profile + " " + arguments;
+}
 
-CProgramRun notebook(const std::string& arguments) { return RunProgram(kNotebook + arguments); }
+CProgramRun notebook(const std::string& arguments) {
+    return RunProgram(commandLine("--language 0 " + arguments));
+}
 
 bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
@@ -29,7 +35,10 @@ protected:
         fs::create_directory(folder);
         fs::current_path(folder);
     }
-    void TearDown() override { fs::current_path(folder.parent_path()); }
+    void TearDown() override {
+        EXPECT_EQ(notebook("forget").output, "");
+        fs::current_path(folder.parent_path());
+    }
 
     std::size_t filesLeft() const {
         return static_cast<std::size_t>(
@@ -141,6 +150,43 @@ TEST_F(Notebook, TriesAloneWithoutATrace) {
     EXPECT_EQ(filesLeft(), 2u);
 }
 
+TEST_F(Notebook, KnowsTheBooksItHadLast) {
+    WriteBytes("note", "text");
+    EXPECT_TRUE(contains(notebook("list").output, "used no book yet"));
+    ASSERT_EQ(notebook("import tried note --dry-run").exitCode, 0);
+    EXPECT_EQ(notebook("recent").output, "");
+    for (const char* book : {"b0", "b1", "b2", "\"b3, b\"", "b4", "b5", "b1"})
+        ASSERT_EQ(notebook(std::string("import ") + book + " note").exitCode, 0);
+    const std::string recent = notebook("recent").output;
+    std::size_t position = 0;
+    for (const char* book : {"b1\n", "b5\n", "b4\n", "b3, b\n", "b2\n"}) {
+        position = recent.find(book, position);
+        EXPECT_NE(position, std::string::npos) << book << recent;
+    }
+    EXPECT_EQ(std::count(recent.begin(), recent.end(), '\n'), 5);
+    EXPECT_EQ(notebook("show 2").output, "text");
+    ASSERT_EQ(notebook("import note").exitCode, 0);
+    ASSERT_EQ(notebook("export 3 out").exitCode, 0);
+    EXPECT_EQ(BytesOf("out"), "text");
+    ASSERT_EQ(notebook("forget").exitCode, 0);
+    EXPECT_EQ(notebook("list").exitCode, 1);
+}
+
+TEST_F(Notebook, SpeaksAndPaintsAsItsUserLikes) {
+    const auto run = [](const char* arguments) { return RunProgram(commandLine(arguments)); };
+    for (const char* setting : {"language 2", "time-color \"b=3, R = 1\"", "title-color Sys=WindowText"})
+        EXPECT_EQ(notebook(std::string("set ") + setting).output, "");
+    EXPECT_EQ(run("settings").output,
+              "language     2\ntime-color   b=3, R = 1\ntitle-color  Sys=WindowText\n");
+    EXPECT_TRUE(contains(run("list missing").output, "missing wurde nicht gefunden"));
+    EXPECT_TRUE(contains(run("list missing --language 1").output, "missing не найден"));
+    WriteBytes("b", std::string("\x01\x01\1T\0\0", 6));
+    EXPECT_TRUE(
+        contains(run("list b --color").output, "  \x1B[38;2;1;0;3m-                \x1B[m  \x1B[38;2;"));
+    EXPECT_EQ(run("--profile other list").exitCode, 1);
+    EXPECT_EQ(run("list").exitCode, 0);
+}
+
 TEST_F(Notebook, SaysWhatIsWrongAndFails) {
     WriteBytes("note.txt", "text");
     WriteBytes("latin.txt", "\xE9t\xE9");
@@ -172,6 +218,9 @@ TEST_F(Notebook, SaysWhatIsWrongAndFails) {
                  {"import b note.txt --time \"2026-05-02 24:00Z\"", "is not a time"},
                  {"import b note.txt --time \"1601-05-02 00:00\"", "is not a time"},
                  {"list b --sort size", "\"size\""},
+                 {"set language 9", "language 9"},
+                 {"set time-color red", "\"red\""},
+                 {"set size 3", "\"size\""},
                  {"import b missing.txt", "missing.txt was not found"},
                  {"show b 0", "no note 0"},
                  {"show b 2", "no note 2. The number of its notes is 1"},
@@ -213,7 +262,7 @@ TEST_F(Notebook, LeavesABookThatOutgrowsTheDiskAsItWas) {
     WriteBytes("note.txt", std::string(100000, 'x'));
     ASSERT_EQ(notebook("import b small.txt").exitCode, 0);
     const std::string book = BytesOf("b");
-    const CProgramRun run = RunProgramWithLittleRoom(kNotebook + std::string("import b note.txt"), 128);
+    const CProgramRun run = RunProgramWithLittleRoom(commandLine("--language 0 import b note.txt"), 128);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(contains(run.output, "accessing")) << run.output;
     EXPECT_EQ(BytesOf("b"), book);

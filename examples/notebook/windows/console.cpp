@@ -31,8 +31,10 @@ bool printBytes(HANDLE file, const CString& bytes) {
 bool print(DWORD which, const CUnicodeString& text) {
     const HANDLE output = GetStdHandle(which);
     DWORD mode = 0;
-    return GetConsoleMode(output, &mode) ? printOnConsole(output, text)
-                                         : printBytes(output, CString(text, text.GetLength(), CP_UTF8));
+    if (!GetConsoleMode(output, &mode))
+        return printBytes(output, CString(text, text.GetLength(), CP_UTF8));
+    SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING); // for colors, where there are such
+    return printOnConsole(output, text);
 }
 
 } // namespace

@@ -1,0 +1,10 @@
+// What the notebook does with its settings.
+#pragma once
+
+#include "settings.h"
+
+#include <tarnkit/array.h>
+
+/// Executes a command on the settings. Returns false when the words are no such command; throws what went
+/// wrong.
+bool ExecuteSettingCommand(const Tarn::CArray<Tarn::CUnicodeString>& words, CSettings& settings);
