@@ -10,6 +10,7 @@
 #include <tarnkit/hash_table.h>
 #include <tarnkit/hashing.h>
 #include <tarnkit/heap_manager.h>
+#include <tarnkit/ini_file.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/list.h>
 #include <tarnkit/map.h>

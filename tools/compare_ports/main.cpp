@@ -20,15 +20,16 @@ constexpr int kExitUsage = 2;
 
 constexpr char kUsage[] = R"(Usage: compare_ports print RESULTS [FAMILY...]
        compare_ports compare RESULTS RESULTS EXPLANATIONS
-Families: code-pages cases formats paths rationals times registry (all)
+Families: code-pages cases formats ini paths rationals times registry (all)
 )";
 
 constexpr struct {
     std::string_view name;
     void (*print)(ResultFile& results);
 } kFamilies[] = {
-    {"code-pages", PrintCodePages}, {"cases", PrintCases}, {"formats", PrintFormats},   {"paths", PrintPaths},
-    {"rationals", PrintRationals},  {"times", PrintTimes}, {"registry", PrintRegistry},
+    {"code-pages", PrintCodePages}, {"cases", PrintCases},       {"formats", PrintFormats},
+    {"ini", PrintIniFiles},         {"paths", PrintPaths},       {"rationals", PrintRationals},
+    {"times", PrintTimes},          {"registry", PrintRegistry},
 };
 
 bool print(const std::string& name, const std::vector<std::string>& families) {

@@ -82,6 +82,7 @@ std::string Words(const Parts&... parts) {
 void PrintCodePages(ResultFile& results);
 void PrintCases(ResultFile& results);
 void PrintFormats(ResultFile& results);
+void PrintIniFiles(ResultFile& results);
 void PrintPaths(ResultFile& results);
 void PrintRationals(ResultFile& results);
 void PrintTimes(ResultFile& results);
