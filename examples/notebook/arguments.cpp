@@ -4,6 +4,8 @@
 #include "text_files.h"
 
 #include <tarnkit/exceptions.h>
+#include <tarnkit/file_system.h>
+#include <tarnkit/ini_file.h>
 
 #include <algorithm>
 
@@ -16,6 +18,8 @@ constexpr unsigned kLastCodePage = 65535;
 // Those that are followed by a value.
 const char16_t* const kOptions[] = {u"--code-page", u"--language", u"--log", u"--profile",
                                     u"--sort",      u"--time",     u"--with"};
+
+constexpr char16_t kIniFile[] = u"notebook.ini";
 
 bool isOption(const CUnicodeString& word) {
     return std::any_of(std::begin(kOptions), std::end(kOptions),
@@ -36,6 +40,14 @@ CArguments::CArguments(const CArray<CUnicodeString>& values) {
         else
             words.Add(word);
     }
+}
+
+void CArguments::ReadIniFile() {
+    if (!FileSystem::AccessFile(FileSystem::Merge(FileSystem::GetEXEDir(), kIniFile), 0))
+        return;
+    const CIniFile file(kIniFile);
+    for (const CUnicodeString name : {u"code-page", u"sort"})
+        options.Insert(u"--" + name, file.GetString(u"Options", name, u""));
 }
 
 unsigned CArguments::CodePage() const {

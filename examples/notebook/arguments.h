@@ -13,6 +13,10 @@ public:
     /// What is not the name of an option or its value is a word.
     explicit CArguments(const Tarn::CArray<Tarn::CUnicodeString>& values);
 
+    /// Takes what is missing of --code-page and --sort from the section [Options] of notebook.ini beside the
+    /// program, if it is there. Throws when it can't be read.
+    void ReadIniFile();
+
     /// The command and what belongs to it.
     const Tarn::CArray<Tarn::CUnicodeString>& Words() const { return words; }
     bool IsDryRun() const { return isDryRun; }

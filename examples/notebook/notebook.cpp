@@ -29,11 +29,12 @@ bool runAndReport(const CArray<CUnicodeString>& argumentList) {
     try {
         // Relative names mean the folder the user is in, as in every command-line program.
         FileSystem::ChangeDir(std::filesystem::current_path().u16string().c_str());
-        const CArguments arguments(argumentList);
+        CArguments arguments(argumentList);
         CSettings settings(arguments.Profile());
         SelectLanguage(arguments.Language(), settings);
         if (!arguments.LogName().IsEmpty())
             logging.emplace(&log.emplace(arguments.LogName()), true, false);
+        arguments.ReadIniFile();
         if (!ExecuteBookCommand(arguments, settings) && !ExecuteSettingCommand(arguments.Words(), settings))
             GenCheck(ERR_NOTEBOOK_USAGE);
         return true;

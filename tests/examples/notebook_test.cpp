@@ -25,6 +25,8 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
+const fs::path kIniFile = fs::path(TARNKIT_NOTEBOOK).replace_filename("notebook.ini");
+
 // A folder of its own for each test.
 class Notebook : public testing::Test {
 protected:
@@ -36,6 +38,7 @@ protected:
         fs::current_path(folder);
     }
     void TearDown() override {
+        fs::remove(kIniFile);
         EXPECT_EQ(notebook("forget").output, "");
         fs::current_path(folder.parent_path());
     }
@@ -185,6 +188,25 @@ TEST_F(Notebook, SpeaksAndPaintsAsItsUserLikes) {
         contains(run("list b --color").output, "  \x1B[38;2;1;0;3m-                \x1B[m  \x1B[38;2;"));
     EXPECT_EQ(run("--profile other list").exitCode, 1);
     EXPECT_EQ(run("list").exitCode, 0);
+}
+
+TEST_F(Notebook, TakesOptionsFromTheIniFileBesideIt) {
+    WriteBytes(kIniFile, "; for old texts\n[OPTIONS]\nCode-Page = 1251\nsort=title\n");
+    WriteBytes("note", "\xC6");
+    ASSERT_EQ(notebook("import b note").exitCode, 0);
+    WriteBytes("note", "A");
+    ASSERT_EQ(notebook("import b note --code-page 65001").exitCode, 0);
+    EXPECT_EQ(notebook("show b 1").output, "\xD0\x96");
+    EXPECT_TRUE(contains(notebook("list b").output.substr(0, 3), "2"));
+    EXPECT_TRUE(contains(notebook("list b --sort number").output.substr(0, 3), "1"));
+    const std::string book = BytesOf("b");
+    WriteBytes(kIniFile, "[Options]\ncode-page=x\n");
+    EXPECT_EQ(notebook("list b").exitCode, 0);
+    EXPECT_TRUE(contains(notebook("import b note").output, "\"x\""));
+    WriteBytes(kIniFile, "[Options]\nsort\n");
+    EXPECT_EQ(notebook("list b").exitCode, 1);
+    EXPECT_TRUE(contains(notebook("import b note").output, "notebook.ini is corrupted (line 1)"));
+    EXPECT_EQ(BytesOf("b"), book);
 }
 
 TEST_F(Notebook, SaysWhatIsWrongAndFails) {
