@@ -42,6 +42,9 @@ CTextStream& CTextStream::operator<<(float value) { return write(double{value});
 CTextStream& CTextStream::operator<<(double value) { return write(value); }
 
 CTextStream& operator<<(CTextStream& stream, const CUnicodeString& text) { return stream << text.Ptr(); }
+CTextStream& operator<<(CTextStream& stream, rational value) {
+    return stream << value.Numerator() << "/" << value.Denominator();
+}
 
 void CTextStream::Flush() {
     if (file != nullptr)

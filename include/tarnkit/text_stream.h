@@ -8,6 +8,7 @@
 
 #include <tarnkit/file.h>
 #include <tarnkit/layout.h>
+#include <tarnkit/rational.h>
 #include <tarnkit/string.h>
 #include <tarnkit/text_of_values.h>
 #include <tarnkit/unicode_string.h>
@@ -67,5 +68,7 @@ private:
 TARNKIT_LAYOUT(CTextStream, 12, file, format, isStarted);
 
 TARNKIT_API CTextStream& operator<<(CTextStream& stream, const CUnicodeString& text);
+/// Both terms, as they are, with a `/` between them; `Str` leaves a denominator of 1 out.
+TARNKIT_API CTextStream& operator<<(CTextStream& stream, rational value);
 
 } // namespace Tarn

@@ -111,14 +111,14 @@ TEST_F(TextFile, ReportsAFullDisk) {
 }
 
 TEST(TextStream, WritesValuesAsText) {
-    const CUnicodeString text = u"abcd-165535-14294967295-23-418446744073709551615650.51e+10";
+    const CUnicodeString text = u"abcd-165535-14294967295-23-418446744073709551615650.51e+10-6/1";
     for (const auto format : {CTextStream::ANSI, CTextStream::Unicode}) {
         CMemoryFile file;
         for (int i = 0; i < 2; i++) { // only the first stream is at the start of the file
             CTextStream stream(&file, format);
             stream << "a" << u"b" << CString("c") << CUnicodeString(u"d\0e", 3) << short{-1}
                    << static_cast<unsigned short>(65535) << -1 << ~0u << -2L << 3UL << Int64{-4} << ~UInt64{0}
-                   << static_cast<unsigned char>('A') << 0.5f << 1e10;
+                   << static_cast<unsigned char>('A') << 0.5f << 1e10 << rational(-6);
         }
         EXPECT_EQ(Bytes(reinterpret_cast<const char*>(file.GetBufferPtr()), std::size_t(file.GetLength())),
                   format == CTextStream::ANSI ? (text + text).CreateString().Ptr()
