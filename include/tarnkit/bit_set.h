@@ -19,6 +19,11 @@ namespace Tarn {
 /// The number of bits that are set in each byte value, for counting the elements of a set byte by byte.
 extern TARNKIT_API const unsigned char BitSetElementsTable[256];
 
+// The words of a page without elements. They are no member of the set: on Windows a client would look in the
+// library for those of sets that only the client has.
+template<class Word, unsigned count>
+inline constexpr Word kNoWords[count] = {};
+
 /// A set of the integers from 0 to below `bound`, on pages of `pageSize` bits.
 template<unsigned bound, unsigned pageSize, class Allocator>
 class TARNKIT_API CPagedBitSet {
@@ -121,8 +126,6 @@ private:
     static constexpr unsigned kPageCount = (bound + pageSize - 1) / pageSize;
     static_assert(sizeof(Word) * 8 == kWordSize && pageSize % kWordSize == 0);
 
-    static constexpr Word kNoElements[kPageWords] = {};
-
     Word* pages[kPageCount] = {};
 
     template<class Object>
@@ -133,7 +136,7 @@ private:
 
     // A page that is not there is one without elements.
     const Word* wordsOf(unsigned number) const {
-        return pages[number] != nullptr ? pages[number] : kNoElements;
+        return pages[number] != nullptr ? pages[number] : kNoWords<Word, kPageWords>;
     }
 
     // A page of zeros where there is none yet.
