@@ -176,14 +176,16 @@ void PrivateHeap::unite(Block* block) {
     putIntoBin(block, size);
 }
 
-// Sizes of the same bin differ by less than an eighth.
+// Sizes of the same bin differ by less than an eighth; the last takes all that are greater than any that is
+// asked for.
 unsigned PrivateHeap::binOf(std::size_t size) {
     const std::size_t granules = size / kGranule;
     if (granules < kExactBins)
         return static_cast<unsigned>(granules);
     const int power = powerOf(granules);
     const auto part = static_cast<unsigned>(granules >> (power - kBinBits)) - kBinsOfAPower;
-    return kExactBins + static_cast<unsigned>(power - kExactBits) * kBinsOfAPower + part;
+    const unsigned bin = kExactBins + static_cast<unsigned>(power - kExactBits) * kBinsOfAPower + part;
+    return std::min(bin, kBins - 1);
 }
 
 // All blocks of this bin and of those behind it are large enough.

@@ -40,6 +40,18 @@ TEST(PrivateHeap, UnitesFreedBlocksForLargerOnes) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
+TEST(PrivateHeap, FindsFreeRoomLargerThanAnySegmentThatItAdds) {
+    const HANDLE heap = HeapCreate(0x6000000);
+    std::vector<void*> blocks(400);
+    for (void*& block : blocks)
+        block = HeapAlloc(heap, kLarge);
+    HeapAlloc(heap, 1);
+    for (void* block : blocks)
+        HeapFree(heap, block);
+    EXPECT_EQ(HeapAlloc(heap, kLarge), blocks[0]);
+    EXPECT_TRUE(HeapDestroy(heap));
+}
+
 TEST(PrivateHeap, RefusesABlockThatIsFree) {
     const HANDLE heap = HeapCreate(0x20000);
     void* const blocks[] = {HeapAlloc(heap, 20), HeapAlloc(heap, 20), HeapAlloc(heap, 20)};
