@@ -6,6 +6,13 @@ else()
   set(TARNKIT_PORT posix)
 endif()
 
+# tarnkit_port_sources(<target> <port> <source>...): sources that one port alone has.
+function(tarnkit_port_sources target port)
+  if(TARNKIT_PORT STREQUAL port)
+    target_sources(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
+
 # How every target of this project is compiled. Not installed: clients compile as they like.
 add_library(TarnkitOptions INTERFACE)
 target_compile_features(TarnkitOptions INTERFACE cxx_std_20)

@@ -20,8 +20,6 @@ extern const CCapability kReadOnlyFiles;
 extern const CCapability kFullDevice;
 /// Programs whose files cannot grow beyond a limit.
 extern const CCapability kFileSizeLimit;
-/// Folders that nothing can be made in or removed from while they are read-only.
-extern const CCapability kReadOnlyFolders;
 /// Symbolic links, made without special rights.
 extern const CCapability kSymbolicLinks;
 /// The user's locale and code pages come from environment variables.

@@ -148,6 +148,8 @@ TEST_F(PosixFiles, AFolderWithoutWriteBitsIsLeftAsItIsEvenByRoot) {
 }
 
 TEST_F(PosixFiles, AFileOfAnotherUserIsWrittenWhereHeLetsEverybodyWriteAndStaysHis) {
+    const Tarn::CCapability kOtherUsers{geteuid() == 0 ? nullptr : "only root can be somebody else"};
+    TARNKIT_TEST_NEEDS(kOtherUsers);
     constexpr uid_t kOtherUser = 65534;
     chmod("files/file", 0666);
     put(base + u"folder\\file", "old");
@@ -156,8 +158,7 @@ TEST_F(PosixFiles, AFileOfAnotherUserIsWrittenWhereHeLetsEverybodyWriteAndStaysH
     put(base + u"source", "new");
     chmod("files", 0755);
     chmod(".", 0755);
-    if (geteuid() != 0 || seteuid(kOtherUser) != 0)
-        GTEST_SKIP() << "only root can be somebody else";
+    ASSERT_EQ(seteuid(kOtherUser), 0);
     // By names that need no right in the folders above.
     const DWORD inForeignFolder = codeOf([] { return copyOver(u"files\\source", u"files\\file"); });
     const DWORD inSharedFolder = codeOf([] { return copyOver(u"files\\source", u"files\\folder\\file"); });
@@ -203,9 +204,10 @@ TEST_F(PosixFiles, AStaleHandleNeverMeansTheFileThatCameAfter) {
 TEST_F(PosixFiles, FilesMoveBetweenFileSystemsAndFoldersDoNot) {
     struct stat here {
     }, there{};
-    if (stat("/dev/shm", &there) != 0 || stat(".", &here) != 0 || here.st_dev == there.st_dev ||
-        access("/dev/shm", W_OK) != 0)
-        GTEST_SKIP() << "no second file system";
+    const bool isElsewhere = stat("/dev/shm", &there) == 0 && stat(".", &here) == 0 &&
+                             here.st_dev != there.st_dev && access("/dev/shm", W_OK) == 0;
+    const Tarn::CCapability kSecondFileSystem{isElsewhere ? nullptr : "there is no /dev/shm to write to"};
+    TARNKIT_TEST_NEEDS(kSecondFileSystem);
     const std::string away = "/dev/shm/tarnkit-" + std::to_string(getpid());
     const auto moveAway =
         with([&](const char16_t* from) { return P::MoveFileW(from, fs::path(away).u16string().c_str()); });

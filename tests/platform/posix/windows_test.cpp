@@ -1,5 +1,6 @@
 // Message boxes of the POSIX port: on a real terminal, without one, and through an installed window system.
 #include "platform/platform.h"
+#include "tests/support/capabilities.h"
 
 #include <tarnkit/window_system.h>
 
@@ -75,8 +76,8 @@ bool hasTerminals() {
 }
 
 TEST(MessageBoxOnATerminal, AsksUntilAButtonIsNamed) {
-    if (!hasTerminals())
-        GTEST_SKIP() << "no pseudo-terminals on this system";
+    const Tarn::CCapability kTerminals{hasTerminals() ? nullptr : "there is no /dev/pts"};
+    TARNKIT_TEST_NEEDS(kTerminals);
     const std::tuple<UINT, std::string, int> questions[] = {
         {MB_OK, "\n", IDOK},
         {MB_OKCANCEL | MB_DEFBUTTON2, "\n", IDCANCEL},

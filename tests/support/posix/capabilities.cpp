@@ -6,7 +6,6 @@ const CCapability kDocumentedCalls{nullptr};
 const CCapability kReadOnlyFiles{nullptr};
 const CCapability kFullDevice{nullptr};
 const CCapability kFileSizeLimit{nullptr};
-const CCapability kReadOnlyFolders{nullptr};
 const CCapability kSymbolicLinks{nullptr};
 const CCapability kLocaleFromEnvironment{nullptr};
 const CCapability kTraceOutput{nullptr};

@@ -29,7 +29,6 @@ const CCapability kReadOnlyFiles{writesReadOnlyFiles() ? "Wine lets root write t
 
 const CCapability kFullDevice{"no device here is always full"};
 const CCapability kFileSizeLimit{"programs have no limits for the sizes of files"};
-const CCapability kReadOnlyFolders{"the attribute of a folder does not protect what is in it"};
 const CCapability kSymbolicLinks{"links need a special right"};
 const CCapability kLocaleFromEnvironment{"the locale is the user's in the registry"};
 const CCapability kTraceOutput{"what is traced goes to a debugger"};
