@@ -4,40 +4,49 @@
 
 #include <psapi.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cwchar>
+#include <span>
 
 namespace Tarn::Platform {
 
 namespace {
 
 constexpr int kLongestExport = 4096;
+constexpr DWORD kLongestPath = 4096;
+constexpr DWORD kMostModules = 1024;
 // The system marks the handles of files that it maps only as data in these bits.
 constexpr std::uintptr_t kDataFileBits = 3;
 
 /// The file behind an address, in the system's own form; false when there is none.
-bool getMappedFile(std::uintptr_t address, wchar_t (&name)[MAX_PATH]) {
-    return ::K32GetMappedFileNameW(::GetCurrentProcess(), reinterpret_cast<void*>(address), name, MAX_PATH) !=
+bool getMappedFile(const void* address, wchar_t (&name)[kLongestPath]) {
+    return ::K32GetMappedFileNameW(::GetCurrentProcess(), const_cast<void*>(address), name, kLongestPath) !=
            0;
 }
 
-/// The loaded module that is the same file as a data file; null when there is none.
-HINSTANCE loadedModuleOf(std::uintptr_t dataFile) {
-    wchar_t file[MAX_PATH], loadedFile[MAX_PATH];
-    if (!getMappedFile(dataFile & ~kDataFileBits, file))
+/// The loaded module that is the same file as a data file; null when there is none. Another of the same name
+/// may be loaded from another folder.
+HINSTANCE loadedModuleOf(const void* dataFile) {
+    wchar_t file[kLongestPath], loadedFile[kLongestPath];
+    HMODULE modules[kMostModules];
+    DWORD size = 0;
+    if (!getMappedFile(dataFile, file) ||
+        !::K32EnumProcessModules(::GetCurrentProcess(), modules, sizeof(modules), &size))
         return nullptr;
-    const wchar_t* const separator = std::wcsrchr(file, L'\\');
-    const HINSTANCE loaded = ::GetModuleHandleW(separator != nullptr ? separator + 1 : file);
-    const bool isSame = loaded != nullptr &&
-                        getMappedFile(reinterpret_cast<std::uintptr_t>(loaded), loadedFile) &&
-                        std::wcscmp(file, loadedFile) == 0;
-    return isSame ? loaded : nullptr;
+    const DWORD count = std::min<DWORD>(size / sizeof(HMODULE), kMostModules);
+    for (const HINSTANCE module : std::span(modules, count))
+        if (getMappedFile(module, loadedFile) && std::wcscmp(file, loadedFile) == 0)
+            return module;
+    return nullptr;
 }
 
 /// A data file has no exports of its own.
 HINSTANCE moduleWithExports(HINSTANCE module) {
     const auto address = reinterpret_cast<std::uintptr_t>(module);
-    const HINSTANCE loaded = (address & kDataFileBits) != 0 ? loadedModuleOf(address) : nullptr;
+    const HINSTANCE loaded = (address & kDataFileBits) != 0
+                                 ? loadedModuleOf(reinterpret_cast<const void*>(address & ~kDataFileBits))
+                                 : nullptr;
     return loaded != nullptr ? loaded : module;
 }
 
