@@ -13,7 +13,7 @@ as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
     else
-        command -v sudo >/dev/null && sudo -n "$@" 2>/dev/null
+        command -v sudo >/dev/null && sudo -n "$@"
     fi
 }
 
@@ -28,7 +28,7 @@ need() {
         echo "Please install what these Debian packages hold, then run this again: ${missing[*]}" >&2
         exit 1
     fi
-    if ! as_root true; then
+    if ! as_root true 2>/dev/null; then
         echo "Please run: apt-get install ${missing[*]}" >&2
         exit 1
     fi
@@ -68,7 +68,7 @@ need_target() {
 # message compiler of this one.
 build_target() {
     case $1 in
-    linux-armv7 | windows-*) build linux tarnmsg ;;
+    linux-armv7 | windows-*) build linux tarnmsg || return ;;
     esac
     build "$@"
 }
