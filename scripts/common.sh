@@ -6,7 +6,7 @@ cd "$root"
 
 # What building and testing take, beyond a Debian base system.
 build_packages=(g++ cmake ninja-build libsqlite3-dev)
-test_packages=(libgtest-dev clang-format git)
+test_packages=(libgtest-dev clang-format git locales)
 
 # as_root COMMAND...: fails where this user may not.
 as_root() {
