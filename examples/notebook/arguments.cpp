@@ -37,6 +37,8 @@ CArguments::CArguments(const CArray<CUnicodeString>& values) {
             isColored = true;
         else if (isOption(word) && i + 1 < values.Size())
             options.Set(word, values[++i]);
+        else if (word.Left(2) == u"--")
+            areUnderstood = false;
         else
             words.Add(word);
     }

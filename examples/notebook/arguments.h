@@ -10,7 +10,7 @@
 
 class CArguments {
 public:
-    /// What is not the name of an option or its value is a word.
+    /// What is no option is a word.
     explicit CArguments(const Tarn::CArray<Tarn::CUnicodeString>& values);
 
     /// Takes what is missing of --code-page and --sort from the section [Options] of notebook.ini beside the
@@ -19,6 +19,8 @@ public:
 
     /// The command and what belongs to it.
     const Tarn::CArray<Tarn::CUnicodeString>& Words() const { return words; }
+    /// Whether nothing looks like an option and is none, or lacks its value.
+    bool AreUnderstood() const { return areUnderstood; }
     bool IsDryRun() const { return isDryRun; }
     bool IsColored() const { return isColored; }
     /// Empty when the option was not given.
@@ -34,6 +36,7 @@ public:
 private:
     Tarn::CArray<Tarn::CUnicodeString> words;
     Tarn::CMap<Tarn::CUnicodeString, Tarn::CUnicodeString> options;
+    bool areUnderstood = true;
     bool isDryRun = false;
     bool isColored = false;
 

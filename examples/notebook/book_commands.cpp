@@ -76,7 +76,7 @@ void importNote(const CBookCommand& command) {
                                                ShowLongTime(note.Time)));
 }
 
-// For a terminal that knows the usual escape sequences.
+// For a terminal that knows the usual escape sequences. The lowest byte of a color is its red.
 CUnicodeString inColor(const CUnicodeString& text, int color) {
     return Format(u"\x1B[38;2;%d;%d;%dm", color & 0xFF, color >> 8 & 0xFF, color >> 16 & 0xFF) + text +
            u"\x1B[m";

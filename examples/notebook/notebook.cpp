@@ -2,6 +2,17 @@
 //
 // The program shows the library's main job whole: it starts the library, stores a document through strings,
 // archive and file, reads it back, and tells its user in his language what went wrong when something does.
+//
+//   arguments           what the user asks for; maps, INI files
+//   settings            what is kept for him; setup values and registry keys
+//   interface_language  in which he is spoken to; language libraries
+//   messages            what he is told; messages and errors, whose texts are in *.po
+//   book, book_lock     the document; archives, files that are replaced as a whole, files that nobody shares
+//   note_time           times on the command line and in the user's locale
+//   selection           sorting and filtering; lists, Unicode sets
+//   text_files          text in all encodings; text files and streams
+//   *_commands          what is done with all that, memory files included
+//   console             the outputs, and a message handler for them
 #include "arguments.h"
 #include "book_commands.h"
 #include "console.h"
@@ -22,20 +33,29 @@ using namespace Tarn;
 
 namespace {
 
+// Relative names mean the folder the user is in, as in every command-line program.
+void enterUsersFolder() {
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::current_path(error);
+    if (error)
+        ThrowFileException(CFileException::badPath, u".");
+    FileSystem::ChangeDir(folder.u16string().c_str());
+}
+
 // Runs the command and shows what goes wrong, in a log when the user named one.
 bool runAndReport(const CArray<CUnicodeString>& argumentList) {
     std::optional<CFileMessageHandler> log;
     std::optional<CMessageHandlerSwitcher> logging;
     try {
-        // Relative names mean the folder the user is in, as in every command-line program.
-        FileSystem::ChangeDir(std::filesystem::current_path().u16string().c_str());
+        enterUsersFolder();
         CArguments arguments(argumentList);
         CSettings settings(arguments.Profile());
         SelectLanguage(arguments.Language(), settings);
         if (!arguments.LogName().IsEmpty())
             logging.emplace(&log.emplace(arguments.LogName()), true, false);
         arguments.ReadIniFile();
-        if (!ExecuteBookCommand(arguments, settings) && !ExecuteSettingCommand(arguments.Words(), settings))
+        if (!arguments.AreUnderstood() ||
+            (!ExecuteBookCommand(arguments, settings) && !ExecuteSettingCommand(arguments.Words(), settings)))
             GenCheck(ERR_NOTEBOOK_USAGE);
         return true;
     } catch (CException* e) {

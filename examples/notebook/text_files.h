@@ -9,7 +9,7 @@
 constexpr unsigned kUtf8 = 65001;
 constexpr unsigned kUtf16 = 1200;
 
-/// Throws when the file is not text of its encoding: no note differs from its file.
+/// Throws when the file is not text of its encoding: but for zeros, a note is what its file is.
 Tarn::CUnicodeString ImportText(const Tarn::CUnicodeString& fileName, unsigned codePage);
 
 /// Throws, before the file is touched, when the code page lacks characters of the text.

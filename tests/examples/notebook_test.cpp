@@ -228,6 +228,7 @@ TEST_F(Notebook, SaysWhatIsWrongAndFails) {
     } cases[] = {{"", "Usage:"},
                  {"frobnicate b", "Usage:"},
                  {"list b --log", "Usage:"},
+                 {"export 1 --codepage", "Usage:"},
                  {"list b --language 9", "language 9"},
                  {"list b --language x", "language x"},
                  {"import b note.txt --code-page x", "\"x\""},
