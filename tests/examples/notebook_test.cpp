@@ -12,9 +12,9 @@ namespace fs = std::filesystem;
 namespace {
 
 // With settings of its own, which on some systems outlive the tests' registry.
-std::string commandLine(const std::string& arguments) {
+std::string commandLine(const std::string& arguments, const fs::path& program = TARNKIT_NOTEBOOK) {
     const std::string profile = fs::current_path().parent_path().filename().string();
-    return "\"" TARNKIT_NOTEBOOK "\" --profile " + profile + " " + arguments;
+    return "\"" + program.string() + "\" --profile " + profile + " " + arguments;
 }
 
 CProgramRun notebook(const std::string& arguments) {
@@ -24,8 +24,6 @@ CProgramRun notebook(const std::string& arguments) {
 bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
-
-const fs::path kIniFile = fs::path(TARNKIT_NOTEBOOK).replace_filename("notebook.ini");
 
 // A folder of its own for each test.
 class Notebook : public testing::Test {
@@ -38,7 +36,6 @@ protected:
         fs::current_path(folder);
     }
     void TearDown() override {
-        fs::remove(kIniFile);
         EXPECT_EQ(notebook("forget").output, "");
         fs::current_path(folder.parent_path());
     }
@@ -191,21 +188,31 @@ TEST_F(Notebook, SpeaksAndPaintsAsItsUserLikes) {
 }
 
 TEST_F(Notebook, TakesOptionsFromTheIniFileBesideIt) {
-    WriteBytes(kIniFile, "; for old texts\n[OPTIONS]\nCode-Page = 1251\nsort=title\n");
+    // A copy, since other tests run the program at the same time.
+    const fs::path original = TARNKIT_NOTEBOOK;
+    const fs::path copy = folder / "program" / original.filename();
+    fs::create_directory("program");
+    for (auto& file : fs::directory_iterator(original.parent_path()))
+        if (file.path().filename() == original.filename() || file.path().extension() == ".dll")
+            fs::copy_file(file.path(), "program" / file.path().filename());
+    const auto run = [&](const char* arguments) {
+        return RunProgram(commandLine(std::string("--language 0 ") + arguments, copy));
+    };
+    WriteBytes("program/notebook.ini", "; for old texts\n[OPTIONS]\nCode-Page = 1251\nsort=title\n");
     WriteBytes("note", "\xC6");
-    ASSERT_EQ(notebook("import b note").exitCode, 0);
+    ASSERT_EQ(run("import b note").exitCode, 0);
     WriteBytes("note", "A");
-    ASSERT_EQ(notebook("import b note --code-page 65001").exitCode, 0);
-    EXPECT_EQ(notebook("show b 1").output, "\xD0\x96");
-    EXPECT_TRUE(contains(notebook("list b").output.substr(0, 3), "2"));
-    EXPECT_TRUE(contains(notebook("list b --sort number").output.substr(0, 3), "1"));
+    ASSERT_EQ(run("import b note --code-page 65001").exitCode, 0);
+    EXPECT_EQ(run("show b 1").output, "\xD0\x96");
+    EXPECT_EQ(run("list b").output.substr(0, 3), "  2");
+    EXPECT_EQ(run("list b --sort number").output.substr(0, 3), "  1");
     const std::string book = BytesOf("b");
-    WriteBytes(kIniFile, "[Options]\ncode-page=x\n");
-    EXPECT_EQ(notebook("list b").exitCode, 0);
-    EXPECT_TRUE(contains(notebook("import b note").output, "\"x\""));
-    WriteBytes(kIniFile, "[Options]\nsort\n");
-    EXPECT_EQ(notebook("list b").exitCode, 1);
-    EXPECT_TRUE(contains(notebook("import b note").output, "notebook.ini is corrupted (line 1)"));
+    WriteBytes("program/notebook.ini", "[Options]\ncode-page=x\n");
+    EXPECT_EQ(run("list b").exitCode, 0);
+    EXPECT_TRUE(contains(run("import b note").output, "\"x\""));
+    WriteBytes("program/notebook.ini", "[Options]\nsort\n");
+    EXPECT_EQ(run("list b").exitCode, 1);
+    EXPECT_TRUE(contains(run("import b note").output, "notebook.ini is corrupted (line 1)"));
     EXPECT_EQ(BytesOf("b"), book);
 }
 
