@@ -34,11 +34,11 @@ bool isComment(const CUnicodeString& line) { return line[0] == u';' || (line[0] 
 
 bool isHeader(const CUnicodeString& line) { return line[0] == u'[' && line[line.GetLength() - 1] == u']'; }
 
-// Whether a file from which no text came has more in it than a byte order mark: it is not text of the code
+// Whether a file from which no text came holds anything but a byte order mark: it is not text of the code
 // page then.
 bool hasInvalidText(const CUnicodeString& fileName) {
-    constexpr int kMarkSize = 2;
-    return CFile::ReadANSIText(fileName).GetLength() > kMarkSize;
+    const CString bytes = CFile::ReadANSIText(fileName);
+    return !bytes.IsEmpty() && bytes != "\xFF\xFE" && bytes != "\xFE\xFF";
 }
 
 CUnicodeString directoryOfApplication() {
