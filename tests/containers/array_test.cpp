@@ -28,30 +28,28 @@ void compareWithVector() {
     int failures = 0;
     for (int step = 0; step < 20000; step++) {
         const int size = array.Size(), at = Random(size), number = Random(size - at);
+        const int newSize = Random(size > 60 ? size : 2 * size);
         const Element fresh(step);
         const Element& value = size > 0 && Random(1) == 0 ? array[Random(size - 1)] : fresh;
         std::vector<int> next = model;
         next.reserve(200); // so that it asks for nothing below
         const auto place = next.begin() + at;
         const bool isDone = manager.TryWith(Random(size + 2), [&] {
-            switch (size > 60 ? Random(1) : Random(7)) {
+            switch (size > 60 ? Random(1) : Random(5)) {
             case 0:
                 next.erase(place, place + number);
                 return array.DeleteAt(at, number);
             case 1:
-                next.resize(static_cast<std::size_t>(at));
-                return array.SetSize(at);
+                next.resize(static_cast<std::size_t>(newSize));
+                return array.SetSize(newSize);
             case 2:
-                next.resize(static_cast<std::size_t>(size + at));
-                return array.SetSize(size + at);
-            case 3:
                 next.insert(next.end(), model.begin(), model.end());
                 return array.Append(array);
-            case 4:
+            case 3:
                 next.clear();
                 array = CArray<Element>();
                 return;
-            case 5:
+            case 4:
                 next.insert(place, value);
                 return array.InsertAt(at, value);
             default:

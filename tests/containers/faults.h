@@ -1,51 +1,13 @@
-// What the container tests share: a manager that refuses when told to and misses every block that is not
-// returned, and elements that live in its blocks.
+// What the container tests share: elements that live in blocks of the current manager, and random numbers.
 #pragma once
 
 #include "tests/support/assertion.h"
-#include "tests/support/failure.h"
+#include "tests/support/refusing_manager.h"
 
-#include <tarnkit/memory_manager.h>
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
+#include <memory>
 #include <random>
-#include <utility>
 
 namespace Tarn {
-
-/// Serves any number of blocks, or as many as a test allows.
-class CRefusingManager : public IMemoryManager {
-public:
-    ~CRefusingManager() noexcept(false) override { EXPECT_EQ(blocksOut, 0) << "blocks not returned"; }
-
-    void* Alloc(int size) override {
-        if (blocksLeft == 0)
-            return nullptr;
-        blocksLeft--;
-        blocksOut++;
-        return std::malloc(static_cast<std::size_t>(size));
-    }
-    void Free(void* ptr) override {
-        blocksOut--;
-        std::free(ptr);
-    }
-
-    /// Runs `action` with only `number` blocks to be had; false when that was not enough for it.
-    template<class Action>
-    bool TryWith(int number, Action action) {
-        blocksLeft = number;
-        const std::string failure = FailureOf(action);
-        blocksLeft = -1;
-        EXPECT_TRUE(failure == "" || failure == "memory") << failure;
-        return failure == "";
-    }
-
-private:
-    int blocksLeft = -1;
-    int blocksOut = 0;
-};
 
 /// A number in a block of its own. One that is not movable needs memory for every copy, when it moves up too.
 template<bool isMovable>
@@ -53,22 +15,18 @@ class CBox {
 public:
     CBox(int number = 0) : value(new int(number)) {}
     CBox(const CBox& other) : CBox(*other.value) {}
-    CBox(CBox&& other) noexcept requires isMovable : value(std::exchange(other.value, nullptr)) {}
+    CBox(CBox&&) noexcept requires isMovable = default;
     CBox& operator=(const CBox& other) {
         *value = *other.value;
         return *this;
     }
-    CBox& operator=(CBox&& other) noexcept requires isMovable {
-        std::swap(value, other.value);
-        return *this;
-    }
-    ~CBox() { delete value; }
+    CBox& operator=(CBox&&) noexcept requires isMovable = default;
 
     operator int() const { return *value; }
     friend int HashKey(const CBox& box) { return *box.value % 100; }
 
 private:
-    int* value;
+    std::unique_ptr<int> value;
 };
 
 /// 0 to `limit`, both included; the same sequence in every run.

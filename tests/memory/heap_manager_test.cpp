@@ -4,9 +4,11 @@
 #include "tests/support/system.h"
 
 #include <tarnkit/heap_manager.h>
+#include <tarnkit/text_of_values.h>
 
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <thread>
 #include <vector>
 
@@ -14,104 +16,77 @@ using namespace Tarn;
 
 namespace {
 
-// Lets the manager forget its heap for another one, or for something that the system does not know.
-void* exchangeHandle(CHeapManager& manager, void* handle) {
-    void* const old = manager.Handle();
-    std::memcpy(reinterpret_cast<char*>(&manager) + kPointerSize, &handle, sizeof handle);
-    return old;
-}
+// The manager of something that the system does not know as a heap.
+struct CLostHeap {
+    CHeapManager manager;
 
-void* const notAHeap[1024] = {};
+    CLostHeap() {
+        static const char notAHeap[0x1000] = {};
+        const void* const handle = notAHeap;
+        std::memcpy(reinterpret_cast<char*>(&manager) + kPointerSize, &handle, sizeof handle);
+    }
+};
 
 } // namespace
 
 TEST(HeapManager, KeepsAHeapInUseUnlessForcedAndUnusedAtItsCreation) {
-    // 'c' creates, 'a' takes a block, 'f' frees it, '+' and '-' count a reference, 'd' destroys, 'D' by
-    // force.
-    const struct {
-        const char* actions;
-        bool hasHeap;
-    } rows[] = {{"d", false},   {"cd", false},   {"cad", true},    {"cafd", false}, {"caD", false},
-                {"cacD", true}, {"c+d", true},   {"c+cD", true},   {"c+-d", false}, {"cacfcD", false},
-                {"cc", true},   {"cDcd", false}, {"cacfd", false}, {"cadcD", true}, {"caDcad", true}};
-    for (const auto& row : rows) {
-        CHeapManager heap;
-        void* block = nullptr;
-        void* first = nullptr;
-        for (const char* action = row.actions; *action != 0; action++) {
-            switch (*action) {
-            case 'c':
-                heap.Create();
-                break;
-            case 'a':
-                first = heap.Handle();
-                block = heap.Alloc(100);
-                break;
-            case 'f':
-                heap.Free(block);
-                heap.Free(nullptr);
-                break;
-            case '+':
-                heap.IncRef();
-                break;
-            case '-':
-                heap.DecRef();
-                break;
-            default:
-                heap.Destroy(*action == 'D');
-            }
-        }
-        EXPECT_EQ(heap.Handle() != nullptr, row.hasHeap) << row.actions;
-        EXPECT_TRUE(!row.hasHeap || first == nullptr || heap.Handle() == first) << row.actions;
-        heap.Free(row.hasHeap ? block : nullptr); // also by the manager whose heap force spared
-        heap.Create();
-    }
+    CHeapManager heap;
+    heap.Destroy(true);
+    heap.Create();
+    void* const handle = heap.Handle();
+    void* const block = heap.Alloc(100);
+    heap.Destroy(false);
+    EXPECT_EQ(heap.Handle(), handle) << "in use";
+    heap.Create();
+    heap.Destroy(true);
+    EXPECT_EQ(heap.Handle(), handle) << "in use when it was to be created again";
+    heap.Free(block);
+    heap.IncRef();
+    heap.Destroy(false);
+    EXPECT_EQ(heap.Handle(), handle) << "referred to";
+    heap.DecRef();
+    heap.Create();
+    heap.Alloc(100);
+    heap.Destroy(true);
+    EXPECT_EQ(heap.Handle(), nullptr);
+    heap.Create();
+    heap.Destroy(false);
+    EXPECT_EQ(heap.Handle(), nullptr) << "what went by force does not count any more";
 }
 
-TEST(HeapManager, ServesAPhaseOfWorkWhoseBlocksAreFreedOnAnyThread) {
+TEST(HeapManager, CountsTheBlocksOfAPhaseOfWorkThatAreFreedOnAnyThread) {
     CHeapManager heap;
     heap.Create();
+    std::vector<int*> numbers(1000);
     {
-        std::vector<int*> numbers(1000); // an array: not from the heap
-        {
-            CMemoryManagerSwitcher switcher(&heap);
-            for (std::size_t i = 0; i < numbers.size(); i++)
-                numbers[i] = new int(static_cast<int>(i));
-        }
-        std::thread([&] {
-            for (std::size_t i = 0; i < numbers.size(); i++) {
-                EXPECT_EQ(*numbers[i], static_cast<int>(i));
-                delete numbers[i];
-            }
-        }).join();
+        CMemoryManagerSwitcher switcher(&heap);
+        for (int*& number : numbers)
+            number = new int;
     }
     heap.Destroy(false);
-    EXPECT_EQ(heap.Handle(), nullptr) << "each block was counted once";
-    heap.Create();
+    std::thread([&] {
+        for (int* number : numbers)
+            delete number;
+    }).join();
+    heap.Free(nullptr);
     EXPECT_EQ(FailureOf([&] { heap.Alloc(-1); }), "memory");
     heap.Destroy(false);
-    EXPECT_EQ(heap.Handle(), nullptr) << "a refused block was counted";
+    EXPECT_EQ(heap.Handle(), nullptr) << "each block counts once, and one that is refused does not";
 }
 
 TEST(HeapManager, AssertsAndForgetsTheHeapWhenTheSystemRefusesToDestroyIt) {
-    CHeapManager heap;
-    heap.Create();
-    void* const kept = exchangeHandle(heap, const_cast<void**>(notAHeap));
-    EXPECT_EQ(AssertionOf([&] { heap.Destroy(false); }), u"ALLOC:343");
-    EXPECT_EQ(heap.Handle(), nullptr);
-    EXPECT_EQ(AssertionOf([&] {
-                  CHeapManager lost;
-                  exchangeHandle(lost, const_cast<void**>(notAHeap));
+    EXPECT_EQ(AssertionOf([] {
+                  CLostHeap lost;
+                  EXPECT_EQ(AssertionOf([&] { lost.manager.Destroy(false); }), u"ALLOC:343");
               }),
-              u"ALLOC:343");
-    EXPECT_EQ(FailureOf([&] {
-                  CHeapManager lost;
-                  exchangeHandle(lost, const_cast<void**>(notAHeap));
+              u"none");
+    EXPECT_EQ(AssertionOf([] { CLostHeap lost; }), u"ALLOC:343");
+    EXPECT_EQ(FailureOf([] {
+                  CLostHeap lost;
                   ThrowMemoryException();
               }),
               "memory")
         << "what is on its way goes on";
-    exchangeHandle(heap, kept);
 }
 
 TEST(HeapManager, TracesItsHandleAndWhatRefersToIt) {
@@ -119,18 +94,14 @@ TEST(HeapManager, TracesItsHandleAndWhatRefersToIt) {
     SetEnvironment("TARNKIT_TRACE", "heap trace");
     CHeapManager heap;
     heap.Create();
-    void* const blocks[] = {heap.Alloc(1), heap.Alloc(1)};
+    void* const block = heap.Alloc(1);
+    heap.IncRef();
     {
         CMemoryManagerSwitcher switcher(&heap);
         heap.DumpExt();
     }
     std::ifstream trace("heap trace");
-    char text[100] = {};
-    trace.read(text, sizeof text - 1);
-    char expected[100];
-    std::snprintf(expected, sizeof expected, "Heap Handle=%llX\nRefCount=2\n",
-                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(heap.Handle())));
-    EXPECT_STREQ(text, expected);
-    for (void* block : blocks)
-        heap.Free(block);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(trace), {}),
+              Format("Heap Handle=%IX\nRefCount=2\n", heap.Handle()).Ptr());
+    heap.Free(block);
 }

@@ -1,45 +1,20 @@
 #include "tests/support/assertion.h"
-#include "tests/support/failure.h"
+#include "tests/support/refusing_manager.h"
 
-#include <tarnkit/array.h>
-#include <tarnkit/memory_manager.h>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <new>
-#include <string>
 #include <thread>
 
 using namespace Tarn;
 
 namespace {
 
-// Serves from the C heap, knows how many blocks are out, and can refuse.
-class CCountingManager : public IMemoryManager {
-public:
-    int blocksOut = 0;
-    int lastSize = 0;
-    int freed = 0;
-    bool isRefusing = false;
-
-    void* Alloc(int size) override {
-        lastSize = size;
-        if (isRefusing)
-            return nullptr;
-        blocksOut++;
-        return std::malloc(static_cast<unsigned>(size));
-    }
-    void Free(void* ptr) override {
-        freed++;
-        blocksOut--;
-        std::free(ptr);
-    }
-};
+void* allocFrom(IMemoryManager& manager, unsigned size) {
+    CMemoryManagerSwitcher switcher(&manager);
+    return doAlloc(size);
+}
 
 IMemoryManager* managerOf(void* block) {
     IMemoryManager* manager;
@@ -47,46 +22,26 @@ IMemoryManager* managerOf(void* block) {
     return manager;
 }
 
-// Restores the switches when a test ends.
-struct SwitchesScope {
-    CMemorySwitches saved = GetMemorySwitches();
-    ~SwitchesScope() { SetMemorySwitches(saved); }
-};
-
 } // namespace
 
-// The test framework allocates, too: expectations stand outside the scopes of the switchers.
-
 TEST(MemoryManager, SmallBlocksComeFromTheCurrentManagerAndLargeOnesNever) {
-    CCountingManager manager;
-    const struct {
-        unsigned size;
-        IMemoryManager* expected;
-    } cases[] = {{0, &manager}, {1, &manager}, {65532, &manager}, {65533, &GetLargeBlockManager()}};
-    for (auto& c : cases) {
-        manager.lastSize = 0;
-        void* block;
-        {
-            CMemoryManagerSwitcher switcher(&manager);
-            block = doAlloc(c.size);
-        }
-        EXPECT_EQ(managerOf(block), c.expected) << c.size;
+    CRefusingManager manager;
+    const std::pair<unsigned, IMemoryManager*> cases[] = {
+        {0, &manager}, {65532, &manager}, {65533, &GetLargeBlockManager()}};
+    for (const auto& [size, expected] : cases) {
+        void* block = allocFrom(manager, size);
+        EXPECT_EQ(managerOf(block), expected) << size;
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % kAllocationUnit, 0u);
-        EXPECT_EQ(manager.lastSize,
-                  c.expected == &manager ? static_cast<int>(c.size) + kAllocationPrefix : 0);
-        std::memset(block, 0xAB, c.size);
+        std::memset(block, 0xAB, size);
         doFree(block);
     }
     alloc_delete(nullptr);
-    EXPECT_EQ(manager.blocksOut, 0);
-    EXPECT_EQ(manager.freed, 3);
 }
 
+// The test framework allocates, too: expectations stand outside the scopes of the switchers.
 TEST(MemoryManager, ScopesNestInTheirThreadAndBlocksGoBackToTheirMaker) {
-    CCountingManager outer;
-    CCountingManager inner;
-    void* fromInner;
-    void* fromDefault;
+    CRefusingManager outer, inner;
+    void *fromInner, *fromDefault;
     IMemoryManager* seen[5];
     {
         CMemoryManagerSwitcher outerScope(&outer);
@@ -108,33 +63,23 @@ TEST(MemoryManager, ScopesNestInTheirThreadAndBlocksGoBackToTheirMaker) {
     EXPECT_EQ(managerOf(fromInner), &inner);
     alloc_delete_array(fromDefault);
     std::thread([&] { alloc_delete(fromInner); }).join();
-    EXPECT_EQ(inner.freed, 1);
-    EXPECT_EQ(outer.blocksOut, 0);
 }
 
 TEST(MemoryManager, TheSwitchOffLeavesSmallBlocksToTheDefaultManager) {
-    SwitchesScope scope;
-    CMemorySwitches switches = scope.saved;
-    EXPECT_TRUE(switches.enableHeapSwitching);
-    EXPECT_EQ(switches.systemMemoryBlockOffset, 1676);
+    const CMemorySwitches saved = GetMemorySwitches();
+    CMemorySwitches switches = saved;
     switches.enableHeapSwitching = false;
     SetMemorySwitches(switches);
-    CCountingManager manager;
-    void* block;
-    IMemoryManager* current;
-    {
-        CMemoryManagerSwitcher switcher(&manager);
-        current = CMemoryManagerSwitcher::CurrentManager();
-        block = doAlloc(8);
-    }
-    EXPECT_EQ(current, &manager);
+    CRefusingManager manager;
+    void* block = allocFrom(manager, 8);
+    SetMemorySwitches(saved);
     EXPECT_EQ(managerOf(block), &GetDefaultMemoryManager());
     doFree(block);
 }
 
-TEST(MemoryManager, ARefusalIsTheMemoryExceptionAndLeavesNothingBehind) {
-    CCountingManager manager;
-    manager.isRefusing = true;
+TEST(MemoryManager, ARefusalIsTheMemoryException) {
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switcher(&manager);
     void (*const requests[])() = {
         [] { doAlloc(100); },
         [] { doAlloc(UINT_MAX); },
@@ -143,41 +88,30 @@ TEST(MemoryManager, ARefusalIsTheMemoryExceptionAndLeavesNothingBehind) {
         [] { GetDefaultMemoryManager().Alloc(-1); },
         [] { ProcessHeap::Alloc(-1); },
     };
-    for (const auto request : requests) {
-        std::string failure;
-        int* refused;
-        {
-            CMemoryManagerSwitcher switcher(&manager);
-            failure = FailureOf(request);
-            refused = new (std::nothrow) int;
-        }
-        EXPECT_EQ(failure, "memory");
-        EXPECT_EQ(refused, nullptr);
-    }
+    for (const auto request : requests)
+        EXPECT_FALSE(manager.TryWith(0, request));
+    EXPECT_TRUE(manager.TryWith(0, [] { EXPECT_EQ(::operator new(1, std::nothrow), nullptr); }));
     EXPECT_EQ(ProcessHeap::TryAlloc(-1), nullptr);
-    EXPECT_EQ(manager.freed, 0);
 }
 
 TEST(MemoryManager, EveryFormOfNewAndDeleteAgrees) {
-    CCountingManager manager;
-    int freedObjects;
-    {
-        CMemoryManagerSwitcher switcher(&manager);
-        ::operator delete(::operator new(24));
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switcher(&manager);
+    const auto useObjects = [] {
         ::operator delete(::operator new(24, std::nothrow), std::nothrow);
+        ::operator delete(::operator new(24));
         // The compiler takes the sized form for these, and leaves them out if it sees that nobody looks.
         int* volatile number = new int;
         delete number;
-        freedObjects = manager.freed;
-        // Arrays belong to the C runtime.
+    };
+    const auto useArrays = [] { // which belong to the C runtime
         ::operator delete[](::operator new[](400));
         ::operator delete[](::operator new[](24, std::nothrow), std::nothrow);
         std::string* volatile texts = new std::string[3];
         delete[] texts;
-    }
-    EXPECT_EQ(freedObjects, 3);
-    EXPECT_EQ(manager.freed, 3);
-    EXPECT_EQ(manager.blocksOut, 0);
+    };
+    EXPECT_TRUE(manager.TryWith(3, useObjects) && !manager.TryWith(2, useObjects));
+    EXPECT_TRUE(manager.TryWith(0, useArrays));
 }
 
 TEST(MemoryManager, LargeBlocksAreFreedByTheSystemOnceAndOnlyOnce) {
