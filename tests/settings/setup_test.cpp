@@ -11,19 +11,15 @@ namespace {
 
 constexpr char16_t kPath[] = u"Software\\TarnkitSetupTest";
 
-void removeKey(HKEY root, const char16_t* parentName) {
-    CRegistryKey parent(false);
-    parent.Open(root, parentName);
-    parent.DeleteSubKey(u"TarnkitSetupTest");
-}
-
 // The library with sections of its own, and one setting to try all types of values on.
 class Setup : public testing::Test {
 protected:
     Setup() { EXPECT_TRUE(Initialize(kPath, u"Software\\TarnkitSetupTest\\Machine")); }
     ~Setup() override {
         Clean();
-        removeKey(HKEY_CURRENT_USER, u"Software");
+        CRegistryKey user(false);
+        user.Open(HKEY_CURRENT_USER, u"");
+        user.DeleteSubKey(kPath);
     }
     /// The value that `setup`, whose name is "v" in the user's section, reads from `text`.
     template<class T>
@@ -41,26 +37,24 @@ TEST_F(Setup, LivesWhereItsTypeSays) {
         TSetupType type;
         const char16_t* path;
         HKEY root;
-        const char16_t* parent;
         const char16_t* key;
-    } rows[] = {{ST_MachineSection, u"a", HKEY_LOCAL_MACHINE, u"Software", u"TarnkitSetupTest\\Machine\\a"},
-                {ST_UserSection, u"a", HKEY_CURRENT_USER, u"Software", u"TarnkitSetupTest\\a"},
-                {ST_UserSection, u"", HKEY_CURRENT_USER, u"Software", u"TarnkitSetupTest"},
-                {ST_LocalMachine, kPath, HKEY_LOCAL_MACHINE, u"Software", u"TarnkitSetupTest"},
-                {ST_CurrentUser, kPath, HKEY_CURRENT_USER, u"Software", u"TarnkitSetupTest"},
-                {ST_Users, u".DEFAULT\\TarnkitSetupTest", HKEY_USERS, u".DEFAULT", u"TarnkitSetupTest"},
-                {ST_ClassesRoot, u"TarnkitSetupTest", HKEY_CLASSES_ROOT, u"", u"TarnkitSetupTest"}};
+    } rows[] = {{ST_MachineSection, u"a", HKEY_LOCAL_MACHINE, u"Software\\TarnkitSetupTest\\Machine\\a"},
+                {ST_UserSection, u"a", HKEY_CURRENT_USER, u"Software\\TarnkitSetupTest\\a"},
+                {ST_UserSection, u"", HKEY_CURRENT_USER, kPath},
+                {ST_LocalMachine, kPath, HKEY_LOCAL_MACHINE, kPath},
+                {ST_CurrentUser, kPath, HKEY_CURRENT_USER, kPath},
+                {ST_Users, u".DEFAULT\\TarnkitSetupTest", HKEY_USERS, u".DEFAULT\\TarnkitSetupTest"},
+                {ST_ClassesRoot, u"TarnkitSetupTest", HKEY_CLASSES_ROOT, u"TarnkitSetupTest"}};
     for (const auto& row : rows) {
         CSetup<int> setup(row.path, u"v", 5, row.type);
-        EXPECT_EQ(setup.Get(), 5) << row.type;
         setup.Set(-7);
         EXPECT_EQ(setup.Get(), -7) << row.type;
-        CRegistryKey parent(true), key(true);
-        parent.Open(row.root, row.parent);
-        key.Open(parent, row.key);
+        CRegistryKey root(false), key(true);
+        root.Open(row.root, u"");
+        key.Open(root, row.key);
         EXPECT_EQ(key.QueryStringValue(u"v", u""), u"-7") << row.type;
         key.Close();
-        removeKey(row.root, row.parent);
+        root.DeleteSubKey(row.key);
     }
     SetUserRegistrySection(u"");
     CSetup<int> setup(kPath, u"v", 5, ST_UserSection);
@@ -87,18 +81,11 @@ TEST_F(Setup, ReadsNumbersAndNamesOrTheDefault) {
 TEST_F(Setup, ReadsColorsInBothForms) {
     CSetupColor color(u"", u"v", 0x123456, ST_UserSection);
     const int window = static_cast<int>(GetSysColor(COLOR_WINDOW));
-    const std::pair<const char16_t*, int> rows[] = {{u"R=255, G=0, B=0", 255},
-                                                    {u"b = 1", 65536},
-                                                    {u"R=1,G=2,r=3", 0x203},
-                                                    {u"G=-1,R=257", 0xFF01},
-                                                    {u"", 0},
-                                                    {u"Red=1", 0x123456},
-                                                    {u"R=1,", 0x123456},
-                                                    {u"R=1=2", 0x123456},
-                                                    {u"R=x", 0x123456},
-                                                    {u"Sys=WINDOW", window},
-                                                    {u" sys = window ", window},
-                                                    {u"Sys=CURTAIN", 0x123456}};
+    const std::pair<const char16_t*, int> rows[] = {
+        {u"R=255, G=0, B=0", 255}, {u"b = 1", 65536},  {u"R=1,G=2,r=3", 0x203},
+        {u"G=-1,R=257", 0xFF01},   {u"", 0},           {u"Red=1", 0x123456},
+        {u"R=1,", 0x123456},       {u"R=x", 0x123456}, {u" sys = window ", window},
+        {u"Sys=CURTAIN", 0x123456}};
     for (const auto& [text, expected] : rows)
         EXPECT_EQ(read(color, text), expected) << CUnicodeString(text).CreateString().Ptr();
     color.Set(0x010203);
