@@ -1,7 +1,6 @@
 // The main of every test program: a fresh folder, made current and named to everything that writes files,
 // with a registry of its own; removed when the run ends.
 #include "tests/support/system.h"
-#include "tests/support/test_report.h"
 
 #include <gtest/gtest.h>
 
@@ -32,7 +31,6 @@ void removeFolder(const fs::path& folder) {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    Tarn::ReportTests();
     Tarn::ReplaceDebugger();
     const fs::path folder = makeFreshFolder();
     Tarn::EnterOwnRegistry(folder);
