@@ -26,20 +26,6 @@ LONG CALLBACK heedDebugger(EXCEPTION_POINTERS* pointers) {
     return EXCEPTION_CONTINUE_SEARCH;
 }
 
-HANDLE inheritable(HANDLE handle) {
-    SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
-    return handle;
-}
-
-std::string readToEnd(HANDLE pipe) {
-    std::string all;
-    std::array<char, 4096> part;
-    DWORD size = 0;
-    while (ReadFile(pipe, part.data(), part.size(), &size, nullptr) && size != 0)
-        all.append(part.data(), size);
-    return all;
-}
-
 } // namespace
 
 void SetEnvironment(const char* name, const char* value) {
@@ -71,34 +57,15 @@ void LeaveOwnRegistry() {
 }
 
 CProgramRun RunProgram(const std::string& commandLine) {
-    CProgramRun run{-1, {}};
-    HANDLE input = inheritable(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                           OPEN_EXISTING, 0, nullptr));
-    HANDLE reader = nullptr;
-    HANDLE writer = nullptr;
-    CreatePipe(&reader, &writer, nullptr, 0);
-    STARTUPINFOW start{};
-    start.cb = sizeof(start);
-    start.dwFlags = STARTF_USESTDHANDLES;
-    start.hStdInput = input;
-    start.hStdOutput = start.hStdError = inheritable(writer);
-    PROCESS_INFORMATION process{};
-    std::wstring line = wide(commandLine);
-    const BOOL isStarted = CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW,
-                                          nullptr, nullptr, &start, &process);
-    CloseHandle(input);
-    CloseHandle(writer);
-    if (isStarted) {
-        run.output = readToEnd(reader);
-        WaitForSingleObject(process.hProcess, INFINITE);
-        DWORD exitCode = 0;
-        GetExitCodeProcess(process.hProcess, &exitCode);
-        run.exitCode = static_cast<int>(exitCode);
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-    }
-    CloseHandle(reader);
-    return run;
+    CProgramRun result{-1, {}};
+    std::FILE* const pipe = _wpopen(wide("\"" + commandLine + " <NUL 2>&1\"").c_str(), L"rb");
+    if (pipe == nullptr)
+        return result;
+    std::array<char, 4096> part;
+    while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe))
+        result.output.append(part.data(), size);
+    result.exitCode = _pclose(pipe);
+    return result;
 }
 
 CProgramRun RunProgramWithLittleRoom(const std::string&, int) { return {-1, "no limits here"}; }
