@@ -135,7 +135,6 @@ BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
 BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime);
 
 // Local time. These convert with the bias that is in force now, whatever time they convert.
-void GetSystemTime(SYSTEMTIME* systemTime);
 void GetLocalTime(SYSTEMTIME* localTime);
 /// Both fail (87) for a time that is negative as a signed number. A result that would be is given out.
 BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localTime);

@@ -119,8 +119,6 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime) {
     return TRUE;
 }
 
-void GetSystemTime(SYSTEMTIME* systemTime) { *systemTime = toSystemTime(unitsOfNow()); }
-
 void GetLocalTime(SYSTEMTIME* localTime) {
     const seconds offset = clockOfNow().Offset();
     *localTime = toSystemTime(unitsOfNow() + offset);

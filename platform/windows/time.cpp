@@ -11,8 +11,6 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime) {
     return ::SystemTimeToFileTime(systemTime, fileTime);
 }
 
-void GetSystemTime(SYSTEMTIME* systemTime) { ::GetSystemTime(systemTime); }
-
 void GetLocalTime(SYSTEMTIME* localTime) { ::GetLocalTime(localTime); }
 
 BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localTime) {

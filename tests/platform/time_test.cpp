@@ -1,15 +1,12 @@
 // Local time, the time zone, and the texts of the user's locale.
 #include "tests/platform/codes.h"
 
-#include <cstring>
-#include <ctime>
 #include <set>
 
 namespace {
 
 namespace P = Tarn::Platform;
 using P::expectEach;
-using P::orWines;
 using P::Text;
 using Tarn::Int64;
 using Tarn::UInt64;
@@ -58,38 +55,21 @@ TEST(LocalTime, DiffersByTheZonesBiasOfNow) {
         ASSERT_TRUE(P::LocalFileTimeToFileTime(&local, &back));
         EXPECT_EQ(unitsOf(back), units);
     }
-    SYSTEMTIME gmt, local;
-    FILETIME gmtFile, localFile;
-    P::GetSystemTime(&gmt);
-    P::GetLocalTime(&local);
-    ASSERT_TRUE(P::SystemTimeToFileTime(&gmt, &gmtFile) && P::SystemTimeToFileTime(&local, &localFile));
-    EXPECT_NEAR(static_cast<double>(unitsOf(gmtFile) - unitsOf(localFile)), bias * double(kMinute), kMinute);
-    EXPECT_NEAR(static_cast<double>(unitsOf(gmtFile) / 10'000'000 - 11'644'473'600),
-                double(std::time(nullptr)), 60);
     const FILETIME negative = fileTime(-1);
-    const auto codeOf = [&](auto convert) {
-        return convert(&negative, &localFile) ? DWORD{ERROR_SUCCESS} : P::GetLastError();
-    };
-    for (const auto convert : {P::FileTimeToLocalFileTime, P::LocalFileTimeToFileTime})
-        expectEach(ERROR_INVALID_PARAMETER,
-                   {orWines(ERROR_SUCCESS, ERROR_INVALID_PARAMETER, codeOf(convert))});
+    FILETIME ignored;
+    for (const auto convert : {P::FileTimeToLocalFileTime, P::LocalFileTimeToFileTime}) {
+        const bool isRefused = !convert(&negative, &ignored) && P::GetLastError() == ERROR_INVALID_PARAMETER;
+        EXPECT_TRUE(isRefused || !Tarn::kDocumentedCalls);
+    }
 }
 
-TEST(LocaleTexts, NameDaysAndMonthsAndPictureDates) {
+TEST(LocaleTexts, NameDaysAndMonths) {
     std::set<Text> names;
     const std::pair<LCTYPE, LCTYPE> rows[] = {{LOCALE_SDAYNAME1, 7}, {LOCALE_SMONTHNAME1, 12}};
     for (const auto& [first, count] : rows)
         for (LCTYPE i = 0; i < count; i++)
             names.insert(localeText(first + i));
     EXPECT_EQ(names.size(), 19u);
-    for (const auto& [type, letters] :
-         {std::pair(LOCALE_SSHORTDATE, u"dMy"), std::pair(LOCALE_SLONGDATE, u"dMy"),
-          std::pair(LOCALE_STIMEFORMAT, u"ms")}) {
-        const Text picture = localeText(static_cast<LCTYPE>(type));
-        for (const char16_t letter : Text(letters))
-            EXPECT_NE(picture.find(letter), Text::npos) << type;
-        EXPECT_EQ(picture.find(u'%'), Text::npos);
-    }
     const Text monday = localeText(LOCALE_SDAYNAME1 | LOCALE_NOUSEROVERRIDE);
     const int size = static_cast<int>(monday.size()) + 1;
     char16_t buffer[100];
@@ -120,11 +100,10 @@ TEST(LocaleTexts, WriteDatesAsPicturesSay) {
     };
     for (const auto& [picture, text] : table)
         EXPECT_EQ(dateText(date, picture), text);
-    for (const auto& [flag, type] :
-         {std::pair(DATE_SHORTDATE, LOCALE_SSHORTDATE), std::pair(DATE_LONGDATE, LOCALE_SLONGDATE)})
-        EXPECT_EQ(dateText(date, nullptr, static_cast<DWORD>(flag)),
-                  dateText(date, localeText(static_cast<LCTYPE>(type)).c_str()));
-    EXPECT_EQ(dateText(date, nullptr), dateText(date, nullptr, DATE_SHORTDATE));
+    const std::pair<DWORD, LCTYPE> pictures[] = {
+        {0, LOCALE_SSHORTDATE}, {DATE_SHORTDATE, LOCALE_SSHORTDATE}, {DATE_LONGDATE, LOCALE_SLONGDATE}};
+    for (const auto& [flags, type] : pictures)
+        EXPECT_EQ(dateText(date, nullptr, flags), dateText(date, localeText(type).c_str()));
     const auto code = [](DWORD number) { return u"failure " + Text(1, static_cast<char16_t>(number)); };
     EXPECT_EQ(dateText(date, u"d", DATE_SHORTDATE), code(ERROR_INVALID_FLAGS));
     EXPECT_EQ(dateText(date, nullptr, DATE_SHORTDATE | DATE_LONGDATE), code(ERROR_INVALID_FLAGS));

@@ -4,79 +4,42 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <tuple>
 
 namespace {
 
 namespace P = Tarn::Platform;
 using Text = std::u16string;
 
-class UserTimeZone : public testing::Test {
-protected:
-    ~UserTimeZone() override { unsetenv("TZ"); }
+const Tarn::CCapability kLocaleDefinitions{std::filesystem::exists("/usr/share/i18n/locales/en_US")
+                                               ? nullptr
+                                               : "there are no definitions to make locales from"};
 
-    static DWORD enter(const char* zone, TIME_ZONE_INFORMATION& information) {
+/// The environment that tells of the user, for the length of a test.
+class LocaleOfDates : public testing::Test {
+protected:
+    ~LocaleOfDates() override {
+        for (const char* variable : {"TZ", "LOCPATH", "LC_ALL"})
+            unsetenv(variable);
+    }
+
+    static DWORD enterZone(const char* zone, TIME_ZONE_INFORMATION& information) {
         setenv("TZ", zone, 1);
         return P::GetTimeZoneInformation(&information);
     }
-};
 
-TEST_F(UserTimeZone, TellsOfItsDaylightTime) {
-    TIME_ZONE_INFORMATION zone;
-    EXPECT_EQ(enter("<-0930>9:30", zone), TIME_ZONE_ID_UNKNOWN);
-    EXPECT_EQ(zone.Bias, 570);
-    EXPECT_EQ(Text(zone.StandardName), u"-0930");
-    EXPECT_EQ(zone.DaylightDate.wMonth, 0);
-    const DWORD inEurope = enter("CET-1CEST,M3.5.0,M10.5.0/3", zone);
-    const DWORD inAustralia = enter("AEST-10AEDT,M10.1.0,M4.1.0/3", zone);
-    using namespace std::chrono;
-    const year_month_day today(floor<days>(system_clock::now()));
-    if (today.month() != March && today.month() != October && today.month() != April) {
-        EXPECT_EQ(inEurope, today.month() > March && today.month() < October ? TIME_ZONE_ID_DAYLIGHT
-                                                                             : TIME_ZONE_ID_STANDARD);
-        EXPECT_NE(inEurope, inAustralia);
-    }
-    EXPECT_EQ(zone.Bias, -600);
-    EXPECT_EQ(zone.DaylightBias, -60);
-    EXPECT_EQ(Text(zone.StandardName) + Text(zone.DaylightName), u"AESTAEDT");
-    const auto expectChange = [&](const SYSTEMTIME& date, WORD month, WORD hour) {
-        EXPECT_EQ(date.wYear, static_cast<int>(today.year()));
-        EXPECT_EQ(date.wMonth, month);
-        EXPECT_LE(date.wDay, 7) << "the first";
-        EXPECT_EQ(date.wDayOfWeek, 0) << "Sunday";
-        EXPECT_EQ(date.wHour * 60 + date.wMinute, hour * 60);
-    };
-    expectChange(zone.DaylightDate, 10, 2);
-    expectChange(zone.StandardDate, 4, 3);
-}
-
-/// Locales of the test's own making, so that it needs none to be installed but their definitions.
-class UserFormats : public testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        std::filesystem::create_directory("locales");
-        setenv("LOCPATH", std::filesystem::absolute("locales").c_str(), 1);
-    }
-    static void TearDownTestSuite() {
-        unsetenv("LOCPATH");
-        unsetenv("LC_ALL");
-    }
-
-    void SetUp() override {
-        const bool isThere = std::filesystem::exists("/usr/share/i18n/locales/en_US");
-        const Tarn::CCapability kLocaleDefinitions{isThere ? nullptr
-                                                           : "there are no definitions to make locales from"};
-        TARNKIT_TEST_NEEDS(kLocaleDefinitions);
-    }
+    /// Locales of the test's own making, so that it needs none to be installed but their definitions.
     static void enter(const std::string& locale, const std::string& codeset) {
         const std::string name = locale + "." + codeset;
         const std::string command =
             "LC_ALL=C localedef -i " + locale + " -f " + codeset + " locales/" + name + " >/dev/null 2>&1";
+        std::filesystem::create_directory("locales");
         EXPECT_TRUE(std::filesystem::exists("locales/" + name) || std::system(command.c_str()) == 0)
             << command;
+        setenv("LOCPATH", std::filesystem::absolute("locales").c_str(), 1);
         setenv("LC_ALL", name.c_str(), 1);
     }
     static Text textOf(LCTYPE type) {
@@ -96,7 +59,27 @@ protected:
     }
 };
 
-TEST_F(UserFormats, BecomePictures) {
+TEST_F(LocaleOfDates, TellsOfItsDaylightTime) {
+    TIME_ZONE_INFORMATION zone;
+    EXPECT_EQ(enterZone("<-0930>9:30", zone), TIME_ZONE_ID_UNKNOWN);
+    EXPECT_EQ(zone.Bias, 570);
+    EXPECT_EQ(Text(zone.StandardName), u"-0930");
+    EXPECT_EQ(zone.DaylightDate.wMonth, 0);
+    const DWORD here = enterZone("AEST-10AEDT,M10.1.0,M4.1.0/3", zone);
+    EXPECT_EQ(zone.Bias, -600);
+    EXPECT_EQ(zone.DaylightBias, -60);
+    EXPECT_EQ(Text(zone.StandardName) + Text(zone.DaylightName), u"AESTAEDT");
+    for (const auto& [date, month, hour] :
+         {std::tuple(zone.DaylightDate, 10, 2), std::tuple(zone.StandardDate, 4, 3)}) {
+        EXPECT_EQ(std::tuple(date.wMonth, date.wHour, date.wMinute), std::tuple(month, hour, 0));
+        EXPECT_TRUE(date.wDayOfWeek == 0 && date.wDay <= 7) << "the first Sunday";
+    }
+    EXPECT_EQ(here + enterZone("NST-10NDT,M4.1.0,M10.1.0/3", zone), // the other half of the year
+              TIME_ZONE_ID_STANDARD + TIME_ZONE_ID_DAYLIGHT);
+}
+
+TEST_F(LocaleOfDates, GivesPicturesByItsFormats) {
+    TARNKIT_TEST_NEEDS(kLocaleDefinitions);
     const struct {
         const char* locale;
         const char* codeset;
@@ -117,7 +100,8 @@ TEST_F(UserFormats, BecomePictures) {
     EXPECT_EQ(textOf(LOCALE_SDAYNAME1), u"Monday") << "there is no such locale";
 }
 
-TEST_F(UserFormats, HaveTheNamesAndErasOfTheLocale) {
+TEST_F(LocaleOfDates, GivesItsNamesAndEras) {
+    TARNKIT_TEST_NEEDS(kLocaleDefinitions);
     enter("ru_RU", "KOI8-R");
     EXPECT_EQ(textOf(LOCALE_SDAYNAME1 + 6), u"Воскресенье");
     EXPECT_EQ(textOf(LOCALE_SMONTHNAME1), u"Январь");
