@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <tuple>
 
 namespace Tarn {
 namespace {
@@ -30,14 +31,12 @@ std::string resultOf(auto action) {
 }
 
 TEST(Rational, IsMadeOfTwoTermsWithoutReduction) {
-    const struct {
-        int numerator, denominator;
-        std::string made;
-    } rows[] = {{2, 4, "2/4"},           {3, -6, "-3/6"},          {0, -5, "0/5"},
-                {1, 0, kDivision},       {INT_MIN, 0, kDivision},  {-kMax, -1, "2147483647/1"},
-                {INT_MIN, 1, kOverflow}, {INT_MIN, -1, kOverflow}, {1, INT_MIN, kOverflow}};
-    for (const auto& row : rows)
-        EXPECT_EQ(resultOf([&] { return rational(row.numerator, row.denominator); }), row.made);
+    const std::tuple<int, int, std::string> rows[] = {
+        {2, 4, "2/4"},           {3, -6, "-3/6"},          {0, -5, "0/5"},
+        {1, 0, kDivision},       {INT_MIN, 0, kDivision},  {-kMax, -1, "2147483647/1"},
+        {INT_MIN, 1, kOverflow}, {INT_MIN, -1, kOverflow}, {1, INT_MIN, kOverflow}};
+    for (const auto& [numerator, denominator, made] : rows)
+        EXPECT_EQ(resultOf([n = numerator, d = denominator] { return rational(n, d); }), made);
     EXPECT_EQ(textOf(short{-7}) + textOf(-kMax) + textOf(5L), "-7/1-2147483647/15/1");
     for (const long tooLarge : {long{INT_MIN}, LONG_MIN, sizeof(long) > 4 ? LONG_MAX : LONG_MIN})
         EXPECT_EQ(AssertionOf([&] { rational(tooLarge).Numerator(); }).substr(0, 9), u"rational:");

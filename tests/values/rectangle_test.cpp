@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <ostream>
+#include <utility>
 
 namespace Tarn {
 
@@ -42,17 +43,14 @@ TEST(Rectangle, IsMadeOfPointsAndSizesAndMeasured) {
 }
 
 TEST(Rectangle, ShrinksToNothingButNeverTurnsInsideOut) {
-    const struct {
-        int l, t, r, b;
-        CRect inflated;
-    } rows[] = {{1, 2, 3, 4, CRect(-1, -2, 13, 14)},
-                {-6, -6, -6, -6, CRect(6, 6, 6, 6)},
-                {-2, 0, -9, 0, CRect(2, 0, 2, 10)},
-                {0, -20, 0, 5, CRect(0, 20, 10, 20)}};
-    for (const auto& row : rows) {
+    const std::pair<CRect, CRect> rows[] = {{{-1, -2, -3, -4}, {-1, -2, 13, 14}},
+                                            {{6, 6, 6, 6}, {6, 6, 6, 6}},
+                                            {{2, 0, 9, 0}, {2, 0, 2, 10}},
+                                            {{0, 20, 0, -5}, {0, 20, 10, 20}}};
+    for (const auto& [by, deflated] : rows) {
         CRect r = kSquare;
-        r.DeflateRect(-row.l, -row.t, -row.r, -row.b);
-        EXPECT_EQ(r, row.inflated);
+        r.DeflateRect(by.left, by.top, by.right, by.bottom);
+        EXPECT_EQ(r, deflated);
     }
     CRect r = kSquare;
     r.InflateRect(CSize(1, 2));

@@ -80,19 +80,15 @@ TEST_F(LocaleOfDates, TellsOfItsDaylightTime) {
 
 TEST_F(LocaleOfDates, GivesPicturesByItsFormats) {
     TARNKIT_TEST_NEEDS(kLocaleDefinitions);
-    const struct {
-        const char* locale;
-        const char* codeset;
-        const char16_t* expected;
-    } table[] = {
+    const std::tuple<const char*, const char*, const char16_t*> table[] = {
         {"en_US", "UTF-8", u"MM/dd/yyyy|dddd dd MMMM yyyy|hh:mm:ss tt"},
         {"cs_CZ", "ISO-8859-2", u"d.M.yyyy|dddd d. MMMM yyyy|HH:mm:ss"},
         {"lt_LT", "UTF-8", u"yyyy-MM-dd|yyyy 'm'. MMMM dd 'd'.|HH:mm:ss"},
         {"ja_JP", "EUC-JP", u"yyyy年MM月dd日|yyyy年MM月dd日|HH時mm分ss秒"},
     };
-    for (const auto& c : table) {
-        enter(c.locale, c.codeset);
-        EXPECT_EQ(pictures(), c.expected) << c.locale;
+    for (const auto& [locale, codeset, expected] : table) {
+        enter(locale, codeset);
+        EXPECT_EQ(pictures(), expected) << locale;
     }
     setenv("LC_ALL", "C", 1);
     EXPECT_EQ(pictures(), u"MM/dd/yy|dddd MMMM d yyyy|HH:mm:ss");
