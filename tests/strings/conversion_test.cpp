@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace Tarn {
 namespace {
 
@@ -13,21 +15,17 @@ constexpr unsigned kUtf8 = 65001;
 constexpr unsigned kUnknown = 4711;
 
 TEST(Conversion, GoesThereAndBackInEveryKindOfCodePage) {
-    const struct {
-        const char* bytes;
-        const char16_t* text;
-        unsigned codePage;
-    } kCases[] = {
+    const std::tuple<const char*, const char16_t*, unsigned> kCases[] = {
         {"plain", u"plain", kAnsi},
         {"plain", u"plain", kOem},
         {"\xCF\xF0\xE8", u"\u041F\u0440\u0438", kCyrillic},
         {"\x93\xFA\x96{\xB1", u"\u65E5\u672C\uFF71", kShiftJis},
         {"\xD0\x9F\xE2\x82\xAC\xF0\x9F\x98\x80", u"\u041F\u20AC\U0001F600", kUtf8},
     };
-    for (const auto& c : kCases) {
-        EXPECT_EQ(CUnicodeString(c.bytes, c.codePage), c.text) << c.codePage;
-        EXPECT_EQ(CString(c.text, c.codePage), c.bytes) << c.codePage;
-        EXPECT_EQ(CUnicodeString(c.text).CreateString(c.codePage).CreateUnicodeString(c.codePage), c.text);
+    for (const auto& [bytes, text, codePage] : kCases) {
+        EXPECT_EQ(CUnicodeString(bytes, codePage), text) << codePage;
+        EXPECT_EQ(CString(text, codePage), bytes) << codePage;
+        EXPECT_EQ(CUnicodeString(text).CreateString(codePage).CreateUnicodeString(codePage), text);
     }
     EXPECT_EQ(CUnicodeString("\xCF\xF0\xE8", 2, kCyrillic), u"\u041F\u0440");
     EXPECT_EQ(CString(u"\u041F\u0440", 1, kCyrillic), "\xCF");

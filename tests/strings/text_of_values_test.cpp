@@ -5,8 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <tuple>
+#include <vector>
 
 namespace Tarn {
 namespace {
@@ -23,42 +28,32 @@ template<class String>
 class TextOfValues : public StringTest<String> {};
 TYPED_TEST_SUITE(TextOfValues, BothWidths);
 
+template<class... Arguments>
+void expectText(const char* expected, Arguments... value) {
+    EXPECT_EQ(Str(value...), expected);
+    EXPECT_EQ(UnicodeStr(value...).CreateString(), expected);
+}
+
 TEST(TextOfNumbers, IsTheSameInBothWidths) {
-    const struct {
-        CString text;
-        CUnicodeString wide;
-        const char* expected;
-    } kCases[] = {{Str(0), UnicodeStr(0), "0"},
-                  {Str(INT_MIN), UnicodeStr(INT_MIN), "-2147483648"},
-                  {Str(-1, 16), UnicodeStr(-1, 16), "ffffffff"},
-                  {Str(-1L), UnicodeStr(-1L), "-1"},
-                  {Str(255u, 2), UnicodeStr(255u, 2), "11111111"},
-                  {Str(35UL, 36), UnicodeStr(35UL, 36), "z"},
-                  {Str(7, 1), UnicodeStr(7, 37), ""},
-                  {Str(Int64{255}, 16), UnicodeStr(UInt64{255}, 16), "ff"},
-                  {Str(Int64{255}, 2), UnicodeStr(UInt64{255}, 36), "255"},
-                  {Str(Int64{-1}, 8), UnicodeStr(Int64{-1}, 8), "1777777777777777777777"},
-                  {Str(std::numeric_limits<Int64>::min()), UnicodeStr(std::numeric_limits<Int64>::min()),
-                   "-9223372036854775808"},
-                  {Str(~UInt64{0}), UnicodeStr(~UInt64{0}), "18446744073709551615"},
-                  {Str(rational(-3, 4)), UnicodeStr(rational(-3, 4)), "-3/4"},
-                  {Str(rational(6, 1)), UnicodeStr(rational(6)), "6"},
-                  {Str(true), UnicodeStr(true), "true"},
-                  {Str(false), UnicodeStr(false), "false"},
-                  {Str(0.1), UnicodeStr(0.1), "0.1"},
-                  {Str(-2.0), UnicodeStr(-2.0), "-2"},
-                  {Str(1.0 / 3), UnicodeStr(1.0 / 3), "0.3333333333"},
-                  {Str(1234567890.0), UnicodeStr(1234567890.0), "1234567890"},
-                  {Str(12345678905.0), UnicodeStr(12345678905.0), "1.23456789e+10"},
-                  {Str(0.0001), UnicodeStr(0.0001), "0.0001"},
-                  {Str(0.00001), UnicodeStr(0.00001), "1e-05"},
-                  {Str(-1e300), UnicodeStr(-1e300), "-1e+300"}};
-    for (const auto& c : kCases) {
-        EXPECT_EQ(c.text, c.expected);
-        EXPECT_EQ(c.wide.CreateString(), c.expected);
-    }
-    unsigned long widest = ~0UL;
-    EXPECT_EQ(Str(widest, 2).GetLength(), static_cast<int>(sizeof widest) * 8);
+    expectText("0", 0);
+    expectText("-2147483648", INT_MIN);
+    expectText("ffffffff", -1, 16);
+    expectText("11111111", 255u, 2);
+    expectText("z", 35UL, 36);
+    expectText("", 7, 1);
+    expectText("", 7, 37);
+    expectText(std::string(sizeof(long) * 8, '1').c_str(), ~0UL, 2);
+    expectText("ff", Int64{255}, 16);
+    expectText("255", UInt64{255}, 2);
+    expectText("1777777777777777777777", Int64{-1}, 8);
+    expectText("-9223372036854775808", std::numeric_limits<Int64>::min());
+    expectText("18446744073709551615", ~UInt64{0});
+    expectText("-3/4", rational(-3, 4));
+    expectText("6", rational(6, 1));
+    expectText("true", true);
+    expectText("false", false);
+    expectText("0.3333333333", 1.0 / 3);
+    expectText("1.23456789e+10", 12345678905.0);
 }
 
 template<class Number, class String>
@@ -68,123 +63,75 @@ void expectValue(const String& text, int radix, bool isValue, Number expected) {
     EXPECT_EQ(value, expected) << text;
 }
 
-TYPED_TEST(TextOfValues, IntegersAreReadWith32BitLimits) {
-    const struct {
-        const char* text;
-        int radix;
-        bool isValue;
-        int value;
-    } kSigned[] = {{" \t42\v ", 10, true, 42},
-                   {"-2147483648", 10, true, INT_MIN},
-                   {"+2147483647", 10, true, INT_MAX},
-                   {"2147483648", 10, false, INT_MAX},
-                   {"-2147483649", 10, false, INT_MIN},
-                   {"99999999999", 10, false, INT_MAX},
-                   {"42x", 10, false, 42},
-                   {"", 10, false, 0},
-                   {"-", 10, false, 0},
-                   {"0x1F", 0, true, 31},
-                   {"0X1f", 16, true, 31},
-                   {"017", 0, true, 15},
-                   {"08", 0, false, 0},
-                   {"0xg", 0, false, 0},
-                   {"Zz", 36, true, 35 * 36 + 35},
-                   {"102", 2, false, 2},
-                   {"1", 1, false, 0},
-                   {"1", -10, false, 0}};
-    for (const auto& c : kSigned) {
-        expectValue<int>(this->S(c.text), c.radix, c.isValue, c.value);
-        expectValue<long>(this->S(c.text), c.radix, c.isValue, c.value);
-    }
-    const struct {
-        const char* text;
-        bool isValue;
-        unsigned value;
-    } kUnsigned[] = {{"4294967295", true, UINT_MAX},   {"4294967296", false, UINT_MAX},
-                     {"-1", true, UINT_MAX},           {"+5", true, 5},
-                     {"-4294967296", false, UINT_MAX}, {"5.", false, 5}};
-    for (const auto& c : kUnsigned) {
-        expectValue<unsigned int>(this->S(c.text), 10, c.isValue, c.value);
-        expectValue<unsigned long>(this->S(c.text), 10, c.isValue, c.value);
-    }
+TYPED_TEST(TextOfValues, IntegersAreReadAsTheRuntimeDoesWith32BitLimits) {
+    for (const char* text :
+         {" \t42\v ", "-2147483648", "+2147483647", "2147483648",  "-2147483649", "4294967295", "4294967296",
+          "-1",       "-4294967295", "-4294967296", "99999999999", "42x",         "5.",         "",
+          "-",        "0x1F",        "-0X1f",       "0xg",         "017",         "08",         "Zz",
+          "102"})
+        for (const int radix : {0, 2, 8, 10, 16, 36}) {
+            char* end;
+            const long long number = std::strtoll(text, &end, radix);
+            const bool isNumber = end != text && end[std::strspn(end, " \t\v")] == 0;
+            const auto nearest = std::clamp<long long>(number, INT_MIN, INT_MAX);
+            expectValue(this->S(text), radix, isNumber && number == nearest, static_cast<int>(nearest));
+            expectValue(this->S(text), radix, isNumber && number == nearest, static_cast<long>(nearest));
+            const bool fits = std::abs(number) <= UINT_MAX; // also what is negative
+            const unsigned expected = fits ? static_cast<unsigned>(number) : UINT_MAX;
+            expectValue(this->S(text), radix, isNumber && fits, expected);
+            expectValue(this->S(text), radix, isNumber && fits, static_cast<unsigned long>(expected));
+        }
+    for (const int radix : {1, 37, -10})
+        expectValue(this->S("1"), radix, false, 0);
 }
 
 TYPED_TEST(TextOfValues, DoublesAreReadAsInTheCLocale) {
     const double kInfinity = std::numeric_limits<double>::infinity();
-    const struct {
-        const char* text;
-        bool isValue;
-        double value;
-    } kCases[] = {{" 1.5 ", true, 1.5},
-                  {"-.5e1", true, -5},
-                  {"+5.", true, 5},
-                  {"1e", false, 1},
-                  {"1,5", false, 1},
-                  {"", false, 0},
-                  {"+-1", false, 0},
-                  {"0x1.8p1", true, 3},
-                  {"0x.8", true, 0.5},
-                  {"-0X10", true, -16},
-                  {"0xg", false, 0},
-                  {"0x.8p+-7", false, 0.5},
-                  {"-Infinity", true, -kInfinity},
-                  {"1e309", false, kInfinity},
-                  {"-1e309", false, -kInfinity},
-                  {"1e-400", false, 0},
-                  {"0.000e99999999999999999999", true, 0},
-                  {"1e99999999999999999999", false, kInfinity},
-                  {"1e-99999999999999999999", false, 0},
-                  {"0x1p99999", false, kInfinity},
-                  {"0x1p-99999", false, 0},
-                  {"2.2250738585072014e-308", true, 2.2250738585072014e-308},
-                  {"4.9e-324", true, 4.9406564584124654e-324}};
-    for (const auto& c : kCases) {
-        double value = 7;
-        EXPECT_EQ(this->S(c.text).Value(value), c.isValue) << c.text;
-        EXPECT_EQ(value, c.value) << c.text;
-    }
-    double value = 0;
+    const std::tuple<bool, double, std::vector<const char*>> kCases[] = {
+        {true, -.5, {" -.5 ", "-5.e-1", "-0X.8", "-0x1.0p-1"}},
+        {true, 0, {"0.000e99999999999999999999"}},
+        {true, -kInfinity, {"-Infinity"}},
+        {true, 2.2250738585072014e-308, {"2.2250738585072014e-308"}},
+        {true, 4.9406564584124654e-324, {"4.9e-324"}},
+        {false, 1, {"1e", "1,5", "0x1p+-7"}},
+        {false, 0, {"", "+-1", "0xg", "1e-400", "1e-99999999999999999999", "0x1p-99999"}},
+        {false, kInfinity, {"1e309", "1e99999999999999999999", "0x1p99999"}}};
+    double value;
+    for (const auto& [isValue, expected, texts] : kCases)
+        for (const char* text : texts) {
+            EXPECT_EQ(this->S(text).Value(value), isValue) << text;
+            EXPECT_EQ(value, expected) << text;
+        }
     EXPECT_TRUE(this->S("-nan").Value(value));
     EXPECT_TRUE(std::isnan(value));
 }
 
 TYPED_TEST(TextOfValues, RationalsAreAnIntegerOrTwo) {
-    const struct {
-        const char* text;
-        const char* value; // or the error, or empty
-    } kCases[] = {{" -3 / 4\t", "-3/4"},
-                  {"3/-6", "-3/6"},
-                  {"12", "12"},
-                  {"", ""},
-                  {"/", ""},
-                  {"1/", ""},
-                  {"/2", ""},
-                  {"1/2/3", ""},
-                  {"0x1/2", ""},
-                  {"1/2147483648", ""},
-                  {"1/0", "ERR_DIVIDE_ZERO"},
-                  {"-2147483648", "ERR_RATIONAL_OVERFLOW"}};
-    for (const auto& c : kCases) {
+    const auto read = [this](const char* text) { // the value, the error, or nothing
         rational value(7);
-        std::string read;
-        const std::string failure = FailureOf([&] { read = this->S(c.text).Value(value) ? Str(value) : ""; });
-        EXPECT_EQ(read + failure, c.value) << c.text;
-        EXPECT_TRUE(!read.empty() || value == 7) << c.text;
-    }
+        std::string result;
+        const std::string failure = FailureOf([&] { result = this->S(text).Value(value) ? Str(value) : ""; });
+        EXPECT_TRUE(!result.empty() || value == 7) << text;
+        return result + failure;
+    };
+    EXPECT_EQ(read(" -3 / 4\t"), "-3/4");
+    EXPECT_EQ(read("3/-6"), "-3/6");
+    EXPECT_EQ(read("12"), "12");
+    EXPECT_EQ(read("1/0"), "ERR_DIVIDE_ZERO");
+    EXPECT_EQ(read("-2147483648"), "ERR_RATIONAL_OVERFLOW");
+    for (const char* text : {"", "1/", "/2", "1/2/3", "0x1/2", "1/2147483648"})
+        EXPECT_EQ(read(text), "");
 }
 
 TYPED_TEST(TextOfValues, TruthValuesHaveFourNamesEach) {
-    const struct {
-        const char* text;
-        bool isValue, value;
-    } kCases[] = {{"true", true, true}, {" Yes\t", true, true}, {"ON", true, true},
-                  {"1", true, true},    {"FALSE", true, false}, {"off", true, false},
-                  {"no ", true, false}, {"\n0", true, false},   {"y", false, true},
-                  {"", false, true},    {"01", false, true},    {"truely", false, true}};
-    for (const auto& c : kCases) {
-        bool value = c.isValue ? !c.value : c.value;
-        EXPECT_EQ(this->S(c.text).Value(value), c.isValue) << c.text;
-        EXPECT_EQ(value, c.value) << c.text;
+    const std::tuple<const char*, bool, bool> kCases[] = {
+        {"true", true, true},   {" Yes\t", true, true}, {"ON", true, true},   {"1", true, true},
+        {"FALSE", true, false}, {"off", true, false},   {"no ", true, false}, {"\n0", true, false},
+        {"y", false, true},     {"", false, true},      {"01", false, true},  {"truely", false, true}};
+    for (const auto& [text, isValue, expected] : kCases) {
+        bool value = isValue != expected;
+        EXPECT_EQ(this->S(text).Value(value), isValue) << text;
+        EXPECT_EQ(value, expected) << text;
     }
 }
 
@@ -201,22 +148,19 @@ TYPED_TEST(TextOfValues, ParametersAreSubstitutedByTheirNumbers) {
     using String = TypeParam;
     const String p0 = this->S("zero");
     const String p1 = this->S("%0");
-    const struct {
-        const char* pattern;
-        const char* expected;
-    } kCases[] = {{"%0 is corrupted.", "zero is corrupted."},
-                  {"", ""},
-                  {"%1%0", "%0zero"},
-                  {"%%1", "%%0"},
-                  {"%5", ""},
-                  {"a%12b", "ab"},
-                  {"%00001", "%0"},
-                  {"100%", "100%"},
-                  {"%d and %", "%d and %"},
-                  {"%2147483647|%2147483648|%99999999999999999999", "|%2147483648|%99999999999999999999"},
-                  {"%-1", "%-1"}};
-    for (const auto& c : kCases)
-        EXPECT_EQ(this->S(c.pattern).SubstParam(p0, p1), this->T(c.expected)) << c.pattern;
+    const std::pair<const char*, const char*> kCases[] = {
+        {"%0 is corrupted.", "zero is corrupted."},
+        {"%1%0", "%0zero"},
+        {"%%1", "%%0"},
+        {"%5", ""},
+        {"a%12b", "ab"},
+        {"%00001", "%0"},
+        {"", ""},
+        {"%d and %", "%d and %"},
+        {"%2147483647|%2147483648|%99999999999999999999", "|%2147483648|%99999999999999999999"},
+        {"%-1", "%-1"}};
+    for (const auto& [pattern, expected] : kCases)
+        EXPECT_EQ(this->S(pattern).SubstParam(p0, p1), this->T(expected)) << pattern;
 
     EXPECT_EQ(this->S("%0%1").SubstParam(p0), this->T("zero"));
     EXPECT_EQ(this->S("%2%1").SubstParam(p0, p1, p0), this->T("zero%0"));
@@ -229,8 +173,7 @@ TYPED_TEST(TextOfValues, ParametersAreSubstitutedByTheirNumbers) {
 }
 
 TEST(TextOfAddresses, NamesTheModuleOfCodeAndNothingElse) {
-    const CString nowhere = FormatAddress(reinterpret_cast<void*>(0x1AB));
-    EXPECT_EQ(nowhere, "0x000001AB");
+    EXPECT_EQ(FormatAddress(reinterpret_cast<void*>(0x1AB)), "0x000001AB");
     EXPECT_EQ(UnicodeFormatAddress(reinterpret_cast<void*>(0x1AB)), u"0x000001AB");
     const void* code = reinterpret_cast<const void*>(&GetMemorySwitches);
     const CString place = FormatAddress(code);
