@@ -1,18 +1,16 @@
+#include "tests/files/support.h"
 #include "tools/compare_ports/comparison.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
 namespace {
 
 /// What a comparison tells, after "same: " or "different: ".
-std::string compare(const std::string& a, const std::string& b, const std::string& explanations) {
-    std::ofstream("a", std::ios::binary) << a;
-    std::ofstream("b", std::ios::binary) << b;
-    std::ofstream("explanations", std::ios::binary) << explanations;
+std::string compare(const Tarn::Bytes& a, const Tarn::Bytes& b, const Tarn::Bytes& explanations) {
+    Tarn::WriteBytes("a", a);
+    Tarn::WriteBytes("b", b);
+    Tarn::WriteBytes("explanations", explanations);
     std::ostringstream report;
     const bool isSame = compare_ports::Compare("a", "b", "explanations", report);
     return (isSame ? "same: " : "different: ") + report.str();
