@@ -4,9 +4,9 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
-# What building and testing take, beyond a Debian base system.
-build_packages=(g++ cmake ninja-build libsqlite3-dev)
-test_packages=(libgtest-dev clang-format git locales)
+# What building and testing take, beyond a Debian base system. Whatever is built, the tests are configured with it.
+build_packages=(g++ cmake ninja-build libsqlite3-dev libgtest-dev)
+test_packages=(clang-format git locales)
 
 # as_root COMMAND...: fails where this user may not.
 as_root() {
