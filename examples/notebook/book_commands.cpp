@@ -7,6 +7,7 @@
 #include "text_files.h"
 
 #include <tarnkit/exceptions.h>
+#include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 #include <tarnkit/memory_file.h>
 #include <tarnkit/text_of_values.h>
@@ -122,8 +123,10 @@ void showNote(const CBookCommand& command) {
 void exportNote(const CBookCommand& command) {
     const CUnicodeString& fileName = command.words[1];
     const unsigned codePage = command.arguments.CodePage();
+    // Open until the end: the note must not take the place of its book, under whatever name.
+    CFile file(command.bookName, CFile::ForReading | CFile::DenyWrite);
     CBook book;
-    book.Load(command.bookName);
+    book.Load(file);
     const CUnicodeString& text = findNote(book, command.bookName, command.words[0]).Text;
     if (command.arguments.IsDryRun()) {
         const int size = MeasureExport(fileName, text, codePage);

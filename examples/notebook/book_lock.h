@@ -8,10 +8,13 @@
 class CBookLock {
 public:
     explicit CBookLock(const Tarn::CUnicodeString& bookName)
-        : name(bookName + u".lock"), file(name, Tarn::CFile::ForWriting | Tarn::CFile::Create) {}
+        : name(bookName + u".lock"),
+          file(name, Tarn::CFile::ForWriting | Tarn::CFile::Create | Tarn::CFile::KeepContents),
+          isEmpty(file.GetLength() == 0) {}
     ~CBookLock() {
         file.Abort();
-        Tarn::FileSystem::RemoveIgnoreErrors(name);
+        if (isEmpty) // else it is a file of the user's that happens to have the name
+            Tarn::FileSystem::RemoveIgnoreErrors(name);
     }
     CBookLock(const CBookLock&) = delete;
     CBookLock& operator=(const CBookLock&) = delete;
@@ -19,4 +22,5 @@ public:
 private:
     Tarn::CUnicodeString name;
     Tarn::CFile file;
+    bool isEmpty;
 };

@@ -8,6 +8,7 @@ extern Tarn::CError ERR_NOTEBOOK_BAD_NUMBER;
 extern Tarn::CError ERR_NOTEBOOK_BAD_CODE_PAGE;
 extern Tarn::CError ERR_NOTEBOOK_BAD_COLOR;
 extern Tarn::CError ERR_NOTEBOOK_BAD_LANGUAGE;
+extern Tarn::CError ERR_NOTEBOOK_BAD_LOG;
 extern Tarn::CError ERR_NOTEBOOK_BAD_ORDER;
 extern Tarn::CError ERR_NOTEBOOK_BAD_SETTING;
 extern Tarn::CError ERR_NOTEBOOK_BAD_TIME;

@@ -21,6 +21,7 @@
 #include "setting_commands.h"
 
 #include <tarnkit/exceptions.h>
+#include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/message_handlers.h>
@@ -42,6 +43,21 @@ void enterUsersFolder() {
     FileSystem::ChangeDir(folder.u16string().c_str());
 }
 
+// A log is text in UTF-16. Anything else, such as a book, would be spoilt by what is added to it.
+void checkLog(const CUnicodeString& name) {
+    constexpr unsigned short kByteOrderMark = 0xFEFF;
+    CFile log(name, CFile::ForReading | CFile::DenyNone | CFile::Create | CFile::KeepContents);
+    if (log.GetLength() > 0 && log.ReadWord() != kByteOrderMark)
+        GenCheck(ERR_NOTEBOOK_BAD_LOG, name);
+}
+
+// Settings have nothing to try.
+bool execute(const CArguments& arguments, CSettings& settings) {
+    return arguments.AreUnderstood() &&
+           (ExecuteBookCommand(arguments, settings) ||
+            (!arguments.IsDryRun() && ExecuteSettingCommand(arguments.Words(), settings)));
+}
+
 // Runs the command and shows what goes wrong, in a log when the user named one.
 bool runAndReport(const CArray<CUnicodeString>& argumentList) {
     std::optional<CFileMessageHandler> log;
@@ -51,12 +67,15 @@ bool runAndReport(const CArray<CUnicodeString>& argumentList) {
         CArguments arguments(argumentList);
         CSettings settings(arguments.Profile());
         SelectLanguage(arguments.Language(), settings);
-        if (!arguments.LogName().IsEmpty())
+        if (!arguments.LogName().IsEmpty()) {
+            checkLog(arguments.LogName());
             logging.emplace(&log.emplace(arguments.LogName()), true, false);
+        }
         arguments.ReadIniFile();
-        if (!arguments.AreUnderstood() ||
-            (!ExecuteBookCommand(arguments, settings) && !ExecuteSettingCommand(arguments.Words(), settings)))
+        if (!execute(arguments, settings))
             GenCheck(ERR_NOTEBOOK_USAGE);
+        if (!Console::IsAllPrinted())
+            ThrowFileException(CFileException::generic, u"stdout");
         return true;
     } catch (CException* e) {
         Warning(e);
@@ -77,5 +96,5 @@ int main(int argc, char** argv) {
     const bool isDone = Initialize(u"Software\\Velmora\\Notebook", u"Software\\Velmora\\Notebook") &&
                         runAndReport(Console::Arguments(argc, argv));
     Clean();
-    return isDone && Console::IsAllPrinted() ? 0 : 1;
+    return isDone ? 0 : 1;
 }

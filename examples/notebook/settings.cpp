@@ -50,9 +50,12 @@ void CSettings::Forget() {
     const CUnicodeString sectionName = GetUserRegistrySection();
     CRegistryKey section(false);
     section.Open(HKEY_CURRENT_USER, sectionName);
-    section.DeleteSubKey(key);
-    CRegistryKey left(true);
-    left.Open(section, key);
-    if (left.IsValid())
-        GenCheck(ERR_CANT_WRITE_TO_REGISTRY, u"HKEY_CURRENT_USER", sectionName + u"\\" + key);
+    if (section.IsValid()) {
+        section.DeleteSubKey(key);
+        CRegistryKey left(true);
+        left.Open(section, key);
+        if (!left.IsValid())
+            return;
+    }
+    GenCheck(ERR_CANT_WRITE_TO_REGISTRY, u"HKEY_CURRENT_USER", sectionName + u"\\" + key);
 }
