@@ -70,6 +70,8 @@ public:
     /// Stores a `REG_SZ` value with its terminator.
     bool SetStringValue(const char16_t* valueName, const char16_t* value);
 
+    // Deleting asserts on a closed or read-only key.
+
     void DeleteValue(const char16_t* valueName);
 
     /// Deletes a sub-key with everything below it. The last error tells whether the key is gone: 87, and
