@@ -47,7 +47,6 @@ protected:
 };
 
 TEST_F(Reporting, ThrowsWhereItMayAndShowsInsideAStaticPart) {
-    SetAppTitle(u"Title");
     BeginStaticPart();
     BeginStaticPart();
     assertHere();
@@ -65,12 +64,10 @@ TEST_F(Reporting, ThrowsWhereItMayAndShowsInsideAStaticPart) {
     CThrowingSwitcher off(false);
     failInSystem();
     EXPECT_NE(thrownBy<CFileException>([] { ThrowFileException(5, u"f"); }), u"nothing");
-    SetAppTitle(u"");
     ASSERT_EQ(handler.shown.size(), 3u);
     EXPECT_EQ(handler.shown[0].text, u"Internal Program Error:\nAssertion failed: ()\nSource, 12.");
     EXPECT_EQ(handler.shown[1].text, u"ERR_OF_THIS_TEST one  ");
     EXPECT_EQ(handler.shown[2].text, denied.MessageText().Ptr());
-    EXPECT_EQ(handler.shown[2].caption, u"Title");
     EXPECT_EQ(handler.shown[2].flags, kStopIcon);
 }
 

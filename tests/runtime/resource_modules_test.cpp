@@ -39,7 +39,7 @@ protected:
         std::filesystem::create_directory(folder / "Res6.dll");
     }
 
-    void addFamily() { AddResourcePrefix(ToText(folder), u"Res"); }
+    void addFamily() { AddResourcePrefix(NameOf(folder), u"Res"); }
 };
 
 TEST_F(Languages, AreFoundAndNamedAtTheStart) {
@@ -61,7 +61,7 @@ TEST_F(Languages, StartWithThatOfTheSystem) {
         SetEnvironment("LC_ALL", locale);
         const int systemLanguage = Platform::GetSystemDefaultLangID() & 0x3FF;
         addFamily();
-        AddResourcePrefix(ToText(folder), u"Port");
+        AddResourcePrefix(NameOf(folder), u"Port");
         ASSERT_TRUE(Initialize(nullptr, nullptr));
         EXPECT_EQ(GetCurrentLanguageCode(), systemLanguage == 7 ? 2 : systemLanguage == 22 ? 27 : 1);
         Clean();
@@ -89,15 +89,10 @@ TEST_F(Languages, ChangeWhileTheProgramRuns) {
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"TEST_GREETING");
 }
 
-TEST_F(Languages, TranslateTheLibraryItself) {
+TEST_F(Languages, AreFoundBesideTheProgramWhenNoFolderIsNamed) {
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     AddResourcePrefix(nullptr, u"Tarnkit");
     EXPECT_EQ(languageCodes(), (std::vector{0, 1, 2}));
-    SetCurrentLanguageCode(2);
-    EXPECT_EQ(ERR_FILE_NOT_FOUND.SubstParam(u"x"), u"x wurde nicht gefunden.");
-    EXPECT_EQ(ERR_FILE_NOT_FOUND.UnicodeStr(1),
-              u"\u0424\u0430\u0439\u043B %0 \u043D\u0435 \u043D\u0430\u0439\u0434\u0435\u043D.");
-    EXPECT_EQ(MessageID(ERR_FILE_NOT_FOUND), 4118);
 }
 
 TEST(LanguageTable, FollowsTheLanguagesOfTheSystem) {
@@ -122,7 +117,7 @@ TEST_F(ResourceModules, AreAskedForNamesFromTheLastToTheFirst) {
     AddResourceModule(copyModule("Res2.dll", "two.dll"));
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"Hallo %0");
     AddResourceModule(russian);
-    AddResourceModule(ToText(folder / "missing.dll"));
+    AddResourceModule(NameOf(folder / "missing.dll"));
     AddResourceModule(copyModule("Bare.dll", "bare.dll"));
     EXPECT_EQ(TEST_GREETING.SubstParam(u"-"), u"\u041F\u0440\u0438\u0432\u0435\u0442, -");
     EXPECT_EQ(CMessage(u"TEST_TEXTLESS", 0).SubstParam(u"-"), u"TEST_TEXTLESS -") << "has no text";
@@ -133,7 +128,7 @@ TEST_F(ResourceModules, AreAskedForNamesFromTheLastToTheFirst) {
 
 TEST_F(ResourceModules, AreSearchedForResourcesLanguageFirst) {
     copyModule("Res2.dll", "Res2.dll");
-    AddResourcePrefix(ToText(folder), u"Res");
+    AddResourcePrefix(NameOf(folder), u"Res");
     AddResourceModule(GetThisModule());
     const int greeting = MessageID(TEST_GREETING);
     EXPECT_EQ(FindResourceW(ResourceId(greeting), ResourceId(kString)), GetThisModule());

@@ -2,23 +2,10 @@
 #pragma once
 
 #include "tests/errors/reports.h"
+#include "tests/files/support.h"
 #include "tests/support/assertion.h"
 
-#include <tarnkit/lifecycle.h>
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <ostream>
-#include <string>
-
 namespace Tarn {
-
-inline std::ostream& operator<<(std::ostream& stream, const CUnicodeString& text) {
-    return stream << text.CreateString(65001).Ptr();
-}
-
-inline CUnicodeString ToText(const std::filesystem::path& path) { return path.u16string().c_str(); }
 
 class WithModules : public testing::Test {
 protected:
@@ -32,11 +19,11 @@ protected:
 
     /// A copy of a built module under a name in the test's own folder.
     CUnicodeString copyModule(const char* module, const char* name) {
-        std::filesystem::copy_file(std::filesystem::path(TEST_MODULES) / module, folder / name);
-        return ToText(folder / name);
+        std::filesystem::copy_file(Path(TEST_MODULES) / module, folder / name);
+        return NameOf(folder / name);
     }
 
-    const std::filesystem::path folder = std::filesystem::current_path() / "modules";
+    const Path folder = std::filesystem::current_path() / "modules";
     CRecordingHandler handler;
     CMessageHandlerSwitcher switcher{&handler};
 };

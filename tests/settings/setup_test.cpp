@@ -62,15 +62,10 @@ TEST_F(Setup, LivesWhereItsTypeSays) {
     EXPECT_EQ(CSetup<int>(kPath, u"v", 5, ST_CurrentUser).Get(), 8);
 }
 
-TEST_F(Setup, ReadsNumbersAndNamesOrTheDefault) {
-    const CSetup<int> number(u"", u"v", 5, ST_UserSection);
-    EXPECT_EQ(read(CSetup<int>(number), u" 12 "), 12);
-    EXPECT_EQ(read(CSetup<int>(number), u"12 apples"), 5);
+TEST_F(Setup, ReadsNamesOrTheDefault) {
     CSetupEnum size(u"", u"v", 1, kSizes, ST_UserSection);
     EXPECT_EQ(read(size, u"lARGE"), 3);
     EXPECT_EQ(read(size, u"huge "), 1);
-    size.Set(3);
-    EXPECT_EQ(stored(), u"Large");
     EXPECT_EQ(AssertionOf([&] { size.Set(2); }), u"SETUP:180");
     EXPECT_EQ(AssertionOf([] { CSetupEnum(u"", u"", 2, kSizes, ST_UserSection).Get(); }), u"SETUP:180");
     EXPECT_EQ(AssertionOf([] { CSetupEnum(u"", u"", 1, nullptr, ST_UserSection); }), u"SETUP:165");
