@@ -69,14 +69,14 @@ TEST(List, LinksAndUnlinksAtTheEndsAndBetween) {
     delete list.First();
     delete list.First()->Next();
     other.AddTreeLast(list);
-    expectNumbers(list, {});
     list.AddTreeLast(list);
+    expectNumbers(list, {});
     list.AddLast(new CItem(6));
     list.AddTreeFirst(other);
     list.AddTreeFirst(other);
-    list.AddTreeLast(list);
-    other.AddLast(new CItem(7));
+    other.AddFirst(new CItem(7));
     list.AddTreeLast(other);
+    list.AddTreeFirst(list);
     expectNumbers(list, {1, 3, 4, 6, 7});
 }
 

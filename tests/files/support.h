@@ -4,6 +4,7 @@
 #include "tests/support/failure.h"
 
 #include <tarnkit/file_system.h>
+#include <tarnkit/memory_file.h>
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,10 @@ using Bytes = std::string;
 inline Bytes BytesOf(const Path& file) {
     std::ifstream stream(file, std::ios::binary);
     return Bytes(std::istreambuf_iterator<char>(stream), {});
+}
+
+inline Bytes BytesOf(const CMemoryFile& file) {
+    return {reinterpret_cast<const char*>(file.GetBufferPtr()), std::size_t(file.GetLength())};
 }
 
 inline void WriteBytes(const Path& file, const Bytes& bytes, bool isReadOnly = false) {

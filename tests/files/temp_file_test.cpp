@@ -1,6 +1,5 @@
 #include "tests/files/support.h"
 
-#include <tarnkit/file.h>
 #include <tarnkit/registry_key.h>
 #include <tarnkit/temp_file.h>
 

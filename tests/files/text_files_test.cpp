@@ -2,8 +2,6 @@
 #include "tests/support/capabilities.h"
 #include "tests/support/system.h"
 
-#include <tarnkit/file.h>
-#include <tarnkit/memory_file.h>
 #include <tarnkit/text_stream.h>
 
 using namespace Tarn;
@@ -88,12 +86,9 @@ TEST_F(TextFile, IsWrittenWithLineEndsBetweenItsLines) {
 
 TEST_F(TextFile, IsLeftAloneWhenItIsHeldOrItsTextHasNoCodePage) {
     constexpr unsigned kNoCodePage = 12345;
+    const CArray<CUnicodeString> lines{u"", u"a"};
     WriteBytes(folder / "text", "old");
-    EXPECT_EQ(FailureOf([] { CFile::WriteANSIText(u"text", u"a", kNoCodePage); }), "ERR_BAD_TEXT_FILE");
-    EXPECT_EQ(FailureOf([] {
-                  CFile::WriteANSIText(u"text", CArray<CUnicodeString>{u"", u"a"}, kNoCodePage);
-              }),
-              "ERR_BAD_TEXT_FILE");
+    EXPECT_EQ(FailureOf([&] { CFile::WriteANSIText(u"text", lines, kNoCodePage); }), "ERR_BAD_TEXT_FILE");
     const std::string shared = FileFailure(ERROR_SHARING_VIOLATION, "text");
     CFile other(u"text", CFile::ForReading | CFile::DenyNone);
     EXPECT_EQ(CFile::ReadText(u"text", 0), u"old");
@@ -120,9 +115,8 @@ TEST(TextStream, WritesValuesAsText) {
                    << static_cast<unsigned short>(65535) << -1 << ~0u << -2L << 3UL << Int64{-4} << ~UInt64{0}
                    << static_cast<unsigned char>('A') << 0.5f << 1e10 << rational(-6);
         }
-        EXPECT_EQ(Bytes(reinterpret_cast<const char*>(file.GetBufferPtr()), std::size_t(file.GetLength())),
-                  format == CTextStream::ANSI ? (text + text).CreateString().Ptr()
-                                              : littleEndian(u"\uFEFF" + text + text));
+        EXPECT_EQ(BytesOf(file), format == CTextStream::ANSI ? (text + text).CreateString().Ptr()
+                                                             : littleEndian(u"\uFEFF" + text + text));
     }
 }
 

@@ -1,4 +1,4 @@
-#include <tarnkit/layout.h>
+#include <tarnkit/memory_manager.h>
 
 #include <gtest/gtest.h>
 
@@ -11,20 +11,13 @@ struct CPair {
     int second;
 };
 
-struct CPolymorphic {
-    virtual ~CPolymorphic() = default;
-    int field;
-};
-
 constexpr CFieldPlace wordAt(std::size_t offset) { return CFieldPlace::Of<int>(offset); }
 
 TEST(Layout, FindsTheFirstFieldThatIsNotWhereItWasSaidToBe) {
-    EXPECT_EQ(MisplacedField<CPair>({wordAt(0), wordAt(4)}), 0);
     EXPECT_EQ(MisplacedField<CPair>({wordAt(4), wordAt(0)}), 1) << "in another order";
     EXPECT_EQ(MisplacedField<CPair>({wordAt(0), CFieldPlace::Of<short>(4)}), 2) << "narrower";
     EXPECT_EQ(MisplacedField<CPair>({wordAt(0)}), 2) << "one more than was said";
-    EXPECT_EQ(MisplacedField<CPolymorphic>({wordAt(kPointerSize)}), 0);
-    EXPECT_EQ(MisplacedField<CPolymorphic>({wordAt(0)}), 1) << "in place of the virtual table";
+    EXPECT_EQ(MisplacedField<IMemoryManager>({wordAt(0)}), 1) << "in place of the virtual table";
 }
 
 } // namespace
