@@ -56,6 +56,13 @@ protected:
         fs::current_path(folder.parent_path());
     }
 
+    // A book "b" of one short note; its bytes.
+    static std::string makeBook() {
+        WriteBytes("wide.txt", "\xE2\x82\xAC");
+        done("import b wide.txt");
+        return BytesOf("b");
+    }
+
     std::size_t filesLeft() const {
         return static_cast<std::size_t>(
             std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
@@ -92,42 +99,39 @@ TEST_F(Notebook, SortsAndFiltersNotesByWhatTheUserKnowsOfThem) {
         done(std::string("import b note --time \"") + time + "\"");
     }
     EXPECT_TRUE(contains(done("list b"), "2026 14:30  banana\n"));
-    const struct {
-        const char* arguments;
-        const char* notes; // their numbers
-    } cases[] = {{"", "123"},
-                 {"--sort number --with 0-9C", "12"},
-                 {"--sort title", "312"},
-                 {"--sort time", "231"},
-                 {"--sort time --with z-t", "2"},
-                 {"--with \xD0\x90-\xD0\xAF", "3"},
-                 {"--with :-", "1"},
-                 {"--with -x", ""}};
-    for (auto& c : cases) {
-        std::istringstream list(done(std::string("list b ") + c.arguments));
+    // With the numbers of the notes.
+    const std::pair<const char*, const char*> cases[] = {{"", "123"},
+                                                         {"--sort number --with 0-9C", "12"},
+                                                         {"--sort title", "312"},
+                                                         {"--sort time", "231"},
+                                                         {"--sort time --with z-t", "2"},
+                                                         {"--with \xD0\x90-\xD0\xAF", "3"},
+                                                         {"--with :-", "1"},
+                                                         {"--with -x", ""}};
+    for (const auto& [arguments, expected] : cases) {
+        std::istringstream list(done(std::string("list b ") + arguments));
         std::string notes;
         for (std::string line; std::getline(list, line);)
             notes += line.substr(2, 1);
-        EXPECT_EQ(notes, c.notes) << c.arguments;
+        EXPECT_EQ(notes, expected) << arguments;
     }
 }
 
 TEST_F(Notebook, KeepsTextsOfEveryEncoding) {
-    const struct {
-        const char* option;
-        std::string bytes;
-    } cases[] = {{"", "\xD0\x96\xE2\x82\xAC"},
-                 {"", "\xEF\xBB\xBF"
-                      "A mark, and a line\n"},
-                 {"--code-page 1251", "\xC6\x88\r\n"},
-                 {"--code-page 932", "\x97\xB7"},
-                 {"--code-page 1200", std::string("\xFF\xFE\x16\x04\xAC\x20", 6)},
-                 {"--code-page 1200", "\xFF\xFE"}};
-    for (auto& c : cases) {
-        WriteBytes("in", c.bytes);
-        done(std::string("import b in ") + c.option);
-        done("export b " + std::to_string(&c - cases + 1) + " out " + c.option);
-        EXPECT_EQ(BytesOf("out"), c.bytes) << c.option;
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"", "\xD0\x96\xE2\x82\xAC"},
+        {"", "\xEF\xBB\xBF"
+             "A mark, and a line\n"},
+        {"--code-page 1251", "\xC6\x88\r\n"},
+        {"--code-page 932", "\x97\xB7"},
+        {"--code-page 1200", std::string("\xFF\xFE\x16\x04\xAC\x20", 6)},
+        {"--code-page 1200", "\xFF\xFE"}};
+    int number = 0;
+    for (const auto& [option, bytes] : cases) {
+        WriteBytes("in", bytes);
+        done("import b in " + option);
+        done("export b " + std::to_string(++number) + " out " + option);
+        EXPECT_EQ(BytesOf("out"), bytes) << option;
     }
     EXPECT_TRUE(contains(done("list b"), "  A mark, and a line\n"));
     // What is not written so is read all the same.
@@ -216,71 +220,63 @@ TEST_F(Notebook, SaysWhatIsWrongAndFails) {
     WriteBytes("latin.txt", "\xE9t\xE9");
     WriteBytes("odd.txt", "\xFF\xFE"
                           "A");
-    WriteBytes("wide.txt", "\xE2\x82\xAC");
-    done("import b wide.txt");
-    const std::string book = BytesOf("b");
+    const std::string book = makeBook();
     WriteBytes("long", std::string("\x01\x01\xFF\xFF\xFF\xFF\x7F", 7));
     WriteBytes("trailing", book + "x");
     WriteBytes("older", std::string("\0\0", 2));
     WriteBytes("later", "\x03");
     WriteBytes("timeless", std::string("\x02\x01\0\0", 4) + std::string(8, '\xFF'));
-    const struct {
-        const char* arguments;
-        const char* message;
-    } cases[] = {{"", "Usage:"},
-                 {"list b --log", "Usage:"},
-                 {"export 1 --codepage", "Usage:"},
-                 {"set language 1 --dry-run", "Usage:"},
-                 {"list b --language 9", "language 9"},
-                 {"import b note.txt --code-page 65536", "\"65536\""},
-                 {"import b latin.txt", "code page 65001"},
-                 {"import b odd.txt", "odd.txt contains invalid characters"},
-                 {"import b note.txt --code-page 12345", "code page 12345"},
-                 {"import b note.txt --time 2026-02-30", "\"2026-02-30\" is not a time"},
-                 {"import b note.txt --time \"2026-02-30 00:00\"", "is not a time"},
-                 {"import b note.txt --time \"1601-05-02 00:00\"", "is not a time"},
-                 {"list b --sort size", "\"size\""},
-                 {"set language x", "language x"},
-                 {"set time-color red", "\"red\""},
-                 {"set size 3", "\"size\""},
-                 {"show b 0", "no note 0"},
-                 {"show b 2", "no note 2. The number of its notes is 1"},
-                 {"show b one", "\"one\""},
-                 {"export b 1 out.txt --code-page 437", "code page 437"},
-                 {"export b 1 no/such/out.txt", "invalid path"},
-                 {"export b 1 ./b", "sharing violation"},
-                 {"--log b list missing", "b is not a log"},
-                 {"--log no/such list missing", "invalid path"},
-                 {"list long", "past its end"},
-                 {"list trailing", "corrupted"},
-                 {"list older", "invalid version"},
-                 {"list timeless", "corrupted"},
-                 {"list later", "invalid version"},
-                 {"list missing", "missing was not found"}};
-    for (auto& c : cases)
-        expectFailure(c.arguments, c.message);
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "Usage:"},
+        {"list b --log", "Usage:"},
+        {"export 1 --codepage", "Usage:"},
+        {"set language 1 --dry-run", "Usage:"},
+        {"list b --language 9", "language 9"},
+        {"import b note.txt --code-page 65536", "\"65536\""},
+        {"import b latin.txt", "code page 65001"},
+        {"import b odd.txt", "odd.txt contains invalid characters"},
+        {"import b note.txt --code-page 12345", "code page 12345"},
+        {"import b note.txt --time 2026-02-30", "\"2026-02-30\" is not a time"},
+        {"import b note.txt --time \"2026-02-30 00:00\"", "is not a time"},
+        {"import b note.txt --time \"1601-05-02 00:00\"", "is not a time"},
+        {"list b --sort size", "\"size\""},
+        {"set language x", "language x"},
+        {"set time-color red", "\"red\""},
+        {"set size 3", "\"size\""},
+        {"show b 0", "no note 0"},
+        {"show b 2", "no note 2. The number of its notes is 1"},
+        {"show b one", "\"one\""},
+        {"export b 1 out.txt --code-page 437", "code page 437"},
+        {"export b 1 no/such/out.txt", "invalid path"},
+        {"export b 1 ./b", "sharing violation"},
+        {"--log b list missing", "b is not a log"},
+        {"--log no/such list missing", "invalid path"},
+        {"list long", "past its end"},
+        {"list trailing", "corrupted"},
+        {"list older", "invalid version"},
+        {"list timeless", "corrupted"},
+        {"list later", "invalid version"},
+        {"list missing", "missing was not found"}};
+    for (const auto& [arguments, message] : cases)
+        expectFailure(arguments, message);
     EXPECT_EQ(BytesOf("b"), book);
     EXPECT_FALSE(fs::exists("out.txt"));
 }
 
 TEST_F(Notebook, LeavesAReadOnlyBookAsItWas) {
-    WriteBytes("small.txt", "small");
-    done("import b small.txt");
-    const std::string book = BytesOf("b");
+    const std::string book = makeBook();
     fs::permissions("b", fs::perms::owner_read);
-    expectFailure("import b small.txt", "denied");
+    expectFailure("import b wide.txt", "denied");
     EXPECT_EQ(BytesOf("b"), book);
     EXPECT_EQ(filesLeft(), 2u);
 }
 
 TEST_F(Notebook, LeavesABookThatOutgrowsTheDiskAsItWas) {
     TARNKIT_TEST_NEEDS(kFileSizeLimit);
-    WriteBytes("small.txt", "small");
-    WriteBytes("note.txt", std::string(100000, 'x'));
-    done("import b small.txt");
-    const std::string book = BytesOf("b");
-    EXPECT_EQ(RunProgramWithLittleRoom(commandLine("--language 0 --log log import b note.txt"), 128).exitCode,
-              1);
+    const std::string book = makeBook();
+    WriteBytes("long.txt", std::string(100000, 'x'));
+    const std::string storing = "--language 0 --log log import b long.txt";
+    EXPECT_EQ(RunProgramWithLittleRoom(commandLine(storing), 128).exitCode, 1);
     EXPECT_EQ(BytesOf("b"), book);
     expectFailure("--log log list b >/dev/full", "");
     EXPECT_EQ(filesLeft(), 4u);
