@@ -9,6 +9,11 @@
 #include <string>
 #include <tuple>
 
+// glibc's newlocale does not free the folders that it takes from LOCPATH.
+extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppressions() {
+    return "leak:argz_add_sep";
+}
+
 namespace {
 
 namespace P = Tarn::Platform;
