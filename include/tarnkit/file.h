@@ -61,9 +61,9 @@ TARNKIT_LAYOUT(CFileStatus, 40, CreationTime, ModificationTime, AccessTime, Size
 
 class TARNKIT_API CFile : public CBaseFile {
 public:
-    /// Bits of the `flags` of `Open`: one access, one way of sharing, and how to create. Without `Create` an
-    /// existing file is opened; with it alone the file is created anew, emptied when it exists; together with
-    /// `KeepContents` it is created only when missing.
+    /// Bits of the `flags` of `Open`: one access, one way of sharing (`Exclusive` when none is given), and
+    /// how to create. Without `Create` an existing file is opened; with it alone the file is created anew,
+    /// emptied when it exists; together with `KeepContents` it is created only when missing.
     enum TOpenFlags : unsigned int {
         ForReading = 0x0000,
         ForWriting = 0x0001,
