@@ -8,12 +8,10 @@
 using namespace Tarn;
 
 TEST(Hashing, BucketCountsAreTheNextPrimeOfTheTable) {
-    const struct {
-        int above, prime;
-    } cases[] = {{INT_MIN, 31},           {0, 31}, {30, 31}, {31, 53}, {53, 97}, {98317, 196613},
-                 {1610612740, 1610612741}};
-    for (auto& c : cases)
-        EXPECT_EQ(UpperPrimeNumber(c.above), c.prime);
+    const int cases[][2] = {{INT_MIN, 31},           {0, 31}, {30, 31}, {31, 53}, {53, 97}, {98317, 196613},
+                            {1610612740, 1610612741}};
+    for (auto& [above, prime] : cases)
+        EXPECT_EQ(UpperPrimeNumber(above), prime);
     EXPECT_EQ(AssertionOf([] { UpperPrimeNumber(1610612741); }), u"Map:27");
 }
 

@@ -12,18 +12,17 @@ namespace {
 
 int pagesInUse() { return GetSetPagePool().AllocatedBlocksSize() / 128; }
 
+template<std::size_t bound>
+void operator-=(std::bitset<bound>& a, const std::bitset<bound>& b) {
+    a &= ~b;
+}
+
 // The operations that sets have with sets and with single elements.
 void apply(int operation, auto& target, const auto& operand) {
-    if (operation == 0)
-        target |= operand;
-    else if (operation == 1)
-        target &= operand;
-    else if (operation == 2)
-        target ^= operand;
-    else if constexpr (requires { target -= operand; })
-        target -= operand;
-    else
-        target &= ~operand;
+    operation == 0   ? void(target |= operand)
+    : operation == 1 ? void(target &= operand)
+    : operation == 2 ? void(target ^= operand)
+                     : void(target -= operand);
 }
 
 // Random operations on sets and on bits of the standard library, each with few blocks left to it where blocks

@@ -4,6 +4,8 @@
 
 #include <tarnkit/text_stream.h>
 
+#include <tuple>
+
 using namespace Tarn;
 
 namespace {
@@ -20,20 +22,17 @@ Bytes littleEndian(const CUnicodeString& text) {
 }
 
 TEST_F(TextFile, IsReadInTheEncodingThatItsFirstBytesTell) {
-    const struct {
-        Bytes bytes;
-        unsigned codePage;
-        CUnicodeString text;
-    } rows[] = {{"\xE6", 1251, u"ж"},
-                {Bytes("a\0b", 3), 1252, u"a b"},
-                {"\xEF\xBB\xBF\xD0\xB6", kUtf8, u"\uFEFFж"},
-                {"\x83", 932, u""}, // half a character
-                {"\xFF\xFE", 0, u""},
-                {Bytes("\xFF\xFE\x36\x04\0\0\xFF\xFE", 8), 0, u"ж \uFEFF"},
-                {Bytes("\xFE\xFF\0A\x04\x36", 6), 0, u"Aж"}};
-    for (const auto& row : rows) {
-        WriteBytes(folder / "text", row.bytes);
-        EXPECT_EQ(CFile::ReadText(u"text", row.codePage), row.text) << &row - rows;
+    const std::tuple<Bytes, unsigned, CUnicodeString> rows[] = {
+        {"\xE6", 1251, u"ж"},
+        {Bytes("a\0b", 3), 1252, u"a b"},
+        {"\xEF\xBB\xBF\xD0\xB6", kUtf8, u"\uFEFFж"},
+        {"\x83", 932, u""}, // half a character
+        {"\xFF\xFE", 0, u""},
+        {Bytes("\xFF\xFE\x36\x04\0\0\xFF\xFE", 8), 0, u"ж \uFEFF"},
+        {Bytes("\xFE\xFF\0A\x04\x36", 6), 0, u"Aж"}};
+    for (const auto& [bytes, codePage, text] : rows) {
+        WriteBytes(folder / "text", bytes);
+        EXPECT_EQ(CFile::ReadText(u"text", codePage), text) << testing::PrintToString(bytes);
     }
     WriteBytes(folder / "text", Bytes("\xFF\xFE\0", 3));
     EXPECT_EQ(CFile::ReadANSIText(u"text"), "\xFF\xFE ");

@@ -17,19 +17,17 @@ char* at(void* block, int offset) { return static_cast<char*>(block) + offset; }
 } // namespace
 
 TEST(BlockManager, CutsPagesIntoAlignedBlocksInAscendingOrder) {
-    const struct {
-        int blockSize, stride, blocksInPage;
-    } cases[] = {{3, kAllocationUnit, (65536 - kAllocationUnit) / kAllocationUnit},
-                 {128, 128, 512},
-                 {70000, RoundUp(70000, kAllocationUnit), 1}};
-    for (auto& c : cases) {
-        CBlockManager pool(c.blockSize, 65536);
+    const int cases[][3] = {{3, kAllocationUnit, (65536 - kAllocationUnit) / kAllocationUnit},
+                            {128, 128, 512},
+                            {70000, RoundUp(70000, kAllocationUnit), 1}};
+    for (auto& [blockSize, stride, blocksInPage] : cases) {
+        CBlockManager pool(blockSize, 65536);
         char* first = at(pool.Alloc(), 0);
-        for (int i = 1; i < c.blocksInPage; i++)
-            ASSERT_EQ(pool.Alloc(c.blockSize), first + i * c.stride) << c.blockSize;
+        for (int i = 1; i < blocksInPage; i++)
+            ASSERT_EQ(pool.Alloc(blockSize), first + i * stride) << blockSize;
         char* beyond = at(pool.Alloc(), 0);
-        EXPECT_TRUE(beyond < first || beyond >= first + c.blocksInPage * c.stride);
-        EXPECT_EQ(pool.AllocatedBlocksSize(), (c.blocksInPage + 1) * c.blockSize);
+        EXPECT_TRUE(beyond < first || beyond >= first + blocksInPage * stride);
+        EXPECT_EQ(pool.AllocatedBlocksSize(), (blocksInPage + 1) * blockSize);
     }
 }
 
