@@ -276,7 +276,7 @@ TEST_F(Notebook, LeavesABookThatOutgrowsTheDiskAsItWas) {
     const std::string book = makeBook();
     WriteBytes("long.txt", std::string(100000, 'x'));
     const std::string storing = "--language 0 --log log import b long.txt";
-    EXPECT_EQ(RunProgramWithLittleRoom(commandLine(storing), 128).exitCode, 1);
+    EXPECT_EQ(RunProgram(commandLine(storing), 128).exitCode, 1);
     EXPECT_EQ(BytesOf("b"), book);
     expectFailure("--log log list b >/dev/full", "");
     EXPECT_EQ(filesLeft(), 4u);

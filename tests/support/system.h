@@ -26,9 +26,8 @@ struct CProgramRun {
     std::string output; // standard output and error output
 };
 
-/// Runs a program of this target to its end, without input: its path in quotes, then the arguments.
-CProgramRun RunProgram(const std::string& commandLine);
-/// The same, where the system has kFileSizeLimit, for files of at most so many times 512 bytes.
-CProgramRun RunProgramWithLittleRoom(const std::string& commandLine, int blocks);
+/// Runs a program of this target to its end, without input: its path in quotes, then the arguments. Where the
+/// system has kFileSizeLimit, a number of `blocks` of 512 bytes limits the size of the program's files.
+CProgramRun RunProgram(const std::string& commandLine, int blocks = 0);
 
 } // namespace Tarn

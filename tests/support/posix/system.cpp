@@ -1,6 +1,5 @@
 #include "tests/support/system.h"
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/wait.h>
@@ -29,29 +28,20 @@ void EnterOwnRegistry(const std::filesystem::path& folder) {
 
 void LeaveOwnRegistry() {}
 
-namespace {
-
-CProgramRun run(const std::string& before, const std::string& commandLine) {
+CProgramRun RunProgram(const std::string& commandLine, int blocks) {
     CProgramRun result{-1, {}};
-    const std::string command = before + TARNKIT_TEST_EMULATOR + commandLine + " </dev/null 2>&1";
+    // A write beyond the limit then fails instead of ending the program.
+    const std::string limit = "trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ";
+    const std::string command =
+        (blocks == 0 ? "" : limit) + TARNKIT_TEST_EMULATOR + commandLine + " </dev/null 2>&1";
     std::FILE* const pipe = popen(command.c_str(), "r");
     if (pipe == nullptr)
         return result;
-    std::array<char, 4096> part;
-    while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe))
-        result.output.append(part.data(), size);
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
+        result.output += static_cast<char>(c);
     const int status = pclose(pipe);
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return result;
-}
-
-} // namespace
-
-CProgramRun RunProgram(const std::string& commandLine) { return run("", commandLine); }
-
-CProgramRun RunProgramWithLittleRoom(const std::string& commandLine, int blocks) {
-    // A write beyond the limit then fails instead of ending the program.
-    return run("trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ", commandLine);
 }
 
 } // namespace Tarn

@@ -1,6 +1,5 @@
 #include "tests/support/system.h"
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <windows.h>
@@ -56,18 +55,15 @@ void LeaveOwnRegistry() {
     RegDeleteTreeW(HKEY_CURRENT_USER, ownRegistry.c_str());
 }
 
-CProgramRun RunProgram(const std::string& commandLine) {
+CProgramRun RunProgram(const std::string& commandLine, int) {
     CProgramRun result{-1, {}};
     std::FILE* const pipe = _wpopen(wide("\"" + commandLine + " <NUL 2>&1\"").c_str(), L"rb");
     if (pipe == nullptr)
         return result;
-    std::array<char, 4096> part;
-    while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe))
-        result.output.append(part.data(), size);
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
+        result.output += static_cast<char>(c);
     result.exitCode = _pclose(pipe);
     return result;
 }
-
-CProgramRun RunProgramWithLittleRoom(const std::string&, int) { return {-1, "no limits here"}; }
 
 } // namespace Tarn
