@@ -39,14 +39,13 @@ public:
             return handleOf(kMain);
         return handleOf(command == GW_OWNER ? kOwners[indexOf(window)] : (indexOf(window) + 1) % kWindows);
     }
-    bool IsWindowVisible(HWND) override { return isVisible; }
+    bool IsWindowVisible(HWND window) override { return window != handleOf(kDisabled); }
     bool IsWindowEnabled(HWND window) override { return enabled[indexOf(window)] == '+'; }
     bool EnableWindow(HWND window, bool enable) override {
         return std::exchange(enabled[indexOf(window)], enable ? '+' : '-') == '-';
     }
 
     UINT lastFlags = 0;
-    bool isVisible = true;
     std::string enabled = " +++-+"; // by window
     std::string whileShown;
 
@@ -64,16 +63,13 @@ TEST(MessageBoxHandler, DisablesTheOtherWindowsOfTheApplicationMeanwhile) {
 
 TEST(MessageBoxHandler, AddsAnIconAndComesToTheFrontWhereNobodyAskedForMore) {
     CTestWindows windows;
-    CMessageBoxHandler handler;
-    const auto flagsOf = [&](std::size_t owner, unsigned flags) {
-        handler.ShowMessage(handleOf(owner), u"text", u"caption", flags);
-        return windows.lastFlags;
-    };
-    for (const unsigned buttons : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 0x44u})
-        EXPECT_EQ(flagsOf(kMain, buttons), buttons | (buttons <= 4 && buttons != 2 ? 0x30 : 0));
-    EXPECT_EQ(flagsOf(kNone, 2), 0x50002u);
-    windows.isVisible = false;
-    EXPECT_EQ(flagsOf(kMain, 0), 0x50030u);
+    const std::pair<unsigned, unsigned> flags[] = {{0, 0x30}, {1, 0x31}, {2, 2}, {3, 0x33},
+                                                   {4, 0x34}, {5, 5},    {6, 6}, {0x44, 0x44}};
+    for (const std::size_t owner : {kMain, kNone, kDisabled})
+        for (const auto& [given, shown] : flags) {
+            CMessageBoxHandler().ShowMessage(handleOf(owner), u"text", u"caption", given);
+            EXPECT_EQ(windows.lastFlags, shown | (owner == kMain ? 0 : 0x50000));
+        }
 }
 
 } // namespace

@@ -23,8 +23,6 @@ TEST_F(Messages, HaveTheIdsAndTextsOfTheCatalogue) {
     EXPECT_EQ(MessageID(last), 4138);
     EXPECT_EQ(MessageID(none), 0) << "case matters";
     EXPECT_EQ(last.UnicodeStr(), u"Internal Program Error:\nPresumption failed: (%0)\n%1, %2.");
-    EXPECT_EQ(ERR_CANT_WRITE_TO_REGISTRY.SubstParam(u"a", u"b", u"c"),
-              u"Access to Windows registry key a\\b\\c is prohibited.");
     CNames names;
     CMessage::GetDefinedMessages(names);
     EXPECT_EQ(names.Size(), 43);
@@ -34,7 +32,6 @@ TEST_F(Messages, TakeTheirParametersAndKeepThemWhereTheyAreUndefined) {
     EXPECT_EQ(MSG_UNKNOWN_HERE.UnicodeStr(1), u"MSG_UNKNOWN_HERE");
     EXPECT_EQ(MSG_UNKNOWN_HERE.SubstParam(u"%1"), u"MSG_UNKNOWN_HERE %1");
     EXPECT_EQ(MSG_UNKNOWN_HERE.SubstParam(u"a", u"", u"c", u"d"), u"MSG_UNKNOWN_HERE a  c d");
-    EXPECT_EQ(MSG_UNKNOWN_HERE.SubstParam(CNames()), u"MSG_UNKNOWN_HERE");
     EXPECT_EQ(ERR_BAD_INI_FILE.SubstParam(u"%1", u"7"), u"%1 is corrupted (line 7).");
     EXPECT_EQ(ERR_BAD_INI_FILE.SubstParam(CNames{u"f", u"7", u"8"}), u"f is corrupted (line 7).");
 }
@@ -58,14 +55,12 @@ TEST_F(Messages, AreListedWhileTheyLive) {
 TEST_F(Messages, AreSavedForTheTranslators) {
     const CMessage used(u"MSG_HELP_NO_HELP_FILE", 0);
     const CUnicodeString file = TempFile::New(u"msg");
-    SaveUndefinedMessages(file);
-    const std::u16string expected =
-        u"\uFEFFMSG_UNKNOWN_HERE\r\n********** Unused messages ********\r\nERR_CANT_LOAD_MODULE\r\n"
-        u"ERR_NOT_ENOUGH_BITMAP_MEMORY\r\nMSG_COMMDLG_BUFFER_TOO_SMALL\r\nMSG_COMMDLG_GENERIC_ERROR\r\n"
-        u"MSG_COMMDLG_INVALID_FILENAME\r\nMSG_COMMDLG_RES_NOT_FOUND\r\nMSG_HELP_CANT_RUN_HELP\r\n";
-    EXPECT_EQ(UnitsOf(file), expected);
-    SaveUndefinedMessages(file);
-    EXPECT_EQ(UnitsOf(file), expected) << "anew each time";
+    for (int i = 0; i < 2; i++)
+        SaveUndefinedMessages(file); // anew each time
+    EXPECT_EQ(UnitsOf(file),
+              u"\uFEFFMSG_UNKNOWN_HERE\r\n********** Unused messages ********\r\nERR_CANT_LOAD_MODULE\r\n"
+              u"ERR_NOT_ENOUGH_BITMAP_MEMORY\r\nMSG_COMMDLG_BUFFER_TOO_SMALL\r\nMSG_COMMDLG_GENERIC_ERROR\r\n"
+              u"MSG_COMMDLG_INVALID_FILENAME\r\nMSG_COMMDLG_RES_NOT_FOUND\r\nMSG_HELP_CANT_RUN_HELP\r\n");
 }
 
 TEST(MessagesBeforeTheStart, AreUndefined) {

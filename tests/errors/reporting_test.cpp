@@ -1,10 +1,9 @@
 #include "tests/errors/reports.h"
+#include "tests/support/assertion.h"
 #include "tests/support/capabilities.h"
+#include "tests/support/failure.h"
 
-#include <tarnkit/messages.h>
 #include <tarnkit/registry_key.h>
-
-#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -14,19 +13,6 @@ namespace Tarn {
 namespace {
 
 constexpr unsigned kStopIcon = 0x10;
-
-// The text of the `Exception*` that `action` throws; "nothing" when it throws none.
-template<class Exception, class Action>
-CUnicodeString thrownBy(Action action) {
-    CUnicodeString text = u"nothing";
-    try {
-        action();
-    } catch (Exception* e) {
-        text = e->MessageText();
-        e->Delete();
-    }
-    return text;
-}
 
 void assertHere() { GenAssert(u"Source", 12); }
 void failInSystem() { GenCheckLastError(5); }
@@ -52,21 +38,20 @@ TEST_F(Reporting, ThrowsWhereItMayAndShowsInsideAStaticPart) {
     assertHere();
     EXPECT_TRUE(GetErrorFlag());
     std::thread([&] {
-        EXPECT_EQ(thrownBy<CInternalError>(assertHere), u"Internal Program Error:\nSource, 12.");
-        EXPECT_EQ(thrownBy<CLastErrorException>(failInSystem), denied.MessageText());
-        EXPECT_EQ(thrownBy<CCheckException>([&] { GenCheck(error, u"one", nullptr, u"three"); }),
-                  u"ERR_OF_THIS_TEST one  three");
+        EXPECT_EQ(AssertionOf(assertHere), u"Source:12");
+        EXPECT_EQ(FailureOf(failInSystem), "other");
+        EXPECT_EQ(FailureOf([&] { GenCheck(error); }), "ERR_OF_THIS_TEST");
         EXPECT_FALSE(GetErrorFlag()) << "the flags belong to the thread";
     }).join();
-    GenCheck(error, u"one");
+    GenCheck(error, u"one", nullptr, u"three");
     EndStaticPart();
     EXPECT_FALSE(IsInsideStaticPart()) << "they do not nest";
     CThrowingSwitcher off(false);
     failInSystem();
-    EXPECT_NE(thrownBy<CFileException>([] { ThrowFileException(5, u"f"); }), u"nothing");
+    EXPECT_EQ(FailureOf([] { ThrowFileException(5, u"f"); }), "5 f");
     ASSERT_EQ(handler.shown.size(), 3u);
     EXPECT_EQ(handler.shown[0].text, u"Internal Program Error:\nAssertion failed: ()\nSource, 12.");
-    EXPECT_EQ(handler.shown[1].text, u"ERR_OF_THIS_TEST one  ");
+    EXPECT_EQ(handler.shown[1].text, u"ERR_OF_THIS_TEST one  three");
     EXPECT_EQ(handler.shown[2].text, denied.MessageText().Ptr());
     EXPECT_EQ(handler.shown[2].flags, kStopIcon);
 }
@@ -83,7 +68,7 @@ TEST_F(Reporting, AllowsChecksAndOtherThreadsInsideAWarning) {
     handler.whileShowing = [&] {
         handler.whileShowing = nullptr;
         std::thread([&] { Warning(&denied); }).join();
-        EXPECT_EQ(thrownBy<CCheckException>([&] { GenCheck(error); }), u"ERR_OF_THIS_TEST   ");
+        EXPECT_EQ(FailureOf([&] { GenCheck(error); }), "ERR_OF_THIS_TEST");
         EXPECT_TRUE(IsInsideWarning()) << "the check put the state back";
     };
     Warning(&denied);

@@ -5,6 +5,9 @@
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/registry_key.h>
 
+#include <tuple>
+#include <utility>
+
 using namespace Tarn;
 
 namespace {
@@ -33,28 +36,24 @@ protected:
 constexpr CEnumItem kSizes[] = {{1, u"Small"}, {3, u"Large"}, {3, u"Huge"}, {0, nullptr}};
 
 TEST_F(Setup, LivesWhereItsTypeSays) {
-    const struct {
-        TSetupType type;
-        const char16_t* path;
-        HKEY root;
-        const char16_t* key;
-    } rows[] = {{ST_MachineSection, u"a", HKEY_LOCAL_MACHINE, u"Software\\TarnkitSetupTest\\Machine\\a"},
-                {ST_UserSection, u"a", HKEY_CURRENT_USER, u"Software\\TarnkitSetupTest\\a"},
-                {ST_UserSection, u"", HKEY_CURRENT_USER, kPath},
-                {ST_LocalMachine, kPath, HKEY_LOCAL_MACHINE, kPath},
-                {ST_CurrentUser, kPath, HKEY_CURRENT_USER, kPath},
-                {ST_Users, u".DEFAULT\\TarnkitSetupTest", HKEY_USERS, u".DEFAULT\\TarnkitSetupTest"},
-                {ST_ClassesRoot, u"TarnkitSetupTest", HKEY_CLASSES_ROOT, u"TarnkitSetupTest"}};
-    for (const auto& row : rows) {
-        CSetup<int> setup(row.path, u"v", 5, row.type);
+    const std::tuple<TSetupType, const char16_t*, HKEY, const char16_t*> rows[] = {
+        {ST_MachineSection, u"a", HKEY_LOCAL_MACHINE, u"Software\\TarnkitSetupTest\\Machine\\a"},
+        {ST_UserSection, u"a", HKEY_CURRENT_USER, u"Software\\TarnkitSetupTest\\a"},
+        {ST_UserSection, u"", HKEY_CURRENT_USER, kPath},
+        {ST_LocalMachine, kPath, HKEY_LOCAL_MACHINE, kPath},
+        {ST_CurrentUser, kPath, HKEY_CURRENT_USER, kPath},
+        {ST_Users, u".DEFAULT\\TarnkitSetupTest", HKEY_USERS, u".DEFAULT\\TarnkitSetupTest"},
+        {ST_ClassesRoot, u"TarnkitSetupTest", HKEY_CLASSES_ROOT, u"TarnkitSetupTest"}};
+    for (const auto& [type, path, rootKey, name] : rows) {
+        CSetup<int> setup(path, u"v", 5, type);
         setup.Set(-7);
-        EXPECT_EQ(setup.Get(), -7) << row.type;
+        EXPECT_EQ(setup.Get(), -7) << type;
         CRegistryKey root(false), key(true);
-        root.Open(row.root, u"");
-        key.Open(root, row.key);
-        EXPECT_EQ(key.QueryStringValue(u"v", u""), u"-7") << row.type;
+        root.Open(rootKey, u"");
+        key.Open(root, name);
+        EXPECT_EQ(key.QueryStringValue(u"v", u""), u"-7") << type;
         key.Close();
-        root.DeleteSubKey(row.key);
+        root.DeleteSubKey(name);
     }
     SetUserRegistrySection(u"");
     CSetup<int> setup(kPath, u"v", 5, ST_UserSection);
