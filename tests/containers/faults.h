@@ -1,7 +1,6 @@
 // What the container tests share: elements that live in blocks of the current manager, and random numbers.
 #pragma once
 
-#include "tests/support/assertion.h"
 #include "tests/support/refusing_manager.h"
 
 #include <memory>

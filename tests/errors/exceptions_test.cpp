@@ -1,5 +1,4 @@
 #include "tests/errors/reports.h"
-#include "tests/support/assertion.h"
 #include "tests/support/refusing_manager.h"
 
 #include <tarnkit/text_of_values.h>

@@ -1,5 +1,4 @@
 #include "tests/errors/reports.h"
-#include "tests/support/assertion.h"
 #include "tests/support/capabilities.h"
 #include "tests/support/failure.h"
 

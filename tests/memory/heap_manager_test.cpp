@@ -1,4 +1,3 @@
-#include "tests/support/assertion.h"
 #include "tests/support/capabilities.h"
 #include "tests/support/failure.h"
 #include "tests/support/system.h"

@@ -1,4 +1,3 @@
-#include "tests/support/assertion.h"
 #include "tests/support/refusing_manager.h"
 
 #include <climits>

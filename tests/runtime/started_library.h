@@ -3,7 +3,6 @@
 
 #include "tests/errors/reports.h"
 #include "tests/files/support.h"
-#include "tests/support/assertion.h"
 
 namespace Tarn {
 

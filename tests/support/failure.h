@@ -1,4 +1,4 @@
-// A way to see what stopped an action.
+// Ways to see what stopped an action.
 #pragma once
 
 #include <tarnkit/exceptions.h>
@@ -39,6 +39,19 @@ std::string FailureOf(auto action) {
             result = dynamic_cast<CInternalError*>(e) != nullptr     ? "assertion"
                      : dynamic_cast<CMemoryException*>(e) != nullptr ? "memory"
                                                                      : "other";
+        e->Delete();
+    }
+    return result;
+}
+
+/// "file:line" of the assertion that stops `action`, or "none".
+std::u16string AssertionOf(auto action) {
+    std::u16string result = u"none";
+    try {
+        action();
+    } catch (CInternalError* e) {
+        const std::string line = std::to_string(e->Line());
+        result = e->SourceFile() + std::u16string(u":") + std::u16string(line.begin(), line.end());
         e->Delete();
     }
     return result;

@@ -1,4 +1,3 @@
-#include "tests/support/assertion.h"
 #include "tests/support/failure.h"
 
 #include <tarnkit/lifecycle.h>

@@ -1,6 +1,6 @@
 #include <tarnkit/time.h>
 
-#include "tests/support/assertion.h"
+#include "tests/support/failure.h"
 #include "tests/support/capabilities.h"
 #include "tests/support/system.h"
 
