@@ -1,12 +1,14 @@
 // Local time, the time zone, and the texts of the user's locale.
-#include "tests/platform/codes.h"
+#include "tests/platform/locale_texts.h"
 
 #include <set>
 
 namespace {
 
 namespace P = Tarn::Platform;
+using P::dateText;
 using P::expectEach;
+using P::localeText;
 using P::Text;
 using Tarn::Int64;
 using Tarn::UInt64;
@@ -18,27 +20,6 @@ Int64 unitsOf(const FILETIME& time) {
 }
 
 FILETIME fileTime(Int64 units) { return {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)}; }
-
-/// What a call hands out, or its failure as text.
-template<class Call>
-Text textOf(Call call) {
-    char16_t buffer[100];
-    const int length = call(buffer, 100);
-    return length > 0 ? Text(buffer, static_cast<std::size_t>(length) - 1)
-                      : u"failure " + Text(1, static_cast<char16_t>(P::GetLastError()));
-}
-
-Text localeText(LCTYPE type) {
-    return textOf([=](char16_t* buffer, int size) {
-        return P::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, size);
-    });
-}
-
-Text dateText(const SYSTEMTIME& date, const char16_t* picture, DWORD flags = 0) {
-    return textOf([&](char16_t* buffer, int size) {
-        return P::GetDateFormatW(LOCALE_USER_DEFAULT, flags, &date, picture, buffer, size);
-    });
-}
 
 TEST(LocalTime, DiffersByTheZonesBiasOfNow) {
     TIME_ZONE_INFORMATION zone{};

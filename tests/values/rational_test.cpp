@@ -105,7 +105,7 @@ rational randomRational(std::minstd_rand& random) {
 
 TEST(Rational, RandomArithmeticKeepsTheIntegerPartAndTheInvariants) {
     std::minstd_rand random(7);
-    int counts[4] = {}; // exact, rounded, too large, too small
+    int rounded = 0;
     for (int i = 0; i < 300'000; i++) {
         const char operation = "+-*/"[random() % 4];
         const rational a = randomRational(random);
@@ -122,7 +122,6 @@ TEST(Rational, RandomArithmeticKeepsTheIntegerPartAndTheInvariants) {
         SCOPED_TRACE(textOf(a) + operation + textOf(b) + " = " + textOf(result));
         if (d == 0 || std::abs(n / d) > kMax) {
             ASSERT_EQ(failure, d == 0 ? kDivision : kOverflow);
-            counts[2]++;
             continue;
         }
         ASSERT_EQ(failure, "");
@@ -133,16 +132,14 @@ TEST(Rational, RandomArithmeticKeepsTheIntegerPartAndTheInvariants) {
         const double value = static_cast<double>(n) / static_cast<double>(d);
         const double made = static_cast<double>(result.Numerator()) / result.Denominator();
         ASSERT_NEAR(made, value, 0x1p-29 * std::max(1.0, std::abs(value)));
-        const bool isExact = static_cast<long double>(made) == static_cast<long double>(value);
-        counts[isExact ? 0 : result.Numerator() == 0 ? 3 : 1]++;
+        rounded += made != value ? 1 : 0;
         // A value below 1 is rounded as its reciprocal is, and may reach 1.
         const bool isBelow1 = std::abs(n) < std::abs(d);
         if (!isBelow1 || std::abs(result.Numerator()) != result.Denominator()) {
             ASSERT_EQ(result.Numerator() / result.Denominator(), n / d);
         }
     }
-    for (const int count : counts)
-        EXPECT_GT(count, 1000);
+    EXPECT_GT(rounded, 10'000);
 }
 
 } // namespace

@@ -1,12 +1,8 @@
 // What the POSIX port makes of the user's time zone and of the formats of his locale.
-#include "platform/platform.h"
-#include "tests/support/capabilities.h"
-
-#include <gtest/gtest.h>
+#include "tests/platform/locale_texts.h"
 
 #include <cstdlib>
 #include <filesystem>
-#include <string>
 #include <tuple>
 
 // glibc's newlocale does not free the folders that it takes from LOCPATH.
@@ -17,7 +13,9 @@ extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppression
 namespace {
 
 namespace P = Tarn::Platform;
-using Text = std::u16string;
+using P::dateText;
+using P::localeText;
+using P::Text;
 
 const Tarn::CCapability kLocaleDefinitions{std::filesystem::exists("/usr/share/i18n/locales/en_US")
                                                ? nullptr
@@ -47,20 +45,9 @@ protected:
         setenv("LOCPATH", std::filesystem::absolute("locales").c_str(), 1);
         setenv("LC_ALL", name.c_str(), 1);
     }
-    static Text textOf(LCTYPE type) {
-        char16_t buffer[100] = u"";
-        P::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, 100);
-        return buffer;
-    }
     static Text pictures() {
-        return textOf(LOCALE_SSHORTDATE) + u"|" + textOf(LOCALE_SLONGDATE) + u"|" +
-               textOf(LOCALE_STIMEFORMAT);
-    }
-    static Text dateText(WORD year, WORD month, WORD day, DWORD flags, const char16_t* picture) {
-        const SYSTEMTIME date = {year, month, 0, day, 0, 0, 0, 0};
-        char16_t buffer[100] = u"";
-        P::GetDateFormatW(LOCALE_USER_DEFAULT, flags, &date, picture, buffer, 100);
-        return buffer;
+        return localeText(LOCALE_SSHORTDATE) + u"|" + localeText(LOCALE_SLONGDATE) + u"|" +
+               localeText(LOCALE_STIMEFORMAT);
     }
 };
 
@@ -98,21 +85,23 @@ TEST_F(LocaleOfDates, GivesPicturesByItsFormats) {
     setenv("LC_ALL", "C", 1);
     EXPECT_EQ(pictures(), u"MM/dd/yy|dddd MMMM d yyyy|HH:mm:ss");
     setenv("LC_ALL", "xx_XX.UTF-8", 1);
-    EXPECT_EQ(textOf(LOCALE_SDAYNAME1), u"Monday") << "there is no such locale";
+    EXPECT_EQ(localeText(LOCALE_SDAYNAME1), u"Monday") << "there is no such locale";
 }
 
 TEST_F(LocaleOfDates, GivesItsNamesAndEras) {
     TARNKIT_TEST_NEEDS(kLocaleDefinitions);
+    const SYSTEMTIME old = {1988, 1, 0, 2, 0, 0, 0, 0};
+    const SYSTEMTIME modern = {2001, 1, 0, 2, 0, 0, 0, 0};
     enter("ru_RU", "KOI8-R");
-    EXPECT_EQ(textOf(LOCALE_SDAYNAME1 + 6), u"Воскресенье");
-    EXPECT_EQ(textOf(LOCALE_SMONTHNAME1), u"Январь");
-    EXPECT_EQ(dateText(2001, 1, 2, 0, u"d MMMM, MMMM"), u"2 января, января");
-    EXPECT_EQ(dateText(2001, 1, 2, 0, u"MMMM"), u"Январь");
-    EXPECT_EQ(dateText(2001, 1, 2, DATE_USE_ALT_CALENDAR, u"ggy"), u"1");
+    EXPECT_EQ(localeText(LOCALE_SDAYNAME1 + 6), u"Воскресенье");
+    EXPECT_EQ(localeText(LOCALE_SMONTHNAME1), u"Январь");
+    EXPECT_EQ(dateText(modern, u"d MMMM, MMMM"), u"2 января, января");
+    EXPECT_EQ(dateText(modern, u"MMMM"), u"Январь");
+    EXPECT_EQ(dateText(modern, u"ggy", DATE_USE_ALT_CALENDAR), u"1");
     enter("ja_JP", "EUC-JP");
-    EXPECT_EQ(textOf(LOCALE_S2359), u"午後");
-    EXPECT_EQ(dateText(1988, 1, 2, DATE_USE_ALT_CALENDAR, u"gg y"), u"昭和 63");
-    EXPECT_EQ(dateText(1988, 1, 2, 0, u"gg y"), u" 88");
+    EXPECT_EQ(localeText(LOCALE_S2359), u"午後");
+    EXPECT_EQ(dateText(old, u"gg y", DATE_USE_ALT_CALENDAR), u"昭和 63");
+    EXPECT_EQ(dateText(old, u"gg y"), u" 88");
 }
 
 } // namespace
