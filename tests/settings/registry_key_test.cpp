@@ -27,28 +27,25 @@ protected:
         software.DeleteSubKey(u"TarnkitRegistryKeyTest");
         EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     }
-    /// What `GetSubKeys` or `GetStringValueNames` gives, each name behind a bar.
-    template<class List>
-    static CUnicodeString names(const CRegistryKey& parent, List list) {
-        CArray<CUnicodeString, CurrentMemoryManager> listed{u"left over"};
-        (parent.*list)(listed);
-        CUnicodeString all;
-        for (const CUnicodeString& name : listed)
-            all += u"|" + name;
-        return all;
-    }
-    static CUnicodeString subKeys(const CRegistryKey& parent) {
-        return names(parent, &CRegistryKey::GetSubKeys);
-    }
-    CUnicodeString query(const char16_t* path, const char16_t* name = u"v") const {
-        CRegistryKey opened(true);
-        opened.Open(key, path);
-        return opened.QueryStringValue(name, u"none");
-    }
-    void write(const CUnicodeString& path, const char16_t* value, const char16_t* name = u"v") {
+    void write(const CUnicodeString& path, const char16_t* value) {
         CRegistryKey opened(false);
         opened.Open(key, path.Ptr());
-        EXPECT_TRUE(opened.SetStringValue(name, value));
+        EXPECT_TRUE(opened.SetStringValue(u"v", value));
+    }
+    /// The texts in a key, each as "name=text;", and its sub-keys, each as "name(contents)".
+    static CUnicodeString contents(const CRegistryKey& parent) {
+        CUnicodeString all;
+        CArray<CUnicodeString, CurrentMemoryManager> names{u"left over"};
+        parent.GetStringValueNames(names);
+        for (const CUnicodeString& name : names)
+            all += name + u"=" + parent.QueryStringValue(name, u"none") + u";";
+        parent.GetSubKeys(names);
+        for (const CUnicodeString& name : names) {
+            CRegistryKey subKey(true);
+            subKey.Open(parent, name);
+            all += name + u"(" + contents(subKey) + u")";
+        }
+        return all;
     }
 
     CRegistryKey key{false};
@@ -71,7 +68,7 @@ TEST_F(RegistryKey, OpensForReadingOnlyWhatExistsAndCreatesForWriting) {
     writer.Close();
     writer.Open(key, u"");
     EXPECT_TRUE(writer.SetStringValue(u"v", u"through the empty name"));
-    EXPECT_EQ(query(u""), u"through the empty name");
+    EXPECT_EQ(contents(key), u"v=through the empty name;");
     const HKEY detached = writer.Detach();
     writer.Open(detached, u"still open");
     EXPECT_TRUE(writer.IsValid());
@@ -95,7 +92,7 @@ TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
     }
     const CUnicodeString large(u'x', 100'000);
     ASSERT_TRUE(key.SetStringValue(u"", large.Ptr()));
-    EXPECT_EQ(query(u"", u""), large);
+    EXPECT_EQ(key.QueryStringValue(u"", u"none"), large);
 }
 
 TEST_F(RegistryKey, TakesNoSizeBelowZero) {
@@ -112,13 +109,11 @@ TEST_F(RegistryKey, ListsNamesAndSizesOfAnyLength) {
     const CUnicodeString longerName(u'n', 1000);
     write(longName, u"");
     write(u"alpha\\below", u"");
-    EXPECT_EQ(subKeys(key), u"|alpha|" + longName);
-
     key.SetStringValue(u"a text", u"1");
     key.SetValue(u"expand", REG_EXPAND_SZ, u"x", 4);
     key.SetValue(u"bytes", REG_BINARY, "1234567", 7);
     key.SetStringValue(longerName.Ptr(), u"");
-    EXPECT_EQ(names(key, &CRegistryKey::GetStringValueNames), u"|a text|" + longerName);
+    EXPECT_EQ(contents(key), u"a text=1;" + longerName + u"=;alpha(below(v=;))" + longName + u"(v=;)");
 
     CRegistryKeyInfo info;
     key.GetInfo(info);
@@ -128,7 +123,7 @@ TEST_F(RegistryKey, ListsNamesAndSizesOfAnyLength) {
     const CRegistryKey closed(false);
     closed.GetInfo(info);
     EXPECT_EQ(info.subKeyCount + info.longestSubKeyName + info.valueCount + info.longestValueData, 0u);
-    EXPECT_EQ(subKeys(closed) + names(closed, &CRegistryKey::GetStringValueNames), u"");
+    EXPECT_EQ(contents(closed), u"");
 }
 
 TEST_F(RegistryKey, DeletesAWholeSubtreeButNothingForAnEmptyName) {
@@ -139,7 +134,7 @@ TEST_F(RegistryKey, DeletesAWholeSubtreeButNothingForAnEmptyName) {
     for (const auto& [name, expected] : deletions) {
         key.DeleteSubKey(name);
         EXPECT_EQ(GetLastError(), expected);
-        EXPECT_EQ(subKeys(key), u"|Other");
+        EXPECT_EQ(contents(key), u"Other(v=x;)");
     }
 }
 
@@ -152,21 +147,18 @@ TEST_F(RegistryKey, CopiesValuesAndSubKeysAndEndsInItsOwnSubtree) {
     from.SetValue(u"", 77, "", 0);
     write(u"From\\a\\b", u"deep");
     write(u"From\\c", u"shallow");
-    write(u"From\\To", u"kept", u"own");
+    write(u"From\\To", u"kept");
     write(u"From\\To\\c", u"overwritten");
     from.CopyTo(to);
     std::string copied(5000, ' ');
     EXPECT_EQ(to.QueryValue(u"large", copied.data(), 5000), 5000);
     EXPECT_EQ(copied, large);
     EXPECT_EQ(to.GetValueType(u""), 77u);
-    EXPECT_EQ(query(u"From\\To\\a\\b"), u"deep");
-    EXPECT_EQ(query(u"From\\To\\c"), u"shallow");
-    EXPECT_EQ(query(u"From\\To", u"own"), u"kept");
-    EXPECT_EQ(subKeys(to), u"|a|c|To");
-    EXPECT_EQ(query(u"From\\To\\To\\a\\b"), u"none");
+    const CUnicodeString copies = u"v=kept;a(b(v=deep;))c(v=shallow;)To(v=kept;c(v=shallow;))";
+    EXPECT_EQ(contents(to), copies);
 
     from.CopyTo(from);
-    EXPECT_EQ(subKeys(from), u"|a|c|To");
+    EXPECT_EQ(contents(from), u"a(b(v=deep;))c(v=shallow;)To(" + copies + u")");
 }
 
 TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
@@ -201,6 +193,6 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
         EXPECT_GE(text.Find((u"RegistryKey, " + UnicodeStr(line) + u".").Ptr()), 0) << line;
     }
     EXPECT_EQ(handler.shown.size(), std::size(misuses));
-    EXPECT_EQ(query(u"A"), u"kept");
+    EXPECT_EQ(contents(key), u"A(v=kept;)");
     SetErrorFlag(false);
 }
