@@ -1,8 +1,6 @@
 #include "tests/errors/reports.h"
 #include "tests/support/refusing_manager.h"
 
-#include <tarnkit/text_of_values.h>
-
 #include <utility>
 
 namespace Tarn {

@@ -2,11 +2,7 @@
 #include "tests/support/capabilities.h"
 #include "tests/support/system.h"
 
-#include <tarnkit/file_system.h>
-#include <tarnkit/temp_file.h>
-
 #include <cstdlib>
-#include <string>
 #include <thread>
 #include <type_traits>
 

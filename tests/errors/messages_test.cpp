@@ -1,12 +1,6 @@
 #include "tests/errors/reports.h"
 
-#include <tarnkit/messages.h>
-#include <tarnkit/temp_file.h>
-
-#include <gtest/gtest.h>
-
 #include <optional>
-#include <string>
 
 namespace Tarn {
 namespace {

@@ -2,8 +2,6 @@
 #include "tests/support/capabilities.h"
 #include "tests/support/failure.h"
 
-#include <tarnkit/registry_key.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <thread>

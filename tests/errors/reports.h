@@ -2,9 +2,7 @@
 // it is told, the library with its texts, and what a report has left in a file.
 #pragma once
 
-#include <tarnkit/file.h>
-#include <tarnkit/lifecycle.h>
-#include <tarnkit/message_handlers.h>
+#include <tarnkit/tarnkit.h>
 
 #include <gtest/gtest.h>
 

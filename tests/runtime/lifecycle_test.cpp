@@ -1,13 +1,5 @@
 #include "tests/runtime/started_library.h"
 
-#include <tarnkit/file_system.h>
-#include <tarnkit/memory_manager.h>
-#include <tarnkit/messages.h>
-#include <tarnkit/registry_key.h>
-#include <tarnkit/resource_modules.h>
-#include <tarnkit/tarnkit_static.h>
-#include <tarnkit/temp_file.h>
-
 #include <cstdlib>
 
 namespace Tarn {

@@ -1,8 +1,5 @@
 #include "tests/runtime/started_library.h"
 
-#include <tarnkit/messages.h>
-#include <tarnkit/resource_modules.h>
-
 namespace Tarn {
 namespace {
 

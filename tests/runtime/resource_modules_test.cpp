@@ -2,14 +2,6 @@
 #include "tests/runtime/started_library.h"
 #include "tests/support/system.h"
 
-#include <tarnkit/messages.h>
-#include <tarnkit/resource_modules.h>
-#include <tarnkit/tarnkit_static.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <vector>
-
 namespace Tarn {
 namespace {
 

@@ -2,12 +2,9 @@
 
 #include "tests/errors/reports.h"
 
-#include <tarnkit/text_of_values.h>
-
 #include <algorithm>
 #include <cstring>
 #include <tuple>
-#include <utility>
 
 using namespace Tarn;
 
@@ -169,11 +166,9 @@ TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
         {39, [&] { key.Open(HKEY_CURRENT_USER, u"Software"); }},
         {40, [&] { closed.Open(HKEY_CURRENT_USER, nullptr); }},
         {41, [&] { closed.Open(CRegistryKey(true), u"x"); }},
-        {83, [&] { reader.DeleteValue(u"v"); }},
         {84, [&] { closed.DeleteValue(u"v"); }},
         {85, [&] { key.DeleteValue(nullptr); }},
         {93, [&] { reader.DeleteSubKey(u"A"); }},
-        {94, [&] { closed.DeleteSubKey(u"A"); }},
         {95, [&] { key.DeleteSubKey(nullptr); }},
         {111, [&] { EXPECT_EQ(key.GetValueType(nullptr), 0u); }},
         {208, [&] { EXPECT_EQ(key.QueryStringValue(nullptr, u"default"), u"default"); }},

@@ -1,12 +1,11 @@
 #include <tarnkit/setup.h>
 
-#include "tests/containers/faults.h"
+#include "tests/support/refusing_manager.h"
 
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/registry_key.h>
 
 #include <tuple>
-#include <utility>
 
 using namespace Tarn;
 
