@@ -1,8 +1,6 @@
-// Message boxes of the POSIX port: on a real terminal, without one, and through an installed window system.
+// Message boxes of the POSIX port: on a real terminal and without one.
 #include "platform/platform.h"
 #include "tests/support/capabilities.h"
-
-#include <tarnkit/window_system.h>
 
 #include <gtest/gtest.h>
 
@@ -131,20 +129,6 @@ TEST(MessageBoxWithoutATerminal, SurvivesAnErrorOutputThatTakesNothing) {
         EXPECT_EQ(show(full, output, nullptr, nullptr, MB_YESNO | MB_DEFBUTTON2), IDNO);
     close(full);
     close(ends[1]);
-}
-
-TEST(WindowSystem, AnInstalledOneTakesTheTerminalsPlace) {
-    struct ToolkitWindows : Tarn::IWindowSystem {
-        int MessageBox(HWND, const char16_t* text, const char16_t* caption, UINT) override {
-            return std::u16string(caption) + text == u"Errortext" ? IDNO : IDYES;
-        }
-    } windows;
-    EXPECT_EQ(Tarn::SetWindowSystem(&windows), nullptr);
-    EXPECT_EQ(Platform::MessageBoxW(nullptr, u"text", nullptr, MB_YESNO), IDNO);
-    EXPECT_FALSE(Platform::GetDesktopWindow()) << "what the program left at its default knows no window";
-    EXPECT_FALSE(Platform::EnableWindow(nullptr, TRUE));
-    EXPECT_EQ(Tarn::SetWindowSystem(nullptr), &windows);
-    EXPECT_FALSE(Platform::GetWindow(Platform::GetDesktopWindow(), GW_CHILD));
 }
 
 } // namespace
