@@ -56,14 +56,30 @@ void LeaveOwnRegistry() {
 }
 
 CProgramRun RunProgram(const std::string& commandLine, int) {
-    CProgramRun result{-1, {}};
-    std::FILE* const pipe = _wpopen(wide("\"" + commandLine + " <NUL 2>&1\"").c_str(), L"rb");
-    if (pipe == nullptr)
-        return result;
-    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
-        result.output += static_cast<char>(c);
-    result.exitCode = _pclose(pipe);
-    return result;
+    SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
+    STARTUPINFOW start{};
+    start.cb = sizeof(start);
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdInput = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+                                  OPEN_EXISTING, 0, nullptr);
+    HANDLE reader = nullptr;
+    CreatePipe(&reader, &start.hStdOutput, &inherited, 0);
+    start.hStdError = start.hStdOutput;
+    PROCESS_INFORMATION process{};
+    CreateProcessW(nullptr, wide(commandLine).data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                   nullptr, &start, &process);
+    CloseHandle(start.hStdInput);
+    CloseHandle(start.hStdOutput);
+    CProgramRun run{-1, {}};
+    char part[4096];
+    for (DWORD size; ReadFile(reader, part, sizeof(part), &size, nullptr) && size != 0;)
+        run.output.append(part, size);
+    WaitForSingleObject(process.hProcess, INFINITE);
+    if (DWORD code; GetExitCodeProcess(process.hProcess, &code))
+        run.exitCode = static_cast<int>(code);
+    for (const HANDLE handle : {reader, process.hThread, process.hProcess})
+        CloseHandle(handle);
+    return run;
 }
 
 } // namespace Tarn
