@@ -123,11 +123,11 @@ TEST_F(Setup, StoresListsWithEscapedCommas) {
 }
 
 TEST_F(Setup, KeepsCachedValuesUnderTheDefaultManager) {
-    CRefusingManager manager; // misses what is not returned to it
-    CCacheSetupStringArray list(u"", u"list", ST_UserSection);
+    CCacheSetupStringArray list(u"", u"list", ST_UserSection), written(list);
     CSetupStringArray plain(u"", u"list", ST_UserSection);
     CCacheSetup<int> number(u"", u"v", 5, ST_UserSection);
     {
+        CRefusingManager manager; // misses what is not returned to it before it goes
         CMemoryManagerSwitcher switching(&manager);
         CArray<CUnicodeString> items;
         plain.Set({u"a", u"b"});
@@ -135,12 +135,12 @@ TEST_F(Setup, KeepsCachedValuesUnderTheDefaultManager) {
         plain.Set({u"another process's"});
         list.Get(items);
         EXPECT_EQ(items, (CArray<CUnicodeString>{u"a", u"b"}));
+        written.Set({u" c"});
+        CCacheSetupStringArray(written).Get(items);
+        EXPECT_EQ(items, CArray<CUnicodeString>{u" c"});
         list.Reset();
         list.Get(items);
-        list.Set({u" c"});
-        EXPECT_EQ(plain.GetString(), u"c");
-        CCacheSetupStringArray(list).Get(items);
-        EXPECT_EQ(items, CArray<CUnicodeString>{u" c"});
+        EXPECT_EQ(items, CArray<CUnicodeString>{u"c"});
     }
     EXPECT_EQ(number.Get(), 5);
     EXPECT_EQ(read(number, u"6"), 5);
