@@ -12,8 +12,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 if(NOT CMAKE_HOST_WIN32)
+  # Wine writes the names of files in the encoding of the locale, which need not have the characters of all names.
   set(CMAKE_CROSSCOMPILING_EMULATOR
-    ${CMAKE_COMMAND} -E env WINEPREFIX=${CMAKE_BINARY_DIR}/wine WINEDEBUG=-all
+    ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8 WINEPREFIX=${CMAKE_BINARY_DIR}/wine WINEDEBUG=-all
     WINEDLLOVERRIDES=mscoree,mshtml,winemenubuilder.exe= ${wine_environment} wine)
   set(TARNKIT_EMULATOR_SETUP wineboot --init)
 endif()
