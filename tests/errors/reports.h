@@ -12,14 +12,13 @@
 
 struct CShownMessage {
     std::u16string text;
-    std::u16string caption;
     unsigned flags;
 };
 
 class CRecordingHandler : public Tarn::CMessageHandler {
 public:
-    int ShowMessage(HWND, const char16_t* text, const char16_t* caption, unsigned flags) override {
-        shown.push_back({text, caption, flags});
+    int ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned flags) override {
+        shown.push_back({text, flags});
         if (whileShowing)
             whileShowing();
         return answer;

@@ -1,7 +1,5 @@
 #include "tests/strings/text_literals.h"
 
-#include <gtest/gtest.h>
-
 #include <tuple>
 
 namespace Tarn {
@@ -29,6 +27,8 @@ TEST(Conversion, GoesThereAndBackInEveryKindOfCodePage) {
     }
     EXPECT_EQ(CUnicodeString("\xCF\xF0\xE8", 2, kCyrillic), u"\u041F\u0440");
     EXPECT_EQ(CString(u"\u041F\u0440", 1, kCyrillic), "\xCF");
+    EXPECT_EQ(CUnicodeString("ab\0cd", 5, kUtf8).GetLength(), 2) << "an embedded NUL cuts the result";
+    EXPECT_EQ(CString(u"ab\0cd", 5, kCyrillic).GetLength(), 2);
 }
 
 TEST(Conversion, WhatIsNullEmptyOrImpossibleIsTheEmptyString) {
@@ -49,11 +49,6 @@ TEST(Conversion, UnknownCharactersBecomeTheDefaultAndInvalidUtf8TheReplacement) 
                                                "b");
     EXPECT_EQ(CString(u"a\u00F7\u0E01", kShiftJis), "a\x81\x80?") << "the retry allows the default";
     EXPECT_EQ(CUnicodeString("a\xFF", kUtf8), u"a\uFFFD");
-}
-
-TEST(Conversion, AnEmbeddedNulCutsTheResult) {
-    EXPECT_EQ(CUnicodeString("ab\0cd", 5, kUtf8).GetLength(), 2);
-    EXPECT_EQ(CString(u"ab\0cd", 5, kCyrillic).GetLength(), 2);
 }
 
 } // namespace

@@ -2,8 +2,6 @@
 
 #include <tarnkit/text_of_values.h>
 
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <cmath>
 #include <cstdio>

@@ -1,7 +1,5 @@
 #include "tests/strings/text_literals.h"
 
-#include <gtest/gtest.h>
-
 #include <random>
 #include <tuple>
 

@@ -3,12 +3,9 @@
 
 #include <tarnkit/text_of_values.h>
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <tuple>
 #include <vector>

@@ -4,8 +4,6 @@
 #include "tests/support/failure.h"
 #include "tests/support/system.h"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <climits>
 #include <string>

@@ -7,8 +7,6 @@
 #include "tests/support/capabilities.h"
 #include "tests/support/system.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
