@@ -3,8 +3,9 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/rational.h>
 
+#include "errors/in_destructor.h"
+
 #include <algorithm>
-#include <exception>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -74,13 +75,7 @@ CArchive::CArchive(CBaseFile* archiveFile, TDirection archiveDirection, int size
 }
 
 CArchive::~CArchive() noexcept(false) {
-    try {
-        Close();
-    } catch (CException* e) {
-        if (std::uncaught_exceptions() == 0)
-            throw;
-        e->Delete();
-    }
+    RunInDestructor([this] { Close(); });
 }
 
 void CArchive::Flush() {

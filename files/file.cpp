@@ -2,11 +2,11 @@
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 
+#include "errors/in_destructor.h"
 #include "platform/platform.h"
 
 #include <climits>
 #include <cstdint>
-#include <exception>
 #include <utility>
 
 namespace Tarn {
@@ -61,13 +61,7 @@ CFile& CFile::operator=(CFile&& other) {
 }
 
 CFile::~CFile() noexcept(false) {
-    try {
-        CFile::Close();
-    } catch (CException* e) {
-        if (std::uncaught_exceptions() == 0)
-            throw;
-        e->Delete();
-    }
+    RunInDestructor([this] { CFile::Close(); });
 }
 
 void CFile::Open(const CUnicodeString& fileName, unsigned int flags) {

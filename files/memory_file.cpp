@@ -3,10 +3,11 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/messages.h>
 
+#include "errors/in_destructor.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <exception>
 #include <utility>
 
 namespace Tarn {
@@ -36,13 +37,7 @@ int toIntOrFail(Int64 size) {
 CMemoryFile::CMemoryFile(int step) : growthStep(step) { require(step >= 0, __LINE__); }
 
 CMemoryFile::~CMemoryFile() noexcept(false) {
-    try {
-        CMemoryFile::Close();
-    } catch (CException* e) {
-        if (std::uncaught_exceptions() == 0)
-            throw;
-        e->Delete();
-    }
+    RunInDestructor([this] { CMemoryFile::Close(); });
 }
 
 void CMemoryFile::Attach(unsigned char* block, int size, int step) {

@@ -6,10 +6,10 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/message_handlers.h>
 
+#include "errors/in_destructor.h"
 #include "platform/platform.h"
 
 #include <cstring>
-#include <exception>
 #include <new>
 #include <thread>
 
@@ -56,13 +56,7 @@ TARNKIT_LAYOUT(CThreadSlots, 12, entries);
 CThreadDataStorage::CThreadDataStorage() : tlsIndex(TLS_OUT_OF_INDEXES), slotCount(0) { attach(); }
 
 CThreadDataStorage::~CThreadDataStorage() noexcept(false) {
-    try {
-        release();
-    } catch (CException* e) {
-        if (std::uncaught_exceptions() == 0)
-            throw;
-        e->Delete();
-    }
+    RunInDestructor([this] { release(); });
 }
 
 void CThreadDataStorage::attach() {

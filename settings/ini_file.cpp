@@ -7,8 +7,9 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/text_of_values.h>
 
+#include "errors/in_destructor.h"
+
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 namespace Tarn {
@@ -51,14 +52,10 @@ CIniFile::CIniFile(const CUnicodeString& name)
     : fileName(FileSystem::CombinePath(directoryOfApplication(), name)) {}
 
 CIniFile::~CIniFile() noexcept(false) {
-    try {
+    RunInDestructor([this] {
         if (isModified)
             Save();
-    } catch (CException* e) {
-        if (std::uncaught_exceptions() == 0)
-            throw;
-        e->Delete();
-    }
+    });
 }
 
 void CIniFile::Reload() { read(); }
