@@ -1,7 +1,7 @@
+#include "catalogue/resource_registry.h"
+#include "memory/late_object.h"
 #include "platform/platform.h"
-#include "runtime/late_object.h"
 #include "runtime/registered_modules.h"
-#include "runtime/resource_registry.h"
 
 #include <tarnkit/file_system.h>
 #include <tarnkit/layout.h>

@@ -1,8 +1,8 @@
 #include "runtime/registered_modules.h"
 
+#include "catalogue/resource_registry.h"
+#include "memory/late_object.h"
 #include "platform/platform.h"
-#include "runtime/late_object.h"
-#include "runtime/resource_registry.h"
 
 #include <tarnkit/array.h>
 #include <tarnkit/layout.h>

@@ -1,8 +1,8 @@
 // Handles of files: opening, transfers, positions, lengths and times.
 #include "platform/platform.h"
-#include "platform/posix/error_codes.h"
-#include "platform/posix/open_file.h"
-#include "platform/posix/paths.h"
+#include "platform/posix/files/open_file.h"
+#include "platform/posix/files/paths.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <cerrno>
 #include <unistd.h>

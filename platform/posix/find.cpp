@@ -3,9 +3,9 @@
 // A search reads its directory once, when it begins, and delivers in the order of the names. What is made or
 // removed while it runs does not disturb it: a file that is gone by the time of its turn is left out.
 #include "platform/platform.h"
-#include "platform/posix/error_codes.h"
-#include "platform/posix/handles.h"
-#include "platform/posix/paths.h"
+#include "platform/posix/files/handles.h"
+#include "platform/posix/files/paths.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,10 +1,10 @@
 // Texts of the user's locale. Its data are read through a locale object of the call's own: the process's
 // locale, which belongs to the application, is neither read nor changed.
 #include "platform/platform.h"
-#include "platform/posix/code_page.h"
-#include "platform/posix/date_pictures.h"
-#include "platform/posix/error_codes.h"
-#include "platform/posix/language.h"
+#include "platform/posix/support/error_codes.h"
+#include "platform/posix/text/code_page.h"
+#include "platform/posix/text/date_pictures.h"
+#include "platform/posix/text/language.h"
 
 #include <langinfo.h>
 #include <locale.h>

@@ -4,10 +4,10 @@
 // an anonymous mapping; a table of the live regions lets `VirtualFree` find the size itself and refuse what
 // was never handed out.
 #include "platform/platform.h"
-#include "platform/posix/allocator.h"
-#include "platform/posix/last_error.h"
-#include "platform/posix/leak_checker.h"
-#include "platform/posix/private_heap.h"
+#include "platform/posix/memory/allocator.h"
+#include "platform/posix/memory/leak_checker.h"
+#include "platform/posix/memory/private_heap.h"
+#include "platform/posix/support/last_error.h"
 
 #include <algorithm>
 #include <array>

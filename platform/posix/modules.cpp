@@ -3,8 +3,8 @@
 // A module handle is the loader's own: what `dlopen` returns and the loader's list of modules holds. Handles
 // are checked against that list before the loader, which trusts its callers, sees them.
 #include "platform/platform.h"
-#include "platform/posix/library_files.h"
-#include "platform/posix/paths.h"
+#include "platform/posix/files/library_files.h"
+#include "platform/posix/files/paths.h"
 
 #include <tarnkit/resource_strings.h>
 

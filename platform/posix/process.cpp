@@ -1,7 +1,7 @@
 // Last error, debugger output and the end of the process.
 #include "platform/platform.h"
-#include "platform/posix/allocator.h"
-#include "platform/posix/last_error.h"
+#include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/last_error.h"
 
 #include <csignal>
 #include <cstdio>

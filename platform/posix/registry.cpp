@@ -2,7 +2,7 @@
 // (HKEY_LOCAL_MACHINE, whose `Software\Classes` is HKEY_CLASSES_ROOT and whose `Users` is HKEY_USERS). One
 // lock is held through each call.
 #include "platform/platform.h"
-#include "platform/posix/registry_store.h"
+#include "platform/posix/registry/store.h"
 
 #include <cstdlib>
 #include <exception>

@@ -1,7 +1,7 @@
 // The user's folders, where the XDG base directories and the user's own list of directories put them.
 #include "platform/platform.h"
-#include "platform/posix/error_codes.h"
-#include "platform/posix/paths.h"
+#include "platform/posix/files/paths.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <cerrno>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // System texts, versions, the user's language and the strings of the COM error object.
 #include "platform/platform.h"
-#include "platform/posix/language.h"
+#include "platform/posix/text/language.h"
 
 #include <algorithm>
 #include <cstdint>

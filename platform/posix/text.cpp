@@ -1,6 +1,6 @@
 #include "platform/platform.h"
-#include "platform/posix/code_page.h"
-#include "platform/posix/language.h"
+#include "platform/posix/text/code_page.h"
+#include "platform/posix/text/language.h"
 
 #include <locale.h>
 #include <wctype.h>

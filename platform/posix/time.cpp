@@ -1,7 +1,7 @@
 // Calendar time, local time and the time zone. File times count 100-nanosecond units from the start of 1601
 // in the Gregorian calendar.
 #include "platform/platform.h"
-#include "platform/posix/error_codes.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <algorithm>
 #include <chrono>

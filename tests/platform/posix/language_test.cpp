@@ -1,5 +1,5 @@
 // What the POSIX port makes of the user's environment.
-#include "platform/posix/language.h"
+#include "platform/posix/text/language.h"
 
 #include "platform/platform.h"
 

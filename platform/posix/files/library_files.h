@@ -3,7 +3,7 @@
 // All paths here are the system's own: bytes, separated by slashes. Functions throw `std::bad_alloc` only.
 #pragma once
 
-#include "platform/posix/allocator.h"
+#include "platform/posix/memory/allocator.h"
 
 #include <tarnkit/types.h>
 

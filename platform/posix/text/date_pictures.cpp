@@ -1,4 +1,4 @@
-#include "platform/posix/date_pictures.h"
+#include "platform/posix/text/date_pictures.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "platform/posix/paths.h"
+#include "platform/posix/files/paths.h"
 
-#include "platform/posix/error_codes.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <algorithm>
 #include <cerrno>

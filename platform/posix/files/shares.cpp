@@ -1,6 +1,6 @@
-#include "platform/posix/shares.h"
+#include "platform/posix/files/shares.h"
 
-#include "platform/posix/error_codes.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <cerrno>
 #include <ctime>

@@ -1,4 +1,4 @@
-#include "platform/posix/registry_store.h"
+#include "platform/posix/registry/store.h"
 
 #include "platform/platform.h"
 

@@ -9,8 +9,8 @@
 // that differs in nothing but case.
 #pragma once
 
-#include "platform/posix/allocator.h"
-#include "platform/posix/information.h"
+#include "platform/posix/files/information.h"
+#include "platform/posix/memory/allocator.h"
 
 #include <dirent.h>
 #include <memory>

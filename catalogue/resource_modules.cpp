@@ -1,6 +1,6 @@
+#include "catalogue/resource_registry.h"
 #include "platform/platform.h"
 #include "runtime/registered_modules.h"
-#include "runtime/resource_registry.h"
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file_system.h>

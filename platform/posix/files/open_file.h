@@ -1,7 +1,7 @@
 // An open file and the one way to open it. The door's calls on handles, and those that copy, work on it.
 #pragma once
 
-#include "platform/posix/handles.h"
+#include "platform/posix/files/handles.h"
 
 #include <mutex>
 

@@ -2,7 +2,7 @@
 //
 // They are what Windows answers, page by page; no rule makes them. What several code pages have in common
 // stands once.
-#include "platform/posix/code_page.h"
+#include "platform/posix/text/code_page.h"
 
 #include <algorithm>
 #include <iterator>

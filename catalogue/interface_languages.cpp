@@ -1,5 +1,5 @@
 // The table of interface languages and what follows from it alone.
-#include "runtime/resource_registry.h"
+#include "catalogue/resource_registry.h"
 
 #include <tarnkit/failures.h>
 #include <tarnkit/resource_modules.h>

@@ -1,7 +1,7 @@
-#include "platform/posix/library_files.h"
+#include "platform/posix/files/library_files.h"
 
-#include "platform/posix/error_codes.h"
-#include "platform/posix/paths.h"
+#include "platform/posix/files/paths.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <dlfcn.h>
 #include <elf.h>

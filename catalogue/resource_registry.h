@@ -4,7 +4,7 @@
 // unloaded. Main thread, except for lookups.
 #pragma once
 
-#include "runtime/late_object.h"
+#include "memory/late_object.h"
 
 #include <tarnkit/layout.h>
 #include <tarnkit/resource_modules.h>

@@ -1,4 +1,4 @@
-#include "platform/posix/registry_database.h"
+#include "platform/posix/registry/database.h"
 
 #include <cerrno>
 #include <cstdlib>

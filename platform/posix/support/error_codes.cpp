@@ -1,4 +1,4 @@
-#include "platform/posix/error_codes.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <cerrno>
 

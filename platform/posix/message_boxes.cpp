@@ -1,6 +1,6 @@
 // Message boxes and windows: those of the installed window system, else questions on the terminal.
 #include "platform/platform.h"
-#include "platform/posix/allocator.h"
+#include "platform/posix/memory/allocator.h"
 
 #include <tarnkit/window_system.h>
 

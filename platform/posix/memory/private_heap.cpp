@@ -1,6 +1,6 @@
-#include "platform/posix/private_heap.h"
+#include "platform/posix/memory/private_heap.h"
 
-#include "platform/posix/leak_checker.h"
+#include "platform/posix/memory/leak_checker.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,7 +1,7 @@
-#include "platform/posix/code_page.h"
+#include "platform/posix/text/code_page.h"
 
 #include "platform/platform.h"
-#include "platform/posix/allocator.h"
+#include "platform/posix/memory/allocator.h"
 
 #include <iconv.h>
 

@@ -1,4 +1,4 @@
-#include "platform/posix/handles.h"
+#include "platform/posix/files/handles.h"
 
 #include <cstdint>
 #include <cstdlib>

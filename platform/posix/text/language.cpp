@@ -1,6 +1,6 @@
-#include "platform/posix/language.h"
+#include "platform/posix/text/language.h"
 
-#include "platform/posix/code_page.h"
+#include "platform/posix/text/code_page.h"
 
 #include <langinfo.h>
 #include <locale.h>

@@ -10,7 +10,7 @@
 // Results are the registry's codes. Not synchronised: registry.cpp has the lock.
 #pragma once
 
-#include "platform/posix/allocator.h"
+#include "platform/posix/memory/allocator.h"
 
 #include <tarnkit/types.h>
 

@@ -6,7 +6,7 @@
 // std::bad_alloc.
 #pragma once
 
-#include "platform/posix/registry_database.h"
+#include "platform/posix/registry/database.h"
 
 namespace Tarn::Platform::Posix {
 

@@ -1,4 +1,4 @@
-#include "platform/posix/information.h"
+#include "platform/posix/files/information.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 // The formats of a locale's dates and times as the platform's pictures: "%d.%m.%Y" is "dd.MM.yyyy".
 #pragma once
 
-#include "platform/posix/allocator.h"
+#include "platform/posix/memory/allocator.h"
 
 #include <string_view>
 

@@ -1,8 +1,8 @@
 // The places of the system, names for temporary files, and the room on a disk.
 #include "platform/platform.h"
-#include "platform/posix/error_codes.h"
-#include "platform/posix/open_file.h"
-#include "platform/posix/paths.h"
+#include "platform/posix/files/open_file.h"
+#include "platform/posix/files/paths.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 //
 // Every pair of the Basic Multilingual Plane that has a canonical single character and whose script some code
 // page writes. The n-th letter of a row with the row's mark after it is the row's n-th character.
-#include "platform/posix/code_page.h"
+#include "platform/posix/text/code_page.h"
 
 #include <string_view>
 

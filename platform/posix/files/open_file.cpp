@@ -1,8 +1,8 @@
-#include "platform/posix/open_file.h"
+#include "platform/posix/files/open_file.h"
 
-#include "platform/posix/error_codes.h"
-#include "platform/posix/paths.h"
-#include "platform/posix/shares.h"
+#include "platform/posix/files/paths.h"
+#include "platform/posix/files/shares.h"
+#include "platform/posix/support/error_codes.h"
 
 #include <cerrno>
 #include <csignal>

@@ -7,7 +7,7 @@
 
 #include <tarnkit/types.h>
 
-#include "platform/posix/allocator.h"
+#include "platform/posix/memory/allocator.h"
 
 #include <atomic>
 #include <memory>
