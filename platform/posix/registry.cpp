@@ -15,9 +15,6 @@ namespace {
 
 using namespace Posix;
 
-constexpr std::size_t kMaxKeyName = 255;
-constexpr std::size_t kMaxValueName = 16383;
-
 constexpr DWORD kClassesRoot = 0x80000000;
 constexpr DWORD kCurrentUser = 0x80000001;
 constexpr DWORD kLocalMachine = 0x80000002;

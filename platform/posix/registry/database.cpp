@@ -1,5 +1,7 @@
 #include "platform/posix/registry/database.h"
 
+#include "platform/posix/support/error_codes.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
@@ -43,13 +45,17 @@ constexpr char kMakeTables[] =
     "PRAGMA user_version=" TARNKIT_REGISTRY_FORMAT ";"
     "COMMIT;";
 
+// Whether the depth of a key in `keys` follows from that of its parent ?1. Since it does throughout a sound
+// store, going from keys to sub-keys ends even in a damaged one.
+#define TARNKIT_REGISTRY_HAS_RIGHT_DEPTH "depth=1+coalesce((SELECT depth FROM keys WHERE id=?1), 0)"
+
 // In the order of RegistryQuery.
 constexpr const char* kQueries[] = {
     "BEGIN IMMEDIATE",
     "COMMIT",
     "ROLLBACK",
     "SELECT depth FROM keys WHERE id=?1",
-    "SELECT id FROM keys WHERE parent=?1 AND folded=?2",
+    "SELECT id, " TARNKIT_REGISTRY_HAS_RIGHT_DEPTH " FROM keys WHERE parent=?1 AND folded=?2",
     "INSERT INTO keys(parent, folded, name, depth) VALUES(?1, ?2, ?3, ?4)",
     "SELECT 1 FROM keys WHERE parent=?1 LIMIT 1",
     "DELETE FROM keys WHERE id=?1",
@@ -58,12 +64,15 @@ constexpr const char* kQueries[] = {
     " (SELECT count(*) n, coalesce(max(length(name)), 0) longest FROM keys WHERE parent=?1) sub,"
     " (SELECT count(*) n, coalesce(max(length(name)), 0) longest, coalesce(max(length(data)), 0) largest"
     "  FROM key_values WHERE key=?1) val",
-    "SELECT id, name FROM keys WHERE parent=?1 ORDER BY folded LIMIT 1 OFFSET ?2",
-    "SELECT id, name FROM keys WHERE parent=?1 AND folded>(SELECT folded FROM keys WHERE id=?2)"
-    " ORDER BY folded LIMIT 1",
+    // An item of a list: its place in the order, whether it may stand there, and what it is. A table and its
+    // index that disagree give an item that does not come after the one before it.
+    "SELECT folded, " TARNKIT_REGISTRY_HAS_RIGHT_DEPTH ", name FROM keys WHERE parent=?1"
+    " ORDER BY folded LIMIT 1 OFFSET ?2",
+    "SELECT folded, folded>?2 AND " TARNKIT_REGISTRY_HAS_RIGHT_DEPTH ", name FROM keys"
+    " WHERE parent=?1 AND folded>?2 ORDER BY folded LIMIT 1",
     "SELECT type, data FROM key_values WHERE key=?1 AND folded=?2",
-    "SELECT id, name, type, data FROM key_values WHERE key=?1 ORDER BY id LIMIT 1 OFFSET ?2",
-    "SELECT id, name, type, data FROM key_values WHERE key=?1 AND id>?2 ORDER BY id LIMIT 1",
+    "SELECT id, 1, name, type, data FROM key_values WHERE key=?1 ORDER BY id LIMIT 1 OFFSET ?2",
+    "SELECT id, id>?2, name, type, data FROM key_values WHERE key=?1 AND id>?2 ORDER BY id LIMIT 1",
     "INSERT INTO key_values(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
     " WHERE ?1=0 OR EXISTS(SELECT 1 FROM keys WHERE id=?1)"
     " ON CONFLICT(key, folded) DO UPDATE SET type=excluded.type, data=excluded.data",
@@ -94,20 +103,14 @@ String folderOf(RegistryDatabase::Kind kind, mode_t* mode) {
     return String();
 }
 
+// What keeps a store from being used is a refusal unless it is one of these.
 LSTATUS codeOfErrno(int error) {
-    switch (error) {
-    case ENOSPC:
-    case EFBIG:
-        return ERROR_DISK_FULL;
-    case EDQUOT:
-        return ERROR_DISK_QUOTA_EXCEEDED;
-    case EMFILE:
-    case ENFILE:
-        return ERROR_TOO_MANY_OPEN_FILES;
-    case ENOMEM:
-        return ERROR_NOT_ENOUGH_MEMORY;
-    case EIO:
-        return ERROR_IO_DEVICE;
+    switch (const DWORD code = CodeOf(error)) {
+    case ERROR_DISK_FULL:
+    case ERROR_TOO_MANY_OPEN_FILES:
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_IO_DEVICE:
+        return static_cast<LSTATUS>(code);
     default:
         return ERROR_ACCESS_DENIED;
     }
@@ -344,6 +347,13 @@ RegistryStatement& RegistryStatement::Bind(const void* bytes, std::size_t size) 
     if (failure == 0) // a null pointer would be the value NULL instead of no bytes
         failure = database.resultOf(
             sqlite3_bind_blob64(statement, bound, size == 0 ? "" : bytes, size, SQLITE_STATIC));
+    return *this;
+}
+
+RegistryStatement& RegistryStatement::Bind(const sqlite3_value* value) {
+    bound++;
+    if (failure == 0)
+        failure = database.resultOf(sqlite3_bind_value(statement, bound, value));
     return *this;
 }
 

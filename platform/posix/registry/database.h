@@ -90,6 +90,7 @@ public:
     /// Sets the parameters in their order. Bytes must outlive the statement.
     RegistryStatement& Bind(sqlite3_int64 value);
     RegistryStatement& Bind(const void* bytes, std::size_t size);
+    RegistryStatement& Bind(const sqlite3_value* value);
     RegistryStatement& Bind(const String& bytes) { return Bind(bytes.data(), bytes.size()); }
 
     /// 0 with a row to look at, 259 when there are no more.
@@ -103,6 +104,10 @@ public:
     sqlite3_int64 InsertedRow() const { return sqlite3_last_insert_rowid(database.connection); }
 
     sqlite3_int64 Integer(int column) const { return sqlite3_column_int64(statement, column); }
+    /// The value of a column as it is; null when there is no memory. Freed by `sqlite3_value_free`.
+    sqlite3_value* Copy(int column) const {
+        return sqlite3_value_dup(sqlite3_column_value(statement, column));
+    }
     const void* Bytes(int column) const { return sqlite3_column_blob(statement, column); }
     DWORD Size(int column) const { return static_cast<DWORD>(sqlite3_column_bytes(statement, column)); }
 

@@ -15,6 +15,7 @@ constexpr int kMaxDepth = 512;
 constexpr LSTATUS kFound = ERROR_SUCCESS;
 constexpr LSTATUS kNoRow = ERROR_NO_MORE_ITEMS;
 constexpr LSTATUS kMissing = ERROR_FILE_NOT_FOUND;
+constexpr LSTATUS kDamaged = ERROR_BADDB;
 
 String bytesOf(const char16_t* units, std::size_t length) {
     String bytes;
@@ -26,13 +27,27 @@ String bytesOf(const char16_t* units, std::size_t length) {
     return bytes;
 }
 
-LSTATUS deliverName(const RegistryStatement& row, int column, const RegistryNameBuffer& name) {
+// The columns of an item of a list.
+enum { kPlaceColumn, kIsInPlaceColumn, kNameColumn };
+
+enum class NameKind { Key, Value };
+
+// What cannot be the name of a key would lead to another one: the empty name to the key that is listed.
+LSTATUS deliverName(const RegistryStatement& row, int column, NameKind kind, const RegistryNameBuffer& name) {
     const auto* bytes = static_cast<const unsigned char*>(row.Bytes(column));
-    const DWORD length = row.Size(column) / 2;
+    const DWORD size = row.Size(column);
+    const DWORD length = size / 2;
+    const bool isKey = kind == NameKind::Key;
+    if (size % 2 != 0 || length > (isKey ? kMaxKeyName : kMaxValueName) || (isKey && length == 0))
+        return kDamaged;
     if (*name.length <= length)
         return ERROR_MORE_DATA;
-    for (DWORD i = 0; i < length; i++)
-        name.units[i] = static_cast<char16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
+    for (DWORD i = 0; i < length; i++) {
+        const auto unit = static_cast<char16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
+        if (unit == 0 || (isKey && unit == u'\\'))
+            return kDamaged;
+        name.units[i] = unit;
+    }
     name.units[length] = 0;
     *name.length = length;
     return 0;
@@ -58,6 +73,11 @@ LSTATUS deliverValue(const RegistryStatement& row, int typeColumn, const Registr
 }
 
 } // namespace
+
+void RegistryStore::Cursor::MoveTo(const Cursor& other) {
+    sqlite3_value_free(place);
+    *this = other;
+}
 
 RegistryName::RegistryName(const char16_t* units, std::size_t length) : text(bytesOf(units, length)) {
     U16String upper(units, length);
@@ -124,13 +144,16 @@ LSTATUS RegistryStore::GetSizes(RegistryKeyId key, RegistryKeySizes* sizes) {
         return result;
     auto number = [&query](int column) { return static_cast<DWORD>(query.Integer(column)); };
     *sizes = {number(0), number(1) / 2, number(2), number(3) / 2, number(4)};
+    if (sizes->longestSubKey > kMaxKeyName || sizes->longestValueName > kMaxValueName)
+        return kDamaged;
     const bool isEmpty = sizes->subKeys == 0 && sizes->values == 0;
     return isEmpty ? whyMissing(key, ERROR_SUCCESS) : result;
 }
 
 LSTATUS RegistryStore::GetSubKeyName(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name) {
-    return enumerate(subKeys, key, index,
-                     [&](const RegistryStatement& row) { return deliverName(row, 1, name); });
+    return enumerate(subKeys, key, index, [&](const RegistryStatement& row) {
+        return deliverName(row, kNameColumn, NameKind::Key, name);
+    });
 }
 
 LSTATUS RegistryStore::GetValue(RegistryKeyId key, const RegistryName& name,
@@ -148,8 +171,8 @@ LSTATUS RegistryStore::GetValue(RegistryKeyId key, const RegistryName& name,
 LSTATUS RegistryStore::GetValueAt(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name,
                                   const RegistryValueBuffer& value) {
     return enumerate(values, key, index, [&](const RegistryStatement& row) {
-        const LSTATUS nameResult = deliverName(row, 1, name);
-        const LSTATUS valueResult = deliverValue(row, 2, value);
+        const LSTATUS nameResult = deliverName(row, kNameColumn, NameKind::Value, name);
+        const LSTATUS valueResult = deliverValue(row, kNameColumn + 1, value);
         return nameResult != 0 ? nameResult : valueResult;
     });
 }
@@ -172,6 +195,12 @@ LSTATUS RegistryStore::DeleteValue(RegistryKeyId key, const RegistryName& name) 
     RegistryStatement deletion(database, RegistryQuery::DeleteValue);
     const LSTATUS result = deletion.Bind(key).Bind(name.folded).Run();
     return result == 0 && deletion.Changes() == 0 ? whyMissing(key, ERROR_FILE_NOT_FOUND) : result;
+}
+
+void RegistryStore::Close() {
+    for (Enumeration* enumeration : {&subKeys, &values})
+        enumeration->cursor.MoveTo(Cursor());
+    database.Close();
 }
 
 // Makes the database ready. Where there is none, a predefined key is empty, which gives `codeWhenEmpty`, and
@@ -204,9 +233,11 @@ LSTATUS RegistryStore::getDepth(RegistryKeyId key, int* depth) {
 LSTATUS RegistryStore::findChild(RegistryKeyId parent, const RegistryName& name, RegistryKeyId* key) {
     RegistryStatement query(database, RegistryQuery::FindKey);
     const LSTATUS result = query.Bind(parent).Bind(name.folded).Step();
-    if (result == kFound)
-        *key = query.Integer(0);
-    return result == kNoRow ? kMissing : result;
+    if (result != kFound)
+        return result == kNoRow ? kMissing : result;
+    *key = query.Integer(0);
+    const bool hasRightDepth = query.Integer(1) != 0;
+    return hasRightDepth ? kFound : kDamaged;
 }
 
 LSTATUS RegistryStore::findPath(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key) {
@@ -251,30 +282,34 @@ LSTATUS RegistryStore::addChild(RegistryKeyId parent, const RegistryName& name, 
 }
 
 // An item follows the one before it as long as nothing changed in between; else it is counted from the start.
+// The items of a list come in one strict order, so that a list ends whatever its store holds.
 template<class Deliver>
 LSTATUS RegistryStore::enumerate(Enumeration& enumeration, RegistryKeyId key, DWORD index, Deliver deliver) {
-    LSTATUS failure = open(Use::Read, key, ERROR_NO_MORE_ITEMS);
+    LSTATUS result = open(Use::Read, key, ERROR_NO_MORE_ITEMS);
     sqlite3_int64 mark = 0;
-    if (failure == 0)
-        failure = database.GetChangeMark(&mark);
-    if (failure != 0)
-        return failure;
+    if (result == 0)
+        result = database.GetChangeMark(&mark);
+    if (result != 0)
+        return result;
 
-    const auto show = [&](RegistryQuery way, sqlite3_int64 from) {
-        RegistryStatement query(database, way);
-        const LSTATUS result = query.Bind(key).Bind(from).Step();
-        if (result != kFound)
-            return result;
-        enumeration.cursor = {key, index, query.Integer(0), mark};
-        return deliver(query);
-    };
-    const Cursor& last = enumeration.cursor;
-    LSTATUS result = kNoRow;
-    if (last.key == key && last.index + 1 == index && last.mark == mark)
-        result = show(enumeration.byPredecessor, last.row);
+    Cursor& cursor = enumeration.cursor;
+    const bool isNext =
+        cursor.place != nullptr && cursor.key == key && cursor.index + 1 == index && cursor.mark == mark;
+    RegistryStatement query(database, isNext ? enumeration.byPredecessor : enumeration.byIndex);
+    query.Bind(key);
+    if (isNext)
+        query.Bind(cursor.place);
+    else
+        query.Bind(index);
+    result = query.Step();
     if (result == kNoRow)
-        result = show(enumeration.byIndex, index);
-    return result == kNoRow ? whyMissing(key, ERROR_NO_MORE_ITEMS) : result;
+        return whyMissing(key, ERROR_NO_MORE_ITEMS);
+    if (result != kFound)
+        return result;
+    if (query.Integer(kIsInPlaceColumn) == 0)
+        return kDamaged;
+    cursor.MoveTo({key, index, mark, query.Copy(kPlaceColumn)});
+    return deliver(query);
 }
 
 } // namespace Tarn::Platform::Posix

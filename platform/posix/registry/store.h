@@ -10,6 +10,10 @@
 
 namespace Tarn::Platform::Posix {
 
+/// The longest names, in 16-bit units.
+inline constexpr std::size_t kMaxKeyName = 255;
+inline constexpr std::size_t kMaxValueName = 16383;
+
 /// Names a key for as long as it exists; never given to another one.
 using RegistryKeyId = sqlite3_int64;
 
@@ -70,15 +74,17 @@ public:
     LSTATUS CheckWritable() { return database.Open(RegistryDatabase::Use::Write); }
 
     /// Lets the database go until it is used again.
-    void Close() { database.Close(); }
+    void Close();
 
 private:
-    // What an enumeration showed last, so that the next index need not count from the start.
+    // The item that a list showed last, so that the next index need not be counted from the start.
     struct Cursor {
         RegistryKeyId key = kEmptyKey;
         DWORD index = 0;
-        sqlite3_int64 row = 0;
         sqlite3_int64 mark = 0;
+        sqlite3_value* place = nullptr; // in the order of the list; owned
+
+        void MoveTo(const Cursor& other);
     };
 
     // Both ways to find an item of an enumeration, and where it stands.

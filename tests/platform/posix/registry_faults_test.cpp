@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -72,7 +73,73 @@ std::string runSql(const fs::path& file, const char* sql) {
     return result;
 }
 
+std::string bytesOf(const fs::path& file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// Reads all that is found below a key by following the registry's answers.
+struct Walk {
+    static constexpr int kMostCalls = 10'000;
+    int calls = 0;
+    std::set<LSTATUS> results;
+
+    void Read(HKEY key) {
+        constexpr DWORD kRoom = 300;
+        char16_t name[kRoom];
+        HKEY subKey;
+        for (DWORD i = 0, length = kRoom; isOK(RegEnumKeyExW(key, i, name, &length)); i++, length = kRoom)
+            if (isOK(RegOpenKeyExW(key, name, 0, KEY_READ, &subKey))) {
+                Read(subKey);
+                Platform::RegCloseKey(subKey);
+            }
+        for (DWORD i = 0, length = kRoom;
+             isOK(RegEnumValueW(key, i, name, &length, nullptr, nullptr, nullptr)); i++, length = kRoom)
+            isOK(RegQueryValueExW(key, name, nullptr, nullptr, nullptr));
+        DWORD sizes[6];
+        isOK(RegQueryInfoKeyW(key, &sizes[0], &sizes[1], &sizes[2], &sizes[3], &sizes[4], &sizes[5]));
+    }
+
+private:
+    bool isOK(LSTATUS result) {
+        results.insert(result);
+        return ++calls < kMostCalls && result == 0;
+    }
+};
+
 } // namespace
+
+TEST_F(RegistryFaults, ReadingADamagedStoreEndsAndChangesNothing) {
+    for (int i = 0; i < 30; i++) {
+        const Key key(HKEY_CURRENT_USER, nameOf(i % 7) + u"\\" + nameOf(i % 3) + u"\\" + nameOf(i));
+        for (int value = 0; value < i % 5; value++)
+            ASSERT_EQ(set(key, nameOf(value), std::to_string(i)), ERROR_SUCCESS);
+    }
+    ReleaseRegistry();
+    runSql(userFile, "PRAGMA wal_checkpoint(TRUNCATE)");
+    const std::string whole = bytesOf(userFile);
+    const std::set<LSTATUS> allowed = {ERROR_SUCCESS,       ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA,
+                                       ERROR_NO_MORE_ITEMS, ERROR_BADDB,          ERROR_KEY_DELETED};
+    std::minstd_rand random(20260118);
+    for (int round = 0; round < 400; round++) {
+        std::string damaged = whole;
+        for (auto bytes = 1 + random() % 3; bytes > 0;) {
+            char& byte = damaged[random() % damaged.size()];
+            if (byte == 0) // most likely unused
+                continue;
+            byte = static_cast<char>(random());
+            bytes--;
+        }
+        std::ofstream(userFile) << damaged;
+        Walk walk;
+        walk.Read(HKEY_CURRENT_USER);
+        EXPECT_LT(walk.calls, Walk::kMostCalls) << "round " << round;
+        for (const LSTATUS result : walk.results)
+            EXPECT_TRUE(allowed.contains(result)) << result << " in round " << round;
+        ReleaseRegistry();
+        EXPECT_EQ(bytesOf(userFile) == damaged, true) << "round " << round;
+    }
+}
 
 TEST_F(RegistryFaults, WhatWasAcknowledgedSurvivesAKilledWriter) {
     std::minstd_rand random(20020913);
