@@ -17,7 +17,7 @@ struct SystemText {
     std::u16string_view text;
 };
 
-// What the calls of the port can report. Ordered by code.
+// The codes that calls of this port can report, in ascending order.
 constexpr SystemText kSystemTexts[] = {
     {ERROR_SUCCESS, u"The operation succeeded."},
     {ERROR_INVALID_FUNCTION, u"The function is not valid here."},
@@ -48,7 +48,7 @@ constexpr SystemText kSystemTexts[] = {
     {ERROR_FILE_EXISTS, u"The file exists already."},
     {ERROR_INVALID_PARAMETER, u"An argument is not valid."},
     {ERROR_BROKEN_PIPE, u"The other end of the pipe was closed."},
-    {111, u"The name is too long."},
+    {ERROR_BUFFER_OVERFLOW, u"The name is too long."},
     {ERROR_DISK_FULL, u"There is no space left on the disk."},
     {ERROR_CALL_NOT_IMPLEMENTED, u"This system does not offer the function."},
     {ERROR_INSUFFICIENT_BUFFER, u"The buffer is too small for the data."},
@@ -65,9 +65,9 @@ constexpr SystemText kSystemTexts[] = {
     {ERROR_MORE_DATA, u"There is more data than the buffer takes."},
     {ERROR_NO_MORE_ITEMS, u"There are no more items."},
     {ERROR_DIRECTORY, u"The name is not that of a folder."},
-    {317, u"The system has no text for the code."},
+    {ERROR_MR_MID_NOT_FOUND, u"The system has no text for the code."},
     {ERROR_INVALID_ADDRESS, u"The address is not valid."},
-    {998, u"The memory cannot be accessed."},
+    {ERROR_NOACCESS, u"The memory cannot be accessed."},
     {ERROR_INVALID_FLAGS, u"The flags are not valid."},
     {ERROR_BADDB, u"The registry is damaged."},
     {ERROR_KEY_DELETED, u"The registry key was deleted."},
@@ -79,7 +79,7 @@ constexpr SystemText kSystemTexts[] = {
     {ERROR_RESOURCE_DATA_NOT_FOUND, u"The module holds no resources."},
     {ERROR_RESOURCE_TYPE_NOT_FOUND, u"The module holds no resources of this type."},
     {ERROR_RESOURCE_NAME_NOT_FOUND, u"The resource was not found in the module."},
-    {1921, u"The name leads through too many links."},
+    {ERROR_CANT_RESOLVE_FILENAME, u"The name leads through too many links."},
     {static_cast<DWORD>(E_NOINTERFACE), u"The object does not offer the interface."},
     {static_cast<DWORD>(E_FAIL), u"The operation failed."},
     {static_cast<DWORD>(E_OUTOFMEMORY), u"There is not enough memory for the operation."},
@@ -95,16 +95,15 @@ constexpr bool isOrdered() {
 static_assert(isOrdered());
 
 constexpr std::u16string_view kLineEnd = u"\r\n";
-constexpr DWORD kNoTextForCode = 317;
 
-// The release of the handheld system that this port behaves like.
+// The release of Windows CE that this port presents itself as.
 constexpr DWORD kMajorVersion = 4;
 constexpr DWORD kMinorVersion = 20;
 constexpr DWORD kBuildNumber = 14053;
 
 constexpr std::u16string_view kPlatformType{u"PocketPC\0", 9};
 
-/// Where the length in bytes of a COM string stands: right before its first unit.
+/// The length of a COM string in bytes, which is stored directly before its first unit.
 using StringPrefix = std::uint32_t;
 
 } // namespace
@@ -115,7 +114,7 @@ DWORD FormatSystemMessageW(DWORD code, bool, char16_t* buffer, DWORD size) {
     bool known = found != std::end(kSystemTexts) && found->code == code;
     std::size_t length = known ? found->text.size() + kLineEnd.size() : 0;
     if (!known || length >= size) {
-        SetLastError(known ? ERROR_INSUFFICIENT_BUFFER : kNoTextForCode);
+        SetLastError(known ? ERROR_INSUFFICIENT_BUFFER : ERROR_MR_MID_NOT_FOUND);
         return 0;
     }
     char16_t* end = std::copy(found->text.begin(), found->text.end(), buffer);
@@ -170,7 +169,7 @@ void SysFreeString(BSTR text) {
 
 } // namespace Tarn::Platform
 
-// The system's own calls, as clients know them.
+// The calls that types.h declares for clients.
 BSTR SysAllocString(const OLECHAR* text) { return Tarn::Platform::SysAllocString(text); }
 
 void SysFreeString(BSTR text) { Tarn::Platform::SysFreeString(text); }

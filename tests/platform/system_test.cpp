@@ -13,7 +13,7 @@ DWORD format(DWORD code, char16_t* buffer, DWORD size) {
     return Platform::FormatSystemMessageW(code, true, buffer, size);
 }
 
-TEST(SystemText, EndsInALineBreakAndFitsOrIsNotThere) {
+TEST(SystemText, EndsInALineBreakAndIsNeverCutShort) {
     char16_t buffer[512] = {};
     for (const Tarn::Int64 code : std::initializer_list<Tarn::Int64>{ERROR_SUCCESS, ERROR_SHARING_VIOLATION,
                                                                      ERROR_RESOURCE_NAME_NOT_FOUND, E_FAIL}) {
@@ -23,16 +23,15 @@ TEST(SystemText, EndsInALineBreakAndFitsOrIsNotThere) {
         EXPECT_EQ(text.size(), length) << code;
         EXPECT_EQ(text.find(u"\r\n"), length - 2) << code;
     }
-    constexpr DWORD kNoTextForCode = 317;
     EXPECT_EQ(format(0x20001234, buffer, 512), 0u);
-    EXPECT_EQ(Platform::GetLastError(), kNoTextForCode);
+    EXPECT_EQ(Platform::GetLastError(), ERROR_MR_MID_NOT_FOUND);
     const DWORD length = format(ERROR_ACCESS_DENIED, buffer, 512);
     EXPECT_EQ(format(ERROR_ACCESS_DENIED, buffer, length + 1), length);
     EXPECT_EQ(format(ERROR_ACCESS_DENIED, buffer, length), 0u);
     EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST(SystemVersion, GoesOnlyWhereItFits) {
+TEST(SystemVersion, IsWrittenOnlyWhereItFits) {
     OSVERSIONINFOW information = {};
     Platform::SetLastError(0);
     EXPECT_FALSE(Platform::GetVersionExW(&information));
@@ -50,7 +49,7 @@ TEST(SystemVersion, GoesOnlyWhereItFits) {
     EXPECT_FALSE(Platform::SystemParametersInfoW(0xFFFF, sizeof(type), type));
 }
 
-TEST(CalendarTime, IsConvertedBothWaysWhereADayExists) {
+TEST(CalendarTime, IsConvertedBothWaysIfTheDateExists) {
     const std::pair<SYSTEMTIME, Tarn::UInt64> dates[] = {
         {{1601, 1, 1, 1, 0, 0, 0, 0}, 0},
         {{1970, 1, 4, 1, 0, 0, 0, 1}, 116444736000010000},
@@ -73,7 +72,7 @@ TEST(CalendarTime, IsConvertedBothWaysWhereADayExists) {
     for (const SYSTEMTIME& date : impossible) {
         const DWORD code = Platform::SystemTimeToFileTime(&date, &time) ? 0 : Platform::GetLastError();
         constexpr DWORD kRefused = ERROR_INVALID_PARAMETER;
-        // On Wine each year has that day.
+        // On Wine every year has a 29 February.
         EXPECT_EQ(date.wMonth == 2 ? Platform::orWines(0, kRefused, code) : code, kRefused)
             << &date - impossible;
     }
@@ -90,11 +89,12 @@ TEST(SystemColors, KeepWhatIsSet) {
     EXPECT_TRUE(Platform::SetSysColors(3, indices, set));
     EXPECT_EQ(Platform::GetSysColor(COLOR_INFOBK), 0x010203u);
     EXPECT_EQ(Platform::GetSysColor(COLOR_3DDKSHADOW), 0x070809u);
-    EXPECT_EQ(Platform::GetSysColor(1000) + Platform::GetSysColor(-1), 0u);
+    for (const int missing : {-1, 1000})
+        EXPECT_EQ(Platform::GetSysColor(missing), 0u);
     Platform::SetSysColors(3, indices, before);
 }
 
-TEST(ComStrings, CarryTheirLengthInBytesInFront) {
+TEST(ComStrings, AreAllocatedWithTheirLengthInBytesInFront) {
     const BSTR text = Platform::SysAllocString(u"abc");
     ASSERT_NE(text, nullptr);
     DWORD bytes = 0;

@@ -1,0 +1,550 @@
+/// \file
+/// The values that calls of the system take and give, for systems other than Windows. Included by types.h.
+///
+/// Names and values are the documented ones, whole families at a time. That a flag is listed does not mean
+/// that a port other than that of Windows honours it. The tests read this file line by line and compare each
+/// value with the headers of Windows: keep to one definition a line, in this form.
+#pragma once
+
+// Result codes.
+inline constexpr DWORD ERROR_SUCCESS = 0;
+inline constexpr DWORD NO_ERROR = 0;
+inline constexpr DWORD ERROR_INVALID_FUNCTION = 1;
+inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
+inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
+inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
+inline constexpr DWORD ERROR_ARENA_TRASHED = 7;
+inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_INVALID_BLOCK = 9;
+inline constexpr DWORD ERROR_BAD_ENVIRONMENT = 10;
+inline constexpr DWORD ERROR_BAD_FORMAT = 11;
+inline constexpr DWORD ERROR_INVALID_ACCESS = 12;
+inline constexpr DWORD ERROR_INVALID_DATA = 13;
+inline constexpr DWORD ERROR_OUTOFMEMORY = 14;
+inline constexpr DWORD ERROR_INVALID_DRIVE = 15;
+inline constexpr DWORD ERROR_CURRENT_DIRECTORY = 16;
+inline constexpr DWORD ERROR_NOT_SAME_DEVICE = 17;
+inline constexpr DWORD ERROR_NO_MORE_FILES = 18;
+inline constexpr DWORD ERROR_WRITE_PROTECT = 19;
+inline constexpr DWORD ERROR_BAD_UNIT = 20;
+inline constexpr DWORD ERROR_NOT_READY = 21;
+inline constexpr DWORD ERROR_BAD_COMMAND = 22;
+inline constexpr DWORD ERROR_CRC = 23;
+inline constexpr DWORD ERROR_BAD_LENGTH = 24;
+inline constexpr DWORD ERROR_SEEK = 25;
+inline constexpr DWORD ERROR_NOT_DOS_DISK = 26;
+inline constexpr DWORD ERROR_SECTOR_NOT_FOUND = 27;
+inline constexpr DWORD ERROR_WRITE_FAULT = 29;
+inline constexpr DWORD ERROR_READ_FAULT = 30;
+inline constexpr DWORD ERROR_GEN_FAILURE = 31;
+inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
+inline constexpr DWORD ERROR_LOCK_VIOLATION = 33;
+inline constexpr DWORD ERROR_WRONG_DISK = 34;
+inline constexpr DWORD ERROR_SHARING_BUFFER_EXCEEDED = 36;
+inline constexpr DWORD ERROR_HANDLE_EOF = 38;
+inline constexpr DWORD ERROR_HANDLE_DISK_FULL = 39;
+inline constexpr DWORD ERROR_NOT_SUPPORTED = 50;
+inline constexpr DWORD ERROR_BAD_NETPATH = 53;
+inline constexpr DWORD ERROR_NETWORK_BUSY = 54;
+inline constexpr DWORD ERROR_DEV_NOT_EXIST = 55;
+inline constexpr DWORD ERROR_UNEXP_NET_ERR = 59;
+inline constexpr DWORD ERROR_NETNAME_DELETED = 64;
+inline constexpr DWORD ERROR_NETWORK_ACCESS_DENIED = 65;
+inline constexpr DWORD ERROR_BAD_NET_NAME = 67;
+inline constexpr DWORD ERROR_FILE_EXISTS = 80;
+inline constexpr DWORD ERROR_CANNOT_MAKE = 82;
+inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+inline constexpr DWORD ERROR_NET_WRITE_FAULT = 88;
+inline constexpr DWORD ERROR_DISK_CHANGE = 107;
+inline constexpr DWORD ERROR_DRIVE_LOCKED = 108;
+inline constexpr DWORD ERROR_BROKEN_PIPE = 109;
+inline constexpr DWORD ERROR_OPEN_FAILED = 110;
+inline constexpr DWORD ERROR_BUFFER_OVERFLOW = 111;
+inline constexpr DWORD ERROR_DISK_FULL = 112;
+inline constexpr DWORD ERROR_CALL_NOT_IMPLEMENTED = 120;
+inline constexpr DWORD ERROR_SEM_TIMEOUT = 121;
+inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr DWORD ERROR_INVALID_NAME = 123;
+inline constexpr DWORD ERROR_INVALID_LEVEL = 124;
+inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
+inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
+inline constexpr DWORD ERROR_NEGATIVE_SEEK = 131;
+inline constexpr DWORD ERROR_SEEK_ON_DEVICE = 132;
+inline constexpr DWORD ERROR_DIR_NOT_ROOT = 144;
+inline constexpr DWORD ERROR_DIR_NOT_EMPTY = 145;
+inline constexpr DWORD ERROR_PATH_BUSY = 148;
+inline constexpr DWORD ERROR_BAD_ARGUMENTS = 160;
+inline constexpr DWORD ERROR_BAD_PATHNAME = 161;
+inline constexpr DWORD ERROR_LOCK_FAILED = 167;
+inline constexpr DWORD ERROR_BUSY = 170;
+inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+inline constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
+inline constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203;
+inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr DWORD ERROR_FILE_TOO_LARGE = 223;
+inline constexpr DWORD ERROR_NO_DATA = 232;
+inline constexpr DWORD ERROR_MORE_DATA = 234;
+inline constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
+inline constexpr DWORD ERROR_CANNOT_COPY = 266;
+inline constexpr DWORD ERROR_DIRECTORY = 267;
+inline constexpr DWORD ERROR_PARTIAL_COPY = 299;
+inline constexpr DWORD ERROR_MR_MID_NOT_FOUND = 317;
+inline constexpr DWORD ERROR_INVALID_ADDRESS = 487;
+inline constexpr DWORD ERROR_ARITHMETIC_OVERFLOW = 534;
+inline constexpr DWORD ERROR_OPERATION_ABORTED = 995;
+inline constexpr DWORD ERROR_IO_INCOMPLETE = 996;
+inline constexpr DWORD ERROR_IO_PENDING = 997;
+inline constexpr DWORD ERROR_NOACCESS = 998;
+inline constexpr DWORD ERROR_STACK_OVERFLOW = 1001;
+inline constexpr DWORD ERROR_INVALID_FLAGS = 1004;
+inline constexpr DWORD ERROR_UNRECOGNIZED_VOLUME = 1005;
+inline constexpr DWORD ERROR_FILE_INVALID = 1006;
+inline constexpr DWORD ERROR_BADDB = 1009;
+inline constexpr DWORD ERROR_BADKEY = 1010;
+inline constexpr DWORD ERROR_CANTOPEN = 1011;
+inline constexpr DWORD ERROR_CANTREAD = 1012;
+inline constexpr DWORD ERROR_CANTWRITE = 1013;
+inline constexpr DWORD ERROR_REGISTRY_RECOVERED = 1014;
+inline constexpr DWORD ERROR_REGISTRY_CORRUPT = 1015;
+inline constexpr DWORD ERROR_REGISTRY_IO_FAILED = 1016;
+inline constexpr DWORD ERROR_NOT_REGISTRY_FILE = 1017;
+inline constexpr DWORD ERROR_KEY_DELETED = 1018;
+inline constexpr DWORD ERROR_NO_LOG_SPACE = 1019;
+inline constexpr DWORD ERROR_KEY_HAS_CHILDREN = 1020;
+inline constexpr DWORD ERROR_CHILD_MUST_BE_VOLATILE = 1021;
+inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr DWORD ERROR_DLL_INIT_FAILED = 1114;
+inline constexpr DWORD ERROR_IO_DEVICE = 1117;
+inline constexpr DWORD ERROR_DISK_OPERATION_FAILED = 1127;
+inline constexpr DWORD ERROR_POSSIBLE_DEADLOCK = 1131;
+inline constexpr DWORD ERROR_TOO_MANY_LINKS = 1142;
+inline constexpr DWORD ERROR_OLD_WIN_VERSION = 1150;
+inline constexpr DWORD ERROR_INVALID_DLL = 1154;
+inline constexpr DWORD ERROR_DLL_NOT_FOUND = 1157;
+inline constexpr DWORD ERROR_NOT_FOUND = 1168;
+inline constexpr DWORD ERROR_CANCELLED = 1223;
+inline constexpr DWORD ERROR_PRIVILEGE_NOT_HELD = 1314;
+inline constexpr DWORD ERROR_FILE_CORRUPT = 1392;
+inline constexpr DWORD ERROR_DISK_CORRUPT = 1393;
+inline constexpr DWORD ERROR_INVALID_WINDOW_HANDLE = 1400;
+inline constexpr DWORD ERROR_NO_SYSTEM_RESOURCES = 1450;
+inline constexpr DWORD ERROR_COMMITMENT_LIMIT = 1455;
+inline constexpr DWORD ERROR_TIMEOUT = 1460;
+inline constexpr DWORD ERROR_RESOURCE_DATA_NOT_FOUND = 1812;
+inline constexpr DWORD ERROR_RESOURCE_TYPE_NOT_FOUND = 1813;
+inline constexpr DWORD ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
+inline constexpr DWORD ERROR_RESOURCE_LANG_NOT_FOUND = 1815;
+inline constexpr DWORD ERROR_CANT_RESOLVE_FILENAME = 1921;
+
+// Results of COM calls.
+inline constexpr HRESULT S_OK = 0;
+inline constexpr HRESULT S_FALSE = 1;
+inline constexpr HRESULT E_UNEXPECTED = static_cast<HRESULT>(0x8000FFFF);
+inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001);
+inline constexpr HRESULT E_NOINTERFACE = static_cast<HRESULT>(0x80004002);
+inline constexpr HRESULT E_POINTER = static_cast<HRESULT>(0x80004003);
+inline constexpr HRESULT E_ABORT = static_cast<HRESULT>(0x80004004);
+inline constexpr HRESULT E_FAIL = static_cast<HRESULT>(0x80004005);
+inline constexpr HRESULT E_PENDING = static_cast<HRESULT>(0x8000000A);
+inline constexpr HRESULT E_ACCESSDENIED = static_cast<HRESULT>(0x80070005);
+inline constexpr HRESULT E_HANDLE = static_cast<HRESULT>(0x80070006);
+inline constexpr HRESULT E_OUTOFMEMORY = static_cast<HRESULT>(0x8007000E);
+inline constexpr HRESULT E_INVALIDARG = static_cast<HRESULT>(0x80070057);
+inline constexpr HRESULT DISP_E_UNKNOWNINTERFACE = static_cast<HRESULT>(0x80020001);
+inline constexpr HRESULT DISP_E_MEMBERNOTFOUND = static_cast<HRESULT>(0x80020003);
+inline constexpr HRESULT DISP_E_PARAMNOTFOUND = static_cast<HRESULT>(0x80020004);
+inline constexpr HRESULT DISP_E_TYPEMISMATCH = static_cast<HRESULT>(0x80020005);
+inline constexpr HRESULT DISP_E_UNKNOWNNAME = static_cast<HRESULT>(0x80020006);
+inline constexpr HRESULT DISP_E_NONAMEDARGS = static_cast<HRESULT>(0x80020007);
+inline constexpr HRESULT DISP_E_BADVARTYPE = static_cast<HRESULT>(0x80020008);
+inline constexpr HRESULT DISP_E_EXCEPTION = static_cast<HRESULT>(0x80020009);
+inline constexpr HRESULT DISP_E_OVERFLOW = static_cast<HRESULT>(0x8002000A);
+inline constexpr HRESULT DISP_E_BADINDEX = static_cast<HRESULT>(0x8002000B);
+inline constexpr HRESULT DISP_E_UNKNOWNLCID = static_cast<HRESULT>(0x8002000C);
+inline constexpr HRESULT DISP_E_ARRAYISLOCKED = static_cast<HRESULT>(0x8002000D);
+inline constexpr HRESULT DISP_E_BADPARAMCOUNT = static_cast<HRESULT>(0x8002000E);
+inline constexpr HRESULT DISP_E_PARAMNOTOPTIONAL = static_cast<HRESULT>(0x8002000F);
+inline constexpr HRESULT DISP_E_BADCALLEE = static_cast<HRESULT>(0x80020010);
+inline constexpr HRESULT DISP_E_NOTACOLLECTION = static_cast<HRESULT>(0x80020011);
+inline constexpr HRESULT DISP_E_DIVBYZERO = static_cast<HRESULT>(0x80020012);
+
+// Values that stand for none.
+inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
+inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
+inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
+inline constexpr DWORD TLS_OUT_OF_INDEXES = 0xFFFFFFFF;
+
+// The longest path, with its terminator.
+inline constexpr int MAX_PATH = 260;
+
+// Rights that are asked for when something is opened.
+inline constexpr DWORD GENERIC_READ = 0x80000000;
+inline constexpr DWORD GENERIC_WRITE = 0x40000000;
+inline constexpr DWORD GENERIC_EXECUTE = 0x20000000;
+inline constexpr DWORD GENERIC_ALL = 0x10000000;
+inline constexpr DWORD MAXIMUM_ALLOWED = 0x02000000;
+inline constexpr DWORD DELETE = 0x00010000;
+inline constexpr DWORD READ_CONTROL = 0x00020000;
+inline constexpr DWORD WRITE_DAC = 0x00040000;
+inline constexpr DWORD WRITE_OWNER = 0x00080000;
+inline constexpr DWORD SYNCHRONIZE = 0x00100000;
+inline constexpr DWORD STANDARD_RIGHTS_REQUIRED = 0x000F0000;
+inline constexpr DWORD STANDARD_RIGHTS_READ = 0x00020000;
+inline constexpr DWORD STANDARD_RIGHTS_WRITE = 0x00020000;
+inline constexpr DWORD STANDARD_RIGHTS_EXECUTE = 0x00020000;
+inline constexpr DWORD STANDARD_RIGHTS_ALL = 0x001F0000;
+inline constexpr DWORD SPECIFIC_RIGHTS_ALL = 0x0000FFFF;
+
+// Files: sharing, creation, positions, attributes and flags.
+inline constexpr DWORD FILE_SHARE_READ = 1;
+inline constexpr DWORD FILE_SHARE_WRITE = 2;
+inline constexpr DWORD FILE_SHARE_DELETE = 4;
+inline constexpr DWORD CREATE_NEW = 1;
+inline constexpr DWORD CREATE_ALWAYS = 2;
+inline constexpr DWORD OPEN_EXISTING = 3;
+inline constexpr DWORD OPEN_ALWAYS = 4;
+inline constexpr DWORD TRUNCATE_EXISTING = 5;
+inline constexpr DWORD FILE_BEGIN = 0;
+inline constexpr DWORD FILE_CURRENT = 1;
+inline constexpr DWORD FILE_END = 2;
+inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x01;
+inline constexpr DWORD FILE_ATTRIBUTE_HIDDEN = 0x02;
+inline constexpr DWORD FILE_ATTRIBUTE_SYSTEM = 0x04;
+inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+inline constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
+inline constexpr DWORD FILE_ATTRIBUTE_DEVICE = 0x40;
+inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr DWORD FILE_ATTRIBUTE_TEMPORARY = 0x100;
+inline constexpr DWORD FILE_ATTRIBUTE_SPARSE_FILE = 0x200;
+inline constexpr DWORD FILE_ATTRIBUTE_REPARSE_POINT = 0x400;
+inline constexpr DWORD FILE_ATTRIBUTE_COMPRESSED = 0x800;
+inline constexpr DWORD FILE_ATTRIBUTE_OFFLINE = 0x1000;
+inline constexpr DWORD FILE_ATTRIBUTE_NOT_CONTENT_INDEXED = 0x2000;
+inline constexpr DWORD FILE_ATTRIBUTE_ENCRYPTED = 0x4000;
+inline constexpr DWORD FILE_FLAG_OPEN_NO_RECALL = 0x00100000;
+inline constexpr DWORD FILE_FLAG_OPEN_REPARSE_POINT = 0x00200000;
+inline constexpr DWORD FILE_FLAG_POSIX_SEMANTICS = 0x01000000;
+inline constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;
+inline constexpr DWORD FILE_FLAG_DELETE_ON_CLOSE = 0x04000000;
+inline constexpr DWORD FILE_FLAG_SEQUENTIAL_SCAN = 0x08000000;
+inline constexpr DWORD FILE_FLAG_RANDOM_ACCESS = 0x10000000;
+inline constexpr DWORD FILE_FLAG_NO_BUFFERING = 0x20000000;
+inline constexpr DWORD FILE_FLAG_OVERLAPPED = 0x40000000;
+inline constexpr DWORD FILE_FLAG_WRITE_THROUGH = 0x80000000;
+
+// The shell's folders.
+inline constexpr int CSIDL_DESKTOP = 0x00;
+inline constexpr int CSIDL_PROGRAMS = 0x02;
+inline constexpr int CSIDL_PERSONAL = 0x05;
+inline constexpr int CSIDL_FAVORITES = 0x06;
+inline constexpr int CSIDL_STARTUP = 0x07;
+inline constexpr int CSIDL_RECENT = 0x08;
+inline constexpr int CSIDL_STARTMENU = 0x0B;
+inline constexpr int CSIDL_FONTS = 0x14;
+
+// Memory: kinds of allocation and of pages.
+inline constexpr DWORD MEM_COMMIT = 0x1000;
+inline constexpr DWORD MEM_RESERVE = 0x2000;
+inline constexpr DWORD MEM_DECOMMIT = 0x4000;
+inline constexpr DWORD MEM_RELEASE = 0x8000;
+inline constexpr DWORD MEM_FREE = 0x10000;
+inline constexpr DWORD MEM_PRIVATE = 0x20000;
+inline constexpr DWORD MEM_MAPPED = 0x40000;
+inline constexpr DWORD MEM_RESET = 0x80000;
+inline constexpr DWORD MEM_TOP_DOWN = 0x100000;
+inline constexpr DWORD MEM_IMAGE = 0x1000000;
+inline constexpr DWORD PAGE_NOACCESS = 0x01;
+inline constexpr DWORD PAGE_READONLY = 0x02;
+inline constexpr DWORD PAGE_READWRITE = 0x04;
+inline constexpr DWORD PAGE_WRITECOPY = 0x08;
+inline constexpr DWORD PAGE_EXECUTE = 0x10;
+inline constexpr DWORD PAGE_EXECUTE_READ = 0x20;
+inline constexpr DWORD PAGE_EXECUTE_READWRITE = 0x40;
+inline constexpr DWORD PAGE_EXECUTE_WRITECOPY = 0x80;
+inline constexpr DWORD PAGE_GUARD = 0x100;
+inline constexpr DWORD PAGE_NOCACHE = 0x200;
+
+// The registry: rights.
+inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
+inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
+inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
+inline constexpr REGSAM KEY_ENUMERATE_SUB_KEYS = 0x0008;
+inline constexpr REGSAM KEY_NOTIFY = 0x0010;
+inline constexpr REGSAM KEY_CREATE_LINK = 0x0020;
+inline constexpr REGSAM KEY_WOW64_64KEY = 0x0100;
+inline constexpr REGSAM KEY_WOW64_32KEY = 0x0200;
+inline constexpr REGSAM KEY_WOW64_RES = 0x0300;
+inline constexpr REGSAM KEY_READ = 0x20019;
+inline constexpr REGSAM KEY_WRITE = 0x20006;
+inline constexpr REGSAM KEY_EXECUTE = 0x20019;
+inline constexpr REGSAM KEY_ALL_ACCESS = 0xF003F;
+
+// The registry: types of values, options and outcomes.
+inline constexpr DWORD REG_NONE = 0;
+inline constexpr DWORD REG_SZ = 1;
+inline constexpr DWORD REG_EXPAND_SZ = 2;
+inline constexpr DWORD REG_BINARY = 3;
+inline constexpr DWORD REG_DWORD = 4;
+inline constexpr DWORD REG_DWORD_LITTLE_ENDIAN = 4;
+inline constexpr DWORD REG_DWORD_BIG_ENDIAN = 5;
+inline constexpr DWORD REG_LINK = 6;
+inline constexpr DWORD REG_MULTI_SZ = 7;
+inline constexpr DWORD REG_RESOURCE_LIST = 8;
+inline constexpr DWORD REG_FULL_RESOURCE_DESCRIPTOR = 9;
+inline constexpr DWORD REG_RESOURCE_REQUIREMENTS_LIST = 10;
+inline constexpr DWORD REG_QWORD = 11;
+inline constexpr DWORD REG_QWORD_LITTLE_ENDIAN = 11;
+inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
+inline constexpr DWORD REG_OPTION_VOLATILE = 1;
+inline constexpr DWORD REG_OPTION_CREATE_LINK = 2;
+inline constexpr DWORD REG_OPTION_BACKUP_RESTORE = 4;
+inline constexpr DWORD REG_OPTION_OPEN_LINK = 8;
+inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
+inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+
+// Text: code pages.
+inline constexpr UINT CP_ACP = 0;
+inline constexpr UINT CP_OEMCP = 1;
+inline constexpr UINT CP_MACCP = 2;
+inline constexpr UINT CP_THREAD_ACP = 3;
+inline constexpr UINT CP_SYMBOL = 42;
+inline constexpr UINT CP_UTF7 = 65000;
+inline constexpr UINT CP_UTF8 = 65001;
+
+// Text: flags of conversions to and from UTF-16.
+inline constexpr DWORD MB_PRECOMPOSED = 0x01;
+inline constexpr DWORD MB_COMPOSITE = 0x02;
+inline constexpr DWORD MB_USEGLYPHCHARS = 0x04;
+inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x08;
+inline constexpr DWORD WC_DISCARDNS = 0x10;
+inline constexpr DWORD WC_SEPCHARS = 0x20;
+inline constexpr DWORD WC_DEFAULTCHAR = 0x40;
+inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
+inline constexpr DWORD WC_COMPOSITECHECK = 0x200;
+inline constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
+
+// Time zones.
+inline constexpr DWORD TIME_ZONE_ID_UNKNOWN = 0;
+inline constexpr DWORD TIME_ZONE_ID_STANDARD = 1;
+inline constexpr DWORD TIME_ZONE_ID_DAYLIGHT = 2;
+inline constexpr DWORD TIME_ZONE_ID_INVALID = 0xFFFFFFFF;
+
+// Locales.
+inline constexpr LCID LOCALE_NEUTRAL = 0x0000;
+inline constexpr LCID LOCALE_INVARIANT = 0x007F;
+inline constexpr LCID LOCALE_USER_DEFAULT = 0x0400;
+inline constexpr LCID LOCALE_SYSTEM_DEFAULT = 0x0800;
+
+// The texts of a locale.
+inline constexpr LCTYPE LOCALE_NOUSEROVERRIDE = 0x80000000;
+inline constexpr LCTYPE LOCALE_SSHORTDATE = 0x1F;
+inline constexpr LCTYPE LOCALE_SLONGDATE = 0x20;
+inline constexpr LCTYPE LOCALE_S1159 = 0x28;
+inline constexpr LCTYPE LOCALE_S2359 = 0x29;
+inline constexpr LCTYPE LOCALE_SDAYNAME1 = 0x2A;
+inline constexpr LCTYPE LOCALE_SDAYNAME2 = 0x2B;
+inline constexpr LCTYPE LOCALE_SDAYNAME3 = 0x2C;
+inline constexpr LCTYPE LOCALE_SDAYNAME4 = 0x2D;
+inline constexpr LCTYPE LOCALE_SDAYNAME5 = 0x2E;
+inline constexpr LCTYPE LOCALE_SDAYNAME6 = 0x2F;
+inline constexpr LCTYPE LOCALE_SDAYNAME7 = 0x30;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME1 = 0x31;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME2 = 0x32;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME3 = 0x33;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME4 = 0x34;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME5 = 0x35;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME6 = 0x36;
+inline constexpr LCTYPE LOCALE_SABBREVDAYNAME7 = 0x37;
+inline constexpr LCTYPE LOCALE_SMONTHNAME1 = 0x38;
+inline constexpr LCTYPE LOCALE_SMONTHNAME2 = 0x39;
+inline constexpr LCTYPE LOCALE_SMONTHNAME3 = 0x3A;
+inline constexpr LCTYPE LOCALE_SMONTHNAME4 = 0x3B;
+inline constexpr LCTYPE LOCALE_SMONTHNAME5 = 0x3C;
+inline constexpr LCTYPE LOCALE_SMONTHNAME6 = 0x3D;
+inline constexpr LCTYPE LOCALE_SMONTHNAME7 = 0x3E;
+inline constexpr LCTYPE LOCALE_SMONTHNAME8 = 0x3F;
+inline constexpr LCTYPE LOCALE_SMONTHNAME9 = 0x40;
+inline constexpr LCTYPE LOCALE_SMONTHNAME10 = 0x41;
+inline constexpr LCTYPE LOCALE_SMONTHNAME11 = 0x42;
+inline constexpr LCTYPE LOCALE_SMONTHNAME12 = 0x43;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME1 = 0x44;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME2 = 0x45;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME3 = 0x46;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME4 = 0x47;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME5 = 0x48;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME6 = 0x49;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME7 = 0x4A;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME8 = 0x4B;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME9 = 0x4C;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME10 = 0x4D;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME11 = 0x4E;
+inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME12 = 0x4F;
+inline constexpr LCTYPE LOCALE_STIMEFORMAT = 0x1003;
+
+// Forms of dates.
+inline constexpr DWORD DATE_SHORTDATE = 0x01;
+inline constexpr DWORD DATE_LONGDATE = 0x02;
+inline constexpr DWORD DATE_USE_ALT_CALENDAR = 0x04;
+inline constexpr DWORD DATE_YEARMONTH = 0x08;
+inline constexpr DWORD DATE_LTRREADING = 0x10;
+inline constexpr DWORD DATE_RTLREADING = 0x20;
+
+// Modules and system texts.
+inline constexpr DWORD DONT_RESOLVE_DLL_REFERENCES = 0x01;
+inline constexpr DWORD LOAD_LIBRARY_AS_DATAFILE = 0x02;
+inline constexpr DWORD LOAD_WITH_ALTERED_SEARCH_PATH = 0x08;
+inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_PIN = 0x01;
+inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT = 0x02;
+inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS = 0x04;
+inline constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x0100;
+inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x0200;
+inline constexpr DWORD FORMAT_MESSAGE_FROM_STRING = 0x0400;
+inline constexpr DWORD FORMAT_MESSAGE_FROM_HMODULE = 0x0800;
+inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
+inline constexpr DWORD FORMAT_MESSAGE_ARGUMENT_ARRAY = 0x2000;
+inline constexpr DWORD FORMAT_MESSAGE_MAX_WIDTH_MASK = 0xFF;
+
+// The fixed part of a version record.
+inline constexpr DWORD VS_FFI_SIGNATURE = 0xFEEF04BD;
+inline constexpr DWORD VS_FFI_STRUCVERSION = 0x00010000;
+inline constexpr DWORD VS_FFI_FILEFLAGSMASK = 0x3F;
+inline constexpr DWORD VS_FF_DEBUG = 0x01;
+inline constexpr DWORD VS_FF_PRERELEASE = 0x02;
+inline constexpr DWORD VS_FF_PATCHED = 0x04;
+inline constexpr DWORD VS_FF_PRIVATEBUILD = 0x08;
+inline constexpr DWORD VS_FF_INFOINFERRED = 0x10;
+inline constexpr DWORD VS_FF_SPECIALBUILD = 0x20;
+inline constexpr DWORD VOS_UNKNOWN = 0;
+inline constexpr DWORD VOS__WINDOWS32 = 0x04;
+inline constexpr DWORD VOS_NT = 0x40000;
+inline constexpr DWORD VOS_NT_WINDOWS32 = 0x40004;
+inline constexpr DWORD VFT_UNKNOWN = 0;
+inline constexpr DWORD VFT_APP = 1;
+inline constexpr DWORD VFT_DLL = 2;
+inline constexpr DWORD VFT_DRV = 3;
+inline constexpr DWORD VFT_FONT = 4;
+inline constexpr DWORD VFT_VXD = 5;
+inline constexpr DWORD VFT_STATIC_LIB = 7;
+
+// Message boxes. Several flags have more than one name.
+inline constexpr UINT MB_OK = 0x0;
+inline constexpr UINT MB_OKCANCEL = 0x1;
+inline constexpr UINT MB_ABORTRETRYIGNORE = 0x2;
+inline constexpr UINT MB_YESNOCANCEL = 0x3;
+inline constexpr UINT MB_YESNO = 0x4;
+inline constexpr UINT MB_RETRYCANCEL = 0x5;
+inline constexpr UINT MB_CANCELTRYCONTINUE = 0x6;
+inline constexpr UINT MB_ICONHAND = 0x10;
+inline constexpr UINT MB_ICONSTOP = 0x10;
+inline constexpr UINT MB_ICONERROR = 0x10;
+inline constexpr UINT MB_ICONQUESTION = 0x20;
+inline constexpr UINT MB_ICONEXCLAMATION = 0x30;
+inline constexpr UINT MB_ICONWARNING = 0x30;
+inline constexpr UINT MB_ICONASTERISK = 0x40;
+inline constexpr UINT MB_ICONINFORMATION = 0x40;
+inline constexpr UINT MB_USERICON = 0x80;
+inline constexpr UINT MB_DEFBUTTON1 = 0x000;
+inline constexpr UINT MB_DEFBUTTON2 = 0x100;
+inline constexpr UINT MB_DEFBUTTON3 = 0x200;
+inline constexpr UINT MB_DEFBUTTON4 = 0x300;
+inline constexpr UINT MB_APPLMODAL = 0x0000;
+inline constexpr UINT MB_SYSTEMMODAL = 0x1000;
+inline constexpr UINT MB_TASKMODAL = 0x2000;
+inline constexpr UINT MB_HELP = 0x4000;
+inline constexpr UINT MB_NOFOCUS = 0x8000;
+inline constexpr UINT MB_SETFOREGROUND = 0x10000;
+inline constexpr UINT MB_DEFAULT_DESKTOP_ONLY = 0x20000;
+inline constexpr UINT MB_TOPMOST = 0x40000;
+inline constexpr UINT MB_RIGHT = 0x80000;
+inline constexpr UINT MB_RTLREADING = 0x100000;
+inline constexpr UINT MB_SERVICE_NOTIFICATION = 0x200000;
+inline constexpr UINT MB_TYPEMASK = 0xF;
+inline constexpr UINT MB_ICONMASK = 0xF0;
+inline constexpr UINT MB_DEFMASK = 0xF00;
+inline constexpr UINT MB_MODEMASK = 0x3000;
+inline constexpr UINT MB_MISCMASK = 0xC000;
+
+// The answers to message boxes.
+inline constexpr int IDOK = 1;
+inline constexpr int IDCANCEL = 2;
+inline constexpr int IDABORT = 3;
+inline constexpr int IDRETRY = 4;
+inline constexpr int IDIGNORE = 5;
+inline constexpr int IDYES = 6;
+inline constexpr int IDNO = 7;
+inline constexpr int IDCLOSE = 8;
+inline constexpr int IDHELP = 9;
+inline constexpr int IDTRYAGAIN = 10;
+inline constexpr int IDCONTINUE = 11;
+
+// Windows: which one is looked for from another.
+inline constexpr UINT GW_HWNDFIRST = 0;
+inline constexpr UINT GW_HWNDLAST = 1;
+inline constexpr UINT GW_HWNDNEXT = 2;
+inline constexpr UINT GW_HWNDPREV = 3;
+inline constexpr UINT GW_OWNER = 4;
+inline constexpr UINT GW_CHILD = 5;
+
+// Windows: where the style is found.
+inline constexpr int GWL_STYLE = -16;
+inline constexpr int GWL_EXSTYLE = -20;
+
+// Windows: styles.
+inline constexpr LONG WS_OVERLAPPED = 0;
+inline constexpr LONG WS_POPUP = static_cast<LONG>(0x80000000);
+inline constexpr LONG WS_CHILD = 0x40000000;
+inline constexpr LONG WS_MINIMIZE = 0x20000000;
+inline constexpr LONG WS_VISIBLE = 0x10000000;
+inline constexpr LONG WS_DISABLED = 0x08000000;
+inline constexpr LONG WS_CLIPSIBLINGS = 0x04000000;
+inline constexpr LONG WS_CLIPCHILDREN = 0x02000000;
+inline constexpr LONG WS_MAXIMIZE = 0x01000000;
+inline constexpr LONG WS_CAPTION = 0x00C00000;
+inline constexpr LONG WS_BORDER = 0x00800000;
+inline constexpr LONG WS_DLGFRAME = 0x00400000;
+inline constexpr LONG WS_VSCROLL = 0x00200000;
+inline constexpr LONG WS_HSCROLL = 0x00100000;
+inline constexpr LONG WS_SYSMENU = 0x00080000;
+inline constexpr LONG WS_THICKFRAME = 0x00040000;
+inline constexpr LONG WS_GROUP = 0x00020000;
+inline constexpr LONG WS_TABSTOP = 0x00010000;
+
+// Families of systems.
+inline constexpr DWORD VER_PLATFORM_WIN32s = 0;
+inline constexpr DWORD VER_PLATFORM_WIN32_WINDOWS = 1;
+inline constexpr DWORD VER_PLATFORM_WIN32_NT = 2;
+
+// System colours. Several have more than one name.
+inline constexpr int COLOR_SCROLLBAR = 0;
+inline constexpr int COLOR_BACKGROUND = 1;
+inline constexpr int COLOR_DESKTOP = 1;
+inline constexpr int COLOR_ACTIVECAPTION = 2;
+inline constexpr int COLOR_INACTIVECAPTION = 3;
+inline constexpr int COLOR_MENU = 4;
+inline constexpr int COLOR_WINDOW = 5;
+inline constexpr int COLOR_WINDOWFRAME = 6;
+inline constexpr int COLOR_MENUTEXT = 7;
+inline constexpr int COLOR_WINDOWTEXT = 8;
+inline constexpr int COLOR_CAPTIONTEXT = 9;
+inline constexpr int COLOR_ACTIVEBORDER = 10;
+inline constexpr int COLOR_INACTIVEBORDER = 11;
+inline constexpr int COLOR_APPWORKSPACE = 12;
+inline constexpr int COLOR_HIGHLIGHT = 13;
+inline constexpr int COLOR_HIGHLIGHTTEXT = 14;
+inline constexpr int COLOR_BTNFACE = 15;
+inline constexpr int COLOR_3DFACE = 15;
+inline constexpr int COLOR_BTNSHADOW = 16;
+inline constexpr int COLOR_3DSHADOW = 16;
+inline constexpr int COLOR_GRAYTEXT = 17;
+inline constexpr int COLOR_BTNTEXT = 18;
+inline constexpr int COLOR_INACTIVECAPTIONTEXT = 19;
+inline constexpr int COLOR_BTNHIGHLIGHT = 20;
+inline constexpr int COLOR_BTNHILIGHT = 20;
+inline constexpr int COLOR_3DHILIGHT = 20;
+inline constexpr int COLOR_3DHIGHLIGHT = 20;
+inline constexpr int COLOR_3DDKSHADOW = 21;
+inline constexpr int COLOR_3DLIGHT = 22;
+inline constexpr int COLOR_INFOTEXT = 23;
+inline constexpr int COLOR_INFOBK = 24;
