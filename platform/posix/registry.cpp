@@ -1,10 +1,10 @@
-// The registry's calls over two stores: the user's (HKEY_CURRENT_USER) and the machine's
+// The registry's calls. There are two stores: the user's (HKEY_CURRENT_USER) and the machine's
 // (HKEY_LOCAL_MACHINE, whose `Software\Classes` is HKEY_CLASSES_ROOT and whose `Users` is HKEY_USERS). One
-// lock is held through each call.
+// lock is held during each call.
 #include "platform/platform.h"
 #include "platform/posix/registry/store.h"
+#include "platform/posix/support/handle_table.h"
 
-#include <cstdlib>
 #include <exception>
 #include <mutex>
 #include <pthread.h>
@@ -20,28 +20,6 @@ constexpr DWORD kCurrentUser = 0x80000001;
 constexpr DWORD kLocalMachine = 0x80000002;
 constexpr DWORD kUsers = 0x80000003;
 
-constexpr REGSAM kDelete = 0x00010000;
-constexpr REGSAM kMaximumAllowed = 0x02000000;
-constexpr REGSAM kGenericAll = 0x10000000;
-constexpr REGSAM kAllAccess = 0x000F003F;
-
-// A handle is the number of its place in the table, from 1, and of that place's use, so that a closed handle
-// is known for one until its place was used anew many times. The top bit, which marks the predefined keys,
-// stays clear.
-constexpr unsigned kPlaceBits = 20;
-constexpr DWORD kPlaceMask = (1u << kPlaceBits) - 1;
-constexpr DWORD kUseMask = (1u << (31 - kPlaceBits)) - 1;
-constexpr DWORD kNoPlace = ~DWORD{0};
-constexpr DWORD kFirstTableSize = 64;
-
-struct OpenKey {
-    RegistryStore* store; ///< null while the place is free
-    RegistryKeyId key;
-    REGSAM access;
-    DWORD use;
-    DWORD nextFree;
-};
-
 // What a handle stands for.
 struct KeyReference {
     RegistryStore* store;
@@ -49,22 +27,18 @@ struct KeyReference {
     REGSAM access;
 };
 
-// The table of handles and the stores. Constant-initialised and never destroyed: keys are opened before and
-// closed after any other static object lives.
+// Constant-initialised and never destroyed, as the table of handles demands.
 struct Registry {
     std::mutex lock;
     RegistryStore user{RegistryDatabase::Kind::User};
     RegistryStore machine{RegistryDatabase::Kind::Machine};
-    OpenKey* table = nullptr;
-    DWORD tableSize = 0;
-    DWORD firstFree = kNoPlace;
-    DWORD lastFree = kNoPlace;
+    HandleTable<KeyReference> keys;
     bool isForkHandled = false;
 };
 constinit Registry registry;
 
-// SQLite's locks belong to the process that took them: no connection may be open across a fork. Each side
-// opens its own when it needs it.
+// SQLite's locks belong to the process that took them, so no connection may be open across a fork. Parent and
+// child open theirs again when they need them.
 void beforeFork() {
     registry.lock.lock();
     registry.user.Close();
@@ -84,7 +58,7 @@ LSTATUS locked(Call call) {
     }
 }
 
-// The value of a predefined key, sign-extended or zero-extended; 0 for any other handle.
+// The number of a predefined key, whether the handle was sign-extended or zero-extended; 0 for other handles.
 DWORD predefinedKey(HKEY handle) {
     const auto value = reinterpret_cast<std::uintptr_t>(handle);
     const auto low = static_cast<DWORD>(value);
@@ -92,92 +66,41 @@ DWORD predefinedKey(HKEY handle) {
     return isExtended && low >= kClassesRoot && low <= kUsers ? low : 0;
 }
 
-bool growTable() {
-    const DWORD size = registry.tableSize == 0 ? kFirstTableSize : 2 * registry.tableSize;
-    if (size > kPlaceMask)
-        return false;
-    auto* table = static_cast<OpenKey*>(std::realloc(registry.table, size * sizeof(OpenKey)));
-    if (table == nullptr)
-        return false;
-    for (DWORD place = registry.tableSize; place < size; place++)
-        table[place] = {nullptr, 0, 0, 0, place + 1 < size ? place + 1 : kNoPlace};
-    registry.firstFree = registry.tableSize;
-    registry.lastFree = size - 1;
-    registry.table = table;
-    registry.tableSize = size;
-    return true;
-}
-
-HKEY handleOf(DWORD place) {
-    const std::uintptr_t value = registry.table[place].use << kPlaceBits | (place + 1);
-    return reinterpret_cast<HKEY>(value);
-}
-
-LSTATUS makeHandle(RegistryStore* store, RegistryKeyId key, REGSAM access, HKEY* handle) {
-    if (registry.firstFree == kNoPlace && !growTable())
-        return ERROR_NOT_ENOUGH_MEMORY;
-    const DWORD place = registry.firstFree;
-    OpenKey& entry = registry.table[place];
-    registry.firstFree = entry.nextFree;
-    entry = {store, key, access, entry.use, kNoPlace};
-    *handle = handleOf(place);
-    return 0;
-}
-
-// The place of an open handle; null for any other value.
-OpenKey* findHandle(HKEY handle) {
-    const DWORD place = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(handle) & kPlaceMask) - 1;
-    if (place >= registry.tableSize || registry.table[place].store == nullptr || handleOf(place) != handle)
-        return nullptr;
-    return &registry.table[place];
-}
-
-// Places are used in turn, which keeps closed handles apart from new ones for longest.
-void freeHandle(OpenKey* entry) {
-    const auto place = static_cast<DWORD>(entry - registry.table);
-    *entry = {nullptr, 0, 0, (entry->use + 1) & kUseMask, kNoPlace};
-    if (registry.firstFree == kNoPlace)
-        registry.firstFree = place;
-    else
-        registry.table[registry.lastFree].nextFree = place;
-    registry.lastFree = place;
-}
-
 enum class Missing { Empty, Create };
 
 // The key of the machine's store that a predefined key stands for.
 LSTATUS resolveAlias(const RegistryPath& path, Missing missing, KeyReference* reference) {
     bool isNew;
-    *reference = {&registry.machine, kEmptyKey, kAllAccess};
+    *reference = {&registry.machine, kEmptyKey, KEY_ALL_ACCESS};
     if (missing == Missing::Create)
         return registry.machine.CreateKey(kRootKey, path, &reference->key, &isNew);
     const LSTATUS result = registry.machine.FindKey(kRootKey, path, &reference->key);
     return result == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : result;
 }
 
-// What `handle` stands for, provided that it grants `needed`. HKEY_CLASSES_ROOT and HKEY_USERS are keys that
-// may have to be made for a write.
+// Finds what `handle` stands for; the handle must grant the rights in `needed`. HKEY_CLASSES_ROOT and
+// HKEY_USERS are keys of the machine's store, which a write may have to create.
 LSTATUS resolve(HKEY handle, REGSAM needed, KeyReference* reference, Missing missing = Missing::Empty) {
     switch (predefinedKey(handle)) {
     case kCurrentUser:
-        *reference = {&registry.user, kRootKey, kAllAccess};
+        *reference = {&registry.user, kRootKey, KEY_ALL_ACCESS};
         return 0;
     case kLocalMachine:
-        *reference = {&registry.machine, kRootKey, kAllAccess};
+        *reference = {&registry.machine, kRootKey, KEY_ALL_ACCESS};
         return 0;
     case kClassesRoot:
         return resolveAlias({{u"Software", 8}, {u"Classes", 7}}, missing, reference);
     case kUsers:
         return resolveAlias({{u"Users", 5}}, missing, reference);
     }
-    const OpenKey* entry = findHandle(handle);
-    if (entry == nullptr)
+    const KeyReference* found = registry.keys.Find(handle);
+    if (found == nullptr)
         return ERROR_INVALID_HANDLE;
-    *reference = {entry->store, entry->key, entry->access};
-    return (entry->access & needed) == needed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+    *reference = *found;
+    return (found->access & needed) == needed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
 }
 
-// Splits a path at its separators; several in a row count as one. One at the start is wrong.
+// Splits a path at its separators; several in a row count as one. A separator at the start is an error.
 LSTATUS parsePath(const char16_t* name, RegistryPath* path) {
     if (name == nullptr)
         return 0;
@@ -198,8 +121,8 @@ LSTATUS parsePath(const char16_t* name, RegistryPath* path) {
     return 0;
 }
 
-// The key that `handle` stands for and the path to go from there. That the key is deleted counts for more
-// than a wrong name.
+// Finds the key that `handle` stands for and parses the path below it. If the key was deleted and the name is
+// invalid as well, the deletion is reported.
 LSTATUS resolvePath(HKEY handle, const char16_t* name, KeyReference* place, RegistryPath* path) {
     if (const LSTATUS failure = resolve(handle, 0, place); failure != 0)
         return failure;
@@ -215,10 +138,10 @@ RegistryName valueName(const char16_t* name) {
     return name == nullptr ? RegistryName(u"", 0) : RegistryName(name, U16String::traits_type::length(name));
 }
 
-// The rights that a request for generic ones means.
+// Adds the specific rights that generic ones stand for.
 REGSAM specificAccess(REGSAM access) {
-    if ((access & (kMaximumAllowed | kGenericAll)) != 0)
-        access |= kAllAccess;
+    if ((access & (MAXIMUM_ALLOWED | GENERIC_ALL)) != 0)
+        access |= KEY_ALL_ACCESS;
     if ((access & GENERIC_READ) != 0)
         access |= KEY_READ;
     if ((access & GENERIC_WRITE) != 0)
@@ -226,13 +149,14 @@ REGSAM specificAccess(REGSAM access) {
     return access;
 }
 
-// A handle for a found key, unless it asks for writing where nothing may be written.
+// Opens a handle to a key that was found; refuses write access to a store that cannot be written.
 LSTATUS openFound(const KeyReference& found, REGSAM access, HKEY* handle) {
     access = specificAccess(access);
-    if ((access & (KEY_SET_VALUE | KEY_CREATE_SUB_KEY | kDelete)) != 0)
+    if ((access & (KEY_SET_VALUE | KEY_CREATE_SUB_KEY | DELETE)) != 0)
         if (const LSTATUS failure = found.store->CheckWritable(); failure != 0)
             return failure;
-    return makeHandle(found.store, found.key, access, handle);
+    *handle = static_cast<HKEY>(registry.keys.Open({found.store, found.key, access}));
+    return *handle == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ERROR_SUCCESS;
 }
 
 } // namespace
@@ -256,7 +180,7 @@ LSTATUS RegOpenKeyExW(HKEY parent, const char16_t* name, DWORD, REGSAM access, H
     });
 }
 
-// As documented for the call, the rights of `parent` do not matter here, nor do they for deleting a key.
+// As documented for the call, the access rights of `parent` are not checked, here or when a key is deleted.
 LSTATUS RegCreateKeyExW(HKEY parent, const char16_t* name, REGSAM access, HKEY* key, DWORD* disposition) {
     if (key == nullptr || name == nullptr)
         return ERROR_INVALID_PARAMETER;
@@ -288,10 +212,9 @@ LSTATUS RegCloseKey(HKEY key) {
     return locked([=]() -> LSTATUS {
         if (predefinedKey(key) != 0)
             return 0;
-        OpenKey* entry = findHandle(key);
-        if (entry == nullptr)
+        if (registry.keys.Find(key) == nullptr)
             return ERROR_INVALID_HANDLE;
-        freeHandle(entry);
+        registry.keys.Close(key);
         return 0;
     });
 }
@@ -396,13 +319,10 @@ void ReleaseRegistry() {
     const std::lock_guard guard(registry.lock);
     registry.user.Close();
     registry.machine.Close();
-    for (DWORD place = 0; place < registry.tableSize; place++)
-        if (registry.table[place].store != nullptr)
-            return;
-    std::free(registry.table);
-    registry.table = nullptr;
-    registry.tableSize = 0;
-    registry.firstFree = registry.lastFree = kNoPlace;
+    registry.keys.Release();
 }
 
 } // namespace Tarn::Platform
+
+// The call that types.h declares for clients.
+LSTATUS RegCloseKey(HKEY key) { return Tarn::Platform::RegCloseKey(key); }

@@ -69,6 +69,8 @@ TEST_F(RegistryKey, OpensForReadingOnlyWhatExistsAndCreatesForWriting) {
     const HKEY detached = writer.Detach();
     writer.Open(detached, u"still open");
     EXPECT_TRUE(writer.IsValid());
+    EXPECT_EQ(RegCloseKey(detached), 0);
+    EXPECT_NE(RegCloseKey(detached), 0);
 }
 
 TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
@@ -92,7 +94,7 @@ TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
     EXPECT_EQ(key.QueryStringValue(u"", u"none"), large);
 }
 
-TEST_F(RegistryKey, TakesNoSizeBelowZero) {
+TEST_F(RegistryKey, RefusesNegativeSizes) {
     ASSERT_TRUE(key.SetValue(u"v", REG_BINARY, "1234", 4));
     char buffer[4];
     EXPECT_EQ(key.QueryValue(u"v", buffer, -1), 0);

@@ -1,8 +1,7 @@
-// The table behind the handles of files and searches.
+// The handles of open files and searches.
 //
-// A handle is a place in the table and the number of times that the place was given out, so a closed handle
-// is recognised even when its place is in use again. A call holds the object while it works on it: closing
-// the handle meanwhile is safe, the object goes when the last call leaves it. Any thread may use the table.
+// A call holds the object behind a handle while it works on it, so that another thread may close the handle
+// meanwhile: the object is shut when the last call lets go of it. Any thread may call these functions.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -21,7 +20,7 @@ public:
     explicit HandleObject(Kind objectKind) : kind(objectKind) {}
     virtual ~HandleObject() = default;
 
-    /// Lets go of what the object holds, once; returns a code.
+    /// Releases what the object holds. Called once; returns a code.
     virtual DWORD Shut() = 0;
 
     const Kind kind;
@@ -37,19 +36,21 @@ struct Deleter {
 template<class T>
 using Owned = std::unique_ptr<T, Deleter>;
 
-/// Gives `object` a handle and takes it over; null when there are too many handles or no memory.
+/// Returns a handle that owns `object`; null when there are too many handles or no memory, and then the
+/// caller keeps the object.
 HANDLE NewHandle(HandleObject* object);
 
-/// The object of a live handle of that kind, held for the caller; otherwise null.
+/// The object of an open handle of that kind, held for the caller; null for any other handle.
 HandleObject* HoldObject(HANDLE handle, HandleObject::Kind kind);
 
-/// Ends a hold. The last one shuts the object; its code is returned, 0 from every other.
+/// Ends a hold. The end of the last one shuts and deletes the object and returns the code of shutting it; any
+/// other returns 0.
 DWORD LetGo(HandleObject* object);
 
-/// Takes the handle out of use and the object with its hold out of the table; null when there is none.
+/// Closes a handle and passes its hold on the object to the caller; null when no handle of that kind is open.
 HandleObject* RemoveHandle(HANDLE handle, HandleObject::Kind kind);
 
-/// An object held for the length of a call.
+/// Holds an object for the length of a call.
 template<class T>
 class Held {
 public:
