@@ -1,4 +1,4 @@
-// The registry's calls in short, for the tests of the platform.
+// Shorthand for the registry's calls, for the tests of the ports.
 #pragma once
 
 #include "tests/platform/codes.h"
@@ -7,7 +7,7 @@ namespace Tarn::Platform {
 
 constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
 
-/// A key that is open for a scope.
+/// A key that is open until the end of a scope.
 class Key {
 public:
     /// Creates it.
@@ -28,7 +28,7 @@ private:
     HKEY key = nullptr;
 };
 
-/// The code of opening a key, which is closed again.
+/// The result of opening a key, which is closed again.
 inline DWORD tryOpen(HKEY parent, const Text& name, REGSAM access = KEY_READ) {
     HKEY key = nullptr;
     const LSTATUS result = RegOpenKeyExW(parent, name.c_str(), 0, access, &key);

@@ -1,5 +1,5 @@
-// What each registry call does, the same on every target. All of it happens below one scratch key, which is
-// made fresh and removed again.
+// What each registry call does, the same on every target. Every test starts with a fresh scratch key, below
+// which it works, and removes it at the end.
 #include "tests/platform/registry_calls.h"
 
 #include <thread>
@@ -48,7 +48,7 @@ protected:
 
 } // namespace
 
-TEST_F(Registry, CreatesTheKeysBetweenAndFindsThemWithoutRegardToCase) {
+TEST_F(Registry, CreatesIntermediateKeysAndFindsThemWithoutRegardToCase) {
     for (const char16_t* name : {u"First\\Ünï\\Жук\\", u"fIRST\\üNÏ\\жУК"}) {
         HKEY key;
         DWORD disposition = 0;
@@ -101,7 +101,7 @@ TEST_F(Registry, RefusesBadNamesHandlesRightsAndBuffers) {
     EXPECT_NE(RegCreateKeyExW(scratch, Text(300, u'k').c_str(), KEY_READ, &key, nullptr), 0);
 }
 
-TEST_F(Registry, TellsTheSizeWhenThereIsNoRoom) {
+TEST_F(Registry, ReportsTheSizeThatABufferLacks) {
     ASSERT_EQ(set(scratch, u"v", "12345", REG_SZ), ERROR_SUCCESS);
     const Key longName(scratch, u"Long");
     char data[5];
@@ -124,7 +124,7 @@ TEST_F(Registry, TellsTheSizeWhenThereIsNoRoom) {
     EXPECT_EQ(get(scratch, u""), "failed 2");
 }
 
-TEST_F(Registry, EnumeratesInOrderAndTellsTheSizes) {
+TEST_F(Registry, EnumeratesInOrderAndReportsSizes) {
     for (const char16_t* name : {u"delta", u"Alpha", u"Echo", u"charlie", u"Bravo-long"})
         const Key created(scratch, name);
     EXPECT_EQ(subKeys(scratch), (Names{u"Alpha", u"Bravo-long", u"charlie", u"delta", u"Echo"}));
@@ -145,13 +145,13 @@ TEST_F(Registry, EnumeratesInOrderAndTellsTheSizes) {
     ASSERT_EQ(RegQueryInfoKeyW(scratch, &sizes[0], &sizes[1], &sizes[2], &sizes[3], &sizes[4], &sizes[5]), 0);
     EXPECT_EQ(sizes, (Numbers{5, 10, 0, 3, 5, 11}));
 
-    // An index counts what is there when it is asked for, not what was there before.
+    // An index refers to the keys that exist when it is used.
     EXPECT_EQ(subKeyAt(scratch, 1), u"Bravo-long");
     ASSERT_EQ(RegDeleteKeyW(scratch, u"Alpha"), 0);
     EXPECT_EQ(subKeyAt(scratch, 2), u"delta");
 }
 
-TEST_F(Registry, DeletesKeysWithoutSubKeysAndKnowsTheirHandles) {
+TEST_F(Registry, DeletesKeysWithoutSubKeysAndRecognisesTheirHandles) {
     const Key key(scratch, u"Doomed");
     const Key child(key, u"Child");
     ASSERT_EQ(set(key, u"v", "x"), ERROR_SUCCESS);

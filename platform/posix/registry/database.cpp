@@ -22,16 +22,16 @@ constexpr mode_t kAnyWriteBit = 0222;
 constexpr sqlite3_int64 kFormat = 1;
 constexpr sqlite3_int64 kApplication = 1413567054;
 
-// The log is copied back into the database whenever it has this many pages; more is kept of it only while
-// somebody reads.
+// The log is copied back into the database whenever it has this many pages. It grows beyond that only while
+// somebody is reading.
 #define TARNKIT_REGISTRY_LOG_PAGES "256"
 
 constexpr char kConfigure[] = "PRAGMA synchronous=NORMAL;"
                               "PRAGMA wal_autocheckpoint=" TARNKIT_REGISTRY_LOG_PAGES ";"
                               "PRAGMA temp_store=MEMORY;";
 
-// The root has no row; its sub-keys have the parent 0. The numbering of keys starts at random, so that a
-// handle from a database that was removed does not fit a key of the one made after it.
+// The root has no row; its sub-keys have the parent 0. The numbers of keys start at a random one, so that a
+// handle to a key of a database that was removed does not match a key of its successor.
 constexpr char kMakeTables[] =
     "PRAGMA journal_mode=WAL;"
     "BEGIN IMMEDIATE;"
@@ -83,7 +83,8 @@ static_assert(std::size(kQueries) == static_cast<std::size_t>(RegistryQuery::Cou
 
 bool isNamed(const char* directory) { return directory != nullptr && *directory != 0; }
 
-// The folder of a database and the mode that missing folders are made with; empty when the user has no home.
+// The folder of a database, and the mode with which missing folders are created. Empty if the user has no
+// home.
 String folderOf(RegistryDatabase::Kind kind, mode_t* mode) {
     *mode = 0777;
     if (const char* chosen = std::getenv("TARNKIT_REGISTRY"); isNamed(chosen))
@@ -116,7 +117,7 @@ LSTATUS codeOfErrno(int error) {
     }
 }
 
-// Makes a folder and those above it. One without any write bit takes nothing new, not even from root.
+// Creates a folder and those above it. A folder without any write bit is left alone, even if root asks.
 LSTATUS makeFolder(const String& folder, mode_t mode) {
     struct stat status;
     if (stat(folder.c_str(), &status) == 0)
@@ -132,7 +133,7 @@ LSTATUS makeFolder(const String& folder, mode_t mode) {
     return mkdir(folder.c_str(), mode) == 0 || errno == EEXIST ? 0 : codeOfErrno(errno);
 }
 
-// A name of the file that lets SQLite read it without a lock or a log beside it.
+// The name by which SQLite opens a file that it may neither lock nor keep a log for.
 String snapshotName(const String& file) {
     constexpr char kDigits[] = "0123456789abcdef";
     String name = "file:";
@@ -231,7 +232,8 @@ void RegistryDatabase::Close() {
     isReadOnly = isSnapshot = false;
 }
 
-// 0 for a database of this format, 2 for one that nothing was written to yet, 1009 for any other.
+// ERROR_SUCCESS for a database of this format, ERROR_FILE_NOT_FOUND for an empty one, ERROR_BADDB for any
+// other.
 LSTATUS RegistryDatabase::checkFormat() {
     sqlite3_stmt* query = nullptr;
     int code = sqlite3_prepare_v2(connection,
@@ -251,8 +253,8 @@ LSTATUS RegistryDatabase::checkFormat() {
     return result;
 }
 
-// Several processes may be at this at once: whoever comes late finds the tables made. Switching the log on
-// does not wait for the others by itself.
+// Several processes may do this at once: whoever comes late finds the tables created. Switching to the log
+// fails at once while another process does so, hence the loop.
 LSTATUS RegistryDatabase::makeTables() {
     for (int waited = 0; waited < kBusyTimeout; waited += kRetryDelay) {
         const LSTATUS state = checkFormat();
@@ -272,7 +274,7 @@ LSTATUS RegistryDatabase::makeTables() {
 }
 
 LSTATUS RegistryDatabase::GetChangeMark(sqlite3_int64* mark) {
-    RegistryStatement statement(*this, RegistryQuery::DataVersion); // counts the changes that others made
+    RegistryStatement statement(*this, RegistryQuery::DataVersion); // counts the changes made by others
     const LSTATUS result = statement.Step();
     if (result == 0)
         *mark = (openings << 40) + statement.Integer(0) + sqlite3_total_changes64(connection);
@@ -289,7 +291,7 @@ LSTATUS RegistryDatabase::statementFor(RegistryQuery query, sqlite3_stmt** state
     return resultOf(code);
 }
 
-// The code of an SQLite result, which is the latest on this thread: a failed system call left its `errno`.
+// Call this directly after SQLite returned `code`: for a failed system call it reads `errno`.
 LSTATUS RegistryDatabase::resultOf(int code) {
     switch (code & 0xFF) {
     case SQLITE_OK:
@@ -315,7 +317,7 @@ LSTATUS RegistryDatabase::resultOf(int code) {
         const LSTATUS reason = codeOfErrno(errno);
         return reason == static_cast<LSTATUS>(ERROR_ACCESS_DENIED) ? ERROR_IO_DEVICE : reason;
     }
-    case SQLITE_ERROR: // of our own statements: the tables are not what they should be
+    case SQLITE_ERROR: // our own statements are right, so the tables are wrong
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_SCHEMA:
@@ -344,7 +346,7 @@ RegistryStatement& RegistryStatement::Bind(sqlite3_int64 value) {
 
 RegistryStatement& RegistryStatement::Bind(const void* bytes, std::size_t size) {
     bound++;
-    if (failure == 0) // a null pointer would be the value NULL instead of no bytes
+    if (failure == 0) // a null pointer would mean NULL instead of no bytes
         failure = database.resultOf(
             sqlite3_bind_blob64(statement, bound, size == 0 ? "" : bytes, size, SQLITE_STATIC));
     return *this;
@@ -382,8 +384,8 @@ LSTATUS RegistryTransaction::Commit() {
 }
 
 RegistryTransaction::~RegistryTransaction() {
-    // A write that cannot be undone in its connection, or that SQLite undid already, is undone with it: left
-    // open, it would block every other process.
+    // If the rollback fails, or SQLite did it already, closing the connection makes sure of it: a transaction
+    // that stayed open would block every other process.
     if (isOpen && RegistryStatement(database, RegistryQuery::Rollback).Run() != 0)
         database.Close();
 }

@@ -1,11 +1,11 @@
-// The SQLite database under one half of the POSIX port's registry: where it lies, how it is opened and made,
-// and the statements that are run on it.
+// The SQLite database behind one half of the POSIX port's registry: where it is stored, how it is opened and
+// created, and the statements that are run on it.
 //
-// The connection is opened at the first use and again when the file was replaced. The write-ahead log is what
-// makes a process that dies in the middle of a write harmless: it blocks nobody, and readers who may not
-// write to the folder can still read, since the log's files stay beside the database. Commits reach the
-// system at once and the disk with the log's checkpoints, so that a killed process loses nothing and a power
-// cut at most the latest writes, never the consistency.
+// The connection is opened at the first use, and again when the file was replaced. Because of the write-ahead
+// log, a process that dies in the middle of a write blocks nobody; the log's files stay beside the database,
+// so that readers who may not write to the folder can still read. A commit reaches the operating system at
+// once and the disk with the next checkpoint of the log: a killed process loses nothing, a power cut at most
+// the latest writes, and the database stays consistent either way.
 //
 // Results are the registry's codes. Not synchronised: registry.cpp has the lock.
 #pragma once
@@ -46,18 +46,19 @@ public:
     enum class Use {
         Read,
         Write,
-        Create ///< writes, and makes the database when it is not there
+        Create ///< for writing; creates the database if it does not exist
     };
 
     explicit constexpr RegistryDatabase(Kind databaseKind) : kind(databaseKind) {}
 
-    /// Makes the connection ready; 2 when there is no database, 5 when it may not be used so.
+    /// Makes the connection ready. ERROR_FILE_NOT_FOUND if there is no database, ERROR_ACCESS_DENIED if it
+    /// may not be used that way.
     LSTATUS Open(Use use);
 
-    /// Lets the database go until it is used again.
+    /// Closes the connection until it is used again.
     void Close();
 
-    /// Changes whenever the database does, whoever changes it.
+    /// A number that changes whenever anybody changes the database.
     LSTATUS GetChangeMark(sqlite3_int64* mark);
 
 private:
@@ -75,7 +76,7 @@ private:
     sqlite3_stmt* statements[static_cast<int>(RegistryQuery::Count)] = {};
     sqlite3_int64 openings = 0;
     bool isReadOnly = false;
-    bool isSnapshot = false; ///< opened without locks, from where no log can be: good for one call
+    bool isSnapshot = false; ///< opened without locks, where there can be no log: good for one call
 };
 
 /// One run of a query. At most one per query at a time.
@@ -87,19 +88,19 @@ public:
     RegistryStatement(const RegistryStatement&) = delete;
     RegistryStatement& operator=(const RegistryStatement&) = delete;
 
-    /// Sets the parameters in their order. Bytes must outlive the statement.
+    /// Sets the next parameter. Bytes must outlive the statement.
     RegistryStatement& Bind(sqlite3_int64 value);
     RegistryStatement& Bind(const void* bytes, std::size_t size);
     RegistryStatement& Bind(const sqlite3_value* value);
     RegistryStatement& Bind(const String& bytes) { return Bind(bytes.data(), bytes.size()); }
 
-    /// 0 with a row to look at, 259 when there are no more.
+    /// ERROR_SUCCESS if there is a row to read, ERROR_NO_MORE_ITEMS after the last one.
     LSTATUS Step();
 
-    /// Runs a statement that has no rows to show.
+    /// Runs a statement that returns no rows.
     LSTATUS Run();
 
-    /// Rows that this statement changed.
+    /// The number of rows that this statement changed.
     int Changes() const { return sqlite3_changes(database.connection); }
     sqlite3_int64 InsertedRow() const { return sqlite3_last_insert_rowid(database.connection); }
 
@@ -118,7 +119,7 @@ private:
     LSTATUS failure;
 };
 
-/// Several statements as one write; undone unless committed.
+/// Makes several statements one write, which is undone unless committed.
 class RegistryTransaction {
 public:
     explicit RegistryTransaction(RegistryDatabase& usedDatabase) : database(usedDatabase) {}

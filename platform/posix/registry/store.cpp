@@ -32,7 +32,8 @@ enum { kPlaceColumn, kIsInPlaceColumn, kNameColumn };
 
 enum class NameKind { Key, Value };
 
-// What cannot be the name of a key would lead to another one: the empty name to the key that is listed.
+// Refuses what cannot be a name. As the name of a sub-key it would lead elsewhere, an empty one to the key
+// that is being listed.
 LSTATUS deliverName(const RegistryStatement& row, int column, NameKind kind, const RegistryNameBuffer& name) {
     const auto* bytes = static_cast<const unsigned char*>(row.Bytes(column));
     const DWORD size = row.Size(column);
@@ -203,8 +204,8 @@ void RegistryStore::Close() {
     database.Close();
 }
 
-// Makes the database ready. Where there is none, a predefined key is empty, which gives `codeWhenEmpty`, and
-// any other key is gone.
+// Makes the database ready. If there is none, a predefined key is empty, which gives `codeWhenEmpty`, and any
+// other key no longer exists.
 LSTATUS RegistryStore::open(Use use, RegistryKeyId key, DWORD codeWhenEmpty) {
     const LSTATUS result = database.Open(use);
     if (result == kMissing)
@@ -212,7 +213,7 @@ LSTATUS RegistryStore::open(Use use, RegistryKeyId key, DWORD codeWhenEmpty) {
     return result;
 }
 
-// The result of a search below `key` that found nothing: perhaps the key is gone as well.
+// The result when a search below `key` found nothing: the key itself may have been deleted.
 LSTATUS RegistryStore::whyMissing(RegistryKeyId key, DWORD codeWhenPresent) {
     int depth;
     const LSTATUS result = getDepth(key, &depth);
@@ -281,8 +282,8 @@ LSTATUS RegistryStore::addChild(RegistryKeyId parent, const RegistryName& name, 
     return result;
 }
 
-// An item follows the one before it as long as nothing changed in between; else it is counted from the start.
-// The items of a list come in one strict order, so that a list ends whatever its store holds.
+// Finds the item after the one that was listed last if nothing changed since, and otherwise counts from the
+// start. Each item must come after the one before it, so that a list ends whatever the store contains.
 template<class Deliver>
 LSTATUS RegistryStore::enumerate(Enumeration& enumeration, RegistryKeyId key, DWORD index, Deliver deliver) {
     LSTATUS result = open(Use::Read, key, ERROR_NO_MORE_ITEMS);

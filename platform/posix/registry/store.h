@@ -1,8 +1,9 @@
-// A hierarchy of keys with typed values: one half of the POSIX port's registry, the user's or the machine's.
+// One half of the POSIX port's registry, the user's or the machine's: a hierarchy of keys with typed values.
 //
-// A store whose database is not there reads as empty; the first write makes it. Every change is one
-// transaction. Results are the registry's codes; a key that is gone gives 1018 whatever is asked of it, also
-// when another process deleted it. Not synchronised: registry.cpp calls it under its lock. Members may throw
+// A store whose database does not exist reads as empty; the first write creates it. Every change is one
+// transaction. Results are the registry's codes: ERROR_KEY_DELETED for any operation on a key that no longer
+// exists, whoever deleted it, and ERROR_BADDB when the database is damaged. Listing keys and descending into
+// them ends even then. Not synchronised: registry.cpp calls it under its lock. Members may throw
 // std::bad_alloc.
 #pragma once
 
@@ -14,21 +15,22 @@ namespace Tarn::Platform::Posix {
 inline constexpr std::size_t kMaxKeyName = 255;
 inline constexpr std::size_t kMaxValueName = 16383;
 
-/// Names a key for as long as it exists; never given to another one.
+/// Identifies a key for as long as it exists. Never reused.
 using RegistryKeyId = sqlite3_int64;
 
 /// The key that every store has, with neither name nor parent.
 inline constexpr RegistryKeyId kRootKey = 0;
 
-/// Stands for a predefined key that nothing was written to yet: it exists and is empty.
+/// A predefined key that nothing was written to yet: it exists and is empty.
 inline constexpr RegistryKeyId kEmptyKey = -1;
 
-/// A name as the database holds it: units with their high byte first, so that bytes sort as units do.
+/// A name as the database stores it: each 16-bit unit with its high byte first, so that bytes sort as units
+/// do.
 struct RegistryName {
     RegistryName(const char16_t* units, std::size_t length);
 
     String text;
-    String folded; ///< the text in upper case, by which names are found and sorted
+    String folded; ///< the text in upper case, by which keys and values are found and keys are sorted
 };
 
 using RegistryPath = Vector<RegistryName>;
@@ -37,17 +39,18 @@ struct RegistryKeySizes {
     DWORD subKeys, longestSubKey, values, longestValueName, longestData;
 };
 
-/// Where a name goes: room for `*length` units with the terminator, then `*length` units without it.
+/// Where to put a name. `*length` is first the room in units, including the terminator, then the name's
+/// length without it.
 struct RegistryNameBuffer {
     char16_t* units;
     DWORD* length;
 };
 
-/// Where a value goes; each pointer may be null. Without `data` only the size is asked for.
+/// Where to put a value. Each pointer may be null; without `data`, only the size is reported.
 struct RegistryValueBuffer {
     DWORD* type;
     void* data;
-    DWORD* size; ///< the room at `data`, then the bytes of the value
+    DWORD* size; ///< first the room at `data`, then the size of the value, in bytes
 };
 
 class RegistryStore {
@@ -55,29 +58,29 @@ public:
     explicit constexpr RegistryStore(RegistryDatabase::Kind kind) : database(kind) {}
 
     LSTATUS FindKey(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key);
-    /// Finds the key at the end of `path`, or makes it with all keys between.
+    /// Finds the key at the end of `path`, or creates it and all keys on the way.
     LSTATUS CreateKey(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key, bool* isNew);
-    /// Refuses (5) the root and a key with sub-keys.
+    /// Refuses to delete the root and keys with sub-keys (ERROR_ACCESS_DENIED).
     LSTATUS DeleteKey(RegistryKeyId parent, const RegistryPath& path);
     LSTATUS GetSizes(RegistryKeyId key, RegistryKeySizes* sizes);
     /// Sub-keys are numbered in the order of their folded names.
     LSTATUS GetSubKeyName(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name);
 
     LSTATUS GetValue(RegistryKeyId key, const RegistryName& name, const RegistryValueBuffer& value);
-    /// Values are numbered in the order in which they were made; overwriting keeps the number.
+    /// Values are numbered in the order in which they were created; overwriting one keeps its number.
     LSTATUS GetValueAt(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name,
                        const RegistryValueBuffer& value);
     LSTATUS SetValue(RegistryKeyId key, const RegistryName& name, DWORD type, const void* data, DWORD size);
     LSTATUS DeleteValue(RegistryKeyId key, const RegistryName& name);
 
-    /// 5 when writes would be refused.
+    /// ERROR_ACCESS_DENIED if writes would be refused.
     LSTATUS CheckWritable() { return database.Open(RegistryDatabase::Use::Write); }
 
-    /// Lets the database go until it is used again.
+    /// Closes the database until it is used again.
     void Close();
 
 private:
-    // The item that a list showed last, so that the next index need not be counted from the start.
+    // The item that was listed last, so that the next one need not be counted from the start.
     struct Cursor {
         RegistryKeyId key = kEmptyKey;
         DWORD index = 0;
@@ -87,7 +90,7 @@ private:
         void MoveTo(const Cursor& other);
     };
 
-    // Both ways to find an item of an enumeration, and where it stands.
+    // The two ways to find an item of a list, and the item that was listed last.
     struct Enumeration {
         RegistryQuery byIndex;
         RegistryQuery byPredecessor;
