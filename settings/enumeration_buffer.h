@@ -1,5 +1,6 @@
-// Room for one name or one piece of data while a key is enumerated: a few hundred elements inside the object,
-// more from the calling thread's current memory manager. Growing does not keep the contents.
+// A buffer for the names or the data of a key that is being enumerated. It has room for a few hundred
+// elements inside the object and takes more from the calling thread's current memory manager. Growing
+// discards the contents.
 #pragma once
 
 #include <tarnkit/memory_manager.h>
@@ -24,7 +25,7 @@ public:
     T* Ptr() { return elements; }
     unsigned Size() const { return size; }
 
-    /// Makes room for `needed` elements at least; throws the memory exception.
+    /// Makes room for at least `needed` elements. Throws the memory exception.
     void Reserve(unsigned needed) {
         if (needed <= size)
             return;

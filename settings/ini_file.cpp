@@ -24,7 +24,7 @@ CUnicodeString trimmed(CUnicodeString text) {
     return text;
 }
 
-// What the spellings of a name have in common.
+// The form in which names are compared.
 CUnicodeString lookupForm(const CUnicodeString& name) {
     CUnicodeString form = trimmed(name);
     form.MakeUpper();
@@ -120,14 +120,14 @@ void CIniFile::DeleteKey(const CUnicodeString& section, const CUnicodeString& ke
         isModified = true;
 }
 
-// Whether the contents can be worked with; false only after a report that returned.
+// Loads the file if necessary. Returns false only if that failed and the report of the failure returned.
 bool CIniFile::load() const {
     if (!isLoaded)
         read();
     return isLoaded;
 }
 
-// Until it has succeeded the file counts as not loaded, and as not changed.
+// Until this succeeds, the file counts as neither loaded nor changed.
 void CIniFile::read() const {
     isLoaded = false;
     isModified = false;
@@ -149,8 +149,8 @@ void CIniFile::read() const {
     isLoaded = true;
 }
 
-// A header names the section that the keys of the following lines are stored in. False for a line that is
-// none.
+// Stores the key of a line; a header instead sets `section`, to which the keys of the following lines belong.
+// Returns false for a malformed line.
 bool CIniFile::readLine(const CUnicodeString& line, CUnicodeString& section) const {
     if (line.IsEmpty() || isComment(line))
         return true;
@@ -173,7 +173,7 @@ void CIniFile::store(const CUnicodeString& section, const CUnicodeString& key,
         existing->entries.Set(form, std::move(entry));
         return;
     }
-    // It joins the others only with its first key in it, so that a failure leaves no section without keys.
+    // The section is added only once it holds its first key, so that a failure leaves no empty section.
     auto made = std::make_unique<CSection>();
     made->name = section;
     made->entries.Set(form, std::move(entry));

@@ -12,13 +12,13 @@ namespace {
 
 constexpr char16_t kSourceName[] = u"RegistryKey";
 
-// Makes the result of a registry call the thread's last error and tells whether it is a success.
+// Stores the result of a registry call as the thread's last-error code. Returns whether the call succeeded.
 bool setResult(LSTATUS result) {
     Platform::SetLastError(static_cast<DWORD>(result));
     return result == static_cast<LSTATUS>(ERROR_SUCCESS);
 }
 
-// False after reporting the misuse, for when the report returns.
+// Reports a misuse. Returns `condition`, for when the report returns.
 bool require(bool condition, long line) {
     if (!condition)
         GenAssert(kSourceName, line);
@@ -140,7 +140,7 @@ void CRegistryKey::DeleteValue(const char16_t* valueName) {
 void CRegistryKey::DeleteSubKey(const char16_t* subKeyName) {
     if (!require(!isReadOnly, 93) || !require(key != nullptr, 94) || !require(subKeyName != nullptr, 95))
         return;
-    // To the platform an empty name is this key itself: a caller's forgotten name would cost everything here.
+    // The system takes an empty name for this key itself: a caller who forgot the name would lose everything.
     if (*subKeyName == 0) {
         setResult(static_cast<LSTATUS>(ERROR_INVALID_PARAMETER));
         return;

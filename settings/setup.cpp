@@ -18,7 +18,7 @@ CUnicodeString joinPath(const CUnicodeString& section, const CUnicodeString& pat
     return path.IsEmpty() ? section : section + u"\\" + path;
 }
 
-// What stands for the items that were not given, when the assertion about it returns.
+// Replaces items that are null, for when the assertion about them returns.
 constexpr CEnumItem kNoItems[] = {{0, nullptr}};
 
 const CEnumItem* requireItems(const CEnumItem* items, long line) {

@@ -18,47 +18,41 @@ struct CSysColorName {
     int index;
 };
 
-#define TARNKIT_SYS_COLOR(name)                                                                              \
-    { u## #name, kSysColorFlag + COLOR_##name }
-
 // In the order in which they are searched, by name and by index.
-constexpr CSysColorName kSysColors[] = {TARNKIT_SYS_COLOR(3DDKSHADOW),
-                                        TARNKIT_SYS_COLOR(3DFACE),
-                                        TARNKIT_SYS_COLOR(BTNFACE),
-                                        TARNKIT_SYS_COLOR(3DHILIGHT),
-                                        TARNKIT_SYS_COLOR(3DHIGHLIGHT),
-                                        TARNKIT_SYS_COLOR(BTNHIGHLIGHT),
-                                        TARNKIT_SYS_COLOR(3DLIGHT),
-                                        TARNKIT_SYS_COLOR(3DSHADOW),
-                                        TARNKIT_SYS_COLOR(BTNSHADOW),
-                                        TARNKIT_SYS_COLOR(ACTIVEBORDER),
-                                        TARNKIT_SYS_COLOR(ACTIVECAPTION),
-                                        TARNKIT_SYS_COLOR(APPWORKSPACE),
-                                        TARNKIT_SYS_COLOR(BACKGROUND),
-                                        TARNKIT_SYS_COLOR(DESKTOP),
-                                        TARNKIT_SYS_COLOR(BTNTEXT),
-                                        TARNKIT_SYS_COLOR(CAPTIONTEXT),
-                                        TARNKIT_SYS_COLOR(GRAYTEXT),
-                                        TARNKIT_SYS_COLOR(HIGHLIGHT),
-                                        TARNKIT_SYS_COLOR(HIGHLIGHTTEXT),
-                                        TARNKIT_SYS_COLOR(INACTIVEBORDER),
-                                        TARNKIT_SYS_COLOR(INACTIVECAPTION),
-                                        TARNKIT_SYS_COLOR(INACTIVECAPTIONTEXT),
-                                        TARNKIT_SYS_COLOR(INFOBK),
-                                        TARNKIT_SYS_COLOR(INFOTEXT),
-                                        TARNKIT_SYS_COLOR(MENU),
-                                        TARNKIT_SYS_COLOR(MENUTEXT),
-                                        TARNKIT_SYS_COLOR(SCROLLBAR),
-                                        TARNKIT_SYS_COLOR(WINDOW),
-                                        TARNKIT_SYS_COLOR(WINDOWFRAME),
-                                        TARNKIT_SYS_COLOR(WINDOWTEXT)};
+constexpr CSysColorName kSysColors[] = {{u"3DDKSHADOW", COLOR_3DDKSHADOW},
+                                        {u"3DFACE", COLOR_3DFACE},
+                                        {u"BTNFACE", COLOR_BTNFACE},
+                                        {u"3DHILIGHT", COLOR_3DHILIGHT},
+                                        {u"3DHIGHLIGHT", COLOR_3DHIGHLIGHT},
+                                        {u"BTNHIGHLIGHT", COLOR_BTNHIGHLIGHT},
+                                        {u"3DLIGHT", COLOR_3DLIGHT},
+                                        {u"3DSHADOW", COLOR_3DSHADOW},
+                                        {u"BTNSHADOW", COLOR_BTNSHADOW},
+                                        {u"ACTIVEBORDER", COLOR_ACTIVEBORDER},
+                                        {u"ACTIVECAPTION", COLOR_ACTIVECAPTION},
+                                        {u"APPWORKSPACE", COLOR_APPWORKSPACE},
+                                        {u"BACKGROUND", COLOR_BACKGROUND},
+                                        {u"DESKTOP", COLOR_DESKTOP},
+                                        {u"BTNTEXT", COLOR_BTNTEXT},
+                                        {u"CAPTIONTEXT", COLOR_CAPTIONTEXT},
+                                        {u"GRAYTEXT", COLOR_GRAYTEXT},
+                                        {u"HIGHLIGHT", COLOR_HIGHLIGHT},
+                                        {u"HIGHLIGHTTEXT", COLOR_HIGHLIGHTTEXT},
+                                        {u"INACTIVEBORDER", COLOR_INACTIVEBORDER},
+                                        {u"INACTIVECAPTION", COLOR_INACTIVECAPTION},
+                                        {u"INACTIVECAPTIONTEXT", COLOR_INACTIVECAPTIONTEXT},
+                                        {u"INFOBK", COLOR_INFOBK},
+                                        {u"INFOTEXT", COLOR_INFOTEXT},
+                                        {u"MENU", COLOR_MENU},
+                                        {u"MENUTEXT", COLOR_MENUTEXT},
+                                        {u"SCROLLBAR", COLOR_SCROLLBAR},
+                                        {u"WINDOW", COLOR_WINDOW},
+                                        {u"WINDOWFRAME", COLOR_WINDOWFRAME},
+                                        {u"WINDOWTEXT", COLOR_WINDOWTEXT}};
 
-#undef TARNKIT_SYS_COLOR
+int currentSysColor(int index) { return static_cast<int>(Platform::GetSysColor(index)); }
 
-// The platform's calls take the indices without the flag.
-int currentSysColor(int index) { return static_cast<int>(Platform::GetSysColor(index & ~kSysColorFlag)); }
-
-// Cuts `text` at its first "=" into trimmed halves; false when there is none.
+// Splits `text` at its first "=" into trimmed halves; false if there is none.
 bool splitAtSign(const CUnicodeString& text, CUnicodeString& left, CUnicodeString& right) {
     const int sign = text.Find(u'=');
     if (sign < 0)
@@ -82,7 +76,7 @@ bool parseSysColor(const CUnicodeString& text, int& color) {
     return false;
 }
 
-// Puts a component such as "R=255" into `color`.
+// Sets the component that a text such as "R=255" names.
 bool parseComponent(const CUnicodeString& text, int& color) {
     CUnicodeString letter, number;
     if (!splitAtSign(text, letter, number) || letter.GetLength() != 1)
@@ -117,10 +111,10 @@ CUnicodeString colorToString(int color) {
 
 template<class Setup>
 void setSysColor(Setup& setup, int index) {
-    setup.Set(currentSysColor(index));
+    setup.Set(currentSysColor(index & ~kSysColorFlag));
     const char16_t* name = u"";
     for (const CSysColorName& row : kSysColors)
-        if (row.index == index) {
+        if (kSysColorFlag + row.index == index) {
             name = row.name;
             break;
         }

@@ -28,7 +28,7 @@ CUnicodeString unescaped(const CUnicodeString& piece) {
     return result;
 }
 
-// The first separator from `start` on, or -1. Only the unit right before a comma tells whether it is one.
+// The first separator from `start` on, or -1. A comma separates unless a backslash stands directly before it.
 int findSeparator(const CUnicodeString& text, int start) {
     int comma = text.Find(kSeparator, start);
     while (comma > 0 && text[comma - 1] == kEscape)

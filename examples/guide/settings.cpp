@@ -22,7 +22,7 @@ static void useSetup() {
     for (const CSetupBase* value : {static_cast<CSetupBase*>(&width), static_cast<CSetupBase*>(&view),
                                     static_cast<CSetupBase*>(&paper), static_cast<CSetupBase*>(&recent)})
         print(value->GetString());
-    width.SetString(u"wide"); // by another hand
+    width.SetString(u"wide"); // as a user might, with a registry editor
     std::cout << "The width is " << width.Get() << '\n';
 
     CRegistryKey key(true);

@@ -1,16 +1,27 @@
-// CIniFile: an initialisation file of `[section]` headers and `key=value` lines, kept in memory.
-//
-// The file is read when it is asked something for the first time, and written back by `Save` or, when it has
-// been changed, by the destructor. It must exist. It is UTF-16 with a byte order mark or text of the system's
-// ANSI code page, and is always written as UTF-16. Failures of the file are those of `CFile::ReadText` and
-// `WriteText`; a line that is none raises `ERR_BAD_INI_FILE` with its index, counted from 0. As long as the
-// file could not be read whole, nothing is ever written over it.
-//
-// White space around lines, and around values, does not count. Lines that begin with ";" or "//" are
-// comments, which saving drops. Two names are the same when they differ only in case and in white space
-// around them. Keys before any header are in the section with the empty name. Sections and keys are saved in
-// the order in which they were first made, each spelled as it was made, a key as it was last set. A name or a
-// value must not hold what would make other lines of it. One thread at a time.
+/// \file
+/// `CIniFile`: an initialisation file of `[section]` headers and `key=value` lines, kept in memory.
+///
+/// The file is read when it is first used, and written by `Save` or, if it was changed, by the destructor. It
+/// must exist. It is read as UTF-16 if it begins with a byte order mark and otherwise as text of the system's
+/// ANSI code page; it is always written as UTF-16. If it cannot be opened, read or written, operations fail
+/// as `CFile::ReadText` and `CFile::WriteText` do. A line that is not a header, a comment or a key raises
+/// `ERR_BAD_INI_FILE` with its index, counted from 0. A file that could not be read completely is never
+/// overwritten.
+///
+/// White space around lines and values is ignored. Lines that begin with ";" or "//" are comments, which are
+/// lost when the file is saved. Names match without regard to case or surrounding white space. Keys before
+/// the first header belong to the section with the empty name. Sections and keys are saved in the order in
+/// which they were created: a section with its first spelling, a key with its latest. Names and values are
+/// not escaped: one that contains a line break, or a key that contains "=", is read back as something else.
+///
+/// A `CIniFile` must not be used by two threads at a time.
+///
+/// \code
+/// CIniFile file(u"settings.ini");
+/// const CUnicodeString folder = file.GetString(u"Paths", u"Books", u"\\My Documents");
+/// file.SetString(u"Paths", u"Backup", folder + u"\\Backup");
+/// file.Save();
+/// \endcode
 #pragma once
 
 #include <tarnkit/array.h>
@@ -23,31 +34,32 @@
 
 namespace Tarn {
 
+/// An initialisation file; see the top of this header.
 class TARNKIT_API CIniFile {
 public:
-    /// A relative name is one beside the application's executable. Nothing is read yet.
+    /// A relative name is relative to the folder of the application's executable. Nothing is read yet.
     explicit CIniFile(const CUnicodeString& name);
-    /// Saves what was changed; a failure is thrown, unless another exception is on its way.
+    /// Saves the file if it was changed. Throws if that fails, unless another exception is already in flight.
     ~CIniFile() noexcept(false);
 
     CIniFile(const CIniFile&) = delete;
     CIniFile& operator=(const CIniFile&) = delete;
 
-    /// Reads the file now and forgets all changes, also when it fails.
+    /// Reads the file now. All changes are dropped, even if reading fails.
     void Reload();
-    /// Writes the file, changed or not.
+    /// Writes the file, whether it was changed or not.
     void Save();
 
-    /// The value of the key, or `defaultValue` when there is no such key.
+    /// The value of the key, or `defaultValue` if there is no such key.
     CUnicodeString GetString(const CUnicodeString& section, const CUnicodeString& key,
                              const CUnicodeString& defaultValue) const;
-    /// Makes the section and the key where they are missing.
+    /// Creates the section and the key if they do not exist.
     void SetString(const CUnicodeString& section, const CUnicodeString& key, const CUnicodeString& value);
     bool HasSection(const CUnicodeString& section) const;
     bool HasKey(const CUnicodeString& section, const CUnicodeString& key) const;
-    /// Nothing is changed, and so nothing saved, when there is no such section or key.
+    /// Does nothing, and does not make the destructor save the file, if there is no such section.
     void DeleteSection(const CUnicodeString& section);
-    /// A section that has lost its last key stays.
+    /// Like `DeleteSection`. A section stays when it loses its last key.
     void DeleteKey(const CUnicodeString& section, const CUnicodeString& key);
 
 private:
@@ -62,7 +74,7 @@ private:
     };
 
     CUnicodeString fileName;
-    // The first question, which changes nothing for the one who asks, reads the file.
+    // Mutable because reading a value may have to load the file.
     mutable bool isLoaded = false;
     mutable bool isModified = false;
     mutable CArray<std::unique_ptr<CSection>> sections;

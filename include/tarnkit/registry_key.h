@@ -1,11 +1,23 @@
-// CRegistryKey: one open key of the system registry, with typed reads and writes, enumeration, deletion of
-// whole subtrees and copying.
-//
-// A key object owns its handle and closes it when it goes. Nothing here throws for a failure of the platform:
-// the result of every platform call, success included, becomes the thread's last error, and reads of a key
-// that is closed or fails give 0, false or the default. Misuse (null names, writing through a read-only key,
-// opening twice) is an assertion. One thread at a time per object; the registry itself is shared between
-// threads and processes.
+/// \file
+/// `CRegistryKey`: an open key of the registry, with typed reads and writes, listing, deletion of whole
+/// subtrees and copying.
+///
+/// A key object owns its handle and closes it in its destructor. It does not throw when a registry call
+/// fails: every call, whether it succeeds or not, sets the thread's last-error code, and reading from a
+/// closed key, or reading something that is not there, gives 0, false or the default. Misuse (null names,
+/// writing through a read-only key, opening twice) is an assertion. A key object must not be used by two
+/// threads at a time; the registry itself is shared by threads and processes.
+///
+/// On Windows this is the registry of the system. Elsewhere it is a pair of databases, one for the user and
+/// one for the machine; when a database is damaged, calls end with ERROR_BADDB.
+///
+/// \code
+/// CRegistryKey key(false);
+/// key.Open(HKEY_CURRENT_USER, u"Software\\Example"); // creates the key if it does not exist
+/// if (!key.SetStringValue(u"Editor", u"Notes"))
+///     GenCheckLastError(GetLastError());
+/// const CUnicodeString editor = key.QueryStringValue(u"Editor", u"none");
+/// \endcode
 #pragma once
 
 #include <tarnkit/array.h>
@@ -16,7 +28,8 @@
 
 namespace Tarn {
 
-/// The sizes of a key, as the platform's key query returns them. Lengths of names leave out the terminator.
+/// How many sub-keys and values a key has, and how long they are. Lengths of names do not count the
+/// terminator.
 struct CRegistryKeyInfo {
     DWORD subKeyCount;
     DWORD longestSubKeyName; ///< in 16-bit units
@@ -30,66 +43,71 @@ TARNKIT_LAYOUT(CRegistryKeyInfo, 24, subKeyCount, longestSubKeyName, longestClas
 
 class TARNKIT_API CRegistryKey {
 public:
-    /// A closed key. One that is not read-only creates the keys it opens.
+    /// Opens nothing yet. A key that is not read-only creates the keys that it is told to open.
     explicit CRegistryKey(bool isReadOnlyKey) : isReadOnly(isReadOnlyKey) {}
-    explicit CRegistryKey(const void*) = delete;
+    explicit CRegistryKey(const void*) = delete; // a handle or a name would convert to bool
     ~CRegistryKey() { Close(); }
 
     CRegistryKey(const CRegistryKey&) = delete;
     CRegistryKey& operator=(const CRegistryKey&) = delete;
 
-    /// Opens `name` below `parent`; an empty name is `parent` itself. Stays closed on failure. Asserts on a
-    /// key that is open already, a null name and a null parent.
+    /// Opens the key `name` below `parent`, or `parent` itself if the name is empty. The object stays closed
+    /// if that fails. Asserts if a key is open already, and on a null name or parent.
     void Open(HKEY parent, const char16_t* name);
     void Open(const CRegistryKey& parent, const char16_t* name);
 
+    /// Does nothing if no key is open.
     void Close();
 
     HKEY GetKey() const { return key; }
 
-    /// The handle, which the caller closes from now on; this object is closed.
+    /// Hands the handle over to the caller, who closes it with `RegCloseKey`, and leaves this object closed.
+    /// Null if no key is open.
     HKEY Detach();
 
     /// Whether a key is open and still exists.
     bool IsValid() const;
 
-    /// The type of a value (`REG_SZ`, ...); 0 when there is none. The empty name is the unnamed value.
+    /// The type of a value (`REG_SZ`, ...); 0 if there is no such value. The empty name is that of the key's
+    /// unnamed value, here and in all that follows.
     DWORD GetValueType(const char16_t* valueName) const;
 
-    /// Reads a value into `buffer` of `bufferSize` bytes and returns its size in bytes; 0 when it is missing
-    /// or does not fit. With a null buffer, the size needed. Adds no terminator to texts.
+    /// Reads a value into `buffer`, which has room for `bufferSize` bytes, and returns the value's size in
+    /// bytes; 0 if it is missing or does not fit. With a null buffer, returns the size needed. A text is read
+    /// as it was stored: no terminator is added.
     int QueryValue(const char16_t* valueName, void* buffer, int bufferSize) const;
 
-    /// The text of a `REG_SZ` or `REG_EXPAND_SZ` value as stored (nothing is expanded), less one terminator;
-    /// `defaultValue` for anything else.
+    /// The text of a `REG_SZ` or `REG_EXPAND_SZ` value without its terminator; `defaultValue` for anything
+    /// else, and for text of an odd number of bytes. Environment variables are not expanded.
     CUnicodeString QueryStringValue(const char16_t* valueName, const char16_t* defaultValue) const;
 
-    /// Stores `dataSize` bytes; false on failure and on a closed key. Asserts on a read-only key.
+    /// Stores `dataSize` bytes. Returns false on failure and if no key is open. Asserts on a read-only key
+    /// and on null arguments.
     bool SetValue(const char16_t* valueName, DWORD type, const void* data, int dataSize);
 
     /// Stores a `REG_SZ` value with its terminator.
     bool SetStringValue(const char16_t* valueName, const char16_t* value);
 
-    // Deleting asserts on a closed or read-only key.
-
+    /// Asserts on a closed or read-only key and on a null name.
     void DeleteValue(const char16_t* valueName);
 
-    /// Deletes a sub-key with everything below it. The last error tells whether the key is gone: 87, and
-    /// nothing is touched, when the name is empty.
+    /// Deletes a sub-key with everything below it; the last-error code tells whether that succeeded. An empty
+    /// name gives ERROR_INVALID_PARAMETER, and nothing is deleted. Asserts as `DeleteValue` does.
     void DeleteSubKey(const char16_t* subKeyName);
 
-    /// The names of the sub-keys in the platform's order.
+    /// The names of the sub-keys in the order in which the system lists them.
     void GetSubKeys(CArray<CUnicodeString, CurrentMemoryManager>& names) const;
 
-    /// The names of the values of type `REG_SZ` in the platform's order; other types are left out.
+    /// The names of the values of type `REG_SZ`, and of no other type, in the order in which the system lists
+    /// them.
     void GetStringValueNames(CArray<CUnicodeString, CurrentMemoryManager>& names) const;
 
-    /// All zero when the key is closed or cannot be queried.
+    /// Gives all zeros if no key is open or it cannot be queried.
     void GetInfo(CRegistryKeyInfo& info) const;
 
-    /// Copies all values and sub-keys to `destination`, overwriting values of the same names and leaving
-    /// others; what cannot be written is left out. The keys copied are those that exist before the first
-    /// write, so that a key may be copied into its own subtree.
+    /// Copies all values and sub-keys to `destination`. Values of the same names are overwritten, others
+    /// stay; what cannot be written is skipped. The list of keys is made before the first write, so that a
+    /// key can be copied into its own subtree. Asserts on a null destination.
     void CopyTo(HKEY destination) const;
     void CopyTo(const CRegistryKey& destination) const;
 

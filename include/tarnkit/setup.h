@@ -1,12 +1,21 @@
-// Setup values: the persistent settings of an application, each an object that is read and written as a
-// value.
-//
-// An object names one setting: where it lives, the path of its registry key and the name of its registry
-// value, which always holds text. Reading never fails: what is missing or does not parse is the default. A
-// write that fails raises `ERR_CANT_WRITE_TO_REGISTRY`. Plain values go to the registry every time; cached
-// ones (`CCache...`) read it once, write through, and do not see what others write later. What they keep
-// lives under the default memory manager, whichever is current. Nothing here locks: threads that share a
-// cached value hold `cacheSetupSection` around its use.
+/// \file
+/// Setup values: objects that each stand for one persistent setting of an application.
+///
+/// A setup value names a place in the registry: a root key or one of the application's sections, a path below
+/// it, and a value, which always holds text. Reading never fails: a value that is missing or does not parse
+/// gives the default. A failed write raises `ERR_CANT_WRITE_TO_REGISTRY`.
+///
+/// Plain setup values access the registry each time. Cached ones (`CCache...`) read it once and write
+/// through; they do not see what others write later. What they keep in memory always comes from the default
+/// memory manager.
+///
+/// Setup values do no locking, and even reading changes a cached one: threads that share a cached value need
+/// a lock of their own around every use. `cacheSetupSection` is not that lock.
+///
+/// \code
+/// static CSetup<int> width(u"Window", u"Width", 800, ST_UserSection);
+/// width.Set(width.Get() + 100);
+/// \endcode
 #pragma once
 
 #include <tarnkit/array.h>
@@ -18,26 +27,27 @@
 
 namespace Tarn {
 
-/// Where a setting lives: below the application's sections of the registry (which `Initialize` was given, and
-/// which are asked for at every access), or anywhere below a root key.
+/// What the path of a setting is relative to: one of the application's registry sections, which `Initialize`
+/// was given and which are looked up at every access, or a root key.
 enum TSetupType {
-    ST_MachineSection,
-    ST_UserSection,
-    ST_LocalMachine,
-    ST_CurrentUser,
-    ST_Users,
-    ST_ClassesRoot
+    ST_MachineSection, ///< the machine's section below HKEY_LOCAL_MACHINE
+    ST_UserSection,    ///< the user's section below HKEY_CURRENT_USER
+    ST_LocalMachine,   ///< HKEY_LOCAL_MACHINE
+    ST_CurrentUser,    ///< HKEY_CURRENT_USER
+    ST_Users,          ///< HKEY_USERS
+    ST_ClassesRoot     ///< HKEY_CLASSES_ROOT
 };
 
+/// The base of all setup values: a named text in the registry.
 class TARNKIT_API CSetupBase {
 public:
-    /// The text of the setting when the registry has none.
+    /// The text of the setting if the registry has none.
     virtual CUnicodeString GetDefaultString() const = 0;
     virtual ~CSetupBase();
 
-    /// The text in the registry or the default one.
+    /// The text in the registry, or the default text if there is none.
     CUnicodeString GetString() const;
-    /// Stores a text, making the keys that are missing.
+    /// Stores a text and creates missing keys. Raises `ERR_CANT_WRITE_TO_REGISTRY` if that fails.
     void SetString(const CUnicodeString& value);
 
 protected:
@@ -59,7 +69,7 @@ private:
 };
 TARNKIT_LAYOUT(CSetupBase, 16, type, path, valueName);
 
-/// A value of type `T`, which the library has for `int`, stored as decimal text.
+/// A number, stored as decimal text. The library provides `CSetup<int>`.
 template<class T>
 class TARNKIT_API CSetup : public CSetupBase {
 public:
@@ -71,7 +81,7 @@ public:
     ~CSetup() override;
     virtual T Get();
     virtual void Set(T value);
-    /// The default value for a text that does not parse.
+    /// Gives the default value for a text that does not parse.
     virtual T ConvertFromString(CUnicodeString text) const;
     virtual CUnicodeString ConvertToString(T value) const;
 
@@ -86,6 +96,7 @@ private:
 TARNKIT_EXTERN_TEMPLATE(class CSetup<int>);
 TARNKIT_LAYOUT(CSetup<int>, 20, type, path, valueName, defaultValue);
 
+/// A number that is read from the registry once.
 template<class T>
 class TARNKIT_API CCacheSetup : public CSetup<T> {
 public:
@@ -96,7 +107,7 @@ public:
     ~CCacheSetup() override;
 
     T Get() override;
-    /// The value is kept even when it cannot be written.
+    /// Keeps the value in memory even if it cannot be written.
     void Set(T value) override;
 
 private:
@@ -109,17 +120,18 @@ private:
 TARNKIT_EXTERN_TEMPLATE(class CCacheSetup<int>);
 TARNKIT_LAYOUT(CCacheSetup<int>, 28, type, path, valueName, defaultValue, cachedValue, isCached);
 
-/// One item of an enumeration. Items are static arrays that end with one without a name.
+/// One item of an enumeration. An enumeration's items are a static array that ends with an item whose name is
+/// null.
 struct CEnumItem {
     int value;
     const char16_t* name;
 };
 TARNKIT_LAYOUT(CEnumItem, 8, value, name);
 
-/// One of several values, stored under its name; names are found without regard to case.
+/// One of several values, stored by name. Case does not matter when a name is read.
 class TARNKIT_API CSetupEnum : public CSetup<int> {
 public:
-    /// `enumItems` is not copied.
+    /// `enumItems` is not copied; asserts if it is null.
     CSetupEnum(const CUnicodeString& keyPath, const CUnicodeString& name, int valueByDefault,
                const CEnumItem* enumItems, TSetupType setupType);
     CSetupEnum(const CSetupEnum&) = default;
@@ -127,7 +139,7 @@ public:
     ~CSetupEnum() override;
 
     int ConvertFromString(CUnicodeString text) const override;
-    /// Asserts on a value without a name.
+    /// Asserts if no item has the value.
     CUnicodeString ConvertToString(int value) const override;
 
 private:
@@ -137,6 +149,7 @@ private:
 };
 TARNKIT_LAYOUT(CSetupEnum, 24, type, path, valueName, defaultValue, items);
 
+/// An enumeration that is read from the registry once.
 class TARNKIT_API CCacheSetupEnum : public CCacheSetup<int> {
 public:
     CCacheSetupEnum(const CUnicodeString& keyPath, const CUnicodeString& name, int valueByDefault,
@@ -155,12 +168,13 @@ private:
 };
 TARNKIT_LAYOUT(CCacheSetupEnum, 32, type, path, valueName, defaultValue, cachedValue, isCached, items);
 
-/// Set in the indices of system colours that `SetSysColor` takes: `kSysColorFlag + COLOR_WINDOW`.
+/// Marks the index of a system colour for `SetSysColor`: `kSysColorFlag + COLOR_WINDOW`. Windows CE defines
+/// its own indices this way.
 inline constexpr int kSysColorFlag = 0x40000000;
 
-/// A colour: red in bits 0 to 7, green in 8 to 15, blue in 16 to 23. Stored as "R=255, G=0, B=0", where
-/// components that are left out are 0, or as the name of a system colour, "Sys=WINDOW". An empty text is
-/// black.
+/// A colour: red in bits 0 to 7, green in bits 8 to 15, blue in bits 16 to 23. It is stored as "R=255, G=0,
+/// B=0", where a missing component counts as 0, or as the name of a system colour, "Sys=WINDOW". An empty
+/// text is black.
 class TARNKIT_API CSetupColor : public CSetup<int> {
 public:
     CSetupColor(const CUnicodeString& keyPath, const CUnicodeString& name, unsigned long defaultColor,
@@ -172,11 +186,13 @@ public:
     int ConvertFromString(CUnicodeString text) const override;
     CUnicodeString ConvertToString(int color) const override;
 
-    /// Makes the setting a system colour, whose changes it follows from now on.
+    /// Makes the setting follow a system colour, also when that changes. An index without `kSysColorFlag`, or
+    /// that of no system colour, stores a text that reads as the default colour.
     void SetSysColor(int sysColorIndex);
 };
 TARNKIT_LAYOUT(CSetupColor, 20, type, path, valueName, defaultValue);
 
+/// A colour that is read from the registry once.
 class TARNKIT_API CCacheSetupColor : public CCacheSetup<int> {
 public:
     CCacheSetupColor(const CUnicodeString& keyPath, const CUnicodeString& name, unsigned long defaultColor,
@@ -188,21 +204,21 @@ public:
     int ConvertFromString(CUnicodeString text) const override;
     CUnicodeString ConvertToString(int color) const override;
 
-    /// This object keeps the colour as it is now.
+    /// Stores the name of the system colour as `CSetupColor` does; this object keeps its current colour.
     void SetSysColor(int sysColorIndex);
 };
 TARNKIT_LAYOUT(CCacheSetupColor, 28, type, path, valueName, defaultValue, cachedValue, isCached);
 
-/// A list of texts, stored with commas between them and a backslash before each comma and backslash of a
-/// text. Texts lose the white space around them; one that ends in a backslash is joined with the next one
-/// when it is read back.
+/// A list of texts, stored with commas between them; a comma or backslash inside a text is stored with a
+/// backslash before it. White space around a text is lost. A text that ends in a backslash is joined to the
+/// next one when the list is read back.
 class TARNKIT_API CSetupStringArray : public CSetupBase {
 public:
     CSetupStringArray(const CUnicodeString& keyPath, const CUnicodeString& name, TSetupType setupType);
     CSetupStringArray(const CSetupStringArray&) = default;
     CSetupStringArray& operator=(const CSetupStringArray&) = default;
 
-    /// Empty: no texts.
+    /// The empty text, which is the list without items.
     CUnicodeString GetDefaultString() const override;
     ~CSetupStringArray() override;
     virtual void Get(CArray<CUnicodeString, CurrentMemoryManager>& items);
@@ -211,11 +227,12 @@ public:
                                    CArray<CUnicodeString, CurrentMemoryManager>& items) const;
     virtual CUnicodeString ConvertToString(const CArray<CUnicodeString, CurrentMemoryManager>& items) const;
 
-    /// Stores a list without texts.
+    /// Stores the empty list.
     void SetDefault();
 };
 TARNKIT_LAYOUT(CSetupStringArray, 16, type, path, valueName);
 
+/// A list of texts that is read from the registry once.
 class TARNKIT_API CCacheSetupStringArray : public CSetupStringArray {
 public:
     CCacheSetupStringArray(const CUnicodeString& keyPath, const CUnicodeString& name, TSetupType setupType);
@@ -224,10 +241,10 @@ public:
     ~CCacheSetupStringArray() override;
 
     void Get(CArray<CUnicodeString, CurrentMemoryManager>& items) override;
-    /// The texts are kept, as they are given, even when they cannot be written.
+    /// Keeps the texts in memory, untrimmed, even if they cannot be written.
     void Set(const CArray<CUnicodeString, CurrentMemoryManager>& items) override;
 
-    /// Lets the next `Get` read the registry again.
+    /// Makes the next `Get` read the registry again.
     void Reset();
 
 private:
@@ -238,7 +255,8 @@ private:
 };
 TARNKIT_LAYOUT(CCacheSetupStringArray, 32, type, path, valueName, isCached, cachedItems);
 
-/// For client code that shares cached setup values between threads.
+/// Lets client code mark, with a `CCriticalSectionLock`, where cached setup values are shared between
+/// threads. Like every `CCriticalSection` it is empty and keeps no thread out.
 extern TARNKIT_API CCriticalSection cacheSetupSection;
 
 } // namespace Tarn

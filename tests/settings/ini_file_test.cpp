@@ -17,7 +17,7 @@ protected:
 
     const Path path = folder / "settings.ini";
 
-    /// Lets `action` work with a file of these bytes, which it may change, and gives what is then on disk.
+    /// Calls `action` with an INI file of these bytes and returns what is on the disk afterwards.
     std::u16string afterwards(const Bytes& bytes, auto action) const {
         WriteBytes(path, bytes);
         {
@@ -44,7 +44,7 @@ TEST_F(IniFile, FindsValuesByNamesWithoutRegardToCaseAndSpace) {
     EXPECT_TRUE(file.HasSection(u"main ") && !file.HasSection(u"Unused") && !file.HasSection(u"x=y"));
 }
 
-TEST_F(IniFile, SavesInOrderOfMakingAndWithoutComments) {
+TEST_F(IniFile, SavesInOrderOfCreationAndWithoutComments) {
     const auto change = [](CIniFile& file) {
         const CUnicodeString settings[][3] = {{u"b", u"\u0436", u"1"}, {u"", u"top", u" t "},
                                               {u"gone", u"k", u""},    {u"a", u"k", u"2"},
@@ -87,7 +87,7 @@ TEST_F(IniFile, IsNotWrittenWhenNothingChangedOrItCouldNotBeRead) {
     }
 }
 
-TEST_F(IniFile, FailuresOfTheFileReachTheCaller) {
+TEST_F(IniFile, ThrowsTheFailuresOfItsFile) {
     EXPECT_EQ(FailureOf([] { CIniFile(u"x.ini").Save(); }), FileFailure(ERROR_FILE_NOT_FOUND, "x.ini"));
     WriteBytes(path, "k=1");
     CFile holder(NameOf(path), CFile::ForReading | CFile::DenyWrite);

@@ -13,7 +13,7 @@ namespace {
 
 constexpr char16_t kPath[] = u"Software\\TarnkitSetupTest";
 
-// The library with sections of its own, and one setting to try all types of values on.
+// Initializes the library with sections of the test's own.
 class Setup : public testing::Test {
 protected:
     Setup() { EXPECT_TRUE(Initialize(kPath, u"Software\\TarnkitSetupTest\\Machine")); }
@@ -23,7 +23,7 @@ protected:
         user.Open(HKEY_CURRENT_USER, u"");
         user.DeleteSubKey(kPath);
     }
-    /// The value that `setup`, whose name is "v" in the user's section, reads from `text`.
+    /// What `setup` reads when the registry holds `text`.
     template<class T>
     static int read(T&& setup, const char16_t* text) {
         setup.SetString(text);
