@@ -41,16 +41,10 @@ void expectFailure(const std::string& arguments, const std::string& message) {
     EXPECT_TRUE(contains(run.output, message)) << arguments << ":\n" << run.output;
 }
 
-// A folder of its own for each test.
-class Notebook : public testing::Test {
+// Each test runs in a folder of its own.
+class Notebook : public FreshFolder {
 protected:
-    const fs::path folder =
-        fs::current_path() / testing::UnitTest::GetInstance()->current_test_info()->name();
-
-    void SetUp() override {
-        fs::create_directory(folder);
-        fs::current_path(folder);
-    }
+    void SetUp() override { fs::current_path(folder); }
     void TearDown() override {
         EXPECT_EQ(done("forget"), "");
         fs::current_path(folder.parent_path());
@@ -291,7 +285,8 @@ TEST_F(Notebook, LosesNoNoteWhenSeveralProgramsImportAtOnce) {
         runs.push_back(std::async(std::launch::async, notebook, "import b note.txt"));
     long stored = 0;
     for (auto& run : runs)
-        stored += contains(run.get().output, "is now in");
+        if (contains(run.get().output, "is now in"))
+            stored++;
     const std::string list = notebook("list b").output;
     EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), stored);
     EXPECT_GE(stored, 1);

@@ -2,11 +2,10 @@
 #pragma once
 
 #include "tests/support/failure.h"
+#include "tests/support/fresh_folder.h"
 
 #include <tarnkit/file_system.h>
 #include <tarnkit/memory_file.h>
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <iterator>
@@ -35,15 +34,9 @@ inline void WriteBytes(const Path& file, const Bytes& bytes, bool isReadOnly = f
 inline CUnicodeString NameOf(const Path& path) { return path.u16string().c_str(); }
 
 /// A fresh folder that is the library's current directory for the length of the test.
-class FolderTest : public testing::Test {
+class FolderTest : public FreshFolder {
 protected:
-    const Path folder =
-        std::filesystem::current_path() / testing::UnitTest::GetInstance()->current_test_info()->name();
-
-    FolderTest() {
-        std::filesystem::create_directory(folder);
-        FileSystem::ChangeDir(Full(""));
-    }
+    FolderTest() { FileSystem::ChangeDir(Full("")); }
     ~FolderTest() override { FileSystem::ResetPaths(); }
 
     CUnicodeString Full(const char* name) const { return NameOf(folder / name); }

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "tests/platform/codes.h"
+#include "tests/support/fresh_folder.h"
 
 #include <algorithm>
-#include <filesystem>
 
 namespace P = Tarn::Platform;
 using P::expectEach;
@@ -97,22 +97,12 @@ inline Names find(const Text& pattern) {
     return names;
 }
 
-// A fresh folder with a file "file" that holds "old" and a folder "folder".
-class Files : public testing::Test {
+// The folder "files" with a file "file" that holds "old" and a folder "folder".
+class Files : public Tarn::FreshFolder {
 protected:
-    void SetUp() override {
-        std::filesystem::create_directory("files");
-        base = std::filesystem::absolute("files").u16string() + u"\\";
+    Files() : FreshFolder("files") {
         put(base + u"file", "old");
-        ASSERT_TRUE(P::CreateDirectoryW((base + u"folder").c_str()));
-    }
-    void TearDown() override {
-        namespace fs = std::filesystem;
-        fs::permissions("files", fs::perms::owner_all, fs::perm_options::add);
-        for (auto& entry : fs::recursive_directory_iterator("files"))
-            if (!entry.is_symlink())
-                fs::permissions(entry, fs::perms::owner_write, fs::perm_options::add);
-        fs::remove_all("files");
+        EXPECT_TRUE(P::CreateDirectoryW((base + u"folder").c_str()));
     }
     /// Calls with names in the folder, for the code.
     template<class Call>
@@ -121,5 +111,5 @@ protected:
     }
     static BOOL copyOver(const char16_t* from, const char16_t* to) { return P::CopyFileW(from, to, FALSE); }
     static BOOL copyNew(const char16_t* from, const char16_t* to) { return P::CopyFileW(from, to, TRUE); }
-    Text base;
+    const Text base = folder.u16string() + u"\\";
 };

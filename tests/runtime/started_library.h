@@ -6,14 +6,13 @@
 
 namespace Tarn {
 
-class WithModules : public testing::Test {
+class WithModules : public FreshFolder {
 protected:
-    WithModules() { std::filesystem::create_directory(folder); }
+    WithModules() : FreshFolder("modules") {}
     ~WithModules() noexcept override {
         while (IsTarnkitInitialized())
             Clean();
         TerminateTarnkit();
-        std::filesystem::remove_all(folder);
     }
 
     /// A copy of a built module under a name in the test's own folder.
@@ -22,7 +21,6 @@ protected:
         return NameOf(folder / name);
     }
 
-    const Path folder = std::filesystem::current_path() / "modules";
     CRecordingHandler handler;
     CMessageHandlerSwitcher switcher{&handler};
 };

@@ -1,4 +1,4 @@
-// What tests may find missing on a target: each thing by its name, with the reason where it is not there.
+// What may be missing on a target, each thing by its name, with the reason if it is missing.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,11 +8,11 @@ namespace Tarn {
 struct CCapability {
     explicit operator bool() const { return whyNot == nullptr; }
 
-    const char* whyNot; // null where it is there
+    const char* whyNot; // null if the target has it
 };
 
-/// Every call does what is documented for it. Wine, which stands for Windows here, is known to differ where a
-/// test asks for this.
+/// Every call does what the system's documentation says. Where a test asks for this, Wine, which stands in
+/// for Windows, is known to differ.
 extern const CCapability kDocumentedCalls;
 /// Files that are read-only can be neither written nor replaced.
 extern const CCapability kReadOnlyFiles;
@@ -31,7 +31,7 @@ extern const CCapability kRestartsItself;
 
 } // namespace Tarn
 
-/// Skips the test where one of these is missing.
+/// Skips the test if the capability is missing.
 #define TARNKIT_TEST_NEEDS(capability)                                                                       \
     if (!(capability))                                                                                       \
     GTEST_SKIP() << #capability << ": " << (capability).whyNot

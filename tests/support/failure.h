@@ -18,7 +18,7 @@ inline Path PathOf(const CUnicodeString& name) {
     return text;
 }
 
-/// A failure with a file, as `FailureOf` tells it: by its code or, if no system call failed, by its kind.
+/// A failure with a file as `FailureOf` returns it: its code or, if no system call failed, its kind.
 inline std::string FileFailure(DWORD codeOrKind, const Path& file) {
     return std::to_string(codeOrKind) + " " + file.filename().string();
 }

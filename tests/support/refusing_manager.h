@@ -1,4 +1,4 @@
-// A manager that refuses when told to and misses every block that is not returned.
+// A memory manager that can refuse to allocate, and that reports blocks that were never returned.
 #pragma once
 
 #include "tests/support/failure.h"
@@ -11,7 +11,7 @@
 
 namespace Tarn {
 
-/// Serves any number of blocks, or as many as a test allows.
+/// Allocates any number of blocks, or as many as a test allows.
 class CRefusingManager : public IMemoryManager {
 public:
     ~CRefusingManager() noexcept(false) override { EXPECT_EQ(blocksOut, 0) << "blocks not returned"; }
@@ -28,7 +28,7 @@ public:
         std::free(ptr);
     }
 
-    /// Runs `action` with only `number` blocks to be had; false when that was not enough for it.
+    /// Runs `action` while only `number` more blocks are available; false if those were not enough.
     template<class Action>
     bool TryWith(int number, Action action) {
         blocksLeft = number;

@@ -1,4 +1,4 @@
-// What tests ask of the operating system beyond the library's own door. One source for each port.
+// What tests need from the operating system and the library does not offer. One source for each port.
 #pragma once
 
 #include <filesystem>
@@ -9,14 +9,14 @@ namespace Tarn {
 /// Null removes the variable.
 void SetEnvironment(const char* name, const char* value);
 
-/// Closes an open file of this process in the system, behind the back of the object that owns it.
+/// Closes an open file of this process in the system without the knowledge of the object that owns it.
 void CloseBehindItsOwner(void* handle, const std::filesystem::path& name);
 
-/// Stands in for a debugger: a breakpoint ends this process at once, and what it traces goes to the standard
-/// error output if TARNKIT_TRACE says "stderr".
+/// Acts as a debugger: a breakpoint ends this process at once, and trace output goes to the standard error
+/// output if TARNKIT_TRACE is "stderr".
 void ReplaceDebugger();
 
-/// Gives this process a registry of its own, below `folder` where registries are files.
+/// Gives this process a registry of its own, in `folder` if registries are files.
 void EnterOwnRegistry(const std::filesystem::path& folder);
 /// Removes it again.
 void LeaveOwnRegistry();
@@ -26,8 +26,9 @@ struct CProgramRun {
     std::string output; // standard output and error output
 };
 
-/// Runs a program of this target to its end, without input: its path in quotes, then the arguments. Where the
-/// system has kFileSizeLimit, a number of `blocks` of 512 bytes limits the size of the program's files.
+/// Runs a program of this target to its end, without input. The command line is its path in quotes, then the
+/// arguments. If `blocks` is not 0 and the system has kFileSizeLimit, files that the program writes cannot
+/// grow beyond that many blocks of 512 bytes.
 CProgramRun RunProgram(const std::string& commandLine, int blocks = 0);
 
 } // namespace Tarn

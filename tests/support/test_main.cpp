@@ -1,8 +1,7 @@
-// The main of every test program: a fresh folder, made current and named to everything that writes files,
-// with a registry of its own; removed when the run ends.
+// The main function of every test program. It runs the tests in a fresh folder, which is the current one, the
+// home and the place of temporary files, with a registry of its own; both are removed at the end.
+#include "tests/support/fresh_folder.h"
 #include "tests/support/system.h"
-
-#include <gtest/gtest.h>
 
 #include <random>
 
@@ -17,14 +16,6 @@ fs::path makeFreshFolder() {
         folder = fs::temp_directory_path() / ("tarnkit-test-" + std::to_string(random()));
     while (!fs::create_directory(folder));
     return folder;
-}
-
-void removeFolder(const fs::path& folder) {
-    std::error_code ignored;
-    for (auto& entry : fs::recursive_directory_iterator(folder, ignored))
-        if (!entry.is_symlink())
-            fs::permissions(entry, fs::perms::owner_all, fs::perm_options::add, ignored);
-    fs::remove_all(folder, ignored);
 }
 
 } // namespace
@@ -42,6 +33,6 @@ int main(int argc, char** argv) {
     const int result = RUN_ALL_TESTS();
     fs::current_path(folder.parent_path());
     Tarn::LeaveOwnRegistry();
-    removeFolder(folder);
+    Tarn::RemoveFolder(folder);
     return result;
 }

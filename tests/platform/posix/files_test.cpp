@@ -1,4 +1,4 @@
-// What files are on POSIX only: bytes in names, links, devices, permissions, the user's folders.
+// What only POSIX systems have: bytes in names, links, devices, permissions, the user's folders.
 #include "tests/platform/files_fixture.h"
 
 #include <cstdlib>
@@ -90,7 +90,7 @@ TEST_F(PosixFiles, LinksAreFollowedToReadAndWriteAndRemovedByThemselves) {
     EXPECT_EQ(opening(u"to nothing", GENERIC_WRITE, CREATE_NEW), ERROR_FILE_EXISTS);
 
     put(base + u"source", "copied");
-    EXPECT_EQ(with(copyOver)(u"source", u"to file") + with(copyOver)(u"source", u"to nothing"), 0U);
+    expectEach(0, {with(copyOver)(u"source", u"to file"), with(copyOver)(u"source", u"to nothing")});
     EXPECT_TRUE(fs::is_symlink("files/to file") && fs::is_symlink("files/to nothing"));
     EXPECT_EQ(get(base + u"file") + get(base + u"later"), "copiedcopied");
 
@@ -163,7 +163,7 @@ TEST_F(PosixFiles, AFileOfAnotherUserIsWrittenWhereHeLetsEverybodyWriteAndStaysH
     const DWORD inForeignFolder = codeOf([] { return copyOver(u"files\\source", u"files\\file"); });
     const DWORD inSharedFolder = codeOf([] { return copyOver(u"files\\source", u"files\\folder\\file"); });
     EXPECT_EQ(seteuid(0), 0);
-    EXPECT_EQ(inForeignFolder + inSharedFolder, 0U);
+    expectEach(0, {inForeignFolder, inSharedFolder});
     EXPECT_EQ(get(base + u"file") + get(base + u"folder\\file"), "newnew");
     struct stat status {};
     EXPECT_EQ(stat("files/folder/file", &status), 0);
@@ -175,7 +175,7 @@ TEST_F(PosixFiles, CopiesAndAttributesKeepThePermissionsOfAFile) {
     chmod("files/file", 0640);
     put(base + u"program", "new");
     chmod("files/program", 0750);
-    EXPECT_EQ(with(copyOver)(u"program", u"new") + with(copyOver)(u"program", u"file"), 0U);
+    expectEach(0, {with(copyOver)(u"program", u"new"), with(copyOver)(u"program", u"file")});
     EXPECT_EQ(modeOf("files/new"), 0750U);
     EXPECT_EQ(modeOf("files/file"), 0640U);
     EXPECT_TRUE(P::SetFileAttributesW((base + u"new").c_str(), FILE_ATTRIBUTE_READONLY));

@@ -1,5 +1,6 @@
 // What the POSIX port's registry does when processes die, files are damaged or may not be written.
 #include "tests/platform/registry_calls.h"
+#include "tests/support/fresh_folder.h"
 
 #include <sqlite3.h>
 
@@ -22,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // Moves the registry to a folder of the test's own, which does not exist yet.
-class RegistryFaults : public testing::Test {
+class RegistryFaults : public FreshFolder {
 protected:
     RegistryFaults() { moveTo(folder); }
     ~RegistryFaults() override { moveTo(usualFolder); }
@@ -32,8 +33,7 @@ protected:
         setenv("TARNKIT_REGISTRY", place.c_str(), 1);
     }
 
-    const fs::path folder =
-        fs::current_path() / testing::UnitTest::GetInstance()->current_test_info()->name();
+    const fs::path folder = FreshFolder::folder / "registry";
     const fs::path userFile = folder / "user.db";
     const fs::path machineFile = folder / "machine.db";
     const std::string usualFolder = getenv("TARNKIT_REGISTRY");
