@@ -25,8 +25,8 @@ constexpr int kMostTries = 100;
 
 DWORD codeOfLastCall(int result) { return result == 0 ? DWORD{ERROR_SUCCESS} : CodeOf(errno); }
 
-// The right to take a name away from its file, held until the name is gone: nobody who has the file open may
-// deny it. A file that this user can neither read nor write carries no marks that he could see.
+// The right to remove the name of a file, held until the name is gone. Whoever has the file open can deny it.
+// The marks on a file that this user can neither read nor write cannot be seen and are ignored.
 class DeletionClaim {
 public:
     DeletionClaim() = default;
@@ -120,7 +120,7 @@ DWORD setAttributes(const char16_t* text, DWORD attributes) {
     return codeOfLastCall(chmod(name.path.c_str(), readOnly ? mode & ~kWriteBits : WritableMode(mode)));
 }
 
-/// The absolute path on disk of what the name leads to.
+/// The absolute path on disk of the file that the name leads to.
 DWORD followLinks(const Name& name, String& path) {
     path = name.path;
     if (!name.entry.IsLink())
@@ -132,7 +132,7 @@ DWORD followLinks(const Name& name, String& path) {
     return ERROR_SUCCESS;
 }
 
-/// Renames without replacing anything, also on a file system that cannot do so in one step for directories.
+/// Renames without replacing anything, even on a file system that cannot do so in one step.
 int renameToFree(const String& from, const String& to) {
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
         return 0;
@@ -146,8 +146,8 @@ int renameToFree(const String& from, const String& to) {
     return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
-// A copy on its way: a file of its own beside the target, which takes the target's name when it is complete.
-// Whatever goes wrong before that, the target is as it was.
+// A copy being made: a file beside the target, which takes the target's name when it is complete. Whatever
+// goes wrong before that, the target stays as it was.
 class NewCopy {
 public:
     NewCopy() = default;
@@ -184,7 +184,7 @@ public:
         return ERROR_SUCCESS;
     }
 
-    /// Takes the free name `target`; 183 when it is not free any more.
+    /// Takes the free name `target`; ERROR_ALREADY_EXISTS if it is no longer free.
     DWORD TakeName(const String& target) {
         const int error = renameToFree(path, target);
         if (error == 0)
@@ -198,8 +198,8 @@ private:
     String path;
 };
 
-/// The owner, the permissions and the time of writing of a copied file, as far as the system lets us: what
-/// was written into another user's file stays his.
+/// Sets the owner, the permissions and the time of the last write of a copy, as far as the system allows: a
+/// file of another user stays that user's.
 DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsigned mode,
                      const FILETIME& write) {
     timespec times[2] = {{}, ToTimespec(write)};
@@ -210,8 +210,8 @@ DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsig
     return succeeded ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
 }
 
-/// Copies to a name that is free. A file that moves stays whose and what it was; otherwise the copy is a new
-/// file of this user's.
+/// Copies to a name that is free. A file that is being moved keeps its owner and permissions; otherwise the
+/// copy is a new file of this user.
 DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& target, bool moves) {
     NewCopy copy;
     if (const DWORD code = copy.Begin(target, from.mode & kPermissions); code != ERROR_SUCCESS)
@@ -225,7 +225,7 @@ DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& tar
             giveProperties(copy.file, made.owner, made.group, made.mode & kPermissions, from.write);
         code != ERROR_SUCCESS)
         return code;
-    // A copy that moves is stored before its original goes.
+    // The copy of a file that is being moved is stored before the original is removed.
     if (moves && fdatasync(copy.file.descriptor) != 0)
         return CodeOf(errno);
     if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
@@ -233,13 +233,13 @@ DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& tar
     return copy.TakeName(target);
 }
 
-/// Copies into the open file itself: a device, or a file that lies where no new one may be made or take its
-/// name.
+/// Copies into the open file itself: a device, or a file in a directory where no new file can be created or
+/// take its name.
 DWORD copyInPlace(OpenFile& source, const FileInformation& from, OpenFile& opened, const FileInformation& old,
                   unsigned mode) {
     if (!opened.isRegular)
         return CopyContents(source, opened);
-    // A disk without the room is told before a byte of what is stored is lost.
+    // A full disk is reported before a byte of the old contents is lost.
     if (from.size > old.size)
         if (const DWORD code = Resize(opened, static_cast<Int64>(from.size)); code != ERROR_SUCCESS)
             return code;
@@ -250,7 +250,7 @@ DWORD copyInPlace(OpenFile& source, const FileInformation& from, OpenFile& opene
     return giveProperties(opened, old.owner, old.group, mode, from.write);
 }
 
-/// Copies over the file at `path`, which the caller has open and keeps from everybody else.
+/// Copies over the file at `path`, which the caller has open exclusively.
 DWORD copyOver(OpenFile& source, const FileInformation& from, OpenFile& opened, const String& path) {
     FileInformation old;
     if (const int error = Query(opened.descriptor, old); error != 0)
@@ -267,7 +267,7 @@ DWORD copyOver(OpenFile& source, const FileInformation& from, OpenFile& opened, 
     if (const DWORD code = giveProperties(copy.file, old.owner, old.group, mode, from.write);
         code != ERROR_SUCCESS)
         return code;
-    // The copy is stored before it displaces what was stored.
+    // The copy is stored before it replaces the old file.
     if (fdatasync(copy.file.descriptor) != 0)
         return CodeOf(errno);
     if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
@@ -319,7 +319,8 @@ DWORD copyFile(const char16_t* from, const char16_t* to, BOOL failIfExists) {
     return ERROR_SHARING_VIOLATION;
 }
 
-/// Moves to another file system: a file is copied there, a symbolic link made anew, nothing else goes.
+/// Moves to another file system: a file is copied, a symbolic link is created anew; nothing else can be
+/// moved.
 DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
     if (from.entry.IsLink()) {
         char text8[PATH_MAX];
@@ -339,13 +340,12 @@ DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
     } else {
         return ERROR_NOT_SAME_DEVICE;
     }
-    // The new file is complete; an old one that cannot be removed stays beside it.
+    // The new file is complete; if the old one cannot be removed, both exist.
     unlink(from.path.c_str());
     return ERROR_SUCCESS;
 }
 
-/// Finds the free path that `text` names. The name of the moved file itself, spelled differently, is free
-/// too.
+/// Finds the free path that `text` names. The moved file's own name in another spelling counts as free.
 DWORD findMoveTarget(const char16_t* text, const Name& from, String& path) {
     Name target;
     const DWORD code = Find(text, target);

@@ -15,8 +15,8 @@ namespace {
 
 constexpr DWORD kNoTime = 0xFFFFFFFF;
 
-/// What SetFilePointer and GetFileSize share: the number in two halves, whose low one can look like a
-/// failure.
+/// Splits a number for SetFilePointer and GetFileSize. Its low half can look like their failure; then the
+/// last error says that it is none.
 DWORD reportHalves(UInt64 value, DWORD& high) {
     high = static_cast<DWORD>(value >> 32);
     const DWORD low = static_cast<DWORD>(value);
@@ -53,7 +53,7 @@ DWORD positionAt(const OpenFile& file, Int64 distance, DWORD from, Int64& positi
     return position < 0 ? ERROR_NEGATIVE_SEEK : ERROR_SUCCESS;
 }
 
-/// The time to set: a missing one, 0 and all ones leave the file's time as it is.
+/// The time to set. If it is missing, 0 or all ones, the file's time stays as it is.
 timespec timeToSet(const FILETIME* time) {
     const DWORD both = time == nullptr ? 0 : time->dwLowDateTime | time->dwHighDateTime;
     const bool isAllOnes =
@@ -65,7 +65,7 @@ timespec timeToSet(const FILETIME* time) {
     return omitted;
 }
 
-/// Runs `body(file)`, which returns a code, on the file of a handle; other calls on it wait.
+/// Runs `body(file)`, which returns a code, on the file of a handle; other calls on that handle wait.
 template<class Body>
 BOOL onFile(HANDLE handle, Body body) {
     const Held<OpenFile> file(handle);
@@ -75,7 +75,7 @@ BOOL onFile(HANDLE handle, Body body) {
     return Report(body(*file));
 }
 
-/// `ReadFile` and `WriteFile` alike: the count is set even when the call fails.
+/// The common part of `ReadFile` and `WriteFile`. The count is set even if the call fails.
 template<class Transfer>
 BOOL transferOn(HANDLE handle, DWORD* transferred, bool (OpenFile::*isAllowed)() const, Transfer transfer) {
     std::size_t done = 0;
@@ -176,7 +176,7 @@ BOOL FlushFileBuffers(HANDLE handle) {
             return ERROR_ACCESS_DENIED;
         while (fsync(file.descriptor) != 0)
             if (errno == EINVAL || errno == EROFS)
-                return ERROR_SUCCESS; // Nothing of this file waits to be stored.
+                return ERROR_SUCCESS; // A file of this kind has nothing to store.
             else if (errno != EINTR)
                 return CodeOf(errno);
         return ERROR_SUCCESS;

@@ -1,7 +1,7 @@
 // Searches for files by a pattern.
 //
-// A search reads its directory once, when it begins, and delivers in the order of the names. What is made or
-// removed while it runs does not disturb it: a file that is gone by the time of its turn is left out.
+// A search reads its directory once, when it begins, and returns the files in the order of their names. Files
+// that are created or removed meanwhile do not disturb it: one that is gone when its turn comes is left out.
 #include "platform/platform.h"
 #include "platform/posix/files/handles.h"
 #include "platform/posix/files/paths.h"
@@ -21,8 +21,8 @@ namespace {
 
 constexpr DWORD kSymbolicLinkTag = 0xA000000C;
 
-// What the system's matching makes of some wildcards, as it does in every search: `*` and `?` beside a dot
-// mean a little more or less than alone.
+// On Windows `*` and `?` have a slightly different meaning next to a dot. There every search replaces them by
+// these wildcards, and so do we.
 constexpr char16_t kStarToLastDot = u'<'; // Anything, but not the last dot.
 constexpr char16_t kCharOrDotNext = u'>'; // One unit, or none before a dot and at the end.
 constexpr char16_t kDotOrEnd = u'"';
@@ -97,7 +97,7 @@ bool matches(const U16String& pattern, const U16String& name) {
     return here[0];
 }
 
-/// Fills `data` from the entry `name` of the directory; an `errno` value when it is gone.
+/// Fills `data` from the entry `name` of the directory and returns 0, or an `errno` value if it is gone.
 int describe(int directory, const String& name, WIN32_FIND_DATAW& data) {
     FileInformation entry;
     if (const int error = Query(name.c_str(), entry, AT_SYMLINK_NOFOLLOW, directory); error != 0)
@@ -122,7 +122,7 @@ int describe(int directory, const String& name, WIN32_FIND_DATAW& data) {
     return 0;
 }
 
-/// Delivers the next entry that is still there; 18 when there is none left.
+/// Fills `data` from the next entry that still exists; ERROR_NO_MORE_FILES if there is none.
 DWORD deliverNext(Search& search, WIN32_FIND_DATAW& data) {
     while (search.next < search.names.size()) {
         const int error = describe(search.directory, search.names[search.next++], data);
@@ -134,19 +134,19 @@ DWORD deliverNext(Search& search, WIN32_FIND_DATAW& data) {
     return ERROR_NO_MORE_FILES;
 }
 
-/// The code of a directory that cannot be opened, by `errno`.
+/// The code for a directory that cannot be opened, from `errno`.
 DWORD codeOfDirectory(int error) {
     return error == ENOTDIR ? ERROR_DIRECTORY : error == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(error);
 }
 
-/// Opens the directory of what the search delivers. That takes less than the right to list it.
+/// Opens the directory in which the search found its names, for which the right to list it is not needed.
 DWORD openDirectory(Search& search, const String& path) {
     search.directory = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     return search.directory >= 0 ? DWORD{ERROR_SUCCESS} : codeOfDirectory(errno);
 }
 
-/// Reads the names that match the pattern: "." and ".." first, the others by their folded form. The root has
-/// neither of the two.
+/// Reads the names that match the pattern: "." and ".." first, then the others in the order of their folded
+/// form. The root has no "." and "..".
 DWORD collect(Search& search, const String& path, const U16String& pattern) {
     const DirectoryEntries entries(opendir(path.c_str()));
     if (!entries)
@@ -194,7 +194,7 @@ DWORD beginPattern(Search& search, const U16String& name, std::size_t lastStart)
     const U16String pattern = name.substr(lastStart);
     if (pattern.find_first_of(u"<>\"|:") != U16String::npos)
         return ERROR_INVALID_NAME;
-    // Without its last separator, so that a file in the place of the directory is told as such.
+    // Without its last separator, so that a file in place of the directory is reported as such.
     const U16String directoryName =
         lastStart == 0 ? u"." : name.substr(0, std::max<std::size_t>(lastStart - 1, 1));
     Name directory;

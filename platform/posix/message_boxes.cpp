@@ -1,17 +1,15 @@
 // Message boxes and windows: those of the installed window system, else questions on the terminal.
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/write_signals.h"
 
 #include <tarnkit/window_system.h>
 
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
-#include <ctime>
 #include <mutex>
 #include <string_view>
 
@@ -79,35 +77,9 @@ int preselected(const ButtonSet& set, UINT flags) {
 
 // The terminal. ------------------------------------------------------------------------------------------
 
-/// Keeps a reader that went away from ending this process while something is written to it.
-class BrokenPipeGuard {
-public:
-    BrokenPipeGuard() {
-        sigset_t pending;
-        sigpending(&pending);
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGPIPE);
-        wasPending = sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &signals, &before);
-    }
-    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
-    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
-    ~BrokenPipeGuard() {
-        const timespec atOnce = {};
-        if (!wasPending)
-            sigtimedwait(&signals, nullptr, &atOnce);
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    }
-
-private:
-    sigset_t signals;
-    sigset_t before;
-    bool wasPending;
-};
-
 /// Writes to the standard error output; where that takes nothing, nothing is shown.
 void show(std::string_view text) {
-    BrokenPipeGuard guard;
+    const Platform::Posix::WriteSignalsHeld held; // the reader may have gone
     while (!text.empty()) {
         ssize_t written = write(STDERR_FILENO, text.data(), text.size());
         if (written >= 0) {

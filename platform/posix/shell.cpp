@@ -1,18 +1,18 @@
-// The user's folders, where the XDG base directories and the user's own list of directories put them.
+// The user's special folders, as the XDG base directories and the user's own list of directories
+// (user-dirs.dirs) define them.
 #include "platform/platform.h"
 #include "platform/posix/files/paths.h"
 #include "platform/posix/support/error_codes.h"
+#include "platform/posix/support/user_folders.h"
 
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-/// Where a folder lies. The units of the path and its end follow in the same block.
+/// The location of a folder. The units of the path and its terminator follow in the same block.
 struct ITEMIDLIST {
     std::size_t length;
 };
@@ -24,57 +24,28 @@ using namespace Posix;
 namespace {
 
 constexpr unsigned kPrivateDirectory = 0700;
-constexpr const char* kConfigVariable = "XDG_CONFIG_HOME";
-constexpr const char* kConfigDefault = ".config";
-constexpr const char* kDataVariable = "XDG_DATA_HOME";
-constexpr const char* kDataDefault = ".local/share";
-
-/// A folder that stands in the user's list of directories under `variable`, or, when `last` is given, lies by
-/// that name in the base directory `variable`; `standard` says where that is without the variable.
+/// The folder `last` below `base`, unless the user's list of directories puts it elsewhere under `variable`.
 struct Folder {
     int number;
-    const char* variable;
-    const char* standard;
+    String (*base)();
     const char* last;
+    const char* variable;
 };
 
 constexpr Folder kFolders[] = {
-    {0, "XDG_DESKTOP_DIR", "Desktop", nullptr},        // Desktop
-    {2, kDataVariable, kDataDefault, "applications"},  // Programs
-    {5, "XDG_DOCUMENTS_DIR", "Documents", nullptr},    // Personal documents
-    {6, kDataVariable, kDataDefault, "favorites"},     // Favourites
-    {7, kConfigVariable, kConfigDefault, "autostart"}, // Start-up
-    {8, kDataVariable, kDataDefault, "recent"},        // Recent documents
-    {11, kConfigVariable, kConfigDefault, "menus"},    // Start menu
-    {20, kDataVariable, kDataDefault, "fonts"},        // Fonts
+    {0, HomeFolder, "Desktop", "XDG_DESKTOP_DIR"},     // Desktop
+    {2, DataFolder, "applications", nullptr},          // Programs
+    {5, HomeFolder, "Documents", "XDG_DOCUMENTS_DIR"}, // Personal documents
+    {6, DataFolder, "favorites", nullptr},             // Favourites
+    {7, ConfigFolder, "autostart", nullptr},           // Start-up
+    {8, DataFolder, "recent", nullptr},                // Recent documents
+    {11, ConfigFolder, "menus", nullptr},              // Start menu
+    {20, DataFolder, "fonts", nullptr},                // Fonts
 };
 
 HRESULT resultOf(DWORD code) {
     constexpr std::uint32_t kWin32Failure = 0x80070000;
     return code == ERROR_SUCCESS ? S_OK : static_cast<HRESULT>(kWin32Failure | (code & 0xFFFF));
-}
-
-/// The value of an environment variable that names an absolute path, or an empty string.
-String absolutePathIn(const char* variable) {
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value == '/' ? value : "";
-}
-
-String homeDirectory() {
-    String home = absolutePathIn("HOME");
-    if (!home.empty())
-        return home;
-    char buffer[4096];
-    passwd entry;
-    passwd* found = nullptr;
-    if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found != nullptr)
-        home = found->pw_dir;
-    return home.empty() ? "/" : home;
-}
-
-String baseDirectory(const char* variable, const char* standard) {
-    const String chosen = absolutePathIn(variable);
-    return chosen.empty() ? Join(homeDirectory(), standard) : chosen;
 }
 
 /// The path that a line `NAME="$HOME/..."` or `NAME="/..."` gives to `variable`, or an empty string.
@@ -93,7 +64,7 @@ String pathInLine(const char* line, const char* variable) {
         return {};
     String path;
     if (std::strncmp(line, kHome, sizeof kHome - 1) == 0) {
-        path = homeDirectory() + '/';
+        path = HomeFolder() + '/';
         line += sizeof kHome - 1;
     } else if (*line != '/') {
         return {};
@@ -108,12 +79,12 @@ String pathInLine(const char* line, const char* variable) {
     return path;
 }
 
-/// What the user's list of directories says last of `variable`.
-String listedDirectory(const char* variable) {
-    String result = absolutePathIn(variable);
+/// What the environment or else the last such line of the user's list of directories gives to `variable`.
+String listedFolder(const char* variable) {
+    String result = AbsolutePathIn(variable);
     if (!result.empty())
         return result;
-    const String list = Join(baseDirectory(kConfigVariable, kConfigDefault), "user-dirs.dirs");
+    const String list = Join(ConfigFolder(), "user-dirs.dirs");
     FILE* lines = std::fopen(list.c_str(), "re");
     if (lines == nullptr)
         return result;
@@ -127,14 +98,16 @@ String listedDirectory(const char* variable) {
     return result;
 }
 
+/// Empty if the user has no home.
 String pathOf(const Folder& folder) {
-    if (folder.last != nullptr)
-        return Join(baseDirectory(folder.variable, folder.standard), folder.last);
-    const String listed = listedDirectory(folder.variable);
-    return listed.empty() ? Join(homeDirectory(), folder.standard) : listed;
+    if (folder.variable != nullptr)
+        if (String listed = listedFolder(folder.variable); !listed.empty())
+            return listed;
+    const String base = folder.base();
+    return base.empty() ? base : Join(base, folder.last);
 }
 
-/// Makes the directory and those above it that are missing.
+/// Creates the directory and any missing ones above it.
 int makeDirectories(const String& path) {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const String part = path.substr(0, end);
@@ -151,6 +124,8 @@ int makeDirectories(const String& path) {
 
 HRESULT locate(const Folder& folder, ITEMIDLIST** location) {
     const String path = pathOf(folder);
+    if (path.empty())
+        return resultOf(ERROR_PATH_NOT_FOUND);
     if (const int error = makeDirectories(path); error != 0)
         return resultOf(error == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(error));
     const U16String text = ToWide(path);

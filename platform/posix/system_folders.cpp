@@ -1,4 +1,4 @@
-// The places of the system, names for temporary files, and the room on a disk.
+// The folders of the system, names for temporary files, and the free room on a disk.
 #include "platform/platform.h"
 #include "platform/posix/files/open_file.h"
 #include "platform/posix/files/paths.h"
@@ -18,16 +18,18 @@ namespace {
 
 constexpr const char* kTemporaryDirectoryVariable = "TMPDIR";
 constexpr const char* kTemporaryDirectory = "/tmp";
-/// The shared files of the system and, beneath them, its libraries.
+/// What stands for the Windows directory and the directory of its libraries.
 constexpr char16_t kWindowsDirectory[] = u"\\usr";
 constexpr char16_t kSystemDirectory[] = u"\\usr\\lib";
 constexpr std::size_t kTemporaryPrefix = 3;
-/// The longest directory that a temporary name can be made in: prefix, number, ".tmp" and the end must fit.
+/// The longest directory that a temporary name can be made in: prefix, number, ".tmp" and the terminator must
+/// fit.
 constexpr std::size_t kLongestTemporaryDirectory = static_cast<std::size_t>(MAX_PATH) - 14;
 constexpr UINT kTemporaryNumbers = 0xFFFF;
 constexpr unsigned kModeForOwner = 0600;
 
-/// Gives the text to a buffer of `size` units: its length, or the size it needs with its end.
+/// Copies the text to a buffer of `size` units and returns its length, or the size needed with the
+/// terminator.
 UINT giveText(const U16String& text, char16_t* buffer, UINT size) {
     const UINT length = static_cast<UINT>(text.size());
     if (buffer == nullptr || size <= length)
@@ -51,7 +53,7 @@ U16String temporaryName(const U16String& directory, const char16_t* prefix, UINT
     return name += u".tmp";
 }
 
-/// A number to begin with that other processes and threads are not likely to begin with.
+/// The first number to try, one that other processes and threads are unlikely to begin with.
 UINT firstTemporaryNumber() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -69,8 +71,8 @@ DWORD findTemporaryDirectory(const char16_t* directory, Name& found) {
     return isMissing ? DWORD{ERROR_DIRECTORY} : code;
 }
 
-/// Makes the first file of the names in turn that does not exist yet. Where everybody may make files, only
-/// the owner may read it.
+/// Creates a file of the first name in turn that is free. In a directory where everybody can create files,
+/// only the owner can read it.
 DWORD makeTemporaryFile(const char16_t* directory, const char16_t* prefix, UINT& number, U16String& name) {
     Name found;
     if (const DWORD code = findTemporaryDirectory(directory, found); code != ERROR_SUCCESS)

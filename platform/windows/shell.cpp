@@ -1,4 +1,4 @@
-// The user's folders.
+// The user's special folders.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 

@@ -1,4 +1,4 @@
-// The places of the system, names for temporary files, and the room on a disk.
+// The folders of the system, names for temporary files, and the free room on a disk.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 

@@ -19,7 +19,7 @@ constexpr Int64 kLastSecond = 910'670'515'199;
 constexpr unsigned kWriteBits = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr unsigned kReadBits = S_IRUSR | S_IRGRP | S_IROTH;
 
-/// A time before 1601 or after 30827, which some disks can keep, as the nearest there is.
+/// A time before 1601 or after 30827, which some file systems can store, becomes the nearest possible one.
 FILETIME toFileTime(const statx_timestamp& time) {
     const Int64 seconds = std::clamp<Int64>(time.tv_sec, kFirstSecond, kLastSecond);
     const Int64 ticks = seconds * kTicksPerSecond + time.tv_nsec / kNanosecondsPerTick + kUnixEpoch;
@@ -36,14 +36,14 @@ int query(int directory, const char* path, int flags, FileInformation& result) {
     result.size = status.stx_size;
     result.device = makedev(status.stx_dev_major, status.stx_dev_minor);
     result.inode = status.stx_ino;
-    // A file system that does not keep the birth of a file still knows the last change of its state.
+    // A file system that does not store when a file was created still knows the last change of its state.
     result.creation = toFileTime((status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime : status.stx_ctime);
     result.access = toFileTime(status.stx_atime);
     result.write = toFileTime(status.stx_mtime);
     return 0;
 }
 
-/// The process's mask for new files. Asking umask() would change it for a moment, under other threads.
+/// The process's mask for new files. Asking umask() for it would change it for a moment, for all threads.
 unsigned fileModeMask() {
     unsigned mask = 022;
     if (FILE* status = std::fopen("/proc/self/status", "re"); status != nullptr) {

@@ -1,4 +1,4 @@
-// What the disk knows of a file, in the units of the door's calls.
+// What the file system knows about a file, with times and attributes as the door's calls give them.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -22,23 +22,23 @@ struct FileInformation {
     bool IsDirectory() const { return S_ISDIR(mode); }
     bool IsRegular() const { return S_ISREG(mode); }
     bool IsLink() const { return S_ISLNK(mode); }
-    /// Nobody may write, not even one whom the system would let.
+    /// No write bit is set. Such a file counts as read-only even for root, whom the system would let write.
     bool IsReadOnly() const { return (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0; }
     bool IsSameFile(const FileInformation& other) const {
         return device == other.device && inode == other.inode;
     }
 };
 
-/// Both return an `errno` value, 0 when `result` is filled.
+/// Fill `result` and return 0, or return an `errno` value.
 int Query(const char* path, FileInformation& result, int flags = 0, int directory = AT_FDCWD);
 int Query(int descriptor, FileInformation& result);
 
-/// The attribute bits of a name: `entry` is the name itself, `target` what it leads to, the same thing unless
-/// the name is a symbolic link. A link to nothing has neither.
+/// The attribute bits of a name: `entry` is the name itself, `target` what it leads to; they differ if the
+/// name is a symbolic link. For a broken link both are the link.
 DWORD AttributesOf(const FileInformation& entry, const FileInformation& target);
 
-/// The mode that a file has once its write bits are given back: whoever may read may write, as far as the
-/// process's mask lets new files be written, and the owner in any case.
+/// The mode of a file that is to be writable again: the owner may write, and so may everyone who may read,
+/// unless the process's mask forbids it for new files.
 unsigned WritableMode(unsigned mode);
 
 timespec ToTimespec(const FILETIME& time);

@@ -31,8 +31,8 @@ U16String currentDirectory() {
     return ToWide(getcwd(buffer, sizeof(buffer)) != nullptr ? buffer : "/");
 }
 
-/// The existing file of a name in a folder, with the default extension where the name has none and is not
-/// found without; empty when there is none.
+/// The path of the file of that name in a folder; a name without an extension that is not found gets the
+/// default extension. Empty if there is no such file.
 String fileIn(const U16String& folder, const U16String& name) {
     U16String path = folder;
     if (!path.empty() && !EndsWithSeparator(path.c_str()))
@@ -47,7 +47,8 @@ String fileIn(const U16String& folder, const U16String& name) {
     return code == ERROR_SUCCESS && !found.IsDirectory() ? found.path : String();
 }
 
-/// What the loader finds by itself. It tells only by loading, which the caller is about to do.
+/// The file that the loader itself finds. It only tells when it loads the file, which the caller is about to
+/// do anyway.
 String fileOfLoader(const U16String& name) {
     String onDisk;
     void* module = ToDisk(name.c_str(), onDisk) == ERROR_SUCCESS
@@ -84,12 +85,12 @@ String fileInSearchPath(const U16String& name) {
     return found.empty() ? fileOfLoader(name) : found;
 }
 
-/// Reads a part of a file; false when the file is shorter.
+/// Reads a part of a file; false if the file is too short.
 bool readAt(int file, void* buffer, std::size_t size, off_t position) {
     return pread(file, buffer, size, position) == static_cast<ssize_t>(size);
 }
 
-/// Whether this processor runs what a file's header announces.
+/// Whether a file with this header is for this processor.
 bool isForThisSystem(const ElfHeader& header) {
     ElfHeader own;
     int executable = open(ExecutableFile().c_str(), O_RDONLY | O_CLOEXEC);
@@ -100,8 +101,8 @@ bool isForThisSystem(const ElfHeader& header) {
            header.e_phentsize == sizeof(ElfSegment) && (!ownKnown || header.e_machine == own.e_machine);
 }
 
-/// What a file is to the loader: a whole library, a whole program, or nothing that it may touch. The loader
-/// maps what the headers announce without looking whether the file reaches that far.
+/// What a file is to the loader: a complete library, a complete program, or nothing that it may be given. The
+/// loader maps what the headers announce without checking whether the file is long enough.
 LibraryKind kindOf(int file) {
     ElfHeader header;
     struct stat information;

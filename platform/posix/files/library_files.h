@@ -1,6 +1,7 @@
-// Where the files of loadable modules lie.
+// Finds the files of loadable modules.
 //
-// All paths here are the system's own: bytes, separated by slashes. Functions throw `std::bad_alloc` only.
+// All paths returned are the system's own: bytes, separated by slashes. Functions throw `std::bad_alloc`
+// only.
 #pragma once
 
 #include "platform/posix/memory/allocator.h"
@@ -9,9 +10,9 @@
 
 namespace Tarn::Platform::Posix {
 
-/// The absolute path of the file that `name` stands for; empty when there is none. A name with separators is
-/// a path; a bare one is looked for beside the executable, then where the loader searches. ".dll" is added
-/// to a name without an extension that is not found as it is.
+/// The absolute path of the file that `name` stands for; empty if there is none. A name with separators is a
+/// path; any other is looked for beside the executable, then where the loader searches. A name without an
+/// extension that is not found is tried again with ".dll".
 String FindLibraryFile(const char16_t* name);
 
 /// The file that this process runs.
@@ -21,10 +22,10 @@ bool IsExecutableFile(const String& path);
 enum class LibraryKind {
     kNone,
     kLibrary,
-    kProgram, // or a library that can be run, which only the loader tells apart
+    kProgram, // or a library that can also be run; only the loader can tell the two apart
 };
 
-/// Whether the loader may be given a file; if not, the code that a load reports.
+/// Checks whether the loader may be given a file; if not, returns the code that loading it reports.
 DWORD CheckLibraryFile(const String& path, LibraryKind* kind);
 
 } // namespace Tarn::Platform::Posix

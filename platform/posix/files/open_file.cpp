@@ -3,11 +3,10 @@
 #include "platform/posix/files/paths.h"
 #include "platform/posix/files/shares.h"
 #include "platform/posix/support/error_codes.h"
+#include "platform/posix/support/write_signals.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/statvfs.h>
@@ -22,9 +21,9 @@ constexpr unsigned kNewReadOnlyMode = 0444;
 constexpr std::size_t kTransferSize = 0x10000;
 constexpr std::size_t kMostInOneCall = 0x40000000;
 constexpr int kCommonFlags = O_CLOEXEC | O_NOCTTY;
-/// How often a name is looked up again after the file behind it was exchanged while it was being opened.
+/// How often a name is looked up again because its file was replaced while it was being opened.
 constexpr int kMostTries = 100;
-/// Not a code of the system: the name no longer leads to the file that was opened.
+/// No code of the system: the name no longer leads to the file that was opened.
 constexpr DWORD kLookAgain = 0xFFFFFFFF;
 
 struct Request {
@@ -65,8 +64,8 @@ int openDescriptor(const String& path, int flags, unsigned mode = 0) {
     return descriptor;
 }
 
-/// A regular file is opened for more than was asked where that is allowed: marks need a descriptor that can
-/// read, emptying a file one that can write. Which transfers the handle allows is its own matter.
+/// A regular file is opened for more than was asked if that is allowed: marks need a descriptor that can
+/// read, emptying a file needs one that can write. The handle itself decides which transfers it allows.
 int openExistingDescriptor(const Request& request, const Name& name) {
     const int extra = (request.attributes & FILE_FLAG_WRITE_THROUGH) != 0 ? O_SYNC : 0;
     const bool isRegular = name.target.IsRegular();
@@ -92,7 +91,8 @@ bool isStillThere(const String& path, const FileInformation& opened) {
     return Query(path.c_str(), now) == 0 && now.IsSameFile(opened);
 }
 
-/// Marks the file with what the handle does and denies. A handle without access denies nothing.
+/// Marks the file with what the handle does and what it denies to others. A handle without access denies
+/// nothing.
 DWORD claim(OpenFile& file, const Request& request) {
     const DWORD accesses = request.Accesses();
     const DWORD needed = request.Truncates() ? kWrites : 0;
@@ -103,7 +103,7 @@ DWORD claim(OpenFile& file, const Request& request) {
     return code;
 }
 
-/// Fills in what the handle needs to know of its descriptor, and takes the marks.
+/// Fills in what the handle needs to know about its descriptor, and marks the file.
 DWORD takeUp(OpenFile& file, const Request& request, const String& path, const FileInformation& opened) {
     file.access = request.access;
     file.isRegular = opened.IsRegular();
@@ -153,7 +153,7 @@ DWORD openExisting(const Request& request, const Name& name, OpenFile& file) {
     return ERROR_SUCCESS;
 }
 
-/// Makes the file of a missing name, or, following a link that leads nowhere, the file that it leads to.
+/// Creates the file of a missing name, or the file that a broken link leads to.
 DWORD create(const Request& request, const Name& name, bool throughLink, OpenFile& file) {
     if (name.endsWithSeparator)
         return ERROR_INVALID_NAME;
@@ -172,13 +172,13 @@ DWORD create(const Request& request, const Name& name, bool throughLink, OpenFil
         code = takeUp(file, request, name.path, opened);
     if (code == ERROR_SUCCESS)
         file.pathToDelete.swap(pathToDelete);
-    // A new file that somebody else took first is his now; any other failure leaves nothing behind.
+    // A new file that somebody else has opened first stays; after any other failure it is removed.
     else if (code != ERROR_SHARING_VIOLATION && code != kLookAgain && !throughLink)
         unlink(name.path.c_str());
     return code;
 }
 
-/// One attempt: the file as it is found now.
+/// One attempt to open the file as it is found now.
 DWORD tryOpen(const char16_t* text, const Request& request, OpenFile& file, bool& existed) {
     Name name;
     const DWORD code = Find(text, name);
@@ -190,48 +190,15 @@ DWORD tryOpen(const char16_t* text, const Request& request, OpenFile& file, bool
     return code == ERROR_SUCCESS ? DWORD{ERROR_FILE_NOT_FOUND} : code;
 }
 
-// While it lives, the signals of a failed write come to nothing: the call's error tells the caller.
-class WriteSignalsHeld {
-public:
-    explicit WriteSignalsHeld(bool needed) : isNeeded(needed) {
-        if (!isNeeded)
-            return;
-        sigset_t pending;
-        sigpending(&pending);
-        sigemptyset(&signals);
-        for (const int signal : {SIGPIPE, SIGXFSZ})
-            if (sigismember(&pending, signal) == 0)
-                sigaddset(&signals, signal);
-        pthread_sigmask(SIG_BLOCK, &signals, &before);
-    }
-    WriteSignalsHeld(const WriteSignalsHeld&) = delete;
-    WriteSignalsHeld& operator=(const WriteSignalsHeld&) = delete;
-    ~WriteSignalsHeld() {
-        if (!isNeeded)
-            return;
-        const int error = errno;
-        const timespec atOnce{};
-        while (sigtimedwait(&signals, nullptr, &atOnce) > 0) {
-        }
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
-        errno = error;
-    }
-
-private:
-    bool isNeeded;
-    sigset_t signals{};
-    sigset_t before{};
-};
-
-/// Whether the disk has that much room left. A file system that does not tell has.
+/// Whether the disk has that much room left; assumed if the file system does not say.
 bool hasRoomFor(const OpenFile& file, UInt64 size) {
     struct statvfs status;
     return fstatvfs(file.descriptor, &status) != 0 || status.f_blocks == 0 ||
            size / status.f_frsize <= status.f_bavail;
 }
 
-/// Repeats `transfer(bytes done so far, position)` until all is done, the file ends or a part fails. A
-/// failure leaves the position where it was, so that the same transfer can be tried again.
+/// Repeats `transfer(bytes done so far, position)` until all is done, the file ends or a part fails. After a
+/// failure the position is unchanged, so that the same transfer can be tried again.
 template<class Transfer>
 DWORD transferAll(OpenFile& file, std::size_t size, std::size_t& done, bool untilFull, Transfer transfer) {
     done = 0;
@@ -259,7 +226,7 @@ DWORD OpenFile::Shut() {
         unlink(pathToDelete.c_str());
     if (isClaimed)
         Disclaim(descriptor);
-    // An interrupted close has closed all the same.
+    // An interrupted close has closed the descriptor all the same.
     const int error = close(descriptor) == 0 || errno == EINTR ? 0 : errno;
     descriptor = -1;
     return CodeOf(error);

@@ -20,33 +20,33 @@ struct OpenFile : HandleObject {
     int descriptor = -1;
     DWORD access = 0;
     bool isRegular = false;
-    /// Transfers happen at `position`; otherwise where the device is.
+    /// Transfers happen at `position`; otherwise where the device happens to be.
     bool isSeekable = false;
     bool isClaimed = false;
-    /// Writing may raise a signal: into a pipe that nobody reads, or above the process's limit for files.
+    /// Writing may raise a signal: to a pipe that nobody reads, or beyond the process's limit for files.
     bool mayRaiseSignal = false;
     Int64 position = 0;
-    /// Keeps transfers on the handle apart, for they share the position.
+    /// Serialises the transfers on the handle, which share the position.
     std::mutex use;
-    /// The path of a file that is to go when it is closed.
+    /// The path of a file that is to be removed when it is closed.
     String pathToDelete;
 };
 
 /// Opens as `CreateFileW` does. Returns a code; on success `file` is the open file and `existed` says whether
-/// there was a file of the name before.
+/// there was already a file of that name.
 DWORD Open(const char16_t* name, DWORD access, DWORD share, DWORD disposition, DWORD attributes,
            Owned<OpenFile>& file, bool& existed);
 
-/// Transfers all `size` bytes, or those up to the end of the file, and moves the position. `done` counts what
-/// was transferred, also when a later part failed. The access is not looked at.
+/// Transfers all `size` bytes, or those up to the end of the file, and moves the position. `done` is the
+/// number of bytes transferred, even if a later part failed. The access rights are not checked.
 DWORD ReadFrom(OpenFile& file, void* buffer, std::size_t size, std::size_t& done);
 DWORD WriteTo(OpenFile& file, const void* buffer, std::size_t size, std::size_t& done);
 
-/// Copies what `source` holds from its beginning on to the beginning of `target`, neither of them read from
-/// or written to before.
+/// Copies the contents of `source` to the beginning of `target`. Neither may have been read from or written
+/// to before.
 DWORD CopyContents(OpenFile& source, OpenFile& target);
 
-/// Gives the file that length; 112 when the disk has no room for what is to be added.
+/// Changes the length of the file; ERROR_DISK_FULL if the disk has no room for what is to be added.
 DWORD Resize(OpenFile& file, Int64 size);
 
 } // namespace Tarn::Platform::Posix

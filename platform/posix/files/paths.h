@@ -1,12 +1,13 @@
-// Names of files: 16-bit text with either separator above the door, bytes below it.
+// Translates between the names of files above the door, which are 16-bit text with either separator, and
+// those on disk, which are bytes.
 //
-// The translation loses nothing. On disk a name is UTF-8. Bytes that are not stand above the door as the
-// units U+DC80..U+DCFF; characters that a name must not have above the door (`*?<>"|:\` and the control
-// characters) stand as U+F000 plus their code; a surrogate without its partner is written as the three bytes
-// it would have if it were a character.
+// The translation loses nothing. A name on disk is read as UTF-8. Above the door, bytes that are not UTF-8
+// become the units U+DC80 to U+DCFF, and characters that must not occur in a name there (`*?<>"|:\` and the
+// control characters) become U+F000 plus their code. A surrogate without its partner is written to disk as
+// the three bytes that it would have if it were a character.
 //
-// A name is looked for as given first. Only where a component is missing is its directory searched for one
-// that differs in nothing but case.
+// A name is first looked for as it is spelled. Only if a component is missing, its directory is searched for
+// a name that differs in nothing but case.
 #pragma once
 
 #include "platform/posix/files/information.h"
@@ -26,26 +27,26 @@ using DirectoryEntries = std::unique_ptr<DIR, DirectoryCloser>;
 U16String ToWide(const char* path, std::size_t size);
 inline U16String ToWide(const String& path) { return ToWide(path.data(), path.size()); }
 
-/// The path on disk of a name, "." and ".." resolved in the text. Returns a code: 3 for an empty name, 53 for
-/// one with a server, 123 for one that cannot exist.
+/// The path on disk of a name; "." and ".." are resolved in the text. Returns a code: ERROR_PATH_NOT_FOUND
+/// for an empty name, ERROR_BAD_NETPATH for one with a server, ERROR_INVALID_NAME for one that cannot exist.
 DWORD ToDisk(const char16_t* name, String& path);
 
-/// The text in the form that compares names without regard to case.
+/// The text in a form that is equal for names that differ only in case.
 U16String Fold(U16String text);
 
 bool IsSeparator(char16_t unit);
-/// Whether the last unit of the text, which may be null, is a separator.
+/// Whether the text, which may be null, ends with a separator.
 bool EndsWithSeparator(const char16_t* name);
 
-/// The directory of a path on disk, "." for a lone name.
+/// The directory of a path on disk; "." if the path has none.
 String ParentOf(const String& path);
-/// The last component of a path on disk, empty for the root.
+/// The last component of a path on disk; empty for the root.
 String LastOf(const String& path);
 String Join(const String& directory, const String& last);
 
 /// What `Find` found.
 struct Name {
-    /// On disk as it is spelled there; where it would be made, if it is missing.
+    /// The path on disk as it is spelled there; if the file is missing, the path where it would be created.
     String path;
     /// The last component as the caller spelled it.
     String given;
@@ -58,11 +59,12 @@ struct Name {
     bool IsBrokenLink() const { return target.IsLink(); }
 };
 
-/// Looks for `name`. Returns 0, 2 when only the last component is missing, 3 when one before it is, or
-/// another code. A file's name with a separator at its end is 123.
+/// Looks for `name` and returns a code: ERROR_FILE_NOT_FOUND if only the last component is missing,
+/// ERROR_PATH_NOT_FOUND if one before it is, ERROR_INVALID_NAME for a file's name with a separator at its
+/// end.
 DWORD Find(const char16_t* name, Name& result);
 
-/// 5 when nobody may change the directory that `path` lies in, else 0.
+/// ERROR_ACCESS_DENIED if the directory that `path` lies in has no write bit, otherwise ERROR_SUCCESS.
 DWORD CheckParentWritable(const String& path);
 
 } // namespace Tarn::Platform::Posix

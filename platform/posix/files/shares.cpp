@@ -17,8 +17,8 @@ using Marks = unsigned;
 constexpr unsigned kMarkCount = 6;
 constexpr unsigned kDenialShift = 3;
 
-// The bytes of the marks. Read locks of many holders lie on the same byte. A descriptor that can only write
-// can only take write locks, which nobody shares, so for those every mark has a row of bytes.
+// The bytes of the marks. Read locks of many holders can lie on the same byte. A descriptor that can only
+// write can only take write locks, which cannot be shared, so for those every mark has a row of bytes.
 constexpr off_t kArea = std::numeric_limits<off_t>::max() - 0xFFF;
 constexpr off_t kRows = kArea + kMarkCount;
 constexpr off_t kRowLength = 256;
@@ -95,9 +95,9 @@ bool haveOthersMarks(int descriptor, Marks marks) {
            });
 }
 
-// The file's gate, through which one claim passes at a time. A claim marks before it looks, so two can never
-// both succeed wrongly; the gate keeps two from both failing. A claim does not wait forever behind a foreign
-// program that keeps the file locked for reasons of its own, nor behind a stopped process.
+// Lets one claim at a time through. A claim marks the file before it looks for the marks of others, so two
+// can never both succeed wrongly; the gate keeps two from both failing. A claim does not wait forever for a
+// foreign program that keeps the file locked for reasons of its own, nor for a stopped process.
 class Gate {
 public:
     explicit Gate(int gateDescriptor) : descriptor(gateDescriptor) {

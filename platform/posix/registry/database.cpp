@@ -1,13 +1,12 @@
 #include "platform/posix/registry/database.h"
 
 #include "platform/posix/support/error_codes.h"
+#include "platform/posix/support/user_folders.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace Tarn::Platform::Posix {
 
@@ -81,31 +80,21 @@ constexpr const char* kQueries[] = {
 };
 static_assert(std::size(kQueries) == static_cast<std::size_t>(RegistryQuery::Count));
 
-bool isNamed(const char* directory) { return directory != nullptr && *directory != 0; }
-
-// The folder of a database, and the mode with which missing folders are created. Empty if the user has no
-// home.
+// The folder of a database and the mode that missing folders are made with; empty when the user has no home.
 String folderOf(RegistryDatabase::Kind kind, mode_t* mode) {
     *mode = 0777;
-    if (const char* chosen = std::getenv("TARNKIT_REGISTRY"); isNamed(chosen))
+    if (const char* chosen = std::getenv("TARNKIT_REGISTRY"); chosen != nullptr && *chosen != 0)
         return chosen;
     if (kind == RegistryDatabase::Kind::Machine)
         return "/etc/tarnkit";
     *mode = 0700;
-    if (const char* settings = std::getenv("XDG_CONFIG_HOME"); isNamed(settings) && *settings == '/')
-        return String(settings) + "/tarnkit";
-    if (const char* home = std::getenv("HOME"); isNamed(home))
-        return String(home) + "/.config/tarnkit";
-    passwd entry;
-    passwd* found = nullptr;
-    char texts[4096];
-    if (getpwuid_r(geteuid(), &entry, texts, sizeof(texts), &found) == 0 && found != nullptr)
-        return String(found->pw_dir) + "/.config/tarnkit";
-    return String();
+    const String settings = ConfigFolder();
+    return settings.empty() ? settings : settings + "/tarnkit";
 }
 
-// What keeps a store from being used is a refusal unless it is one of these.
-LSTATUS codeOfErrno(int error) {
+// A store that cannot be used for any reason but a lack of room or a broken disk counts as one that this user
+// may not use.
+LSTATUS storeCodeOf(int error) {
     switch (const DWORD code = CodeOf(error)) {
     case ERROR_DISK_FULL:
     case ERROR_TOO_MANY_OPEN_FILES:
@@ -123,14 +112,14 @@ LSTATUS makeFolder(const String& folder, mode_t mode) {
     if (stat(folder.c_str(), &status) == 0)
         return S_ISDIR(status.st_mode) && (status.st_mode & kAnyWriteBit) != 0 ? 0 : ERROR_ACCESS_DENIED;
     if (errno != ENOENT)
-        return codeOfErrno(errno);
+        return storeCodeOf(errno);
     const std::size_t separator = folder.find_last_not_of('/') == String::npos
                                       ? String::npos
                                       : folder.rfind('/', folder.find_last_not_of('/'));
     if (separator != String::npos && separator > 0)
         if (const LSTATUS failure = makeFolder(folder.substr(0, separator), mode); failure != 0)
             return failure;
-    return mkdir(folder.c_str(), mode) == 0 || errno == EEXIST ? 0 : codeOfErrno(errno);
+    return mkdir(folder.c_str(), mode) == 0 || errno == EEXIST ? 0 : storeCodeOf(errno);
 }
 
 // The name by which SQLite opens a file that it may neither lock nor keep a log for.
@@ -188,7 +177,7 @@ LSTATUS RegistryDatabase::open(const String& file, Use use) {
     struct stat status;
     if (stat(file.c_str(), &status) != 0) {
         const bool isAbsent = errno == ENOENT || (errno == ENOTDIR && use != Use::Create);
-        return isAbsent ? ERROR_FILE_NOT_FOUND : codeOfErrno(errno);
+        return isAbsent ? ERROR_FILE_NOT_FOUND : storeCodeOf(errno);
     }
     const bool isWriteProtected = (status.st_mode & kAnyWriteBit) == 0;
     LSTATUS failure = connect(file.c_str(), isWriteProtected ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
@@ -312,9 +301,9 @@ LSTATUS RegistryDatabase::resultOf(int code) {
     case SQLITE_FULL:
         return ERROR_DISK_FULL;
     case SQLITE_CANTOPEN:
-        return codeOfErrno(errno);
+        return storeCodeOf(errno);
     case SQLITE_IOERR: {
-        const LSTATUS reason = codeOfErrno(errno);
+        const LSTATUS reason = storeCodeOf(errno);
         return reason == static_cast<LSTATUS>(ERROR_ACCESS_DENIED) ? ERROR_IO_DEVICE : reason;
     }
     case SQLITE_ERROR: // our own statements are right, so the tables are wrong

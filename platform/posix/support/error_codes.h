@@ -1,4 +1,4 @@
-// From the C library's error numbers to the codes that the door's calls report.
+// Translates the C library's error numbers to the codes that the door's calls report.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -15,11 +15,11 @@ inline constexpr DWORD kBufferOverflow = 111;
 inline constexpr DWORD kNoAccessToMemory = 998;
 inline constexpr DWORD kCannotResolveName = 1921;
 
-/// The code of an `errno` value as a call on a file reports it. The caller knows better where one number
-/// stands for several codes: a file or a directory that is missing, a name that exists already.
+/// The code of an `errno` value as a call on a file reports it. Some values stand for several codes, such as
+/// a missing file or a missing directory; there the caller knows better.
 DWORD CodeOf(int error);
 
-/// Runs `body`, which returns a code; having no memory for the call is a code too.
+/// Runs `body`, which returns a code; a lack of memory becomes a code too.
 template<class Body>
 DWORD Guarded(Body body) noexcept {
     try {
@@ -31,7 +31,8 @@ DWORD Guarded(Body body) noexcept {
     }
 }
 
-/// Ends a call of the door: a code other than 0 becomes the last error, 0 leaves it alone.
+/// Ends a call of the door: a code other than ERROR_SUCCESS becomes the last error. Returns whether it is a
+/// success.
 inline BOOL Report(DWORD code) {
     if (code != ERROR_SUCCESS)
         SetLastError(code);

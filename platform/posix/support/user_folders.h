@@ -1,0 +1,19 @@
+// The user's home and the XDG base directories below it, as absolute paths on disk.
+#pragma once
+
+#include "platform/posix/memory/allocator.h"
+
+namespace Tarn::Platform::Posix {
+
+/// The value of an environment variable if it is an absolute path, otherwise an empty string.
+String AbsolutePathIn(const char* variable);
+
+/// What HOME says, or the system's list of users; empty if the user has no home.
+String HomeFolder();
+
+/// Where programs keep the user's settings, and their other data. Empty if the user has no home and the
+/// variables XDG_CONFIG_HOME and XDG_DATA_HOME name no place either.
+String ConfigFolder();
+String DataFolder();
+
+} // namespace Tarn::Platform::Posix
