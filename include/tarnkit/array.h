@@ -112,7 +112,8 @@ public:
             GenAssert(u"array", __LINE__);
             return;
         }
-        if constexpr (kMovesSafely || !std::is_copy_constructible_v<T>) {
+        if constexpr ((kConstructsSafely && std::is_nothrow_move_assignable_v<T>) ||
+                      !std::is_copy_constructible_v<T>) {
             Add(std::move(value));
             std::rotate(elements + position, elements + count - 1, elements + count);
         } else {
@@ -211,9 +212,12 @@ private:
     static_assert(alignof(T) <= alignof(std::max_align_t),
                   "over-aligned elements need a manager of their own");
 
-    // Whether elements can change places without failing half way.
-    static constexpr bool kMovesSafely =
-        std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>;
+    // Whether moving an element to a new place cannot fail. `std::is_nothrow_move_constructible_v` asks for a
+    // `noexcept` destructor as well, which files do not have.
+    static constexpr bool kConstructsSafely = requires(void* place, T&& element) {
+        { ::new (place) T(std::move(element)) }
+        noexcept;
+    };
 
     static int sumOrFail(int a, std::size_t b) {
         if (b > static_cast<std::size_t>(INT_MAX - a))
@@ -232,7 +236,7 @@ private:
         if constexpr (std::is_trivially_copyable_v<T>) {
             if (count > 0)
                 std::memcpy(static_cast<void*>(room), elements, static_cast<std::size_t>(count) * sizeof(T));
-        } else if constexpr (std::is_nothrow_move_constructible_v<T> || !std::is_copy_constructible_v<T>) {
+        } else if constexpr (kConstructsSafely || !std::is_copy_constructible_v<T>) {
             std::uninitialized_move(elements, elements + count, room);
         } else {
             std::uninitialized_copy(elements, elements + count, room);

@@ -70,6 +70,22 @@ TEST(Array, DoesWhatAVectorDoesAndFailuresChangeNothing) {
     compareWithVector<CBox<false>>();
 }
 
+// An owner of something that closing may fail for: its copies own nothing.
+struct COwner {
+    bool owns = true;
+
+    COwner() = default;
+    COwner(const COwner&) : owns(false) {}
+    COwner(COwner&&) noexcept = default;
+    ~COwner() noexcept(false) {}
+};
+
+TEST(Array, MovesElementsWithDestructorsThatAreNotNoexcept) {
+    CArray<COwner> array(1);
+    array.Reserve(array.Capacity() + 1);
+    EXPECT_TRUE(array[0].owns);
+}
+
 TEST(Array, RefusesWrongPositionsAndCounts) {
     CArray<int> array{1, 2, 3};
     const struct { int position, number; } wrong[] = {{-1, 1}, {0, -1}, {0, 4}, {4, 0}, {2, INT_MAX}};
