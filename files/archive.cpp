@@ -4,6 +4,7 @@
 #include <tarnkit/rational.h>
 
 #include "errors/in_destructor.h"
+#include "errors/requirement.h"
 
 #include <algorithm>
 #include <string>
@@ -14,9 +15,11 @@ namespace Tarn {
 
 namespace {
 
+constexpr CRequirement require(u"Archive");
+
 constexpr Int64 kUnknown = -1;
 
-// A file on disk may be longer than the calls of CBaseFile can tell and reach.
+// The calls of CBaseFile cannot express the lengths and positions of a large file on disk.
 const CFile* asDiskFile(const CBaseFile& file) {
     return typeid(file) == typeid(CFile) ? static_cast<const CFile*>(&file) : nullptr;
 }
@@ -38,7 +41,7 @@ Int64 positionOf(const CBaseFile& file) {
     return disk != nullptr ? disk->GetPosition64() : file.GetPosition();
 }
 
-// Collects the units of a line, so that the text grows by runs and not by single units.
+// Collects the units of a line, so that the text grows in runs instead of unit by unit.
 template<class Unit, class Text>
 class CLineCollector {
 public:
@@ -70,8 +73,22 @@ CArchive::CArchive(CBaseFile* archiveFile, TDirection archiveDirection, int size
     : file(archiveFile), direction(archiveDirection), bufferSize(std::max(size, kLeastBufferSize)) {
     if (file != nullptr)
         name = file->GetFileName();
-    if (file == nullptr || size < kLeastBufferSize)
-        GenAssert(u"Archive", __LINE__);
+    require(file != nullptr && size >= kLeastBufferSize, __LINE__);
+}
+
+CArchive::CArchive(CArchive&& other) noexcept
+    : file(std::exchange(other.file, nullptr)), name(std::move(other.name)), direction(other.direction),
+      buffer(std::move(other.buffer)), bufferSize(other.bufferSize),
+      position(std::exchange(other.position, 0)) {}
+
+CArchive& CArchive::operator=(CArchive&& other) noexcept {
+    std::swap(file, other.file);
+    std::swap(name, other.name);
+    std::swap(direction, other.direction);
+    buffer.Swap(other.buffer);
+    std::swap(bufferSize, other.bufferSize);
+    std::swap(position, other.position);
+    return *this;
 }
 
 CArchive::~CArchive() noexcept(false) {
@@ -154,8 +171,7 @@ void CArchive::Skip(int size) {
     takeBytes(buffered);
     if (size == buffered)
         return;
-    if (unusedBufferSize() > 0)
-        GenAssert(u"Archive", __LINE__);
+    require(unusedBufferSize() == 0, __LINE__);
     moveBy(*file, size - buffered);
 }
 
@@ -173,10 +189,8 @@ int CArchive::SerializeVersion(int currentVersion) {
 template<class Unit>
 void CArchive::writeText(const Unit* text, std::size_t length, bool addLineEnd) {
     constexpr Unit kLineEnd[] = {'\r', '\n'};
-    if (length > INT_MAX / sizeof(Unit)) {
-        GenAssert(u"Archive", __LINE__);
+    if (!require(length <= INT_MAX / sizeof(Unit), __LINE__))
         return;
-    }
     Write(text, static_cast<int>(length * sizeof(Unit)));
     if (addLineEnd)
         Write(kLineEnd, sizeof kLineEnd);
@@ -184,11 +198,8 @@ void CArchive::writeText(const Unit* text, std::size_t length, bool addLineEnd) 
 
 template<class Unit>
 void CArchive::writeZeroTerminated(const Unit* text, bool addLineEnd) {
-    if (text == nullptr) {
-        GenAssert(u"Archive", __LINE__);
-        return;
-    }
-    writeText(text, std::char_traits<Unit>::length(text), addLineEnd);
+    if (require(text != nullptr, __LINE__))
+        writeText(text, std::char_traits<Unit>::length(text), addLineEnd);
 }
 
 void CArchive::WriteString(const CString& text, bool addLineEnd) {
@@ -243,18 +254,11 @@ bool CArchive::ReadString(CString& line) { return readLine<char>(line); }
 bool CArchive::ReadUnicodeString(CUnicodeString& line) { return readLine<char16_t>(line); }
 
 bool CArchive::assertUsable(TDirection wanted) const {
-    const bool isUsable = file != nullptr && direction == wanted;
-    if (!isUsable)
-        GenAssert(u"Archive", __LINE__);
-    return isUsable;
+    return require(file != nullptr && direction == wanted, __LINE__);
 }
 
 bool CArchive::assertTransfer(TDirection wanted, int size) const {
-    if (!assertUsable(wanted))
-        return false;
-    if (size < 0)
-        GenAssert(u"Archive", __LINE__);
-    return size >= 0;
+    return assertUsable(wanted) && require(size >= 0, __LINE__);
 }
 
 bool CArchive::prepareRead(int size) {
@@ -271,7 +275,7 @@ bool CArchive::prepareWrite() {
     return true;
 }
 
-// Reads ahead until the buffer is full; throws when it then holds less than `size` unread bytes.
+// Reads ahead until the buffer is full; throws if it then holds less than `size` unread bytes.
 void CArchive::fillBuffer(int size) {
     const int unread = unusedBufferSize();
     if (unread > 0)
@@ -296,8 +300,8 @@ void CArchive::detach() {
     position = 0;
 }
 
-// The bytes between the file's position and its end; `kUnknown` for a file without a length: a pipe, a
-// device.
+// The number of bytes from the file's position to its end; `kUnknown` for a file without a length, such as a
+// pipe or a device.
 Int64 CArchive::bytesLeftInFile() const {
     try {
         const Int64 length = lengthOf(*file);
@@ -313,9 +317,9 @@ void CArchive::reportCorruption() const { GenCheck(ERR_BAD_ARCHIVE, name); }
 
 void CArchive::throwEndOfFile() const { ThrowFileException(CFileException::endOfFile, name); }
 
-// No memory is taken for a text before it is known that the file can fill it: a short one is read ahead into
-// the buffer first, for a long one the file is asked, and if it cannot tell, the memory grows with what
-// comes.
+// A damaged length must not make the program allocate what the file cannot fill. So a short text is first
+// read ahead into the buffer; for a long one the file is asked how much is left, and if it cannot tell,
+// memory is allocated in steps as the text arrives.
 template<class Unit, class Text>
 void CArchive::loadText(Text& text) {
     constexpr int kFirstStep = 4096;
@@ -338,7 +342,7 @@ void CArchive::loadText(Text& text) {
         const int firstStep = left != kUnknown ? length : kFirstStep;
         for (int done = 0; done < length; loaded.ReleaseBuffer(done)) {
             const int step = std::min(length - done, std::max(done, firstStep));
-            Unit* target = loaded.GetBuffer(done + step) + done; // throws when the bytes exceed an `int`
+            Unit* target = loaded.GetBuffer(done + step) + done; // throws if the bytes exceed an `int`
             Read(target, step * static_cast<int>(sizeof(Unit)));
             done += step;
         }

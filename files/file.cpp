@@ -3,6 +3,8 @@
 #include <tarnkit/file_system.h>
 
 #include "errors/in_destructor.h"
+#include "errors/requirement.h"
+#include "files/full_path.h"
 #include "platform/platform.h"
 
 #include <climits>
@@ -13,21 +15,19 @@ namespace Tarn {
 
 namespace {
 
+constexpr CRequirement require(u"File");
+
 constexpr unsigned int kAccessBits = 0x0003;
 constexpr unsigned int kShareBits = 0x0070;
 
-bool areFlagsValid(unsigned int flags) { return (flags & kAccessBits) != 3 && (flags & kShareBits) <= 0x40; }
+bool areFlagsValid(unsigned int flags) {
+    return (flags & kAccessBits) <= CFile::ForReadingAndWriting && (flags & kShareBits) <= CFile::DenyNone;
+}
 
 bool fitsInt(Int64 value) { return value >= 0 && value <= INT_MAX; }
 
-// What the 32-bit calls return of a 64-bit value.
-int narrow(Int64 value) {
-    if (!fitsInt(value)) {
-        GenAssert(u"File", __LINE__);
-        return INT_MAX;
-    }
-    return static_cast<int>(value);
-}
+// A 64-bit value as the 32-bit calls return it.
+int narrow(Int64 value) { return require(fitsInt(value), __LINE__) ? static_cast<int>(value) : INT_MAX; }
 
 } // namespace
 
@@ -39,7 +39,7 @@ CFile::CFile(const CUnicodeString& fileName, unsigned int flags, unsigned long a
     Open(fileName, flags, attributes);
 }
 
-CFile::CFile(const CFile& other) : CBaseFile(other) {}
+CFile::CFile(CFile& other) : CBaseFile(other) {}
 
 CFile::CFile(CFile&& other) noexcept
     : CBaseFile(other), handle(std::exchange(other.handle, INVALID_HANDLE_VALUE)),
@@ -51,9 +51,9 @@ CFile& CFile::operator=(const CFile& other) {
     return *this;
 }
 
-CFile& CFile::operator=(CFile&& other) {
+CFile& CFile::operator=(CFile&& other) noexcept {
     if (this != &other) {
-        CFile::Close();
+        CFile::Abort();
         handle = std::exchange(other.handle, INVALID_HANDLE_VALUE);
         name = std::move(other.name);
     }
@@ -84,17 +84,13 @@ void CFile::CloseMapped() { CFile::Abort(); }
 
 void CFile::openThrough(TCreateCall& create, const CUnicodeString& fileName, unsigned int flags,
                         unsigned long attributes) {
-    if (IsOpen()) {
-        GenAssert(u"File", __LINE__);
+    if (!require(!IsOpen(), __LINE__))
         return;
-    }
     const auto access = static_cast<DWORD>(AccessMode(flags));
     const auto share = static_cast<DWORD>(ShareMode(flags));
     if (!areFlagsValid(flags))
         return;
-    CUnicodeString path = fileName;
-    FileSystem::MakeFullPath(path);
-    name = path;
+    name = FileSystem::FullPath(fileName);
     handle =
         create(name, access, share, static_cast<DWORD>(CreateMode(flags)), static_cast<DWORD>(attributes));
     if (!IsOpen())
@@ -118,7 +114,7 @@ void CFile::Write(const void* buffer, int size) {
     DWORD written = 0;
     if (!Platform::WriteFile(handle, buffer, static_cast<DWORD>(size), &written))
         throwLastError();
-    if (written < static_cast<DWORD>(size)) // a full disk that the platform did not call one
+    if (written < static_cast<DWORD>(size)) // the disk is full, although the system reported success
         ThrowFileException(ERROR_DISK_FULL, name);
 }
 
@@ -161,7 +157,7 @@ Int64 CFile::Seek(Int64 offset, TSeekPosition from) { return assertOpen() ? seek
 
 Int64 CFile::seekTo(Int64 offset, TSeekPosition from) const {
     auto high = static_cast<LONG>(offset >> 32);
-    Platform::SetLastError(ERROR_SUCCESS); // a low half of all ones is legal: only the error tells
+    Platform::SetLastError(ERROR_SUCCESS); // a low half of all ones is valid, so only the error tells
     const DWORD low =
         Platform::SetFilePointer(handle, static_cast<LONG>(offset), &high, static_cast<DWORD>(from));
     if (low == INVALID_SET_FILE_POINTER && Platform::GetLastError() != ERROR_SUCCESS)
@@ -181,11 +177,7 @@ Int64 CFile::GetLength64() const {
 }
 
 void CFile::SetLength(Int64 length) {
-    if (length < 0) {
-        GenAssert(u"File", __LINE__);
-        return;
-    }
-    if (!assertOpen())
+    if (!require(length >= 0, __LINE__) || !assertOpen())
         return;
     seekTo(length, Begin);
     if (!Platform::SetEndOfFile(handle))
@@ -221,8 +213,7 @@ void CFile::WriteWord(unsigned short value) { Write(&value, sizeof value); }
 
 void CFile::WriteDWord(unsigned long value) {
     const auto stored = static_cast<std::uint32_t>(value);
-    if (stored != value)
-        GenAssert(u"File", __LINE__);
+    require(stored == value, __LINE__);
     Write(&stored, sizeof stored);
 }
 
@@ -263,17 +254,10 @@ unsigned long CFile::CreateMode(unsigned int flags) {
     return (flags & KeepContents) != 0 ? OPEN_ALWAYS : CREATE_ALWAYS;
 }
 
-bool CFile::assertOpen() const {
-    if (!IsOpen())
-        GenAssert(u"File", __LINE__);
-    return IsOpen();
-}
+bool CFile::assertOpen() const { return require(IsOpen(), __LINE__); }
 
 bool CFile::assertTransfer(const void* buffer, int size) const {
-    const bool isValid = buffer != nullptr && size > 0;
-    if (!isValid)
-        GenAssert(u"File", __LINE__);
-    return isValid && assertOpen();
+    return require(buffer != nullptr && size > 0, __LINE__) && assertOpen();
 }
 
 void CFile::throwLastError() const {

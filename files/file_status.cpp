@@ -3,6 +3,7 @@
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 
+#include "files/full_path.h"
 #include "platform/platform.h"
 
 namespace Tarn {
@@ -17,19 +18,13 @@ void check(BOOL result, const CUnicodeString& name) {
     ThrowFileException(code, name);
 }
 
-CUnicodeString fullPath(const CUnicodeString& name) {
-    CUnicodeString path = name;
-    FileSystem::MakeFullPath(path);
-    return path;
-}
-
 void setTimes(CFileStatus& status, const FILETIME& creation, const FILETIME& access, const FILETIME& write) {
     status.CreationTime = CTime::CreateFromFileTimeGmt(creation);
     status.AccessTime = CTime::CreateFromFileTimeGmt(access);
     status.ModificationTime = CTime::CreateFromFileTimeGmt(write);
 }
 
-// A time for the platform's call, or none.
+// A time as the platform's call takes it: null leaves the file's own.
 class CTimeToSet {
 public:
     explicit CTimeToSet(CTime wanted) : isSet(wanted != CTime::CreateZeroTime()) {
@@ -63,7 +58,7 @@ void CFile::GetStatus(CFileStatus& status) const {
 
 void CFile::GetStatus(const CUnicodeString& fileName, CFileStatus& status) {
     CFileStatus found;
-    found.FullName = fullPath(fileName);
+    found.FullName = FileSystem::FullPath(fileName);
     WIN32_FIND_DATAW data;
     const HANDLE search = Platform::FindFirstFileW(found.FullName, &data);
     check(search != INVALID_HANDLE_VALUE, fileName);
@@ -75,12 +70,12 @@ void CFile::GetStatus(const CUnicodeString& fileName, CFileStatus& status) {
 }
 
 void CFile::SetStatus(const CUnicodeString& fileName, const CFileStatus& status) {
-    const CUnicodeString path = fullPath(fileName);
+    const CUnicodeString path = FileSystem::FullPath(fileName);
     const DWORD attributes = Platform::GetFileAttributesW(path);
     check(attributes != INVALID_FILE_ATTRIBUTES, fileName);
     const bool attributesDiffer = attributes != status.Attributes;
     const bool wasReadOnly = isReadOnly(attributes);
-    if (attributesDiffer && wasReadOnly) // nobody can write the times before
+    if (attributesDiffer && wasReadOnly) // until then the times cannot be written
         check(Platform::SetFileAttributesW(path, status.Attributes), fileName);
 
     const CTimeToSet creation(status.CreationTime);

@@ -2,11 +2,11 @@
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file_system.h>
 
+#include "files/full_path.h"
 #include "files/platform_text.h"
 #include "platform/platform.h"
 
 #include <climits>
-#include <iterator>
 
 namespace Tarn::FileSystem {
 
@@ -14,9 +14,9 @@ namespace {
 
 constexpr int kApplicationDataPaths = 3;
 
-// What the process remembers; made when it is first needed.
+// What the process remembers; created when it is first needed.
 struct CProcessPaths {
-    CUnicodeString current; // empty until it is asked for
+    CUnicodeString current; // empty until it is first asked for
     CUnicodeString applicationData[kApplicationDataPaths];
 };
 
@@ -28,12 +28,6 @@ CProcessPaths& getPaths() {
         processPaths = new CProcessPaths;
     }
     return *processPaths;
-}
-
-CUnicodeString fullPath(const CUnicodeString& path) {
-    CUnicodeString result = path;
-    MakeFullPath(result);
-    return result;
 }
 
 [[noreturn]] void throwLastError(const CUnicodeString& path) {
@@ -58,8 +52,8 @@ bool fail(DWORD code) {
     return false;
 }
 
-// For a call on two names: the source when it is the one that is missing, or in use while there is no target
-// that could be; else the target.
+// For a call on two names. Blames the source if it is missing, or if something is in use and there is no
+// target; else the target.
 [[noreturn]] void throwLastError(const CUnicodeString& from, const CUnicodeString& to) {
     const DWORD code = Platform::GetLastError();
     const auto isThere = [](const CUnicodeString& path) {
@@ -73,8 +67,10 @@ bool fail(DWORD code) {
 class CSearch {
 public:
     // Throws when the search fails, but not when nothing matches.
-    CSearch(const CUnicodeString& dir, const CUnicodeString& mask)
-        : directory(dir), handle(Platform::FindFirstFileW(Merge(dir, mask, CUnicodeString()), &data)) {
+    CSearch(const CUnicodeString& dir, const CUnicodeString& mask) : directory(dir) {
+        if (dir.IsEmpty()) // would be searched as the directory that the process was started in
+            ThrowFileException(ERROR_PATH_NOT_FOUND, dir);
+        handle = Platform::FindFirstFileW(Merge(dir, mask, CUnicodeString()), &data);
         if (handle == INVALID_HANDLE_VALUE)
             throwUnless(ERROR_FILE_NOT_FOUND);
     }
@@ -97,7 +93,7 @@ public:
 private:
     const CUnicodeString& directory;
     WIN32_FIND_DATAW data;
-    HANDLE handle;
+    HANDLE handle = INVALID_HANDLE_VALUE;
     bool hasEnded = false;
 
     void throwUnless(DWORD expected) const {
@@ -131,7 +127,8 @@ CArray<CFileInfo> listEntries(const CUnicodeString& dir, const CUnicodeString& m
     return entries;
 }
 
-// Read-only files and directories refuse to be removed. A link's attributes may be those of its target.
+// Read-only files and directories cannot be removed. The attributes of a link may be those of its target,
+// which is left alone.
 void clearReadOnly(const CUnicodeString& path, DWORD attributes) {
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0 && !isLink(attributes))
         check(Platform::SetFileAttributesW(path, attributes & ~FILE_ATTRIBUTE_READONLY), path);
@@ -145,7 +142,7 @@ void removeEntry(const CUnicodeString& path, DWORD attributes) {
     check(isDirectory(attributes) ? Platform::RemoveDirectoryW(path) : Platform::DeleteFileW(path), path);
 }
 
-// The shell's allocator, released with the scope, and the location that it frees.
+// The location of a special folder, and the shell's allocator that frees it; both released with the scope.
 class CShellLocation {
 public:
     explicit CShellLocation(int folder) {
@@ -176,19 +173,17 @@ private:
     ITEMIDLIST* location = nullptr;
 };
 
-// The shell's number of each special folder.
-constexpr int kShellFolders[] = {
-    0,  // desktop
-    2,  // programs
-    5,  // personal documents
-    7,  // start-up
-    8,  // recent documents
-    11, // start menu
-    20, // fonts
-    6,  // favourites
+// The numbers (CSIDL values) by which the shell knows the special folders.
+constexpr struct {
+    TSpecialFolder folder;
+    int number;
+} kShellFolders[] = {
+    {TSpecialFolder::Desktop, 0}, {TSpecialFolder::Programs, 2},  {TSpecialFolder::Documents, 5},
+    {TSpecialFolder::StartUp, 7}, {TSpecialFolder::Recent, 8},    {TSpecialFolder::StartMenu, 11},
+    {TSpecialFolder::Fonts, 20},  {TSpecialFolder::Favorites, 6},
 };
 
-// The place of an application data path; null for an unknown kind, when assertions return.
+// Where an application data path is kept; null for an unknown kind, when the assertion returns.
 CUnicodeString* findDataPath(TApplicationDataPathType type) {
     const int index = static_cast<int>(type);
     if (index < 0 || index >= kApplicationDataPaths) {
@@ -208,7 +203,7 @@ CUnicodeString GetCurrentDir() {
 }
 
 void ChangeDir(const CUnicodeString& dir) {
-    const CUnicodeString path = fullPath(dir);
+    const CUnicodeString path = FullPath(dir);
     check(AccessDir(path), path);
     getPaths().current = path;
 }
@@ -235,12 +230,11 @@ void SetRelativeApplicationDataPath(const CUnicodeString& relative) {
 }
 
 CUnicodeString GetSpecialFolder(TSpecialFolder folder) {
-    const auto index = static_cast<unsigned>(folder);
-    if (index >= std::size(kShellFolders)) {
-        GenAssert(u"FileSystem", 1564);
-        return CUnicodeString();
-    }
-    return CShellLocation(kShellFolders[index]).Path();
+    for (const auto& known : kShellFolders)
+        if (known.folder == folder)
+            return CShellLocation(known.number).Path();
+    GenAssert(u"FileSystem", 1564);
+    return CUnicodeString();
 }
 
 CUnicodeString GetSystemDir() {
@@ -269,7 +263,7 @@ void ResetPaths() {
 }
 
 bool AccessDir(const CUnicodeString& path) {
-    const DWORD attributes = Platform::GetFileAttributesW(fullPath(path));
+    const DWORD attributes = Platform::GetFileAttributesW(FullPath(path));
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return false;
     return isDirectory(attributes) || fail(ERROR_DIRECTORY);
@@ -278,7 +272,7 @@ bool AccessDir(const CUnicodeString& path) {
 bool AccessFile(const CUnicodeString& name, unsigned int mode) {
     constexpr unsigned int kWrite = 2;
     constexpr unsigned int kRead = 4;
-    const CUnicodeString path = fullPath(name);
+    const CUnicodeString path = FullPath(name);
     const DWORD attributes = Platform::GetFileAttributesW(path);
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return false;
@@ -297,34 +291,34 @@ bool AccessFile(const CUnicodeString& name, unsigned int mode) {
 }
 
 DWORD GetAttributes(const CUnicodeString& name) {
-    const CUnicodeString path = fullPath(name);
+    const CUnicodeString path = FullPath(name);
     const DWORD attributes = Platform::GetFileAttributesW(path);
     check(attributes != INVALID_FILE_ATTRIBUTES, path);
     return attributes;
 }
 
 void SetAttributes(const CUnicodeString& name, DWORD attributes) {
-    const CUnicodeString path = fullPath(name);
+    const CUnicodeString path = FullPath(name);
     check(Platform::SetFileAttributesW(path, attributes), path);
 }
 
 void Remove(const CUnicodeString& name) {
-    const CUnicodeString path = fullPath(name);
+    const CUnicodeString path = FullPath(name);
     check(Platform::DeleteFileW(path), path);
 }
 
-void RemoveIgnoreErrors(const CUnicodeString& name) { Platform::DeleteFileW(fullPath(name)); }
+void RemoveIgnoreErrors(const CUnicodeString& name) { Platform::DeleteFileW(FullPath(name)); }
 
 void Copy(const CUnicodeString& from, const CUnicodeString& to) {
-    const CUnicodeString source = fullPath(from);
-    const CUnicodeString target = fullPath(to);
+    const CUnicodeString source = FullPath(from);
+    const CUnicodeString target = FullPath(to);
     if (!Platform::CopyFileW(source, target, FALSE))
         throwLastError(source, target);
 }
 
 void Move(const CUnicodeString& from, const CUnicodeString& to) {
-    const CUnicodeString source = fullPath(from);
-    const CUnicodeString target = fullPath(to);
+    const CUnicodeString source = FullPath(from);
+    const CUnicodeString target = FullPath(to);
     if (!Platform::MoveFileW(source, target))
         throwLastError(source, target);
 }
@@ -332,7 +326,7 @@ void Move(const CUnicodeString& from, const CUnicodeString& to) {
 void Rename(const CUnicodeString& from, const CUnicodeString& to) { Move(from, to); }
 
 void MakeDir(const CUnicodeString& dir) {
-    CUnicodeString path = fullPath(dir);
+    CUnicodeString path = FullPath(dir);
     NormalizePath(path);
     const bool isRoot = path.IsEmpty() && !dir.IsEmpty();
     if (isRoot || Platform::CreateDirectoryW(path))
@@ -345,17 +339,17 @@ void MakeDir(const CUnicodeString& dir) {
             return;
         code = Platform::GetLastError();
     }
-    if (!AccessDir(path)) // it may have been there, or another process was faster
+    if (!AccessDir(path)) // it may have existed, or another process was faster
         ThrowFileException(code, path);
 }
 
 void DelDir(const CUnicodeString& dir) {
-    const CUnicodeString path = fullPath(dir);
+    const CUnicodeString path = FullPath(dir);
     check(Platform::RemoveDirectoryW(path), path);
 }
 
 void DelTree(const CUnicodeString& dir) {
-    CUnicodeString path = fullPath(dir);
+    CUnicodeString path = FullPath(dir);
     NormalizePath(path);
     const DWORD attributes = GetAttributes(path);
     if (!isDirectory(attributes))
@@ -366,7 +360,7 @@ void DelTree(const CUnicodeString& dir) {
 long GetDiskFree() { return GetDiskFree(GetCurrentDir()); }
 
 long GetDiskFree(const CUnicodeString& dir) {
-    const CUnicodeString path = fullPath(dir);
+    const CUnicodeString path = FullPath(dir);
     UInt64 available = 0;
     check(Platform::GetDiskFreeSpaceExW(path, &available, nullptr, nullptr), path);
     return available > INT_MAX ? INT_MAX : static_cast<long>(available);
@@ -382,7 +376,7 @@ void GetFilesInDir(const CUnicodeString& dir, const CUnicodeString& mask, CArray
 
 void GetFilesInDir(const CUnicodeString& dir, const CUnicodeString& mask, CArray<CFileInfo>& files) {
     CArray<CFileInfo> found;
-    for (const CFileInfo& entry : listEntries(fullPath(dir), allFilesIfEmpty(mask)))
+    for (const CFileInfo& entry : listEntries(FullPath(dir), allFilesIfEmpty(mask)))
         if (!isDirectory(entry.Attributes))
             found.Add(entry);
     found.Sort(compareFileInfo);

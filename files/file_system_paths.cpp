@@ -1,5 +1,5 @@
 // Path names as text: splitting, joining, comparing and checking. Nothing here touches the file system; only
-// `MakeFullPath` and what is built on it asks for the current directory.
+// `MakeFullPath` and its callers ask for the current directory.
 #include <tarnkit/file_system.h>
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace Tarn::FileSystem {
 
 namespace {
 
-constexpr int kLongestPart = 259; // with its terminator, the platform's buffer for a part of a path
+constexpr int kLongestPart = 259; // of the 260 units that the system gives a part, one is the terminator
 constexpr std::u16string_view kInvalidUnits = u"*?<>:\"|\\/";
 constexpr char16_t kUp[] = u"..\\";
 
@@ -33,7 +33,7 @@ int findSeparator(const CUnicodeString& path, int start) {
     return -1;
 }
 
-// The index of the last separator, whatever it belongs to, or -1.
+// The index of the last separator, even if it belongs to the root, or -1.
 int findAnyLastSeparator(const CUnicodeString& path) {
     int i = path.GetLength() - 1;
     while (i >= 0 && !isSeparator(path[i]))
@@ -81,12 +81,13 @@ CUnicodeString join(const CUnicodeString& a, const CUnicodeString& b) {
     return separators == 1 ? a + b : a.Left(a.GetLength() - 1) + b;
 }
 
-// As `join`, but nothing adds nothing.
+// Like `join`, but an empty `b` adds no separator.
 CUnicodeString joinPieces(const CUnicodeString& a, const CUnicodeString& b) {
     return b.IsEmpty() ? a : join(a, b);
 }
 
-// The end of the root of a network path, behind the separator after the share; the whole path without one.
+// The end of the root of a network path, which includes the separator after the share; the length of the path
+// if it has none.
 int findEndOfShare(const CUnicodeString& path) {
     const int endOfServer = findSeparator(path, 2);
     const int endOfShare = endOfServer < 0 ? -1 : findSeparator(path, endOfServer + 1);
@@ -98,7 +99,7 @@ bool areUnitsValid(const CUnicodeString& text, int first, int end) {
            std::u16string_view::npos;
 }
 
-// Counts the components of a directory from `start` on; -1 when one of them is not valid.
+// The number of components of a directory from `start` on; -1 if one of them is not valid.
 int countValidComponents(const CUnicodeString& dir, int start) {
     int count = 0;
     while (start < dir.GetLength()) {
@@ -119,7 +120,7 @@ bool isDirValid(const CUnicodeString& dir, TPathType type) {
     return countValidComponents(dir, beginsWithSeparator(dir) ? 1 : 0) >= 0;
 }
 
-// A component of a path and what is left of the path from its first unit on.
+// Walks over the components of a path.
 class CComponents {
 public:
     CComponents(const CUnicodeString& ofPath, int from) : path(ofPath), start(from), end(from) { findEnd(); }
@@ -145,7 +146,8 @@ private:
     }
 };
 
-// The way from one directory to a path below the same root, whose components start at the given places.
+// The relative form of a path from a directory with the same root. The components of each begin at the given
+// index.
 CUnicodeString relate(const CUnicodeString& base, int baseStart, const CUnicodeString& path, int pathStart) {
     CComponents from(base, baseStart);
     CComponents to(path, pathStart);

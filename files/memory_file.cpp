@@ -4,6 +4,7 @@
 #include <tarnkit/messages.h>
 
 #include "errors/in_destructor.h"
+#include "errors/requirement.h"
 
 #include <algorithm>
 #include <climits>
@@ -14,12 +15,7 @@ namespace Tarn {
 
 namespace {
 
-// False after reporting the misuse, for when the report returns.
-bool require(bool condition, long line) {
-    if (!condition)
-        GenAssert(u"MemoryFile", line);
-    return condition;
-}
+constexpr CRequirement require(u"MemoryFile");
 
 void copyBytes(void* to, const void* from, int size) {
     if (size > 0)
@@ -35,6 +31,21 @@ int toIntOrFail(Int64 size) {
 } // namespace
 
 CMemoryFile::CMemoryFile(int step) : growthStep(step) { require(step >= 0, __LINE__); }
+
+CMemoryFile::CMemoryFile(CMemoryFile&& other) noexcept : CMemoryFile(other) { other.Detach(); }
+
+CMemoryFile& CMemoryFile::operator=(CMemoryFile&& other) noexcept {
+    if (this != &other) {
+        try {
+            freeBlock();
+        } catch (CException* e) {
+            e->Delete();
+        }
+        *this = other;
+        other.Detach();
+    }
+    return *this;
+}
 
 CMemoryFile::~CMemoryFile() noexcept(false) {
     RunInDestructor([this] { CMemoryFile::Close(); });
@@ -121,7 +132,7 @@ unsigned char* CMemoryFile::GrowBuffer(unsigned char* block, int oldSize, int ne
     return grown;
 }
 
-// False when the block cannot grow and the assertion about it returned.
+// False if the block cannot grow and the assertion returned.
 bool CMemoryFile::makeRoom(int size) {
     if (size > bufferSize)
         setBufferSize(size);

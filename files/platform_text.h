@@ -1,4 +1,4 @@
-// Texts of the platform whose length is not known beforehand.
+// Texts of the system whose length is not known in advance.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -6,9 +6,9 @@
 
 namespace Tarn {
 
-/// The text that `ask(buffer, size)` writes, in the manner of the platform's path calls: it returns the
-/// length of the text without its terminator, a number not below `size` when the buffer is too small, 0 when
-/// it fails; the result is empty then.
+/// The text that `ask(buffer, size)` writes; empty if it fails. `ask` behaves like the system's path calls:
+/// it returns the length of the text without its terminator, at least `size` if the buffer is too small, and
+/// 0 if it fails.
 template<class Ask>
 CUnicodeString AskPlatformForText(Ask ask) {
     DWORD size = MAX_PATH;

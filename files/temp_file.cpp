@@ -5,6 +5,8 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/temp_file.h>
 
+#include "errors/requirement.h"
+#include "files/full_path.h"
 #include "files/platform_text.h"
 #include "platform/platform.h"
 
@@ -14,9 +16,11 @@ namespace Tarn::TempFile {
 
 namespace {
 
+constexpr CRequirement require(u"TempFile");
+
 constexpr const char16_t* kDefaultPrefix = u"tmp";
 
-// What the process remembers; made when it is first needed.
+// What the process remembers; created when it is first needed.
 struct CState {
     CUnicodeString chosenDir;
     CArray<CUnicodeString> names; // full paths of the files handed out
@@ -37,17 +41,11 @@ void releaseState() {
     state = nullptr;
 }
 
-CUnicodeString fullPath(const CUnicodeString& path) {
-    CUnicodeString result = path;
-    FileSystem::MakeFullPath(result);
-    return result;
-}
-
 bool isSameName(const CUnicodeString& a, const CUnicodeString& b) {
     return FileSystem::CmpNames(&a, &b) == 0;
 }
 
-// The place in the list of the file with this full path, or -1.
+// The index in the list of the file with this full path, or -1.
 int findName(const CUnicodeString& path) {
     if (state != nullptr)
         for (int i = 0; i < state->names.Size(); i++)
@@ -56,23 +54,17 @@ int findName(const CUnicodeString& path) {
     return -1;
 }
 
-// Asserts that the file is listed; false when assertions return.
-bool assertListed(int place) {
-    if (place < 0)
-        GenAssert(u"TempFile", __LINE__);
-    return place >= 0;
-}
-
 bool areTempFilesKept() { return ReadLibraryFlag(u"KeepTempFiles", false); }
 
-// Creates a file that is not listed; empty when the check returns.
+// Creates a file without listing it and returns its full name; empty when the check returns.
 CUnicodeString create(const CUnicodeString& dir, const char16_t* prefix) {
     char16_t name[MAX_PATH];
-    if (Platform::GetTempFileNameW(dir, prefix, 0, name) == 0) {
+    // An empty name would be the directory that the process was started in.
+    if (dir.IsEmpty() || Platform::GetTempFileNameW(dir, prefix, 0, name) == 0) {
         GenCheck(ERR_CREATE_TEMP_FILE, dir);
         return CUnicodeString();
     }
-    return fullPath(CUnicodeString(name));
+    return FileSystem::FullPath(CUnicodeString(name));
 }
 
 // Moves a file over the empty file that holds the name.
@@ -90,7 +82,7 @@ void undoMove(const CUnicodeString& from, const CUnicodeString& to) {
 }
 
 // Gives a file the final name in its own directory. An existing file of that name is set aside meanwhile and
-// comes back when this fails.
+// restored if this fails.
 void putInPlace(const CUnicodeString& file, const CUnicodeString& permanent, const CUnicodeString& dir) {
     if (!FileSystem::AccessFile(permanent, 0)) {
         FileSystem::Rename(file, permanent);
@@ -109,8 +101,8 @@ void putInPlace(const CUnicodeString& file, const CUnicodeString& permanent, con
     FileSystem::RemoveIgnoreErrors(aside);
 }
 
-// Brings the temporary file under a new name into another directory, where it is put in place. It is moved,
-// or copied when it cannot be moved; the original is only given up when all is done.
+// Brings the temporary file into the other directory under a fresh name and puts it in place there. It is
+// moved, or copied if it cannot be moved; the original is only removed when everything else has succeeded.
 void putInPlaceElsewhere(const CUnicodeString& temp, const CUnicodeString& permanent,
                          const CUnicodeString& dir) {
     const CUnicodeString fresh = create(dir, kDefaultPrefix);
@@ -164,18 +156,18 @@ CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix) {
         names.Reserve(names.Size() + 1); // so that no file is created that cannot be listed
     }
     const bool hasPrefix = prefix != nullptr && *prefix != 0;
-    const CUnicodeString name = create(fullPath(dir), hasPrefix ? prefix : kDefaultPrefix);
+    const CUnicodeString name = create(FileSystem::FullPath(dir), hasPrefix ? prefix : kDefaultPrefix);
     if (!name.IsEmpty())
         names.Add(name);
     return name;
 }
 
-bool IsTempFile(const CUnicodeString& name) { return findName(fullPath(name)) >= 0; }
+bool IsTempFile(const CUnicodeString& name) { return findName(FileSystem::FullPath(name)) >= 0; }
 
 void Delete(const CUnicodeString& name) {
-    const CUnicodeString path = fullPath(name);
+    const CUnicodeString path = FileSystem::FullPath(name);
     const int place = findName(path);
-    if (!assertListed(place))
+    if (!require(place >= 0, __LINE__))
         return;
     if (!areTempFilesKept())
         FileSystem::Remove(path);
@@ -183,10 +175,10 @@ void Delete(const CUnicodeString& name) {
 }
 
 void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permanentName) {
-    const CUnicodeString temp = fullPath(tempName);
-    const CUnicodeString permanent = fullPath(permanentName);
+    const CUnicodeString temp = FileSystem::FullPath(tempName);
+    const CUnicodeString permanent = FileSystem::FullPath(permanentName);
     const int place = findName(temp);
-    if (!assertListed(FileSystem::AccessFile(temp, 0) ? place : -1))
+    if (!require(place >= 0 && FileSystem::AccessFile(temp, 0), __LINE__))
         return;
     if (!isSameName(temp, permanent)) {
         const CUnicodeString dir = FileSystem::GetDrivePath(permanent);
@@ -196,7 +188,7 @@ void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permane
             putInPlaceElsewhere(temp, permanent, dir);
     }
     state->names.DeleteAt(place);
-    // The final name may have been another temporary file's, which is replaced: what it names now stays.
+    // The final name may have belonged to another temporary file, now replaced; the new one is to stay.
     if (const int replaced = findName(permanent); replaced >= 0)
         state->names.DeleteAt(replaced);
 }

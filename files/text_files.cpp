@@ -50,7 +50,7 @@ void splitLines(const String& text, CArray<String>& lines) {
     }
 }
 
-// The next `length` units of the file, spaces for zeros.
+// The next `length` units of the file, with spaces instead of zeros.
 template<class String, class Adjust>
 String readUnits(CFile& file, int length, Adjust adjust) {
     String text;
@@ -76,7 +76,7 @@ CString readBytes(CFile& file, int length) {
     return readUnits<CString>(file, length, [](char) {});
 }
 
-// The text in a code page; false when it cannot be converted and the check about it returned.
+// Converts the text to a code page; false if it cannot be converted and the check returned.
 bool convert(const CUnicodeString& text, unsigned codePage, const CUnicodeString& fileName, CString& result) {
     result = text.CreateString(codePage);
     const bool isConverted = !result.IsEmpty() || *text.Ptr() == 0;
@@ -85,7 +85,7 @@ bool convert(const CUnicodeString& text, unsigned codePage, const CUnicodeString
     return isConverted;
 }
 
-// Makes a file anew, lets `write` fill it through an archive, and closes it.
+// Creates or empties a file, lets `write` fill it through an archive, and closes it.
 template<class Write>
 void writeFile(const CUnicodeString& fileName, Write write) {
     CFile file(fileName, kForWriting);

@@ -1,11 +1,14 @@
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/text_stream.h>
 
+#include "errors/requirement.h"
 #include "files/text_format.h"
 
 namespace Tarn {
 
 namespace {
+
+constexpr CRequirement require(u"TextStream");
 
 constexpr unsigned kSystemCodePage = 0;
 
@@ -14,17 +17,13 @@ constexpr unsigned kSystemCodePage = 0;
 CTextStream::CTextStream(CBaseFile* textFile, TFormat textFormat) : file(textFile), format(textFormat) {}
 
 CTextStream& CTextStream::operator<<(const char* text) {
-    if (text == nullptr)
-        GenAssert(u"TextStream", __LINE__);
-    else
+    if (require(text != nullptr, __LINE__))
         writeString(CString(text));
     return *this;
 }
 
 CTextStream& CTextStream::operator<<(const char16_t* text) {
-    if (text == nullptr)
-        GenAssert(u"TextStream", __LINE__);
-    else
+    if (require(text != nullptr, __LINE__))
         writeString(CUnicodeString(text));
     return *this;
 }
@@ -60,7 +59,7 @@ CTextStream& CTextStream::write(Number value) {
     return *this;
 }
 
-// Before the first text: the mark at the start of a file of UTF-16.
+// Called before the first output: a UTF-16 file begins with the byte order mark.
 void CTextStream::init() {
     if (format == Unicode && file != nullptr && file->GetPosition() == 0)
         file->Write(&kByteOrderMark, sizeof kByteOrderMark);

@@ -1,5 +1,5 @@
-// What the fuzzers share. A fuzzer turns its bytes into calls of one part of the library and stops the
-// process where an answer contradicts another one; the sanitizers stop it for the rest.
+// What the fuzzers share. A fuzzer turns its input into calls of one part of the library and stops the
+// process when one result contradicts another; the sanitizers stop it at all other faults.
 #pragma once
 
 #include <tarnkit/string.h>
@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <string>
 
-/// Ends the process, so that the fuzzer keeps the input, when `isTrue` is not.
+/// Ends the process if `isTrue` is false, so that the fuzzer keeps the input.
 #define MUST(isTrue)                                                                                         \
     do {                                                                                                     \
         if (!(isTrue)) {                                                                                     \

@@ -85,8 +85,9 @@ void setApplicationDataPaths() {
     }
     const CUnicodeString path =
         FileSystem::GetDrivePath(FileSystem::GetModuleFileNameW(GetApplicationInstance()));
-    for (const int type : {1, 0, 2})
-        FileSystem::SetApplicationDataPath(static_cast<FileSystem::TApplicationDataPathType>(type), path);
+    using enum FileSystem::TApplicationDataPathType;
+    for (const auto type : {User, Common, Local})
+        FileSystem::SetApplicationDataPath(type, path);
 }
 
 void setRegistrySections(const char16_t* userSection, const char16_t* machineSection) {

@@ -1,5 +1,6 @@
 #include <tarnkit/registry_key.h>
 
+#include "errors/requirement.h"
 #include "platform/platform.h"
 #include "settings/enumeration_buffer.h"
 
@@ -10,19 +11,12 @@ namespace Tarn {
 
 namespace {
 
-constexpr char16_t kSourceName[] = u"RegistryKey";
+constexpr CRequirement require(u"RegistryKey");
 
 // Stores the result of a registry call as the thread's last-error code. Returns whether the call succeeded.
 bool setResult(LSTATUS result) {
     Platform::SetLastError(static_cast<DWORD>(result));
     return result == static_cast<LSTATUS>(ERROR_SUCCESS);
-}
-
-// Reports a misuse. Returns `condition`, for when the report returns.
-bool require(bool condition, long line) {
-    if (!condition)
-        GenAssert(kSourceName, line);
-    return condition;
 }
 
 bool queryInfo(HKEY key, CRegistryKeyInfo& info) {

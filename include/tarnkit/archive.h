@@ -1,14 +1,23 @@
-// CArchive: a binary stream of values over any CBaseFile, in one direction for its whole life.
-//
-// The format is the values in the order written and nothing else: numbers little-endian, counts as small
-// values (one byte up to 254, else 0xFF and 4 bytes), text as its length and its units. Reader and writer
-// must agree on the sequence; `SerializeVersion` is there for layouts that change.
-//
-// An archive uses the file and neither owns nor closes it; the file must live until the archive is closed. It
-// keeps a buffer of its own, so small values cost a copy into memory. The failures of the file pass through
-// unchanged; a file that ends too early is the end-of-file `CFileException*`, and all errors carry the
-// archive's name. Transfers in the wrong direction, or after `Close` and `Abort`, assert. One thread at a
-// time.
+/// \file
+/// CArchive: a binary stream of values over any CBaseFile, in one direction for its whole life.
+///
+/// The format is the values in the order in which they are written and nothing else: numbers in little-endian
+/// order, counts as small values (one byte up to 254, otherwise 0xFF and 4 bytes), text as its length and its
+/// units. Reader and writer must agree on the sequence; `SerializeVersion` is there for layouts that change.
+///
+/// \code
+/// CFile file(u"book.bin", CFile::ForReading | CFile::DenyWrite);
+/// CArchive archive(&file, CArchive::Loading);
+/// const int version = archive.SerializeVersion(2); // raises an error if the file is newer
+/// CUnicodeString title;
+/// archive >> title;
+/// \endcode
+///
+/// An archive uses the file and neither owns nor closes it; the file must live until the archive is closed.
+/// The archive has a buffer of its own, so a small value costs only a copy into memory. Exceptions of the
+/// file pass through unchanged; if the file ends too early, the exception kind is `endOfFile`. The errors of
+/// the archive carry its name. Transfers in the wrong direction, or after `Close` or `Abort`, assert. An
+/// archive is used by one thread at a time.
 #pragma once
 
 #include <tarnkit/array.h>
@@ -34,18 +43,23 @@ class TARNKIT_API CArchive {
 public:
     enum TDirection { Loading = 0, Storing = 1 };
 
-    /// The least buffer that holds any single value.
+    /// The smallest size of the buffer, in bytes; it holds any single value.
     static constexpr int kLeastBufferSize = 9;
     static constexpr int kDefaultBufferSize = 4096;
 
-    /// `archiveFile` gives the archive its name. Asserts when it is null or the buffer is less than
-    /// `kLeastBufferSize`, which is then used.
+    /// The archive takes its name from `archiveFile`, which must not be null. Asserts if `size` is below
+    /// `kLeastBufferSize`, which is then used instead.
     CArchive(CBaseFile* archiveFile, TDirection archiveDirection, int size = kDefaultBufferSize);
-    /// Closes; a failure is thrown, unless another exception is on its way.
+    /// Closes the archive; a failure is thrown, unless another exception is unwinding the stack.
     virtual ~CArchive() noexcept(false);
 
     CArchive(const CArchive&) = delete;
     CArchive& operator=(const CArchive&) = delete;
+    /// Takes over the file and what waits in the buffer; `other` is left as after `Close`.
+    CArchive(CArchive&& other) noexcept;
+    /// Exchanges the two archives, so that nothing waiting in this one is lost: `other` writes it when it is
+    /// closed.
+    CArchive& operator=(CArchive&& other) noexcept;
 
     bool IsLoading() const { return direction == Loading; }
     bool IsStoring() const { return direction == Storing; }
@@ -54,21 +68,20 @@ public:
     CUnicodeString Name() const { return name; }
     CUnicodeString UnicodeName() const { return name; }
 
-    /// Brings the file to the state that the archive stands for: storing writes what waits in the buffer,
-    /// loading moves the file's position back to the first byte not consumed. Bytes that the file refused
-    /// stay in the buffer for the next flush; `Abort` drops them.
+    /// Storing: writes what waits in the buffer; bytes that could not be written stay there for the next
+    /// attempt. Loading: moves the position of the file back to the first byte that was not consumed.
     void Flush();
-    /// `Flush`, then lets the file go, also when the flush failed.
+    /// Flushes and detaches the file, even if flushing failed.
     void Close();
-    /// Lets the file go without flushing: what was not written yet is lost.
+    /// Detaches the file without flushing: what has not been written yet is lost.
     void Abort();
     /// Loading only: whether every byte of the file has been consumed.
     bool IsEndOfArchive() const;
 
-    /// Fills exactly `size` bytes or throws the end-of-file exception.
+    /// Reads exactly `size` bytes or throws the exception kind `endOfFile`.
     void Read(void* bytes, int size);
     void Write(const void* bytes, int size);
-    /// Passes over `size` bytes; whether the file has them is not checked.
+    /// Skips `size` bytes without checking whether the file has them.
     void Skip(int size);
 
     CArchive& operator<<(bool value) { return *this << static_cast<unsigned char>(value ? 1 : 0); }
@@ -80,7 +93,8 @@ public:
     CArchive& operator<<(unsigned short value) { return store(value); }
     CArchive& operator<<(int value) { return store(value); }
     CArchive& operator<<(unsigned int value) { return store(value); }
-    /// 4 bytes; asserts when the value does not fit.
+    /// 4 bytes on every target; asserts if the value does not fit. On 64-bit POSIX targets `std::int64_t` is
+    /// `long`, so use `Int64` for values of 8 bytes.
     CArchive& operator<<(long value) { return store(narrow(value)); }
     CArchive& operator<<(unsigned long value) { return store(narrow(value)); }
     CArchive& operator<<(Int64 value) { return store(value); }
@@ -112,7 +126,7 @@ public:
     CArchive& operator>>(float& value) { return load(value); }
     CArchive& operator>>(double& value) { return load(value); }
 
-    // What would silently become another type: a pointer a `bool`, a character type an `int`.
+    // These would silently be stored as another type: pointers as `bool`, character types as `int`.
     template<class T>
     requires std::is_pointer_v<T> || std::is_member_pointer_v<T> || std::is_null_pointer_v<T> CArchive&
     operator<<(T) = delete;
@@ -145,19 +159,19 @@ public:
     void SerializeSmallValue(long& value) { serializeSmallValue<int>(value); }
     void SerializeSmallValue(unsigned long& value) { serializeSmallValue<unsigned int>(value); }
 
-    /// Storing writes `currentVersion` and returns it. Loading returns the stored version, at most
-    /// `currentVersion`; a higher one raises `ERR_BAD_ARCHIVE_VERSION`.
+    /// Storing: writes `currentVersion` and returns it. Loading: returns the stored version; one above
+    /// `currentVersion` raises `ERR_BAD_ARCHIVE_VERSION`.
     int SerializeVersion(int currentVersion);
 
-    /// Writes text without its length, followed by CR LF when asked for.
+    /// Writes text without its length, followed by CR LF if `addLineEnd` is set.
     void WriteString(const CString& text, bool addLineEnd);
     void WriteString(const char* text, bool addLineEnd);
     void WriteUnicodeString(const CUnicodeString& text, bool addLineEnd);
     void WriteUnicodeString(const char16_t* text, bool addLineEnd);
 
-    /// Reads up to a line end (CR LF or LF), which is dropped, or to the end of the file. False when the file
-    /// was already at its end. A zero, or a CR without its LF, raises `ERR_BAD_TEXT_FILE`; the end of the
-    /// file right after a CR is the end-of-file exception.
+    /// Reads up to a line end (CR LF or LF), which is dropped, or to the end of the file. Returns false if
+    /// the file was already at its end. A zero, or a CR without an LF, raises `ERR_BAD_TEXT_FILE`; a file
+    /// that ends right after a CR throws the exception kind `endOfFile`.
     bool ReadString(CString& line);
     bool ReadUnicodeString(CUnicodeString& line);
 
@@ -171,8 +185,8 @@ private:
     CBaseFile* file;
     CUnicodeString name;
     TDirection direction;
-    /// Loading: the bytes read ahead. Storing: room of `bufferSize` bytes, none before the first write. Empty
-    /// without a file.
+    /// Loading: the bytes read ahead. Storing: `bufferSize` bytes of room, none before the first write. Empty
+    /// while no file is attached.
     CArray<unsigned char> buffer;
     int bufferSize;
     /// How many bytes of the buffer have been consumed (loading) or wait to be written (storing).
@@ -182,8 +196,9 @@ private:
 
     int unusedBufferSize() const { return buffer.Size() - position; }
 
-    // The next `size` bytes to read or to fill, and the position behind them. Null when the archive is no
-    // longer usable and assertions return. Without a file the buffer is empty, so that one test does.
+    // Return the next `size` bytes to read or to fill and move the position past them; null if the archive
+    // cannot be used and the assertion returned. Without a file the buffer is empty, so one comparison covers
+    // that as well.
     const void* getReadPtr(int size) {
         if (direction != Loading || size > unusedBufferSize()) [[unlikely]]
             if (!prepareRead(size))
@@ -224,7 +239,7 @@ private:
         return *this;
     }
 
-    // A `long` as the 4 bytes that it has in the format.
+    // The 4 bytes that a `long` has in the format.
     template<class Narrow, class T>
     static Narrow narrowTo(T value) {
         if (static_cast<T>(static_cast<Narrow>(value)) != value) [[unlikely]]
@@ -262,22 +277,23 @@ private:
 };
 TARNKIT_LAYOUT(CArchive, 36, file, name, direction, buffer, bufferSize, position);
 
-static_assert(std::endian::native == std::endian::little, "values are copied as they lie in memory");
+static_assert(std::endian::native == std::endian::little, "values are stored as their bytes in memory");
 static_assert(sizeof(short) == 2 && sizeof(int) == 4 && sizeof(Int64) == 8);
 static_assert(sizeof(float) == 4 && sizeof(double) == 8 && sizeof(bool) == 1);
 
 /// A small value with the length in bytes or units, then the text. Loading raises `ERR_BAD_ARCHIVE` for a
-/// negative length and takes no more memory than the file can fill.
+/// negative length and allocates no more memory than the file can fill.
 TARNKIT_API CArchive& operator<<(CArchive& archive, const CString& text);
 TARNKIT_API CArchive& operator>>(CArchive& archive, CString& text);
 TARNKIT_API CArchive& operator<<(CArchive& archive, const CUnicodeString& text);
 TARNKIT_API CArchive& operator>>(CArchive& archive, CUnicodeString& text);
 
-/// Numerator and denominator, 4 bytes each. Loading raises `ERR_BAD_ARCHIVE` for terms that no rational has.
+/// Numerator and denominator, 4 bytes each. Loading raises `ERR_BAD_ARCHIVE` for terms that no `rational` can
+/// have.
 TARNKIT_API CArchive& operator<<(CArchive& archive, const rational& value);
 TARNKIT_API CArchive& operator>>(CArchive& archive, rational& value);
 
-// The 64-bit counts of time values, whatever they are.
+// Times and time spans are stored as their 64-bit counts, which are not checked on loading.
 inline CArchive& operator<<(CArchive& archive, CTimeSpan span) { return archive << span.GetTotalTimeUnits(); }
 inline CArchive& operator>>(CArchive& archive, CTimeSpan& span) {
     Int64 units;

@@ -1,12 +1,21 @@
-// CBaseFile, the abstract random-access byte file, and CFile, a file on disk.
-//
-// Archives and text streams work on any CBaseFile and never own or close it. A CFile owns its platform handle
-// from `Open` to `Close`, `Abort` or its destruction. Failures of the platform are `CFileException*`s with
-// the system's code and the file's full name; misuse (a closed file, null buffers, negative sizes) is an
-// assertion. One thread at a time; objects on the same path share it by the share bits of their flags.
-//
-// An open file has one owner. Copying a CFile gives a file that is not open, assigning one closes the target
-// and leaves it not open: so no handle is ever closed twice. Moving hands the open file over.
+/// \file
+/// CBaseFile, the abstract random-access byte file, and CFile, a file on disk.
+///
+/// Archives and text streams work on any CBaseFile and never own or close it. A CFile owns its system handle
+/// from `Open` until `Close`, `Abort` or its destruction. A call that the system refuses throws a
+/// `CFileException*` with the system's code and the file's full name; misuse (a file that is not open, null
+/// buffers, negative sizes) is an assertion. A file is used by one thread at a time; several objects may have
+/// the same file open as far as the share bits of their flags allow.
+///
+/// \code
+/// CFile file(u"scores.bin", CFile::ForWriting | CFile::Create); // nobody else can open it meanwhile
+/// file.WriteDWord(4711);
+/// file.Close(); // throws if the system could not store everything
+/// \endcode
+///
+/// An open file has one owner, so that no handle is ever closed twice. Moving a CFile hands the open file
+/// over, also when an array or a `std::vector` grows. A copy of a CFile is not open; assigning a CFile to
+/// another closes the target and leaves it not open.
 #pragma once
 
 #include <tarnkit/array.h>
@@ -21,7 +30,7 @@ namespace Tarn {
 
 class TARNKIT_API CBaseFile {
 public:
-    /// The values of the platform's seek call.
+    /// What an offset counts from; the values are those of the system's seek call.
     enum TSeekPosition { Begin = 0, Current = 1, End = 2 };
 
     CBaseFile() = default;
@@ -30,7 +39,7 @@ public:
 
     virtual ~CBaseFile() noexcept(false);
     virtual CUnicodeString GetFileName() = 0;
-    /// The bytes read, fewer than `size` at the end of the file.
+    /// Returns the number of bytes read: fewer than `size` at the end of the file.
     virtual int Read(void* buffer, int size) = 0;
     virtual void Write(const void* buffer, int size) = 0;
     virtual int GetPosition() const = 0;
@@ -38,7 +47,7 @@ public:
     virtual int Seek(int offset, TSeekPosition from) = 0;
     virtual void SetLength(int length) = 0;
     virtual int GetLength() const = 0;
-    /// Closes without reporting a failure; what was not written yet is lost.
+    /// Closes without reporting a failure; what has not been written yet is lost.
     virtual void Abort() = 0;
     virtual void Flush() = 0;
     virtual void Close() = 0;
@@ -48,22 +57,22 @@ public:
 };
 TARNKIT_LAYOUT(CBaseFile, 4);
 
-/// What the system knows of a file.
+/// What the system knows about a file or directory.
 struct CFileStatus {
     CTime CreationTime = CTime::CreateZeroTime();
     CTime ModificationTime = CTime::CreateZeroTime();
     CTime AccessTime = CTime::CreateZeroTime();
     Int64 Size = 0;       ///< bytes
-    DWORD Attributes = 0; ///< the platform's bits; the first one is read-only
+    DWORD Attributes = 0; ///< `FILE_ATTRIBUTE_...` bits, such as `FILE_ATTRIBUTE_READONLY`
     CUnicodeString FullName;
 };
 TARNKIT_LAYOUT(CFileStatus, 40, CreationTime, ModificationTime, AccessTime, Size, Attributes, FullName);
 
 class TARNKIT_API CFile : public CBaseFile {
 public:
-    /// Bits of the `flags` of `Open`: one access, one way of sharing (`Exclusive` when none is given), and
-    /// how to create. Without `Create` an existing file is opened; with it alone the file is created anew,
-    /// emptied when it exists; together with `KeepContents` it is created only when missing.
+    /// The flags of `Open`: one access, one way of sharing (`Exclusive` if none is given), and how to create.
+    /// Without `Create` the file must exist. `Create` creates the file, or empties it if it exists; together
+    /// with `KeepContents` an existing file keeps its contents.
     enum TOpenFlags : unsigned int {
         ForReading = 0x0000,
         ForWriting = 0x0001,
@@ -79,37 +88,43 @@ public:
     CFile() = default;
     CFile(const CUnicodeString& fileName, unsigned int flags);
     CFile(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
-    CFile(const CFile& other);
+    /// A file that is not open. Files that are const cannot be copied: a `std::vector` would prefer to copy
+    /// its elements when it grows, since their destructor may throw, and so close every file in it.
+    CFile(CFile& other);
     CFile(CFile&& other) noexcept;
     CFile& operator=(const CFile& other);
-    CFile& operator=(CFile&& other);
-    /// Closes an open file; a failure is thrown, unless another exception is on its way.
+    /// Takes the open file of `other` over. The present one is closed first, as by `Abort`: where a failure
+    /// of that matters, call `Close` before.
+    CFile& operator=(CFile&& other) noexcept;
+    /// Closes an open file; a failure is thrown, unless another exception is unwinding the stack.
     ~CFile() noexcept(false) override;
 
-    /// Opens the file, which must not be open, under its full path. Bad flags assert before anything is
-    /// changed; when opening fails the object stays not open. `attributes` are those of a file created.
+    /// Opens the file by its full path (`FileSystem::MakeFullPath`). Asserts if this object is open already
+    /// or if the flags are invalid, and changes nothing then. After a failure the object is not open.
+    /// `attributes` are the attributes of a new file (`FILE_ATTRIBUTE_NORMAL` by default) and the
+    /// `FILE_FLAG_...` bits of the system's call.
     void Open(const CUnicodeString& fileName, unsigned int flags);
     void Open(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
-    /// As `Open`, for a file that is going to be mapped into memory.
+    /// Like `Open`, for a file whose handle is going to be mapped into memory.
     void OpenForMapping(const CUnicodeString& fileName, unsigned int flags);
     void OpenForMapping(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
-    /// Closes a file of `OpenForMapping` without reporting a failure.
+    /// Closes a file that `OpenForMapping` opened, without reporting a failure.
     void CloseMapped();
 
     bool IsOpen() const { return handle != INVALID_HANDLE_VALUE; }
     HANDLE Handle() const { return handle; }
-    /// The full name; empty while not open, unless closing failed.
+    /// The full name; empty while the file is not open, unless `Close` failed.
     CUnicodeString GetFileName() override;
     CUnicodeString UnicodeName() const { return name; }
 
-    /// 0 for a `size` of 0, even on a closed file.
+    /// A `size` of 0 gives 0, even if the file is not open.
     int Read(void* buffer, int size) override;
     void Write(const void* buffer, int size) override;
-    /// Asserts above 2^31 - 1, as `GetLength` does.
+    /// Asserts if the position is above 2^31 - 1; so does `GetLength` for the length.
     int GetPosition() const override;
-    /// Throws the bad-seek kind when the new position is above 2^31 - 1.
+    /// Throws the exception kind `badSeek` if the new position is above 2^31 - 1.
     int Seek(int offset, TSeekPosition from) override;
-    /// Leaves the position at the new end.
+    /// Moves the position to the new end.
     void SetLength(int length) override;
     int GetLength() const override;
     void Abort() override;
@@ -123,7 +138,7 @@ public:
     void SetLength(Int64 length);
     void SetLength(long length) { SetLength(Int64{length}); }
 
-    /// Exactly `size` bytes, or the end-of-file exception.
+    /// Reads exactly `size` bytes or throws the exception kind `endOfFile`.
     void ReadRecord(void* buffer, int size);
     unsigned char ReadByte();
     /// 2 bytes, little-endian.
@@ -132,44 +147,47 @@ public:
     unsigned long ReadDWord();
     void WriteByte(unsigned char value);
     void WriteWord(unsigned short value);
-    /// 4 bytes; asserts when the value does not fit.
+    /// 4 bytes; asserts if the value does not fit.
     void WriteDWord(unsigned long value);
 
-    /// Of the open file. When something fails, `status` stays as it was.
+    /// Fills in the status of the open file. After a failure `status` is unchanged.
     void GetStatus(CFileStatus& status) const;
-    /// Of a file or directory by name.
+    /// Fills in the status of a file or directory by name.
     static void GetStatus(const CUnicodeString& fileName, CFileStatus& status);
-    /// Gives a file, which nobody else may be writing, the times of `status` that are not zero, and then its
-    /// attributes, also when it is read-only before. Size and name are not looked at. Where all times are
-    /// zero, only a file that is read-only gets the attributes. POSIX has no way to set the time of creation.
+    /// Sets the times of `status` that are not zero, then the attributes, even of a read-only file; its size
+    /// and name are ignored. Nobody else may have the file open for writing. If all times are zero, only a
+    /// file that is read-only gets the attributes. POSIX systems cannot set the time of creation.
     static void SetStatus(const CUnicodeString& fileName, const CFileStatus& status);
 
-    /// What the flags mean to the platform's create call; bad bits assert.
+    /// The flags as the arguments of the system's create call; invalid bits assert.
     static unsigned long AccessMode(unsigned int flags);
     static unsigned long ShareMode(unsigned int flags);
     static unsigned long CreateMode(unsigned int flags);
 
-    // Whole files of text. Each call opens the file, sharing it for reading at most, and closes it. Zeros
-    // that are read become spaces. Lines end at LF, CR, CR LF, VT and FF, in 16-bit text also at U+2028 and
-    // U+2029; a line break at the end is followed by an empty line, and an empty text has no lines. Lines
-    // are written with CR LF between them. Code pages as in `CUnicodeString`.
+    // Whole files of text. Each call opens and closes the file; meanwhile others may read a file that is
+    // read, and nobody can open one that is written. Zeros become spaces on reading. Lines end at LF, CR,
+    // CR LF, VT and FF, in 16-bit text also at U+2028 and U+2029; a line break at the very end is followed by
+    // an empty line, and an empty text has no lines. Lines are written with CR LF between them. Code pages
+    // are those of `CUnicodeString`.
 
-    /// A file that begins with a byte order mark is UTF-16, which may be big-endian; any other is text in the
-    /// code page, empty when it is not valid there. UTF-16 of an odd length raises `ERR_BAD_TEXT_FILE`.
+    /// Reads UTF-16 of either byte order if the file begins with a byte order mark, otherwise text in the
+    /// code page. Bytes that are invalid in UTF-8 read as U+FFFD; if bytes are invalid in any other code
+    /// page, or there is no such code page, the whole text is empty. A UTF-16 file of an odd length raises
+    /// `ERR_BAD_TEXT_FILE`.
     static CUnicodeString ReadText(const CUnicodeString& fileName, unsigned int codePage);
     static void ReadText(const CUnicodeString& fileName, CArray<CUnicodeString>& lines,
                          unsigned int codePage);
-    /// UTF-16, little-endian, with a byte order mark.
+    /// Writes little-endian UTF-16 with a byte order mark.
     static void WriteText(const CUnicodeString& fileName, const CUnicodeString& text);
     static void WriteText(const CUnicodeString& fileName, const CArray<CUnicodeString>& lines);
 
-    /// The bytes as they are.
+    /// Reads and writes 8-bit text without conversion and without a mark.
     static CString ReadANSIText(const CUnicodeString& fileName);
     static void ReadANSIText(const CUnicodeString& fileName, CArray<CString>& lines);
     static void WriteANSIText(const CUnicodeString& fileName, const CString& text);
     static void WriteANSIText(const CUnicodeString& fileName, const CArray<CString>& lines);
-    /// Text that cannot be converted, for want of the code page, raises `ERR_BAD_TEXT_FILE` before the file
-    /// is touched; single characters that the code page lacks become its default character.
+    /// Raises `ERR_BAD_TEXT_FILE`, before the file is touched, if there is no such code page; characters that
+    /// the code page lacks become its default character.
     static void WriteANSIText(const CUnicodeString& fileName, const CUnicodeString& text,
                               unsigned int codePage);
     static void WriteANSIText(const CUnicodeString& fileName, const CArray<CUnicodeString>& lines,

@@ -1,11 +1,22 @@
-// FileSystem: path names as text, the process's current directory, and thin calls on files and directories.
-//
-// A path is a `CUnicodeString`. The single root is `\`; both `\` and `/` separate components everywhere, and
-// "C:" drives and network paths (`\\server\share\...`) are understood. The platform has no current directory,
-// so the library keeps one for the process: every call that touches the file system first makes its names
-// full paths with it. The text functions touch nothing and never throw; the others throw a `CFileException*`
-// with the system's code and the full path that failed. The current directory and the application data paths
-// are not locked: change them while no other thread works with files.
+/// \file
+/// FileSystem: path names as text, the current directory, and calls on files and directories by name.
+///
+/// A path is a `CUnicodeString`. The single root is `\`; both `\` and `/` separate components everywhere, and
+/// drives ("C:") and network paths (`\\server\share\...`) are understood. Windows CE has no current
+/// directory, so the library keeps one for the process, on every system: each call that touches the file
+/// system first makes its names full paths with it. Functions on text alone touch nothing and never throw;
+/// the others throw a `CFileException*` with the system's code and the full path that failed; an empty path
+/// never names anything. The current directory and the application data paths are not locked: change them
+/// only while no other thread works with files.
+///
+/// \code
+/// const CUnicodeString dir = FileSystem::CombinePath(FileSystem::GetEXEDir(), u"data");
+/// FileSystem::MakeDir(dir);
+/// CArray<CUnicodeString> names;
+/// FileSystem::GetFilesInDir(dir, u"*.txt", names);
+/// for (const CUnicodeString& name : names)
+///     FileSystem::Remove(FileSystem::Merge(dir, name));
+/// \endcode
 #pragma once
 
 #include <tarnkit/array.h>
@@ -19,8 +30,8 @@ namespace FileSystem {
 
 enum TPathType { Ordinary = 0, UNC = 1 };
 
-/// What the application keeps under a data path: `User` for the user's roaming data, `Common` for what all
-/// users share, `Local` for the user's data on this machine only.
+/// Whose data the application keeps under a data path: `User` for data that follows the user to other
+/// machines, `Common` for data shared by all users, `Local` for the user's data on this machine only.
 enum class TApplicationDataPathType { User = 0, Common = 1, Local = 2 };
 
 enum class TSpecialFolder {
@@ -34,138 +45,143 @@ enum class TSpecialFolder {
     Favorites = 7
 };
 
-/// One file of a directory.
+/// A file in a directory.
 struct CFileInfo {
     CUnicodeString Name; ///< name and extension, without the directory
     Int64 Size = 0;      ///< bytes
     DWORD Attributes = 0;
 };
 
-// Paths as text.
+// Functions on the text of paths.
 
-/// `drive` + `dir` + `name` + `ext` is the path again, unless a part was longer than 259 units and was cut.
-/// `dir` ends with its separator, `ext` begins with its dot.
+/// Splits a path so that `drive` + `dir` + `name` + `ext` is the path again, unless a part is longer than 259
+/// units, which are kept of it. `dir` ends with its separator, `ext` begins with its dot.
 TARNKIT_API void Split(const CUnicodeString& path, CUnicodeString& drive, CUnicodeString& dir,
                        CUnicodeString& name, CUnicodeString& ext);
-/// The non-empty components between separators, in order.
+/// Fills `parts` with the non-empty components between separators, in order.
 TARNKIT_API void Split(const CUnicodeString& path, CArray<CUnicodeString>& parts);
 /// The directory part, without the drive.
 TARNKIT_API CUnicodeString GetPath(const CUnicodeString& path);
 /// The name without its extension.
 TARNKIT_API CUnicodeString GetName(const CUnicodeString& path);
-/// The extension with its dot, or nothing.
+/// The extension with its dot; empty if there is none.
 TARNKIT_API CUnicodeString GetExt(const CUnicodeString& path);
 TARNKIT_API CUnicodeString GetNameExt(const CUnicodeString& path);
-/// Drive and directory.
+/// The drive and the directory.
 TARNKIT_API CUnicodeString GetDrivePath(const CUnicodeString& path);
 
 /// `UNC` for a path that begins with two equal separators.
 TARNKIT_API TPathType GetPathType(const CUnicodeString& path);
 TARNKIT_API bool IsUNCRootPath(const CUnicodeString& path);
-/// `\\server\share\` of a network path (all of it, with a separator, when it names no share), else `\`.
+/// `\\server\share\` of a network path (the whole path and a separator if it names no share), otherwise `\`.
 TARNKIT_API CUnicodeString GetRoot(const CUnicodeString& path);
-/// Index of the last separator; -1 when there is none or it belongs to a drive's or a server's root.
+/// The index of the last separator; -1 if there is none or it belongs to the root of a drive or server.
 TARNKIT_API int FindLastSeparator(const CUnicodeString& path);
-/// The path with a separator at its end, of the kind that it uses already.
+/// The path with a separator at its end, of the kind that it already uses.
 TARNKIT_API CUnicodeString AddPathSeparator(const CUnicodeString& path);
-/// Removes one separator from the end, even when it is the whole path.
+/// Removes one separator from the end, even if it is the whole path.
 TARNKIT_API void NormalizePath(CUnicodeString& path);
 TARNKIT_API void ForceBackslashes(CUnicodeString& path);
 
-/// `path` as seen from the directory `base`: absolute paths stay, `\x` stays on the share of a network base.
+/// `path` as seen from the directory `base`. An absolute path is returned unchanged, but `\x` seen from a
+/// network path stays on its share.
 TARNKIT_API CUnicodeString MergePath(const CUnicodeString& base, const CUnicodeString& path);
-/// `path` as seen from the current directory; an empty path stays empty.
+/// Replaces `path` by the same path as seen from the current directory; an empty path stays empty.
 TARNKIT_API void MakeFullPath(CUnicodeString& path);
+/// `MergePath`, then `MakeFullPath`.
 TARNKIT_API CUnicodeString CombinePath(const CUnicodeString& base, const CUnicodeString& path);
-/// A full path in one spelling: no separator at the end, backslashes only, the root in upper case. Nothing is
-/// left of a path that is only `\`.
+/// The full path in its canonical spelling: no separator at the end, backslashes only, the root in upper
+/// case. The path `\` becomes empty.
 TARNKIT_API CUnicodeString CanonicalizePath(const CUnicodeString& path);
-/// `path` as it is written from the directory `base`, with `..\` for each step up; `path` itself when no
-/// relative form exists (other drive, other server, only one of them begins at the root), empty when both
-/// name the same. Components are compared without case.
+/// `path` relative to the directory `base`, with `..\` for each step up; empty if both are the same. Returns
+/// `path` unchanged if no relative form exists (different drives or servers, or only one begins at the root).
+/// Components are compared without regard to case.
 TARNKIT_API CUnicodeString RelativePath(const CUnicodeString& base, const CUnicodeString& path);
 
-/// Joins a directory and the name and extension of `file`. An empty directory adds no separator.
+/// Joins a directory with the name and extension of `file`, whose own directory is dropped. An empty
+/// directory adds no separator.
 TARNKIT_API CUnicodeString Merge(const CUnicodeString& dir, const CUnicodeString& file);
-/// Separators, and the dot of `ext`, are put where they lack; empty pieces are left out.
+/// Joins the pieces; separators and the dot of `ext` are added where missing, empty pieces are left out.
 TARNKIT_API CUnicodeString Merge(const CUnicodeString& dir, const CUnicodeString& name,
                                  const CUnicodeString& ext);
 TARNKIT_API CUnicodeString Merge(const CUnicodeString& dir, const CUnicodeString& subdir,
                                  const CUnicodeString& name, const CUnicodeString& ext);
-/// The components with a backslash between them; those of a network path with `\\` in front.
+/// Joins components with backslashes; a network path gets `\\` in front.
 TARNKIT_API CUnicodeString Merge(const CArray<CUnicodeString>& parts, TPathType type);
-/// Gives `path` the extension when it has none; `ext` with or without its dot.
+/// Adds the extension if the path has none; `ext` may be given with or without its dot.
 TARNKIT_API void AddExtIfNone(CUnicodeString& path, const CUnicodeString& ext);
-/// Replaces the extension, or appends it; an empty `ext` removes it.
+/// Replaces the extension, or adds it if there is none; an empty `ext` removes it.
 TARNKIT_API void ReplaceExt(CUnicodeString& path, const CUnicodeString& ext);
 
-/// Order of names without regard to case and to the kind of separator: negative, 0 or positive.
+/// Compares names without regard to case or to the kind of separator: negative, 0 or positive.
 TARNKIT_API int CmpNames(const CUnicodeString* a, const CUnicodeString* b);
-/// Whether every component is one that a file can have: none is empty, none holds any of `*?<>:"|\/`. A
-/// drive makes a path invalid, a network path must name a share.
+/// Whether a file could have this path: no component is empty or contains any of `*?<>:"|\/`, and a network
+/// path names a share. A path with a drive is not valid.
 TARNKIT_API bool CheckName(const CUnicodeString& path);
 
-// The current directory and other directories of the process.
+// The current directory and other directories.
 
-/// With its trailing separator as it was set; the executable's directory until `ChangeDir` sets another.
+/// The directory as it was set, with or without a trailing separator; until `ChangeDir` sets another, the
+/// executable's directory.
 TARNKIT_API CUnicodeString GetCurrentDir();
-/// Throws when `dir` cannot be accessed; the current directory then stays.
+/// Throws if `dir` cannot be accessed, and keeps the current directory then.
 TARNKIT_API void ChangeDir(const CUnicodeString& dir);
 
 TARNKIT_API void SetApplicationDataPath(TApplicationDataPathType type, const CUnicodeString& path);
-/// Creates the directory when it is missing.
+/// Creates the directory if it is missing.
 TARNKIT_API CUnicodeString GetApplicationDataPath(TApplicationDataPathType type);
 /// Sets all three application data paths to `relative` below the user's documents.
 TARNKIT_API void SetRelativeApplicationDataPath(const CUnicodeString& relative);
 
-/// Throws the memory exception or a `CCOMException*` when the shell does not tell.
+/// Throws the memory exception or a `CCOMException*` if the system's shell refuses.
 TARNKIT_API CUnicodeString GetSpecialFolder(TSpecialFolder folder);
 TARNKIT_API CUnicodeString GetSystemDir();
 TARNKIT_API CUnicodeString GetWindowsDir();
-/// The full path of a module's file; of the executable for null.
+/// The full path of a module's file, or of the executable if `module` is null.
 TARNKIT_API CUnicodeString GetModuleFileNameW(HINSTANCE module);
 /// The executable's directory with its trailing separator.
 TARNKIT_API CUnicodeString GetEXEDir();
 /// The full path of the executable.
 TARNKIT_API CUnicodeString GetEXEFileName();
 
-/// Forgets the current directory and the application data paths and gives their memory back. For the
+/// Forgets the current directory and the application data paths and frees their memory. Meant for the
 /// library's clean-up.
 TARNKIT_API void ResetPaths();
 
 // Files and directories.
 
-/// Whether the directory exists. When not, the thread's last error says why.
+/// Whether the directory exists. If not, the thread's last error says why.
 TARNKIT_API bool AccessDir(const CUnicodeString& path);
-/// Whether the file exists (mode 0), can be opened for writing (2), for reading (4), or both (6). False for
-/// directories. When not, the thread's last error says why.
+/// Whether the file exists (mode 0) or can be opened for writing (2), for reading (4) or for both (6). False
+/// for directories. If false, the thread's last error says why.
 TARNKIT_API bool AccessFile(const CUnicodeString& name, unsigned int mode);
 TARNKIT_API DWORD GetAttributes(const CUnicodeString& name);
 TARNKIT_API void SetAttributes(const CUnicodeString& name, DWORD attributes);
 /// Removes a file.
 TARNKIT_API void Remove(const CUnicodeString& name);
 TARNKIT_API void RemoveIgnoreErrors(const CUnicodeString& name);
-/// Overwrites an existing target.
+/// Replaces an existing target.
 TARNKIT_API void Copy(const CUnicodeString& from, const CUnicodeString& to);
 /// Refuses an existing target.
 TARNKIT_API void Move(const CUnicodeString& from, const CUnicodeString& to);
 /// Refuses an existing target.
 TARNKIT_API void Rename(const CUnicodeString& from, const CUnicodeString& to);
-/// Creates the directory and the missing ones above it; an existing directory is accepted.
+/// Creates the directory and any missing ones above it. An existing directory is no failure.
 TARNKIT_API void MakeDir(const CUnicodeString& path);
 /// Removes an empty directory.
 TARNKIT_API void DelDir(const CUnicodeString& path);
-/// Removes a directory with all that is in it, read-only files too. Links are removed, not followed. The
-/// first failure ends it and carries the path that could not be removed.
+/// Removes a directory with everything in it, including read-only files. Links are removed, not followed.
+/// Stops at the first failure, which carries the path that could not be removed.
 TARNKIT_API void DelTree(const CUnicodeString& path);
 
-/// Bytes that the caller may still use on the volume of the directory (by default the current one), at most
-/// 2^31 - 1.
+/// The number of bytes that are free to the user on the volume of the directory (by default the current
+/// directory), at most 2^31 - 1.
 TARNKIT_API long GetDiskFree();
 TARNKIT_API long GetDiskFree(const CUnicodeString& path);
 
-/// Fills `files` with the names (without directory) of the files in `dir` that match `mask` (`*` and `?`;
-/// empty for all), sorted by `CmpNames`. Directories are left out; no match is no error.
+/// Fills `files` with the files in `dir` whose names match `mask` (with `*` and `?`; empty for all), sorted
+/// by `CmpNames`. The names come without the directory; directories in `dir` are left out. No match is no
+/// failure.
 TARNKIT_API void GetFilesInDir(const CUnicodeString& dir, const CUnicodeString& mask,
                                CArray<CUnicodeString>& files);
 TARNKIT_API void GetFilesInDir(const CUnicodeString& dir, const CUnicodeString& mask,

@@ -1,11 +1,21 @@
-// CMemoryFile: a file whose contents are one block of memory.
-//
-// Archives and text streams write into it and read from it as they do with a file on disk. The file owns its
-// block, which grows in fixed steps; a caller may hand over a block of his own (`Attach`) or take the block
-// away (`Detach`). Blocks come from `alloc_new_array` and go back through `alloc_delete_array`; a derived
-// class that overrides `GrowBuffer` and `FreeBuffer` keeps the contents elsewhere, and calls `Close` in its
-// own destructor. Copies share the block, so that only one of them may free it: the others are to be
-// detached. The name of every memory file is the text of MSG_MEMORY_FILE. One thread at a time.
+/// \file
+/// CMemoryFile: a file whose contents are one block of memory.
+///
+/// Archives and text streams use it as they use a file on disk. The file owns its block, which grows in fixed
+/// steps; a caller may hand over a block (`Attach`) or take the block away (`Detach`). Blocks are allocated
+/// with `alloc_new_array` and freed with `alloc_delete_array`; a derived class that keeps its contents
+/// elsewhere overrides `GrowBuffer` and `FreeBuffer`, calls `Close` in its own destructor and says itself
+/// what copying and moving mean. The name of every memory file is the text of `MSG_MEMORY_FILE`. A file is
+/// used by one thread at a time.
+///
+/// \code
+/// CMemoryFile file;
+/// CArchive archive(&file, CArchive::Storing);
+/// archive << CString("text");
+/// archive.Close();
+/// const int length = file.GetLength();  // ask first: a detached file is empty
+/// unsigned char* bytes = file.Detach(); // now the caller's, to be freed with alloc_delete_array
+/// \endcode
 #pragma once
 
 #include <tarnkit/file.h>
@@ -16,47 +26,54 @@ class TARNKIT_API CMemoryFile : public CBaseFile {
 public:
     static constexpr int kDefaultGrowthStep = 1024;
 
-    /// An empty, open file. The block grows by multiples of `step` bytes; with 0 it cannot grow.
+    /// An empty, open file. The block grows by multiples of `step` bytes; with a step of 0 it cannot grow.
     explicit CMemoryFile(int step = kDefaultGrowthStep);
-    CMemoryFile(const CMemoryFile&) = default;
+    /// A copy shares the block, and only one of the two may free it: call `Detach` on the other. Assigning
+    /// does not free the target's own block. Files that are const cannot be copied, for the reason that
+    /// `CFile` gives.
+    CMemoryFile(CMemoryFile& other) = default;
     CMemoryFile& operator=(const CMemoryFile&) = default;
-    /// Frees the block; a failure is thrown, unless another exception is on its way.
+    /// Moving takes the block over, after freeing that of the target, and leaves `other` as `Detach` does. A
+    /// failure to free is not reported.
+    CMemoryFile(CMemoryFile&& other) noexcept;
+    CMemoryFile& operator=(CMemoryFile&& other) noexcept;
+    /// Frees the block; a failure is thrown, unless another exception is unwinding the stack.
     ~CMemoryFile() noexcept(false) override;
 
     bool IsOpen() const { return isOpen; }
-    /// The block, null when there is none; valid until the next write, `SetLength`, `Attach` or `Close`.
+    /// The block, or null if there is none; valid until the next write, `SetLength`, `Attach` or `Close`.
     const unsigned char* GetBufferPtr() const { return buffer; }
 
-    /// Makes `block` the file's own in place of the present one: room for `size` bytes (at least 1) to write
-    /// into, from `alloc_new_array`. The file is empty then; `SetLength` exposes what the block holds.
+    /// Frees the present block and takes over `block`, which has room for `size` bytes (at least 1) and was
+    /// allocated with `alloc_new_array`. The file is empty then; `SetLength` exposes what the block holds.
     void Attach(unsigned char* block, int size, int step);
     /// Gives the block to the caller, who frees it with `alloc_delete_array`. The file is empty then and
-    /// stays open: ask for the length before.
+    /// stays open, so ask for the length first.
     unsigned char* Detach();
 
     CUnicodeString GetFileName() override;
     int Read(void* data, int size) override;
-    /// `data` lies outside of the file's block.
+    /// `data` must not lie in the file's own block.
     void Write(const void* data, int size) override;
     int GetPosition() const override;
-    /// There is nothing beyond the end: a position outside of 0 to the length throws the bad-seek kind and
-    /// leaves the file at 0.
+    /// A position below 0 or beyond the end throws the exception kind `badSeek` and leaves the file at 0.
     int Seek(int offset, TSeekPosition from) override;
-    /// New bytes are whatever the block holds there. Keeps the position, unless it is behind the new end,
-    /// and gives no memory back.
+    /// New bytes are whatever the block holds there. A position beyond the new end moves to it. Never gives
+    /// memory back.
     void SetLength(int length) override;
     int GetLength() const override;
-    /// The same as `Close`.
+    /// Does the same as `Close`.
     void Abort() override;
     /// Does nothing.
     void Flush() override;
-    /// Frees the block. Nothing opens the file again; what is written all the same begins a fresh block.
+    /// Frees the block. No call opens the file again, but writing to it still works and allocates a new
+    /// block.
     void Close() override;
 
 protected:
     virtual void FreeBuffer(unsigned char* block);
-    /// A block of `newSize` bytes, more than `oldSize`, that begins with the `oldSize` bytes of `block`.
-    /// Frees `block`, which may be null.
+    /// Returns a block of `newSize` bytes, more than `oldSize`, that begins with the `oldSize` bytes of
+    /// `block`, and frees `block`, which may be null.
     virtual unsigned char* GrowBuffer(unsigned char* block, int oldSize, int newSize);
 
 private:

@@ -1,8 +1,17 @@
-// TempFile: temporary files of the process, handed out as new empty files and cleaned up together.
-//
-// The library remembers every file it hands out until it is deleted or made permanent; `DeleteAll`, which the
-// library's clean-up calls, removes the rest. Names are compared without case. With the library's switch
-// "KeepTempFiles" on, files are only forgotten and stay on disk. Not locked: for the main thread.
+/// \file
+/// TempFile: temporary files of the process, created empty and removed together at the end.
+///
+/// The library remembers every file that it hands out until the file is deleted or made permanent;
+/// `DeleteAll`, which `Clean` calls, removes the rest. Names are compared without regard to case. With the
+/// library's switch "KeepTempFiles" on, the files are forgotten but stay on disk for inspection. Nothing here
+/// is locked: call it on the main thread only.
+///
+/// \code
+/// const CUnicodeString document = u"\\home\\me\\letter.txt";
+/// const CUnicodeString temp = TempFile::NewInDir(FileSystem::GetDrivePath(document), nullptr);
+/// CFile::WriteText(temp, u"Dear reader");
+/// TempFile::MakePermanent(temp, document); // replaces the old letter, if there is one
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
@@ -12,32 +21,33 @@ namespace Tarn {
 
 namespace TempFile {
 
-/// The directory set, else the platform's, else the Windows directory; without a trailing separator when it
-/// is not the one set.
+/// The directory that `SetTemporaryDir` has set, as it was given; otherwise the system's without a trailing
+/// separator, or the Windows directory (`FileSystem::GetWindowsDir`) if the system names none that exists.
 TARNKIT_API CUnicodeString GetTemporaryDir();
 TARNKIT_API void SetTemporaryDir(const CUnicodeString& dir);
 
-/// Creates an empty file with a name of its own and returns the full name. Of `prefix` (null or empty for
-/// "tmp") the first three units count. Raises `ERR_CREATE_TEMP_FILE`.
+/// Creates an empty file with a unique name and returns its full name. The name begins with the first three
+/// units of `prefix`, or with "tmp" if `prefix` is null or empty. Raises `ERR_CREATE_TEMP_FILE`.
 TARNKIT_API CUnicodeString New(const char16_t* prefix);
 TARNKIT_API CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix);
 
-/// Whether the library handed the file out and still owns it.
+/// Whether the file is one of those that the library remembers.
 TARNKIT_API bool IsTempFile(const CUnicodeString& name);
 
-/// Removes a temporary file; asserts when it is none. A file that cannot be removed throws and stays listed.
+/// Removes a temporary file; asserts if it is none. If it cannot be removed, this throws and the library
+/// still remembers the file.
 TARNKIT_API void Delete(const CUnicodeString& name);
 
-/// Gives a temporary file its final name, replacing an existing file, and forgets it. When that fails the
-/// temporary file keeps its name and contents, an existing file of the final name too, and the
-/// `CFileException*` tells why. A read-only file is not replaced.
+/// Gives a temporary file its final name, replacing an existing file, and forgets it. If that fails, a
+/// `CFileException*` says why, and both files keep their names and contents. A read-only file is not
+/// replaced.
 TARNKIT_API void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permanentName);
 
-/// Forgets the directory set and removes all temporary files. All are tried; those that cannot be removed
-/// stay listed, and the first failure is thrown.
+/// Forgets the directory of `SetTemporaryDir` and removes all temporary files. Those that cannot be removed
+/// stay remembered, and the first failure is thrown when all have been tried.
 TARNKIT_API void DeleteAll();
 
-/// `DeleteAll`, then gives the memory of the list back. For the library's clean-up.
+/// Calls `DeleteAll` and frees the list. Meant for the library's clean-up.
 TARNKIT_API void Reset();
 
 } // namespace TempFile

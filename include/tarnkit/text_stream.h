@@ -1,9 +1,16 @@
-// CTextStream: a writer of numbers and strings as text, for people to read.
-//
-// The text goes to any CBaseFile, as 8-bit text in the system's code page or as UTF-16, little-endian; a
-// UTF-16 stream that begins at the start of its file begins with the byte order mark. Without a file it goes
-// to the debugger output. Nothing is added between values. The stream uses the file and neither owns nor
-// closes it; it holds no text back. The failures of the file pass through unchanged. One thread at a time.
+/// \file
+/// CTextStream: writes numbers and strings as text for people to read.
+///
+/// The text goes to any CBaseFile, as 8-bit text in the system's code page or as little-endian UTF-16; a
+/// UTF-16 stream at the start of its file begins with the byte order mark. Without a file the text goes to
+/// the debugger output. Nothing is added between values. The stream uses the file and neither owns nor closes
+/// it. It has no buffer of its own. Exceptions of the file pass through unchanged. A stream is used by one
+/// thread at a time.
+///
+/// \code
+/// CFile log(u"log.txt", CFile::ForWriting | CFile::Create);
+/// CTextStream(&log, CTextStream::ANSI) << "loaded " << 17 << " of " << 20 << " notes\r\n";
+/// \endcode
 #pragma once
 
 #include <tarnkit/file.h>
@@ -22,13 +29,13 @@ class TARNKIT_API CTextStream {
 public:
     enum TFormat { ANSI = 0, Unicode = 1 };
 
-    /// A null file stands for the debugger output. Nothing is written yet.
+    /// Writes nothing yet. If `textFile` is null, the stream writes to the debugger output.
     CTextStream(CBaseFile* textFile, TFormat textFormat);
 
-    /// Strings, up to their first zero.
+    /// Text up to its first zero; null asserts.
     CTextStream& operator<<(const char* text);
     CTextStream& operator<<(const char16_t* text);
-    /// Numbers, in decimal digits.
+    /// Integers are written in decimal.
     CTextStream& operator<<(short value);
     CTextStream& operator<<(unsigned short value);
     CTextStream& operator<<(int value);
@@ -37,13 +44,13 @@ public:
     CTextStream& operator<<(unsigned long value);
     CTextStream& operator<<(Int64 value);
     CTextStream& operator<<(UInt64 value);
-    /// A number, not a character.
+    /// Written as a number, not as a character.
     CTextStream& operator<<(unsigned char value);
-    /// As `Str` shows a `double`.
+    /// Written as `Str` writes a `double`.
     CTextStream& operator<<(float value);
     CTextStream& operator<<(double value);
 
-    // What would silently become a number: characters, truth values, addresses.
+    // Characters, truth values and addresses would silently be written as numbers.
     template<class T>
     requires CharacterType<T> || std::same_as<T, bool> || std::is_null_pointer_v<T> CTextStream&
     operator<<(T) = delete;
@@ -68,7 +75,7 @@ private:
 TARNKIT_LAYOUT(CTextStream, 12, file, format, isStarted);
 
 TARNKIT_API CTextStream& operator<<(CTextStream& stream, const CUnicodeString& text);
-/// Both terms, as they are, with a `/` between them; `Str` leaves a denominator of 1 out.
+/// Always writes both terms with a `/` between them, unlike `Str`, which omits a denominator of 1.
 TARNKIT_API CTextStream& operator<<(CTextStream& stream, rational value);
 
 } // namespace Tarn

@@ -18,8 +18,8 @@ constexpr int kSmallBuffer = CArchive::kLeastBufferSize;
 const std::string kEndOfFile = FileFailure(CFileException::endOfFile, "app");
 const std::string kDiskFull = FileFailure(ERROR_DISK_FULL, "full");
 
-// An application's file "app" with all its bytes. It remembers the sizes of its transfers, and it can fail or
-// be without a length.
+// A file "app" of an application's own class. It remembers the sizes of its transfers, and it can fail or
+// have no length.
 class CApplicationFile : public CFile {
 public:
     std::vector<int> transfers;
@@ -230,7 +230,7 @@ TEST(Archive, AssertsTheDirectionAndTheFileInEveryTransfer) {
 
 TEST(Archive, ReadsLinesThatEndInCrLfOrLfOrTheEndOfTheFile) {
     const Bytes longLine(600, 'x');
-    // The lines that can be read, each with a "|" behind it, then what stops it.
+    // The lines that can be read, each followed by "|", then what ends the reading.
     const std::pair<Bytes, std::string> rows[] = {{"a\r\nb", "a|b|"},
                                                   {"a\n\nb\n", "a||b|"},
                                                   {"a\rb", "ERR_BAD_TEXT_FILE"},

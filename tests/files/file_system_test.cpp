@@ -73,13 +73,15 @@ TEST_F(FileSystemTest, ListsTheFilesOfADirectorySorted) {
     CArray<CUnicodeString> names{u"old"};
     GetFilesInDir(Full(""), u"*.txt", names);
     EXPECT_EQ(names, (CArray<CUnicodeString>{u"A.txt", u"b.txt"}));
+    EXPECT_EQ(FailureOf([&] { GetFilesInDir(u"", u"*", names); }), FileFailure(ERROR_PATH_NOT_FOUND, ""));
+    EXPECT_EQ(names.Size(), 2) << "a failure leaves them as they were";
 }
 
 TEST_F(FileSystemTest, NamesDirectoriesThatExistAndMakesThoseOfTheApplication) {
     EXPECT_TRUE(AccessDir(GetSystemDir()) && AccessDir(GetWindowsDir()));
     EXPECT_FALSE(GetSpecialFolder(TSpecialFolder::Documents).IsEmpty());
     EXPECT_EQ(FailureOf([] { GetSpecialFolder(TSpecialFolder(8)); }), "assertion");
-    EXPECT_GE(GetDiskFree(), 0);
+    EXPECT_GT(GetDiskFree(), 0);
     SetRelativeApplicationDataPath(Full("data/app"));
     EXPECT_EQ(GetApplicationDataPath(TApplicationDataPathType::Local), Full("data/app"));
     EXPECT_TRUE(AccessDir(u"data/app"));

@@ -1,6 +1,11 @@
 #include "tests/files/support.h"
 #include "tests/support/system.h"
 
+#include <tarnkit/archive.h>
+#include <tarnkit/text_of_values.h>
+
+#include <vector>
+
 using namespace Tarn;
 
 namespace {
@@ -9,11 +14,16 @@ class FileTest : public FolderTest {};
 
 constexpr unsigned kNewFile = CFile::ForReadingAndWriting | CFile::Exclusive | CFile::Create;
 
-TEST(FileFlags, AreDecodedForThePlatform) {
-    for (unsigned share : {0u, 1u, 2u, 3u})
-        EXPECT_EQ(CFile::ShareMode(0x10 + share * 0x10), share);
+TEST(FileFlags, AreTranslatedForTheSystem) {
+    const std::pair<unsigned, DWORD> shares[] = {{CFile::Exclusive, 0},
+                                                 {CFile::DenyWrite, FILE_SHARE_READ},
+                                                 {CFile::DenyRead, FILE_SHARE_WRITE},
+                                                 {CFile::DenyNone, FILE_SHARE_READ | FILE_SHARE_WRITE}};
+    for (const auto& [flags, share] : shares)
+        EXPECT_EQ(CFile::ShareMode(flags), share);
     EXPECT_EQ(CFile::CreateMode(CFile::KeepContents), OPEN_EXISTING);
-    for (unsigned badFlags : {0x3u, 0x50u})
+    for (unsigned badFlags :
+         {CFile::ForWriting | CFile::ForReadingAndWriting, CFile::Exclusive | CFile::DenyNone})
         EXPECT_EQ(FailureOf([&] { CFile(u"file", badFlags); }), "assertion");
 }
 
@@ -37,7 +47,8 @@ TEST_F(FileTest, TransfersBytesAndLittleEndianRecords) {
     file.WriteDWord(0x87654321);
     EXPECT_EQ(BytesOf(folder / "file"), "\x01\x02\x03\x21\x43\x65\x87");
     file.SeekToBegin();
-    EXPECT_EQ(file.ReadByte() + file.ReadWord(), 0x0303);
+    EXPECT_EQ(file.ReadByte(), 1);
+    EXPECT_EQ(file.ReadWord(), 0x0302);
     EXPECT_EQ(file.ReadDWord(), 0x87654321u);
     EXPECT_EQ(FailureOf([&] { file.ReadByte(); }), FileFailure(CFileException::endOfFile, "file"));
     file.SetLength(2);
@@ -76,6 +87,54 @@ TEST_F(FileTest, HasOneOwnerAndIsMovedNotCopied) {
     other = file;
     EXPECT_FALSE(other.IsOpen());
     EXPECT_EQ(BytesOf(folder / "file"), "f");
+}
+
+constexpr int kAdded = 20;
+
+// Adds what `make` returns for each number to containers that grow and then lose their first element; calls
+// `check` with the number of each element that is left.
+void inContainers(auto make, auto check) {
+    CArray<decltype(make(0))> array;
+    std::vector<decltype(make(0))> vector;
+    for (int i = 0; i < kAdded; i++) {
+        array.Add(make(i));
+        vector.push_back(make(kAdded + i));
+    }
+    array.DeleteAt(0);
+    vector.erase(vector.begin());
+    for (int i = 1; i < kAdded; i++) {
+        check(i, array[i - 1]);
+        check(kAdded + i, vector[static_cast<std::size_t>(i - 1)]);
+    }
+}
+
+TEST_F(FileTest, IsHandedOverByContainersAsMemoryFilesAndArchivesAre) {
+    inContainers([](int i) { return CFile(UnicodeStr(i, 10), kNewFile); },
+                 [](int i, CFile& file) {
+                     EXPECT_EQ(FileSystem::GetName(file.GetFileName()), UnicodeStr(i, 10));
+                     EXPECT_TRUE(file.IsOpen());
+                 });
+    std::vector<CMemoryFile> files(2 * kAdded);
+    const auto fileOf = [&files](int i) { return &files[static_cast<std::size_t>(i)]; };
+    inContainers(
+        [](int i) {
+            CMemoryFile file;
+            file.Write(&i, sizeof i);
+            return file;
+        },
+        [&](int i, CMemoryFile& file) {
+            EXPECT_EQ(*file.GetBufferPtr(), i);
+            *fileOf(i) = std::move(file);
+        });
+    inContainers(
+        [&](int i) {
+            CArchive archive(fileOf(i), CArchive::Storing);
+            archive << i;
+            return archive;
+        },
+        [](int, CArchive& archive) { EXPECT_NE(archive.GetFile(), nullptr); });
+    for (int i = 0; i < 2 * kAdded; i++) // the first of each container had no contents before the archive's
+        EXPECT_EQ(fileOf(i)->GetLength(), i % kAdded == 0 ? 4 : 8) << i;
 }
 
 TEST_F(FileTest, ReportsAFailedCloseUnlessItIsAbortedOrUnwinding) {

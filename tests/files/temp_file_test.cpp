@@ -28,7 +28,8 @@ TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
     Delete(name);
     EXPECT_FALSE(stdfs::exists(PathOf(name)));
     EXPECT_EQ(FailureOf([&] { Delete(name); }), "assertion");
-    EXPECT_EQ(FailureOf([&] { NewInDir(u"missing", nullptr); }), "ERR_CREATE_TEMP_FILE");
+    for (const char16_t* noDir : {u"missing", u""})
+        EXPECT_EQ(FailureOf([&] { NewInDir(noDir, nullptr); }), "ERR_CREATE_TEMP_FILE");
     DeleteAll(); // forgets the directory too
     EXPECT_EQ(PathOf(GetTemporaryDir()) / "", stdfs::temp_directory_path() / "");
 }

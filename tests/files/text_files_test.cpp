@@ -4,6 +4,7 @@
 
 #include <tarnkit/text_stream.h>
 
+#include <cstdint>
 #include <tuple>
 
 using namespace Tarn;
@@ -27,6 +28,7 @@ TEST_F(TextFile, IsReadInTheEncodingThatItsFirstBytesTell) {
         {Bytes("a\0b", 3), 1252, u"a b"},
         {"\xEF\xBB\xBF\xD0\xB6", kUtf8, u"\uFEFFж"},
         {"\x83", 932, u""}, // half a character
+        {"a\x83z", kUtf8, u"a\uFFFDz"},
         {"\xFF\xFE", 0, u""},
         {Bytes("\xFF\xFE\x36\x04\0\0\xFF\xFE", 8), 0, u"ж \uFEFF"},
         {Bytes("\xFE\xFF\0A\x04\x36", 6), 0, u"Aж"}};
@@ -41,7 +43,7 @@ TEST_F(TextFile, IsReadInTheEncodingThatItsFirstBytesTell) {
 
 TEST_F(TextFile, IsSplitAtLineBreaks) {
     const std::pair<const char16_t*, CUnicodeString> rows[] = {
-        // each line with a bar behind it
+        // each line followed by a bar
         {u"", u""},          {u"a", u"a|"},
         {u"a\rb", u"a|b|"},  {u"a\r\n", u"a||"},
         {u"\n", u"||"},      {u"\r\r", u"|||"},
@@ -105,13 +107,14 @@ TEST_F(TextFile, ReportsAFullDisk) {
 }
 
 TEST(TextStream, WritesValuesAsText) {
-    const CUnicodeString text = u"abcd-165535-14294967295-23-418446744073709551615650.51e+10-6/1";
+    const CUnicodeString text =
+        u"abcd-165535-14294967295-23-922337203685477580818446744073709551615650.51e+10-6/1";
     for (const auto format : {CTextStream::ANSI, CTextStream::Unicode}) {
         CMemoryFile file;
         for (int i = 0; i < 2; i++) { // only the first stream is at the start of the file
             CTextStream stream(&file, format);
             stream << "a" << u"b" << CString("c") << CUnicodeString(u"d\0e", 3) << short{-1}
-                   << static_cast<unsigned short>(65535) << -1 << ~0u << -2L << 3UL << Int64{-4} << ~UInt64{0}
+                   << static_cast<unsigned short>(65535) << -1 << ~0u << -2L << 3UL << INT64_MIN << ~UInt64{0}
                    << static_cast<unsigned char>('A') << 0.5f << 1e10 << rational(-6);
         }
         EXPECT_EQ(BytesOf(file), format == CTextStream::ANSI ? (text + text).CreateString().Ptr()
