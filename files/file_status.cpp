@@ -24,7 +24,7 @@ void setTimes(CFileStatus& status, const FILETIME& creation, const FILETIME& acc
     status.ModificationTime = CTime::CreateFromFileTimeGmt(write);
 }
 
-// A time as the platform's call takes it: null leaves the file's own.
+// A time as the system's call takes it: null keeps the time that the file has.
 class CTimeToSet {
 public:
     explicit CTimeToSet(CTime wanted) : isSet(wanted != CTime::CreateZeroTime()) {

@@ -1,4 +1,4 @@
-// Names as the calls of the platform take them.
+// Names as the system's calls take them.
 #pragma once
 
 #include <tarnkit/file_system.h>

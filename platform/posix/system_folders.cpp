@@ -3,9 +3,9 @@
 #include "platform/posix/files/open_file.h"
 #include "platform/posix/files/paths.h"
 #include "platform/posix/support/error_codes.h"
+#include "platform/posix/support/user_folders.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -132,8 +132,8 @@ DWORD getDiskSpace(const char16_t* directory, UInt64* available, UInt64* total, 
 DWORD GetTempPathW(DWORD size, char16_t* buffer) {
     DWORD result = 0;
     Report(Guarded([&]() -> DWORD {
-        const char* chosen = std::getenv(kTemporaryDirectoryVariable);
-        const String directory = chosen != nullptr && *chosen == '/' ? chosen : kTemporaryDirectory;
+        const String chosen = AbsolutePathIn(kTemporaryDirectoryVariable);
+        const String directory = chosen.empty() ? kTemporaryDirectory : chosen;
         result = giveText(ToWide(directory.back() == '/' ? directory : directory + '/'), buffer, size);
         return ERROR_SUCCESS;
     }));

@@ -1,4 +1,4 @@
-// The notebook run as its user runs it: a command line, its output, its exit code, the files it leaves.
+// The notebook as a user runs it: command lines, their output and exit codes, and the files they leave.
 #include "tests/files/support.h"
 #include "tests/support/capabilities.h"
 #include "tests/support/system.h"
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// With settings of its own, which on some systems outlive the tests' registry.
+// The profile keeps the settings apart from those of other runs; some systems keep them after the tests.
 std::string commandLine(const std::string& arguments, const fs::path& program = TARNKIT_NOTEBOOK) {
     const std::string profile = fs::current_path().parent_path().filename().string();
     return "\"" + program.string() + "\" --profile " + profile + " " + arguments;
@@ -50,7 +50,7 @@ protected:
         fs::current_path(folder.parent_path());
     }
 
-    // A book "b" of one short note; its bytes.
+    // Makes a book "b" of one short note and returns its bytes.
     static std::string makeBook() {
         WriteBytes("wide.txt", "\xE2\x82\xAC");
         done("import b wide.txt");
@@ -128,7 +128,7 @@ TEST_F(Notebook, KeepsTextsOfEveryEncoding) {
         EXPECT_EQ(BytesOf("out"), bytes) << option;
     }
     EXPECT_TRUE(contains(done("list b"), "  A mark, and a line\n"));
-    // What is not written so is read all the same.
+    // Encodings that are never written can be read.
     WriteBytes("in", std::string("\xFE\xFF\x04\x16\0A\0\0", 8));
     done("import b in --code-page 1251");
     EXPECT_EQ(done("show b 7"), "\xD0\x96"

@@ -48,7 +48,7 @@ private:
     }
 };
 
-// What `store` writes through an archive.
+// The bytes that `store` writes through an archive.
 Bytes stored(auto store) {
     CApplicationFile file;
     CArchive archive(&file, CArchive::Storing, kSmallBuffer);
@@ -57,7 +57,7 @@ Bytes stored(auto store) {
     return BytesOf("app");
 }
 
-// What stops `load` on an archive over the bytes.
+// The failure that ends `load` on an archive over the bytes, or "".
 std::string failureOfLoading(const Bytes& bytes, auto load) {
     CApplicationFile file(bytes);
     CArchive archive(&file, CArchive::Loading, kSmallBuffer);
@@ -157,7 +157,7 @@ TEST(Archive, LeavesTheFileBehindTheLastByteConsumed) {
     archive.Flush();
     EXPECT_EQ(file.GetPosition(), 1);
     archive.ReadSmallValue();
-    archive.Skip(kSmallBuffer + 1); // more than is left in the buffer
+    archive.Skip(kSmallBuffer + 1); // more than the buffer holds
     archive.Close();
     EXPECT_EQ(file.GetPosition(), 12);
     CArchive rest(&file, CArchive::Loading, kSmallBuffer);

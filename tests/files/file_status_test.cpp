@@ -15,14 +15,14 @@ protected:
         CFile::GetStatus(name, status);
         return status;
     }
-    // All but the time of creation, which systems set as they like, and what else they note in attributes.
+    // Without what differs between systems: the time of creation and attributes other than read-only.
     static auto fieldsOf(const CFileStatus& s) {
         return std::tuple(s.FullName, s.Size, s.ModificationTime, s.AccessTime,
                           s.Attributes & FILE_ATTRIBUTE_READONLY);
     }
 };
 
-// Each with a unit that is no whole microsecond.
+// Neither is a whole number of microseconds.
 const CTime kLongAgo = CTime::CreateZeroTime() + CTimeSpan::CreateFromTimeUnits(0x018B000012345679);
 const CTime kLater = CTime::CreateZeroTime() + CTimeSpan::CreateFromTimeUnits(0x01DA6B0089ABCDEF);
 

@@ -15,12 +15,9 @@ class FileTest : public FolderTest {};
 constexpr unsigned kNewFile = CFile::ForReadingAndWriting | CFile::Exclusive | CFile::Create;
 
 TEST(FileFlags, AreTranslatedForTheSystem) {
-    const std::pair<unsigned, DWORD> shares[] = {{CFile::Exclusive, 0},
-                                                 {CFile::DenyWrite, FILE_SHARE_READ},
-                                                 {CFile::DenyRead, FILE_SHARE_WRITE},
-                                                 {CFile::DenyNone, FILE_SHARE_READ | FILE_SHARE_WRITE}};
-    for (const auto& [flags, share] : shares)
-        EXPECT_EQ(CFile::ShareMode(flags), share);
+    EXPECT_EQ(CFile::ShareMode(CFile::Exclusive), 0u);
+    EXPECT_EQ(CFile::ShareMode(CFile::DenyWrite), FILE_SHARE_READ);
+    EXPECT_EQ(CFile::ShareMode(CFile::DenyRead), FILE_SHARE_WRITE);
     EXPECT_EQ(CFile::CreateMode(CFile::KeepContents), OPEN_EXISTING);
     for (unsigned badFlags :
          {CFile::ForWriting | CFile::ForReadingAndWriting, CFile::Exclusive | CFile::DenyNone})
@@ -102,39 +99,37 @@ void inContainers(auto make, auto check) {
     }
     array.DeleteAt(0);
     vector.erase(vector.begin());
-    for (int i = 1; i < kAdded; i++) {
-        check(i, array[i - 1]);
-        check(kAdded + i, vector[static_cast<std::size_t>(i - 1)]);
-    }
+    int number = 0;
+    for (auto& element : array)
+        check(++number, element);
+    for (auto& element : vector)
+        check(++number + 1, element);
 }
 
 TEST_F(FileTest, IsHandedOverByContainersAsMemoryFilesAndArchivesAre) {
     inContainers([](int i) { return CFile(UnicodeStr(i, 10), kNewFile); },
-                 [](int i, CFile& file) {
-                     EXPECT_EQ(FileSystem::GetName(file.GetFileName()), UnicodeStr(i, 10));
+                 [this](int i, CFile& file) {
+                     EXPECT_EQ(file.GetFileName(), Full(std::to_string(i).c_str()));
                      EXPECT_TRUE(file.IsOpen());
                  });
-    std::vector<CMemoryFile> files(2 * kAdded);
-    const auto fileOf = [&files](int i) { return &files[static_cast<std::size_t>(i)]; };
-    inContainers(
-        [](int i) {
-            CMemoryFile file;
-            file.Write(&i, sizeof i);
-            return file;
-        },
-        [&](int i, CMemoryFile& file) {
-            EXPECT_EQ(*file.GetBufferPtr(), i);
-            *fileOf(i) = std::move(file);
-        });
-    inContainers(
-        [&](int i) {
-            CArchive archive(fileOf(i), CArchive::Storing);
-            archive << i;
-            return archive;
-        },
-        [](int, CArchive& archive) { EXPECT_NE(archive.GetFile(), nullptr); });
-    for (int i = 0; i < 2 * kAdded; i++) // the first of each container had no contents before the archive's
-        EXPECT_EQ(fileOf(i)->GetLength(), i % kAdded == 0 ? 4 : 8) << i;
+    CArray<CMemoryFile> files(2 * kAdded);
+    const auto makeFile = [](int i) {
+        CMemoryFile file;
+        file.Write(&i, sizeof i);
+        return file;
+    };
+    inContainers(makeFile, [&](int i, CMemoryFile& file) {
+        EXPECT_EQ(*file.GetBufferPtr(), i);
+        files[i] = std::move(file);
+    });
+    const auto makeArchive = [&](int i) {
+        CArchive archive(&files[i], CArchive::Storing);
+        archive << i;
+        return archive;
+    };
+    inContainers(makeArchive, [](int, CArchive& archive) { EXPECT_NE(archive.GetFile(), nullptr); });
+    for (int i = 0; i < 2 * kAdded; i++) // those that were removed had no contents before the archive's
+        EXPECT_EQ(files[i].GetLength(), i % kAdded == 0 ? 4 : 8) << i;
 }
 
 TEST_F(FileTest, ReportsAFailedCloseUnlessItIsAbortedOrUnwinding) {

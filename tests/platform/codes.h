@@ -1,4 +1,4 @@
-// Codes of calls, for all tests of the platform.
+// The codes that calls return, for all tests of the platform.
 #pragma once
 
 #include "platform/platform.h"
@@ -11,12 +11,12 @@ namespace Tarn::Platform {
 
 using Text = std::u16string;
 
-/// That all of some results of different types are one code.
+/// Expects each of the results, which may have different types, to be `code`.
 inline void expectEach(Int64 code, const std::vector<Int64>& results) {
     EXPECT_EQ(results, std::vector<Int64>(results.size(), code));
 }
 
-/// A result; what Wine is known to give instead of the documented one is taken for that.
+/// The result; under Wine, the value that it is known to give counts as the documented one.
 inline Int64 orWines(Int64 wines, Int64 documented, Int64 result) {
     return !kDocumentedCalls && result == wines ? documented : result;
 }

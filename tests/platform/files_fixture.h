@@ -1,4 +1,4 @@
-// What the tests of files share: calls with their codes, whole files, and a fresh folder.
+// What the tests of files share: the codes of calls, whole files, and a fresh folder.
 #pragma once
 
 #include "tests/platform/codes.h"
@@ -23,7 +23,7 @@ constexpr DWORD kUntouched = 0xABCD;
 
 using Names = std::vector<Text>;
 
-/// 0 when the call succeeds, else the last error it leaves.
+/// 0 if the call succeeds, otherwise the last error that it leaves.
 template<class Call>
 DWORD codeOf(Call call) {
     P::SetLastError(kUntouched);
@@ -79,7 +79,7 @@ inline bool exists(const Text& name) {
     return P::GetFileAttributesW(name.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-/// The names that a search delivers, "." and ".." with them, or its failure as text.
+/// The names that a search finds, including "." and "..", or its failure as text.
 inline Names find(const Text& pattern) {
     WIN32_FIND_DATAW data;
     HANDLE search = nullptr;
@@ -104,7 +104,7 @@ protected:
         put(base + u"file", "old");
         EXPECT_TRUE(P::CreateDirectoryW((base + u"folder").c_str()));
     }
-    /// Calls with names in the folder, for the code.
+    /// A function that passes names in the folder to `call` and returns the code.
     template<class Call>
     auto with(Call call) {
         return [=, this](auto... names) { return codeOf([&] { return call((base + names).c_str()...); }); };

@@ -1,5 +1,6 @@
 // What only POSIX systems have: bytes in names, links, devices, permissions, the user's folders.
 #include "tests/platform/files_fixture.h"
+#include "tests/support/system.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -13,7 +14,7 @@ namespace {
 
 class PosixFiles : public Files {
 protected:
-    /// What lies in the folder beside the file and the folder that the fixture made.
+    /// The names in the folder other than those that the fixture has made.
     Names others() {
         Names all = find(base + u"*");
         for (const char16_t* own : {u".", u"..", u"file", u"folder"})
@@ -37,9 +38,9 @@ TEST_F(PosixFiles, EveryNameOnDiskHasANameAboveTheDoorThatLeadsBack) {
         {"\xD0\x96\xF0\x9F\x98\x80", u"\u0416\U0001F600"},
         {"a:b*c?\\d|\x01", u"a\uF03Ab\uF02Ac\uF03F\uF05Cd\uF07C\uF001"},
         {"\xEF\x80\xBA", u"\xDCEF\xDC80\xDCBA"}, // What would stand for a colon.
-        {"bad\xFF\xC3", u"bad\xDCFF\xDCC3"},     // No UTF-8.
+        {"bad\xFF\xC3", u"bad\xDCFF\xDCC3"},     // Not UTF-8.
         {"\xC0\xAFx", u"\xDCC0\xDCAFx"},         // An overlong slash.
-        {"\xED\xA0\x80z", u"\xD800z"},           // A surrogate by itself, and two that would be a character.
+        {"\xED\xA0\x80z", u"\xD800z"},           // A lone surrogate, and two that would be a character.
         {"\xED\xA0\x81\xED\xB0\x80", u"\xDCED\xDCA0\xDC81\xDC00"},
         {"\xED\xB2\x80", u"\xDCED\xDCB2\xDC80"}, // What would stand for a byte.
     };
@@ -154,12 +155,12 @@ TEST_F(PosixFiles, AFileOfAnotherUserIsWrittenWhereHeLetsEverybodyWriteAndStaysH
     chmod("files/file", 0666);
     put(base + u"folder\\file", "old");
     chmod("files/folder/file", 0666);
-    chmod("files/folder", 01777); // everybody makes files there and touches no name of another's
+    chmod("files/folder", 01777); // everybody may create files there, but not remove those of others
     put(base + u"source", "new");
     chmod("files", 0755);
     chmod(".", 0755);
     ASSERT_EQ(seteuid(kOtherUser), 0);
-    // By names that need no right in the folders above.
+    // Relative names need no rights to the folders above.
     const DWORD inForeignFolder = codeOf([] { return copyOver(u"files\\source", u"files\\file"); });
     const DWORD inSharedFolder = codeOf([] { return copyOver(u"files\\source", u"files\\folder\\file"); });
     EXPECT_EQ(seteuid(0), 0);
@@ -225,13 +226,9 @@ TEST_F(PosixFiles, TheUsersFoldersFollowHisSettingsAndExist) {
     fs::create_directories(home + "/.config");
     std::ofstream(home + "/.config/user-dirs.dirs")
         << "# made by hand\n XDG_DESKTOP_DIR=\"$HOME/On \\\"top\\\"/\"\nXDG_DOCUMENTS_DIR=\"relative\"\n";
-    const char* variables[] = {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"};
-    std::string before[3];
-    for (int i = 0; i < 3; i++)
-        before[i] = std::getenv(variables[i]) != nullptr ? std::getenv(variables[i]) : "";
-    setenv("HOME", home.c_str(), 1);
-    unsetenv("XDG_CONFIG_HOME");
-    setenv("XDG_DATA_HOME", (home + "/data").c_str(), 1);
+    const std::string usualHome = std::getenv("HOME");
+    Tarn::SetEnvironment("HOME", home.c_str());
+    Tarn::SetEnvironment("XDG_DATA_HOME", (home + "/data").c_str());
     const std::pair<int, const char*> folders[] = {
         {0, "/On \"top\""},
         {2, "/data/applications"},
@@ -250,8 +247,8 @@ TEST_F(PosixFiles, TheUsersFoldersFollowHisSettingsAndExist) {
         EXPECT_TRUE(exists(given)) << path;
     }
     EXPECT_EQ(P::SHGetSpecialFolderLocation(nullptr, 999, &location), E_INVALIDARG);
-    setenv("XDG_DATA_HOME", (home + "/.config/user-dirs.dirs").c_str(), 1);
+    Tarn::SetEnvironment("XDG_DATA_HOME", (home + "/.config/user-dirs.dirs").c_str());
     EXPECT_LT(P::SHGetSpecialFolderLocation(nullptr, 2, &location), 0) << "a file is in the way";
-    for (int i = 0; i < 3; i++)
-        before[i].empty() ? unsetenv(variables[i]) : setenv(variables[i], before[i].c_str(), 1);
+    Tarn::SetEnvironment("XDG_DATA_HOME", nullptr);
+    Tarn::SetEnvironment("HOME", usualHome.c_str());
 }
