@@ -88,13 +88,13 @@ public:
     CFile() = default;
     CFile(const CUnicodeString& fileName, unsigned int flags);
     CFile(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
-    /// A file that is not open. Files that are const cannot be copied: a `std::vector` would prefer to copy
-    /// its elements when it grows, since their destructor may throw, and so close every file in it.
+    /// The copy is not open. `other` is not const, so that a `std::vector` has to move its files when it
+    /// grows: it prefers to copy elements whose destructor may throw, and that would close every one of them.
     CFile(CFile& other);
     CFile(CFile&& other) noexcept;
     CFile& operator=(const CFile& other);
-    /// Takes the open file of `other` over. The present one is closed first, as by `Abort`: where a failure
-    /// of that matters, call `Close` before.
+    /// Takes over the open file of `other`. The present one is closed first without reporting a failure;
+    /// where that matters, call `Close` before.
     CFile& operator=(CFile&& other) noexcept;
     /// Closes an open file; a failure is thrown, unless another exception is unwinding the stack.
     ~CFile() noexcept(false) override;
@@ -117,7 +117,7 @@ public:
     CUnicodeString GetFileName() override;
     CUnicodeString UnicodeName() const { return name; }
 
-    /// A `size` of 0 gives 0, even if the file is not open.
+    /// Returns 0 for a `size` of 0, even if the file is not open.
     int Read(void* buffer, int size) override;
     void Write(const void* buffer, int size) override;
     /// Asserts if the position is above 2^31 - 1; so does `GetLength` for the length.

@@ -55,7 +55,7 @@ struct CFileInfo {
 // Functions on the text of paths.
 
 /// Splits a path so that `drive` + `dir` + `name` + `ext` is the path again, unless a part is longer than 259
-/// units, which are kept of it. `dir` ends with its separator, `ext` begins with its dot.
+/// units and was cut off there. `dir` ends with its separator, `ext` begins with its dot.
 TARNKIT_API void Split(const CUnicodeString& path, CUnicodeString& drive, CUnicodeString& dir,
                        CUnicodeString& name, CUnicodeString& ext);
 /// Fills `parts` with the non-empty components between separators, in order.

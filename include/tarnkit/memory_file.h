@@ -29,8 +29,7 @@ public:
     /// An empty, open file. The block grows by multiples of `step` bytes; with a step of 0 it cannot grow.
     explicit CMemoryFile(int step = kDefaultGrowthStep);
     /// A copy shares the block, and only one of the two may free it: call `Detach` on the other. Assigning
-    /// does not free the target's own block. Files that are const cannot be copied, for the reason that
-    /// `CFile` gives.
+    /// does not free the target's own block. `other` is not const for the same reason as in `CFile`.
     CMemoryFile(CMemoryFile& other) = default;
     CMemoryFile& operator=(const CMemoryFile&) = default;
     /// Moving takes the block over, after freeing that of the target, and leaves `other` as `Detach` does. A
