@@ -15,6 +15,7 @@ public:
     CBox(int number = 0) : value(new int(number)) {}
     CBox(const CBox& other) : CBox(*other.value) {}
     CBox(CBox&&) noexcept requires isMovable = default;
+    ~CBox() noexcept(false) {} // as that of a file, which may fail to be closed
     CBox& operator=(const CBox& other) {
         *value = *other.value;
         return *this;

@@ -102,7 +102,7 @@ TEST(Archive, WritesSmallValuesInOneByteUpTo254) {
     EXPECT_EQ(failureOfLoading(bytes, serialize), "");
 }
 
-TEST(Archive, RefusesWhatNoArchiveStoresAndLaterVersions) {
+TEST(Archive, RefusesImpossibleValuesAndLaterVersions) {
     const auto expectRefused = [](const Bytes& bytes, auto value) {
         EXPECT_EQ(failureOfLoading(bytes, [&](CArchive& archive) { archive >> value; }), "ERR_BAD_ARCHIVE");
     };
@@ -118,7 +118,7 @@ TEST(Archive, RefusesWhatNoArchiveStoresAndLaterVersions) {
     EXPECT_EQ(failureOfLoading("\x03\xFF\xFF\xFF\xFF\xFF\x04", loadVersions), "ERR_BAD_ARCHIVE_VERSION");
 }
 
-TEST(Archive, TakesNoMemoryForALengthThatTheFileCannotFill) {
+TEST(Archive, AllocatesNothingForALengthThatTheFileCannotFill) {
     const CUnicodeString large(u'y', 20000);
     const Bytes bytes = stored([&](CArchive& archive) {
         archive << large;
@@ -150,7 +150,7 @@ TEST(Archive, MovesLargeBlocksPastTheBuffer) {
     EXPECT_EQ(FailureOf([&] { loading.Read(block.data(), 100); }), kEndOfFile);
 }
 
-TEST(Archive, LeavesTheFileBehindTheLastByteConsumed) {
+TEST(Archive, LeavesTheFilePositionAfterTheLastByteConsumed) {
     CApplicationFile file(Bytes(12 + kSmallBuffer, 'x'));
     CArchive archive(&file, CArchive::Loading, kSmallBuffer);
     archive.ReadSmallValue();

@@ -52,7 +52,7 @@ TEST(Paths, AreMergedAndMadeFull) {
     EXPECT_EQ(CanonicalizePath(u"//srv/Share/Dir"), u"\\\\SRV\\SHARE\\Dir");
 }
 
-TEST(Paths, AreWrittenAsSeenFromADirectory) {
+TEST(Paths, AreWrittenRelativeToADirectory) {
     const auto relative = [](const CUnicodeString& path) { return RelativePath(u"\\a\\B", path); };
     expectEach(relative, {{u"/A/b/c\\d.e", u"c\\d.e"}, {u"\\a\\bc\\d", u"..\\bc\\d"}, {u"d:\\a", u"d:\\a"}});
     EXPECT_EQ(RelativePath(u"", u"\\a"), u"a");
@@ -60,7 +60,7 @@ TEST(Paths, AreWrittenAsSeenFromADirectory) {
     EXPECT_EQ(RelativePath(u"\\\\srv\\sh", u"\\\\other\\sh\\b"), u"\\\\other\\sh\\b");
 }
 
-TEST(Paths, GetSeparatorsAndDotsWhereTheyLack) {
+TEST(Paths, GetSeparatorsAndDotsWhereMissing) {
     EXPECT_EQ(Merge(u"/d", u"\\other\\n.e"), u"/d/n.e");
     EXPECT_EQ(Merge(u"", u"n", u".e"), u"n.e");
     EXPECT_EQ(Merge(u"d", u"s", u"n.x", u"e"), u"d\\s\\n.x.e");

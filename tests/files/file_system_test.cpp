@@ -9,14 +9,17 @@ namespace {
 
 class FileSystemTest : public FolderTest {};
 
-TEST_F(FileSystemTest, TellsWhichAccessAFileGives) {
+constexpr unsigned kExists = 0, kWrite = 2, kRead = 4;
+
+TEST_F(FileSystemTest, ReportsWhichAccessAFileAllows) {
     WriteBytes(folder / "file", "x", true);
-    EXPECT_TRUE(AccessFile(u"file", 0) && AccessFile(u"file", 4));
-    EXPECT_FALSE((kReadOnlyFiles && AccessFile(u"file", 2)) || AccessFile(Full(""), 0) || AccessDir(u"file"));
+    EXPECT_TRUE(AccessFile(u"file", kExists) && AccessFile(u"file", kRead));
+    EXPECT_FALSE((kReadOnlyFiles && AccessFile(u"file", kWrite)) || AccessFile(Full(""), kExists) ||
+                 AccessDir(u"file"));
     SetAttributes(u"file", GetAttributes(u"file") & ~FILE_ATTRIBUTE_READONLY);
-    EXPECT_TRUE(AccessFile(u"file", 6));
+    EXPECT_TRUE(AccessFile(u"file", kRead | kWrite));
     Remove(u"file");
-    EXPECT_FALSE(AccessFile(u"file", 0));
+    EXPECT_FALSE(AccessFile(u"file", kExists));
 }
 
 TEST_F(FileSystemTest, NamesTheFileThatFailedACopyOrAMove) {
@@ -63,7 +66,7 @@ TEST_F(FileSystemTest, RemovesLinksInATreeButNotWhatTheyLeadTo) {
     stdfs::create_symlink(folder / "nowhere", folder / "tree/deadlink");
     DelTree(u"tree");
     EXPECT_FALSE(stdfs::exists(folder / "tree"));
-    EXPECT_TRUE(AccessFile(u"kept", 4) && !AccessFile(u"kept", 2));
+    EXPECT_TRUE(AccessFile(u"kept", kRead) && !AccessFile(u"kept", kWrite));
 }
 
 TEST_F(FileSystemTest, ListsTheFilesOfADirectorySorted) {

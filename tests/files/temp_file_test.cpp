@@ -76,7 +76,7 @@ TEST_F(TempFileTest, AreAllRemovedAtTheEndButForThoseInUseOrPermanent) {
     EXPECT_EQ(CountIn("temp"), 2);
 }
 
-TEST_F(TempFileTest, AreOnlyForgottenWhenTheUserKeepsThem) {
+TEST_F(TempFileTest, StayOnDiskIfTheUserKeepsThem) {
     CRegistryKey key(false);
     key.Open(HKEY_CURRENT_USER, u"Software\\Velmora\\Tarnkit");
     ASSERT_TRUE(key.SetStringValue(u"KeepTempFiles", u"1"));

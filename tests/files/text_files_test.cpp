@@ -22,7 +22,7 @@ Bytes littleEndian(const CUnicodeString& text) {
     return bytes;
 }
 
-TEST_F(TextFile, IsReadInTheEncodingThatItsFirstBytesTell) {
+TEST_F(TextFile, IsReadInTheEncodingThatItsFirstBytesIndicate) {
     const std::tuple<Bytes, unsigned, CUnicodeString> rows[] = {
         {"\xE6", 1251, u"ж"},
         {Bytes("a\0b", 3), 1252, u"a b"},

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <thread>
 
-TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
+TEST_F(Files, OpeningReportsWhatPreventsIt) {
     const struct {
         const char16_t* name;
         DWORD access, disposition, code;
@@ -31,7 +31,7 @@ TEST_F(Files, OpeningReportsWhatStandsInTheWay) {
     EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file", u"folder"}));
 }
 
-TEST_F(Files, DispositionsCreateKeepOrEmptyAndTellOfAnExistingFile) {
+TEST_F(Files, DispositionsCreateKeepOrEmptyAndReportAnExistingFile) {
     const struct {
         const char16_t* name;
         DWORD access, disposition, code;
@@ -89,7 +89,7 @@ TEST_F(Files, TransfersMoveThePositionAndObeyTheAccess) {
     EXPECT_EQ(P::GetFileSize(Opened(name, 0, 0), nullptr), 7U) << "no access is needed for the size";
 }
 
-TEST_F(Files, PositionsAreOf64BitsAndTheirFailuresAreTold) {
+TEST_F(Files, PositionsHave64BitsAndTheirFailuresAreReported) {
     const Opened file(base + u"file", kBoth, 0);
     const struct {
         LONG low, high;
@@ -119,7 +119,7 @@ TEST_F(Files, PositionsAreOf64BitsAndTheirFailuresAreTold) {
     P::SetLastError(kUntouched);
     EXPECT_EQ(P::GetFileSize(file, &sizeHigh), code == ERROR_SUCCESS ? 0xFFFFFFFF : 3);
     EXPECT_EQ(P::GetLastError(), code == ERROR_SUCCESS ? ERROR_SUCCESS : kUntouched);
-    EXPECT_TRUE(code == ERROR_SUCCESS || code == ERROR_DISK_FULL) << "as much room as the disk has";
+    EXPECT_TRUE(code == ERROR_SUCCESS || code == ERROR_DISK_FULL) << "depends on the room that the disk has";
 }
 
 TEST_F(Files, AHandleThatIsNotOpenIsRefusedByEveryCall) {
@@ -173,7 +173,7 @@ TEST_F(Files, ShareModesBindBothSides) {
     EXPECT_TRUE(Opened(name, kBoth, 0).IsOpen()) << "nothing is left of the closed handles";
 }
 
-TEST_F(Files, AFileInUseIsNeitherEmptiedNorReplacedNorTakenAway) {
+TEST_F(Files, AFileInUseIsNeitherEmptiedNorReplacedNorRemoved) {
     const Text name = base + u"file";
     put(base + u"other", "other");
     {
@@ -265,7 +265,7 @@ TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
     }
 }
 
-TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
+TEST_F(Files, TimesAreExactToTheTickAndUnchangedIfNotGiven) {
     const Opened file(base + u"file", kBoth, 0);
     // In 1953 and in 2024, each with an odd tick.
     const FILETIME old{0x12345679, 0x018B0000}, recent{0x89ABCDEF, 0x01DA6B00};
@@ -293,7 +293,7 @@ TEST_F(Files, TimesAreKeptToTheTickAndLeftAloneWhenNotGiven) {
                                              }))});
 }
 
-TEST_F(Files, PatternsFindWhatTheyMatchWithoutRegardToCase) {
+TEST_F(Files, PatternsMatchNamesWithoutRegardToCase) {
     const Text in = base + u"folder\\";
     for (const char16_t* name : {u"a.txt", u"B.TXT", u"ab.txt", u"abc", u"x.tar.gz", u"\u0416\u0438.txt"})
         put(in + name, "1");
@@ -351,7 +351,7 @@ TEST_F(Files, NamesKeepTheirCaseAndMatchWithoutIt) {
     EXPECT_TRUE(P::DeleteFileW(stored.c_str()));
 }
 
-TEST_F(Files, DirectoriesAndMovesReportWhatStandsInTheWay) {
+TEST_F(Files, DirectoriesAndMovesReportWhatPreventsThem) {
     put(base + u"folder\\inner", "inner");
     const auto make = with(P::CreateDirectoryW);
     const auto drop = with(P::RemoveDirectoryW);
@@ -378,7 +378,7 @@ TEST_F(Files, DirectoriesAndMovesReportWhatStandsInTheWay) {
     EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file"}));
 }
 
-TEST_F(Files, TemporaryNamesAreFreshShortPrefixedAndMadeOnlyOnRequest) {
+TEST_F(Files, TemporaryNamesAreUniqueAndPrefixedAndFilesCreatedOnlyOnRequest) {
     char16_t name[MAX_PATH];
     const Text place = base + u"folder";
     EXPECT_EQ(P::GetTempFileNameW(place.c_str(), u"prefix", 0x1A2B, name), 0x1A2BU);
@@ -403,7 +403,7 @@ TEST_F(Files, TemporaryNamesAreFreshShortPrefixedAndMadeOnlyOnRequest) {
                                          }))});
 }
 
-TEST_F(Files, PlacesOfTheSystemExistAndSmallBuffersTellTheSizeNeeded) {
+TEST_F(Files, FoldersOfTheSystemExistAndSmallBuffersGetTheSizeNeeded) {
     const auto check = [](auto call) {
         char16_t buffer[1000] = u"?";
         const UINT size = call(nullptr, 0);

@@ -33,7 +33,7 @@ protected:
 
 } // namespace
 
-TEST_F(PosixFiles, EveryNameOnDiskHasANameAboveTheDoorThatLeadsBack) {
+TEST_F(PosixFiles, EveryNameOnDiskIsTranslatedThereAndBack) {
     const std::pair<const char*, const char16_t*> names[] = {
         {"\xD0\x96\xF0\x9F\x98\x80", u"\u0416\U0001F600"},
         {"a:b*c?\\d|\x01", u"a\uF03Ab\uF02Ac\uF03F\uF05Cd\uF07C\uF001"},
@@ -69,7 +69,7 @@ TEST_F(PosixFiles, DrivesAndServersDoNotExist) {
     EXPECT_NE(P::GetFileAttributesW(u"\\..\\.") & FILE_ATTRIBUTE_DIRECTORY, 0U) << "nothing above the root";
 }
 
-TEST_F(PosixFiles, TheSpellingAsGivenComesBeforeOthersOfTheSameName) {
+TEST_F(PosixFiles, TheGivenSpellingIsPreferredToOthersOfTheSameName) {
     for (const char* name : {"files/NAME", "files/Name", "files/name"})
         std::ofstream(name) << name;
     EXPECT_EQ(get(base + u"Name"), "files/Name");
@@ -102,7 +102,7 @@ TEST_F(PosixFiles, LinksAreFollowedToReadAndWriteAndRemovedByThemselves) {
     EXPECT_EQ(get(base + u"file"), "copied");
 }
 
-TEST_F(PosixFiles, AFullDeviceAndALimitOnSizesAreAFullDisk) {
+TEST_F(PosixFiles, AFullDeviceAndASizeLimitAreReportedAsAFullDisk) {
     DWORD written = 9;
     const Opened full(u"\\dev\\full", GENERIC_WRITE, 0);
     EXPECT_EQ(codeOf([&] { return P::WriteFile(full, "x", 1, &written); }), ERROR_DISK_FULL);
@@ -138,7 +138,7 @@ TEST_F(PosixFiles, AFullDeviceAndALimitOnSizesAreAFullDisk) {
     EXPECT_EQ(others(), Names{u"big"}) << "no half copy and no trace of one";
 }
 
-TEST_F(PosixFiles, AFolderWithoutWriteBitsIsLeftAsItIsEvenByRoot) {
+TEST_F(PosixFiles, AFolderWithoutWriteBitsIsNotChangedEvenByRoot) {
     fs::permissions("files", fs::perms::owner_read | fs::perms::owner_exec);
     expectEach(ERROR_ACCESS_DENIED,
                {opening(u"new", GENERIC_WRITE, CREATE_ALWAYS), with(P::DeleteFileW)(u"file"),
@@ -148,7 +148,7 @@ TEST_F(PosixFiles, AFolderWithoutWriteBitsIsLeftAsItIsEvenByRoot) {
     EXPECT_EQ(others(), Names{});
 }
 
-TEST_F(PosixFiles, AFileOfAnotherUserIsWrittenWhereHeLetsEverybodyWriteAndStaysHis) {
+TEST_F(PosixFiles, AFileThatEverybodyMayWriteStaysItsOwnersWhenAnotherUserDoes) {
     const Tarn::CCapability kOtherUsers{geteuid() == 0 ? nullptr : "only root can be somebody else"};
     TARNKIT_TEST_NEEDS(kOtherUsers);
     constexpr uid_t kOtherUser = 65534;
@@ -193,7 +193,7 @@ TEST_F(PosixFiles, AReaderCannotEmptyAFileThatOthersMayNotWrite) {
     EXPECT_EQ(get(base + u"file"), "old");
 }
 
-TEST_F(PosixFiles, AStaleHandleNeverMeansTheFileThatCameAfter) {
+TEST_F(PosixFiles, AStaleHandleNeverMeansALaterFile) {
     Opened first(base + u"file", GENERIC_WRITE, 0);
     const HANDLE stale = first;
     first.Close();
@@ -221,7 +221,7 @@ TEST_F(PosixFiles, FilesMoveBetweenFileSystemsAndFoldersDoNot) {
     fs::remove(away);
 }
 
-TEST_F(PosixFiles, TheUsersFoldersFollowHisSettingsAndExist) {
+TEST_F(PosixFiles, TheUsersFoldersFollowTheSettingsAndAreCreated) {
     const std::string home = fs::absolute("files/home").string();
     fs::create_directories(home + "/.config");
     std::ofstream(home + "/.config/user-dirs.dirs")
