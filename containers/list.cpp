@@ -1,12 +1,13 @@
 #include <tarnkit/list.h>
 
 #include "containers/list_sorts.h"
+#include "containers/showing_failures.h"
 
 #include <utility>
 
 namespace Tarn {
 
-CListNodeBase::~CListNodeBase() noexcept(false) { Detach(); }
+CListNodeBase::~CListNodeBase() { Detach(); }
 
 void CListNodeBase::InsertPrev(CListNodeBase* node) {
     node->previous = previous;
@@ -32,7 +33,7 @@ void CListNodeBase::Detach() {
     fastDetach();
 }
 
-CListBase::~CListBase() noexcept(false) { DeleteAll(); }
+CListBase::~CListBase() { DeleteAll(); }
 
 int CListBase::NumberOfChildren() const {
     int number = 0;
@@ -57,7 +58,7 @@ void CListBase::AddLast(CListNodeBase* node) {
         AddFirst(node);
 }
 
-// Gives every node from `node` on this list as its parent.
+// Makes this list the parent of `node` and of those after it.
 void CListBase::adopt(CListNodeBase* node) {
     for (; node != nullptr; node = node->next)
         node->parent = this;
@@ -91,19 +92,14 @@ void CListBase::DetachAll() {
 }
 
 void CListBase::DeleteAll() {
-    // The nodes leave one at a time, so that the destructor of one finds the list in order.
-    struct CDeletion {
-        CListBase& list;
-
-        ~CDeletion() { Run(); } // what the failure of a destructor has left
-        void Run() {
-            while (CListNodeBase* node = list.First()) {
-                node->Detach();
-                delete node;
-            }
-        }
-    };
-    CDeletion{*this}.Run();
+    if (IsEmpty())
+        return;
+    const CShowingFailures showing;
+    // The nodes leave one at a time, so that the destructor of each finds the list intact.
+    while (CListNodeBase* node = First()) {
+        node->Detach();
+        delete node;
+    }
 }
 
 void CListBase::Sort(TCompare* compare) { InsertionSort(*this, compare); }

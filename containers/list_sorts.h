@@ -1,11 +1,13 @@
-// The two sorts of lists, for a comparison of any kind: lists and trees compare nodes of different types.
+// The two sorts of lists. They are templates because lists and trees compare nodes of different types.
 #pragma once
 
 #include <tarnkit/array.h>
 #include <tarnkit/list.h>
 #include <tarnkit/memory_manager.h>
+#include <tarnkit/sorting.h>
 
-#include <algorithm>
+#include <bit>
+#include <climits>
 #include <utility>
 
 namespace Tarn {
@@ -23,14 +25,14 @@ void InsertionSort(CListBase& list, Compare compare) {
         CListNodeBase* place = list.First();
         while (place != current && compare(place, moved) <= 0)
             place = place->Next();
-        // Only now, when no comparison is left that could fail, does the node leave its place.
+        // The node leaves its place only now that no comparison is left that could fail.
         moved->Detach();
         place->InsertPrev(moved);
     }
 }
 
-/// The nodes of a list in its order: a few hundred inside the object, more of them in memory from the calling
-/// thread's current manager.
+/// The nodes of a list in its order: up to 256 in the object itself, more of them in memory from the calling
+/// thread's current memory manager.
 class CNodeArray {
 public:
     explicit CNodeArray(CListBase& list) : count(list.NumberOfChildren()) {
@@ -66,21 +68,33 @@ private:
     CListNodeBase* inlineNodes[kInlineSize];
 };
 
-/// Quick sort of an array of nodes, with a stack of its own for the ranges that wait.
+/// Quick sort of an array of nodes, with a stack of its own for the ranges still to be sorted.
+///
+/// Its pivot is the middle element, which divides some orders badly: rising and then falling, for example, or
+/// two sorted halves one after the other. When a list has taken several times the work of an ordinary one,
+/// the ranges that are left go to the sort of arrays.
 template<class Compare>
 class CQuickSort {
 public:
-    CQuickSort(CNodeArray& array, Compare comparison) : nodes(array), compare(std::move(comparison)) {}
+    CQuickSort(CNodeArray& array, Compare comparison)
+        : nodes(array), compare(std::move(comparison)),
+          comparisonsLeft(Int64{kPatience} * array.Size() *
+                          static_cast<int>(std::bit_width(static_cast<unsigned>(array.Size())))) {}
 
     void Run() {
         CRange range{0, nodes.Size() - 1};
         for (;;) {
-            if (range.Size() > kLongestSelection)
+            if (range.Size() > kLongestSelection && comparisonsLeft > 0) {
                 range = divide(range);
-            else if (selectionSort(range); pendingCount > 0)
-                range = pending[--pendingCount];
+                continue;
+            }
+            if (range.Size() > kLongestSelection)
+                sortOtherwise(range);
             else
+                selectionSort(range);
+            if (pendingCount == 0)
                 return;
+            range = pending[--pendingCount];
         }
     }
 
@@ -94,8 +108,10 @@ private:
     };
 
     static constexpr int kLongestSelection = 8;
-    // What is gone on with is at most half of the range before it, each time another one has to wait.
+    // Each range that has to wait is at least as long as the one that is divided next.
     static constexpr int kDeepestStack = 32;
+    // An ordinary list of n nodes takes about 1.4 n log2(n) comparisons to divide.
+    static constexpr int kPatience = 3;
 
     void selectionSort(CRange range) {
         for (int end = range.last; end > range.first; end--) {
@@ -107,8 +123,15 @@ private:
         }
     }
 
+    void sortOtherwise(CRange range) {
+        CListNodeBase** first = &nodes[range.first];
+        SortRange(first, first + range.Size(),
+                  [this](const CListNodeBase* a, const CListNodeBase* b) { return compare(a, b) < 0; });
+    }
+
     // Brings what sorts before the middle element to its left and the rest to its right; returns its place.
     int partition(CRange range) {
+        comparisonsLeft -= range.Size();
         CListNodeBase*& front = nodes[range.first];
         std::swap(front, nodes[range.first + range.Size() / 2]);
         const CListNodeBase* pivot = front;
@@ -129,7 +152,7 @@ private:
         return down;
     }
 
-    // Lets the larger part of a divided range wait and returns the smaller one.
+    // Puts the larger part of a divided range aside and returns the smaller one.
     CRange divide(CRange range) {
         const int middle = partition(range);
         CRange smaller{range.first, middle - 1};
@@ -144,6 +167,7 @@ private:
     Compare compare;
     CRange pending[kDeepestStack];
     int pendingCount = 0;
+    Int64 comparisonsLeft;
 };
 
 template<class Compare>

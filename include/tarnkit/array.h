@@ -1,17 +1,28 @@
-// CArray: the library's growable array. Contiguous elements, 0-based `int` indices, value semantics.
-//
-// An array owns its elements; their memory comes from the `Policy` (by default the calling thread's current
-// memory manager at the moment of growing) and goes back to wherever it came from. Any change of the size may
-// move the elements. An operation that adds or copies elements either succeeds or leaves the array as it was
-// (elements that can neither be copied nor be moved without failing excepted). A wrong position or count of
-// an insertion or removal is an assertion, after which nothing is changed; the access to single elements is
-// not checked. Destructors of elements must not throw. One thread at a time.
+/// \file
+/// CArray: the library's growable array. Contiguous elements, 0-based `int` indices, value semantics.
+///
+/// An array owns its elements. Their memory comes from the `Policy` (by default the calling thread's current
+/// memory manager at the moment of growing) and goes back to where it came from. Any change of the size may
+/// move the elements. An operation that adds or copies elements either succeeds or leaves the array as it
+/// was, unless the elements can neither be copied nor be moved without failing. A wrong position or count in
+/// an insertion or removal is an assertion, after which nothing has changed; access to single elements is not
+/// checked. Destructors of elements must not throw. One thread at a time.
+///
+/// \code
+/// CArray<CUnicodeString> names{u"pear", u"fig"};
+/// names.Add(u"apple");
+/// names.Sort(CUnicodeString::Cmp); // apple, fig, pear
+/// int place;
+/// if (names.BinarySearch(u"grape", CUnicodeString::Cmp, &place) < 0)
+///     names.InsertAt(place, u"grape"); // still sorted
+/// \endcode
 #pragma once
 
 #include <tarnkit/data_model.h>
 #include <tarnkit/failures.h>
 #include <tarnkit/layout.h>
 #include <tarnkit/memory_manager.h>
+#include <tarnkit/sorting.h>
 
 #include <algorithm>
 #include <climits>
@@ -24,8 +35,8 @@
 
 namespace Tarn {
 
-/// The new capacity of a container that holds `capacity` elements and needs room for `needed`: growth by half
-/// the capacity, at least `minimal` elements, at least what is needed. `needed` is above `capacity`.
+/// The new capacity of a container that has room for `capacity` elements and needs room for `needed`, which
+/// is greater: half as much again, but at least `minimal` more, and at least `needed`.
 constexpr int GrownCapacity(int capacity, int needed, int minimal = 8) {
     const int growth = std::max(needed - capacity, std::max(capacity / 2, minimal));
     return growth > INT_MAX - capacity ? needed : capacity + growth;
@@ -78,7 +89,7 @@ public:
             grow(needed);
     }
 
-    /// Cuts the array or extends it with value-initialised elements.
+    /// Shortens the array, or extends it with value-initialised elements.
     void SetSize(int size) {
         if (size < 0) {
             GenAssert(u"array", __LINE__);
@@ -106,14 +117,13 @@ public:
         appendCopies(other.Ptr(), static_cast<std::size_t>(added));
     }
 
-    /// Inserts a copy of `value` before `position` (0 to `Size()`); the elements behind move up.
+    /// Inserts a copy of `value` before `position` (0 to `Size()`); the elements after it move up.
     void InsertAt(int position, T value) {
         if (position < 0 || position > count) {
             GenAssert(u"array", __LINE__);
             return;
         }
-        if constexpr ((kConstructsSafely && std::is_nothrow_move_assignable_v<T>) ||
-                      !std::is_copy_constructible_v<T>) {
+        if constexpr (kMovesSafely || !std::is_copy_constructible_v<T>) {
             Add(std::move(value));
             std::rotate(elements + position, elements + count - 1, elements + count);
         } else {
@@ -126,7 +136,7 @@ public:
         }
     }
 
-    /// Removes `number` elements from `position` on; the elements behind move down.
+    /// Removes `number` elements from `position` on; the elements after them move down.
     void DeleteAt(int position, int number = 1) {
         if (position < 0 || number < 0 || number > count - position) {
             GenAssert(u"array", __LINE__);
@@ -144,7 +154,7 @@ public:
     /// Removes all elements and keeps the memory.
     void DeleteAll() { cutTo(0); }
 
-    /// Removes all elements and gives the memory back.
+    /// Removes all elements and frees the memory.
     void FreeBuffer() {
         DeleteAll();
         capacity = 0;
@@ -165,18 +175,16 @@ public:
         return Find(value) >= 0;
     }
 
-    /// Sorts by a comparison that returns a negative number, zero or a positive one; equal elements keep
-    /// their order when `isStable` is set.
+    /// Sorts by a comparison that returns a negative number, zero or a positive one and must not throw. Equal
+    /// elements keep their order if `isStable` is set, which takes memory for half of the elements; without
+    /// it the array stays as it was. A comparison that contradicts itself yields some order, and no other
+    /// harm.
     void Sort(int (*compare)(const T*, const T*), bool isStable = false) {
-        auto isBefore = [compare](const T& a, const T& b) { return compare(&a, &b) < 0; };
-        if (isStable)
-            std::stable_sort(begin(), end(), isBefore);
-        else
-            std::sort(begin(), end(), isBefore);
+        sortBy([compare](const T& a, const T& b) { return compare(&a, &b) < 0; }, isStable);
     }
 
-    /// The index of an element that compares equal to `value` in an array sorted by `compare`, or -1 with
-    /// `insertAt`, when given, set to where the value belongs.
+    /// The index of the first element that compares equal to `value` in an array sorted by `compare`, or -1.
+    /// `insertAt`, if given, receives the index at which the value is or belongs.
     int BinarySearch(const T& value, int (*compare)(const T*, const T*), int* insertAt = nullptr) const {
         auto isBefore = [compare](const T& a, const T& b) { return compare(&a, &b) < 0; };
         const T* place = std::lower_bound(begin(), end(), value, isBefore);
@@ -208,6 +216,8 @@ private:
     int capacity = 0;
 
     friend struct CLayout<CArray>;
+    template<class, class>
+    friend class CPointerArray;
 
     static_assert(alignof(T) <= alignof(std::max_align_t),
                   "over-aligned elements need a manager of their own");
@@ -218,6 +228,8 @@ private:
         { ::new (place) T(std::move(element)) }
         noexcept;
     };
+    // Whether elements can change places without a failure half-way.
+    static constexpr bool kMovesSafely = kConstructsSafely && std::is_nothrow_move_assignable_v<T>;
 
     static int sumOrFail(int a, std::size_t b) {
         if (b > static_cast<std::size_t>(INT_MAX - a))
@@ -231,7 +243,21 @@ private:
         return static_cast<T*>(Policy::Alloc(static_cast<unsigned>(size) * static_cast<unsigned>(sizeof(T))));
     }
 
-    // Brings the elements into `room`, by moving where that cannot fail and else by copying.
+    template<class Before>
+    void sortBy(Before isBefore, bool isStable) {
+        if (!isStable) {
+            SortRange(begin(), end(), isBefore);
+            return;
+        }
+        struct CSpare {
+            T* room;
+            ~CSpare() { Policy::Free(room); }
+        };
+        const CSpare spare{count > kLongestInsertionSort ? allocate(count / 2) : nullptr};
+        StableSortRange(begin(), end(), spare.room, isBefore);
+    }
+
+    // Moves the elements into `room` if that cannot fail, and copies them otherwise.
     void transferTo(T* room) {
         if constexpr (std::is_trivially_copyable_v<T>) {
             if (count > 0)

@@ -1,12 +1,34 @@
-// Intrusive doubly linked lists: CListNodeBase, from which everything derives that wants to live in a list,
-// and CListBase, the list of such nodes.
-//
-// Nodes carry their links, so that linking neither allocates nor fails. A list owns its nodes, which come
-// from `new`: it deletes those that it still has when it is destroyed. A node is in one list at most and
-// leaves it when it is destroyed. Two things are the caller's error and not noticed: adding a node that is in
-// a list already, and inserting beside a node that is in none. The comparisons that sort return a negative
-// number, zero or a positive one as the first argument sorts before the second, equals it or sorts after it.
-// A list and its nodes belong to one thread at a time.
+/// \file
+/// Intrusive doubly linked lists: CListNodeBase, the base of every class whose objects are to live in a list,
+/// and CListBase, the list of such nodes.
+///
+/// The links are inside the nodes, so that linking neither allocates nor fails. A list owns its nodes, which
+/// must come from `new`: when it is destroyed, it deletes those that are still in it. A node is in at most
+/// one list and leaves it when it is destroyed. Two mistakes go unnoticed: adding a node that is already in a
+/// list, and inserting next to a node that is in none. Comparisons for sorting return a negative number if
+/// the first argument belongs before the second, zero if they are equal, and a positive number otherwise.
+///
+/// The destructor of a node must not throw. While a list deletes its nodes, assertions and failed checks in
+/// their destructors are therefore shown rather than thrown, as in a static part (lifecycle.h). A node with a
+/// member whose destructor may throw, such as a file or a memory pool, keeps it in a CNonThrowing
+/// (non_throwing.h). A list and its nodes belong to one thread at a time.
+///
+/// \code
+/// class CTask : public CListNodeBase {
+/// public:
+///     explicit CTask(int taskPriority) : priority(taskPriority) {}
+///     const int priority;
+/// };
+/// int byPriority(const CListNodeBase* a, const CListNodeBase* b) {
+///     return static_cast<const CTask*>(a)->priority - static_cast<const CTask*>(b)->priority;
+/// }
+///
+/// CListBase tasks;
+/// tasks.AddLast(new CTask(2));
+/// tasks.AddLast(new CTask(1));
+/// tasks.Sort(byPriority);
+/// delete tasks.First(); // the task of priority 1, which leaves the list
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
@@ -19,8 +41,9 @@ class CListBase;
 class TARNKIT_API CListNodeBase {
 public:
     CListNodeBase() = default;
-    /// Leaves the list. May be overridden by a destructor that fails.
-    virtual ~CListNodeBase() noexcept(false);
+    /// Leaves the list. It does not throw, so that a class may have this base beside others whose virtual
+    /// destructors do not throw.
+    virtual ~CListNodeBase();
 
     CListNodeBase(const CListNodeBase&) = delete;
     CListNodeBase& operator=(const CListNodeBase&) = delete;
@@ -37,7 +60,7 @@ public:
     /// Links a detached `node` right before or after this one, which must be in a list.
     void InsertPrev(CListNodeBase* node);
     void InsertNext(CListNodeBase* node);
-    /// Leaves the list, which then no longer owns the node; nothing when it is in none.
+    /// Leaves the list, which then no longer owns the node. Does nothing to a node that is in none.
     void Detach();
 
 private:
@@ -48,7 +71,7 @@ private:
     friend class CListBase;
     friend struct CLayout<CListNodeBase>;
 
-    // For a list that is dissolved as a whole: the neighbours keep their links to this node.
+    // For emptying a whole list: the neighbours keep their links to this node.
     void fastDetach() {
         parent = nullptr;
         previous = nullptr;
@@ -63,7 +86,7 @@ public:
 
     CListBase() = default;
     /// Deletes the nodes.
-    virtual ~CListBase() noexcept(false);
+    virtual ~CListBase();
 
     CListBase(const CListBase&) = delete;
     CListBase& operator=(const CListBase&) = delete;
@@ -75,28 +98,29 @@ public:
     const CListNodeBase* Last() const { return last; }
 
     bool IsEmpty() const { return first == nullptr; }
-    /// Counts by walking through the list.
+    /// Walks the list to count.
     int NumberOfChildren() const;
     bool HasChild(const CListNodeBase* node) const { return node->parent == this; }
 
     /// Links a detached `node` at one end; the list owns it from then on.
     void AddFirst(CListNodeBase* node);
     void AddLast(CListNodeBase* node);
-    /// Moves all nodes of `other` to one end, in their order. A list that is added to itself stays as it is.
+    /// Moves all nodes of `other` to one end, in their order. Adding a list to itself changes nothing.
     void AddListFirst(CListBase& other);
     void AddListLast(CListBase& other);
 
     /// Empties the list; the nodes live on and belong to the caller.
     void DetachAll();
-    /// Deletes the nodes from the first to the last. When the destructor of one fails, the others are deleted
-    /// all the same.
+    /// Deletes the nodes from the first to the last.
     void DeleteAll();
 
-    /// Sorts in place; equal nodes keep their order. For lists that are short or nearly sorted: the time goes
-    /// with the square of the length. A comparison that throws leaves all nodes in the list, partly sorted.
+    /// An insertion sort: equal nodes keep their order. It suits lists that are short or nearly sorted, since
+    /// its time grows with the square of the length. A comparison that throws leaves all nodes in the list,
+    /// partly sorted.
     void Sort(TCompare* compare);
-    /// Sorts quickly; equal nodes may change their order. Takes memory for lists of more than 256 nodes. When
-    /// that is refused, or the comparison throws, the list stays as it was.
+    /// A quick sort, whose time is O(n log n) for every order of the nodes; equal nodes may change their
+    /// order. Needs memory for a list of more than 256 nodes. When there is none, or the comparison throws,
+    /// the list stays as it was.
     void QSort(TCompare* compare);
 
 private:

@@ -1,7 +1,8 @@
-// CPointerArray: a growable array of pointers to objects that belong to somebody else.
-//
-// It grows as CArray does, with memory from its `Policy`; what the pointers point to is neither copied nor
-// deleted. A wrong position or count is an assertion, after which nothing is changed. One thread at a time.
+/// \file
+/// CPointerArray: a growable array of pointers to objects that belong to somebody else.
+///
+/// It grows as CArray does, with memory from its `Policy`; what the pointers point to is neither copied nor
+/// deleted. A wrong position or count is an assertion, after which nothing has changed. One thread at a time.
 #pragma once
 
 #include <tarnkit/array.h>
@@ -28,13 +29,13 @@ public:
 
     /// Makes room for `needed` pointers in all; never shrinks.
     void Reserve(int needed) { pointers.Reserve(needed); }
-    /// Cuts the array or extends it with null pointers.
+    /// Shortens the array, or extends it with null pointers.
     void SetSize(int size) { pointers.SetSize(size); }
     void Add(T* pointer) { pointers.Add(pointer); }
-    /// Inserts before `position` (0 to `Size()`); the pointers behind move up.
+    /// Inserts before `position` (0 to `Size()`); the pointers after it move up.
     void InsertAt(int position, T* pointer) { pointers.InsertAt(position, pointer); }
 
-    /// Removes `number` pointers from `start` on; the pointers behind move down.
+    /// Removes `number` pointers from `start` on; the pointers after them move down.
     void DeleteAt(int start, int number = 1) {
         if (start < 0 || start > Size())
             GenAssert(u"pointerarray", 374);
@@ -49,22 +50,20 @@ public:
     void DeleteLast() { DeleteAt(Size() - 1); }
     /// Removes all pointers and keeps the memory.
     void DeleteAll() { pointers.DeleteAll(); }
-    /// Removes all pointers and gives the memory back.
+    /// Removes all pointers and frees the memory.
     void FreeBuffer() { pointers.FreeBuffer(); }
 
     /// The first index at or after `start` that holds `pointer`, or -1.
     int Find(const T* pointer, int start = 0) const { return pointers.Find(pointer, start); }
     bool Has(const T* pointer) const { return Find(pointer) >= 0; }
 
-    /// Sorts by a comparison of the objects that returns a negative number, zero or a positive one; equal
-    /// objects keep their order when `isStable` is set. No pointer may be null.
+    /// Sorts by a comparison of the objects that returns a negative number, zero or a positive one. Equal
+    /// objects keep their order if `isStable` is set, which takes memory for half of the pointers; without it
+    /// the array stays as it was. No pointer may be null. See CArray for comparisons that contradict
+    /// themselves.
     template<class Compare>
     void Sort(Compare compare, bool isStable = false) {
-        auto isBefore = [&compare](const T* a, const T* b) { return compare(a, b) < 0; };
-        if (isStable)
-            std::stable_sort(begin(), end(), isBefore);
-        else
-            std::sort(begin(), end(), isBefore);
+        pointers.sortBy([&compare](const T* a, const T* b) { return compare(a, b) < 0; }, isStable);
     }
 
     void Swap(CPointerArray& other) noexcept { pointers.Swap(other.pointers); }

@@ -1,10 +1,21 @@
-// CTreeBase: a node of a tree, from which everything derives that wants to live in one. It is at the same
-// time a node of the list of its parent's children and the list of its own children.
-//
-// The rules are those of lists (list.h): nodes come from `new`, a parent owns its children, and nothing but
-// other tree nodes may be their parents or their children, not a list of another kind. Destroying a node
-// deletes the whole tree below it and takes the node out of its parent's children. A tree belongs to one
-// thread at a time.
+/// \file
+/// CTreeBase: the base of every class whose objects are to live in a tree. A node of a tree is both a node in
+/// the list of its parent's children and the list of its own children.
+///
+/// The rules are those of lists (list.h): nodes come from `new`, a parent owns its children, destructors do
+/// not throw. The parents and children of a tree node must be tree nodes too. Destroying a node takes it out
+/// of its parent's children and deletes the tree below it, each node before its children; this takes no more
+/// stack for a deep tree than for a flat one. A tree belongs to one thread at a time.
+///
+/// \code
+/// class CFolder : public CTreeBase {}; // with members of its own
+/// CFolder root;
+/// root.AddLast(new CFolder);
+/// root.Last()->AddLast(new CFolder);
+/// for (CTreeBase* child = root.First(); child != nullptr; child = child->Next())
+///     Trace(UnicodeStr(child->NumberOfChildren()));
+/// delete root.First(); // and the folder in it
+/// \endcode
 #pragma once
 
 #include <tarnkit/list.h>
@@ -16,7 +27,7 @@ public:
     using TCompare = int(const CTreeBase*, const CTreeBase*);
 
     CTreeBase() = default;
-    ~CTreeBase() noexcept(false) override;
+    ~CTreeBase() override;
 
     /// Null for a root.
     CTreeBase* Parent() { return asTree(CListNodeBase::Parent()); }
@@ -35,7 +46,7 @@ public:
     /// Whether `node` is a child of this one; deeper descendants are not.
     bool HasChild(const CTreeBase* node) const { return node->Parent() == this; }
 
-    /// Makes a detached `node`, with all below it, a child at one end.
+    /// Makes a detached `node`, with all nodes below it, the first or last child.
     void AddFirst(CTreeBase* node) { CListBase::AddFirst(node); }
     void AddLast(CTreeBase* node) { CListBase::AddLast(node); }
     /// Makes a detached `node` a sibling of this one, which must have a parent.
@@ -45,7 +56,7 @@ public:
     void AddTreeFirst(CTreeBase& other) { AddListFirst(other); }
     void AddTreeLast(CTreeBase& other) { AddListLast(other); }
 
-    /// As the sorts of a list, on the children alone.
+    /// Sorts the children, but not what is below them, as the sorts of a list do.
     void Sort(TCompare* compare);
     void QSort(TCompare* compare);
 

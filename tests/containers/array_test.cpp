@@ -1,6 +1,6 @@
 #include "faults.h"
 
-#include <tarnkit/array.h>
+#include <tarnkit/pointer_array.h>
 #include <tarnkit/unicode_string.h>
 
 #include <algorithm>
@@ -85,6 +85,68 @@ TEST(Array, RefusesWrongPositionsAndCounts) {
     EXPECT_NE(AssertionOf([&] { array.InsertAt(4, 0); }), u"none");
     EXPECT_NE(AssertionOf([&] { array.SetSize(-1); }), u"none");
     EXPECT_EQ(array, (CArray<int>{1, 2, 3}));
+}
+
+namespace {
+
+struct CKeyed {
+    int key;
+    int place; // before sorting
+};
+
+int byKey(const CKeyed* a, const CKeyed* b) { return a->key - b->key; }
+
+bool isInOrder(const CKeyed& a, const CKeyed& b) { return a.key <= b.key; }
+
+bool isInStableOrder(const CKeyed& a, const CKeyed& b) {
+    return a.key < b.key || (a.key == b.key && a.place < b.place);
+}
+
+// The elements that `sort` makes of an array and of an array of pointers to its elements.
+template<class Compare>
+std::vector<CArray<CKeyed>> sorted(const CArray<CKeyed>& elements, Compare compare, bool isStable) {
+    CArray<CKeyed> array = elements, target, source = elements;
+    array.Sort(compare, isStable);
+    CPointerArray<CKeyed> pointers;
+    for (CKeyed& element : source)
+        pointers.Add(&element);
+    pointers.Sort(compare, isStable);
+    for (const CKeyed* pointer : pointers)
+        target.Add(*pointer);
+    return {array, target};
+}
+
+bool everyPlaceIsThereOnce(const CArray<CKeyed>& array) {
+    std::vector<bool> places(static_cast<std::size_t>(array.Size()));
+    for (const CKeyed& element : array)
+        places.at(static_cast<std::size_t>(element.place)).flip();
+    return std::ranges::count(places, true) == array.Size();
+}
+
+} // namespace
+
+// With an order that contradicts itself the sanitizers watch that nothing outside the array is touched.
+TEST(Array, SortsByAnyComparisonWithoutLosingAnElement) {
+    const struct {
+        int (*compare)(const CKeyed*, const CKeyed*);
+        bool isAnOrder;
+    } comparisons[] = {{byKey, true},
+                       {[](const CKeyed* a, const CKeyed* b) { return a->key <= b->key ? -1 : 1; }, false},
+                       {[](const CKeyed*, const CKeyed*) { return -1; }, false},
+                       {[](const CKeyed*, const CKeyed*) { return Random(2) - 1; }, false}};
+    for (const int count : {0, 1, 2, 16, 17, 100, 129, 5000})
+        for (const int greatestKey : {0, 3, 1'000'000})
+            for (auto& [compare, isAnOrder] : comparisons) {
+                CArray<CKeyed> elements;
+                for (int i = 0; i < count; i++) // rising and falling, or at random
+                    elements.Add({count == 100 ? std::min(i, count - i) : Random(greatestKey), i});
+                for (const bool isStable : {false, true})
+                    for (const CArray<CKeyed>& result : sorted(elements, compare, isStable)) {
+                        EXPECT_TRUE(everyPlaceIsThereOnce(result)) << count;
+                        for (int i = 1; isAnOrder && i < count; i++)
+                            ASSERT_TRUE((isStable ? isInStableOrder : isInOrder)(result[i - 1], result[i]));
+                    }
+            }
 }
 
 TEST(Array, HoldsStringsAndFindsThemByText) {

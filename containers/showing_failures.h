@@ -1,0 +1,24 @@
+// While nodes are being deleted, what fails in their destructors is shown: these must not throw.
+#pragma once
+
+#include <tarnkit/lifecycle.h>
+
+namespace Tarn {
+
+/// A scope in which the thread's assertions and checks are shown instead of thrown.
+class CShowingFailures {
+public:
+    CShowingFailures() { BeginStaticPart(); }
+    ~CShowingFailures() {
+        if (!wasInside)
+            EndStaticPart();
+    }
+
+    CShowingFailures(const CShowingFailures&) = delete;
+    CShowingFailures& operator=(const CShowingFailures&) = delete;
+
+private:
+    bool wasInside = IsInsideStaticPart();
+};
+
+} // namespace Tarn
