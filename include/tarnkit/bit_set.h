@@ -1,17 +1,29 @@
-// CPagedBitSet: a set of small integers as bits, cut into pages. A page without an element need not be there,
-// so that small sets cost little whatever their bound is.
-//
-// A set is a value that owns its pages; an `Allocator` hands these out and takes them back, with the rules of
-// that allocator for threads. Pages that an operation has emptied stay for reuse until the set is assigned to
-// or destroyed; whether an empty page is there makes no difference to what a set contains. Operations either
-// succeed or, when there is no memory, leave the elements as they were. CUnicodeSet (unicode_set.h) is the
-// set of this kind that the library uses itself.
+/// \file
+/// CPagedBitSet: a set of small integers as bits, divided into pages. A page without elements need not exist,
+/// so that a small set costs little whatever its bound is.
+///
+/// A set is a value that owns its pages. They come from its `Allocator`, whose rules for threads apply. Pages
+/// that an operation has emptied are kept until the set is assigned to or destroyed; whether an empty page
+/// exists makes no difference to what a set contains. Every operation either succeeds or, for lack of memory,
+/// leaves the elements as they were. CUnicodeSet (unicode_set.h) is the set of this kind that the library
+/// itself uses.
+///
+/// \code
+/// CPagedBitSet<1000, 64, CurrentMemoryManager> squares;
+/// for (unsigned i = 0; i * i < 1000; i++)
+///     squares |= i * i;
+/// for (unsigned square : squares) // 0, 1, 4, 9, ...
+///     Trace(UnicodeStr(square));
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
 #include <tarnkit/layout.h>
 
 #include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace Tarn {
@@ -19,10 +31,42 @@ namespace Tarn {
 /// The number of bits that are set in each byte value, for counting the elements of a set byte by byte.
 extern TARNKIT_API const unsigned char BitSetElementsTable[256];
 
-// The words of a page without elements. They are no member of the set: on Windows a client would look in the
-// library for those of sets that only the client has.
+// The words of a page without elements. They are not a member of the set, because a client on Windows would
+// import them from the library even for sets that only the client has.
 template<class Word, unsigned count>
 inline constexpr Word kNoWords[count] = {};
+
+/// Walks the elements of a `Set` in ascending order. Changing the set invalidates nothing: an iterator goes
+/// on to the next greater element that is there at that time.
+template<class Set, class Element>
+class CBitSetIterator {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = Element;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const Element*;
+    using reference = Element;
+
+    CBitSetIterator() = default;
+    /// At the least element that is not below `start`, or at the end if there is none.
+    CBitSetIterator(const Set& walked, unsigned start) : set(&walked), element(walked.NextElement(start)) {}
+
+    Element operator*() const { return static_cast<Element>(element); }
+    CBitSetIterator& operator++() {
+        element = set->NextElement(element + 1);
+        return *this;
+    }
+    CBitSetIterator operator++(int) {
+        CBitSetIterator before = *this;
+        ++*this;
+        return before;
+    }
+    friend bool operator==(CBitSetIterator a, CBitSetIterator b) { return a.element == b.element; }
+
+private:
+    const Set* set = nullptr;
+    unsigned element = 0;
+};
 
 /// A set of the integers from 0 to below `bound`, on pages of `pageSize` bits.
 template<unsigned bound, unsigned pageSize, class Allocator>
@@ -31,7 +75,7 @@ public:
     constexpr CPagedBitSet() = default;
     CPagedBitSet(const CPagedBitSet& other) : CPagedBitSet() { *this = other; }
     CPagedBitSet(CPagedBitSet&& other) noexcept { Swap(other); }
-    /// Takes over the elements into pages of its own; gives back those that `other` has not.
+    /// Copies the elements into pages of its own, and frees the pages that `other` does not have.
     CPagedBitSet& operator=(const CPagedBitSet& other) {
         if (this == &other)
             return *this;
@@ -68,6 +112,34 @@ public:
         return true;
     }
     friend bool operator==(const CPagedBitSet& a, const CPagedBitSet& b) { return a.Has(b) && b.Has(a); }
+
+    bool IsEmpty() const { return NextElement(0) == bound; }
+    /// The number of elements, counted word by word.
+    int GetCount() const {
+        int count = 0;
+        for (const Word* page : pages)
+            for (unsigned w = 0; page != nullptr && w < kPageWords; w++)
+                count += std::popcount(page[w]);
+        return count;
+    }
+
+    /// The least element that is not below `start`; the bound if there is none.
+    unsigned NextElement(unsigned start) const {
+        while (start < bound) {
+            const Word* page = pages[start / pageSize];
+            const Word rest = page != nullptr ? page[wordOf(start)] >> start % kWordSize : 0;
+            if (rest != 0)
+                return start + static_cast<unsigned>(std::countr_zero(rest));
+            const unsigned step = page != nullptr ? kWordSize : pageSize;
+            start = (start / step + 1) * step;
+        }
+        return bound;
+    }
+
+    /// The elements in ascending order.
+    using Iterator = CBitSetIterator<CPagedBitSet, unsigned>;
+    Iterator begin() const { return Iterator(*this, 0); }
+    Iterator end() const { return Iterator(*this, bound); }
 
     // Union, intersection, difference and symmetric difference with one element or with a set, which may be
     // this one.
@@ -107,7 +179,7 @@ public:
         return combine(other, [](Word a, Word b) { return a ^ b; });
     }
 
-    /// Replaces the set by its complement, in which every page is there.
+    /// Replaces the set by its complement, in which every page exists.
     void Invert() {
         for (unsigned p = 0; p < kPageCount; p++)
             allocate(p);
@@ -134,12 +206,12 @@ private:
     static constexpr unsigned wordOf(unsigned element) { return element % pageSize / kWordSize; }
     static constexpr Word bitOf(unsigned element) { return Word{1} << element % kWordSize; }
 
-    // A page that is not there is one without elements.
+    // A page that does not exist has no elements.
     const Word* wordsOf(unsigned number) const {
         return pages[number] != nullptr ? pages[number] : kNoWords<Word, kPageWords>;
     }
 
-    // A page of zeros where there is none yet.
+    // Makes the page, all zeros, if it does not exist yet.
     Word* allocate(unsigned number) {
         Word*& page = pages[number];
         if (page == nullptr) {
@@ -155,7 +227,7 @@ private:
                 allocate(p);
     }
 
-    // Combines each word of the pages that are here with that of the other set.
+    // Combines each word of this set's pages with the same word of the other set.
     template<class Operation>
     CPagedBitSet& combine(const CPagedBitSet& other, Operation operation) {
         for (unsigned p = 0; p < kPageCount; p++)

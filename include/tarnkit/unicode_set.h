@@ -1,15 +1,28 @@
-// CUnicodeSet: a set of 16-bit code units, made to classify characters: the letters of an alphabet, digits,
-// separators. Asking for a unit takes two array lookups and a bit test.
-//
-// A set is a value; it needs 128 bytes for each 1,024 units of which it holds one, from a pool of its own.
-// The pool takes no lock: of all sets in the process only one may be created, changed or destroyed at a time.
-// Texts are zero-terminated and must not be null; the terminator is not looked at.
+/// \file
+/// CUnicodeSet: a set of 16-bit code units for classifying characters: the letters of an alphabet, digits,
+/// separators. Testing for a unit takes two array lookups and a bit test.
+///
+/// A set is a value. It needs 128 bytes for each range of 1,024 units of which it contains at least one, from
+/// a pool of its own. The pool takes no lock: only one thread at a time may create, change or destroy sets,
+/// whichever sets they are. Texts are zero-terminated and must not be null; the terminator does not count as
+/// a unit.
+///
+/// \code
+/// const CUnicodeSet digits = u"0123456789";
+/// const CUnicodeSet separators = u" ,;";
+/// const char16_t* const text = u"12, 7";
+/// const bool isList = (digits | separators).Has(text);       // true: nothing else is in it
+/// const char16_t* end = digits.FirstExcluding(text);         // the comma
+/// const int count = (digits & separators).GetCount();        // 0
+/// \endcode
 #pragma once
 
 #include <tarnkit/bit_set.h>
+#include <tarnkit/data_model.h>
 #include <tarnkit/export.h>
 #include <tarnkit/layout.h>
 
+#include <concepts>
 #include <cstddef>
 #include <utility>
 
@@ -18,17 +31,25 @@ namespace Tarn {
 /// The pages of all sets: blocks of 128 bytes from the library's set-page pool.
 class TARNKIT_API CUnicodeSetAllocator {
 public:
-    /// A block, whatever `size` is; throws the memory exception.
+    /// One block, whatever `size` is. Throws the memory exception.
     static void* Alloc(unsigned int size);
     static void* Alloc(unsigned int size, const char* file, int line);
     /// Null is ignored.
     static void Free(void* block);
-    /// Takes back the blocks of all sets that there are: none of them may be used again, nor destroyed.
+    /// Takes back the blocks of all existing sets, none of which may be used or destroyed afterwards.
     static void Reset();
 };
 
 using CUnicodeBitSet = CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>;
 TARNKIT_EXTERN_TEMPLATE(class CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>);
+
+/// The character types other than a UTF-16 code unit. Converted to one, a value can be lost (U'\U0001F600')
+/// or become a different character ('\xE9' is negative where `char` is signed, and belongs to some code page
+/// anyway).
+template<class Character>
+concept CForeignCharacter = std::same_as<Character, char> || std::same_as<Character, signed char> ||
+    std::same_as<Character, char8_t> || std::same_as<Character, char32_t> ||
+    (std::same_as<Character, wchar_t> && !kIsWideTextUtf16);
 
 class TARNKIT_API CUnicodeSet : public CUnicodeBitSet {
 public:
@@ -44,9 +65,15 @@ public:
     bool Has(const char16_t* text) const { return FirstExcluding(text) == nullptr; }
     /// Whether at least one unit of `text` is an element.
     bool HasOneOf(const char16_t* text) const { return FirstIncluding(text) != nullptr; }
-    /// The first unit of `text` that is an element, or is none; null when there is no such unit.
+    /// The first unit of `text` that is an element; null if none is.
     const char16_t* FirstIncluding(const char16_t* text) const;
+    /// The first unit of `text` that is not an element; null if all are.
     const char16_t* FirstExcluding(const char16_t* text) const;
+
+    /// The elements in ascending order.
+    using Iterator = CBitSetIterator<CUnicodeBitSet, char16_t>;
+    Iterator begin() const { return Iterator(*this, 0); }
+    Iterator end() const { return Iterator(*this, 0x10000); }
 
     // Union, intersection, difference, symmetric difference and complement. -------------------------------
 
@@ -67,6 +94,27 @@ public:
     friend CUnicodeSet operator&(CUnicodeSet a, char16_t unit) { return std::move(a &= unit); }
     friend CUnicodeSet operator-(CUnicodeSet a, char16_t unit) { return std::move(a -= unit); }
     friend CUnicodeSet operator^(CUnicodeSet a, char16_t unit) { return std::move(a ^= unit); }
+
+    // Refused: see CForeignCharacter.
+    template<CForeignCharacter Character>
+    bool Has(Character) const = delete;
+    template<CForeignCharacter Character>
+    CUnicodeSet& operator|=(Character) = delete;
+    template<CForeignCharacter Character>
+    CUnicodeSet& operator&=(Character) = delete;
+    template<CForeignCharacter Character>
+    CUnicodeSet& operator-=(Character) = delete;
+    template<CForeignCharacter Character>
+    CUnicodeSet& operator^=(Character) = delete;
+    template<CForeignCharacter Character>
+    friend CUnicodeSet operator|(const CUnicodeSet&, Character) = delete;
+    template<CForeignCharacter Character>
+    friend CUnicodeSet operator&(const CUnicodeSet&, Character) = delete;
+    template<CForeignCharacter Character>
+    friend CUnicodeSet operator-(const CUnicodeSet&, Character) = delete;
+    template<CForeignCharacter Character>
+    friend CUnicodeSet operator^(const CUnicodeSet&, Character) = delete;
+
     friend CUnicodeSet operator~(CUnicodeSet set) {
         set.Invert();
         return set;

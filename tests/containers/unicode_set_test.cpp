@@ -3,6 +3,7 @@
 #include <tarnkit/pool_allocators.h>
 #include <tarnkit/unicode_set.h>
 
+#include <algorithm>
 #include <bit>
 #include <bitset>
 
@@ -62,9 +63,35 @@ int compareWithBits(int steps) {
         EXPECT_EQ(elements, models[at]) << "step " << step;
         EXPECT_EQ(set.Has(sets[other]), (models[other] & ~models[at]).none());
         EXPECT_EQ(set == sets[other], models[at] == models[other]);
+        EXPECT_EQ(static_cast<std::size_t>(set.GetCount()), elements.count());
+        EXPECT_EQ(set.IsEmpty(), elements.none());
+        for (const Element element : set)
+            elements.flip(element);
+        EXPECT_TRUE(elements.none()) << "not the elements that are walked";
+        EXPECT_TRUE(std::ranges::is_sorted(set.begin(), set.end())) << "step " << step;
     }
     return failures;
 }
+
+// Whether the set takes a unit of this type, in all of its members or in none.
+template<class Unit>
+constexpr bool isTaken(bool isExpected) {
+    const bool answers[] = {requires(CUnicodeSet set, Unit unit){set.Has(unit);
+}
+, requires(CUnicodeSet set, Unit unit) { set |= unit; }
+, requires(CUnicodeSet set, Unit unit) { set &= unit; }
+, requires(CUnicodeSet set, Unit unit) { set -= unit; }
+, requires(CUnicodeSet set, Unit unit) { set ^= unit; }
+, requires(CUnicodeSet set, Unit unit) { set | unit; }
+, requires(CUnicodeSet set, Unit unit) { set& unit; }
+, requires(CUnicodeSet set, Unit unit) { set - unit; }
+, requires(CUnicodeSet set, Unit unit) { set ^ unit; }
+}; // namespace
+return std::ranges::count(answers, isExpected) == std::ssize(answers);
+}
+static_assert(isTaken<char16_t>(true) && isTaken<unsigned short>(true) && isTaken<wchar_t>(kIsWideTextUtf16));
+static_assert(isTaken<char>(false) && isTaken<signed char>(false) && isTaken<char8_t>(false) &&
+              isTaken<char32_t>(false));
 
 } // namespace
 
