@@ -1,10 +1,24 @@
 #include <tarnkit/unicode_set.h>
 
+#include <tarnkit/immortal.h>
 #include <tarnkit/pool_allocators.h>
 
 namespace Tarn {
 
+namespace {
+
+constexpr int kSetPageSize = 1024 / 8; // bytes for the bits of a page of CUnicodeBitSet
+constexpr int kPoolPageSize = 0x10000;
+
+constinit Immortal<CBlockManager> setPagePool{kSetPageSize, kPoolPageSize};
+
+} // namespace
+
 template class CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>;
+
+CBlockManager& GetSetPagePool() { return setPagePool.object; }
+
+void ReleaseSetPagePool() { setPagePool.object.ReleaseIfUnused(); }
 
 void* CUnicodeSetAllocator::Alloc(unsigned int) { return GetSetPagePool().Alloc(); }
 

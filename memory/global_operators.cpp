@@ -1,4 +1,4 @@
-// The routing functions under their global names, and the library's own set of the operators over them.
+// The global names of `doAlloc` and `doFree`, and the library's own set of the operators.
 #include "memory/global_operators.inl"
 
 void* alloc_new(unsigned int size) { return Tarn::doAlloc(size); }

@@ -1,11 +1,11 @@
 // The replaced global operators `new` and `delete`, the same in the library and in every client module.
 //
-// Single objects go through `doAlloc` and so to the calling thread's current memory manager; arrays go to the
-// C runtime. Out of memory is the memory exception, from the `nothrow` forms null. The forms for over-aligned
-// types stay the runtime's own.
+// Single objects come from the calling thread's current memory manager through `doAlloc`, or are virtual
+// memory if they are large; arrays come from the C runtime. Without memory the memory exception is thrown, or
+// null returned from the `nothrow` forms. The forms for over-aligned types remain those of the C++ runtime.
+#include <tarnkit/exceptions.h>
 #include <tarnkit/memory_manager.h>
 
-#include <climits>
 #include <cstddef>
 #include <cstdlib>
 #include <new>
@@ -13,9 +13,19 @@
 namespace {
 
 void* newObject(std::size_t size) {
-    if (size > INT_MAX)
-        Tarn::ThrowMemoryException();
+    if (size > Tarn::kLargestSmallAllocation) [[unlikely]]
+        return Tarn::doAllocLarge(size);
     return alloc_new(static_cast<unsigned>(size));
+}
+
+// Nothing may leave a `delete`: what goes wrong in one, such as an assertion about the pointer, is shown.
+void deleteObject(void* ptr) noexcept {
+    try {
+        alloc_delete(ptr);
+    } catch (Tarn::CException* e) {
+        Tarn::Warning(e);
+        e->Delete();
+    }
 }
 
 void* newArrayOrNull(std::size_t size) noexcept { return std::malloc(size > 0 ? size : 1); }
@@ -27,15 +37,17 @@ TARNKIT_REPLACED void* operator new(std::size_t size) { return newObject(size); 
 TARNKIT_REPLACED void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     try {
         return newObject(size);
+    } catch (Tarn::CException* e) {
+        e->Delete();
+        return nullptr;
     } catch (...) {
-        // The memory exception is one static object: there is nothing to dispose of.
         return nullptr;
     }
 }
 
-TARNKIT_REPLACED void operator delete(void* ptr) noexcept { alloc_delete(ptr); }
-TARNKIT_REPLACED void operator delete(void* ptr, std::size_t) noexcept { alloc_delete(ptr); }
-TARNKIT_REPLACED void operator delete(void* ptr, const std::nothrow_t&) noexcept { alloc_delete(ptr); }
+TARNKIT_REPLACED void operator delete(void* ptr) noexcept { deleteObject(ptr); }
+TARNKIT_REPLACED void operator delete(void* ptr, std::size_t) noexcept { deleteObject(ptr); }
+TARNKIT_REPLACED void operator delete(void* ptr, const std::nothrow_t&) noexcept { deleteObject(ptr); }
 
 TARNKIT_REPLACED void* operator new[](std::size_t size) {
     void* block = newArrayOrNull(size);

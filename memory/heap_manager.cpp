@@ -39,7 +39,7 @@ void CHeapManager::Create() {
 
 void CHeapManager::Destroy(bool force) { assertDestroyed(destroyHeap(force)); }
 
-// False when the system refused; the heap is forgotten all the same.
+// False when the system did not take the heap back; the manager has no heap then either.
 bool CHeapManager::destroyHeap(bool force) {
     if (heap == nullptr)
         return true;

@@ -1,8 +1,8 @@
-// A library-wide object that needs construction, in storage that needs none.
+// A library-wide object that is constructed at its first use, in storage that needs no construction.
 //
-// The object is built at its first use, under the default memory manager because it outlives the caller, and
-// stays until `Release`; a use after that builds it anew. So it may be used before the library's own static
-// objects are built and after they are gone. Main thread.
+// The object is constructed under the default memory manager, because it outlives the caller, and lives until
+// `Release`; a later use constructs it anew. So it may be used before the library's static objects are
+// constructed and after they are destroyed. Main thread only.
 #pragma once
 
 #include <tarnkit/memory_manager.h>
@@ -31,7 +31,7 @@ public:
     void Release() {
         if (!isBuilt)
             return;
-        // Still the object for whoever is called while it is taken down.
+        // What the destructor calls still finds the object.
         object()->~T();
         isBuilt = false;
     }

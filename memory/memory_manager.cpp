@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,12 +17,11 @@ namespace {
 constinit Immortal<CRuntimeHeapManager> defaultManager;
 constinit Immortal<CVirtualMemoryManager> largeBlockManager;
 constinit Immortal<CSizeClassAllocator> stringBodyPool;
-constinit Immortal<CBlockManager> setPagePool{128, 0x10000}; // a page of a Unicode set is 128 bytes
 constinit CMemorySwitches switches;
 constinit DWORD currentManagerIndex = TLS_OUT_OF_INDEXES;
 
-// The switchers in force, on all threads, that brought a manager. While there are none, no thread has a
-// current manager, and allocations need not ask the system for it.
+// The number of switchers, on all threads, that have set a manager. While it is 0 no thread has a current
+// manager, and allocations need not look for one.
 constinit std::atomic<int> switchersWithManager{0};
 
 void* orMemoryException(void* block) {
@@ -40,14 +40,18 @@ IMemoryManager* managerInCharge(unsigned size) {
     return current != nullptr ? current : &defaultManager.object;
 }
 
-// Names the manager in the word before what the caller receives.
+// Stores the manager in the word in front of the address that the caller receives.
 void* withPrefix(void* block, IMemoryManager* manager) {
     char* result = static_cast<char*>(block) + kAllocationPrefix;
     std::memcpy(result - kPointerSize, &manager, sizeof(manager));
     return result;
 }
 
-// Kept out of `doAlloc`, whose usual way it would burden.
+void* allocPages(std::size_t size) {
+    return orMemoryException(Platform::VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE));
+}
+
+// Kept out of `doAlloc`, to keep its usual path short.
 [[gnu::noinline]] void* allocFromManagerInCharge(unsigned size) {
     if (size > static_cast<unsigned>(INT_MAX - kAllocationPrefix))
         ThrowMemoryException();
@@ -63,8 +67,6 @@ IMemoryManager& GetLargeBlockManager() { return largeBlockManager.object; }
 
 CSizeClassAllocator& GetStringBodyPool() { return stringBodyPool.object; }
 
-CBlockManager& GetSetPagePool() { return setPagePool.object; }
-
 void AttachMemoryManagers() {
     currentManagerIndex = Platform::TlsAlloc();
     if (currentManagerIndex == TLS_OUT_OF_INDEXES)
@@ -73,34 +75,41 @@ void AttachMemoryManagers() {
 
 void DetachMemoryManagers() {
     stringBodyPool.object.ReleaseIfUnused();
-    setPagePool.object.ReleaseIfUnused();
     if (currentManagerIndex != TLS_OUT_OF_INDEXES)
         Platform::TlsFree(currentManagerIndex);
     currentManagerIndex = TLS_OUT_OF_INDEXES;
 }
 
 void* CRuntimeHeapManager::Alloc(int size) {
-    // The runtime may answer a request for nothing with null.
-    return orMemoryException(std::malloc(size == 0 ? 1 : static_cast<std::size_t>(size)));
+    if (size <= 0) [[unlikely]] // the runtime may return null for a size of 0
+        return size < 0 ? orMemoryException(nullptr) : Alloc(1);
+    return orMemoryException(std::malloc(static_cast<std::size_t>(size)));
 }
 
 void CRuntimeHeapManager::Free(void* ptr) { std::free(ptr); }
 
 void* CVirtualMemoryManager::Alloc(int size) {
-    return orMemoryException(
-        Platform::VirtualAlloc(nullptr, static_cast<std::size_t>(size), MEM_COMMIT, PAGE_READWRITE));
+    return size < 0 ? orMemoryException(nullptr) : allocPages(static_cast<std::size_t>(size));
 }
 
 void CVirtualMemoryManager::Free(void* ptr) {
-    if (!Platform::VirtualFree(ptr, 0, MEM_RELEASE))
+    if (!TryFree(ptr))
         GenAssert(u"PrivateAllocators", 133);
 }
+
+bool CVirtualMemoryManager::TryFree(void* ptr) { return Platform::VirtualFree(ptr, 0, MEM_RELEASE) != FALSE; }
 
 void* doAlloc(unsigned int size) {
     if (size > kLargestSmallAllocation || isSwitchingInForce()) [[unlikely]]
         return allocFromManagerInCharge(size);
     return withPrefix(defaultManager.object.Alloc(static_cast<int>(size) + kAllocationPrefix),
                       &defaultManager.object);
+}
+
+void* doAllocLarge(std::size_t size) {
+    if (size > static_cast<std::size_t>(PTRDIFF_MAX - kAllocationPrefix)) // no object is larger
+        ThrowMemoryException();
+    return withPrefix(allocPages(size + kAllocationPrefix), &largeBlockManager.object);
 }
 
 void doFree(void* ptr) {

@@ -11,11 +11,33 @@ namespace Tarn {
 
 namespace {
 
-constexpr int kGranulePages = 10; // the unit of COneBlockAllocator, in system pages
+constexpr int kGranulePages = 10; // the unit of COneBlockAllocator's sizes, in system pages
 
 int granule() {
     static const int size = kGranulePages * static_cast<int>(Platform::GetPageSize());
     return size;
+}
+
+// Gives a list of pages back, all of them even when the system refuses some; then the result is false.
+template<class Page>
+bool releaseList(Page* list) {
+    bool isReleased = true;
+    while (Page* page = list) {
+        list = page->next;
+        isReleased &= CVirtualMemoryManager::TryFree(page);
+    }
+    return isReleased;
+}
+
+void assertReleased(bool isReleased) {
+    if (!isReleased)
+        GenAssert(u"PrivateAllocators", 133);
+}
+
+// For destructors, which must not throw while another exception is in flight.
+void assertReleasedIfPossible(bool isReleased) {
+    if (std::uncaught_exceptions() == 0)
+        assertReleased(isReleased);
 }
 
 } // namespace
@@ -60,6 +82,7 @@ void CBlockManager::allocPage() {
         auto* fresh = static_cast<CPage*>(GetLargeBlockManager().Alloc(pageDataSize + kAllocationUnit));
         fresh->next = pages;
         pages = fresh;
+        close(fresh);
     }
     used = 0;
 }
@@ -73,6 +96,7 @@ void CBlockManager::Reset() {
         pages = page->next;
         page->next = sparePages;
         sparePages = page;
+        close(page);
     }
 }
 
@@ -80,19 +104,12 @@ void CBlockManager::ReleaseIfUnused() {
     if (allocatedBlocksSize != 0)
         return;
     Reset();
-    releaseMemory(std::exchange(sparePages, nullptr));
-}
-
-void CBlockManager::releaseMemory(CPage* list) {
-    while (CPage* page = list) {
-        list = page->next;
-        GetLargeBlockManager().Free(page);
-    }
+    assertReleased(releaseList(std::exchange(sparePages, nullptr)));
 }
 
 void CBlockManager::releaseAllMemory() {
-    releaseMemory(pages);
-    releaseMemory(sparePages);
+    const bool arePagesReleased = releaseList(pages);
+    assertReleasedIfPossible(releaseList(sparePages) && arePagesReleased);
 }
 
 void CStackManager::allocateBlock(unsigned needed) {
@@ -106,6 +123,7 @@ void CStackManager::allocateBlock(unsigned needed) {
         constexpr int header = sizeof(CBlock);
         block = static_cast<CBlock*>(GetLargeBlockManager().Alloc(dataSize + header));
         block->capacity = dataSize;
+        Poison(block->data(), static_cast<std::size_t>(dataSize));
     }
     block->used = 0;
     block->next = current;
@@ -118,9 +136,12 @@ void CStackManager::freeBlocks(CBlock* from, CBlock* to, int usedInLast) {
         from = block->next;
         block->next = freeList;
         freeList = block;
+        Poison(block->data(), static_cast<std::size_t>(block->capacity));
     }
-    if (to != nullptr)
+    if (to != nullptr) {
         to->used = usedInLast;
+        Poison(to->data() + usedInLast, static_cast<std::size_t>(to->capacity - usedInLast));
+    }
     current = to;
 }
 
@@ -131,16 +152,9 @@ void CStackManager::Reset(const CStackManagerState& state) {
     allocatedSize = state.allocatedSize;
 }
 
-void CStackManager::releaseMemory(CBlock* blocks) {
-    while (CBlock* block = blocks) {
-        blocks = block->next;
-        GetLargeBlockManager().Free(block);
-    }
-}
-
 void CStackManager::releaseAllMemory() {
-    releaseMemory(current);
-    releaseMemory(freeList);
+    const bool areUsedOnesReleased = releaseList(current);
+    assertReleasedIfPossible(releaseList(freeList) && areUsedOnesReleased);
 }
 
 void* CSizeClassAllocator::Alloc(int size, int& actualSize) {

@@ -17,9 +17,9 @@ namespace Tarn {
 
 namespace {
 
-// Threads may come for their first array or record at the same moment; what they then change together (lists,
-// the slot of a record, the process's index) is changed under this lock. It is never held across a call that
-// could come back here.
+// Protects what threads share (the lists, the slot of a record, the index of the process) when several
+// threads ask for their first entry or block at the same time. Never held across a call that could come back
+// here.
 constinit std::atomic_flag isStorageLocked = ATOMIC_FLAG_INIT;
 
 class CStorageLock {
@@ -34,7 +34,7 @@ public:
     CStorageLock& operator=(const CStorageLock&) = delete;
 };
 
-// Whether `growth`, of an array in the process heap, found its memory; nothing is changed when it did not.
+// Whether there was memory for `growth`, which changes an array in the process heap, or else nothing.
 template<class Growth>
 bool succeeds(Growth growth) {
     try {
@@ -65,7 +65,7 @@ void CThreadDataStorage::attach() {
         Trace(u"Not enough TLS indices\n");
 }
 
-// Empties the object before anything is given back: an assertion on the way finds it in order.
+// The object is empty before anything is freed, so that an assertion in between leaves it valid.
 void CThreadDataStorage::release() {
     CPointerArray<CThreadSlots, ProcessHeapPolicy> old;
     old.Swap(threads);
@@ -109,7 +109,7 @@ CThreadSlots* CThreadDataStorage::makeSlots() {
     return slots;
 }
 
-// The calling thread's entry of a slot, null at first. No entry (null) when there is no memory for it.
+// The calling thread's entry of a slot; null when there is no memory for it.
 void** CThreadDataStorage::getEntry(int slot) {
     if (tlsIndex == TLS_OUT_OF_INDEXES)
         return nullptr;
@@ -178,7 +178,7 @@ void ReleaseThreadStorage() {
 // The records that have a slot.
 constinit CThreadRecord* CThreadRecord::first = nullptr;
 
-// The record's slot, handed out at its first use.
+// The record's slot, allocated at its first use.
 int CThreadRecord::obtainSlot() {
     const int known = slot.load(std::memory_order_acquire);
     if (known >= 0)
@@ -222,7 +222,7 @@ void* CThreadRecord::Find() const {
     return slots != nullptr && index < slots->entries.Size() ? slots->entries[index] : nullptr;
 }
 
-// Frees the blocks of all threads. The slot goes with them: entries still point at what they were.
+// Frees the blocks of all threads, and forgets the slot, whose entries still point to them.
 void CThreadRecord::release() {
     CPointerArray<void, ProcessHeapPolicy> old;
     old.Swap(blocks.object);

@@ -7,6 +7,7 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/thread_storage.h>
+#include <tarnkit/unicode_set.h>
 
 namespace Tarn {
 
@@ -21,6 +22,7 @@ struct CFoundation {
     ~CFoundation() noexcept(false) {
         ReleaseMessageHandlers();
         ReleaseThreadStorage();
+        ReleaseSetPagePool();
         DetachMemoryManagers();
         Platform::ReleaseRegistry();
     }

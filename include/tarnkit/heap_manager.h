@@ -1,15 +1,27 @@
-// CHeapManager: a private heap for a phase of work.
-//
-// A program creates the heap, makes it the current manager with `CMemoryManagerSwitcher`, works, and destroys
-// it, which frees every block of the phase at once. The manager counts the blocks that are out, and the
-// references that someone took, and keeps a heap that is still in use unless it is told by force. Blocks of a
-// heap that is gone are invalid; freeing one is undefined. Blocks may be taken and freed on any thread;
-// `Create` and `Destroy` must not run while the heap is used.
-//
-// The heap is the platform's. Where the platform is POSIX it is an arena of few, ever larger pieces of
-// memory: blocks are cut off the newest piece one behind the other; freed ones unite with free neighbours and
-// are found again by their size in constant time; the largest have memory of their own. Destroying it gives
-// the pieces back to the system and looks at no block in them.
+/// \file
+/// `CHeapManager`: a private heap for a phase of work.
+///
+/// A program creates the heap, makes it the current manager with `CMemoryManagerSwitcher`, works, and
+/// destroys the heap, which frees every block of the phase at once. The manager counts the blocks in use and
+/// the references taken with `IncRef`, and keeps a heap that is in use unless it is destroyed by force. After
+/// that the heap's blocks are invalid; freeing one is undefined behaviour. Any thread may allocate and free;
+/// `Create` and `Destroy` must not run while the heap is being used.
+///
+/// On Windows the heap is one of the system's. On POSIX it is an arena of a few, ever larger pieces of
+/// memory: blocks are cut from the newest piece one after the other, freed blocks are united with free
+/// neighbours and found again by their size in constant time, and the largest blocks have memory of their
+/// own. A piece that has become free returns to the system, except for one that is kept for the next blocks.
+/// Destroying the heap returns all pieces without looking at the blocks in them.
+///
+/// \code
+/// Tarn::CHeapManager heap;
+/// heap.Create();
+/// {
+///     Tarn::CMemoryManagerSwitcher switcher(&heap);
+///     BuildReport(); // whatever it allocates and does not free...
+/// }
+/// heap.Destroy(true); // ...ends here
+/// \endcode
 #pragma once
 
 #include <tarnkit/memory_manager.h>
@@ -21,40 +33,40 @@ namespace Tarn {
 class TARNKIT_API CHeapManager final : public IMemoryManager {
 public:
     constexpr CHeapManager() = default;
-    /// `Destroy(true)`; while an exception is on its way, a failure is not reported.
+    /// Calls `Destroy(true)`. While another exception is in flight a failure is not reported.
     ~CHeapManager() noexcept(false) override;
 
     CHeapManager(const CHeapManager&) = delete;
     CHeapManager& operator=(const CHeapManager&) = delete;
 
-    /// Makes the heap; throws the memory exception when there is no room for one. When the heap exists it
-    /// stays as it is, and whether force may destroy it in use is settled anew: it may if it is unused now.
+    /// Creates the heap; throws the memory exception when there is no memory for one. A heap that exists
+    /// stays as it is, but is from now on only destroyed by force if it is unused at this moment.
     void Create();
 
-    /// Destroys the heap if nothing refers to it or, by force, if nothing did at the last `Create`; otherwise
-    /// does nothing. Asserts when the system refuses; the heap is forgotten then, too.
+    /// Destroys the heap if it is unused or, by force, if it was unused at the last `Create`; otherwise does
+    /// nothing. Asserts when the system does not take the heap back; the manager has no heap then either.
     void Destroy(bool force);
 
-    /// The platform's handle; null while there is no heap.
+    /// The system's handle of the heap; null while there is none.
     void* Handle() const { return heap; }
 
-    /// A reference keeps an ordinary `Destroy` from destroying the heap, just as a block does.
+    /// A reference keeps `Destroy(false)` from destroying the heap, just as a block in use does.
     void IncRef() { references.fetch_add(1, std::memory_order_relaxed); }
     void DecRef() { references.fetch_sub(1, std::memory_order_release); }
 
     /// Only between `Create` and `Destroy`.
     void* Alloc(int size) override;
-    /// Null does nothing.
+    /// Ignores null.
     void Free(void* ptr) override;
 
-    /// Reports the blocks that are still out in builds that keep account of them; in this one, nothing.
+    /// Does nothing: the place where a diagnostic build would report the blocks in use.
     void Dump() const {}
-    /// Traces the handle and the number of blocks and references.
+    /// Traces the handle and the number of blocks in use and references.
     void DumpExt() const;
 
 private:
     void* heap = nullptr;
-    bool isDestroyedInUse = false; // settled by `Create`: whether force destroys what is referred to
+    bool isDestroyedInUse = false; // whether force destroys the heap while it is in use
     std::atomic<int> references = 0;
 
     friend struct CLayout<CHeapManager>;

@@ -1,12 +1,19 @@
-// Immortal: an object that exists from before the first constructor of the process to after its last
-// destructor.
-//
-// The library's own long-lived objects are of this kind, so that static objects of clients may use them at
-// any time. What such an object holds at unload is released by a function of its subsystem.
+/// \file
+/// `Immortal`: a static object that is initialised by the compiler and never destroyed.
+///
+/// The library's long-lived objects are of this kind, so static objects of clients may use them in their own
+/// constructors and destructors. What such an object holds is released by a function of its subsystem when
+/// the library is unloaded.
+///
+/// \code
+/// constinit Tarn::Immortal<Tarn::CBlockManager> nodes{64, 0x10000};
+/// void* node = nodes.object.Alloc();
+/// \endcode
 #pragma once
 
 namespace Tarn {
 
+/// Holds an object without destroying it.
 template<class T>
 union Immortal {
     T object;

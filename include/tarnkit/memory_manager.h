@@ -1,12 +1,25 @@
-// The memory frame: every allocation through `new`, `alloc_new` and the library's templates is routed by
-// `doAlloc` to a memory manager and carries a pointer to that manager in front of it, so that `doFree` gives
-// it back to where it came from, whichever manager is current by then and on whichever thread.
-//
-// The current manager belongs to the calling thread and is changed for a scope by `CMemoryManagerSwitcher`;
-// none (null) stands for the default manager. A manager must outlive every block taken from it. Running out
-// of memory is always the memory exception: nothing here returns null. Everything may be called from any
-// thread, from static objects of clients too, except that a manager which is not thread-safe must only be
-// current where its blocks are not freed concurrently.
+/// \file
+/// Memory managers, and the functions that choose one for each allocation.
+///
+/// Every allocation made with `new`, `alloc_new` or a container of the library goes through `doAlloc`, which
+/// asks a memory manager for the block and stores a pointer to that manager in front of it. `doFree` follows
+/// this pointer, so a block returns to its own manager on any thread and whichever manager is current by
+/// then.
+///
+/// Each thread has its own current manager, changed for a scope by `CMemoryManagerSwitcher`; null stands for
+/// the default manager. A manager must outlive every block taken from it. Running out of memory is reported
+/// by the memory exception (`CMemoryException*`), never by null unless a function says so. Any thread may
+/// call anything here at any time, even from static objects; but a manager that is not thread-safe must only
+/// be current where no other thread frees its blocks at the same time.
+///
+/// \code
+/// Tarn::CHeapManager heap;
+/// heap.Create();
+/// {
+///     Tarn::CMemoryManagerSwitcher switcher(&heap);
+///     BuildIndex(); // its allocations come from `heap`
+/// }
+/// \endcode
 #pragma once
 
 #include <tarnkit/data_model.h>
@@ -17,16 +30,17 @@
 
 namespace Tarn {
 
-/// Something that hands out blocks of memory and takes them back.
+/// Allocates blocks of memory and takes them back.
 class TARNKIT_API IMemoryManager {
 public:
     constexpr IMemoryManager() = default;
     constexpr virtual ~IMemoryManager() noexcept(false) {}
 
-    /// A block of at least `size` bytes, aligned to `kAllocationUnit`; throws the memory exception.
+    /// Returns a block of at least `size` bytes, aligned to `kAllocationUnit`. Throws the memory exception
+    /// when there is no memory, and for a negative size.
     virtual void* Alloc(int size) = 0;
 
-    /// Gives back a block that this manager's `Alloc` handed out.
+    /// Takes back a block that this manager's `Alloc` returned.
     virtual void Free(void* ptr) = 0;
 
 protected:
@@ -35,7 +49,7 @@ protected:
 };
 TARNKIT_LAYOUT(IMemoryManager, 4);
 
-/// The default manager's class: the C runtime's heap.
+/// Allocates from the C runtime's heap. The default manager is of this class.
 class TARNKIT_API CRuntimeHeapManager final : public IMemoryManager {
 public:
     constexpr CRuntimeHeapManager() = default;
@@ -45,37 +59,45 @@ public:
 };
 TARNKIT_LAYOUT(CRuntimeHeapManager, 4);
 
-/// The large-block manager's class: whole pages of virtual memory, given back to the system at once.
+/// Allocates whole pages of virtual memory, which return to the system as soon as they are freed. The
+/// large-block manager is of this class.
 class TARNKIT_API CVirtualMemoryManager final : public IMemoryManager {
 public:
     constexpr CVirtualMemoryManager() = default;
 
     void* Alloc(int size) override;
-    /// Asserts when `ptr` is not the start of a region that the system handed out.
+    /// Asserts unless `ptr` is the start of a region that `Alloc` returned and that has not been freed.
     void Free(void* ptr) override;
+    /// As `Free`, but returns false instead of asserting.
+    static bool TryFree(void* ptr);
 };
 TARNKIT_LAYOUT(CVirtualMemoryManager, 4);
 
-/// The manager that serves a thread whose current manager is null.
+/// The manager for threads whose current manager is null.
 TARNKIT_API IMemoryManager& GetDefaultMemoryManager();
 
-/// The manager that serves every request too large for a heap, and the pages of all pools.
+/// The manager for requests of more than `kLargestSmallAllocation` bytes and for the pages of all pools.
 TARNKIT_API IMemoryManager& GetLargeBlockManager();
 
-/// Bytes from the start of a manager's block to the address that `doAlloc` returns.
+/// The number of bytes from the start of a manager's block to the address that `doAlloc` returns.
 inline constexpr int kAllocationPrefix = kAllocationUnit;
 static_assert(kPointerSize != 4 || kAllocationPrefix == 4);
 
-/// The largest request that `doAlloc` gives to the current manager; larger ones are virtual memory.
+/// The largest request, in bytes, that the current manager serves. Larger blocks are virtual memory.
 inline constexpr unsigned kLargestSmallAllocation = 65532;
 
-/// A block of `size` bytes (0 included, each block distinct) from the manager in charge.
+/// Returns a block of `size` bytes, distinct even when `size` is 0. Throws the memory exception when there is
+/// no memory, and for a size near or beyond `INT_MAX`, which no manager can be asked for.
 TARNKIT_API void* doAlloc(unsigned int size);
 
-/// Gives a block of `doAlloc` back to its manager; null does nothing.
+/// Returns a block of virtual memory, whatever manager is current, of as many bytes as the address space has
+/// room for. This is where `operator new` sends every request of more than `kLargestSmallAllocation` bytes.
+TARNKIT_API void* doAllocLarge(std::size_t size);
+
+/// Gives a block of `doAlloc` or `doAllocLarge` back to its manager; ignores null.
 TARNKIT_API void doFree(void* ptr);
 
-/// Makes a manager the calling thread's current one for the life of the switcher; scopes nest.
+/// Makes a manager the calling thread's current one until the end of a scope. Scopes nest.
 class TARNKIT_API CMemoryManagerSwitcher {
 public:
     /// Null selects the default manager.
@@ -87,7 +109,7 @@ public:
 
     IMemoryManager* PreviousManager() const { return previous; }
 
-    /// The calling thread's current manager; null when none was set.
+    /// The calling thread's current manager; null stands for the default manager.
     static IMemoryManager* CurrentManager();
 
 private:
@@ -97,23 +119,24 @@ private:
 };
 TARNKIT_LAYOUT(CMemoryManagerSwitcher, 4, previous);
 
-/// The allocation policy of the library's templates: the calling thread's current manager.
+/// The usual allocation policy of the containers: the calling thread's current manager.
 struct CurrentMemoryManager {
     static void* Alloc(unsigned int size) { return doAlloc(size); }
     static void Free(void* ptr) { doFree(ptr); }
 };
 
-/// The allocation policy for what must not follow the current manager: the process heap.
+/// The allocation policy of containers that must not depend on the current manager: the process heap.
 struct ProcessHeapPolicy {
     static void* Alloc(unsigned int size);
     static void Free(void* ptr);
 };
 
-/// The process heap itself.
+/// The process heap, whichever manager is current.
 class TARNKIT_API ProcessHeap {
 public:
+    /// Throws the memory exception when there is no memory, and for a negative size.
     static void* Alloc(int size);
-    /// As `Alloc`, but null when there is no memory: for records that count as absent then.
+    /// As `Alloc`, but returns null instead of throwing.
     static void* TryAlloc(int size);
     /// Asserts when the system refuses the block.
     static void Free(void* ptr);
@@ -124,8 +147,8 @@ inline void* ProcessHeapPolicy::Alloc(unsigned int size) {
 }
 inline void ProcessHeapPolicy::Free(void* ptr) { ProcessHeap::Free(ptr); }
 
-/// Allocation statistics that client code keeps with the `Register...` functions; the library keeps none.
-/// Counts are numbers of calls, sizes are bytes. Unsynchronised.
+/// Allocation statistics for client code, which updates them with the `Register...` functions; the library
+/// itself never does. Counts are numbers of calls; sizes are in bytes. Not synchronised.
 struct CMemoryCounters {
     int HeapAllocCount;
     int HeapAllocSize; ///< of all allocations so far; never decreases
@@ -148,29 +171,29 @@ TARNKIT_API void RegisterStackFree(int size);
 TARNKIT_API void GetCurrentMemoryCounters(CMemoryCounters& counters);
 TARNKIT_API void ResetMemoryCounters();
 
-/// The debug switches of the memory subsystem, with the values they have before start-up reads them.
+/// The debug switches of the memory subsystem. The values here hold until `Initialize` reads the registry.
 struct CMemorySwitches {
-    bool enableHeapSwitching = true;      ///< off: small blocks always come from the default manager
-    bool breakOnMemoryException = false;  ///< on: the memory exception stops in the debugger first
-    bool traceSystemMemoryBlocks = false; ///< kept for tools; nothing in the library asks
-    int systemMemoryBlockOffset = 0x68C;  ///< kept for tools; nothing in the library asks
+    bool enableHeapSwitching = true;      ///< if off, small blocks always come from the default manager
+    bool breakOnMemoryException = false;  ///< if on, a breakpoint precedes each memory exception
+    bool traceSystemMemoryBlocks = false; ///< kept for tools; the library does not use it
+    int systemMemoryBlockOffset = 0x68C;  ///< kept for tools; the library does not use it
 };
 
 TARNKIT_API CMemorySwitches GetMemorySwitches();
 TARNKIT_API void SetMemorySwitches(const CMemorySwitches& switches);
 TARNKIT_API bool ShouldBreakOnMemoryException();
 
-/// Library-internal: takes the thread-local index of the current manager when the library is loaded. Before
-/// that every thread is served by the default manager.
+/// Library-internal: obtains the thread-local index of the current manager when the library is loaded. Until
+/// then the default manager serves every thread.
 void AttachMemoryManagers();
 
-/// Library-internal: gives the thread-local index and the pages of the unused pools back when the library is
-/// unloaded. Blocks that are still out stay valid.
+/// Library-internal: gives back the thread-local index, and the pages of string bodies that are no longer in
+/// use, when the library is unloaded. Blocks in use stay valid.
 void DetachMemoryManagers();
 
 } // namespace Tarn
 
-/// The routing functions under the names that client code and `operator new` use.
+/// `doAlloc` and `doFree` under the names that `operator new` and client code use.
 TARNKIT_API void* alloc_new(unsigned int size);
 TARNKIT_API void* alloc_new_array(unsigned int size);
 TARNKIT_API void alloc_delete(void* ptr);

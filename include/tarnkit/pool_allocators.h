@@ -1,21 +1,34 @@
-// Three allocators for memory whose shape is known in advance, all over page-granular virtual memory:
-// COneBlockAllocator, one buffer that grows in place; CBlockManager, a pool of equal blocks; CStackManager, a
-// mark-and-release stack. CSizeClassAllocator is the pool of the string bodies, built from block managers.
-//
-// Each object owns its memory and gives it back to the system only in its destructor; resets keep it for
-// reuse. None of them locks: one thread at a time for each object. Blocks are aligned to `kAllocationUnit`.
-// Running out of memory is the memory exception.
+/// \file
+/// Allocators for memory whose pattern of use is known in advance. All of them take whole pages of virtual
+/// memory: `COneBlockAllocator` is one buffer that grows in place, `CBlockManager` a pool of blocks of one
+/// size, `CStackManager` a stack that is released down to a mark. `CSizeClassAllocator`, made of block
+/// managers, serves the bodies of strings.
+///
+/// An allocator owns its memory and returns it to the system only in its destructor; a reset keeps it for
+/// reuse. None of them locks: use each object on one thread at a time. Blocks are aligned to
+/// `kAllocationUnit`. Running out of memory is the memory exception. Under the address sanitizer, bytes that
+/// belong to no block cannot be accessed (poison.h).
+///
+/// \code
+/// Tarn::CStackManager stack;
+/// Tarn::CStackManagerState mark;
+/// stack.GetState(mark);
+/// auto* scratch = static_cast<double*>(stack.Alloc(1000 * sizeof(double)));
+/// Calculate(scratch);
+/// stack.Reset(mark); // releases everything allocated since the mark
+/// \endcode
 #pragma once
 
 #include <tarnkit/layout.h>
 #include <tarnkit/memory_manager.h>
+#include <tarnkit/poison.h>
 
 #include <climits>
 
 namespace Tarn {
 
-/// `value` rounded up to a multiple of `unit` for positive values; others are cut toward zero. The memory
-/// exception when an `int` cannot hold the result.
+/// Rounds a positive `value` up to a multiple of `unit`; other values are rounded toward zero. Throws the
+/// memory exception when the result does not fit an `int`.
 constexpr int RoundUp(int value, int unit) {
     if (value < 1)
         return value / unit * unit;
@@ -25,8 +38,8 @@ constexpr int RoundUp(int value, int unit) {
     return units * unit;
 }
 
-/// Adds to a sum of sizes, which wraps around: where pointers have 64 bits more may be out than an `int`
-/// counts.
+/// Adds to a sum of sizes. The sum wraps around: where pointers have 64 bits, more bytes may be in use than
+/// an `int` can count.
 constexpr void AddToSum(int& sum, int value) {
     sum = static_cast<int>(static_cast<unsigned>(sum) + static_cast<unsigned>(value));
 }
@@ -36,7 +49,8 @@ class TARNKIT_API COneBlockAllocator {
 public:
     /// Reserves `size` bytes, at least 1, rounded up to the granule of ten system pages.
     explicit COneBlockAllocator(int size = 0x100000);
-    /// Throws the memory exception when the system refuses to take the region back.
+    /// Throws the memory exception when the system does not take the memory back, unless another exception is
+    /// in flight.
     virtual ~COneBlockAllocator() noexcept(false);
 
     COneBlockAllocator(const COneBlockAllocator&) = delete;
@@ -44,14 +58,15 @@ public:
 
     void* GetPtr() const { return base; }
 
-    /// Makes the first `size` bytes usable. Beyond the reserved size: the memory exception, nothing changed.
+    /// Makes the first `size` bytes usable. Throws the memory exception, and changes nothing, when that is
+    /// more than the reserved size or when there is no memory.
     void SetSize(int size) {
         if (size > committedSize)
             commit(size);
         allocatedSize = size;
     }
 
-    /// Sets the size to 0; the memory stays committed.
+    /// Sets the size to 0, but keeps the memory.
     void Reset() { allocatedSize = 0; }
 
     int AllocatedSize() const { return allocatedSize; }
@@ -70,7 +85,7 @@ private:
 };
 TARNKIT_LAYOUT(COneBlockAllocator, 20, base, allocatedSize, committedSize, reservedSize);
 
-/// A pool of equal-sized blocks carved out of large pages, with a last-in, first-out free list.
+/// A pool of blocks of one size, cut from large pages. The block freed last is reused first.
 class TARNKIT_API CBlockManager final : public IMemoryManager {
 public:
     /// Blocks of `size` bytes, from pages of about `pageSize` bytes each.
@@ -80,6 +95,7 @@ public:
           pageDataSize(RoundUp(pageSize - kAllocationUnit > alignedBlockSize ? pageSize - kAllocationUnit
                                                                              : alignedBlockSize,
                                alignedBlockSize)) {}
+    /// Asserts when the system does not take a page back, unless another exception is in flight.
     constexpr ~CBlockManager() noexcept(false) override {
         if (pages != nullptr || sparePages != nullptr)
             releaseAllMemory();
@@ -88,25 +104,27 @@ public:
     CBlockManager(const CBlockManager&) = delete;
     CBlockManager& operator=(const CBlockManager&) = delete;
 
-    /// One block; asserts that `size` is the block size. A block cannot stand in for a larger one: where the
-    /// assertion returns, that is the memory exception.
+    /// Returns a block. Asserts that `size` is the block size; where the assertion returns, a size that does
+    /// not fit a block is the memory exception.
     void* Alloc(int size) override {
         if (size != blockSize) {
             GenAssert(u"alloc.h", 620);
-            if (size > alignedBlockSize)
+            if (size < 0 || size > alignedBlockSize)
                 ThrowMemoryException();
         }
         return doAlloc();
     }
     void* Alloc() { return doAlloc(); }
 
-    /// Puts a block of this pool on the free list; null is ignored.
+    /// Takes back a block of this pool; ignores null.
     void Free(void* ptr) override {
         if (ptr == nullptr)
             return;
+        Unpoison(static_cast<char*>(ptr) + blockSize, static_cast<std::size_t>(alignedBlockSize - blockSize));
         auto* block = static_cast<CFreeBlock*>(ptr);
         block->next = freeBlocks;
         freeBlocks = block;
+        Poison(ptr, static_cast<std::size_t>(alignedBlockSize));
         AddToSum(freeBlocksSize, blockSize);
         AddToSum(allocatedBlocksSize, -blockSize);
     }
@@ -115,12 +133,11 @@ public:
     void Reset();
     void ResetWithoutDump() { Reset(); }
 
-    /// Library-internal: gives the pages back to the system, unless a block is still out. The pool stays
-    /// usable.
+    /// Library-internal: gives the pages back to the system unless a block is in use. The pool stays usable.
     void ReleaseIfUnused();
 
     int BlockSize() const { return blockSize; }
-    /// Bytes in the free list and in blocks handed out, counted in units of the block size.
+    /// The total size, in bytes, of the blocks that were freed and of those in use.
     int FreeBlocksSize() const { return freeBlocksSize; }
     int AllocatedBlocksSize() const { return allocatedBlocksSize; }
 
@@ -128,9 +145,11 @@ private:
     struct CFreeBlock {
         CFreeBlock* next;
     };
-    // A page: the link, then from `kAllocationUnit` on the blocks.
+    // A page: the link, then, from `kAllocationUnit` on, the blocks.
     struct CPage {
         CPage* next;
+
+        char* data() { return reinterpret_cast<char*>(this) + kAllocationUnit; }
     };
 
     CFreeBlock* freeBlocks = nullptr;
@@ -148,40 +167,50 @@ private:
     void* doAlloc() {
         if (freeBlocks != nullptr) {
             CFreeBlock* block = freeBlocks;
+            Unpoison(block, sizeof(CFreeBlock));
             freeBlocks = block->next;
             AddToSum(freeBlocksSize, -blockSize);
             AddToSum(allocatedBlocksSize, blockSize);
-            return block;
+            return opened(block);
         }
         if (pages == nullptr || alignedBlockSize > pageDataSize - used)
             allocPage();
-        void* block = reinterpret_cast<char*>(pages) + kAllocationUnit + used;
+        void* block = pages->data() + used;
         used += alignedBlockSize;
         AddToSum(allocatedBlocksSize, blockSize);
+        return opened(block);
+    }
+
+    // A block whose bytes alone, without those that align the next one, can be accessed.
+    void* opened(void* block) const {
+        Poison(block, static_cast<std::size_t>(alignedBlockSize));
+        Unpoison(block, static_cast<std::size_t>(blockSize));
         return block;
     }
 
+    void close(CPage* page) const { Poison(page->data(), static_cast<std::size_t>(pageDataSize)); }
     void allocPage();
-    void releaseMemory(CPage* list);
     void releaseAllMemory();
 };
 TARNKIT_LAYOUT(CBlockManager, 40, freeBlocks, pages, sparePages, used, freeBlocksSize, blockSize,
                alignedBlockSize, pageDataSize, allocatedBlocksSize);
 
-/// A position of a stack manager to come back to.
+/// A mark to which a stack manager can be released.
 struct CStackManagerState {
-    void* block;       ///< the current block at that time; null when there was none
-    int used;          ///< the bytes used in it
+    void* block;       ///< the block that was current; null when there was none
+    int used;          ///< the number of bytes used in it
     int allocatedSize; ///< the manager's allocated size
 };
 TARNKIT_LAYOUT(CStackManagerState, 12, block, used, allocatedSize);
 
-/// A mark-and-release allocator: single frees do nothing, memory comes back by returning to a state.
+/// A stack: freeing a single block does nothing; `Reset` releases all blocks down to a mark.
 class TARNKIT_API CStackManager final : public IMemoryManager {
 public:
-    /// `blockSize` is the size of a minimal block, its header included.
+    /// `blockSize` is the least size, in bytes, of the pieces in which memory is taken, including their
+    /// headers.
     constexpr explicit CStackManager(int blockSize = 0x10000)
         : minimalBlockDataSize(blockSize - static_cast<int>(sizeof(CBlock))) {}
+    /// Asserts when the system does not take a piece back, unless another exception is in flight.
     constexpr ~CStackManager() noexcept(false) override {
         if (current != nullptr || freeList != nullptr)
             releaseAllMemory();
@@ -198,18 +227,19 @@ public:
     }
     void Free(void*) override {}
 
-    /// The sum of the sizes asked for since the last reset.
+    /// The sum of the sizes of all allocations that are not released.
     int AllocatedSize() const { return allocatedSize; }
 
     void GetState(CStackManagerState& state) const {
         state = {current, current != nullptr ? current->used : 0, allocatedSize};
     }
 
-    /// Releases everything allocated since `GetState`. States are restored last in, first out; one whose
-    /// block is no longer in use is undefined. Asserts on a state with no block but bytes used.
+    /// Releases everything allocated since `GetState`. Marks must be used last in, first out; a mark that an
+    /// earlier reset has passed is undefined behaviour. Asserts on a mark without a block but with bytes
+    /// used.
     void Reset(const CStackManagerState& state);
     void ResetWithoutDump(const CStackManagerState& state) { Reset(state); }
-    /// Releases everything; the blocks are kept for reuse.
+    /// Releases everything; the memory is kept for reuse.
     void Reset() { Reset(CStackManagerState{nullptr, 0, 0}); }
     void ResetWithoutDump() { Reset(); }
 
@@ -231,7 +261,7 @@ private:
     friend struct CLayout<CStackManager>;
     friend struct CLayout<CBlock>;
 
-    // An aligned size may be beyond what an `int` holds; it fits nowhere then.
+    // An aligned size may exceed `INT_MAX`; it then fits nowhere.
     bool canAllocInCurrentBlock(unsigned size) const {
         return current != nullptr && size <= static_cast<unsigned>(current->capacity - current->used);
     }
@@ -242,30 +272,31 @@ private:
         AddToSum(allocatedSize, size);
         void* result = current->data() + current->used;
         current->used += static_cast<int>(alignedSize);
+        Unpoison(result, static_cast<std::size_t>(size));
         return result;
     }
 
     // Makes a block current that has room for `needed` bytes.
     void allocateBlock(unsigned needed);
     void freeBlocks(CBlock* from, CBlock* to, int used);
-    void releaseMemory(CBlock* blocks);
     void releaseAllMemory();
 };
 TARNKIT_LAYOUT(CStackManager, 20, current, freeList, allocatedSize, minimalBlockDataSize);
 TARNKIT_LAYOUT(CStackManager::CBlock, 12, next, capacity, used);
 
-/// The pool of the string bodies: block managers for blocks of 32 to 512 bytes, the process heap above.
-/// Library-internal; strings take and return their bodies through it.
+/// Library-internal: allocates the bodies of strings, from block managers up to 512 bytes and from the
+/// process heap beyond.
 class TARNKIT_API CSizeClassAllocator {
 public:
     constexpr CSizeClassAllocator() = default;
 
-    /// A block of at least `size` bytes; `actualSize`, the size served, must be passed back to `Free`.
+    /// Returns a block of at least `size` bytes. `actualSize` receives its size, all of which may be used and
+    /// which must be passed to `Free`.
     void* Alloc(int size, int& actualSize);
     void Free(void* ptr, int actualSize);
 
-    /// Gives back the pages of each size of which no block is out: a static object of a client may keep its
-    /// strings for longer than the library lasts.
+    /// Gives back the pages of each block size of which no block is in use. (Static objects of clients may
+    /// keep strings for longer than the library lasts.)
     void ReleaseIfUnused();
 
 private:
@@ -281,10 +312,7 @@ private:
 };
 TARNKIT_LAYOUT(CSizeClassAllocator, 200, blocks32, blocks64, blocks128, blocks256, blocks512);
 
-/// The one instance that serves every string body of the process.
+/// The allocator of all string bodies of the process.
 TARNKIT_API CSizeClassAllocator& GetStringBodyPool();
-
-/// The blocks of 128 bytes behind the pages of Unicode sets.
-TARNKIT_API CBlockManager& GetSetPagePool();
 
 } // namespace Tarn

@@ -1,10 +1,16 @@
-// Per-thread data without a system index for each, and the lock classes.
-//
-// A `CThreadDataStorage` owns one thread-local index of the system and hands out numbered slots behind it; a
-// slot holds one pointer per thread. `CThreadRecord` builds on it what the library itself keeps per thread:
-// small zeroed blocks that outlive their threads and are freed with the library. All memory comes from the
-// process heap, without throwing: what there is no memory for is absent (null). Each thread sees only its own
-// entries; threads may arrive at the same time.
+/// \file
+/// Data that each thread has for itself, and the lock classes.
+///
+/// A `CThreadDataStorage` needs only one thread-local index of the system for any number of slots; a slot
+/// holds one pointer for each thread. The library keeps its own data of each thread in `CThreadRecord`
+/// objects: small zeroed blocks that outlive their threads and are freed when the library is unloaded. All
+/// memory comes from the process heap; without memory an entry is null and nothing is thrown. Each thread
+/// sees only its own entries, and any number of threads may use a storage at the same time.
+///
+/// \code
+/// static const int slot = Tarn::GetThreadDataStorage().AllocSlot();
+/// Tarn::GetThreadDataStorage().SetSlotData(slot, &context);
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
@@ -22,26 +28,26 @@ namespace Tarn {
 /// One thread's entries.
 struct CThreadSlots;
 
-/// Numbered slots of one pointer per thread.
+/// Numbered slots, each of which holds one pointer for each thread.
 class TARNKIT_API CThreadDataStorage {
 public:
-    /// Without a free thread-local index in the system the storage holds nothing: every entry stays null.
+    /// If the system has no thread-local index left, every entry stays null.
     CThreadDataStorage();
-    /// Frees the arrays of all threads, which must not use the storage any more; the data behind the entries
-    /// is the callers'.
+    /// Frees the entries of all threads, which must no longer use the storage, but not what the entries point
+    /// to. Asserts when the process heap does not take a block back, unless another exception is in flight.
     ~CThreadDataStorage() noexcept(false);
 
     CThreadDataStorage(const CThreadDataStorage&) = delete;
     CThreadDataStorage& operator=(const CThreadDataStorage&) = delete;
 
-    /// The next slot: 0, 1, 2, ... Slots are never reused.
+    /// Returns the next slot: 0, 1, 2, ... Slots are never reused.
     int AllocSlot();
     /// Does nothing.
     void FreeSlot(int slot);
 
-    /// The calling thread's entry, null until it is set. `slot` must have been handed out by this storage.
+    /// The calling thread's entry, null until it is set. `slot` must come from `AllocSlot` of this storage.
     void* GetSlotData(int slot);
-    /// Lost when there is no memory for the thread's array.
+    /// Sets the calling thread's entry. Does nothing when there is no memory for the entry.
     void SetSlotData(int slot, void* data);
 
 private:
@@ -52,7 +58,7 @@ private:
     friend struct CLayout<CThreadDataStorage>;
     friend class CThreadRecord;
     friend union Immortal<CThreadDataStorage>;
-    // The storage of the process, which exists before any constructor ran and obtains its index later.
+    // The storage of the process, which exists before any constructor runs and obtains its index later.
     class CProcessStorage;
     friend CThreadDataStorage& GetThreadDataStorage();
     friend void ReleaseThreadStorage();
@@ -71,27 +77,28 @@ TARNKIT_LAYOUT(CThreadDataStorage, 20, tlsIndex, slotCount, threads);
 /// The storage of the process.
 TARNKIT_API CThreadDataStorage& GetThreadDataStorage();
 
-/// Obtains the thread-local index of the process's storage: called when the library loads. Whoever needs the
-/// storage before that does it himself.
+/// Library-internal: obtains the thread-local index of the process's storage when the library is loaded,
+/// unless an earlier use has.
 void AttachThreadStorage();
 
-/// Frees the blocks of all records, the arrays of all threads and the index: called when the library unloads.
-/// A later use starts anew.
+/// Library-internal: frees the blocks of all records, the entries of all threads and the index when the
+/// library is unloaded. A later use starts anew.
 void ReleaseThreadStorage();
 
-/// A small record that the library keeps for each thread. Objects of this class are static; their end frees
-/// nothing, so that a thread's block outlives every static object that may still ask for it.
+/// A small block that the library keeps for each thread. Objects of this class are static. Their destruction
+/// frees nothing, so a thread's block outlives every static object that may still ask for it.
 class TARNKIT_API CThreadRecord {
 public:
-    /// Blocks are `size` bytes.
+    /// `size` is the size of a thread's block in bytes.
     constexpr explicit CThreadRecord(int size) : blockSize(size) {}
 
     CThreadRecord(const CThreadRecord&) = delete;
     CThreadRecord& operator=(const CThreadRecord&) = delete;
 
-    /// The calling thread's block, zeroed when it is made by this call; null when there is no memory for it.
+    /// The calling thread's block, which the first call allocates and zeroes; null when there is no memory
+    /// for it.
     void* Get();
-    /// The calling thread's block if it was made before, else null. Allocates nothing.
+    /// The calling thread's block, or null if `Get` has not allocated it. Allocates nothing.
     void* Find() const;
 
 private:
@@ -108,7 +115,8 @@ private:
     static void releaseAll();
 };
 
-/// A lock of the handheld platform, where the library runs on one thread at a time: it holds nothing.
+/// A lock that holds nothing: the library runs on one thread at a time, as on Windows CE, which it comes
+/// from.
 class TARNKIT_API CCriticalSection {
 public:
     constexpr CCriticalSection() {}
@@ -116,7 +124,7 @@ public:
 };
 static_assert(std::is_empty_v<CCriticalSection>);
 
-/// The place where a build for several threads would hold a lock. Every operation does nothing.
+/// Marks a place where a library for several threads would hold a lock. Every operation does nothing.
 class TARNKIT_API CCriticalSectionLock {
 public:
     explicit CCriticalSectionLock(CCriticalSection* section, bool isLocked = true);

@@ -28,6 +28,8 @@
 
 namespace Tarn {
 
+class CBlockManager;
+
 /// The pages of all sets: blocks of 128 bytes from the library's set-page pool.
 class TARNKIT_API CUnicodeSetAllocator {
 public:
@@ -39,6 +41,13 @@ public:
     /// Takes back the blocks of all existing sets, none of which may be used or destroyed afterwards.
     static void Reset();
 };
+
+/// Library-internal: the blocks of 128 bytes that `CUnicodeSetAllocator` hands out.
+TARNKIT_API CBlockManager& GetSetPagePool();
+
+/// Library-internal: gives the memory of the pool back when the library is unloaded, unless a set still uses
+/// it.
+void ReleaseSetPagePool();
 
 using CUnicodeBitSet = CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>;
 TARNKIT_EXTERN_TEMPLATE(class CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>);

@@ -6,6 +6,7 @@
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
 #include "platform/posix/memory/leak_checker.h"
+#include "platform/posix/memory/pages.h"
 #include "platform/posix/memory/private_heap.h"
 #include "platform/posix/support/last_error.h"
 
@@ -15,20 +16,17 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <sys/mman.h>
-#include <unistd.h>
 
 namespace Tarn::Platform {
 
 namespace {
 
-std::size_t pageSize() {
-    static const std::size_t size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    return size;
-}
+using Posix::PageSize;
 
 struct Region {
     std::size_t size;
@@ -101,31 +99,27 @@ BOOL fail(DWORD code) {
 }
 
 void* mapNewRegion(std::size_t size, bool isCommitted, DWORD protection) {
-    const std::size_t wholePages = (size + pageSize() - 1) / pageSize() * pageSize();
-    if (size == 0 || wholePages < size) {
+    const std::size_t wholePages = Posix::WholePages(size);
+    if (wholePages == 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    const int access = isCommitted && protection == PAGE_READWRITE ? PROT_READ | PROT_WRITE : PROT_NONE;
-    const int flags = MAP_PRIVATE | MAP_ANONYMOUS | (isCommitted ? 0 : MAP_NORESERVE);
-    void* start = mmap(nullptr, wholePages, access, flags, -1, 0);
-    if (start == MAP_FAILED) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
+    void* start = isCommitted && protection == PAGE_READWRITE ? Posix::MapPages(wholePages)
+                                                              : Posix::ReservePages(wholePages);
+    if (start != nullptr && !Regions::Get().Add(start, {wholePages, protection})) {
+        Posix::UnmapPages(start, wholePages);
+        start = nullptr;
     }
-    if (!Regions::Get().Add(start, {wholePages, protection})) {
-        munmap(start, wholePages);
+    if (start == nullptr)
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
     return start;
 }
 
 // Widens a range to whole pages.
 void coverWholePages(void*& address, std::size_t& size) {
-    const auto first = reinterpret_cast<std::uintptr_t>(address) / pageSize() * pageSize();
+    const auto first = reinterpret_cast<std::uintptr_t>(address) / PageSize() * PageSize();
     const auto end = reinterpret_cast<std::uintptr_t>(address) + size;
-    size = (end - first + pageSize() - 1) / pageSize() * pageSize();
+    size = (end - first + PageSize() - 1) / PageSize() * PageSize();
     address = reinterpret_cast<void*>(first);
 }
 
@@ -183,22 +177,20 @@ void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection
     return address;
 }
 
-BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
-    if (type == MEM_RELEASE) {
-        if (size != 0)
-            return fail(ERROR_INVALID_PARAMETER);
-        const Region region = Regions::Get().Take(address);
-        if (region.size == 0)
-            return fail(ERROR_INVALID_ADDRESS);
-        if (munmap(address, region.size) != 0) {
-            // The system may have no room to record the hole: the region stays.
-            Regions::Get().Add(address, region);
-            return fail(ERROR_NOT_ENOUGH_MEMORY);
-        }
-        return TRUE;
+namespace {
+
+BOOL releaseRegion(void* address) {
+    const Region region = Regions::Get().Take(address);
+    if (region.size == 0)
+        return fail(ERROR_INVALID_ADDRESS);
+    if (!Posix::UnmapPages(address, region.size)) {
+        Regions::Get().Add(address, region);
+        return fail(ERROR_NOT_ENOUGH_MEMORY);
     }
-    if (type != MEM_DECOMMIT)
-        return fail(ERROR_INVALID_PARAMETER);
+    return TRUE;
+}
+
+BOOL decommit(void* address, std::size_t size) {
     if (size == 0) { // the region from its start
         Region region;
         const auto place = reinterpret_cast<std::uintptr_t>(address);
@@ -208,70 +200,100 @@ BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
     coverWholePages(address, size);
     if (size == 0 || !Regions::Get().Holds(address, size))
         return fail(ERROR_INVALID_ADDRESS);
-    // A fresh mapping in place drops the contents and the memory behind them.
-    void* fresh =
-        mmap(address, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED, -1, 0);
-    return fresh == MAP_FAILED ? fail(ERROR_NOT_ENOUGH_MEMORY) : TRUE;
+    // A fresh mapping in place drops the contents and the memory behind them. When the process has as many
+    // mappings as it may have, the memory goes all the same, and the pages stay accessible.
+    constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED;
+    const bool isDone = mmap(address, size, PROT_NONE, kFlags, -1, 0) != MAP_FAILED ||
+                        madvise(address, size, MADV_DONTNEED) == 0;
+    return isDone ? TRUE : fail(ERROR_NOT_ENOUGH_MEMORY);
 }
+
+} // namespace
+
+BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
+    if (type == MEM_RELEASE)
+        return size == 0 ? releaseRegion(address) : fail(ERROR_INVALID_PARAMETER);
+    return type == MEM_DECOMMIT ? decommit(address, size) : fail(ERROR_INVALID_PARAMETER);
+}
+
+namespace {
+
+// Pages of one kind, or the gap between two mappings.
+struct Stretch {
+    std::uintptr_t start = 0;
+    std::uintptr_t end = UINTPTR_MAX;
+    bool isMapped = false;
+    bool isAccessible = false;
+};
+
+// The next mapping in the system's list; false at its end.
+bool readMapping(std::FILE* list, Stretch* mapping) {
+    char line[512];
+    while (std::fgets(line, sizeof(line), list) != nullptr) {
+        unsigned long start, end;
+        char access[5];
+        if (std::sscanf(line, "%lx-%lx %4s", &start, &end, access) == 3) {
+            *mapping = {start, end, true, std::strncmp(access, "---", 3) != 0};
+            return true;
+        }
+    }
+    return false;
+}
+
+// What `place` lies in, as the system tells it; false when it does not tell.
+bool findStretch(std::uintptr_t place, Stretch* found) {
+    std::FILE* list = std::fopen("/proc/self/maps", "re");
+    if (list == nullptr)
+        return false;
+    *found = {};
+    Stretch mapping;
+    while (readMapping(list, &mapping)) {
+        if (place < mapping.start) {
+            found->end = mapping.start;
+            break;
+        }
+        if (place < mapping.end) {
+            *found = mapping;
+            break;
+        }
+        found->start = mapping.end;
+    }
+    std::fclose(list);
+    return true;
+}
+
+} // namespace
 
 std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* information, std::size_t size) {
     if (size < sizeof(MEMORY_BASIC_INFORMATION)) {
         SetLastError(ERROR_BAD_LENGTH);
         return 0;
     }
-    std::FILE* maps = std::fopen("/proc/self/maps", "re");
-    if (maps == nullptr) {
+    const auto place = reinterpret_cast<std::uintptr_t>(address) / PageSize() * PageSize();
+    Stretch stretch;
+    if (!findStretch(place, &stretch)) {
         SetLastError(ERROR_NOT_SUPPORTED);
         return 0;
     }
-    const auto place = reinterpret_cast<std::uintptr_t>(address) / pageSize() * pageSize();
     Region region;
-    const std::uintptr_t start = Regions::Get().Find(place, &region);
-    std::uintptr_t freeFrom = 0;
-    std::uintptr_t freeTo = UINTPTR_MAX;
+    const std::uintptr_t regionStart = Regions::Get().Find(place, &region);
+    // The system joins mappings that lie side by side, and an emulator does not show what is only reserved.
+    if (regionStart != 0)
+        stretch = {regionStart, std::min(stretch.end, regionStart + region.size), true, stretch.isAccessible};
     *information = {};
-    char line[512];
-    while (std::fgets(line, sizeof(line), maps) != nullptr) {
-        unsigned long first = 0;
-        unsigned long end = 0;
-        char access[5] = {};
-        if (std::sscanf(line, "%lx-%lx %4s", &first, &end, access) != 3)
-            continue;
-        if (place >= end) {
-            freeFrom = end;
-        } else if (place < first) {
-            freeTo = first;
-            break;
-        } else {
-            const bool isCommitted = access[0] != '-' || access[1] != '-' || access[2] != '-';
-            // The system joins what lies side by side, and splits what is committed in part.
-            if (start != 0 && end - start > region.size)
-                end = start + region.size;
-            information->AllocationBase = reinterpret_cast<void*>(start != 0 ? start : first);
-            information->AllocationProtect = region.protection;
-            information->RegionSize = end - place;
-            information->State = isCommitted ? MEM_COMMIT : MEM_RESERVE;
-            information->Protect = isCommitted ? PAGE_READWRITE : 0;
-            break;
-        }
-    }
-    std::fclose(maps);
     information->BaseAddress = reinterpret_cast<void*>(place);
-    if (information->State == 0 && start != 0) { // an emulator does not show what is only reserved
-        information->AllocationBase = reinterpret_cast<void*>(start);
+    information->RegionSize = stretch.end - place;
+    information->State = MEM_FREE;
+    if (stretch.isMapped) {
+        information->AllocationBase = reinterpret_cast<void*>(stretch.start);
         information->AllocationProtect = region.protection;
-        information->RegionSize = std::min(freeTo, start + region.size) - place;
-        information->State = MEM_RESERVE;
-    }
-    if (information->State == 0) {
-        information->BaseAddress = reinterpret_cast<void*>(place > freeFrom ? place : freeFrom);
-        information->RegionSize = freeTo - place;
-        information->State = MEM_FREE;
+        information->State = stretch.isAccessible ? MEM_COMMIT : MEM_RESERVE;
+        information->Protect = stretch.isAccessible ? PAGE_READWRITE : 0;
     }
     return sizeof(MEMORY_BASIC_INFORMATION);
 }
 
-DWORD GetPageSize() { return static_cast<DWORD>(pageSize()); }
+DWORD GetPageSize() { return static_cast<DWORD>(PageSize()); }
 
 // Thread-local storage: each thread has one array of values. An index that is freed and handed out again must
 // read null in every thread, so each value remembers the life of the index that it was set in.

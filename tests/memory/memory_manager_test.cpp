@@ -1,10 +1,14 @@
 #include "tests/support/refusing_manager.h"
 
+#include <tarnkit/message_handlers.h>
+#include <tarnkit/pool_allocators.h>
+
 #include <climits>
 #include <cstdint>
 #include <cstring>
 #include <new>
 #include <thread>
+#include <vector>
 
 using namespace Tarn;
 
@@ -20,6 +24,33 @@ IMemoryManager* managerOf(void* block) {
     std::memcpy(&manager, static_cast<char*>(block) - kPointerSize, sizeof(manager));
     return manager;
 }
+
+// Fails with an exception of its own, whose end it notices.
+class CFailingManager : public IMemoryManager {
+public:
+    bool isDisposedOf = false;
+
+    void* Alloc(int) override { throw new CFailure(&isDisposedOf); }
+    void Free(void*) override {}
+
+private:
+    struct CFailure : CUserException {
+        explicit CFailure(bool* flag) : isEnded(flag) {}
+        ~CFailure() override { *isEnded = true; }
+        bool* isEnded;
+    };
+};
+
+// Keeps the last message.
+class CLastMessage : public CMessageHandler {
+public:
+    CUnicodeString text;
+
+    int ShowMessage(HWND, const char16_t* message, const char16_t*, unsigned flags) override {
+        text = message;
+        return GetDefaultReturnValue(flags);
+    }
+};
 
 } // namespace
 
@@ -84,13 +115,58 @@ TEST(MemoryManager, ARefusalIsTheMemoryException) {
         [] { doAlloc(UINT_MAX); },
         [] { doAlloc(static_cast<unsigned>(INT_MAX)); },
         [] { ::operator delete(::operator new(100)); },
-        [] { GetDefaultMemoryManager().Alloc(-1); },
         [] { ProcessHeap::Alloc(-1); },
+        [] { GetDefaultMemoryManager().Alloc(-1); },
+        [] { GetDefaultMemoryManager().Alloc(INT_MIN); },
+        [] { GetLargeBlockManager().Alloc(-1); },
+        [] { GetLargeBlockManager().Alloc(INT_MIN); },
     };
     for (const auto request : requests)
         EXPECT_FALSE(manager.TryWith(0, request));
     EXPECT_TRUE(manager.TryWith(0, [] { EXPECT_EQ(::operator new(1, std::nothrow), nullptr); }));
     EXPECT_EQ(ProcessHeap::TryAlloc(-1), nullptr);
+}
+
+TEST(MemoryManager, NewServesWhateverTheAddressSpaceHolds) {
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switcher(&manager);
+    for (const UInt64 size : {UInt64{INT_MAX}, UInt64{UINT_MAX} + 1, UInt64{5'000'000'000}}) {
+        const bool fits = size < UInt64{PTRDIFF_MAX};
+        std::vector<char> bytes;
+        EXPECT_EQ(FailureOf([&] {
+                      fits ? bytes.reserve(static_cast<std::size_t>(size)) : ThrowMemoryException();
+                      bytes.data()[size - 1] = 1;
+                  }),
+                  fits ? "" : "memory");
+        EXPECT_TRUE(!fits || managerOf(bytes.data()) == &GetLargeBlockManager()) << size;
+    }
+    for (const std::size_t size : {SIZE_MAX, SIZE_MAX - 1, SIZE_MAX / 2, SIZE_MAX / 2 + 1}) {
+        const volatile std::size_t unknownToTheCompiler = size;
+        EXPECT_EQ(FailureOf([&] { ::operator delete(::operator new(unknownToTheCompiler)); }), "memory");
+        EXPECT_EQ(::operator new(unknownToTheCompiler, std::nothrow), nullptr);
+    }
+}
+
+TEST(MemoryManager, NewWithoutExceptionsDisposesOfAFailure) {
+    CFailingManager manager;
+    void* block;
+    {
+        CMemoryManagerSwitcher switcher(&manager);
+        block = ::operator new(1, std::nothrow);
+    }
+    EXPECT_EQ(block, nullptr);
+    EXPECT_TRUE(manager.isDisposedOf);
+}
+
+TEST(MemoryManager, DeleteShowsAnAssertionAndGoesOn) {
+    CLastMessage handler;
+    CMessageHandlerSwitcher handlerSwitcher(&handler);
+    alignas(kAllocationUnit) char neverAllocated[2 * kAllocationPrefix] = {};
+    IMemoryManager* const manager = &GetLargeBlockManager();
+    std::memcpy(neverAllocated + kAllocationPrefix - kPointerSize, &manager, sizeof(manager));
+    void* volatile wrong = neverAllocated + kAllocationPrefix;
+    ::operator delete(wrong);
+    EXPECT_NE(handler.text.Find(u"PrivateAllocators, 133"), -1);
 }
 
 TEST(MemoryManager, EveryFormOfNewAndDeleteAgrees) {

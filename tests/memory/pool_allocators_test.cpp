@@ -14,6 +14,40 @@ namespace {
 
 char* at(void* block, int offset) { return static_cast<char*>(block) + offset; }
 
+// A page or block that no pool has got from the system, linked behind the one that starts at `start`.
+void linkForeignPage(void* start) {
+    static void* foreignPage[8];
+    *static_cast<void**>(start) = foreignPage;
+}
+
+struct CPoolWithAForeignPage {
+    CBlockManager pool{128, 0x10000};
+
+    CPoolWithAForeignPage() { linkForeignPage(at(pool.Alloc(), -kAllocationUnit)); }
+};
+
+struct CStackWithAForeignBlock {
+    CStackManager stack;
+
+    CStackWithAForeignBlock() {
+        stack.Alloc(1);
+        CStackManagerState state;
+        stack.GetState(state);
+        linkForeignPage(state.block);
+    }
+};
+
+template<class Broken>
+void expectOneFailureAtATime() {
+    EXPECT_EQ(AssertionOf([] { Broken broken; }), u"PrivateAllocators:133");
+    EXPECT_EQ(FailureOf([] {
+                  Broken broken;
+                  ThrowMemoryException();
+              }),
+              "memory")
+        << "what is on its way goes on";
+}
+
 } // namespace
 
 TEST(BlockManager, CutsPagesIntoAlignedBlocksInAscendingOrder) {
@@ -146,4 +180,9 @@ TEST(SizeClassAllocator, ServesTheFirstClassThatFitsAndKeepsThePagesOfBlocksThat
     std::memset(kept, 0x5A, 64);
     pool.Free(kept, 64);
     EXPECT_EQ(pool.Alloc(40, actual), kept);
+}
+
+TEST(PoolDestructors, AssertOnlyWhileNoOtherExceptionIsOnItsWay) {
+    expectOneFailureAtATime<CPoolWithAForeignPage>();
+    expectOneFailureAtATime<CStackWithAForeignBlock>();
 }

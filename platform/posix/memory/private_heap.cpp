@@ -1,6 +1,8 @@
 #include "platform/posix/memory/private_heap.h"
 
+#include "platform/poison.h"
 #include "platform/posix/memory/leak_checker.h"
+#include "platform/posix/memory/pages.h"
 
 #include <algorithm>
 #include <bit>
@@ -20,6 +22,8 @@ constexpr std::size_t kLargestBlock = 0x40000; // that lies in a segment
 constexpr std::size_t kInUse = 1;
 constexpr std::size_t kPreviousInUse = 2; // otherwise the word in front is the size of the previous block
 constexpr std::size_t kOwnMapping = 4;
+constexpr std::size_t kEndOfSegment =
+    kInUse | kOwnMapping; // with the address of the segment in place of a size
 constexpr std::size_t kFlags = kInUse | kPreviousInUse | kOwnMapping;
 
 constexpr std::size_t kHugePage = 0x200000;
@@ -45,28 +49,23 @@ T* at(void* start, std::size_t offset) {
     return reinterpret_cast<T*>(static_cast<char*>(start) + offset);
 }
 
-void* map(std::size_t size) {
-    void* start = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    return start == MAP_FAILED ? nullptr : start;
-}
-
 // Where the system has huge pages, the memory comes with a fault for each of those, not for each page.
 void* mapHugePages(std::size_t size) {
-    void* const start = map(size + kHugePage);
+    void* const start = MapPages(size + kHugePage);
     if (start == nullptr)
         return nullptr;
     const auto place = reinterpret_cast<std::uintptr_t>(start);
     const std::size_t before = roundUp(place, kHugePage) - place;
     void* const aligned = at<void>(start, before);
     if (before != 0)
-        munmap(start, before);
-    munmap(at<char>(aligned, size), kHugePage - before);
+        UnmapPages(start, before);
+    UnmapPages(at<char>(aligned, size), kHugePage - before);
     madvise(aligned, size, MADV_HUGEPAGE);
     return aligned;
 }
 
 void* mapSegment(std::size_t size) {
-    void* start = size < kHugePage ? map(size) : mapHugePages(size);
+    void* start = size < kHugePage ? MapPages(size) : mapHugePages(size);
     if (start != nullptr)
         ShowToLeakChecker(start, size);
     return start;
@@ -74,7 +73,10 @@ void* mapSegment(std::size_t size) {
 
 bool unmap(void* start, std::size_t size) {
     HideFromLeakChecker(start, size);
-    return munmap(start, size) == 0;
+    if (UnmapPages(start, size))
+        return true;
+    ShowToLeakChecker(start, size);
+    return false;
 }
 
 } // namespace
@@ -96,6 +98,11 @@ PrivateHeap* PrivateHeap::Create(std::size_t initialSize) {
 
 PrivateHeap::PrivateHeap(Segment* first) : segments(first), segmentsSize(first->size) {
     startTop(first, sizeof(Segment) + sizeof(PrivateHeap));
+}
+
+// Where the blocks of a segment begin, of which `used` bytes are not for blocks: one word before a granule.
+PrivateHeap::Block* PrivateHeap::firstBlock(Segment* segment, std::size_t used) {
+    return at<Block>(segment, roundUp(used + kWord, kGranule) - kWord);
 }
 
 bool PrivateHeap::Destroy(void* heap, bool* isAllReleased) {
@@ -137,10 +144,13 @@ void* PrivateHeap::Alloc(std::size_t size) {
     Block* block = takeFree(blockSize);
     if (block == nullptr)
         block = cutOffTop(blockSize);
-    return block == nullptr ? nullptr : at<void>(block, kWord);
+    if (block == nullptr)
+        return nullptr;
+    Unpoison(at<void>(block, kWord), size);
+    return at<void>(block, kWord);
 }
 
-bool PrivateHeap::Free(void* memory) {
+TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::Free(void* memory) {
     std::lock_guard guard(lock);
     Block* block = at<Block>(memory, 0 - kWord);
     if ((block->header & kInUse) == 0)
@@ -148,13 +158,14 @@ bool PrivateHeap::Free(void* memory) {
     if ((block->header & kOwnMapping) != 0)
         return freeLarge(at<LargeBlock>(block, 0 - offsetof(LargeBlock, header)));
     block->header -= kInUse;
+    Poison(memory, (block->header & ~kFlags) - kWord);
     unite(block);
     return true;
 }
 
-// Makes a block of one that is not in use any more and its free neighbours, and part of the top if it is the
-// last one.
-void PrivateHeap::unite(Block* block) {
+// Makes one block of a block that is no longer in use and its free neighbours. The last one becomes part of
+// the top; one that fills a segment may take the segment with it.
+TARNKIT_UNCHECKED_ACCESS void PrivateHeap::unite(Block* block) {
     std::size_t size = block->header & ~kFlags;
     if ((block->header & kPreviousInUse) == 0) {
         const std::size_t previousSize = *at<std::size_t>(block, 0 - kWord);
@@ -173,7 +184,43 @@ void PrivateHeap::unite(Block* block) {
     } else {
         behind->header &= ~kPreviousInUse;
     }
-    putIntoBin(block, size);
+    Segment* const filled = size > kLeastSegment / 2 ? segmentFilledBy(block, size) : nullptr;
+    if (filled == nullptr || !releaseSegment(filled))
+        putIntoBin(block, size);
+}
+
+// The segment of which a free block takes all the room; null if there is none. The oldest segment is not
+// meant: the heap lies in it.
+TARNKIT_UNCHECKED_ACCESS PrivateHeap::Segment* PrivateHeap::segmentFilledBy(Block* block, std::size_t size) {
+    const std::size_t header = at<Block>(block, size)->header;
+    if ((header & kEndOfSegment) != kEndOfSegment)
+        return nullptr;
+    auto* const segment = reinterpret_cast<Segment*>(header & ~kFlags);
+    return block == firstBlock(segment, sizeof(Segment)) ? segment : nullptr;
+}
+
+// Gives a segment without blocks back to the system, unless it is the only one besides the newest: that one
+// is kept, so that a heap whose size goes up and down a little does not ask the system each time.
+bool PrivateHeap::releaseSegment(Segment* segment) {
+    if (spareSegment == nullptr || spareSegment == segment || !isFree(spareSegment)) {
+        spareSegment = segment;
+        return false;
+    }
+    Segment* const older = segment->older;
+    const std::size_t size = segment->size;
+    if (!unmap(segment, size))
+        return false;
+    Segment** link = &segments;
+    while (*link != segment)
+        link = &(*link)->older;
+    *link = older;
+    segmentsSize -= size;
+    return true;
+}
+
+TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::isFree(Segment* segment) {
+    Block* const block = firstBlock(segment, sizeof(Segment));
+    return (block->header & kInUse) == 0 && segmentFilledBy(block, block->header & ~kFlags) == segment;
 }
 
 // Sizes of the same bin differ by less than an eighth; the last takes all that are greater than any that is
@@ -198,7 +245,7 @@ unsigned PrivateHeap::firstBinThatFits(std::size_t size) {
 }
 
 // The previous block is in use, or it would be part of this one.
-void PrivateHeap::putIntoBin(Block* block, std::size_t size) {
+TARNKIT_UNCHECKED_ACCESS void PrivateHeap::putIntoBin(Block* block, std::size_t size) {
     block->header = size | kPreviousInUse;
     *at<std::size_t>(block, size - kWord) = size;
     const unsigned bin = binOf(size);
@@ -210,7 +257,7 @@ void PrivateHeap::putIntoBin(Block* block, std::size_t size) {
     maps[bin / kBinsOfAMap] |= std::uint64_t{1} << bin % kBinsOfAMap;
 }
 
-void PrivateHeap::takeFromBin(Block* block) {
+TARNKIT_UNCHECKED_ACCESS void PrivateHeap::takeFromBin(Block* block) {
     if (block->next != nullptr)
         block->next->previous = block->previous;
     if (block->previous != nullptr) {
@@ -224,7 +271,7 @@ void PrivateHeap::takeFromBin(Block* block) {
 }
 
 // A free block, from which what is not needed goes back; null when none fits.
-PrivateHeap::Block* PrivateHeap::takeFree(std::size_t size) {
+TARNKIT_UNCHECKED_ACCESS PrivateHeap::Block* PrivateHeap::takeFree(std::size_t size) {
     const unsigned first = firstBinThatFits(size);
     unsigned index = first / kBinsOfAMap;
     std::uint64_t map = maps[index] & ~std::uint64_t{0} << first % kBinsOfAMap;
@@ -247,7 +294,7 @@ PrivateHeap::Block* PrivateHeap::takeFree(std::size_t size) {
 }
 
 // The block in front of the top is always in use.
-PrivateHeap::Block* PrivateHeap::cutOffTop(std::size_t size) {
+TARNKIT_UNCHECKED_ACCESS PrivateHeap::Block* PrivateHeap::cutOffTop(std::size_t size) {
     if (static_cast<std::size_t>(topEnd - top) < size && !addSegment(size))
         return nullptr;
     Block* const block = at<Block>(top, 0);
@@ -276,30 +323,32 @@ bool PrivateHeap::addSegment(std::size_t size) {
 
 // The last word of a segment is kept for the header that ends its blocks.
 void PrivateHeap::startTop(Segment* segment, std::size_t used) {
-    top = at<char>(segment, roundUp(used + kWord, kGranule) - kWord);
+    top = at<char>(firstBlock(segment, used), 0);
     topEnd = at<char>(segment, segment->size - kWord);
+    Poison(top, segment->size - static_cast<std::size_t>(top - at<char>(segment, 0)));
 }
 
-// What is left of the top becomes a free block. A header without a size, in use for ever, ends the segment.
-void PrivateHeap::retireTop() {
+// What is left of the top becomes a free block. A header that is in use for ever ends the segment.
+TARNKIT_UNCHECKED_ACCESS void PrivateHeap::retireTop() {
     const auto size = static_cast<std::size_t>(topEnd - top);
+    const std::size_t end = reinterpret_cast<std::uintptr_t>(segments) | kEndOfSegment;
     if (size < kLeastBlock) {
-        at<Block>(top, 0)->header = kInUse | kPreviousInUse;
+        at<Block>(top, 0)->header = end | kPreviousInUse;
     } else {
-        at<Block>(topEnd, 0)->header = kInUse;
+        at<Block>(topEnd, 0)->header = end;
         putIntoBin(at<Block>(top, 0), size);
     }
 }
 
 void* PrivateHeap::allocLarge(std::size_t size) {
-    if (size > SIZE_MAX / 2)
-        return nullptr;
-    void* start = map(sizeof(LargeBlock) + size);
+    const std::size_t used = sizeof(LargeBlock) + size;
+    const std::size_t wholePages = used < size ? 0 : WholePages(used);
+    void* const start = wholePages == 0 ? nullptr : MapPages(wholePages);
     if (start == nullptr)
         return nullptr;
-    ShowToLeakChecker(start, sizeof(LargeBlock) + size);
-    auto* block =
-        ::new (start) LargeBlock{largeBlocks, nullptr, sizeof(LargeBlock) + size, kInUse | kOwnMapping};
+    ShowToLeakChecker(start, wholePages);
+    Poison(at<char>(start, used), wholePages - used);
+    auto* block = ::new (start) LargeBlock{largeBlocks, nullptr, wholePages, kInUse | kOwnMapping};
     if (largeBlocks != nullptr)
         largeBlocks->previous = block;
     largeBlocks = block;
@@ -308,10 +357,8 @@ void* PrivateHeap::allocLarge(std::size_t size) {
 
 bool PrivateHeap::freeLarge(LargeBlock* block) {
     const LargeBlock freed = *block;
-    if (!unmap(block, block->size)) {
-        ShowToLeakChecker(block, block->size);
+    if (!unmap(block, block->size))
         return false;
-    }
     if (freed.next != nullptr)
         freed.next->previous = freed.previous;
     (freed.previous != nullptr ? freed.previous->next : largeBlocks) = freed.next;

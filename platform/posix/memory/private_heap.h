@@ -1,12 +1,13 @@
-// A private heap of the POSIX port: an arena that goes back to the system whole.
+// A private heap of the POSIX port: an arena that goes back to the system as a whole.
 //
-// Blocks lie in segments, each a mapping of its own and as large as all before it together, up to a limit. A
-// new block is cut off the top, the end of the newest segment that nothing has used yet. A freed one unites
-// with its free neighbours, which it knows by a word in front of each block and one at the end of each free
-// block; then it becomes part of the top again or goes into a bin for its size. A map of the bins finds one
-// that fits in constant time. A block too large for segments is a mapping by itself. Large segments ask for
-// huge pages. Destroying a heap unmaps its segments and large blocks and looks at nothing in them. A lock for
-// each heap lets all threads take and free.
+// Blocks lie in segments. Each segment is a mapping of its own, as large as all earlier ones together, up to
+// a limit. A new block is cut off the top, the part of the newest segment that nothing has used yet. A freed
+// block is united with its free neighbours, which it finds by a word in front of each block and one at the
+// end of each free block; it then becomes part of the top again or goes into a bin for its size. A bitmap of
+// the bins finds a block that fits in constant time. A segment that has become free goes back to the system;
+// one such segment is kept. A block too large for a segment is a mapping of its own. Large segments ask for
+// huge pages. Destroying a heap unmaps its segments and large blocks without looking at what is in them. Each
+// heap has a lock, so any thread may allocate and free.
 #pragma once
 
 #include <cstddef>
@@ -66,6 +67,10 @@ private:
     void startTop(Segment* segment, std::size_t used);
     void retireTop();
     void unite(Block* block);
+    static Block* firstBlock(Segment* segment, std::size_t used);
+    static Segment* segmentFilledBy(Block* block, std::size_t size);
+    static bool isFree(Segment* segment);
+    bool releaseSegment(Segment* segment);
     void* allocLarge(std::size_t size);
     bool freeLarge(LargeBlock* block);
     bool unmapAll();
@@ -74,6 +79,7 @@ private:
     PrivateHeap* nextHeap = nullptr;
     Segment* segments; // the newest first
     std::size_t segmentsSize;
+    Segment* spareSegment = nullptr; // the last that was free and kept; it may be in use again
     LargeBlock* largeBlocks = nullptr;
     char* top; // where the next block begins
     char* topEnd;

@@ -3,8 +3,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <random>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Tarn::Platform {
 
@@ -13,7 +17,7 @@ namespace {
 constexpr std::size_t kLarge = 200'000; // for a block in a segment
 
 TEST(PrivateHeap, UnitesFreedBlocksForLargerOnes) {
-    const HANDLE heap = HeapCreate(0x20000);
+    const HANDLE heap = HeapCreate(0x4000000); // in one segment
     std::minstd_rand random(1);
     std::vector<char*> blocks;
     std::size_t total = 0;
@@ -101,6 +105,93 @@ TEST(PrivateHeap, MakesDoWithTheMemoryThatThereIs) {
     }
     EXPECT_NE(HeapAlloc(heap, kLarge), nullptr);
     EXPECT_TRUE(HeapDestroy(heap));
+}
+
+TEST(PrivateHeap, GivesFreeSegmentsBackAndKeepsOneForTheNextBlocks) {
+    constexpr std::size_t kSize = 20'000, kMostKept = 50'000'000;
+    const HANDLE heap = HeapCreate(0x20000);
+    std::vector<void*> blocks(10'000);
+    for (int round = 0; round < 2; round++) {
+        for (void*& block : blocks)
+            block = HeapAlloc(heap, kSize);
+        std::shuffle(blocks.begin(), blocks.end(), std::minstd_rand(2));
+        for (void* block : blocks)
+            ASSERT_TRUE(HeapFree(heap, block));
+        std::size_t kept = 0;
+        constexpr std::size_t kStep = 20;
+        for (std::size_t i = 0; i < blocks.size(); i += kStep) {
+            MEMORY_BASIC_INFORMATION record;
+            Platform::VirtualQuery(blocks[i], &record, sizeof(record));
+            kept += record.State == MEM_FREE ? 0 : kStep * kSize;
+        }
+        EXPECT_LT(kept, kMostKept);
+        EXPECT_GT(kept, kMostKept / 5);
+    }
+    EXPECT_TRUE(HeapDestroy(heap));
+}
+
+/// What `action` returns in a process of its own.
+int resultInChild(int (*action)()) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(action());
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// Splits a mapping of this process until the system splits no more; null if it goes on and on.
+char* useUpMappings(std::size_t* size) {
+    constexpr std::size_t kMost = 200'000;
+    const std::size_t page = GetPageSize();
+    *size = kMost * page;
+    void* const start = mmap(nullptr, *size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    for (std::size_t i = 1; i < kMost; i += 2)
+        if (mprotect(static_cast<char*>(start) + i * page, page, PROT_READ) != 0)
+            return static_cast<char*>(start);
+    return nullptr;
+}
+
+enum Outcome { asPromised, notUsedUp, refused, freedTwice, keptPages, notServedAgain, notClean, keptRange };
+
+// Without a test's usual expectations: a child at its limit must not allocate.
+Outcome freeWithoutMappings() {
+    constexpr std::size_t kSize = 0x10000;
+    constexpr int kBlocks = 32;
+    void* blocks[kBlocks];
+    for (void*& block : blocks)
+        block = std::memset(VirtualAlloc(nullptr, kSize, MEM_COMMIT, PAGE_READWRITE), 1, kSize);
+    std::size_t splitSize = 0;
+    char* const split = useUpMappings(&splitSize);
+    if (split == nullptr)
+        return notUsedUp;
+    unsigned char isResident = 0;
+    for (int i = 1; i < kBlocks; i += 2) {
+        if (!VirtualFree(blocks[i], 0, MEM_RELEASE))
+            return refused;
+        if (VirtualFree(blocks[i], 0, MEM_RELEASE))
+            return freedTwice;
+        if (mincore(blocks[i], 1, &isResident) == 0 && isResident % 2 != 0)
+            return keptPages;
+    }
+    const auto again = static_cast<char*>(VirtualAlloc(nullptr, kSize, MEM_COMMIT, PAGE_READWRITE));
+    if (again == nullptr || again[0] != 0 || again[kSize - 1] != 0)
+        return again == nullptr ? notServedAgain : notClean;
+    munmap(split, splitSize);
+    VirtualFree(again, 0, MEM_RELEASE);
+    for (int i = 0; i < kBlocks; i += 2)
+        VirtualFree(blocks[i], 0, MEM_RELEASE);
+    for (void* block : blocks)
+        if (mincore(block, 1, &isResident) == 0)
+            return keptRange;
+    return asPromised;
+}
+
+TEST(VirtualMemory, TakesFreedMemoryBackWhenTheSystemHasNoMappingLeftToSplit) {
+    const int outcome = resultInChild([] { return int{freeWithoutMappings()}; });
+    const CCapability kMappingLimit{outcome != notUsedUp ? nullptr : "the system has too many mappings"};
+    TARNKIT_TEST_NEEDS(kMappingLimit);
+    EXPECT_EQ(outcome, asPromised);
 }
 
 } // namespace

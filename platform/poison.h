@@ -1,0 +1,33 @@
+// What the address sanitizer is told about memory that the library hands out in parts. Nothing in other
+// builds.
+//
+// Poisoned memory is reported when code compiled with the sanitizer reads or writes it. Functions that must,
+// because they keep their records in free memory, are marked TARNKIT_UNCHECKED_ACCESS.
+#pragma once
+
+#include <tarnkit/poison.h>
+
+#include <cstddef>
+
+#if TARNKIT_ADDRESS_SANITIZER
+#include <sanitizer/asan_interface.h>
+#define TARNKIT_UNCHECKED_ACCESS [[gnu::no_sanitize_address]]
+#else
+#define TARNKIT_UNCHECKED_ACCESS
+#endif
+
+namespace Tarn::Platform {
+
+inline void Poison([[maybe_unused]] const void* start, [[maybe_unused]] std::size_t size) {
+#if TARNKIT_ADDRESS_SANITIZER
+    __asan_poison_memory_region(start, size);
+#endif
+}
+
+inline void Unpoison([[maybe_unused]] const void* start, [[maybe_unused]] std::size_t size) {
+#if TARNKIT_ADDRESS_SANITIZER
+    __asan_unpoison_memory_region(start, size);
+#endif
+}
+
+} // namespace Tarn::Platform
