@@ -1,13 +1,21 @@
-// What lies where in an object. Beside each class whose shape in memory is fixed, one line says it:
-//
-//     TARNKIT_LAYOUT(CStackManager, 20, current, freeList, allocatedSize, minimalBlockDataSize);
-//
-// It compiles only when the objects consist of these fields in this order and of nothing else: the first one
-// behind the virtual table when there is one, each as close to the one before as its alignment lets it, those
-// of a base in front of the class's own. The number is the size in bytes on 32-bit targets; elsewhere it
-// follows from the fields. A field takes whole words, unless it is a flag or an array. A class with private
-// fields lets the line in by `friend struct CLayout<CStackManager>;`. The error "2 == 0" means that the
-// second field is out of place. Classes with two virtual tables are not for it.
+/// \file
+/// `TARNKIT_LAYOUT`: a check, at compile time, of where the fields of a class lie in memory.
+///
+/// The line follows the class, in namespace Tarn. It compiles only if the objects consist of these fields, in
+/// this order, and of nothing else: the first one after the pointer to the virtual table, if there is one;
+/// each as close to the one before as its alignment allows; those of a base class first. The number is the
+/// size in bytes on 32-bit targets; on others the size follows from the fields. A field must be a flag, an
+/// array, or of a size of whole 4-byte words. A class with private fields makes the check its friend. The
+/// error "2 == 0" means that the second field is out of place. Classes with more than one virtual table
+/// cannot be checked.
+///
+/// \code
+/// class CPosition {
+///     int line, column;
+///     friend struct CLayout<CPosition>;
+/// };
+/// TARNKIT_LAYOUT(CPosition, 8, line, column);
+/// \endcode
 #pragma once
 
 #include <tarnkit/data_model.h>
@@ -18,11 +26,11 @@
 
 namespace Tarn {
 
-/// The line about the class `Object`.
+/// The check of the class `Object`.
 template<class Object>
 struct CLayout;
 
-/// The place of a field in its object.
+/// Where a field lies in its object.
 struct CFieldPlace {
     std::size_t offset;
     std::size_t size;
@@ -35,14 +43,14 @@ struct CFieldPlace {
                 sizeof(Field) == 1 || sizeof(Field) % 4 == 0 || std::is_array_v<Field>};
     }
 
-    /// Where the field, or the end of an object so aligned, belongs behind what ends at `end`.
+    /// The first multiple of `alignment` from `end` on.
     static constexpr std::size_t Next(std::size_t end, std::size_t alignment) {
         return (end + alignment - 1) / alignment * alignment;
     }
 };
 
-/// The number of the first field, from 1, that is not where the order of the fields puts it; one more than
-/// there are fields when the object has something behind them; 0 when all is well.
+/// Returns the number, from 1, of the first field that is not directly after the one before it; one more than
+/// the number of fields if the object has something after the last one; 0 if all is well.
 template<class Object>
 constexpr int MisplacedField(std::initializer_list<CFieldPlace> fields) {
     std::size_t end = std::is_polymorphic_v<Object> ? kPointerSize : 0;
@@ -58,7 +66,6 @@ constexpr int MisplacedField(std::initializer_list<CFieldPlace> fields) {
 
 } // namespace Tarn
 
-// Stands in namespace Tarn, after the class.
 #define TARNKIT_LAYOUT(Class, sizeOn32Bits, ...)                                                             \
     template<>                                                                                               \
     struct CLayout<Class> {                                                                                  \
@@ -73,15 +80,22 @@ constexpr int MisplacedField(std::initializer_list<CFieldPlace> fields) {
     _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Winvalid-offsetof\"")                  \
         __VA_ARGS__ _Pragma("GCC diagnostic pop")
 
-// The places of a list of fields: the preprocessor comes back to the rest of the list at each rescan.
-#define TARNKIT_PLACES(...) __VA_OPT__(TARNKIT_RESCAN(TARNKIT_PLACES_OF(__VA_ARGS__)))
-#define TARNKIT_PLACES_OF(field, ...)                                                                        \
-    CFieldPlace::Of<decltype(Object::field)>(offsetof(Object, field))                                        \
-        __VA_OPT__(, TARNKIT_MORE_PLACES TARNKIT_NO_ARGUMENTS(__VA_ARGS__))
-#define TARNKIT_MORE_PLACES() TARNKIT_PLACES_OF
-#define TARNKIT_NO_ARGUMENTS ()
-#define TARNKIT_RESCAN(...)                                                                                  \
-    TARNKIT_RESCAN_4(TARNKIT_RESCAN_4(TARNKIT_RESCAN_4(TARNKIT_RESCAN_4(__VA_ARGS__))))
-#define TARNKIT_RESCAN_4(...)                                                                                \
-    TARNKIT_RESCAN_1(TARNKIT_RESCAN_1(TARNKIT_RESCAN_1(TARNKIT_RESCAN_1(__VA_ARGS__))))
-#define TARNKIT_RESCAN_1(...) __VA_ARGS__
+// The places of the fields, up to twelve of them.
+#define TARNKIT_PLACES(...)                                                                                  \
+    __VA_OPT__(TARNKIT_MACRO_FOR_COUNT(__VA_ARGS__, TARNKIT_PLACES_12, TARNKIT_PLACES_11, TARNKIT_PLACES_10, \
+                                       TARNKIT_PLACES_9, TARNKIT_PLACES_8, TARNKIT_PLACES_7,                 \
+                                       TARNKIT_PLACES_6, TARNKIT_PLACES_5, TARNKIT_PLACES_4,                 \
+                                       TARNKIT_PLACES_3, TARNKIT_PLACES_2, TARNKIT_PLACES_1)(__VA_ARGS__))
+#define TARNKIT_MACRO_FOR_COUNT(f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, macro, ...) macro
+#define TARNKIT_PLACES_1(field) CFieldPlace::Of<decltype(Object::field)>(offsetof(Object, field))
+#define TARNKIT_PLACES_2(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_1(__VA_ARGS__)
+#define TARNKIT_PLACES_3(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_2(__VA_ARGS__)
+#define TARNKIT_PLACES_4(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_3(__VA_ARGS__)
+#define TARNKIT_PLACES_5(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_4(__VA_ARGS__)
+#define TARNKIT_PLACES_6(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_5(__VA_ARGS__)
+#define TARNKIT_PLACES_7(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_6(__VA_ARGS__)
+#define TARNKIT_PLACES_8(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_7(__VA_ARGS__)
+#define TARNKIT_PLACES_9(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_8(__VA_ARGS__)
+#define TARNKIT_PLACES_10(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_9(__VA_ARGS__)
+#define TARNKIT_PLACES_11(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_10(__VA_ARGS__)
+#define TARNKIT_PLACES_12(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_11(__VA_ARGS__)
