@@ -1,5 +1,5 @@
-// Texts of the user's locale. Its data are read through a locale object of the call's own: the process's
-// locale, which belongs to the application, is neither read nor changed.
+// Texts of the user's locale. Each call reads them through a locale object of its own: the locale of the
+// process belongs to the application and is neither read nor changed.
 #include "platform/platform.h"
 #include "platform/posix/support/error_codes.h"
 #include "platform/posix/text/code_page.h"

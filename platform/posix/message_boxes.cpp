@@ -2,6 +2,7 @@
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
 #include "platform/posix/support/write_signals.h"
+#include "platform/posix/text/utf8.h"
 
 #include <tarnkit/window_system.h>
 
@@ -11,6 +12,7 @@
 #include <atomic>
 #include <cerrno>
 #include <mutex>
+#include <string>
 #include <string_view>
 
 namespace Tarn {
@@ -122,14 +124,16 @@ public:
 
     /// Adds text as UTF-8 with the line ends of this system.
     void Add(const char16_t* text) {
-        for (int units; *text != 0; text += units) {
-            units = (text[0] & 0xFC00) == 0xD800 && (text[1] & 0xFC00) == 0xDC00 ? 2 : 1;
-            if (*text == u'\r')
+        const char16_t* end = text + std::char_traits<char16_t>::length(text);
+        while (text != end) {
+            const char32_t character = Platform::Posix::ReadUtf16(text, end);
+            if (character == U'\r')
                 continue;
             if (size + kLongestCharacter > kRoom)
                 flush();
-            size += Platform::WideCharToMultiByte(CP_UTF8, 0, text, units, bytes + size, kLongestCharacter,
-                                                  nullptr, nullptr);
+            Platform::Posix::PutUtf8(
+                Platform::Posix::IsSurrogate(character) ? Platform::Posix::kReplacementCharacter : character,
+                [this](char byte) { bytes[size++] = byte; });
         }
     }
 

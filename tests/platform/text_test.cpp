@@ -68,6 +68,15 @@ TEST(CodePages, CharactersStandWhereThePlatformHasThem) {
         {936, "\x80\xD6\xD0\xAA\xA1", u"\u20AC\u4E2D\uE000"},
         {949, "\xB0\xA1\x81\x41\xC9\xA1", u"\uAC00\uAC02\uE000"},
         {950, "\xA4\xA4\xA1\x45\xFA\x40", u"\u4E2D\u2027\uE000"},
+        {864, "%\xA6\xFF", u"%\uF8BE\uF8C0"},
+        {1361, "\\\xD0\x65\x88\x41\x84\x42\xDA\xD4\xD8\x31", u"\\\uD55C\u1100\u11A8\u115F\uE000"},
+        {10000, "\xBD\xC6\xF0", u"\u2126\u2206\uF8FF"},
+        {10007, "\xA2\xB6", u"\u00A2\u2202"},
+        {20932, "\xB0\xA1\xB0\x21\x8E\xB1\xF5\xA1", u"\u4E9C\u4E02\uFF71\uE000"},
+        {20949, "\xB0\xA1\xA0\xAD", u"\uAC00\uF8E6\uF8E7"},
+        {21866, "\xAE\xBE", u"\u045E\u040E"},
+        {28597, "\xA1\xA2\xA4", u"\u02BD\u02BC\uF7C2"},
+        {28598, "\xAF\xE0\xFD", u"\u203E\u05D0\uF7BF"},
     };
     for (const auto& [page, bytes, text] : table)
         EXPECT_EQ(decode(page, 0, bytes), text) << page;
@@ -172,6 +181,16 @@ TEST(Conversion, LookAlikesStandForUnitsThatTheCodePageLacks) {
         {866, u"\u00C9\u2116", "E\xFC", "?\xFC"},
         {932, u"\u00E9\u00A5", "e\\", "??"},
         {1257, u"\u0416\uFF10", "?0", "??"},
+        {864, u"\u0392\u266A", "\x90\x02", "??"},
+        {1361, u"\u20A9\u3131", "\\\x88\x41", "??"},
+        {20127, u"\u00E9\u2122\u00C6", "eTA", "???"},
+        {20866, u"\u00A6\u00C9",
+         "\x81"
+         "E",
+         "??"},
+        {28592, u"\u00A2\u2019\u0142", "c'\xB3", "??\xB3"},
+        {28603, u"\u00C0\u0416", "A?", "??"},
+        {28605, u"\u00A6\u0100", "|A", "??"},
     };
     for (const auto& [page, text, best, exact] : table) {
         EXPECT_EQ(encode(page, 0, text), best) << page;

@@ -1,6 +1,7 @@
 #include "platform/posix/files/paths.h"
 
 #include "platform/posix/support/error_codes.h"
+#include "platform/posix/text/utf8.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,7 +14,6 @@ namespace {
 constexpr char16_t kForbidden[] = u"*?<>\"|:";
 /// Where characters of disk names stand that names above the door must not have.
 constexpr char16_t kPrivateArea = 0xF000;
-constexpr char32_t kNotUtf8 = 0xFFFFFFFF;
 
 bool isForbidden(char16_t unit) {
     return unit < u' ' ||
@@ -27,10 +27,6 @@ bool isMoved(char32_t byte) {
 
 bool isMovedUnit(char32_t unit) { return unit > kPrivateArea && isMoved(unit - kPrivateArea); }
 
-bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-
-bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
 bool isEscapedByte(char32_t unit) { return unit >= 0xDC80 && unit <= 0xDCFF; }
 
 struct CodePoint {
@@ -40,21 +36,9 @@ struct CodePoint {
 
 /// The code point at the start of `bytes`, surrogates included; one byte of `kNotUtf8` when there is none.
 CodePoint decodeOne(const char* bytes, std::size_t size) {
-    const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    const unsigned char first = byteAt(0);
-    if (first < 0x80)
-        return {first, 1};
-    const std::size_t length = first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
-    if (length == 0 || length > size)
-        return {kNotUtf8, 1};
-    char32_t value = first & (0x7F >> length);
-    for (std::size_t i = 1; i < length; i++) {
-        if ((byteAt(i) & 0xC0) != 0x80)
-            return {kNotUtf8, 1};
-        value = value << 6 | (byteAt(i) & 0x3F);
-    }
-    const bool isOverlong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
-    return isOverlong || value > 0x10FFFF ? CodePoint{kNotUtf8, 1} : CodePoint{value, length};
+    const char* next = bytes;
+    const char32_t value = ReadUtf8(next, bytes + size, Surrogates::kAllowed);
+    return {value, value == kNotUtf8 ? 1 : static_cast<std::size_t>(next - bytes)};
 }
 
 /// Whether the code point read before `rest` may stand above the door as it is. If not, its bytes are escaped
@@ -62,49 +46,26 @@ CodePoint decodeOne(const char* bytes, std::size_t size) {
 bool standsForItself(char32_t value, const char* rest, std::size_t restSize) {
     if (value == kNotUtf8 || isMovedUnit(value) || isEscapedByte(value))
         return false;
-    if (!isHighSurrogate(value) || restSize == 0)
+    if (!IsHighSurrogate(value) || restSize == 0)
         return true;
     const char32_t next = decodeOne(rest, restSize).value;
-    return next != kNotUtf8 && !isHighSurrogate(next) && !isLowSurrogate(next) && !isMovedUnit(next);
-}
-
-void appendUtf8(String& bytes, char32_t value) {
-    const auto put = [&](char32_t byte) { bytes.push_back(static_cast<char>(byte)); };
-    if (value < 0x80) {
-        put(value);
-    } else if (value < 0x800) {
-        put(0xC0 | value >> 6);
-        put(0x80 | (value & 0x3F));
-    } else if (value < 0x10000) {
-        put(0xE0 | value >> 12);
-        put(0x80 | (value >> 6 & 0x3F));
-        put(0x80 | (value & 0x3F));
-    } else {
-        put(0xF0 | value >> 18);
-        put(0x80 | (value >> 12 & 0x3F));
-        put(0x80 | (value >> 6 & 0x3F));
-        put(0x80 | (value & 0x3F));
-    }
+    return next != kNotUtf8 && !IsSurrogate(next) && !isMovedUnit(next);
 }
 
 /// Appends one component; false when no file can have the name.
 bool appendComponent(String& path, const char16_t* text, std::size_t size) {
     const std::size_t start = path.size();
     bool hasLoneSurrogate = false;
-    for (std::size_t i = 0; i < size; i++) {
-        const char16_t unit = text[i];
-        if (isForbidden(unit))
+    for (const char16_t *next = text, *end = text + size; next != end;) {
+        const char32_t character = ReadUtf16(next, end);
+        if (character < kFirstSupplementary && isForbidden(static_cast<char16_t>(character)))
             return false;
-        if (isHighSurrogate(unit) && i + 1 < size && isLowSurrogate(text[i + 1])) {
-            appendUtf8(path, 0x10000 + ((unit - 0xD800U) << 10) + (text[i + 1] - 0xDC00U));
-            i++;
-        } else if (isEscapedByte(unit)) {
-            path.push_back(static_cast<char>(unit & 0xFF));
-            hasLoneSurrogate = true;
-        } else {
-            hasLoneSurrogate |= isHighSurrogate(unit) || isLowSurrogate(unit);
-            appendUtf8(path, isMovedUnit(unit) ? static_cast<char32_t>(unit - kPrivateArea) : unit);
-        }
+        hasLoneSurrogate |= IsSurrogate(character);
+        if (isEscapedByte(character))
+            path.push_back(static_cast<char>(character & 0xFF));
+        else
+            PutUtf8(isMovedUnit(character) ? character - kPrivateArea : character,
+                    [&](char byte) { path.push_back(byte); });
     }
     // Escapes that together spell a character would make two names of one file.
     return !hasLoneSurrogate ||
@@ -216,12 +177,8 @@ U16String ToWide(const char* path, std::size_t size) {
         else if (!standsForItself(value, rest, size - i - point.length))
             for (std::size_t k = 0; k < point.length; k++)
                 text.push_back(static_cast<char16_t>(0xDC00 + static_cast<unsigned char>(path[i + k])));
-        else if (value < 0x10000)
-            text.push_back(static_cast<char16_t>(value));
-        else {
-            text.push_back(static_cast<char16_t>(0xD7C0 + (value >> 10)));
-            text.push_back(static_cast<char16_t>(0xDC00 + (value & 0x3FF)));
-        }
+        else
+            PutUtf16(value, [&](char16_t unit) { text.push_back(unit); });
         i += point.length;
     }
     return text;

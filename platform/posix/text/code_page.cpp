@@ -2,6 +2,7 @@
 
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/text/windows_tables.h"
 
 #include <iconv.h>
 
@@ -12,83 +13,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <string_view>
+#include <utility>
 
 namespace Tarn::Platform::Posix {
 namespace {
 
-struct CodePageName {
-    UINT number;
-    const char* name; // as iconv knows it
-};
-
-// Ordered by number.
-constexpr CodePageName kCodePageNames[] = {
-    {437, "CP437"},          {737, "CP737"},         {775, "CP775"},        {850, "CP850"},
-    {852, "CP852"},          {855, "CP855"},         {857, "CP857"},        {858, "IBM858"},
-    {860, "CP860"},          {861, "CP861"},         {862, "CP862"},        {863, "CP863"},
-    {864, "CP864"},          {865, "CP865"},         {866, "CP866"},        {869, "CP869"},
-    {874, "CP874"},          {932, "CP932"},         {936, "CP936"},        {949, "CP949"},
-    {950, "CP950"},          {1250, "CP1250"},       {1251, "CP1251"},      {1252, "CP1252"},
-    {1253, "CP1253"},        {1254, "CP1254"},       {1255, "CP1255"},      {1256, "CP1256"},
-    {1257, "CP1257"},        {1258, "CP1258"},       {1361, "JOHAB"},       {10000, "MACINTOSH"},
-    {10007, "MAC-CYRILLIC"}, {20127, "US-ASCII"},    {20866, "KOI8-R"},     {20932, "EUC-JP"},
-    {20936, "EUC-CN"},       {20949, "EUC-KR"},      {21866, "KOI8-U"},     {28591, "ISO-8859-1"},
-    {28592, "ISO-8859-2"},   {28593, "ISO-8859-3"},  {28594, "ISO-8859-4"}, {28595, "ISO-8859-5"},
-    {28596, "ISO-8859-6"},   {28597, "ISO-8859-7"},  {28598, "ISO-8859-8"}, {28599, "ISO-8859-9"},
-    {28603, "ISO-8859-13"},  {28605, "ISO-8859-15"},
-};
-
-// What the platform's tables have for bytes that a code page leaves open.
-struct OpenBytes {
-    UINT number;
-    unsigned char first;
-    unsigned char last;
-    char16_t unit; // of the first byte, the others follow
-};
-
-constexpr OpenBytes kOpenBytes[] = {
-    {857, 0xD5, 0xD5, 0xF8BB},  {857, 0xE7, 0xE7, 0xF8BC},  {857, 0xF2, 0xF2, 0xF8BD},
-    {874, 0xDB, 0xDE, 0xF8C1},  {874, 0xFC, 0xFF, 0xF8C5},  {932, 0xA0, 0xA0, 0xF8F0},
-    {932, 0xFD, 0xFF, 0xF8F1},  {936, 0xFF, 0xFF, 0xF8F5},  {949, 0xFF, 0xFF, 0xF8F7},
-    {950, 0xFF, 0xFF, 0xF8F8},  {1253, 0xAA, 0xAA, 0xF8F9}, {1253, 0xD2, 0xD2, 0xF8FA},
-    {1253, 0xFF, 0xFF, 0xF8FB}, {1255, 0xCA, 0xCA, 0x05BA}, {1255, 0xD9, 0xDF, 0xF88D},
-    {1255, 0xFB, 0xFC, 0xF894}, {1255, 0xFF, 0xFF, 0xF896}, {1257, 0xA1, 0xA1, 0xF8FC},
-    {1257, 0xA5, 0xA5, 0xF8FD},
-};
-// Elsewhere an open byte is its own control character or a private character, so that text survives.
-constexpr unsigned kLastControl = 0x9F;
-constexpr char16_t kPrivateBytes = 0xF700;
-
-// Pairs that a code page leaves to its users. They follow each other through the private characters; in an
-// area with gaps only the pairs do that no other character has.
-struct UserDefined {
-    UINT number;
-    unsigned char firstLead;
-    unsigned char lastLead;
-    unsigned char firstTrail;
-    unsigned char lastTrail;
-    char16_t unit;
-    bool hasGaps = false;
-};
-
-constexpr UserDefined kUserDefined[] = {
-    {936, 0xAA, 0xAF, 0xA1, 0xFE, 0xE000}, {936, 0xF8, 0xFE, 0xA1, 0xFE, 0xE234},
-    {936, 0xA1, 0xA7, 0x40, 0xA0, 0xE4C6}, {936, 0xA2, 0xFE, 0x40, 0xFE, 0xE766, true},
-    {949, 0xC9, 0xC9, 0xA1, 0xFE, 0xE000}, {949, 0xFE, 0xFE, 0xA1, 0xFE, 0xE05E},
-    {950, 0xFA, 0xFE, 0x40, 0xFE, 0xE000}, {950, 0x8E, 0xA0, 0x40, 0xFE, 0xE311},
-    {950, 0x81, 0x8D, 0x40, 0xFE, 0xEEB8},
-};
-
-// Characters of two pairs that are written as another one than `iconv` prefers.
-constexpr struct {
-    UINT number;
-    char16_t unit;
-    unsigned short bytes;
-} kPreferred[] = {{950, 0x2550, 0xF9F9}, {950, 0x255E, 0xF9E9}, {950, 0x2561, 0xF9EB}, {950, 0x256A, 0xF9EA}};
-
 constexpr UINT kJapanese = 932;
 constexpr UINT kTraditionalChinese = 950;
-constexpr char16_t kKatakanaMiddleDot = 0x30FB; // the platform's default character of 932
+constexpr UINT kJohab = 1361;
+constexpr UINT kAscii = 20127;
+constexpr UINT kEucJapanese = 20932;
+constexpr char16_t kKatakanaMiddleDot = 0x30FB; // the default character of the Japanese pages on Windows
 constexpr unsigned kFirstTrail = 0x30;
 
 constinit std::atomic<CodePage*> loadedPages[std::size(kCodePageNames)] = {};
@@ -105,7 +41,7 @@ enum class Reading { kCharacter, kUndefined, kIncomplete };
 
 /// Reads exactly one unit out of all `count` bytes.
 Reading readOne(iconv_t converter, const unsigned char* bytes, std::size_t count, char16_t* unit) {
-    char in[2];
+    char in[3];
     std::memcpy(in, bytes, count);
     char16_t out[4];
     char* from = in;
@@ -185,7 +121,7 @@ UINT CodePage::FromCodeset(const char* codeset) {
         if (sameCodeset(codeset, other.name))
             return other.number;
     for (const CodePageName& page : kCodePageNames)
-        if (page.number != 20127 && sameCodeset(codeset, page.name))
+        if (page.number != kAscii && sameCodeset(codeset, page.name))
             return page.number;
     return 0;
 }
@@ -198,13 +134,16 @@ CodePage* CodePage::load(UINT number, const char* name) {
     }
     CodePage* page = New<CodePage>();
     bool read = page != nullptr && page->readFrom(converter);
+    if (read && number == kEucJapanese)
+        page->addSupplementaryKanji(converter);
     iconv_close(converter);
     if (read && page->addUserDefined(number)) {
+        page->replaceOthers(number);
         page->fillUndefined(number);
         page->encoded = static_cast<unsigned short*>(std::calloc(kUnits, sizeof(unsigned short)));
         iconv_t back = iconv_open(name, unicodeName());
         if (page->encoded != nullptr && back != reinterpret_cast<iconv_t>(-1)) {
-            page->invert(back);
+            page->invert(number, back);
             iconv_close(back);
             page->addLookAlikes(number);
             return page;
@@ -250,6 +189,18 @@ bool CodePage::readPairs(void* converter, unsigned char lead) {
     return true;
 }
 
+/// EUC has the characters of JIS X 0212 in three bytes. Windows leaves out the first, 0x8F, and takes the
+/// upper bit off the last.
+void CodePage::addSupplementaryKanji(void* converter) {
+    for (unsigned lead = 0xA1; lead <= 0xFE; lead++)
+        for (unsigned trail = 0x21; trail <= 0x7E && pairs[lead] != nullptr; trail++) {
+            const unsigned char bytes[] = {0x8F, static_cast<unsigned char>(lead),
+                                           static_cast<unsigned char>(trail | 0x80)};
+            if (readOne(converter, bytes, sizeof(bytes), &pairs[lead][trail]) != Reading::kCharacter)
+                pairs[lead][trail] = kNone;
+        }
+}
+
 char16_t* CodePage::pairTable(unsigned char lead) {
     if (pairs[lead] == nullptr) {
         pairs[lead] = static_cast<char16_t*>(std::malloc(256 * sizeof(char16_t)));
@@ -285,22 +236,66 @@ bool CodePage::addUserDefined(UINT number) {
     return true;
 }
 
+void CodePage::replaceOthers(UINT number) {
+    for (const OtherCharacters& run : kOtherCharacters) {
+        if (run.number != number)
+            continue;
+        unsigned bytes = run.first;
+        for (const char16_t unit : run.units) {
+            if (bytes <= 0xFF) {
+                single[bytes] = unit;
+                std::free(std::exchange(pairs[bytes], nullptr));
+            } else if (char16_t* table = pairs[bytes >> 8]) {
+                table[bytes & 0xFF] = unit;
+            }
+            bytes++;
+        }
+    }
+    if (number == kJohab)
+        addLettersOfHangul();
+}
+
+/// A pair of 1361 has five bits for each letter of a syllable. A letter by itself, with the fillers of the
+/// other two, is on Windows one of those that make syllables.
+void CodePage::addLettersOfHangul() {
+    struct Letters {
+        unsigned fillers;
+        unsigned shift;
+        std::string_view codes; // of the letters, in the order of Unicode
+        char16_t first;
+    };
+    static constexpr Letters kLetters[] = {
+        {0x8041, 10, "\2\3\4\5\6\7\10\11\12\13\14\15\16\17\20\21\22\23\24", 0x1100},
+        {0x8401, 5, "\3\4\5\6\7\12\13\14\15\16\17\22\23\24\25\26\27\32\33\34\35", 0x1161},
+        {0x8440, 0, "\2\3\4\5\6\7\10\11\12\13\14\15\16\17\20\21\23\24\25\26\27\30\31\32\33\34\35", 0x11A8},
+    };
+    for (const Letters& letters : kLetters)
+        for (std::size_t i = 0; i < letters.codes.size(); i++) {
+            const unsigned bytes = letters.fillers | static_cast<unsigned>(letters.codes[i]) << letters.shift;
+            if (pairs[bytes >> 8] != nullptr)
+                pairs[bytes >> 8][bytes & 0xFF] = static_cast<char16_t>(letters.first + i);
+        }
+}
+
 void CodePage::fillUndefined(UINT number) {
-    if (number == kJapanese)
+    if (number == kJapanese || number == kEucJapanese)
         defaultUnit = kKatakanaMiddleDot;
-    for (const OpenBytes& run : kOpenBytes)
-        if (run.number == number)
-            for (unsigned byte = run.first; byte <= run.last; byte++)
-                if (single[byte] == kNone && pairs[byte] == nullptr)
-                    single[byte] = static_cast<char16_t>(run.unit + (byte - run.first));
+    const auto isOpen = [this](unsigned byte) { return single[byte] == kNone && pairs[byte] == nullptr; };
+    for (const OpenBytes& run : kOpenBytes) {
+        char16_t unit = run.unit;
+        for (unsigned byte = run.first; run.number == number && byte <= run.last; byte++)
+            if (isOpen(byte))
+                single[byte] = unit++;
+    }
     for (unsigned byte = 0x80; byte <= 0xFF; byte++)
-        if (single[byte] == kNone && pairs[byte] == nullptr)
+        if (isOpen(byte))
             single[byte] = static_cast<char16_t>(byte <= kLastControl ? byte : kPrivateBytes + byte);
 }
 
-void CodePage::invert(void* converter) {
-    auto add = [&](char16_t unit, unsigned bytes) {
-        if (unit == kNone)
+void CodePage::invert(UINT number, void* converter) {
+    const auto add = [&](char16_t unit, unsigned bytes) {
+        // Some code pages read other bytes as NUL, too.
+        if (unit == kNone || unit == 0)
             return;
         if (encoded[unit] == 0) {
             encoded[unit] = static_cast<unsigned short>(bytes);
@@ -309,7 +304,8 @@ void CodePage::invert(void* converter) {
         }
     };
     for (unsigned byte = 1; byte <= 0xFF; byte++)
-        add(single[byte], byte);
+        if (number != kEucJapanese || byte < 0x80) // its other single bytes can be read but are not written
+            add(single[byte], byte);
     for (unsigned lead = 0; lead <= 0xFF; lead++)
         if (pairs[lead] != nullptr)
             for (unsigned trail = 0; trail <= 0xFF; trail++)

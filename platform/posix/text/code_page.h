@@ -1,7 +1,9 @@
-// Tables between the code pages of the platform and 16-bit text.
-//
-// A code page of one or two bytes a character is read once out of `iconv` and kept for the life of the
-// process: conversions are then table look-ups without a call or a lock. Any thread may use them.
+/// \file
+/// Tables between the code pages of Windows and 16-bit text.
+///
+/// A code page of one or two bytes a character is read out of `iconv` once, brought to what Windows has
+/// (windows_tables.h, look_alikes.cpp) and kept for the life of the process: conversions are then table
+/// look-ups without a call or a lock. Any thread may use them.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -13,7 +15,7 @@ namespace Tarn::Platform::Posix {
 
 class CodePage {
 public:
-    /// The unit that stands in a table where a code page has no character.
+    /// Stands in a table where a code page has no character.
     static constexpr char16_t kNone = 0xFFFF;
 
     /// The tables of a code page; null, with the last error, when there is none of this number (87) or no
@@ -23,15 +25,15 @@ public:
     /// Whether there is a code page of this number, apart from UTF-8.
     static bool IsKnown(UINT number);
 
-    /// The number of the code page that a locale's codeset is; 0 when it is none of ours.
+    /// The number of the code page for a locale's codeset, such as "ISO-8859-2"; 0 when there is none.
     static UINT FromCodeset(const char* codeset);
 
     bool IsLead(unsigned char byte) const { return pairs[byte] != nullptr; }
     char16_t Decode(unsigned char byte) const { return single[byte]; }
     char16_t Decode(unsigned char lead, unsigned char trail) const { return pairs[lead][trail]; }
 
-    /// The bytes of a unit, or else those of its look-alike if that will do, the lead byte in the upper half;
-    /// `found` tells whether there are any.
+    /// The bytes of a unit, a lead byte in the upper half; with `bestFit`, those of its look-alike where it
+    /// has none of its own. `found` tells whether there are any.
     unsigned Encode(char16_t unit, bool bestFit, bool* found) const {
         unsigned bytes = encoded[unit];
         *found = (bytes != 0 || unit == 0) && (bestFit || decodeWhole(bytes) == unit);
@@ -41,7 +43,7 @@ public:
     bool IsDoubleByte() const { return doubleByte; }
     /// Whether the bytes below 0x80 are ASCII, so that they need no table.
     bool IsAsciiCompatible() const { return asciiCompatible; }
-    /// What an unknown pair of bytes becomes.
+    /// What a pair of bytes becomes that stands for no character.
     char16_t DefaultUnit() const { return defaultUnit; }
 
     ~CodePage();
@@ -52,9 +54,12 @@ private:
     static CodePage* load(UINT number, const char* name);
     bool readFrom(void* converter);
     bool readPairs(void* converter, unsigned char lead);
+    void addSupplementaryKanji(void* converter);
     bool addUserDefined(UINT number);
+    void replaceOthers(UINT number);
+    void addLettersOfHangul();
     void fillUndefined(UINT number);
-    void invert(void* converter);
+    void invert(UINT number, void* converter);
     void addLookAlikes(UINT number);
     char16_t* pairTable(unsigned char lead);
     char16_t decodeWhole(unsigned bytes) const {
@@ -79,10 +84,10 @@ struct LookAlikes {
     std::u16string_view characters;
 };
 
-/// The look-alikes for a code page, in several tables from index 0 on; null behind the last one.
+/// The look-alikes for a code page, in several tables from index 0 on; null after the last one.
 const LookAlikes* LookAlikesOf(UINT codePage, unsigned index);
 
-/// Whether a unit lies where the marks are that `ComposeCharacter` knows.
+/// Whether a unit lies in the ranges of the marks that `ComposeCharacter` knows.
 constexpr bool MayBeMark(char16_t unit) {
     return (unit >= 0x0300 && unit <= 0x0345) || (unit >= 0x0653 && unit <= 0x0655) ||
            (unit >= 0x3099 && unit <= 0x309A);

@@ -1,7 +1,8 @@
-// Letters with combining marks and the single characters that stand for both.
-//
-// Every pair of the Basic Multilingual Plane that has a canonical single character and whose script some code
-// page writes. The n-th letter of a row with the row's mark after it is the row's n-th character.
+/// \file
+/// Letters with combining marks, and the single characters that are canonically equivalent.
+///
+/// It has every such pair of the Basic Multilingual Plane whose script some code page can write. The n-th
+/// letter of a row followed by the row's mark is the row's n-th character.
 #include "platform/posix/text/code_page.h"
 
 #include <string_view>

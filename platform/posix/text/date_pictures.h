@@ -1,4 +1,6 @@
-// The formats of a locale's dates and times as the platform's pictures: "%d.%m.%Y" is "dd.MM.yyyy".
+/// \file
+/// A locale's formats of dates and times, and the pictures that Windows has for them: "%d.%m.%Y" is
+/// "dd.MM.yyyy".
 #pragma once
 
 #include "platform/posix/memory/allocator.h"

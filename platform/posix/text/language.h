@@ -1,4 +1,5 @@
-// The user's language and codeset, as the environment tells them.
+/// \file
+/// The user's language and code pages, as the environment gives them.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -7,20 +8,21 @@ namespace Tarn::Platform::Posix {
 
 struct Language {
     LANGID id;
-    UINT oemCodePage; // what the language's texts of DOS are in
+    UINT oemCodePage; // the one that DOS used for the language
 };
 
-/// Of a locale name such as "pt_BR.UTF-8" or "sr_RS@latin"; American English for "C" and unknown ones.
+/// The language of a locale name such as "pt_BR.UTF-8" or "sr_RS@latin"; American English for "C" and unknown
+/// names.
 Language LanguageOf(const char* locale);
 
 /// The name of the user's locale for a category such as "LC_TIME": the value of LC_ALL, of the category or of
 /// LANG, the first that is set; null when none is.
 const char* LocaleName(const char* category);
 
-/// The language that messages are wanted in.
+/// The language that the user wants messages in.
 Language UserLanguage();
 
-/// The ANSI and the OEM code page as the environment is now.
+/// Sets the ANSI and the OEM code page that follow from the environment as it is now.
 void FindCodePages(UINT* ansi, UINT* oem);
 
 } // namespace Tarn::Platform::Posix

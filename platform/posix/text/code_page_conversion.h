@@ -1,0 +1,20 @@
+/// \file
+/// Conversions between text and a code page of tables.
+#pragma once
+
+#include "platform/posix/text/code_page.h"
+#include "platform/posix/text/conversion.h"
+
+namespace Tarn::Platform::Posix {
+
+/// Converts as MultiByteToWideChar does with these flags. With `glyphs`, control characters become what the
+/// code pages of DOS show for them.
+int ConvertFromCodePage(const CodePage& page, DWORD flags, bool glyphs, const char* text, int size,
+                        Output<char16_t> output);
+
+/// Converts as WideCharToMultiByte does with these flags. `usedDefault` tells whether the default character
+/// stands for anything; it may be null.
+int ConvertToCodePage(const CodePage& page, DWORD flags, const char16_t* text, int size,
+                      const char* defaultChar, Output<char> output, BOOL* usedDefault);
+
+} // namespace Tarn::Platform::Posix
