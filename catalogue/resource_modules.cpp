@@ -18,6 +18,7 @@ namespace {
 constexpr char16_t kSource[] = u"ResourceInfo";
 constexpr char16_t kLibraryExtension[] = u".dll";
 constexpr int kTypeString = 6;
+constexpr int kOriginalLanguage = 0;
 
 constinit CLateObject<CResourceRegistry> registry;
 
@@ -101,6 +102,15 @@ bool findTextInLanguage(CResourceRecord record, int language, const char16_t* na
     return findText(record.module, record.exports, name, text);
 }
 
+void appendNames(const CResourceRecord& record, CArray<CUnicodeString, CurrentMemoryManager>& names) {
+    const CMessageExports& exports = record.exports;
+    if (record.module == nullptr || exports.numberOfMessages == nullptr || exports.getMessageName == nullptr)
+        return;
+    const int count = exports.numberOfMessages();
+    for (int i = 0; i < count; i++)
+        names.Add(CUnicodeString(exports.getMessageName(i)));
+}
+
 void showUnsupportedLanguage(int code) {
     const CUnicodeString text =
         CUnicodeString(u"The selected interface language (%0) is not supported in current code page of the "
@@ -151,6 +161,8 @@ CResourceRegistry::~CResourceRegistry() {
     for (CResourceRecord& record : records)
         if (record.IsFamily())
             record.ReleaseLibrary();
+    for (CResourceRecord& original : originals)
+        original.ReleaseLibrary();
 }
 
 void CResourceRegistry::AddModule(HINSTANCE module) {
@@ -161,9 +173,16 @@ void CResourceRegistry::AddModule(HINSTANCE module) {
     records.Add(std::move(record));
 }
 
-void CResourceRegistry::AddFirstModule(HINSTANCE module) {
+void CResourceRegistry::AddLibrary(HINSTANCE module) {
     AddModule(module);
     std::rotate(records.begin(), records.end() - 1, records.end());
+    libraryEnd++;
+    programBegin = programEnd = records.Size();
+}
+
+void CResourceRegistry::AddProgramModule(HINSTANCE module) {
+    AddModule(module);
+    programEnd = records.Size();
 }
 
 void CResourceRegistry::AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix) {
@@ -175,6 +194,7 @@ void CResourceRegistry::AddFamily(const CUnicodeString& folder, const CUnicodeSt
     if (isSetUp) {
         const int index = records.Size() - 1;
         addLanguagesOf(index);
+        loadOriginal(index);
         loadLanguage(index, currentLanguage);
     }
 }
@@ -185,16 +205,22 @@ void CResourceRegistry::ForgetUnloaded(HINSTANCE module) {
         if (records[i].IsFamily() || records[i].module != module)
             continue;
         const auto landmark = reinterpret_cast<const void*>(exports.getResourceId);
-        if (landmark == nullptr || Platform::GetModuleHandleFromAddress(landmark) != module)
-            records.DeleteAt(i);
+        if (landmark != nullptr && Platform::GetModuleHandleFromAddress(landmark) == module)
+            continue;
+        records.DeleteAt(i);
+        for (int* const position : {&libraryEnd, &programBegin, &programEnd})
+            if (*position > i)
+                --*position;
     }
 }
 
 void CResourceRegistry::CompleteSetUp() {
     CMemoryManagerSwitcher switcher(nullptr);
     for (int i = 0; i < records.Size(); i++)
-        if (records[i].IsFamily())
+        if (records[i].IsFamily()) {
             addLanguagesOf(i);
+            loadOriginal(i);
+        }
     if (codes.IsEmpty())
         addLanguage(0, CUnicodeString());
     isSetUp = true;
@@ -280,6 +306,18 @@ void CResourceRegistry::loadLanguage(int index, int code) {
         records[index].exports.Find(module);
 }
 
+void CResourceRegistry::loadOriginal(int index) {
+    CResourceRecord original;
+    original.prefix = records[index].prefix;
+    original.folder = records[index].folder;
+    const CUnicodeString name = original.LibraryName(kOriginalLanguage);
+    original.module = isFile(name) ? LoadOwnedLibrary(name) : nullptr;
+    if (original.module == nullptr)
+        return;
+    original.exports.Find(original.module);
+    originals.Add(std::move(original));
+}
+
 CResourceRegistry& GetResourceRegistry() { return registry.Get(); }
 
 void ForgetUnloadedResources(HINSTANCE module) {
@@ -327,6 +365,9 @@ HINSTANCE FindResourceW(const char16_t* name, const char16_t* type) {
                 holdsResource(record.module, name, type))
                 return record.module;
     }
+    for (const CResourceRecord& original : GetResourceRegistry().Originals())
+        if (holdsResource(original.module, name, type))
+            return original.module;
     return nullptr;
 }
 
@@ -428,40 +469,26 @@ bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
     // Any thread may come here before there is a registry, which is the main thread's to build.
     if (!registry.Exists())
         return false;
-    const CArray<CResourceRecord>& records = GetResourceRegistry().Records();
-    for (int i = records.Size() - 1; i >= 0; i--) {
-        const CResourceRecord& record = records[i];
-        if (record.module == nullptr || (record.IsFamily() && !GetResourceRegistry().IsSetUp()))
-            continue;
-        id = record.exports.GetResourceId(name);
-        if (id != 0) {
-            module = record.module;
-            return true;
-        }
-    }
-    return false;
+    return registry->VisitForNames([&](const CResourceRecord& record, bool) {
+        id = record.module == nullptr ? 0 : record.exports.GetResourceId(name);
+        module = id == 0 ? nullptr : record.module;
+        return id != 0;
+    });
 }
 
 bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& text) {
     text.Empty();
-    const CArray<CResourceRecord>& records = GetResourceRegistry().Records();
-    for (int i = records.Size() - 1; i >= 0; i--)
-        if ((!records[i].IsFamily() || GetResourceRegistry().IsSetUp()) &&
-            findTextInLanguage(records[i], language, name, text))
-            break;
+    GetResourceRegistry().VisitForNames([&](const CResourceRecord& record, bool isOriginal) {
+        return isOriginal ? findText(record.module, record.exports, name, text)
+                          : findTextInLanguage(record, language, name, text);
+    });
     return !text.IsEmpty();
 }
 
 void AppendDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
-    for (const CResourceRecord& record : GetResourceRegistry().Records()) {
-        const CMessageExports& exports = record.exports;
-        if (record.module == nullptr || exports.numberOfMessages == nullptr ||
-            exports.getMessageName == nullptr)
-            continue;
-        const int count = exports.numberOfMessages();
-        for (int i = 0; i < count; i++)
-            names.Add(CUnicodeString(exports.getMessageName(i)));
-    }
+    for (const auto* const list : {&GetResourceRegistry().Records(), &GetResourceRegistry().Originals()})
+        for (const CResourceRecord& record : *list)
+            appendNames(record, names);
 }
 
 } // namespace Tarn

@@ -52,8 +52,10 @@ public:
     const CArray<CResourceRecord>& Records() const { return records; }
 
     void AddModule(HINSTANCE module);
-    /// As `AddModule`, but asked after all others.
-    void AddFirstModule(HINSTANCE module);
+    /// The library itself, and then the modules that are the program. They are asked for names when no module
+    /// that was added by the application knows them, whenever that was added: they hold original texts.
+    void AddLibrary(HINSTANCE module);
+    void AddProgramModule(HINSTANCE module);
     void AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix);
     /// Drops the records by handle of a module that is not loaded any more.
     void ForgetUnloaded(HINSTANCE module);
@@ -70,6 +72,13 @@ public:
     void SetCurrentLanguage(int code);
     int ChooseDefaultLanguage() const;
 
+    /// Calls `visit(record, isOriginal)` for each module that may be asked for a name, in the order of the
+    /// search, until it returns true; false when it never does.
+    template<class Visitor>
+    bool VisitForNames(Visitor visit) const;
+    /// The libraries of the original language, in the order of their families.
+    const CArray<CResourceRecord>& Originals() const { return originals; }
+
 private:
     bool isSetUp = false;
     int currentLanguage = -1;
@@ -77,6 +86,11 @@ private:
     CUnicodeString names[kNumberOfLanguageCodes]; // by code; empty when unknown
     int positions[kNumberOfLanguageCodes];        // by code: index into `codes` plus one, 0 when not there
     CArray<CResourceRecord> records;
+    CArray<CResourceRecord> originals; // the libraries of language 0, one for each family that has it
+    // The records of the library (from 0) and of the program.
+    int libraryEnd = 0;
+    int programBegin = 0;
+    int programEnd = 0;
 
     friend class CLateObject<CResourceRegistry>;
     friend struct CLayout<CResourceRegistry>;
@@ -85,8 +99,26 @@ private:
     void addLanguage(int code, const CUnicodeString& name);
     void addLanguagesOf(int index);
     void loadLanguage(int index, int code);
+    void loadOriginal(int index);
 };
-TARNKIT_LAYOUT(CResourceRegistry, 416, isSetUp, currentLanguage, codes, names, positions, records);
+TARNKIT_LAYOUT(CResourceRegistry, 440, isSetUp, currentLanguage, codes, names, positions, records, originals,
+               libraryEnd, programBegin, programEnd);
+
+template<class Visitor>
+bool CResourceRegistry::VisitForNames(Visitor visit) const {
+    const auto visitBackwards = [&](const CArray<CResourceRecord>& list, int begin, int end) {
+        for (int i = end - 1; i >= begin; i--) {
+            const CResourceRecord& record = list[i];
+            if ((isSetUp || !record.IsFamily()) && visit(record, &list == &originals))
+                return true;
+        }
+        return false;
+    };
+    return visitBackwards(records, programEnd, records.Size()) ||
+           visitBackwards(records, libraryEnd, programBegin) ||
+           visitBackwards(originals, 0, originals.Size()) ||
+           visitBackwards(records, programBegin, programEnd) || visitBackwards(records, 0, libraryEnd);
+}
 
 /// The language without the sublanguage of a Windows language identifier.
 constexpr int PrimaryLanguage(int languageId) { return languageId & 0x3FF; }

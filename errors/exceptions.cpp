@@ -8,6 +8,7 @@
 #include <tarnkit/text_of_values.h>
 
 #include "errors/reporting.h"
+#include "memory/in_destructor.h"
 #include "platform/platform.h"
 
 #include <iterator>
@@ -287,6 +288,16 @@ CUnicodeString CFileException::GetErrorText(TType type, const CUnicodeString& na
         return CUnicodeString();
     }
     return message->SubstParam(name);
+}
+
+void DeleteCurrentException() {
+    try {
+        throw;
+    } catch (CException* e) {
+        e->Delete();
+    } catch (...) {
+        // Another exception disposes of itself.
+    }
 }
 
 // Throwing. ---------------------------------------------------------------------------------------------

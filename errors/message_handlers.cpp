@@ -11,6 +11,7 @@
 #include <tarnkit/thread_storage.h>
 
 #include "errors/reporting.h"
+#include "platform/message_box_buttons.h"
 #include "platform/platform.h"
 
 #include <atomic>
@@ -23,9 +24,7 @@ namespace Tarn {
 
 namespace {
 
-constexpr unsigned kButtonSetMask = 0xF;
 constexpr unsigned kIconMask = 0xF0;
-constexpr unsigned kDefaultButtonMask = 0xF00;
 
 constexpr unsigned char kByteOrderMark[] = {0xFF, 0xFE};
 constexpr char16_t kLineEnd[] = u"\r\n";
@@ -137,23 +136,8 @@ void CMessageHandler::ShowWarning(CException* e) {
 }
 
 int CMessageHandler::GetDefaultReturnValue(unsigned flags) {
-    static constexpr struct {
-        unsigned buttonSet;
-        int answers[3]; // of the first, second and third button as the preselected one
-    } kAnswers[] = {
-        {MB_OK, {IDOK, IDOK, IDOK}},
-        {MB_OKCANCEL, {IDOK, IDCANCEL, IDOK}},
-        {MB_YESNO, {IDYES, IDNO, IDYES}},
-        {MB_YESNOCANCEL, {IDYES, IDNO, IDCANCEL}},
-        {MB_RETRYCANCEL, {IDRETRY, IDCANCEL, IDRETRY}},
-        {MB_ABORTRETRYIGNORE, {IDABORT, IDRETRY, IDIGNORE}},
-    };
-    const unsigned preselected = flags & kDefaultButtonMask;
-    const int button = preselected == MB_DEFBUTTON2 ? 1 : preselected == MB_DEFBUTTON3 ? 2 : 0;
-    for (const auto& row : kAnswers)
-        if (row.buttonSet == (flags & kButtonSetMask))
-            return row.answers[button];
-    return IDABORT;
+    const Platform::CMessageBoxButtons& buttons = Platform::ButtonsOf(flags);
+    return buttons.ids[buttons.Preselected(flags)];
 }
 
 // CMessageBoxHandler. -----------------------------------------------------------------------------------
@@ -165,7 +149,7 @@ int CMessageBoxHandler::ShowMessage(HWND owner, const char16_t* text, const char
     if (owner == nullptr || !Platform::IsWindowVisible(owner))
         flags |= MB_SETFOREGROUND | MB_TOPMOST;
     CApplicationDisabler disabler(owner);
-    if ((flags & kIconMask) == 0 && takesDefaultIcon(flags & kButtonSetMask))
+    if ((flags & kIconMask) == 0 && takesDefaultIcon(flags & Platform::kButtonSetMask))
         flags |= MB_ICONEXCLAMATION;
     return Platform::MessageBoxW(owner, text, caption, flags);
 }

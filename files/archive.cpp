@@ -3,8 +3,8 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/rational.h>
 
-#include "errors/in_destructor.h"
 #include "errors/requirement.h"
+#include "memory/in_destructor.h"
 
 #include <algorithm>
 #include <string>

@@ -2,9 +2,9 @@
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 
-#include "errors/in_destructor.h"
 #include "errors/requirement.h"
 #include "files/full_path.h"
+#include "memory/in_destructor.h"
 #include "platform/platform.h"
 
 #include <climits>

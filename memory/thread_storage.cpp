@@ -6,7 +6,7 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/message_handlers.h>
 
-#include "errors/in_destructor.h"
+#include "memory/in_destructor.h"
 #include "platform/platform.h"
 
 #include <cstring>

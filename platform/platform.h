@@ -19,7 +19,8 @@ namespace Tarn::Platform {
 DWORD GetLastError();
 void SetLastError(DWORD code);
 /// Text for a developer's eyes. The POSIX port writes it, as UTF-8, to what TARNKIT_TRACE names: "stderr" or
-/// a file to append to; without the variable it goes nowhere.
+/// a file to append to. Without the variable, or when standard error was closed at the start, it goes
+/// nowhere.
 void OutputDebugStringW(const char16_t* text);
 /// A software breakpoint. Ends the process when no debugger takes it.
 void DebugBreak();
@@ -99,6 +100,8 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
 void ReleaseRegistry();
 
 // Modules and resources.
+/// Whether two files may have names that differ in case alone.
+bool AreFileNamesCaseSensitive();
 HINSTANCE LoadLibraryW(const char16_t* name);
 HINSTANCE LoadLibraryExW(const char16_t* name, DWORD flags);
 BOOL FreeLibrary(HINSTANCE module);

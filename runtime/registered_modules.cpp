@@ -3,11 +3,15 @@
 #include "catalogue/resource_registry.h"
 #include "memory/late_object.h"
 #include "platform/platform.h"
+#include "runtime/static_constructors.h"
 
 #include <tarnkit/array.h>
 #include <tarnkit/layout.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/resource_modules.h>
+#include <tarnkit/thread_storage.h>
+
+#include <utility>
 
 namespace Tarn {
 
@@ -29,6 +33,39 @@ using CModuleRecords = CArray<CModuleRecord, ProcessHeapPolicy>;
 
 constinit CLateObject<CModuleRecords> registeredModules;
 constinit bool areModulesBeingReleased = false;
+
+// A load in progress on the calling thread. Loads nest: a static object may load another module.
+struct CModuleLoad {
+    CModuleLoad* outer = nullptr;
+    bool hasFailed = false;
+};
+constinit CThreadRecord innermostLoad{sizeof(CModuleLoad*)};
+
+class CModuleLoadScope {
+public:
+    CModuleLoadScope() : innermost(static_cast<CModuleLoad**>(innermostLoad.Get())) {
+        if (innermost != nullptr)
+            load.outer = std::exchange(*innermost, &load);
+    }
+    ~CModuleLoadScope() {
+        if (innermost != nullptr)
+            *innermost = load.outer;
+    }
+
+    CModuleLoadScope(const CModuleLoadScope&) = delete;
+    CModuleLoadScope& operator=(const CModuleLoadScope&) = delete;
+
+    bool HasFailed() const { return load.hasFailed; }
+
+private:
+    CModuleLoad** innermost; // null when there is no memory for the thread's record
+    CModuleLoad load;
+};
+
+CModuleLoad* findInnermostLoad() {
+    auto** load = static_cast<CModuleLoad**>(innermostLoad.Find());
+    return load == nullptr ? nullptr : *load;
+}
 
 CModuleRecord* findRecord(HINSTANCE module) {
     for (CModuleRecord& record : registeredModules.Get())
@@ -60,14 +97,15 @@ CUnicodeString resolveLibraryPath(const char16_t* name) {
 
 // Leaves the last error as the load left it.
 HINSTANCE loadLibrary(const char16_t* name) {
-    CUnicodeString path = resolveLibraryPath(name);
+    const CUnicodeString path = resolveLibraryPath(name);
     if (path.IsEmpty())
         return Platform::LoadLibraryW(name);
     CUnicodeString lowerCasePath = path;
     lowerCasePath.MakeLower();
-    HINSTANCE module = Platform::LoadLibraryW(lowerCasePath);
-    // Where case tells files apart, the lower-case spelling may name nothing.
-    return module != nullptr ? module : Platform::LoadLibraryW(path);
+    // Where case matters, the lower-case spelling may be the name of another file.
+    const bool isPathFirst = Platform::AreFileNamesCaseSensitive();
+    HINSTANCE module = Platform::LoadLibraryW(isPathFirst ? path : lowerCasePath);
+    return module != nullptr ? module : Platform::LoadLibraryW(isPathFirst ? lowerCasePath : path);
 }
 
 // What is loaded while the modules are terminated, for a text in another language say, must not start them
@@ -130,7 +168,54 @@ bool releaseReferences(int index) {
     return wasClient && isLoaded(record.module, landmark);
 }
 
+// Gives back a module whose static objects could not be built, and forgets what was registered of it and of
+// the modules that came and went with it.
+void rejectModule(HINSTANCE module) {
+    CArray<const void*> landmarks; // of the records whose modules are loaded now; null for the others
+    for (const CModuleRecord& record : registeredModules.Get()) {
+        const void* landmark = findLandmark(record);
+        landmarks.Add(isLoaded(record.module, landmark) ? landmark : nullptr);
+    }
+    Platform::FreeLibrary(module);
+    ForgetUnloadedResources(module);
+    for (int i = landmarks.Size() - 1; i >= 0; i--) {
+        const HINSTANCE registered = registeredModules.Get()[i].module;
+        if (landmarks[i] == nullptr || isLoaded(registered, landmarks[i]))
+            continue;
+        registeredModules->DeleteAt(i);
+        ForgetUnloadedResources(registered);
+    }
+    Platform::SetLastError(ERROR_DLL_INIT_FAILED);
+}
+
+// Loads a library, or gives null when it is not there or its static objects cannot be built.
+HINSTANCE loadWhole(const char16_t* name) {
+    HINSTANCE module;
+    bool hasFailed;
+    {
+        const CModuleLoadScope load;
+        module = loadLibrary(name);
+        hasFailed = load.HasFailed();
+    }
+    if (module == nullptr || !hasFailed)
+        return module;
+    rejectModule(module);
+    return nullptr;
+}
+
 } // namespace
+
+bool IsLoadingModule() { return findInnermostLoad() != nullptr; }
+
+bool HasModuleLoadFailed() {
+    const CModuleLoad* load = findInnermostLoad();
+    return load != nullptr && load->hasFailed;
+}
+
+void FailModuleLoad() {
+    if (CModuleLoad* load = findInnermostLoad())
+        load->hasFailed = true;
+}
 
 bool InitializeModules() {
     while (CModuleRecord* record = findFirstUninitialized()) {
@@ -172,7 +257,7 @@ HINSTANCE LoadDLL(const char16_t* name) {
         GenAssert(u"ResourceInfo", __LINE__);
         return nullptr;
     }
-    HINSTANCE module = loadLibrary(name);
+    HINSTANCE module = loadWhole(name);
     if (module == nullptr)
         return nullptr;
     obtainRecord(module).references++;

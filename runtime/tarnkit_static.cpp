@@ -1,5 +1,6 @@
 // Linked into every client module: its own set of the global operators, its marker, its registration.
 #include "memory/global_operators.inl"
+#include "runtime/static_constructors.h"
 
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/tarnkit_static.h>
@@ -7,7 +8,7 @@
 extern "C" {
 /// By this the library recognises the modules that use it. Never called.
 TARNKIT_MODULE_EXPORT void ___TarnkitUsed();
-void ___TarnkitUsed() {}
+void ___TarnkitUsed() { Tarn::LinkStaticConstructors(); }
 }
 
 namespace Tarn {

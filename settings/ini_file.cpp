@@ -7,7 +7,7 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/text_of_values.h>
 
-#include "errors/in_destructor.h"
+#include "memory/in_destructor.h"
 
 #include <algorithm>
 #include <utility>

@@ -35,15 +35,21 @@ public:
     /// Shows the exception in a box. Called by message handlers; catchers call `Tarn::Warning`.
     virtual void Warning() const;
 
-    /// Destroys the object. For a pointer that may be null use `Tarn::Delete`.
-    void Delete() { delete this; }
+    /// Destroys the object; called through a null pointer it does nothing.
+    void Delete() {
+        CException* object = this;
+        // Compilers take `this` for never null and would drop the test; the pointer is hidden from them.
+        asm("" : "+r"(object));
+        if (object != nullptr)
+            delete object;
+    }
 
     static void* operator new(std::size_t size);
     static void operator delete(void* object);
 };
 TARNKIT_LAYOUT(CException, 4);
 
-/// Destroys an exception; null does nothing.
+/// The same as a function.
 inline void Delete(CException* e) {
     if (e != nullptr)
         e->Delete();

@@ -1,6 +1,8 @@
 // Message boxes and windows: those of the installed window system, else questions on the terminal.
+#include "platform/message_box_buttons.h"
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/standard_streams.h"
 #include "platform/posix/support/write_signals.h"
 #include "platform/posix/text/utf8.h"
 
@@ -18,6 +20,7 @@
 namespace Tarn {
 namespace {
 
+using Platform::CMessageBoxButtons;
 using Platform::Posix::String;
 
 constinit std::atomic<IWindowSystem*> installedSystem = nullptr;
@@ -29,58 +32,31 @@ HWND noWindow() {
 
 // The buttons of a box. ----------------------------------------------------------------------------------
 
-constexpr UINT kButtonSet = 0xF;
-constexpr UINT kDefaultButton = 0xF00;
-constexpr int kMostButtons = 3;
-
-struct Button {
-    int id;
-    std::string_view name;
-};
-
-struct ButtonSet {
-    UINT set;
-    int count;
-    Button buttons[kMostButtons];
-};
-
-constexpr Button kOK = {IDOK, "OK"};
-constexpr Button kCancel = {IDCANCEL, "Cancel"};
-constexpr Button kAbort = {IDABORT, "Abort"};
-constexpr Button kRetry = {IDRETRY, "Retry"};
-constexpr Button kIgnore = {IDIGNORE, "Ignore"};
-constexpr Button kYes = {IDYES, "Yes"};
-constexpr Button kNo = {IDNO, "No"};
-
-constexpr ButtonSet kButtonSets[] = {
-    {MB_OK, 1, {kOK}},
-    {MB_OKCANCEL, 2, {kOK, kCancel}},
-    {MB_ABORTRETRYIGNORE, 3, {kAbort, kRetry, kIgnore}},
-    {MB_YESNOCANCEL, 3, {kYes, kNo, kCancel}},
-    {MB_YESNO, 2, {kYes, kNo}},
-    {MB_RETRYCANCEL, 2, {kRetry, kCancel}},
-};
-// A set that is not known has nothing to choose from: its text is shown, and this is the answer.
-constexpr ButtonSet kUnknownSet = {kButtonSet, 1, {kAbort}};
-
-const ButtonSet& buttonsOf(UINT flags) {
-    for (const ButtonSet& set : kButtonSets)
-        if (set.set == (flags & kButtonSet))
-            return set;
-    return kUnknownSet;
-}
-
-/// A default button that the set does not have counts as the first.
-int preselected(const ButtonSet& set, UINT flags) {
-    UINT button = flags & kDefaultButton;
-    int index = button == MB_DEFBUTTON2 ? 1 : button == MB_DEFBUTTON3 ? 2 : 0;
-    return index < set.count ? index : 0;
+std::string_view nameOf(int button) {
+    switch (button) {
+    case IDOK:
+        return "OK";
+    case IDCANCEL:
+        return "Cancel";
+    case IDABORT:
+        return "Abort";
+    case IDRETRY:
+        return "Retry";
+    case IDIGNORE:
+        return "Ignore";
+    case IDYES:
+        return "Yes";
+    default:
+        return "No";
+    }
 }
 
 // The terminal. ------------------------------------------------------------------------------------------
 
-/// Writes to the standard error output; where that takes nothing, nothing is shown.
+/// Writes to the standard error output. Where that is closed or takes nothing, nothing is shown.
 void show(std::string_view text) {
+    if (!Platform::Posix::WasOpenAtLoad(STDERR_FILENO))
+        return;
     const Platform::Posix::WriteSignalsHeld held; // the reader may have gone
     while (!text.empty()) {
         ssize_t written = write(STDERR_FILENO, text.data(), text.size());
@@ -150,11 +126,11 @@ private:
     }
 };
 
-String prompt(const ButtonSet& set, int preselectedIndex) {
+String prompt(const CMessageBoxButtons& set, int preselectedIndex) {
     String result;
     for (int i = 0; i < set.count; i++) {
         result.append(i == 0 ? "" : ", ").append(1, static_cast<char>('1' + i)).append(" ");
-        result.append(set.buttons[i].name).append(i == preselectedIndex ? " (default)" : "");
+        result.append(nameOf(set.ids[i])).append(i == preselectedIndex ? " (default)" : "");
     }
     return result += ": ";
 }
@@ -171,7 +147,7 @@ bool sameWithoutCase(std::string_view a, std::string_view b) {
 
 /// The button that an answer names by its number, first letter or name, the preselected one for an empty
 /// answer; -1 when it names none.
-int buttonOfAnswer(std::string_view answer, const ButtonSet& set, int preselectedIndex) {
+int buttonOfAnswer(std::string_view answer, const CMessageBoxButtons& set, int preselectedIndex) {
     constexpr std::string_view kBlanks = " \t\r";
     std::size_t first = answer.find_first_not_of(kBlanks);
     if (first == std::string_view::npos)
@@ -179,7 +155,7 @@ int buttonOfAnswer(std::string_view answer, const ButtonSet& set, int preselecte
     answer = answer.substr(first, answer.find_last_not_of(kBlanks) + 1 - first);
     for (int i = 0; i < set.count; i++) {
         const char number = static_cast<char>('1' + i);
-        std::string_view name = set.buttons[i].name;
+        std::string_view name = nameOf(set.ids[i]);
         if (answer == std::string_view(&number, 1) || sameWithoutCase(answer, name) ||
             sameWithoutCase(answer, name.substr(0, 1)))
             return i;
@@ -187,11 +163,19 @@ int buttonOfAnswer(std::string_view answer, const ButtonSet& set, int preselecte
     return -1;
 }
 
+/// Whether there is somebody to ask.
+bool isTerminal() {
+    for (const int descriptor : {STDIN_FILENO, STDERR_FILENO})
+        if (!Platform::Posix::WasOpenAtLoad(descriptor) || isatty(descriptor) == 0)
+            return false;
+    return true;
+}
+
 constinit std::mutex terminalInUse;
 
 int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
-    const ButtonSet& set = buttonsOf(flags);
-    int answer = preselected(set, flags);
+    const CMessageBoxButtons& set = Platform::ButtonsOf(flags);
+    int answer = set.Preselected(flags);
     std::lock_guard<std::mutex> lock(terminalInUse);
     {
         ShownMessage message;
@@ -199,8 +183,8 @@ int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
             message.Add(part);
     }
     try {
-        if (&set == &kUnknownSet || isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
-            return set.buttons[answer].id;
+        if (&set == &Platform::kUnknownButtons || !isTerminal())
+            return set.ids[answer];
         String question = prompt(set, answer);
         String line;
         for (;;) {
@@ -211,12 +195,12 @@ int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
             }
             int chosen = buttonOfAnswer(line, set, answer);
             if (chosen >= 0)
-                return set.buttons[chosen].id;
+                return set.ids[chosen];
         }
     } catch (const std::bad_alloc&) {
         // A question that cannot be asked has the answer of one that nobody is there to hear.
     }
-    return set.buttons[answer].id;
+    return set.ids[answer];
 }
 
 } // namespace

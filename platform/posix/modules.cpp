@@ -204,6 +204,8 @@ auto guarded(Body body) noexcept -> decltype(body()) {
 
 } // namespace
 
+bool AreFileNamesCaseSensitive() { return true; }
+
 HINSTANCE LoadLibraryW(const char16_t* name) {
     if (name == nullptr)
         return fail(ERROR_INVALID_PARAMETER);

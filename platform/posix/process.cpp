@@ -2,6 +2,7 @@
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
 #include "platform/posix/support/last_error.h"
+#include "platform/posix/support/standard_streams.h"
 
 #include <csignal>
 #include <cstdio>
@@ -30,7 +31,7 @@ int openTraceOutput() {
     if (target == nullptr || *target == '\0')
         return -1;
     if (std::strcmp(target, "stderr") == 0)
-        return STDERR_FILENO;
+        return Posix::WasOpenAtLoad(STDERR_FILENO) ? STDERR_FILENO : -1;
     return open(target, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
 }
 

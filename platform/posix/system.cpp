@@ -72,6 +72,7 @@ constexpr SystemText kSystemTexts[] = {
     {ERROR_BADDB, u"The registry is damaged."},
     {ERROR_KEY_DELETED, u"The registry key was deleted."},
     {ERROR_NO_UNICODE_TRANSLATION, u"The text contains what has no equivalent in Unicode."},
+    {ERROR_DLL_INIT_FAILED, u"The module could not be initialised."},
     {ERROR_IO_DEVICE, u"The device reported an error."},
     {ERROR_TOO_MANY_LINKS, u"The file has too many links."},
     {ERROR_DISK_QUOTA_EXCEEDED, u"The user's share of the disk is used up."},

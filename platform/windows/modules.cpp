@@ -52,6 +52,8 @@ HINSTANCE moduleWithExports(HINSTANCE module) {
 
 } // namespace
 
+bool AreFileNamesCaseSensitive() { return false; }
+
 HINSTANCE LoadLibraryW(const char16_t* name) { return ::LoadLibraryW(wide(name)); }
 
 HINSTANCE LoadLibraryExW(const char16_t* name, DWORD flags) {

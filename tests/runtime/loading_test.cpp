@@ -1,7 +1,15 @@
+#include "platform/platform.h"
 #include "tests/runtime/started_library.h"
+#include "tests/support/capabilities.h"
+
+#include <thread>
 
 namespace Tarn {
 namespace {
+
+const CCapability kCaseTellsFilesApart{Platform::AreFileNamesCaseSensitive()
+                                           ? nullptr
+                                           : "two files cannot have names that differ in case alone"};
 
 class Loading : public StartedLibrary {
 protected:
@@ -36,6 +44,37 @@ TEST_F(Loading, InitialisesPlugInsAndLetsThemGoAtTheEnd) {
     EXPECT_EQ(GetAppTitle(), u"T+--");
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     EXPECT_EQ(GetAppTitle(), u"T+--+");
+}
+
+TEST_F(Loading, RefusesPlugInsWhoseStaticObjectsThrow) {
+    const CUnicodeString asserting = copyModule("AssertingPlugin.dll", "Asserting.dll");
+    const CUnicodeString throwing = copyModule("ThrowingPlugin.dll", "Throwing.dll");
+    for (const CUnicodeString& name : {asserting, throwing, asserting}) {
+        EXPECT_EQ(LoadDLL(name), nullptr);
+        EXPECT_FALSE(isPluginHere());
+    }
+    EXPECT_TRUE(handler.shown.empty());
+    BeginStaticPart();
+    EXPECT_EQ(LoadModule(throwing), nullptr);
+    EndStaticPart();
+    ASSERT_EQ(handler.shown.size(), 1u);
+    EXPECT_EQ(handler.shown[0].text,
+              ERR_CANT_LOAD_DLL.SubstParam(throwing, CLastErrorException::GetErrorText(1114)).Ptr());
+    // The loader is as it was: for other plug-ins, and for other threads.
+    std::thread([&] { EXPECT_NE(LoadDLL(copyModule("Plugin.dll", "Plugin.dll")), nullptr); }).join();
+    EXPECT_EQ(GetAppTitle(), u"T+") << "the others were not initialised";
+    EXPECT_FALSE(ERR_BAD_ARCHIVE.UnicodeStr().IsEmpty());
+    Clean();
+    EXPECT_EQ(GetAppTitle(), u"T+-");
+}
+
+TEST_F(Loading, TellsFilesApartThatDifferInCaseAlone) {
+    TARNKIT_TEST_NEEDS(kCaseTellsFilesApart);
+    copyModule("FailingPlugin.dll", "twin.dll");
+    ASSERT_NE(LoadDLL(copyModule("Plugin.dll", "Twin.dll")), nullptr);
+    EXPECT_EQ(GetAppTitle(), u"T+") << "not the one in lower case";
+    std::filesystem::remove(folder / "Twin.dll");
+    EXPECT_NE(LoadDLL(NameOf(folder / "Twin.dll")), nullptr) << "names are found whatever their case";
 }
 
 TEST_F(Loading, ReportsWhatCannotBeLoaded) {

@@ -81,6 +81,37 @@ TEST_F(Languages, ChangeWhileTheProgramRuns) {
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"TEST_GREETING");
 }
 
+// The original texts are in the program, or in the library for language 0.
+TEST_F(Languages, TranslateWhatTheyCanAndLeaveTheRestInTheOriginal) {
+    copyModule("App0.dll", "App0.dll");
+    copyModule("Res2.dll", "App2.dll");
+    const CMessage inProgram(u"TEST_LONG_253", 0), inApp0(u"TEST_ONLY_IN_APP0", 0);
+    for (const char16_t* prefix : {u"Res", u"App"}) {
+        const bool isApp = prefix == std::u16string_view(u"App");
+        AddResourcePrefix(NameOf(folder), prefix);
+        ASSERT_TRUE(Initialize(nullptr, nullptr));
+        AddResourcePrefix(nullptr, u"Tarnkit"); // another family, with language 1
+        for (const int code : {2, 1, 2}) {
+            SetCurrentLanguageCode(code);
+            const CUnicodeString translated = code == 2 ? u"Hallo %0"
+                                              : isApp   ? u"Good day %0"
+                                                        : u"\u041F\u0440\u0438\u0432\u0435\u0442, %0";
+            EXPECT_EQ(TEST_GREETING.UnicodeStr(), translated) << code;
+            EXPECT_EQ(TEST_GREETING.UnicodeStr(code), translated) << code;
+            EXPECT_EQ(inProgram.UnicodeStr().GetLength(), 253);
+            EXPECT_EQ(inProgram.UnicodeStr(code).GetLength(), 253);
+            EXPECT_EQ(inApp0.SubstParam(u"x"), isApp ? u"Not translated: x" : u"TEST_ONLY_IN_APP0 x");
+            EXPECT_EQ(inApp0.UnicodeStr(code), isApp ? u"Not translated: %0" : u"TEST_ONLY_IN_APP0");
+            CUnicodeString text;
+            EXPECT_EQ(LoadStringW(401, text), isApp) << "resources, too, are found in the original";
+        }
+        CArray<CUnicodeString> names;
+        CMessage::GetDefinedMessages(names);
+        EXPECT_EQ(names.Has(u"TEST_ONLY_IN_APP0"), isApp);
+        Clean();
+    }
+}
+
 TEST_F(Languages, AreFoundBesideTheProgramWhenNoFolderIsNamed) {
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     AddResourcePrefix(nullptr, u"Tarnkit");

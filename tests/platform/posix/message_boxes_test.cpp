@@ -1,8 +1,10 @@
 // Message boxes of the POSIX port: on a real terminal and without one.
 #include "platform/platform.h"
 #include "tests/support/capabilities.h"
+#include "tests/support/system.h"
 
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <pty.h>
@@ -117,6 +119,18 @@ TEST(MessageBoxWithoutATerminal, SurvivesAnErrorOutputThatTakesNothing) {
         EXPECT_EQ(show(full, output, nullptr, nullptr, MB_YESNO | MB_DEFBUTTON2), IDNO);
     close(full);
     close(ends[1]);
+}
+
+TEST(MessageBoxWithoutATerminal, NeverWritesToAFileThatTookTheDescriptorOfAClosedStream) {
+    for (const std::string closed : {"0<&-", "1>&-", "2>&-", "1>&- 2>&-", "0<&- 2>&-", "0<&- 1>&- 2>&-"}) {
+        std::filesystem::remove("document.txt");
+        const Tarn::CProgramRun run =
+            Tarn::RunProgram("\"" TARNKIT_CLOSED_STREAMS "\" 2>shown.txt " + closed + "; exit $?");
+        EXPECT_EQ(run.exitCode, 0) << closed << ": the preselected button";
+        EXPECT_EQ(std::filesystem::file_size("document.txt"), 0u) << closed;
+        const bool isShown = closed.find('2') == std::string::npos;
+        EXPECT_EQ(std::filesystem::file_size("shown.txt"), isShown ? 20u : 0u) << closed;
+    }
 }
 
 } // namespace

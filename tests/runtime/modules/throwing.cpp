@@ -1,0 +1,27 @@
+// A plug-in that cannot be built: it announces itself, and then one of its objects throws. Built twice, for
+// an exception of the library and for another.
+#include <tarnkit/exceptions.h>
+#include <tarnkit/lifecycle.h>
+#include <tarnkit/messages.h>
+#include <tarnkit/resource_modules.h>
+#include <tarnkit/tarnkit_static.h>
+
+namespace {
+
+void note() { Tarn::SetAppTitle(Tarn::GetAppTitle() + u"!"); }
+
+[[gnu::init_priority(150)]] Tarn::CMessage MSG_OF_PLUGIN(u"MSG_OF_PLUGIN", 0);
+
+struct CThrower {
+    CThrower() {
+        Tarn::RegisterThisModule(note, note);
+        Tarn::AddResourceModule(Tarn::GetThisModule());
+        THROWN;
+    }
+    ~CThrower() { note(); } // not called: there is no object
+};
+[[gnu::init_priority(200)]] CThrower thrower;
+
+[[maybe_unused]] const bool isNoted = (note(), true); // not built: it comes after the one that throws
+
+} // namespace
