@@ -70,6 +70,7 @@ using LANGID = std::uint16_t;
 using LCTYPE = std::uint32_t;
 using REGSAM = std::uint32_t;
 using LSTATUS = std::int32_t;
+using COLORREF = std::uint32_t;
 using HANDLE = void*;
 using FARPROC = void (*)();
 using OLECHAR = char16_t;
@@ -282,6 +283,15 @@ TARNKIT_API BOOL SetSysColors(int count, const INT* indices, const DWORD* values
 inline constexpr DWORD ERROR_DISK_QUOTA_EXCEEDED = 1295;
 inline constexpr UINT SPI_GETPLATFORMTYPE = 257;
 inline constexpr DWORD VER_PLATFORM_WIN32_CE = 3;
+
+constexpr bool SUCCEEDED(HRESULT result) { return result >= 0; }
+constexpr bool FAILED(HRESULT result) { return result < 0; }
+/// The result of a COM call that failed with a result code, which is less than 0x10000.
+constexpr HRESULT HRESULT_FROM_WIN32(DWORD code) {
+    return static_cast<HRESULT>(code == ERROR_SUCCESS ? 0 : 0x80070000 | (code & 0xFFFF));
+}
+/// A colour of components from 0 to 255.
+constexpr COLORREF RGB(unsigned red, unsigned green, unsigned blue) { return red | green << 8 | blue << 16; }
 
 // Pointers with fixed values.
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(~std::uintptr_t{0}))

@@ -43,6 +43,8 @@ LSTATUS deliverName(const RegistryStatement& row, int column, NameKind kind, con
         return kDamaged;
     if (*name.length <= length)
         return ERROR_MORE_DATA;
+    if (length > 0 && bytes == nullptr)
+        return ERROR_NOT_ENOUGH_MEMORY;
     for (DWORD i = 0; i < length; i++) {
         const auto unit = static_cast<char16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
         if (unit == 0 || (isKey && unit == u'\\'))

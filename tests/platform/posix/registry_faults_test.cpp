@@ -119,7 +119,7 @@ TEST_F(RegistryFaults, ReadingADamagedStoreEndsAndChangesNothing) {
     const std::set<LSTATUS> allowed = {ERROR_SUCCESS,       ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA,
                                        ERROR_NO_MORE_ITEMS, ERROR_BADDB,          ERROR_KEY_DELETED};
     std::minstd_rand random(20260118);
-    for (int round = 0; round < 400; round++) {
+    for (int round = 0; round < 200; round++) {
         std::string damaged = sound;
         for (auto bytes = 1 + random() % 3; bytes > 0;)
             if (char& byte = damaged[random() % damaged.size()]; byte != 0) { // what is 0 is mostly unused
