@@ -61,13 +61,12 @@ bool succeeds(pid_t child) {
 // Runs SQL on a database by itself and returns the last column of the first row.
 std::string runSql(const fs::path& file, const char* sql) {
     sqlite3* database;
-    std::string result;
+    char** cells;
+    int rows, columns;
     EXPECT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
-    const auto keepFirst = [](void* text, int columns, char** values, char**) {
-        *static_cast<std::string*>(text) = values[columns - 1];
-        return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(database, sql, keepFirst, &result, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_get_table(database, sql, &cells, &rows, &columns, nullptr), SQLITE_OK);
+    const std::string result = rows == 0 ? "" : cells[2 * columns - 1]; // the first row has the names
+    sqlite3_free_table(cells);
     sqlite3_close(database);
     return result;
 }
@@ -216,8 +215,8 @@ TEST_F(RegistryFaults, AMissingStoreReadsAsEmptyAndIsCreatedByAWrite) {
 // left and from a copy of the database file alone.
 TEST_F(RegistryFaults, AStoreThatMayNotBeWrittenCanStillBeRead) {
     const auto protect = [this](bool isProtected) {
-        fs::permissions(machineFile, fs::perms(isProtected ? 0444 : 0644));
-        fs::permissions(folder, fs::perms(isProtected ? 0555 : 0755));
+        for (const fs::path& path : {machineFile, folder})
+            fs::permissions(path, fs::perms(isProtected ? 0555 : 0755));
     };
     const auto isOnlyReadable = [] {
         return succeeds(start([] {
