@@ -149,7 +149,8 @@ int ConvertFromCodePage(const CodePage& page, DWORD flags, bool glyphs, const ch
         unsigned char byte = *text++;
         if (!page.IsLead(byte)) {
             unit = page.Decode(byte);
-            // Bytes that the code page leaves open become private characters; 20127 turns one of them into '?'.
+            // Bytes that the code page leaves open become private characters; 20127 turns one of them into
+            // '?'.
             valid = !isPrivate(unit) && (unit != u'?' || byte == '?');
         } else if (text == end || *text == 0) {
             unit = CodePage::kNone;
