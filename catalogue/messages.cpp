@@ -3,6 +3,8 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/resource_modules.h>
 
+#include "strings/byte_order_mark.h"
+
 namespace Tarn {
 
 namespace {
@@ -158,7 +160,7 @@ void SaveUndefinedMessages(const CUnicodeString& fileName) {
     CMessage::GetUnusedMessages(unused);
 
     CFile file(fileName, CFile::Create | CFile::ForWriting | CFile::DenyWrite);
-    writeText(file, u"\uFEFF");
+    file.WriteWord(kByteOrderMark);
     writeLines(file, undefined);
     if (!unused.IsEmpty())
         writeText(file, u"********** Unused messages ********\r\n");

@@ -13,6 +13,7 @@
 #include "errors/reporting.h"
 #include "platform/message_box_buttons.h"
 #include "platform/platform.h"
+#include "strings/byte_order_mark.h"
 
 #include <atomic>
 #include <climits>
@@ -26,7 +27,6 @@ namespace {
 
 constexpr unsigned kIconMask = 0xF0;
 
-constexpr unsigned char kByteOrderMark[] = {0xFF, 0xFE};
 constexpr char16_t kLineEnd[] = u"\r\n";
 
 const char16_t* textOrEmpty(const char16_t* text) { return text != nullptr ? text : u""; }
@@ -181,7 +181,7 @@ bool CConsoleMessageHandler::openLogFile() {
                                     FILE_ATTRIBUTE_NORMAL);
     if (logFile == INVALID_HANDLE_VALUE)
         return false;
-    write(kByteOrderMark, sizeof(kByteOrderMark));
+    write(&kByteOrderMark, sizeof kByteOrderMark);
     return true;
 }
 
@@ -222,7 +222,7 @@ int CFileMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*
     try {
         CFile file(fileName, CFile::ForWriting | CFile::DenyWrite | CFile::Create | CFile::KeepContents);
         if (file.Seek(Int64{0}, CFile::End) == 0)
-            file.Write(kByteOrderMark, sizeof(kByteOrderMark));
+            file.Write(&kByteOrderMark, sizeof kByteOrderMark);
         writeText(&file, textOrEmpty(text));
         writeText(&file, u"\n\n"); // a blank line between messages
         file.Flush();

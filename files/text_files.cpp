@@ -4,7 +4,7 @@
 #include <tarnkit/file.h>
 #include <tarnkit/messages.h>
 
-#include "files/text_format.h"
+#include "strings/byte_order_mark.h"
 
 #include <algorithm>
 

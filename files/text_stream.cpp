@@ -2,7 +2,7 @@
 #include <tarnkit/text_stream.h>
 
 #include "errors/requirement.h"
-#include "files/text_format.h"
+#include "strings/byte_order_mark.h"
 
 namespace Tarn {
 

@@ -16,8 +16,6 @@ using namespace Tarn;
 
 namespace {
 
-constexpr char16_t kByteOrderMark = u'\uFEFF';
-
 struct CBookCommand {
     const CUnicodeString& bookName;
     const CUnicodeString* words; // that follow the book

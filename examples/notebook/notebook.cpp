@@ -19,6 +19,7 @@
 #include "interface_language.h"
 #include "messages.h"
 #include "setting_commands.h"
+#include "text_files.h"
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
@@ -45,7 +46,6 @@ void enterUsersFolder() {
 
 // A log is text in UTF-16. Anything else, such as a book, would be spoilt by what is added to it.
 void checkLog(const CUnicodeString& name) {
-    constexpr unsigned short kByteOrderMark = 0xFEFF;
     CFile log(name, CFile::ForReading | CFile::DenyNone | CFile::Create | CFile::KeepContents);
     if (log.GetLength() > 0 && log.ReadWord() != kByteOrderMark)
         GenCheck(ERR_NOTEBOOK_BAD_LOG, name);

@@ -1,13 +1,14 @@
-// The text files that notes come from and go to.
+// The text files that notes are imported from and exported to.
 //
-// A text file is UTF-16 with a byte order mark, or text of a code page. Reading tells by the mark, in either
-// byte order; writing does UTF-16, little-endian, for the code page kUtf16. Zeros in a file become spaces.
+// A text file is UTF-16 with a byte order mark, or text in a code page. Reading recognises the mark in either
+// byte order; writing for the code page kUtf16 makes little-endian UTF-16. Zeros in a file become spaces.
 #pragma once
 
 #include <tarnkit/unicode_string.h>
 
 constexpr unsigned kUtf8 = 65001;
 constexpr unsigned kUtf16 = 1200;
+constexpr char16_t kByteOrderMark = u'\uFEFF';
 
 /// Throws when the file is not text of its encoding: but for zeros, a note is what its file is.
 Tarn::CUnicodeString ImportText(const Tarn::CUnicodeString& fileName, unsigned codePage);
