@@ -273,10 +273,9 @@ void CFormatter<Unit>::parseSize(CConversion& conversion) {
         std::string_view text;
         TSize size;
     } kPrefixes[] = {
-        {"hh", TSize::octet},   {"h", TSize::shortWord},    {"ll", TSize::doubleWord},
-        {"l", TSize::longWord}, {"I64", TSize::doubleWord}, {"I32", TSize::standard},
-        {"I", TSize::pointer},  {"z", TSize::pointer},      {"t", TSize::pointer},
-        {"j", TSize::maximum},  {"L", TSize::longDouble},   {"w", TSize::wide},
+        {"hh", TSize::octet},     {"h", TSize::shortWord},  {"ll", TSize::quadWord},  {"l", TSize::longWord},
+        {"I64", TSize::quadWord}, {"I32", TSize::standard}, {"I", TSize::pointer},    {"z", TSize::pointer},
+        {"t", TSize::pointer},    {"j", TSize::maximum},    {"L", TSize::longDouble}, {"w", TSize::wide},
     };
     for (const auto& prefix : kPrefixes) {
         if (skip(prefix.text)) {
@@ -343,7 +342,7 @@ unsigned long long CFormatter<Unit>::takeInteger(TSize argumentSize, bool isSign
         return extend(static_cast<short>(va_arg(arguments, int)));
     case TSize::longWord:
         return extend(va_arg(arguments, long));
-    case TSize::doubleWord:
+    case TSize::quadWord:
     case TSize::longDouble:
         return extend(va_arg(arguments, long long));
     case TSize::pointer:

@@ -20,7 +20,7 @@ public:
     int Run();
 
 private:
-    enum class TSize { standard, octet, shortWord, longWord, doubleWord, pointer, maximum, longDouble, wide };
+    enum class TSize { standard, octet, shortWord, longWord, quadWord, pointer, maximum, longDouble, wide };
 
     // One conversion of the format, from its flags to its letter.
     struct CConversion {
