@@ -11,7 +11,7 @@ namespace {
 
 constexpr Int64 kLargestTerm = INT_MAX;
 
-// Of two positive numbers: shifts and subtractions instead of divisions.
+// Of two positive numbers, by shifts and subtractions.
 Int64 greatestCommonDivisor(Int64 first, Int64 second) {
     auto a = static_cast<UInt64>(first);
     auto b = static_cast<UInt64>(second);
@@ -26,8 +26,8 @@ Int64 greatestCommonDivisor(Int64 first, Int64 second) {
     return static_cast<Int64>(a << commonTwos);
 }
 
-// Makes the terms of a/b smaller, for a >= 0 and b > 0, until a fits: halves b and the remainder and keeps
-// the quotient. `a` does not fit afterwards only if the quotient does not.
+// Makes the terms of a/b smaller, for a >= 0 and b > 0, until a fits, by halving b and the remainder; the
+// integer quotient stays the same. Afterwards `a` fits unless the quotient itself does not.
 void approximate(Int64& a, Int64& b) {
     if (a <= kLargestTerm)
         return;
@@ -40,7 +40,7 @@ void approximate(Int64& a, Int64& b) {
         b >>= 1;
         multiple >>= 1;
         remainder >>= 1;
-        // A fraction next to 1 would become 1 when an odd denominator loses its last bit.
+        // When an odd b loses its last bit, a fractional part just below 1 would become 1.
         if (remainder == b)
             remainder--;
     }

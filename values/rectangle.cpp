@@ -7,7 +7,7 @@ namespace Tarn {
 
 namespace {
 
-// The sum of two edges may need a bit more than an edge has.
+// The sum of two edges may need 33 bits.
 int middle(LONG a, LONG b) { return static_cast<int>((Int64{a} + b) / 2); }
 
 } // namespace

@@ -10,7 +10,7 @@ namespace Tarn {
 
 namespace {
 
-constexpr int kLargestPart = 0xFFFF; // what a part of a SYSTEMTIME holds
+constexpr int kLargestPart = 0xFFFF; // that a part of a SYSTEMTIME can hold
 constexpr int kFormatBufferSize = 128;
 
 bool assertConverted(BOOL result) {
@@ -46,8 +46,8 @@ Int64 unitsOfLocal(const SYSTEMTIME& localTime) {
                                                                                   : 0;
 }
 
-// `parts` are those of a calendar time from the year to the millisecond; `convert` takes them as local time
-// or not.
+// `parts` are those of a calendar time from the year to the millisecond; `convert` takes them as local or as
+// universal time.
 Int64 unitsOf(std::initializer_list<int> parts, int microsecond, Int64 (*convert)(const SYSTEMTIME&)) {
     bool areInRange = microsecond >= 0;
     for (const int part : parts)
@@ -65,7 +65,7 @@ CUnicodeString formatted(const SYSTEMTIME& time, const char16_t* format) {
     CUnicodeString text;
     char16_t* buffer = text.GetBuffer(kFormatBufferSize - 1);
     const int length = wcsftime(buffer, kFormatBufferSize, format, time);
-    if (length == 0 && buffer[0] != 0) // cut short; an empty text may be what the format stands for
+    if (length == 0 && buffer[0] != 0) // cut short; a format may stand for an empty text
         GenAssert(u"Time", __LINE__);
     text.ReleaseBuffer(length);
     return text;

@@ -19,15 +19,16 @@ constexpr TText kUnknown = u"00";
 constexpr int kDaysOfWeek = 7;
 constexpr int kMonths = 12;
 constexpr int kHoursOfHalfDay = 12;
-// The format, what `%c` stands for, and a picture. A picture within a picture would be one that names itself.
+// The format itself, the expansion of `%c`, and a picture. A picture within a picture could only contain
+// itself.
 constexpr int kDeepestFormat = 3;
 
-class CFormatter {
+class CTimeFormatter {
 public:
-    CFormatter(char16_t* buffer, int room, const SYSTEMTIME& systemTime)
+    CTimeFormatter(char16_t* buffer, int room, const SYSTEMTIME& systemTime)
         : next(buffer), end(buffer + room), time(systemTime) {}
 
-    // Whether all of the text had room.
+    // False when the text did not fit.
     bool Format(TText format);
     char16_t* End() const { return next; }
 
@@ -43,7 +44,7 @@ private:
     bool put(TText text);
     bool putNumber(int number, int leastDigits);
     bool putLocaleText(LCTYPE type);
-    // One of a row of names, the first one having the number 1.
+    // One of `count` names, which are numbered from 1.
     bool putName(LCTYPE first, int number, int count);
     bool putPicture(LCTYPE type);
     bool putEra();
@@ -52,7 +53,7 @@ private:
 
 TText asText(const char16_t* terminated) { return terminated; }
 
-bool CFormatter::Format(TText format) {
+bool CTimeFormatter::Format(TText format) {
     depth++;
     bool isConsumed = true;
     while (isConsumed && !format.empty()) {
@@ -70,7 +71,7 @@ bool CFormatter::Format(TText format) {
     return isConsumed;
 }
 
-bool CFormatter::convert(char16_t code, bool isAlternate) {
+bool CTimeFormatter::convert(char16_t code, bool isAlternate) {
     switch (code) {
     case u'%':
         return put(u"%");
@@ -127,13 +128,13 @@ bool CFormatter::convert(char16_t code, bool isAlternate) {
     }
 }
 
-bool CFormatter::put(TText text) {
+bool CTimeFormatter::put(TText text) {
     const std::size_t count = std::min(text.size(), static_cast<std::size_t>(end - next));
     next = std::copy_n(text.data(), count, next);
     return count == text.size();
 }
 
-bool CFormatter::putNumber(int number, int leastDigits) {
+bool CTimeFormatter::putNumber(int number, int leastDigits) {
     char16_t digits[5]; // the longest number of a SYSTEMTIME
     char16_t* first = std::end(digits);
     for (; number > 0 || leastDigits > 0; number /= 10, leastDigits--)
@@ -141,32 +142,32 @@ bool CFormatter::putNumber(int number, int leastDigits) {
     return put(TText(first, static_cast<std::size_t>(std::end(digits) - first)));
 }
 
-bool CFormatter::putLocaleText(LCTYPE type) {
+bool CTimeFormatter::putLocaleText(LCTYPE type) {
     char16_t text[kLocaleTextSize];
     const bool isKnown = Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, text, kLocaleTextSize) != 0;
     return put(isKnown ? asText(text) : kUnknown);
 }
 
-bool CFormatter::putName(LCTYPE first, int number, int count) {
+bool CTimeFormatter::putName(LCTYPE first, int number, int count) {
     return number >= 1 && number <= count ? putLocaleText(first + static_cast<LCTYPE>(number - 1))
                                           : put(kUnknown);
 }
 
-bool CFormatter::putPicture(LCTYPE type) {
+bool CTimeFormatter::putPicture(LCTYPE type) {
     char16_t picture[kLocaleTextSize];
     const bool isKnown = depth < kDeepestFormat &&
                          Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, picture, kLocaleTextSize) != 0;
     return isKnown ? Format(picture) : put(kUnknown);
 }
 
-bool CFormatter::putEra() {
+bool CTimeFormatter::putEra() {
     char16_t era[kLocaleTextSize];
     const bool isKnown = Platform::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_USE_ALT_CALENDAR, &time, u"gg",
                                                   era, kLocaleTextSize) != 0;
     return put(isKnown ? asText(era) : kUnknown);
 }
 
-bool CFormatter::putZone() {
+bool CTimeFormatter::putZone() {
     TIME_ZONE_INFORMATION zone{};
     const bool isDaylight = Platform::GetTimeZoneInformation(&zone) == TIME_ZONE_ID_DAYLIGHT;
     return put(asText(reinterpret_cast<const char16_t*>(isDaylight ? zone.DaylightName : zone.StandardName)));
@@ -177,7 +178,7 @@ bool CFormatter::putZone() {
 int wcsftime(char16_t* buffer, int size, const char16_t* format, const SYSTEMTIME& time) {
     if (size < 1)
         return 0;
-    CFormatter formatter(buffer, size - 1, time);
+    CTimeFormatter formatter(buffer, size - 1, time);
     const bool isConsumed = size >= 2 && formatter.Format(format);
     *formatter.End() = 0;
     return isConsumed ? static_cast<int>(formatter.End() - buffer) : 0;

@@ -1,11 +1,19 @@
-// rational: an exact fraction of two 32-bit integers.
-//
-// The denominator is always positive, and the numerator never -2^31, so that every value has its negative.
-// Fractions are not kept in lowest terms: 2/4 stays 2/4, and equals 1/2. Arithmetic is done in 64 bits and
-// brought back to 32: a result that fits is taken as it is, another one is reduced and, if that is not
-// enough, rounded in its fractional part; what is then still too small becomes 0. What is too large raises
-// `ERR_RATIONAL_OVERFLOW`, a zero denominator `ERR_DIVIDE_ZERO`; an operator that raises leaves its target as
-// it was. A plain value: any thread may use its own.
+/// \file
+/// rational, an exact fraction of two 32-bit integers.
+///
+/// The denominator is always positive and the numerator never -2^31, so that every value has a negative.
+/// Fractions are not kept in lowest terms: 2/4 stays 2/4, and equals 1/2. Arithmetic is done in 64 bits and
+/// brought back to 32: a result whose terms fit is kept as it is; any other is reduced and, if that is not
+/// enough, rounded, with its integer part kept exact. A result too small even then becomes 0; one too large
+/// raises `ERR_RATIONAL_OVERFLOW`, and a zero denominator `ERR_DIVIDE_ZERO`. An operator that raises an error
+/// leaves its target as it was. A plain value: any thread may use its own.
+///
+/// \code
+/// rational share(1, 3);
+/// share += rational(1, 6);  // 9/18
+/// share == rational(1, 2);  // true
+/// share * 4;                // 36/18
+/// \endcode
 #pragma once
 
 #include <tarnkit/data_model.h>
@@ -23,15 +31,16 @@ class TARNKIT_API rational {
 public:
     /// Sets nothing.
     rational() = default;
-    /// value/1. Asserts for -2^31, and for a `long` beyond 32 bits; the nearest value is taken then.
+    /// value/1. A value of -2^31, or a `long` beyond 32 bits, is an assertion failure; if it returns, the
+    /// nearest value is taken.
     rational(short value) : numerator(value), denominator(1) {}
     rational(int value) : numerator(inRange(value)), denominator(1) {}
     rational(long value) : numerator(inRange(value)), denominator(1) {}
-    /// The two terms, not reduced. A negative denominator gives its sign to the numerator. Raises
-    /// `ERR_DIVIDE_ZERO`, or `ERR_RATIONAL_OVERFLOW` when a term does not fit then; where throwing is off the
-    /// value is 0/1.
+    /// The two terms, not reduced; the sign of a negative denominator moves to the numerator. Raises
+    /// `ERR_DIVIDE_ZERO`, or `ERR_RATIONAL_OVERFLOW` when a term does not fit after that; if the check
+    /// returns instead of throwing, the value is 0/1.
     rational(int numeratorTerm, int denominatorTerm);
-    // No truth value and no character is a number.
+    // Truth values and characters are not numbers.
     template<class T>
     requires std::same_as<T, bool> || std::same_as<T, char> || std::same_as<T, wchar_t> ||
         std::same_as<T, char8_t> || std::same_as<T, char16_t> || std::same_as<T, char32_t>
@@ -49,7 +58,7 @@ public:
     rational& operator*=(const rational& other);
     rational& operator/=(const rational& other);
 
-    // With exactly an `int`, -2^31 included; other integers become rationals first.
+    // For an operand that is exactly an `int`, which may be -2^31; other integers become rationals first.
     template<std::same_as<int> Int>
     rational& operator+=(Int number) {
         return *this = make(numerator + product(number, denominator), denominator, *this);
@@ -109,7 +118,7 @@ private:
     friend struct CLayout<rational>;
 
     struct Dummy {};
-    // The terms without any check.
+    // Takes the terms without any check.
     rational(int numeratorTerm, int denominatorTerm, Dummy)
         : numerator(numeratorTerm), denominator(denominatorTerm) {}
 
@@ -123,12 +132,12 @@ private:
         return value < 0 ? -INT_MAX : INT_MAX;
     }
 
-    // The value n/d in 32 bits; `old` where it has none and reports return. `make` needs a positive d.
+    // The value n/d in 32 bits; `old` if it does not fit and the check returns. `make` needs a positive d.
     static rational make(Int64 n, Int64 d, const rational& old);
     static rational safeMake(Int64 n, Int64 d, const rational& old);
     static bool isCorrect(Int64 n, Int64 d);
     static bool mustReduce(Int64 n, Int64 d);
-    // Bring the terms into 32 bits if they can be; what stays outside has been reported.
+    // Bring the terms into 32 bits where that is possible; an overflow has been reported when they return.
     static void reduce(Int64& n, Int64& d);
     static void round(Int64& n, Int64& d);
     static void roundPositive(Int64& n, Int64& d);

@@ -1,9 +1,17 @@
-// Points, sizes and rectangles of whole numbers: the platform's own structures with constructors, operators
-// and the algebra of rectangles. They may stand wherever the platform expects its structures.
-//
-// A rectangle's left and top edges lie inside of it, its right and bottom edges outside. One without area,
-// or turned inside out, is empty; one of zeros is null, too. Sums that leave 32 bits are the caller's error.
-// Plain values: any thread may use its own.
+/// \file
+/// Points, sizes and rectangles with integer coordinates: the Windows structures POINT, SIZE and RECT with
+/// constructors, operators and the algebra of rectangles. They can be passed wherever those are expected.
+///
+/// A rectangle's left and top edges lie inside it, its right and bottom edges outside. A rectangle without
+/// area, or with edges the wrong way round, is empty; one whose edges are all 0 is also null. Coordinates
+/// that leave 32 bits are the caller's error. Plain values: any thread may use its own.
+///
+/// \code
+/// const CRect page(0, 0, 210, 297);
+/// CRect picture(CPoint(180, 250), CSize(60, 60));
+/// picture &= page;                    // (180, 250, 210, 297)
+/// page.PtInRect(page.BottomRight());  // false
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
@@ -14,7 +22,7 @@ namespace Tarn {
 
 class CSize : public tagSIZE {
 public:
-    /// Sets nothing, as the default constructors of the other two.
+    /// Sets nothing, like the default constructors of CPoint and CRect.
     CSize() = default;
     constexpr CSize(int width, int height) : tagSIZE{width, height} {}
     constexpr CSize(const SIZE& size) : tagSIZE(size) {}
@@ -63,7 +71,7 @@ public:
     }
     constexpr CPoint operator+(const SIZE& size) const { return CPoint(*this) += size; }
     constexpr CPoint operator-(const SIZE& size) const { return CPoint(*this) -= size; }
-    /// The way from `other` to this point.
+    /// The distance from `other` to this point.
     constexpr CSize operator-(const POINT& other) const { return CSize(x - other.x, y - other.y); }
 
     friend constexpr bool operator==(const POINT& a, const POINT& b) { return a.x == b.x && a.y == b.y; }
@@ -81,7 +89,7 @@ public:
     constexpr CRect(const POINT& topLeft, const POINT& bottomRight)
         : tagRECT{topLeft.x, topLeft.y, bottomRight.x, bottomRight.y} {}
 
-    /// Negative in a rectangle that is turned inside out.
+    /// Negative when the edges are the wrong way round.
     constexpr int Width() const { return right - left; }
     constexpr int Height() const { return bottom - top; }
     constexpr CSize Size() const { return CSize(Width(), Height()); }
@@ -89,7 +97,7 @@ public:
     constexpr CPoint TopRight() const { return CPoint(right, top); }
     constexpr CPoint BottomRight() const { return CPoint(right, bottom); }
     constexpr CPoint BottomLeft() const { return CPoint(left, bottom); }
-    /// Halves are cut towards zero.
+    /// Halves are rounded towards zero.
     CPoint CenterPoint() const;
 
     constexpr void SetRect(int leftEdge, int topEdge, int rightEdge, int bottomEdge) {
@@ -109,7 +117,7 @@ public:
         return left <= point.x && point.x < right && top <= point.y && point.y < bottom;
     }
 
-    /// Turns the rectangle right side out.
+    /// Exchanges left and right, and top and bottom, where they are the wrong way round.
     void NormalizeRect();
     constexpr void OffsetRect(int dx, int dy) {
         left += dx;
@@ -119,8 +127,8 @@ public:
     }
     constexpr void OffsetRect(const SIZE& size) { OffsetRect(size.cx, size.cy); }
 
-    /// Moves each edge outwards. An edge on the right or at the bottom never passes the new one opposite to
-    /// it: a rectangle that shrinks by more than its size ends without width or height.
+    /// Moves each edge outwards, or inwards for a negative value. The right and bottom edges never pass the
+    /// new left and top ones: a rectangle that shrinks by more than its size ends with no width or height.
     void InflateRect(int l, int t, int r, int b);
     void InflateRect(int dx, int dy) { InflateRect(dx, dy, dx, dy); }
     void InflateRect(const SIZE& size) { InflateRect(size.cx, size.cy); }
@@ -128,11 +136,11 @@ public:
     void DeflateRect(int dx, int dy) { DeflateRect(dx, dy, dx, dy); }
     void DeflateRect(const SIZE& size) { DeflateRect(size.cx, size.cy); }
 
-    /// Sets what the two rectangles have in common, or zeros and returns false when that is empty. Either may
-    /// be this rectangle.
+    /// Becomes the intersection of two rectangles. If that is empty, it becomes all zeros and false is
+    /// returned. Either argument may be this rectangle.
     bool IntersectRect(const RECT& a, const RECT& b);
-    /// Sets the smallest rectangle around both; an empty one counts for nothing. False, and zeros, when both
-    /// are empty. Either may be this rectangle.
+    /// Becomes the smallest rectangle around both, ignoring one that is empty. If both are empty, it becomes
+    /// all zeros and false is returned. Either argument may be this rectangle.
     bool UnionRect(const RECT& a, const RECT& b);
 
     constexpr CRect& operator+=(const SIZE& size) {

@@ -1,11 +1,20 @@
-// CTime, a point in time, CTimeSpan, a signed duration, and the formatter of calendar times.
-//
-// Both values are one 64-bit count of units of 100 nanoseconds. A CTime counts from the beginning of 1601 in
-// universal time (GMT), as the platform's FILETIME does. What has `Gmt` in its name speaks universal time;
-// everything else speaks local time and converts, both ways, with the bias that is in force at that moment,
-// also for dates of another season. What is no date, and what lies before 1601, asserts where it is
-// converted; arithmetic is not checked. A default-constructed value is not initialised. They are plain
-// values: any thread.
+/// \file
+/// CTime, a point in time, CTimeSpan, a signed duration, and the formatter of calendar times.
+///
+/// Both values are one 64-bit count of units of 100 nanoseconds. A CTime counts from the beginning of 1601 in
+/// universal time (GMT), as a FILETIME does. Members with `Gmt` in their names take and give universal time;
+/// all others use local time and convert with the offset from GMT that is in force at the moment of the call,
+/// even for dates when the clocks are set differently. A date that does not exist or lies before 1601 is an
+/// assertion failure where it is converted; arithmetic is not checked. Default construction initialises
+/// nothing. These are plain values, which any thread may use.
+///
+/// \code
+/// const CTime start = CTime::CreateFromTimeGmt(2026, February, 28, 22, 30, 0, 0, 0);
+/// const CTime end = start + CTimeSpan(1, 2, 0, 0, 0, 0);
+/// end.UnicodeFormatGmt(u"%Y-%m-%d %H:%M");       // "2026-03-02 00:30"
+/// (end - start).UnicodeFormat(u"%D day, %H h");  // "1 day, 2 h"
+/// (end - start).GetTotalHours();                 // 26
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
@@ -29,7 +38,7 @@ public:
     static constexpr Int64 kDay = 24 * kHour;
 
     CTimeSpan() = default;
-    /// The sum of the parts, each of which may be negative or more than the next larger unit.
+    /// The sum of the parts, each of which may be negative or exceed the next larger unit.
     constexpr CTimeSpan(int days, int hours, int minutes, int seconds, int milliseconds, int microseconds)
         : units(sum(static_cast<UInt64>(days * Int64{24} + hours) * static_cast<UInt64>(kHour),
                     minutes * kMinute + seconds * kSecond + milliseconds * kMillisecond +
@@ -38,7 +47,7 @@ public:
 
     constexpr Int64 GetTotalTimeUnits() const { return units; }
 
-    // The whole span in one unit, cut towards zero.
+    // The whole span in one unit, rounded towards zero.
     constexpr Int64 GetDays() const { return units / kDay; }
     constexpr Int64 GetTotalHours() const { return units / kHour; }
     constexpr Int64 GetTotalMinutes() const { return units / kMinute; }
@@ -46,7 +55,7 @@ public:
     constexpr Int64 GetTotalMilliseconds() const { return units / kMillisecond; }
     constexpr Int64 GetTotalMicroseconds() const { return units / kMicrosecond; }
 
-    // What is left of the next larger unit; nothing is above zero in a negative span.
+    // What remains after whole next larger units; zero or negative in a negative span.
     constexpr int GetHours() const { return static_cast<int>(GetTotalHours() - GetDays() * 24); }
     constexpr int GetMinutes() const { return static_cast<int>(GetTotalMinutes() - GetTotalHours() * 60); }
     constexpr int GetSeconds() const { return static_cast<int>(GetTotalSeconds() - GetTotalMinutes() * 60); }
@@ -71,9 +80,10 @@ public:
     friend constexpr bool operator==(CTimeSpan a, CTimeSpan b) = default;
     friend constexpr std::strong_ordering operator<=>(CTimeSpan a, CTimeSpan b) = default;
 
-    /// Replaces `%D` by the total days, `%H`, `%M` and `%S` by the hours, minutes and seconds of the next
-    /// larger unit, `%h`, `%m` and `%s` by their totals, `%%` by a percent sign. Numbers are not padded. Any
-    /// other character after a `%`, or none, asserts.
+    /// Replaces `%D` by the total days, `%H`, `%M` and `%S` by `GetHours()`, `GetMinutes()` and
+    /// `GetSeconds()`,
+    /// `%h`, `%m` and `%s` by the total hours, minutes and seconds, `%%` by a percent sign. Numbers are not
+    /// padded. Any other character after a `%`, or none, is an assertion failure.
     CUnicodeString UnicodeFormat(const char16_t* format) const;
 
 private:
@@ -84,7 +94,7 @@ private:
 
     explicit constexpr CTimeSpan(Int64 timeUnits) : units(timeUnits) {}
 
-    // What does not fit wraps around.
+    // An overflow wraps around.
     static constexpr Int64 sum(UInt64 a, Int64 b) { return static_cast<Int64>(a + static_cast<UInt64>(b)); }
     static constexpr Int64 difference(Int64 a, Int64 b) {
         return static_cast<Int64>(static_cast<UInt64>(a) - static_cast<UInt64>(b));
@@ -112,10 +122,10 @@ enum TDayOfWeek { Sunday = 1, Monday, Tuesday, Wednesday, Thursday, Friday, Satu
 class TARNKIT_API CTime {
 public:
     CTime() = default;
-    /// A local calendar time. The first seven parts must lie in 0 to 65535 and be a date; `microsecond` must
-    /// not be negative and may be more than 999.
+    /// A local calendar time. The first seven parts must lie in 0 to 65535 and make a date; `microsecond`
+    /// must not be negative but may exceed 999. Anything else is an assertion failure.
     CTime(int year, int month, int day, int hour, int minute, int second, int millisecond, int microsecond);
-    /// Local times. The day of the week is not read.
+    /// Local times. The day of the week is ignored.
     CTime(const SYSTEMTIME& localTime);
     CTime(const FILETIME& localTime);
 
@@ -123,9 +133,9 @@ public:
                                    int millisecond, int microsecond);
     static CTime CreateFromSystemTimeGmt(const SYSTEMTIME& time);
     static CTime CreateFromFileTimeGmt(const FILETIME& time);
-    /// The beginning of 1601, which also stands for no time at all.
+    /// The beginning of 1601, which also stands for "no time".
     static constexpr CTime CreateZeroTime() { return CTime(Int64{0}); }
-    /// To the millisecond.
+    /// The present moment, to the millisecond.
     static CTime GetCurrentTime();
 
     void GetAsFileTime(FILETIME& localTime) const;
@@ -142,11 +152,11 @@ public:
     int GetSecond() const { return asSystemTime().wSecond; }
     TDayOfWeek GetDayOfWeek() const { return static_cast<TDayOfWeek>(asSystemTime().wDayOfWeek + Sunday); }
 
-    // The same everywhere.
+    // The same in every time zone.
     constexpr int GetMillisecond() const {
         return static_cast<int>(units % CTimeSpan::kSecond / CTimeSpan::kMillisecond);
     }
-    /// Within the millisecond.
+    /// Within the millisecond: 0 to 999.
     constexpr int GetMicrosecond() const {
         return static_cast<int>(units % CTimeSpan::kMillisecond / CTimeSpan::kMicrosecond);
     }
@@ -168,7 +178,7 @@ public:
     friend constexpr bool operator==(CTime a, CTime b) = default;
     friend constexpr std::strong_ordering operator<=>(CTime a, CTime b) = default;
 
-    /// The local time as `wcsftime` formats it, at most 127 units; a longer text asserts.
+    /// The local time as `wcsftime` formats it, at most 127 units; a longer text is an assertion failure.
     CUnicodeString UnicodeFormat(const char16_t* format) const;
     CUnicodeString UnicodeFormatGmt(const char16_t* format) const;
 
@@ -185,16 +195,20 @@ private:
 };
 TARNKIT_LAYOUT(CTime, 8, units);
 
-/// Formats a calendar time into `buffer`, which holds `size` units with the terminator. Returns the units
-/// written without it, or 0 when the text was cut short to what fits; a size below 2 holds no text at all.
+/// Formats a calendar time into `buffer`, which holds `size` units with the terminator. Returns the number of
+/// units written without the terminator, or 0 when the text did not fit and was cut short; a size below 2
+/// holds no text at all.
 ///
-/// Numbers of two digits: `%d` day, `%m` month, `%y` year of the century, `%H` hour, `%I` hour of the half
-/// day (01 to 12), `%M` minute, `%S` second. Unpadded: `%Y` year, `%C` century (year / 100), `%w` day of the
-/// week from 0 for Sunday. In the user's language: `%a` `%A` day, `%b` `%h` `%B` month, `%p` half of the day,
-/// `%g` era. `%Z` is the name of the time zone, `%%` a percent sign. `%x` and `%D` are the picture letters of
-/// the locale's short date, `%#x` of its long date, `%X` of its time, as they stand, save that a `%` in them
-/// is a conversion; `%c` is `%x %X` and `%#c` is `%#x %X`. `+`, and `#` elsewhere, change nothing. `%j`, `%U`
-/// and `%W` assert; any other character, or none, gives "00".
+/// Numbers of two digits: `%d` day, `%m` month, `%y` year of the century, `%H` hour, `%I` hour of the 12-hour
+/// clock (01 to 12), `%M` minute, `%S` second. Unpadded: `%Y` year, `%C` century (year / 100), `%w` day of
+/// the week from 0 for Sunday. In the user's language: `%a` `%A` day, `%b` `%h` `%B` month, `%p` AM or PM,
+/// `%g` era. `%Z` is the name of the time zone, `%%` a percent sign. `%x` and `%D` are the picture of the
+/// locale's short date (such as "dd.MM.yyyy"), `%#x` that of its long date, `%X` that of its time: they are
+/// copied as they stand, except that a `%` in them starts a conversion. `%c` is `%x %X` and `%#c` is `%#x
+/// %X`. A `+`, and a
+/// `#` before other letters, change nothing. `%j`, `%U` and `%W` are assertion failures; any other character
+/// after a
+/// `%`, or none, gives "00".
 TARNKIT_API int wcsftime(char16_t* buffer, int size, const char16_t* format, const SYSTEMTIME& time);
 
 } // namespace Tarn

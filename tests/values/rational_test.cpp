@@ -21,14 +21,14 @@ std::string textOf(const rational& value) {
     return std::to_string(value.Numerator()) + "/" + std::to_string(value.Denominator());
 }
 
-/// The terms of what `action` gives, or the error that stops it.
+/// The terms of what `action` returns, or the error that it raises.
 std::string resultOf(auto action) {
     std::string result;
     const std::string failure = FailureOf([&] { result = textOf(action()); });
     return failure.empty() ? result : failure;
 }
 
-TEST(Rational, IsMadeOfTwoTermsWithoutReduction) {
+TEST(Rational, KeepsItsTwoTermsUnreduced) {
     const std::tuple<int, int, std::string> rows[] = {
         {2, 4, "2/4"},           {3, -6, "-3/6"},          {0, -5, "0/5"},
         {1, 0, kDivision},       {INT_MIN, 0, kDivision},  {-kMax, -1, "2147483647/1"},
@@ -41,7 +41,7 @@ TEST(Rational, IsMadeOfTwoTermsWithoutReduction) {
     EXPECT_EQ(AssertionOf([] { rational(INT_MIN).Numerator(); }).substr(0, 9), u"rational:");
 }
 
-/// Of two rationals or, which has operators of its own, of a rational and an int.
+/// The second operand is a rational or an int, for which there are separate operators.
 rational applied(const rational& a, char operation, auto b) {
     return operation == '+' ? a + b : operation == '-' ? a - b : operation == '*' ? a * b : a / b;
 }
@@ -87,7 +87,7 @@ TEST(Rational, ComparesByValue) {
     EXPECT_TRUE((0 <=> rational(-1, kMax)) > 0);
 }
 
-/// Small numbers, large ones, and those around the limits and powers of two.
+/// Small and large numbers, and numbers around the limits and around powers of two.
 int randomTerm(std::minstd_rand& random) {
     const auto shape = random() % 4;
     const int any = static_cast<int>(random()) & kMax;
@@ -109,7 +109,7 @@ TEST(Rational, RandomArithmeticKeepsTheIntegerPartAndTheInvariants) {
         const char operation = "+-*/"[random() % 4];
         const rational a = randomRational(random);
         const rational b = randomRational(random);
-        // The terms of the exact result fit into 64 bits, and so 128 bits are needed nowhere.
+        // The terms of the exact result fit into 64 bits.
         const Int64 p = a.Numerator(), q = a.Denominator(), r = b.Numerator(), s = b.Denominator();
         const Int64 d = operation == '/' ? q * r : q * s;
         const Int64 n = operation == '/'   ? p * s
@@ -132,7 +132,7 @@ TEST(Rational, RandomArithmeticKeepsTheIntegerPartAndTheInvariants) {
         const double made = static_cast<double>(result.Numerator()) / result.Denominator();
         ASSERT_NEAR(made, value, 0x1p-29 * std::max(1.0, std::abs(value)));
         rounded += made != value ? 1 : 0;
-        // A value below 1 is rounded as its reciprocal is, and may reach 1.
+        // A value below 1 is rounded like its reciprocal and may become 1.
         const bool isBelow1 = std::abs(n) < std::abs(d);
         if (!isBelow1 || std::abs(result.Numerator()) != result.Denominator()) {
             ASSERT_EQ(result.Numerator() / result.Denominator(), n / d);

@@ -8,7 +8,7 @@
 
 namespace Tarn {
 
-// How tests show them.
+// How a failed test prints rectangles.
 std::ostream& operator<<(std::ostream& out, const RECT& r) {
     return out << '(' << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ')';
 }
@@ -42,7 +42,7 @@ TEST(Rectangle, IsMadeOfPointsAndSizesAndMeasured) {
     EXPECT_EQ(r, CRect(2, 1, 5, 6));
 }
 
-TEST(Rectangle, ShrinksToNothingButNeverTurnsInsideOut) {
+TEST(Rectangle, ShrinksToNothingButItsEdgesNeverPassEachOther) {
     const std::pair<CRect, CRect> rows[] = {{{-1, -2, -3, -4}, {-1, -2, 13, 14}},
                                             {{6, 6, 6, 6}, {6, 6, 6, 6}},
                                             {{2, 0, 9, 0}, {2, 0, 2, 10}},
@@ -58,7 +58,7 @@ TEST(Rectangle, ShrinksToNothingButNeverTurnsInsideOut) {
     EXPECT_EQ(r, CRect(2, 2, 8, 8));
 }
 
-TEST(Rectangle, IntersectsAndUnitesEmptyOnesToo) {
+TEST(Rectangle, IntersectsAndUnitesAlsoEmptyOnes) {
     const CRect empty(50, 3, 50, 9);
     const struct {
         CRect a, b, common, both;

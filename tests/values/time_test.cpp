@@ -29,7 +29,7 @@ std::string partsOf(CTimeSpan span) {
 
 std::u16string text(const CUnicodeString& string) { return string.Ptr(); }
 
-TEST(TimeSpan, HasTotalsAndPartsCutTowardsZero) {
+TEST(TimeSpan, HasTotalsAndPartsRoundedTowardsZero) {
     const CTimeSpan span(1, 2, 3, 4, 5, 6);
     EXPECT_EQ(span.GetTotalTimeUnits(), 937'840'050'060);
     EXPECT_EQ(partsOf(span), "1 2 3 4 5 6");
@@ -49,7 +49,7 @@ TEST(TimeSpan, FormatsUnpaddedNumbers) {
         EXPECT_EQ(assertingSource([&] { span.UnicodeFormat(format); }), u"Time");
 }
 
-TEST(Time, IsMadeOfPartsThatAreADate) {
+TEST(Time, TakesOnlyPartsThatMakeADate) {
     const CTime time = CTime::CreateFromTimeGmt(2001, 9, 9, 1, 46, 40, 123, 5000);
     EXPECT_EQ(time, CTime::CreateFromTimeGmt(2001, 9, 9, 1, 46, 40, 128, 0));
     EXPECT_EQ(time - CTime::CreateZeroTime(), CTimeSpan(146'348, 1, 46, 40, 128, 0));
@@ -68,7 +68,7 @@ TEST(Time, IsMadeOfPartsThatAreADate) {
     EXPECT_EQ(assertingSource([&] { early.UnicodeFormatGmt(u""); }), u"Time");
 }
 
-TEST(Time, GivesItsLocalPartsBack) {
+TEST(Time, KeepsItsLocalParts) {
     const CTime time(2001, 9, 9, 13, 5, 6, 7, 8);
     EXPECT_EQ(std::tuple(time.GetYear(), time.GetMonth(), time.GetDay(), time.GetHour(), time.GetMinute(),
                          time.GetSecond(), time.GetMillisecond(), time.GetMicrosecond(), time.GetDayOfWeek()),
@@ -87,7 +87,7 @@ TEST(Time, GivesItsLocalPartsBack) {
     EXPECT_EQ(CTime::CreateFromFileTimeGmt(localFile), CTime::CreateFromSystemTimeGmt(local) + fraction);
 }
 
-TEST(Time, OfNowIsThatOfTheSystemsClock) {
+TEST(Time, CurrentTimeIsThatOfTheSystemClock) {
     const CTimeSpan since1970 = CTime::GetCurrentTime() - CTime::CreateFromTimeGmt(1970, 1, 1, 0, 0, 0, 0, 0);
     const auto clock = std::chrono::system_clock::now().time_since_epoch();
     EXPECT_LE(std::abs(since1970.GetTotalMilliseconds() - clock / std::chrono::milliseconds(1)), 2000);
@@ -103,7 +103,7 @@ protected:
     }
 };
 
-TEST_F(UserTime, IsReadAnewAndItsBiasOfNowServesAllDatesBothWays) {
+TEST_F(UserTime, ZoneIsReadEveryTimeAndItsPresentOffsetServesAllDates) {
     SetEnvironment("TZ", "<+0330>-3:30");
     const CTime east(2001, 1, 1, 0, 0, 0, 0, 0);
     EXPECT_EQ(east, CTime::CreateFromTimeGmt(2000, 12, 31, 20, 30, 0, 0, 0));
@@ -123,7 +123,7 @@ TEST_F(UserTime, IsReadAnewAndItsBiasOfNowServesAllDatesBothWays) {
     }
 }
 
-TEST_F(UserTime, IsFormattedWithTheNamesAndPicturesOfTheLocale) {
+TEST_F(UserTime, FormatUsesTheNamesAndPicturesOfTheLocale) {
     SetEnvironment("LC_ALL", "C");
     const CTime time(2001, 2, 4, 12, 5, 6, 7, 8);
     EXPECT_EQ(time.UnicodeFormat(u"%a %A %b %h %B %g%p"), u"Sun Sunday Feb Feb February PM");
@@ -152,7 +152,7 @@ TEST(TimeFormat, WritesPaddedAndBareNumbers) {
     EXPECT_EQ(buffer, u"00 " + text(CTime(night).UnicodeFormat(u"%A")) + u" 65535 65535");
 }
 
-TEST(TimeFormat, IsCutToItsRoomAndTellsSo) {
+TEST(TimeFormat, IsCutToTheBufferAndReturnsZeroThen) {
     const SYSTEMTIME time = {2001, 2, 6, 3, 4, 5, 6, 0};
     char16_t buffer[4] = u"xxx";
     const std::tuple<int, const char16_t*, int, const char16_t*> table[] = {
