@@ -53,7 +53,7 @@ TEST(CodePages, EveryByteOfASingleBytePageSurvivesARoundTrip) {
     }
 }
 
-TEST(CodePages, CharactersStandWhereThePlatformHasThem) {
+TEST(CodePages, BytesStandForTheCharactersThatWindowsHas) {
     const std::tuple<UINT, std::string, std::u16string> table[] = {
         {437, "\x80\xE1\xFE", u"\u00C7\u00DF\u25A0"},
         {874, "\x80\xA1\x81", u"\u20AC\u0E01\u0081"},
@@ -62,7 +62,7 @@ TEST(CodePages, CharactersStandWhereThePlatformHasThem) {
         {1255, "\xE0\xC8", u"\u05D0\u05B8"},
         {1258, "\xEC\xD2\xFE", u"\u0301\u0309\u20AB"},
         {20866, "\xC1\xA3", u"\u0430\u0451"},
-        // Backslash and tilde stay what they are, and the platform's own choices among look-alikes.
+        // Backslash and tilde stay what they are; among similar characters it is Windows that chooses.
         {932, "\\~\xB1\x82\xA0\x81\x60\x87\x40\xFA\x54", u"\\~\uFF71\u3042\uFF5E\u2460\uFFE2"},
         {932, "\xFA\x40\xED\x40\xF0\x40\xA0\xFD", u"\u2170\u7E8A\uE000\uF8F0\uF8F1"},
         {936, "\x80\xD6\xD0\xAA\xA1", u"\u20AC\u4E2D\uE000"},
@@ -80,7 +80,7 @@ TEST(CodePages, CharactersStandWhereThePlatformHasThem) {
     };
     for (const auto& [page, bytes, text] : table)
         EXPECT_EQ(decode(page, 0, bytes), text) << page;
-    // What stands twice is written to the one place that the platform chose.
+    // Of several pairs for one character, the one that Windows writes.
     EXPECT_EQ(encode(932, 0, u"\uFFE2\u2252\u2160\u2170\u7E8A"), "\x81\xCA\x81\xE0\x87\x54\xFA\x40\xFA\x5C");
 }
 
@@ -152,7 +152,7 @@ TEST(Conversion, BadArgumentsAreToldApart) {
                           errorOf(encode(12345, 0, u"a"))});
     Platform::expectEach(ERROR_INVALID_FLAGS,
                          {decodingError(1252, 0x1000, "a", 1, 4), errorOf(encode(1252, 0x10000, u"a"))});
-    // Wine takes for UTF-8 what is meant for other code pages, and both forms at once.
+    // Wine accepts for UTF-8 what only other code pages take, and both forms at once.
     const auto refusal = [](Tarn::Int64 documented, const auto& converted) {
         return Platform::orWines(0, documented, converted.empty() ? Platform::GetLastError() : 0);
     };
@@ -160,11 +160,11 @@ TEST(Conversion, BadArgumentsAreToldApart) {
     Platform::expectEach(ERROR_INVALID_FLAGS,
                          {refusal(ERROR_INVALID_FLAGS, decode(CP_UTF8, 0x1000, "a")),
                           refusal(ERROR_INVALID_FLAGS, decode(1252, MB_PRECOMPOSED | MB_COMPOSITE, "a"))});
-    // What callers pass without knowing what the user's code pages are.
+    // Callers pass these flags without knowing what the user's code pages are.
     EXPECT_EQ(decode(CP_ACP, kStrict, "abc") + decode(CP_OEMCP, kStrict, "abc"), u"abcabc");
 }
 
-TEST(Conversion, UnitsThatTheCodePageLacksBecomeTheDefaultCharacter) {
+TEST(Conversion, UnitsThatACodePageLacksBecomeTheDefaultCharacter) {
     BOOL used = FALSE;
     EXPECT_EQ(encode(1251, 0, u"\u0430\u4E2D!", nullptr, &used), "\xE0?!");
     EXPECT_TRUE(used);
@@ -174,7 +174,7 @@ TEST(Conversion, UnitsThatTheCodePageLacksBecomeTheDefaultCharacter) {
     EXPECT_EQ(encode(932, 0, u"\uAC00z", "\x81\xAC", &used), "\x81\xACz");
 }
 
-TEST(Conversion, LookAlikesStandForUnitsThatTheCodePageLacks) {
+TEST(Conversion, LookAlikesStandForUnitsThatACodePageLacks) {
     const std::tuple<UINT, std::u16string, std::string, std::string> table[] = {
         {1252, u"\u0100\uFF21\u2033\u221E", "AA?8", "????"},
         {437, u"\u266B\u2020\u03BC", "\x0E+\xE6", "???"},
@@ -196,7 +196,7 @@ TEST(Conversion, LookAlikesStandForUnitsThatTheCodePageLacks) {
         EXPECT_EQ(encode(page, 0, text), best) << page;
         EXPECT_EQ(encode(page, WC_NO_BEST_FIT_CHARS, text), exact) << page;
     }
-    EXPECT_EQ(encode(1252, WC_COMPOSITECHECK, u"c\u030Cx"), "cx"); // of the two as one
+    EXPECT_EQ(encode(1252, WC_COMPOSITECHECK, u"c\u030Cx"), "cx"); // the look-alike of U+010D
 }
 
 TEST(Conversion, LettersWithMarksBecomeOneCharacterWhereThereIsOne) {

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// What a comparison tells, after "same: " or "different: ".
+/// What a comparison reports, after "same: " or "different: ".
 std::string compare(const Tarn::Bytes& a, const Tarn::Bytes& b, const Tarn::Bytes& explanations) {
     Tarn::WriteBytes("a", a);
     Tarn::WriteBytes("b", b);
@@ -16,7 +16,7 @@ std::string compare(const Tarn::Bytes& a, const Tarn::Bytes& b, const Tarn::Byte
     return (isSame ? "same: " : "different: ") + report.str();
 }
 
-TEST(PortComparison, TellsEachDifferenceUnlessItIsExplained) {
+TEST(PortComparison, ReportsEachDifferenceUnlessItIsExplained) {
     const std::string a = "one/x/00FE\t1\t2\ntwo/0010\t5\n";
     const std::string b = "one/x/00FE\t1\t3\ntwo/0010\t6\n";
     EXPECT_EQ(compare(a, a, "# nothing differs\n\n").substr(0, 5), "same:");
@@ -26,11 +26,11 @@ TEST(PortComparison, TellsEachDifferenceUnlessItIsExplained) {
     EXPECT_NE(told.find("in all: 3 results compared, 1 explained differences, 1 unexplained"), told.npos);
     EXPECT_EQ(compare(a, b, "one/x/00FF why\ntwo/0010 why\n").substr(0, 5), "same:");
 
-    // Neither other numbers nor other groups are meant, and what differs no more is not explained any more.
+    // A line explains only its own numbers and groups, and one that explains nothing is reported.
     for (const char* line : {"one/x/00FE why", "one/00FF why", "*/00FF why", "one/x/y/00FF why"}) {
         const std::string report = compare(a, b, "two/0010 why\n" + std::string(line) + "\n");
         EXPECT_NE(report.find("one/x/00FF: 2 | 3\n"), report.npos) << line;
-        EXPECT_NE(report.find(std::string("No such difference any more: ") + line), report.npos);
+        EXPECT_NE(report.find(std::string("This difference no longer exists: ") + line), report.npos);
     }
     EXPECT_EQ(compare(a, a, "two/0010 why\n").substr(0, 10), "different:");
 }

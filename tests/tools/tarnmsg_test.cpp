@@ -4,7 +4,7 @@
 namespace Tarn {
 namespace {
 
-std::string said; // by the last run of the compiler
+std::string said; // the output of the last run of the compiler
 
 bool compile(const std::string& arguments) {
     const CProgramRun run = RunProgram("\"" TARNMSG "\" " + arguments);
@@ -21,7 +21,7 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-TEST(MessageCompiler, ReadsAllThatACatalogueMayHold) {
+TEST(MessageCompiler, ReadsEverythingThatACatalogueMayContain) {
     WriteBytes(
         "in.po",
         "\xEF\xBB\xBF# A translator's comment\r\n"
@@ -52,19 +52,19 @@ TEST(MessageCompiler, ReadsAllThatACatalogueMayHold) {
 
 TEST(MessageCompiler, RefusesWithFileAndLineAndLeavesNoOutput) {
     const std::pair<std::string, const char*> refusals[] = {
-        {entry("A", "x") + entry("NO NAME", "x"), "in.po:3: the name 'NO NAME' is no identifier"},
+        {entry("A", "x") + entry("NO NAME", "x"), "in.po:3: the name 'NO NAME' is not an identifier"},
         {entry("A", "x") + "\n" + entry("B", "x") + entry("A", ""),
-         "in.po:6: the name 'A' is there twice, first in line 1"},
+         "in.po:6: the name 'A' is already defined on line 1"},
         {entry("A", "\xC3"), "in.po:2: bytes that are not UTF-8"},
         {entry("A", "x") + entry("B", "\\303("), "in.po:4: escapes that do not form UTF-8"},
         {entry("A", "\\q"), "in.po:2: unknown escape"},
         {entry("A", "\\0"), "in.po:2: a text cannot hold the NUL"},
         {"msgid \"A\"\nmsgstr \"x\\", "in.po:2: the string has no closing"},
-        {"msgid \"A\"\n\nmsgid \"B\"\nmsgstr \"x\"\n", "in.po:1: msgid without a msgstr"},
+        {"msgid \"A\"\n\nmsgid \"B\"\nmsgstr \"x\"\n", "in.po:1: msgid without a following msgstr"},
         {"msgid \"A\"\nmsgid_plural \"As\"\nmsgstr[0] \"x\"\n", "in.po:2: messages have no plural forms"},
-        {entry("", "a header") + entry("", "another"), "in.po:3: a second header, the first is in line 1"},
-        {entry("", "Content-Type: text/plain; charset=KOI8-R\\n"), "in.po:2: the header says 'koi8-r'"},
-        {entry("A", "x") + entry("B", "x"), "in.po:3: no id is left for 'B': the last one is 65535"},
+        {entry("", "a header") + entry("", "another"), "in.po:3: a second header; the first is on line 1"},
+        {entry("", "Content-Type: text/plain; charset=KOI8-R\\n"), "in.po:2: the charset is 'koi8-r'"},
+        {entry("A", "x") + entry("B", "x"), "in.po:3: no id is left for 'B': the largest is 65535"},
     };
     for (const auto& [catalogue, reason] : refusals) {
         WriteBytes("in.po", catalogue);
@@ -73,6 +73,8 @@ TEST(MessageCompiler, RefusesWithFileAndLineAndLeavesNoOutput) {
         EXPECT_TRUE(contains(said, reason)) << said;
         EXPECT_EQ(BytesOf("out.cpp"), "as it was");
     }
+    EXPECT_TRUE(compile("--help"));
+    EXPECT_TRUE(contains(said, "--original FILE.po"));
     for (const char* wrong : {"missing.po", ".", "--unknown x in.po", "in.po in.po", "in.po --rc",
                               "in.po --first-id 0", "in.po --first-id 12x"})
         EXPECT_FALSE(compile(wrong)) << wrong;
@@ -86,7 +88,7 @@ TEST(MessageCompiler, WritesAnOutputWholeOrNotAtAll) {
     EXPECT_TRUE(std::filesystem::remove("folder/out.cpp") && std::filesystem::remove("folder"));
 }
 
-TEST(MessageCompiler, HoldsATranslationAgainstItsOriginal) {
+TEST(MessageCompiler, ComparesATranslationWithItsOriginal) {
     WriteBytes("en.po", entry("A", "%0 %1 100%") + entry("B", "b") + entry("C", "%10 %2147483648"));
     WriteBytes("de.po", entry("C", "%10 %99999999999 %x %") + entry("A", "%01 %0 %0") + entry("D", "%7"));
     ASSERT_TRUE(compile("--posix out.cpp --first-id 10 --original en.po de.po"));

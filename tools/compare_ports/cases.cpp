@@ -17,7 +17,7 @@ void printUnits(ResultFile& results, const std::string& group, Map map) {
         results.Add(group, value, map(static_cast<char16_t>(value)));
 }
 
-/// What a call makes of every unit and of every pair for a character of the first plane beyond the BMP.
+/// What a call makes of every unit and of every surrogate pair of the first supplementary plane.
 template<class Call>
 void printCase(ResultFile& results, const std::string& group, Call call) {
     printUnits(results, group, [=](char16_t unit) {

@@ -21,7 +21,7 @@ std::string_view takePart(std::string_view& text, char separator) {
     return part;
 }
 
-/// Cuts the part behind the last `separator` off the end of `text`.
+/// Cuts the part after the last `separator` off the end of `text`.
 std::string_view takeLastPart(std::string_view& text, char separator) {
     const std::size_t begin = text.rfind(separator) + 1;
     const std::string_view part = text.substr(begin);
@@ -35,18 +35,19 @@ unsigned parseNumber(std::string_view digits) {
     const char* end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, number, kHexadecimal);
     if (error != std::errc() || stop != end)
-        throw std::runtime_error("'" + std::string(digits) + "' is no number of a case");
+        throw std::runtime_error("'" + std::string(digits) + "' is not the number of a case");
     return number;
 }
 
 std::ifstream openFile(const std::string& name) {
     std::ifstream file(name, std::ios::binary);
     if (!file)
-        throw std::runtime_error(name + " cannot be read");
+        throw std::runtime_error(name + ": the file cannot be read");
     return file;
 }
 
-/// A line of the list: the cases of the groups that a pattern fits, from one number to another.
+/// A line of the list of explanations: the cases from one number to another in the groups that match a
+/// pattern.
 struct Explanation {
     std::string line;
     std::string pattern;
@@ -92,11 +93,12 @@ public:
                 explanations.emplace_back(line);
     }
 
-    /// Compares a line of each file.
+    /// Compares a line of one file with that of the other.
     void CompareLines(std::string_view a, std::string_view b) {
         std::string_view name = takePart(a, '\t');
         if (name != takePart(b, '\t'))
-            throw std::runtime_error("the results at " + std::string(name) + " are not of the same program");
+            throw std::runtime_error("the results at " + std::string(name) +
+                                     " are not those of the same program");
         unsigned number = parseNumber(takeLastPart(name, '/'));
         Count& count = counts[std::string(name.substr(0, name.find('/')))];
         for (; !a.empty() || !b.empty(); number++) {
@@ -114,22 +116,22 @@ public:
         }
     }
 
-    /// Tells the sums; true when nothing is left to explain and no explanation is left over.
+    /// Reports the totals; true when every difference is explained and every explanation is used.
     bool Finish() {
         Count all;
         for (const auto& [family, count] : counts) {
-            tell(family, count);
+            reportCount(family, count);
             all.compared += count.compared;
             all.explained += count.explained;
             all.unexplained += count.unexplained;
         }
-        tell("in all", all);
+        reportCount("in all", all);
         bool areAllUsed = true;
         for (const Explanation& explanation : explanations) {
             if (explanation.isUsed)
                 continue;
             areAllUsed = false;
-            report << "No such difference any more: " << explanation.line << '\n';
+            report << "This difference no longer exists: " << explanation.line << '\n';
         }
         return areAllUsed && all.unexplained == 0;
     }
@@ -142,7 +144,7 @@ private:
         return false;
     }
 
-    void tell(const std::string& what, const Count& count) {
+    void reportCount(const std::string& what, const Count& count) {
         report << what << ": " << count.compared << " results compared, " << count.explained
                << " explained differences, " << count.unexplained << " unexplained\n";
     }

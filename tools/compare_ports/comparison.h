@@ -1,4 +1,5 @@
-// The differences between two files of results, held against a list of those that are explained.
+/// \file
+/// Compares two files of results and checks their differences against a list of explained ones.
 #pragma once
 
 #include <ostream>
@@ -6,8 +7,8 @@
 
 namespace compare_ports {
 
-/// Tells on `report` what was compared and what differs. True when the differences are exactly those that the
-/// list explains; throws std::runtime_error for files that cannot be compared.
+/// Writes to `report` what was compared and what differs. True when the differences are exactly those that
+/// the list explains; throws std::runtime_error for files that cannot be compared.
 bool Compare(const std::string& resultsA, const std::string& resultsB, const std::string& explanations,
              std::ostream& report);
 

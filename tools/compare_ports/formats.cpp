@@ -18,7 +18,7 @@ using namespace Tarn;
 constexpr unsigned kFormats = 10'000; // of each width
 constexpr unsigned kNumbers = 10'000;
 
-// Some that code page 1252 has, some that it shows as others and some that it lacks.
+// Some that code page 1252 has, some that it has look-alikes for, and some that it lacks.
 constexpr std::string_view kBytes = "aZ %\t\x80\x81\xE9\xFF";
 constexpr std::u16string_view kUnits = u"aZ %\t\u0081\u00E9\u00FF\u0100\u0416\u20AC\uFF21\xD83D\xDE00";
 

@@ -1,5 +1,5 @@
-// compare_ports: shows where two ports of the platform, or what the library makes of them, differ. A build
-// for each port prints its results over the same generated inputs; then the files are compared. See `kUsage`.
+// compare_ports: shows where the two ports, and what the library makes of them, differ. A build for each port
+// writes its results for the same generated inputs to a file; then the files are compared. See `kUsage`.
 #include "tools/compare_ports/comparison.h"
 #include "tools/compare_ports/results.h"
 
@@ -19,8 +19,10 @@ constexpr int kExitDifferent = 1;
 constexpr int kExitUsage = 2;
 
 constexpr char kUsage[] = R"(Usage: compare_ports print RESULTS [FAMILY...]
+           write the results of this port (of all families by default)
        compare_ports compare RESULTS RESULTS EXPLANATIONS
-Families: code-pages cases formats ini paths rationals times registry (all)
+           show the differences that EXPLANATIONS does not list
+Families: code-pages cases formats ini paths rationals times registry
 )";
 
 constexpr struct {
@@ -39,7 +41,7 @@ bool print(const std::string& name, const std::vector<std::string>& families) {
             family.print(results);
     if (results.Finish())
         return true;
-    std::cerr << name << " cannot be written\n";
+    std::cerr << name << ": the file cannot be written\n";
     return false;
 }
 

@@ -1,4 +1,4 @@
-// Every function of FileSystem that only works on the text of paths.
+// Every function of FileSystem that works on the text of paths alone.
 #include "tools/compare_ports/results.h"
 
 #include <tarnkit/file_system.h>
@@ -25,7 +25,7 @@ CUnicodeString randomPath(Random& random) {
     CUnicodeString path;
     for (unsigned length = random.Below(9); length > 0; length--)
         path += CUnicodeString(random.Pick(kPieces).data());
-    if (random.OneIn(100)) // longer than the parts of a split may be
+    if (random.OneIn(100)) // longer than the parts of a split path may be
         path += CUnicodeString(u'l', 200 + static_cast<int>(random.Below(120)));
     return path;
 }

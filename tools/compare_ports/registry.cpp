@@ -16,7 +16,7 @@ constexpr unsigned kSlots = 5;
 
 constexpr char16_t kScratch[] = u"Software\\TarnkitComparePorts";
 
-// The longest name and the longest data of the scripts have room in these buffers.
+// These buffers hold the longest name and the longest data of the scripts.
 constexpr DWORD kLargestRoom = 64;
 constexpr DWORD kRooms[] = {0, 1, 2, 5, kLargestRoom, kLargestRoom, kLargestRoom};
 
@@ -24,7 +24,7 @@ constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
 constexpr REGSAM kRights[] = {kReadWrite,      KEY_READ,      KEY_WRITE,
                               KEY_QUERY_VALUE, KEY_SET_VALUE, KEY_ENUMERATE_SUB_KEYS};
 
-/// What a call fills in.
+/// The buffers that a call fills.
 struct Answer {
     char16_t name[kLargestRoom] = {};
     DWORD nameSize = 0;
@@ -67,7 +67,7 @@ std::string measured(HKEY key) {
     return Words(result, sizes[0], sizes[1], sizes[2], sizes[3], sizes[4], sizes[5]);
 }
 
-/// Calls that say nothing of the data, on a key opened with each of the rights.
+/// Calls whose results are not data, on a key opened with each of the rights.
 void printRights(ResultFile& results) {
     deleteTree(HKEY_CURRENT_USER, kScratch);
     for (unsigned number = 0; number < std::size(kRights); number++) {
@@ -188,7 +188,7 @@ private:
         std::string data;
         for (unsigned size = random.Below(20); size > 0; size--)
             data += static_cast<char>(random.OneIn(4) ? 0 : random.Below(0x100));
-        // A text may be completed with the terminator that is found behind it.
+        // A text may be stored with the terminator that happens to follow it.
         const std::string guarded = data + "not zero";
         const LSTATUS result =
             Platform::RegSetValueExW(keys[slot], name, type, guarded.data(), static_cast<DWORD>(data.size()));
@@ -207,8 +207,8 @@ private:
                      answer.Value(result, buffer));
     }
 
-    // The order of an enumeration is nowhere promised. So all names are listed in their own, and only where
-    // there is one alone it is also read into less room.
+    // No order of enumeration is promised. So all names are listed, sorted; and only a name that is the only
+    // one is also read into a smaller buffer.
     std::string listKeys() {
         std::set<std::string> names;
         LSTATUS result = 0;
@@ -258,7 +258,7 @@ private:
         return {result, Words(result, answer.Name(result), answer.Value(result, buffer))};
     }
 
-    /// All that an enumeration gave, its end included.
+    /// Everything that an enumeration gave, including its end.
     std::string listed(const char* what, const std::set<std::string>& entries) {
         std::string text = Words(what, slot, "=");
         for (const std::string& result : entries)

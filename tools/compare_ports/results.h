@@ -1,8 +1,9 @@
-// What the families of results write, and what they make their inputs with.
-//
-// A line of results is the name of a case, which ends in a hexadecimal number, and after a tab the result of
-// that case; further results on the same line are those of the cases of the next numbers. Results are text
-// without tabs and line ends.
+/// \file
+/// The file of results that the families write, and the random numbers that they make their inputs from.
+///
+/// A line starts with the name of a case, which ends in a hexadecimal number, followed after a tab by its
+/// result. Further results on the same line, each after a tab, belong to the cases with the next numbers.
+/// Results are text without tabs and line ends.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -23,7 +24,7 @@ public:
     /// The result of the case `group`/`number`.
     void Add(const std::string& group, unsigned number, std::string_view result);
 
-    /// Ends the file; false when it could not be written whole.
+    /// Ends the file; false when it could not be written completely.
     bool Finish();
 
 private:
@@ -32,7 +33,7 @@ private:
     unsigned nextNumber = 0;
 };
 
-/// As it stands in a file of results.
+/// The name of a case in a file of results.
 std::string CaseName(std::string_view group, unsigned number);
 
 /// The same numbers on every system.
@@ -41,7 +42,7 @@ public:
     explicit Random(std::uint64_t seed) : state(seed) {}
 
     std::uint64_t Next();
-    /// From 0 to below `end`.
+    /// At least 0 and less than `end`.
     unsigned Below(unsigned end) { return static_cast<unsigned>(Next() % end); }
     bool OneIn(unsigned count) { return Below(count) == 0; }
     template<class Table>
@@ -56,13 +57,13 @@ private:
 /// The units or bytes in hexadecimal digits, with a dot between units.
 std::string Hex(std::u16string_view units);
 std::string Hex(std::string_view bytes);
-/// In quotes; what is not printable ASCII is in hexadecimal digits.
+/// In quotes, with hexadecimal digits for whatever is not printable ASCII.
 std::string Quoted(std::u16string_view text);
 std::string Quoted(std::string_view text);
-/// The code of a call that failed, as a result.
+/// The result for a call that failed with this error code.
 std::string Failure(DWORD code);
 
-/// Texts and numbers with a blank between each two.
+/// Texts and numbers, separated by blanks.
 template<class... Parts>
 std::string Words(const Parts&... parts) {
     std::string words;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kLargestId = 65535;
 
-// Names are ASCII, so that their bytes order them as their 16-bit units do.
+// Names are ASCII, so that ordering them by bytes is ordering them by 16-bit units, as the modules do.
 using EntriesByName = std::map<std::string, PoEntry>;
 
 bool isIdentifier(const std::string& name) {
@@ -22,7 +22,7 @@ bool isIdentifier(const std::string& name) {
 }
 
 // The numbers of the parameters that the text refers to, read as the library reads them: a number too large
-// for `int` is no reference.
+// for `int` does not count.
 std::set<int> findPlaceholders(const std::u16string& text) {
     std::set<int> placeholders;
     for (std::size_t i = text.find(u'%'); i != std::u16string::npos; i = text.find(u'%', i)) {
@@ -36,17 +36,16 @@ std::set<int> findPlaceholders(const std::u16string& text) {
     return placeholders;
 }
 
-// Every name once; the entries without a text to use are left out.
+// Each name once; entries without a usable text are left out.
 EntriesByName readEntries(const std::string& fileName, Diagnostics& diagnostics) {
     EntriesByName entries;
     std::map<std::string, int> lines;
     for (PoEntry& entry : ReadPoFile(fileName, diagnostics)) {
         if (!isIdentifier(entry.name))
-            diagnostics.Error(entry.namePlace, "the name '" + entry.name + "' is no identifier");
+            diagnostics.Error(entry.namePlace, "the name '" + entry.name + "' is not an identifier");
         const auto [first, isNew] = lines.emplace(entry.name, entry.namePlace.line);
         if (!isNew)
-            diagnostics.Error(entry.namePlace, "the name '" + entry.name +
-                                                   "' is there twice, first in line " +
+            diagnostics.Error(entry.namePlace, "the name '" + entry.name + "' is already defined on line " +
                                                    std::to_string(first->second));
         else if (!entry.isFuzzy && !entry.text.empty())
             entries.emplace(entry.name, std::move(entry));
@@ -74,7 +73,7 @@ public:
     void Add(const EntriesByName& entries) {
         for (const auto& [name, entry] : entries)
             if (ids.emplace(name, nextId).second && nextId++ == kLargestId + 1)
-                diagnostics.Error(entry.namePlace, "no id is left for '" + name + "': the last one is " +
+                diagnostics.Error(entry.namePlace, "no id is left for '" + name + "': the largest is " +
                                                        std::to_string(kLargestId));
     }
 

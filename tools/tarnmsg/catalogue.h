@@ -1,4 +1,5 @@
-// The messages of one resource module, checked and numbered.
+/// \file
+/// The messages of one resource module, checked and numbered.
 #pragma once
 
 #include "tools/tarnmsg/diagnostics.h"
@@ -21,10 +22,10 @@ struct CatalogueOptions {
     int firstId = 1;
 };
 
-/// The messages in the order of their names. Ids are given in that order from the first one; those of a
-/// translation are the ids of its original, so that an id means the same in every language, and names that
-/// only the translation has come after them. Fuzzy and untranslated entries are left out: their texts come
-/// from the next module that knows the name.
+/// The messages in the order of their names, numbered in that order from the first id. A translation takes
+/// the ids of its original, so that an id means the same in every language; names that only the translation
+/// has are numbered after those. Fuzzy and untranslated entries are left out: their texts come from the next
+/// module that has the name.
 std::vector<Message> ReadCatalogue(const CatalogueOptions& options, Diagnostics& diagnostics);
 
 } // namespace tarnmsg

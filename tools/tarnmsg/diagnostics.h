@@ -1,5 +1,6 @@
-// What the message compiler has to say about a catalogue: one line each on the standard error stream, with
-// the file and the line that it is about.
+/// \file
+/// The message compiler's errors and warnings: one line each on the standard error stream, after the file and
+/// line they are about.
 #pragma once
 
 #include <iostream>

@@ -1,8 +1,8 @@
-// tarnmsg, the message compiler: reads a catalogue of named messages, a gettext PO file, and writes what a
-// resource module is built from. See `kUsage`.
+// tarnmsg, the message compiler: reads a catalogue of named messages, a gettext PO file, and writes the
+// sources that a resource module is built from. See `kUsage`.
 //
-// An output appears whole or not at all: it is written under another name first. The program uses nothing of
-// the library, whose own catalogue it compiles.
+// An output file is written under another name first, so that it appears complete or not at all. The program
+// uses nothing of the library, because the library's own catalogue is compiled with it.
 #include "tools/tarnmsg/catalogue.h"
 #include "tools/tarnmsg/writers.h"
 
@@ -23,12 +23,14 @@ constexpr int kExitRefused = 1;
 constexpr int kExitUsage = 2;
 
 constexpr char kUsage[] = R"(Usage: tarnmsg [options] CATALOGUE.po
-  --posix FILE.cpp      the source of a module for systems without resources
-  --windows FILE.cpp    the source of a module for Windows, together with
-  --rc FILE.rc          its resource script
-  --first-id N          the id of the first message in the order of names (1 to 65535; 1)
-  --language ID         the Windows language identifier of the resource script (1033, or 0x0409)
-  --original FILE.po    the catalogue that this one translates
+Compiles a catalogue of named messages into the sources of a resource module.
+  --posix FILE.cpp      write the source of a module for systems without Windows resources
+  --windows FILE.cpp    write the source of a module for Windows, which also needs
+  --rc FILE.rc          write the resource script of a module for Windows
+  --first-id N          number the messages, in the order of their names, from N on (1 to 65535; default 1)
+  --language ID         Windows language identifier for the resource script (default 1033, which is 0x0409)
+  --original FILE.po    the catalogue that CATALOGUE.po translates
+  --help                show this text
 )";
 
 struct Options {
@@ -50,8 +52,8 @@ int parseNumber(const std::string& option, const std::string& text, int smallest
     const char* textEnd = text.data() + text.size();
     const auto [end, error] = std::from_chars(digits, textEnd, number, hexadecimal ? 16 : 10);
     if (error != std::errc() || end != textEnd || number < smallest || number > largest)
-        throw UsageError{option + ": '" + text + "' is no number from " + std::to_string(smallest) + " to " +
-                         std::to_string(largest)};
+        throw UsageError{option + ": '" + text + "' is not a number from " + std::to_string(smallest) +
+                         " to " + std::to_string(largest)};
     return number;
 }
 
@@ -69,7 +71,7 @@ void setOption(Options& options, const std::string& option, const std::string& v
     else if (option == "--original")
         options.catalogue.originalFileName = value;
     else
-        throw UsageError{"unknown option " + option};
+        throw UsageError{"unknown option '" + option + "'"};
 }
 
 Options parseArguments(const std::vector<std::string>& arguments) {
@@ -83,10 +85,10 @@ Options parseArguments(const std::vector<std::string>& arguments) {
         } else if (options.catalogue.fileName.empty())
             options.catalogue.fileName = arguments[i];
         else
-            throw UsageError{"more than one catalogue"};
+            throw UsageError{"more than one catalogue was given"};
     }
     if (options.catalogue.fileName.empty())
-        throw UsageError{"no catalogue"};
+        throw UsageError{"no catalogue was given"};
     return options;
 }
 
@@ -126,8 +128,13 @@ int compile(const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.size() == 1 && arguments[0] == "--help") {
+        std::cout << kUsage;
+        return 0;
+    }
     try {
-        return compile(parseArguments(std::vector<std::string>(argv + 1, argv + argc)));
+        return compile(parseArguments(arguments));
     } catch (const UsageError& error) {
         std::cerr << "tarnmsg: " << error.message << '\n' << kUsage;
         return kExitUsage;

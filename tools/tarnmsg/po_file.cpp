@@ -60,7 +60,7 @@ public:
         while (IsAtString())
             readString(bytes);
         if (!IsAtEnd())
-            fail("text outside of quotation marks");
+            fail("text outside quotation marks");
         return bytes;
     }
 
@@ -114,15 +114,15 @@ private:
         for (; digits < mostDigits && !IsAtEnd() && digitValue(text[position], radix) >= 0; digits++) {
             value = value * radix + digitValue(text[position++], radix);
             if (value > 0xFF)
-                fail("an escape stands for one byte");
+                fail("an escape stands for more than one byte");
         }
         if (digits == 0)
-            fail("an escape without digits");
+            fail("\\x needs hexadecimal digits");
         return static_cast<char>(value);
     }
 };
 
-// Puts entries together from lines.
+// Assembles entries from lines.
 class Reader {
 public:
     explicit Reader(const std::string& catalogueName) : fileName(catalogueName) {}
@@ -152,15 +152,15 @@ private:
     std::optional<Field> name;
     std::optional<Field> text;
     bool isFuzzy = false;     // the entry being read
-    bool isNextFuzzy = false; // the one behind the comments being read
+    bool isNextFuzzy = false; // the one after the comments being read
     int headerLine = 0;
 
     void readComment(const Line& line) {
         if (line.Rest().starts_with("#~")) {
-            isNextFuzzy = false; // that was the obsolete entry's
+            isNextFuzzy = false; // that one was obsolete
             return;
         }
-        // A comment belongs to the entry behind it.
+        // A comment belongs to the entry after it.
         if (text)
             finishEntry();
         if (line.Rest().starts_with("#,") && line.Rest().find("fuzzy") != std::string_view::npos)
@@ -192,13 +192,13 @@ private:
 
     void beginText(Line& line) {
         if (!name || text)
-            throw SyntaxError{line.Number(), "msgstr without a msgid before it"};
+            throw SyntaxError{line.Number(), "msgstr without a preceding msgid"};
         text = Field{line.Strings(), line.Number()};
     }
 
     void continueField(Line& line) {
         if (!name)
-            throw SyntaxError{line.Number(), "a string that belongs to no entry"};
+            throw SyntaxError{line.Number(), "a string outside an entry"};
         (text ? text : name)->bytes += line.Strings();
     }
 
@@ -206,7 +206,7 @@ private:
         if (!name)
             return;
         if (!text)
-            throw SyntaxError{name->line, "msgid without a msgstr behind it"};
+            throw SyntaxError{name->line, "msgid without a following msgstr"};
         const std::optional<std::u16string> converted = ToUtf16(text->bytes);
         if (!converted || !ToUtf16(name->bytes))
             throw SyntaxError{converted ? name->line : text->line, "escapes that do not form UTF-8"};
@@ -222,7 +222,7 @@ private:
     void checkHeader() {
         if (headerLine != 0)
             throw SyntaxError{name->line,
-                              "a second header, the first is in line " + std::to_string(headerLine)};
+                              "a second header; the first is on line " + std::to_string(headerLine)};
         headerLine = name->line;
         const std::string header = toLower(text->bytes);
         const std::size_t position = header.find("charset=");
@@ -231,7 +231,7 @@ private:
         const std::size_t start = position + 8;
         const std::string charset = header.substr(start, header.find_first_of(" ;\r\n", start) - start);
         if (charset != "utf-8" && charset != "utf8" && charset != "us-ascii" && charset != "charset")
-            throw SyntaxError{text->line, "the header says '" + charset + "'; catalogues are in UTF-8"};
+            throw SyntaxError{text->line, "the charset is '" + charset + "'; catalogues must be UTF-8"};
     }
 };
 

@@ -1,8 +1,9 @@
-// A gettext PO file in UTF-8, as far as catalogues of named messages use the format.
-//
-// `msgid` is the name of a message, `msgstr` its text; an entry with an empty name is the header. Comments
-// are skipped, obsolete entries (#~) with them. Contexts, plural forms and domains have no meaning here and
-// are refused.
+/// \file
+/// Reads the part of the gettext PO format that catalogues of named messages use, in UTF-8.
+///
+/// `msgid` is the name of a message, `msgstr` its text; an entry with an empty name is the header. Comments
+/// and obsolete entries (#~) are skipped. Contexts, plural forms and domains have no meaning here and are
+/// refused.
 #pragma once
 
 #include "tools/tarnmsg/diagnostics.h"
@@ -21,11 +22,11 @@ struct PoEntry {
     bool isFuzzy = false;
 };
 
-/// The entries in the order of the file, the header left out. Errors go to `diagnostics`; reading ends at the
-/// first one.
+/// The entries in the order of the file, without the header. Errors go to `diagnostics`; reading ends at the
+/// first error.
 std::vector<PoEntry> ReadPoFile(const std::string& fileName, Diagnostics& diagnostics);
 
-/// The same for the bytes of a file; `fileName` is for the places of entries and errors.
+/// The same for the bytes of a file; `fileName` is the one to give in places of entries and errors.
 std::vector<PoEntry> ReadPo(std::string_view bytes, const std::string& fileName, Diagnostics& diagnostics);
 
 } // namespace tarnmsg

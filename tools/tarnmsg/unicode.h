@@ -1,4 +1,6 @@
-// UTF-8 as it must be, and its way to UTF-16.
+/// \file
+/// Strict conversion of UTF-8. The compiler has its own because it links nothing of the library, and because
+/// it refuses what the library replaces.
 #pragma once
 
 #include <optional>
@@ -7,8 +9,8 @@
 
 namespace tarnmsg {
 
-/// The same text in UTF-16; nothing when the bytes are not UTF-8 (overlong forms, surrogates and numbers
-/// beyond Unicode are not).
+/// The text in UTF-16; nothing when the bytes are not valid UTF-8, which has no overlong forms, surrogates or
+/// numbers beyond U+10FFFF.
 std::optional<std::u16string> ToUtf16(std::string_view bytes);
 
 } // namespace tarnmsg

@@ -60,7 +60,8 @@ unsigned joinSurrogates(char16_t high, char16_t low) {
     return 0x10000u + ((high - 0xD800u) << 10) + (low - 0xDC00u);
 }
 
-// A literal of 16-bit text. Octal escapes, which end by themselves, stand for what has no name in a source.
+// A literal of 16-bit text. Octal escapes have at most three digits, so that a digit may follow them; they
+// are for the characters that universal character names must not stand for.
 std::string quoteForCpp(const std::u16string& text) {
     std::string literal = "u\"";
     for (std::size_t i = 0; i < text.size(); i++) {
@@ -87,7 +88,7 @@ std::string quoteForScript(const std::u16string& text) {
 }
 
 std::string writeHeading(const std::string& origin) {
-    return "// Made by tarnmsg from " + origin + "; changes belong there.\n";
+    return "// Made by tarnmsg from " + origin + "; edit that file instead.\n";
 }
 
 std::string writeNameTable(const std::vector<Message>& messages) {

@@ -1,4 +1,6 @@
-// What a resource module is built from. The texts are pure ASCII and depend on the messages alone.
+/// \file
+/// Writes the sources that a resource module is built from. They are pure ASCII and depend on nothing but the
+/// messages and the name of their catalogue.
 #pragma once
 
 #include "tools/tarnmsg/catalogue.h"
@@ -10,9 +12,9 @@ namespace tarnmsg {
 
 /// The C++ source of the name table, the string table and the exports, for systems without resources.
 std::string WritePosixSource(const std::vector<Message>& messages, const std::string& origin);
-/// The C++ source of the name table and the exports, beside a string table in resources.
+/// The C++ source of the name table and the exports, for a module whose string table is a resource.
 std::string WriteWindowsSource(const std::vector<Message>& messages, const std::string& origin);
-/// The resource script with the string table in a language of Windows.
+/// The resource script with the string table for a Windows language identifier.
 std::string WriteResourceScript(const std::vector<Message>& messages, const std::string& origin,
                                 int languageId);
 
