@@ -1,11 +1,23 @@
-// The one way in which the library and its clients report failures.
-//
-// A failure is an object of the `CException` family, made with `new`, thrown by pointer and owned by whoever
-// catches it: the catcher shows it with `Warning(e)` and disposes of it with `e->Delete()`. Misuse is
-// reported by `GenAssert`, bad data and failed platform calls by the checks and the `Throw...` functions.
-// Where throwing is switched off (static parts) assertions and checks show their text, set the thread's error
-// flag and return; the `Throw...` functions always throw. Any thread; the state of reporting is kept per
-// thread.
+/// \file
+/// The one way in which the library and its clients report failures.
+///
+/// A failure is an object of the `CException` family, created with `new`, thrown by pointer and owned by
+/// whoever catches it, who shows it with `Warning(e)` and disposes of it with `e->Delete()`. Misuse is
+/// reported by `GenAssert`, bad data and failed system calls by the checks and the `Throw...` functions.
+/// Where throwing is switched off (static parts) assertions and checks show their text, set the thread's
+/// error flag and return; the `Throw...` functions always throw. For any thread; the state of reporting is
+/// kept per thread.
+///
+/// \code
+/// try {
+///     CFile file(u"letter.txt", CFile::ForReading | CFile::DenyWrite);
+///     if (file.GetLength() == 0)
+///         GenCheck(ERR_EMPTY_LETTER, file.GetFileName());
+/// } catch (CException* e) {
+///     Warning(e);
+///     e->Delete();
+/// }
+/// \endcode
 #pragma once
 
 #include <tarnkit/failures.h>
@@ -30,7 +42,7 @@ public:
     CException(const CException&) = delete;
     CException& operator=(const CException&) = delete;
 
-    /// What went wrong, for the user's eyes and in his language.
+    /// What went wrong, for the user and in the interface language.
     virtual CUnicodeString MessageText() const = 0;
     /// Shows the exception in a box. Called by message handlers; catchers call `Tarn::Warning`.
     virtual void Warning() const;
@@ -55,10 +67,10 @@ inline void Delete(CException* e) {
         e->Delete();
 }
 
-/// A broken invariant or a misuse, at a line of a source file.
+/// A broken invariant or a misuse, at a line of a source. docs/errors.md lists the numbered ones.
 class TARNKIT_API CInternalError : public CException {
 public:
-    /// `file` is not copied and must live for ever.
+    /// `file` is not copied and must never be destroyed.
     CInternalError(const char16_t* file, long line);
     ~CInternalError() override;
 
@@ -106,11 +118,12 @@ public:
     explicit CCOMException(HRESULT result, IErrorInfo* information = nullptr);
     ~CCOMException() override;
 
-    /// The description of the error information, else the system's text, else "unknown" with the code.
+    /// The description in the error information, else the system's text for the code, else a text that gives
+    /// the code in hexadecimal.
     CUnicodeString MessageText() const override;
 
     HRESULT GetHRESULT() const { return resultCode; }
-    /// Null when there is none; not a reference of the caller's own.
+    /// Null when there is none. No reference is added for the caller.
     IErrorInfo* GetErrorInfo() const { return errorInfo; }
 
 private:
@@ -121,7 +134,7 @@ private:
 };
 TARNKIT_LAYOUT(CCOMException, 12, resultCode, errorInfo);
 
-/// Unwinds an operation that the user cancelled or that has already told him why it stopped. Shows nothing.
+/// Unwinds an operation that was cancelled or has already told the user why it stopped. Shows nothing.
 class TARNKIT_API CUserException : public CException {
 public:
     CUserException() = default;
@@ -132,7 +145,7 @@ public:
 };
 TARNKIT_LAYOUT(CUserException, 4);
 
-/// Out of memory. One static object, thrown over and over: neither it nor its text needs memory.
+/// Out of memory. Always the same static object, so that neither it nor its text needs memory.
 class TARNKIT_API CMemoryException final : public CException {
 public:
     constexpr CMemoryException() = default;
@@ -140,9 +153,9 @@ public:
 
     CUnicodeString MessageText() const override;
 
-    /// The static object's memory; any size but the object's own asserts.
+    /// The memory of the static object; asserts when `size` is not the size of the class.
     static void* operator new(std::size_t size);
-    /// Keeps the static object as it is, for it may be in flight elsewhere; asserts on any other.
+    /// Leaves the static object as it is, since it may have been thrown elsewhere, too; asserts on any other.
     static void operator delete(CMemoryException* object, std::destroying_delete_t) noexcept(false);
     static void operator delete(void* object) noexcept(false);
 };
@@ -158,7 +171,7 @@ public:
 
     DWORD GetLastErrorCode() const { return errorCode; }
 
-    /// The system's text for `code` as it is, with its line end.
+    /// The system's text for `code`, unchanged, with the line end that it has there.
     static CUnicodeString GetErrorText(unsigned long code);
 
 private:
@@ -168,7 +181,7 @@ private:
 };
 TARNKIT_LAYOUT(CLastErrorException, 8, errorCode);
 
-/// A failed operation on a file, in one of a few kinds that a user can understand.
+/// A failed operation on a file, classified into a few kinds that a user understands.
 class TARNKIT_API CFileException : public CException {
 public:
     enum TType {
@@ -189,7 +202,7 @@ public:
         endOfFile
     };
 
-    /// Finds the kind for a system code; code 0 asserts.
+    /// The kind follows from the system's code; code 0 asserts.
     CFileException(unsigned long code, const CUnicodeString& name);
     /// A failure of the given kind that no system call reported; the code is 0.
     CFileException(TType type, const CUnicodeString& name);
@@ -201,7 +214,7 @@ public:
     TType ErrorType() const { return errorType; }
     const CUnicodeString& FileName() const { return fileName; }
 
-    /// The text of a kind; `none` asserts.
+    /// The text for a kind and the name of a file; the kind `none` asserts.
     static CUnicodeString GetErrorText(TType type, const CUnicodeString& name);
 
 private:
@@ -213,13 +226,13 @@ private:
 };
 TARNKIT_LAYOUT(CFileException, 16, errorCode, errorType, fileName);
 
-/// The COM error information of errors that start in this library. It is made with `new`, starts without a
-/// reference and deletes itself when the last one is released.
+/// COM error information for errors that arise in this library. Created with `new`, it has no reference at
+/// first and deletes itself when the last one is released.
 class TARNKIT_API CErrorInfoImpl final : public IErrorInfo {
 public:
     /// The source is the application's title.
     CErrorInfoImpl(const CUnicodeString& text, unsigned long context, const CUnicodeString& file);
-    /// What a late-bound call reported; a null source stands for the application's title.
+    /// What a late-bound call reported; where it names no source, the source is the application's title.
     explicit CErrorInfoImpl(const EXCEPINFO& information);
     CErrorInfoImpl(const CErrorInfoImpl& other);
     CErrorInfoImpl& operator=(const CErrorInfoImpl&) = delete;
@@ -251,8 +264,10 @@ TARNKIT_LAYOUT(CErrorInfoImpl, 24, references, source, description, helpFile, he
 TARNKIT_API void GenCheck(CError& error, const char16_t* p0 = nullptr, const char16_t* p1 = nullptr,
                           const char16_t* p2 = nullptr);
 
-/// Reports a failed system call by its last-error code, in the same way.
+/// Reports a failed system call by its last-error code: throws a `CLastErrorException*` or shows its text.
 TARNKIT_API void GenCheckLastError(unsigned long code);
+
+// These throw in static parts, too.
 
 [[noreturn]] TARNKIT_API void ThrowUserException();
 [[noreturn]] TARNKIT_API void ThrowCOMException(HRESULT result, IErrorInfo* information = nullptr);
@@ -262,18 +277,18 @@ TARNKIT_API void GenCheckLastError(unsigned long code);
 [[noreturn]] TARNKIT_API void ThrowFileException(CFileException::TType type, const CUnicodeString& name);
 
 /// Shows an exception to the user through the current message handler; the exception stays the caller's.
-/// Never throws a `CException*`: what goes wrong while showing is lost with the message.
+/// Never throws a `CException*`: an exception while the message is shown is dropped with the message.
 TARNKIT_API void Warning(CException* e);
 
 /// Whether the calling thread is showing a warning now.
 TARNKIT_API bool IsInsideWarning();
 
-/// Whether assertions, and checks, may stop in the debugger, as the user's switches "AssertStopMode" and
-/// "ErrorStopMode" say.
+/// Whether assertions, or checks, may stop in the debugger. The user's switches "AssertStopMode" and
+/// "ErrorStopMode" decide (see lifecycle.h): ALWAYS, DEBUG (with a debugger) or NEVER.
 TARNKIT_API bool DebugStopOnAssert();
 TARNKIT_API bool DebugStopOnCheck();
 
-/// False: this platform cannot tell.
+/// Always false: a debugger cannot be detected.
 TARNKIT_API bool IsDebuggerPresent();
 
 /// A software breakpoint; ends the process when no debugger takes it.

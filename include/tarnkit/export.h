@@ -1,7 +1,8 @@
-// Marks what the shared library Tarnkit shows to its clients.
-//
-// Everything else in the library has hidden visibility. A class that is thrown, derived from or caught by
-// clients carries the mark itself, so that its type information is one and the same in every module.
+/// \file
+/// Marks what the shared library Tarnkit exports to its clients.
+///
+/// Everything else in the library has hidden visibility. A class that clients throw, catch or derive from
+/// carries the mark itself, so that its type information is the same in every module.
 #pragma once
 
 #if defined(__ELF__)

@@ -1,10 +1,19 @@
-// The library's life: start-up and shut-down, the modules that take part in it, the few settings that an
-// application gives the library, its debug switches, and which system it runs on.
-//
-// An application calls `Initialize` once it runs and `Clean` before it ends; the calls nest and only the
-// outermost pair does the work. Client modules register an initialisation and a termination function, which
-// the outermost pair calls. All of this belongs to the main thread, at start-up and shut-down, and takes no
-// lock. The static-part and error flags belong to the calling thread.
+/// \file
+/// The library's life: start-up and shut-down, the modules that take part in it, what the application tells
+/// the library about itself, its debug switches, and which system it runs on.
+///
+/// An application calls `Initialize` when it starts and `Clean` before it ends; the calls nest and only the
+/// outermost pair does the work. Client modules register an initialisation and a termination function, which
+/// the outermost pair calls. All this is for the main thread, at start-up and shut-down, and takes no lock.
+/// The static-part and error flags belong to the calling thread.
+///
+/// \code
+/// if (!Initialize(u"Software\\Example\\Editor", u"Software\\Example\\Editor"))
+///     return 1; // the user has been told
+/// SetAppTitle(u"Editor");
+/// run();
+/// Clean();
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
@@ -14,14 +23,14 @@
 namespace Tarn {
 
 /// Starts the library with the application's registry sections (the paths of its keys under the current user
-/// and under the machine). Null stands for Software\Velmora\ and the executable's name. True when the
-/// library is ready; a failure has been shown to the user and never leaves as an exception.
+/// and under the machine). Null means Software\Velmora\ followed by the executable's name. True when the
+/// library is ready; a failure is shown to the user and never leaves as an exception.
 TARNKIT_API bool Initialize(const char16_t* userRegistrySection, const char16_t* machineRegistrySection);
 
 /// Undoes one `Initialize`.
 TARNKIT_API void Clean();
 
-/// Releases what the library keeps. Called when the library is unloaded; calling it again does no harm.
+/// Releases what the library keeps. Called when the library is unloaded; further calls do nothing.
 TARNKIT_API void TerminateTarnkit();
 
 /// Whether the library has been started and not been cleaned up.
@@ -31,10 +40,10 @@ TARNKIT_API bool IsTarnkitInitialized();
 inline constexpr int kTarnkitVersion = 851;
 TARNKIT_API int GetTarnkitVersion();
 
-/// Announces a client module with its initialisation and termination functions (each may be null). Announcing
-/// it again with the same functions changes nothing; with other ones it is an assertion. A module that is
-/// announced after `Initialize` is initialised by the next `Initialize` or `LoadDLL`. See
-/// `RegisterThisModule` in tarnkit_static.h for the usual form.
+/// Registers a client module with its initialisation and termination functions (each may be null).
+/// Registering it again with the same functions changes nothing; with other ones it is an assertion. A module
+/// that is registered after `Initialize` is initialised by the next `Initialize` or `LoadDLL`. Modules
+/// usually call `RegisterThisModule` (tarnkit_static.h).
 TARNKIT_API void RegisterModule(HINSTANCE module, void (*init)(), void (*term)());
 
 /// The loaded module that contains `address`; null when none does.
@@ -47,14 +56,14 @@ TARNKIT_API void SetApplicationInstance(HINSTANCE instance);
 // Throwing or showing. Inside a static part of a thread, or while the process-wide switch is off, assertions
 // and checks show their text at once and set the thread's error flag instead of throwing.
 
-/// Static parts do not nest: the first end ends them all.
+/// Static parts do not nest: the first `EndStaticPart` ends them all.
 TARNKIT_API void BeginStaticPart();
 TARNKIT_API void EndStaticPart();
 TARNKIT_API bool IsInsideStaticPart();
 
 /// Whether something failed on this thread without being thrown.
 TARNKIT_API bool GetErrorFlag();
-/// For the code that shows such a failure, and for a thread that starts afresh.
+/// For code that shows such a failure itself, and to clear the flag.
 TARNKIT_API void SetErrorFlag(bool isSet = true);
 
 TARNKIT_API bool IsThrowingEnabled();
@@ -82,7 +91,7 @@ TARNKIT_API CUnicodeString GetAppTitle();
 TARNKIT_API void SetAppTitle(const CUnicodeString& title);
 TARNKIT_API bool IsAppTitleDefined();
 
-/// The window that owns message boxes; null until set. The library does not own it.
+/// The owner of message boxes; null until it is set. The window stays the application's.
 TARNKIT_API HWND GetMainWindow();
 TARNKIT_API void SetMainWindow(HWND window);
 
@@ -94,15 +103,16 @@ TARNKIT_API CUnicodeString GetMachineRegistrySection();
 TARNKIT_API void SetMachineRegistrySection(const char16_t* section);
 
 // The library's debug switches: string values under the current user's key Software\Velmora\Tarnkit, opened
-// for reading only. A value that is missing, of another type or no number reads as the default.
+// for reading only. A value that is missing or of another type, or a number that is none, reads as the
+// default.
 
 TARNKIT_API CUnicodeString ReadLibrarySwitch(const char16_t* valueName, const char16_t* defaultValue);
 TARNKIT_API int ReadLibraryNumber(const char16_t* valueName, int defaultValue, int radix = 10);
 TARNKIT_API bool ReadLibraryFlag(const char16_t* valueName, bool defaultValue);
-/// The same of the machine's key.
+/// The same from the machine's key.
 TARNKIT_API CUnicodeString ReadMachineSwitch(const char16_t* valueName, const char16_t* defaultValue);
 
-// The system below. Only one that cannot be asked is an assertion.
+// The host system. That its version cannot be found is an assertion.
 
 TARNKIT_API bool IsWindows95();
 TARNKIT_API bool IsWindows98();

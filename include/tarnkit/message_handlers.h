@@ -1,9 +1,17 @@
-// Every message box and every warning goes through one replaceable object, the current message handler.
-//
-// The default shows a real box. A program without a user installs a handler that writes the text somewhere
-// and answers each question with the button that the box would have preselected. `CMessageHandlerSwitcher`
-// installs a handler for a scope, for the process or for the calling thread alone; it does not own the
-// handler, which must outlive the scope. Switching for the process is for start-up and the main thread.
+/// \file
+/// Every message box and every warning goes through one replaceable object, the current message handler.
+///
+/// The default shows a message box. A program without a user installs a handler that writes the text
+/// somewhere and answers each question with the button that the box would have preselected.
+/// `CMessageHandlerSwitcher` installs a handler for a scope, for the process or for the calling thread alone;
+/// it does not own the handler, which must outlive the scope. Switch for the process at start-up or on the
+/// main thread.
+///
+/// \code
+/// CFileMessageHandler log(u"convert.log");
+/// CMessageHandlerSwitcher toLog(&log);
+/// Warning(e); // goes to the file
+/// \endcode
 #pragma once
 
 #include <tarnkit/exceptions.h>
@@ -28,8 +36,8 @@ public:
     /// Shows `text` with the flags of a message box; returns the code of the button pressed.
     virtual int ShowMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags) = 0;
 
-    /// Shows an exception, which stays the caller's. An assertion or another warning on this thread meanwhile
-    /// ends the process.
+    /// Shows an exception, which stays the caller's. An assertion or another warning on this thread while it
+    /// is shown ends the process.
     virtual void ShowWarning(CException* e);
 
     /// The answer of a box with these flags when the user accepts the preselected button.
@@ -47,7 +55,8 @@ public:
 };
 TARNKIT_LAYOUT(CMessageBoxHandler, 4);
 
-/// The debugger output and a log file beside the executable, with the extension ".log". Answers OK always.
+/// Writes to the debugger output and to a log file beside the executable, with the extension ".log". Always
+/// answers OK.
 class TARNKIT_API CConsoleMessageHandler : public CMessageHandler {
 public:
     CConsoleMessageHandler();
@@ -61,7 +70,7 @@ public:
     /// Makes a handler of this class the default one, if the default has not been needed yet.
     static void SetEnabled(bool isOn);
     static bool IsEnabled();
-    /// Whether each message is followed by a line end; on at first.
+    /// Whether each message is followed by a line end; on by default.
     static void SetAddCRLF(bool isOn);
 
 private:
@@ -80,8 +89,8 @@ private:
 };
 TARNKIT_LAYOUT(CConsoleMessageHandler, 12, logFile, logFileName);
 
-/// Appends each message to a file, as UTF-16 with a byte order mark and a blank line after each. Answers with
-/// the preselected button.
+/// Appends each message and a blank line to a file in UTF-16 with a byte order mark. Answers with the
+/// preselected button.
 class TARNKIT_API CFileMessageHandler : public CMessageHandler {
 public:
     explicit CFileMessageHandler(const CString& name);
@@ -112,10 +121,10 @@ public:
     void End();
     bool IsActive() const { return active; }
 
-    /// Shows a message through the current handler. A `CException*` that the handler lets out is deleted, and
-    /// the preselected button answers.
+    /// Shows a message through the current handler. A `CException*` from the handler is deleted, and the
+    /// preselected button is the answer.
     static int DoMessage(HWND owner, const char16_t* text, const char16_t* caption, unsigned flags);
-    /// Shows an exception through the current handler; what the handler lets out is deleted.
+    /// Shows an exception through the current handler; another one from the handler is deleted.
     static void DoWarning(CException* e);
 
 private:
@@ -135,11 +144,11 @@ TARNKIT_API CMessageHandler* GetCurrentMessageHandler();
 TARNKIT_API int MessageBoxW(const char16_t* text, int flags);
 TARNKIT_API int MessageBoxW(const CMessage& message, int flags);
 
-/// Formatted text to the debugger output.
+/// Sends formatted text to the debugger output.
 TARNKIT_API void Trace(const char16_t* format, ...);
 TARNKIT_API void VTrace(const char16_t* format, va_list arguments);
 
-/// Closes what the default handler holds: called when the library unloads.
+/// Closes the log of the default handler. Called when the library is unloaded.
 void ReleaseMessageHandlers();
 
 } // namespace Tarn

@@ -1,13 +1,20 @@
-// The message catalogue: every text that a user sees is a named message.
-//
-// A `CMessage` (or `CError`) is a static object that holds nothing but the message's name. Its text is looked
-// up by that name, each time it is asked for, in the registered resource modules (resource_modules.h), so a
-// translation that is added later takes effect at once. A message that no module defines is still usable: its
-// name stands in for the text. Nothing here throws because a message is missing.
-//
-// Every live object is a member of one library-wide list, which it joins when it is built and leaves when it
-// is destroyed; a module's objects are therefore to be static. Any thread may look texts up in the current
-// language; objects come and go only while modules are loaded and unloaded.
+/// \file
+/// The message catalogue: every text that a user sees is a named message.
+///
+/// A `CMessage` (or `CError`) is a static object that holds only the name of the message. Its text is looked
+/// up by that name, each time it is asked for, in the registered resource modules (resource_modules.h), so a
+/// translation that is added later takes effect at once. A message that no module defines is still usable:
+/// its name stands in for the text. A missing message never makes anything here throw.
+///
+/// Every live object is in one library-wide list, which it joins when it is built and leaves when it is
+/// destroyed; a module's messages should therefore be static objects. Any thread may look up texts in the
+/// current language; messages are created and destroyed only while modules are loaded and unloaded.
+///
+/// \code
+/// static CMessage MSG_NOTES_FOUND(u"MSG_NOTES_FOUND", 0); // "%0 notes contain \"%1\"."
+///
+/// MessageBoxW(MSG_NOTES_FOUND.SubstParam(UnicodeStr(count), word), MB_OK);
+/// \endcode
 #pragma once
 
 #include <tarnkit/array.h>
@@ -19,8 +26,8 @@ namespace Tarn {
 
 class TARNKIT_API CMessage {
 public:
-    /// `messageName` is not copied and must live as long as the object. The number is kept for the
-    /// application's own use; nothing in the library reads it.
+    /// `messageName` is not copied and must live as long as the object. The number is stored and not used: it
+    /// is left to the application.
     CMessage(const char16_t* messageName, int declaredNumber);
     ~CMessage();
 
@@ -35,13 +42,13 @@ public:
     /// The text in the current interface language; the name when no module has one.
     CUnicodeString UnicodeStr() const;
 
-    /// The text in the interface language with this code: what `UnicodeStr()` would give if that language
-    /// were the current one. Loads the language's modules when they are not loaded, and lets them go again:
-    /// for the main thread.
+    /// The text in the interface language with this code, that is, what `UnicodeStr()` would return if it
+    /// were the current one. Loads the libraries of the language for the length of the call: main thread
+    /// only.
     CUnicodeString UnicodeStr(int language) const;
 
-    /// The text with %0, %1, ... replaced by the parameters. A message without a text gives its name and the
-    /// parameters, each after a space, so that no information is lost.
+    /// The text with %0, %1, ... replaced by the parameters. A message without a text becomes its name
+    /// followed by the parameters, each after a space, so that no information is lost.
     CUnicodeString SubstParam(const CUnicodeString& p0) const;
     CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1) const;
     CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1,
@@ -50,14 +57,14 @@ public:
                               const CUnicodeString& p3) const;
     CUnicodeString SubstParam(const CArray<CUnicodeString, CurrentMemoryManager>& parameters) const;
 
-    /// The names that the registered modules define; ascending, without duplicates, as the two below.
+    /// The names that the registered modules define. These three lists are ascending and have no duplicates.
     static void GetDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
     /// The names of the message objects that no module defines.
     static void GetUndefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
     /// The names that some module defines and no message object of the running program has.
     static void GetUnusedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
 
-    /// Does nothing; there is nothing to clean up.
+    /// Does nothing; kept for programs that call it.
     static void CleanUp();
 
 private:
@@ -84,10 +91,10 @@ public:
 };
 static_assert(sizeof(CError) == sizeof(CMessage));
 
-/// The string id that the first module in search order gives for the message; 0 when none does.
+/// The string id of the message in the first module that knows it; 0 when none does.
 TARNKIT_API int MessageID(const CMessage& message);
 
-/// Writes the undefined names and, below a heading, the unused ones to a new UTF-16 file for the translators.
+/// Writes the undefined names and, below a heading, the unused ones to a new UTF-16 file, for translators.
 /// Throws a `CFileException` when the file cannot be written.
 TARNKIT_API void SaveUndefinedMessages(const CUnicodeString& fileName);
 
@@ -123,7 +130,7 @@ extern TARNKIT_API CMessage ERR_UNCAUGHT_INTERNAL_ERROR;
 extern TARNKIT_API CMessage MSG_MEMORY_FILE;
 
 #if defined(TARNKIT_BUILDING)
-// The library's own; not shown to clients.
+// For the library itself only.
 extern CMessage CURRENT_LANGUAGE_NAME;
 extern CMessage ERR_UNKNOWN_COM_ERROR;
 extern CMessage ERR_UNKNOWN_LAST_ERROR_TEXT;

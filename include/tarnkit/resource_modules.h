@@ -1,11 +1,23 @@
-// Resource modules and interface languages: where texts and other resources are looked up.
-//
-// The registry holds modules in the order in which they were added: modules registered by handle (the
-// library, the executable, plug-ins), which it does not own, and families of language libraries (a prefix,
-// the code of the language, ".dll"), of which it loads and owns the one for the current interface language.
-// `Initialize` completes the set-up: it finds the languages that are present and chooses one; until then
-// language libraries are not consulted and language queries are assertions. Everything is for the main
-// thread, except lookups, which any thread may make while nobody changes the registry.
+/// \file
+/// Resource modules and interface languages: where texts and other resources are looked up.
+///
+/// The registry holds modules in the order in which they were added: modules registered by handle (plug-ins,
+/// the executable, the library itself), which it does not own, and families of language libraries (a prefix,
+/// the code of the language, ".dll"), of which it loads and owns the one for the current interface language
+/// and the one for language 0, the original. Messages are looked for first in what the application has added,
+/// the last added first and families in the current language; then in the originals: the families' libraries
+/// of language 0, the program, the library itself. So a translation wins over an original in the
+/// program or in a library of language 0.
+///
+/// `Initialize` completes the set-up: it finds the languages that are present and chooses one. Until then
+/// language libraries are not asked, and language queries are assertions. For the main thread, except for
+/// lookups, which any thread may make while no thread changes the registry.
+///
+/// \code
+/// AddResourcePrefix(FileSystem::GetEXEDir(), u"App"); // App0.dll, App2.dll, ...
+/// Initialize(nullptr, nullptr);                       // chooses the language of the system
+/// SetCurrentLanguageCode(2);                          // German
+/// \endcode
 #pragma once
 
 #include <tarnkit/array.h>
@@ -27,18 +39,19 @@ using TGetMessageSystemVersion = int (*)();             ///< "GetMessageSystemVe
 }
 inline constexpr int kMessageSystemVersion = 200;
 
-/// Registers a module by its handle, which must stay loaded until `Clean`. It is asked for names before every
+/// Registers a module by its handle; it must stay loaded until `Clean`. It is asked for names before every
 /// module that was added earlier.
 TARNKIT_API void AddResourceModule(HINSTANCE module);
 /// Loads a module with `LoadDLL` and registers it; nothing happens when it cannot be loaded.
 TARNKIT_API void AddResourceModule(const char16_t* fileName);
-/// Registers the language libraries in `folder` that are named `prefix`, a language code in decimal and
-/// ".dll", such as Res1.dll. After `Initialize` the languages found join the available ones and the library
-/// of the current language is used at once.
+/// Registers the language libraries in `folder` (null or empty: the folder of the executable) that are named
+/// `prefix`, a language code in decimal and ".dll", such as Res1.dll. The library of language 0 has the
+/// original texts; it is asked for what no translation has. Called after `Initialize`, this adds the
+/// languages found to the available ones and uses the library of the current language at once.
 TARNKIT_API void AddResourcePrefix(const char16_t* folder, const char16_t* prefix);
 
-/// The first registered module that holds the resource, or null. The type 6 is a string, the name its id;
-/// `ResourceId` makes a name or type of a number. Language libraries are asked first.
+/// The first registered module that has the resource, or null. For a string the type is 6 and the name its
+/// id; `ResourceId` turns a number into a name or type. Language libraries are asked first.
 TARNKIT_API HINSTANCE FindResourceW(const char16_t* name, const char16_t* type);
 inline const char16_t* ResourceId(int id) {
     return reinterpret_cast<const char16_t*>(static_cast<std::uintptr_t>(static_cast<WORD>(id)));
@@ -46,12 +59,13 @@ inline const char16_t* ResourceId(int id) {
 
 /// Loads a string resource; an empty or missing one empties `text` and gives false.
 TARNKIT_API bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text);
-/// The same from the first registered module that has it.
+/// The same from the first registered module that has the string.
 TARNKIT_API bool LoadStringW(int id, CUnicodeString& text);
 
-/// Loads a library, looked for beside the executable and then where the platform searches; null when it
-/// cannot be loaded, with the last error as the load left it. `Clean` gives the library back. Modules that
-/// announced themselves while loading are initialised when Tarnkit is.
+/// Loads a library, looked for beside the executable and then where the system searches. Returns null when it
+/// cannot be loaded, also because one of its static objects throws, and leaves the reason in the last error;
+/// nothing is shown. `Clean` releases the library. Modules that registered themselves while they were loaded
+/// are initialised at once, or by `Initialize`.
 TARNKIT_API HINSTANCE LoadDLL(const char16_t* name);
 /// The same; a failure is the check `ERR_CANT_LOAD_DLL`.
 TARNKIT_API HINSTANCE LoadModule(const char16_t* name);
@@ -63,25 +77,27 @@ inline constexpr int kNumberOfLanguageCodes = 48;
 TARNKIT_API int NumberOfLanguages();
 /// The code of the available language at `index` (0 to `NumberOfLanguages() - 1`).
 TARNKIT_API int GetLanguageCode(int index);
-/// The position of a code among the available languages, or -1.
+/// The position of a code among the available languages; -1 when it is not one of them.
 TARNKIT_API int FindLanguageIndex(int code);
-/// How an available language calls itself; its code in decimal when its library does not say.
+/// The name of an available language in that language; its code in decimal when its library has no name.
 TARNKIT_API CUnicodeString GetLanguageDisplayName(int code);
 
 TARNKIT_API int GetCurrentLanguageCode();
-/// Makes an available language the current one and exchanges the language libraries.
+/// Makes an available language the current one and loads its libraries instead of the previous ones.
 TARNKIT_API void SetCurrentLanguageCode(int code);
 
+/// True; asserts on a code outside of the range.
 TARNKIT_API bool CanDisplayLanguage(int code);
 /// The Windows language identifier: the sublanguage shifted left by 10 bits, or-ed with the primary language.
 TARNKIT_API int GetSystemLanguageIdFromInterfaceCode(int code);
-/// The code whose language and sublanguage match, or whose language matches any sublanguage; -1 when none.
+/// The code whose language and sublanguage match, else the code of the language without a sublanguage; -1
+/// when there is neither.
 TARNKIT_API int GetInterfaceCodeFromSystemLanguageId(unsigned short languageId);
 
-// What the message catalogue asks of the registry.
+// For the message catalogue.
 
-/// The module and the string id that the first registered module in search order (last added first) gives
-/// for a message name; false when none knows it.
+/// The first module that knows a message name, in the order above, and the string id there; false when none
+/// does.
 TARNKIT_API bool FindMessage(const char16_t* name, HINSTANCE& module, int& id);
 /// The text of a message as if `language` were the current one; false when there is none.
 TARNKIT_API bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& text);

@@ -1,8 +1,9 @@
-// The string table of a resource module on the systems that have no resources of their own.
-//
-// A resource module exports one object of this shape under the name ___TarnkitStrings; the message compiler
-// writes its definition. Plain constant data: the module owns all of it and it lives as long as the module is
-// loaded. On Windows a string table is a resource and this header is not used.
+/// \file
+/// The string table of a resource module on systems whose modules have no resources.
+///
+/// A resource module exports one object of this form under the name ___TarnkitStrings; the message compiler
+/// writes its definition. It is constant data that the module owns and that lives as long as the module is
+/// loaded. On Windows a string table is a resource and this header is not used.
 #pragma once
 
 #include <tarnkit/export.h>
@@ -12,7 +13,7 @@ namespace Tarn {
 struct CResourceString {
     int id; // 0..65535
     const char16_t* text;
-    int length; // units of `text`; a zero need not follow them
+    int length; // of `text` in units; it need not end with a zero
 };
 
 struct CResourceStrings {
@@ -27,6 +28,6 @@ struct CResourceStrings {
 } // namespace Tarn
 
 extern "C" {
-/// What a resource module defines, one table for each.
+/// Each resource module defines its own.
 TARNKIT_MODULE_EXPORT extern const Tarn::CResourceStrings ___TarnkitStrings;
 }

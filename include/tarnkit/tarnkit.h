@@ -1,4 +1,5 @@
-// All of Tarnkit in one include.
+/// \file
+/// All of Tarnkit in one include.
 #pragma once
 
 #include <tarnkit/archive.h>

@@ -1,7 +1,8 @@
-// CVerInfo: the version record of a module.
-//
-// The handheld platform keeps no version records, so there is never one to read. A value; one thread at a
-// time.
+/// \file
+/// CVerInfo: the version record of a module.
+///
+/// No version records are read on any system; the class is the place where they would be. A value; for one
+/// thread at a time.
 #pragma once
 
 #include <tarnkit/array.h>
@@ -13,15 +14,15 @@ namespace Tarn {
 
 class TARNKIT_API CVerInfo {
 public:
-    /// For the module or file of that name, which need not exist.
+    /// For the module or file with this name, which need not exist.
     explicit CVerInfo(const CUnicodeString& name);
     CVerInfo(const CVerInfo& other);
     CVerInfo& operator=(const CVerInfo&) = delete;
 
-    /// False, with `information` untouched, when there is no record: always.
+    /// False when there is no record, which is always so; `information` is not changed.
     bool GetFixedFileInfo(VS_FIXEDFILEINFO& information) const;
 
-    /// The text of that name in the record; empty when there is none: always.
+    /// The text with this name in the record; empty when there is none, which is always so.
     CUnicodeString GetString(const char16_t* name) const;
 
 private:

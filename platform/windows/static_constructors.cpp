@@ -33,8 +33,9 @@ void runConstructors() {
     while (*end != nullptr)
         end++;
     const auto size = static_cast<std::size_t>(end - first) * sizeof(TConstructor);
+    // Some linkers put the table beside the code, which must go on running meanwhile.
     DWORD protection;
-    if (!VirtualProtect(first, size, PAGE_READWRITE, &protection))
+    if (!VirtualProtect(first, size, PAGE_EXECUTE_READWRITE, &protection))
         return;
     for (TConstructor* entry = std::find(first, end, &runConstructors); entry-- > first;) {
         const TConstructor constructor = *entry;
