@@ -9,6 +9,23 @@ namespace {
 // The multiplicative hash of all keys; it wraps around.
 constexpr unsigned nextHash(unsigned hash, unsigned value) { return hash * 33 + value; }
 
+// Both types of 16-bit text have functions of their own: neither may be read as the other.
+template<class Unit>
+int wideHash(const Unit* key) {
+    unsigned hash = 0;
+    for (; *key != 0; key++)
+        hash = nextHash(hash, *key);
+    return static_cast<int>(hash);
+}
+
+template<class Unit>
+bool areWideTextsEqual(const Unit* a, const Unit* b) {
+    for (; *a == *b; a++, b++)
+        if (*a == 0)
+            return true;
+    return false;
+}
+
 } // namespace
 
 namespace Tarn {
@@ -48,22 +65,15 @@ int HashKey(const char* key) {
     return static_cast<int>(hash);
 }
 
-int HashKey(const char16_t* key) {
-    unsigned hash = 0;
-    for (; *key != 0; key++)
-        hash = nextHash(hash, *key);
-    return static_cast<int>(hash);
-}
+int HashKey(const char16_t* key) { return wideHash(key); }
+int HashKey(const unsigned short* key) { return wideHash(key); }
 
 bool AreHashTableKeysEqual(const char* a, const char* b) { return std::strcmp(a, b) == 0; }
-
-bool AreHashTableKeysEqual(const char16_t* a, const char16_t* b) {
-    for (; *a == *b; a++, b++)
-        if (*a == 0)
-            return true;
-    return false;
+bool AreHashTableKeysEqual(const char16_t* a, const char16_t* b) { return areWideTextsEqual(a, b); }
+bool AreHashTableKeysEqual(const unsigned short* a, const unsigned short* b) {
+    return areWideTextsEqual(a, b);
 }
 
 bool AreMapKeysEqual(const char* a, const char* b) { return AreHashTableKeysEqual(a, b); }
-
 bool AreMapKeysEqual(const char16_t* a, const char16_t* b) { return AreHashTableKeysEqual(a, b); }
+bool AreMapKeysEqual(const unsigned short* a, const unsigned short* b) { return AreHashTableKeysEqual(a, b); }

@@ -1,14 +1,24 @@
-// What the map and the hash table ask about their keys: a hash, and whether two keys are the same.
-//
-// The templates call `HashKey`, `AreHashTableKeysEqual` and `AreMapKeysEqual` by overloading. Text, numbers,
-// enumerations and addresses are served here, and so is every class that converts to text (`CString`,
-// `CUnicodeString`). A key type of your own brings a `HashKey` in the namespace of the type; where its `==`
-// is not the right question, it brings the comparisons too. Equal keys must have equal hashes, and neither
-// function may change anything. A key of type `const char*` or `const char16_t*` stands for its text, which
-// must outlive the table; every other pointer stands for its address. Any thread.
+/// \file
+/// What the map and the hash table need to know of their keys: a hash, and whether two keys are equal.
+///
+/// The templates call `HashKey`, `AreHashTableKeysEqual` and `AreMapKeysEqual`, found by overloading. Text,
+/// numbers, enumerations and addresses are served here, and so is every class that converts to text
+/// (`CString`, `CUnicodeString`). For a key type of your own, declare a `HashKey` in the namespace of the
+/// type, and both comparisons too if its `==` is not the right test. Equal keys must have equal hashes, and
+/// neither function may change anything.
+///
+/// A pointer to 8-bit or 16-bit text (`char`, `char16_t`, `unsigned short`, `wchar_t` where it has 16 bits)
+/// stands for its text, which must outlive the table; every other pointer stands for its address. Any thread.
+///
+/// \code
+/// struct CPlace { int page, line; bool operator==(const CPlace&) const = default; };
+/// int HashKey(const CPlace& place) { return place.page * 100 + place.line; }
+/// CMap<CPlace, CUnicodeString> notes;
+/// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
+#include <tarnkit/wide_text.h>
 
 #include <concepts>
 #include <cstdint>
@@ -19,7 +29,7 @@ namespace Tarn {
 /// The smallest prime of the bucket-size table that is greater than `n`. Asserts when there is none.
 TARNKIT_API int UpperPrimeNumber(int n);
 
-/// The hash of `size` bytes, fastest on a block that is aligned to 4 bytes. The same on every target.
+/// The hash of `size` bytes. It is the same on every target, and fastest for a block aligned to 4 bytes.
 TARNKIT_API int HashMemoryBlock(const void* block, int size);
 
 /// A class that converts to zero-terminated text of `Unit`.
@@ -36,12 +46,27 @@ concept CPlainKey = !std::is_pointer_v<Key> && !std::is_array_v<Key> && !CTextCl
 /// The hash of a zero-terminated text, which must not be null. ASCII text has the same hash in both widths.
 TARNKIT_API int HashKey(const char* key);
 TARNKIT_API int HashKey(const char16_t* key);
+TARNKIT_API int HashKey(const unsigned short* key);
+template<Tarn::CWideUnit Wide>
+int HashKey(const Wide* key) {
+    return HashKey(Tarn::FromWide(key));
+}
 
 /// Exact, case-sensitive equality of two zero-terminated texts, which must not be null.
 TARNKIT_API bool AreHashTableKeysEqual(const char* a, const char* b);
 TARNKIT_API bool AreHashTableKeysEqual(const char16_t* a, const char16_t* b);
+TARNKIT_API bool AreHashTableKeysEqual(const unsigned short* a, const unsigned short* b);
+template<Tarn::CWideUnit Wide>
+bool AreHashTableKeysEqual(const Wide* a, const Wide* b) {
+    return AreHashTableKeysEqual(Tarn::FromWide(a), Tarn::FromWide(b));
+}
 TARNKIT_API bool AreMapKeysEqual(const char* a, const char* b);
 TARNKIT_API bool AreMapKeysEqual(const char16_t* a, const char16_t* b);
+TARNKIT_API bool AreMapKeysEqual(const unsigned short* a, const unsigned short* b);
+template<Tarn::CWideUnit Wide>
+bool AreMapKeysEqual(const Wide* a, const Wide* b) {
+    return AreMapKeysEqual(Tarn::FromWide(a), Tarn::FromWide(b));
+}
 
 template<class Key>
 requires std::integral<Key> || std::is_enum_v<Key>

@@ -22,6 +22,14 @@ TEST(Hashing, TextHashesAreTimes33OverSignedBytesOrUnsignedUnits) {
     EXPECT_EQ(HashKey(u"\u00E9"), 233);
     EXPECT_EQ(HashKey(u"\uFFFF\uFFFF"), 0xFFFF * 34);
     EXPECT_EQ(HashKey("a text long enough to wrap around"), HashKey(u"a text long enough to wrap around"));
+    const unsigned short oldText[] = {0xE9, 0xFFFF, 0}, sameText[] = {0xE9, 0xFFFF, 0};
+    EXPECT_EQ(HashKey(oldText), HashKey(u"\u00E9\uFFFF"));
+    EXPECT_TRUE(AreMapKeysEqual(oldText, sameText) && AreHashTableKeysEqual(oldText, sameText));
+    EXPECT_FALSE(AreMapKeysEqual(oldText, oldText + 1) || AreHashTableKeysEqual(oldText, oldText + 1));
+    const wchar_t wide[] = L"ab", sameWide[] = L"ab";
+    EXPECT_EQ(HashKey(wide) == 3299, kIsWideTextUtf16) << "addresses where wide text is not 16-bit text";
+    EXPECT_EQ(AreMapKeysEqual(wide, sameWide), kIsWideTextUtf16);
+    EXPECT_EQ(AreHashTableKeysEqual(wide, sameWide), kIsWideTextUtf16);
     // Strings hash as their text does.
     EXPECT_EQ(HashKey(CString("\xE9")), -23);
     EXPECT_EQ(HashKey(CUnicodeString(u"ab")), 3299);
