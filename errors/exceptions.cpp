@@ -10,6 +10,7 @@
 #include "errors/reporting.h"
 #include "memory/in_destructor.h"
 #include "platform/platform.h"
+#include "strings/constant_text.h"
 
 #include <iterator>
 
@@ -123,28 +124,7 @@ const CMessage* messageOfType(CFileException::TType type) {
 // The one memory exception of the process: never destroyed, so that it may be in flight more than once.
 constinit Immortal<CMemoryException> memoryException;
 
-// A text with a string body of its own, which takes no memory at any time. Its count starts so high that it
-// is never destroyed and never written to, even if threads that share it lose counts.
-template<int kUnits>
-struct CConstantBody {
-    int referenceCount = 0x40000000;
-    int length = kUnits - 1;
-    int allocatedSize = static_cast<int>(sizeof(CConstantBody));
-    char16_t text[kUnits];
-
-    constexpr explicit CConstantBody(const char16_t (&literal)[kUnits]) {
-        for (int i = 0; i < kUnits; i++)
-            text[i] = literal[i];
-    }
-};
-
-constinit CConstantBody memoryText(u"Not enough memory!");
-
-class CConstantText : public CUnicodeString {
-public:
-    // Adds the reference that the string gives back when it ends.
-    explicit CConstantText(CUnicodeStringBody* text) : CUnicodeString(text) { text->IncRef(); }
-};
+constinit CConstantText memoryText(u"Not enough memory!");
 
 } // namespace
 
@@ -232,9 +212,7 @@ void CUserException::Warning() const {}
 
 CMemoryException::~CMemoryException() = default;
 
-CUnicodeString CMemoryException::MessageText() const {
-    return CConstantText(reinterpret_cast<CUnicodeStringBody*>(&memoryText));
-}
+CUnicodeString CMemoryException::MessageText() const { return memoryText.Text(); }
 
 void* CMemoryException::operator new(std::size_t size) {
     if (size != sizeof(CMemoryException))

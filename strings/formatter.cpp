@@ -17,7 +17,7 @@ namespace Tarn {
 
 namespace {
 
-// No double has more digits than this behind the point; those that are asked for beyond it are zeros.
+// No double has more digits than this after the decimal point; any more that are asked for are zeros.
 constexpr int kLongestFraction = 1074;
 constexpr int kLongestDouble = kLongestFraction + 320;
 constexpr int kLongestInteger = 64 / 3 + 1;
@@ -32,46 +32,38 @@ constexpr char toLower(char unit) {
 
 void makeUpper(char* text, char* end) { std::transform(text, end, text, toUpper); }
 
-// Whole characters of 16-bit text, at most `limit` bytes of them in the system's code page. Reads no unit
-// behind the last one that is needed.
-CString narrowedUpTo(const char16_t* text, int limit) {
-    CString result;
-    while (result.GetLength() < limit && *text != 0) {
-        const bool isPair = (text[0] & 0xFC00) == 0xD800 && (text[1] & 0xFC00) == 0xDC00;
-        const int units = isPair ? 2 : 1;
-        const CString character(text, units, CP_ACP);
-        if (character.IsEmpty() || character.GetLength() > limit - result.GetLength())
+CUnicodeString otherWidth(const char* text, int length) { return CUnicodeString(text, length, CP_ACP); }
+CString otherWidth(const char16_t* text, int length) { return CString(text, length, CP_ACP); }
+
+// The whole characters at the start of `text` that have at most `limit` units in the other width. What comes
+// after them is not read, so it need not be terminated. A text that ends before the limit is converted as a
+// whole: characters may combine, and one that is invalid leaves nothing of the text.
+template<class Unit>
+auto otherWidthUpTo(const Unit* text, int limit) {
+    constexpr int kLongestCharacter = 4; // in units, in either width
+    auto result = otherWidth(text, 0);
+    int taken = 0;
+    while (result.GetLength() < limit && text[taken] != 0) {
+        const int surelyFitting = std::max((limit - result.GetLength()) / kLongestCharacter, 1);
+        taken += TextUnits::LengthUpTo(text + taken, surelyFitting);
+        if constexpr (sizeof(Unit) > 1)
+            if (TextUnits::IsHighSurrogate(text[taken - 1]) && TextUnits::IsLowSurrogate(text[taken]))
+                taken++;
+        auto longer = otherWidth(text, taken);
+        // An 8-bit character has as many bytes as it takes to make it valid.
+        for (int bytes = 1; longer.IsEmpty() && bytes < kLongestCharacter && text[taken] != 0; bytes++)
+            longer = otherWidth(text, ++taken);
+        if (longer.GetLength() > limit)
             break;
-        result += character;
-        text += units;
+        result = longer;
+        if (result.IsEmpty())
+            break;
     }
     return result;
 }
 
-// The other way, at most `limit` units. A character has as many bytes as it takes to make it valid.
-CUnicodeString widenedUpTo(const char* text, int limit) {
-    constexpr int kLongestCharacter = 4;
-    CUnicodeString result;
-    while (result.GetLength() < limit && *text != 0) {
-        char16_t units[2];
-        int count = 0;
-        int bytes = 0;
-        while (count == 0 && bytes < kLongestCharacter && text[bytes] != 0) {
-            bytes++;
-            count = Platform::MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text, bytes, units, 2);
-        }
-        if (count == 0 || count > limit - result.GetLength())
-            break;
-        result += CUnicodeString(units, count);
-        text += bytes;
-    }
-    return result;
-}
-
-CUnicodeString otherWidth(const char* text) { return CUnicodeString(text, CP_ACP); }
-CString otherWidth(const char16_t* text) { return CString(text, CP_ACP); }
-CUnicodeString otherWidthUpTo(const char* text, int limit) { return widenedUpTo(text, limit); }
-CString otherWidthUpTo(const char16_t* text, int limit) { return narrowedUpTo(text, limit); }
+template<class Unit>
+using COtherUnit = std::conditional_t<sizeof(Unit) == 1, char16_t, char>;
 
 template<class Unit>
 const Unit* nullText() {
@@ -112,9 +104,9 @@ private:
     char* end = text;
     int missingZeros = 0;
 
-    void write(double value, std::chars_format form, int precision) {
-        const int digits = std::min(precision, kLongestFraction);
-        missingZeros = precision - digits;
+    void write(double value, std::chars_format form, long long precision) {
+        const int digits = static_cast<int>(std::min<long long>(precision, kLongestFraction));
+        missingZeros = static_cast<int>(std::min<long long>(precision - digits, INT_MAX));
         end = std::to_chars(text, text + kLongestDouble - 1, value, form, digits).ptr;
         findExponent('e');
     }
@@ -131,7 +123,7 @@ private:
     // `precision` significant digits, in the form that the exponent of the rounded number decides.
     void writeGeneral(double value, int precision, bool keepsZeros) {
         constexpr int kSmallestFixedExponent = -4;
-        const int digits = std::max(precision, 1);
+        const long long digits = std::max(precision, 1);
         write(value, std::chars_format::scientific, digits - 1);
         int power = 0;
         std::from_chars(exponent + (exponent[1] == '+' ? 2 : 1), end, power);
@@ -168,18 +160,19 @@ private:
 } // namespace
 
 template<class Unit>
-CFormatter<Unit>::CFormatter(Unit* outputBuffer, int outputSize, const Unit* formatText, va_list list)
+CPrintfFormatter<Unit>::CPrintfFormatter(Unit* outputBuffer, int outputSize, const Unit* formatText,
+                                         va_list list)
     : buffer(outputBuffer), size(outputSize), format(formatText) {
     va_copy(arguments, list);
 }
 
 template<class Unit>
-CFormatter<Unit>::~CFormatter() {
+CPrintfFormatter<Unit>::~CPrintfFormatter() {
     va_end(arguments);
 }
 
 template<class Unit>
-int CFormatter<Unit>::Run() {
+int CPrintfFormatter<Unit>::Run() {
     while (*format != 0 && !isFull) {
         const Unit* literal = format;
         while (*format != 0 && *format != '%')
@@ -201,9 +194,9 @@ int CFormatter<Unit>::Run() {
 
 // Parsing. -----------------------------------------------------------------------------------------------
 
-// False when the format ends or a number is beyond `int`.
+// False when the format ends here or a number in it is beyond `int`.
 template<class Unit>
-bool CFormatter<Unit>::parse(CConversion& conversion) {
+bool CPrintfFormatter<Unit>::parse(CConversion& conversion) {
     while (parseFlag(conversion))
         format++;
     if (!parseCount(conversion.width))
@@ -214,9 +207,10 @@ bool CFormatter<Unit>::parse(CConversion& conversion) {
     }
     if (*format == '.') {
         format++;
-        conversion.precision = 0;
         if (!parseCount(conversion.precision))
             return false;
+        if (conversion.precision < 0)
+            conversion.precision = kNoPrecision;
     }
     parseSize(conversion);
     if (*format == 0 || *format > 'z')
@@ -226,7 +220,7 @@ bool CFormatter<Unit>::parse(CConversion& conversion) {
 }
 
 template<class Unit>
-bool CFormatter<Unit>::parseFlag(CConversion& conversion) {
+bool CPrintfFormatter<Unit>::parseFlag(CConversion& conversion) {
     switch (*format) {
     case '-':
         return conversion.isLeft = true;
@@ -244,7 +238,7 @@ bool CFormatter<Unit>::parseFlag(CConversion& conversion) {
 }
 
 template<class Unit>
-bool CFormatter<Unit>::parseCount(int& count) {
+bool CPrintfFormatter<Unit>::parseCount(int& count) {
     if (*format == '*') {
         format++;
         count = va_arg(arguments, int);
@@ -258,7 +252,7 @@ bool CFormatter<Unit>::parseCount(int& count) {
 }
 
 template<class Unit>
-bool CFormatter<Unit>::skip(std::string_view text) {
+bool CPrintfFormatter<Unit>::skip(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); i++)
         if (format[i] != static_cast<Unit>(text[i]))
             return false;
@@ -267,19 +261,20 @@ bool CFormatter<Unit>::skip(std::string_view text) {
 }
 
 template<class Unit>
-void CFormatter<Unit>::parseSize(CConversion& conversion) {
-    // The longer of two prefixes that begin alike stands first.
+void CPrintfFormatter<Unit>::parseSize(CConversion& conversion) {
+    // Of two prefixes that begin alike, the longer comes first.
     static constexpr struct {
         std::string_view text;
-        TSize size;
+        TLength length;
     } kPrefixes[] = {
-        {"hh", TSize::octet},     {"h", TSize::shortWord},  {"ll", TSize::quadWord},  {"l", TSize::longWord},
-        {"I64", TSize::quadWord}, {"I32", TSize::standard}, {"I", TSize::pointer},    {"z", TSize::pointer},
-        {"t", TSize::pointer},    {"j", TSize::maximum},    {"L", TSize::longDouble}, {"w", TSize::wide},
+        {"hh", TLength::asChar},   {"h", TLength::asShort},      {"ll", TLength::asLongLong},
+        {"l", TLength::asLong},    {"I64", TLength::asLongLong}, {"I32", TLength::none},
+        {"I", TLength::asPointer}, {"z", TLength::asPointer},    {"t", TLength::asPointer},
+        {"j", TLength::asIntMax},  {"L", TLength::asLongDouble}, {"w", TLength::wide},
     };
     for (const auto& prefix : kPrefixes) {
         if (skip(prefix.text)) {
-            conversion.size = prefix.size;
+            conversion.length = prefix.length;
             return;
         }
     }
@@ -288,7 +283,7 @@ void CFormatter<Unit>::parseSize(CConversion& conversion) {
 // Conversions. -------------------------------------------------------------------------------------------
 
 template<class Unit>
-bool CFormatter<Unit>::convert(const CConversion& conversion) {
+bool CPrintfFormatter<Unit>::convert(const CConversion& conversion) {
     switch (conversion.letter) {
     case '%':
         fill('%', 1);
@@ -327,27 +322,27 @@ bool CFormatter<Unit>::convert(const CConversion& conversion) {
     }
 }
 
-// The argument with its sign, or without one, extended to 64 bits.
+// Takes an integer argument and extends it to 64 bits, with or without its sign.
 template<class Unit>
-unsigned long long CFormatter<Unit>::takeInteger(TSize argumentSize, bool isSigned) {
+unsigned long long CPrintfFormatter<Unit>::takeInteger(TLength length, bool isSigned) {
     const auto extend = [isSigned](auto value) {
         using Value = decltype(value);
         return isSigned ? static_cast<unsigned long long>(static_cast<long long>(value))
                         : static_cast<unsigned long long>(static_cast<std::make_unsigned_t<Value>>(value));
     };
-    switch (argumentSize) {
-    case TSize::octet:
+    switch (length) {
+    case TLength::asChar:
         return extend(static_cast<signed char>(va_arg(arguments, int)));
-    case TSize::shortWord:
+    case TLength::asShort:
         return extend(static_cast<short>(va_arg(arguments, int)));
-    case TSize::longWord:
+    case TLength::asLong:
         return extend(va_arg(arguments, long));
-    case TSize::quadWord:
-    case TSize::longDouble:
+    case TLength::asLongLong:
+    case TLength::asLongDouble:
         return extend(va_arg(arguments, long long));
-    case TSize::pointer:
+    case TLength::asPointer:
         return extend(va_arg(arguments, std::ptrdiff_t));
-    case TSize::maximum:
+    case TLength::asIntMax:
         return extend(va_arg(arguments, std::intmax_t));
     default:
         return extend(va_arg(arguments, int));
@@ -355,10 +350,10 @@ unsigned long long CFormatter<Unit>::takeInteger(TSize argumentSize, bool isSign
 }
 
 template<class Unit>
-void CFormatter<Unit>::convertInteger(const CConversion& conversion) {
+void CPrintfFormatter<Unit>::convertInteger(const CConversion& conversion) {
     const char letter = conversion.letter;
     const bool isSigned = letter == 'd' || letter == 'i';
-    unsigned long long value = takeInteger(conversion.size, isSigned);
+    unsigned long long value = takeInteger(conversion.length, isSigned);
     const bool isNegative = isSigned && static_cast<long long>(value) < 0;
     if (isNegative)
         value = 0 - value;
@@ -380,12 +375,12 @@ void CFormatter<Unit>::convertInteger(const CConversion& conversion) {
         number.prefix = letter == 'x' ? "0x" : "0X";
     else if (conversion.isAlternate && radix == 8 && number.zeros == 0 && !number.digits.starts_with('0'))
         number.zeros = 1;
-    putNumber(conversion, number, conversion.precision < 0);
+    putNumber(conversion, number, conversion.precision == kNoPrecision);
 }
 
 template<class Unit>
-void CFormatter<Unit>::convertFloat(const CConversion& conversion) {
-    const double value = conversion.size == TSize::longDouble
+void CPrintfFormatter<Unit>::convertFloat(const CConversion& conversion) {
+    const double value = conversion.length == TLength::asLongDouble
                              ? static_cast<double>(va_arg(arguments, long double))
                              : va_arg(arguments, double);
     const bool isHex = toLower(conversion.letter) == 'a';
@@ -422,7 +417,7 @@ void CFormatter<Unit>::convertFloat(const CConversion& conversion) {
 
 // All digits of a pointer, in upper case.
 template<class Unit>
-void CFormatter<Unit>::convertPointer(const CConversion& conversion) {
+void CPrintfFormatter<Unit>::convertPointer(const CConversion& conversion) {
     char digits[kLongestInteger];
     const auto value = reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*));
     char* end = std::to_chars(digits, digits + kLongestInteger, value, 16).ptr;
@@ -435,13 +430,13 @@ void CFormatter<Unit>::convertPointer(const CConversion& conversion) {
 }
 
 template<class Unit>
-bool CFormatter<Unit>::isWide(const CConversion& conversion) const {
-    switch (conversion.size) {
-    case TSize::octet:
-    case TSize::shortWord:
+bool CPrintfFormatter<Unit>::isWide(const CConversion& conversion) const {
+    switch (conversion.length) {
+    case TLength::asChar:
+    case TLength::asShort:
         return false;
-    case TSize::longWord:
-    case TSize::wide:
+    case TLength::asLong:
+    case TLength::wide:
         return true;
     default:
         return (sizeof(Unit) > 1) == (toLower(conversion.letter) == conversion.letter);
@@ -449,42 +444,41 @@ bool CFormatter<Unit>::isWide(const CConversion& conversion) const {
 }
 
 template<class Unit>
-void CFormatter<Unit>::convertUnit(const CConversion& conversion) {
+void CPrintfFormatter<Unit>::convertUnit(const CConversion& conversion) {
     const int argument = va_arg(arguments, int);
-    const auto narrow = static_cast<char>(argument);
-    const auto wide = static_cast<char16_t>(argument);
+    const auto own = static_cast<Unit>(argument);
+    const auto other = static_cast<COtherUnit<Unit>>(argument);
     if (isWide(conversion) == (sizeof(Unit) > 1)) {
-        const auto unit = static_cast<Unit>(argument);
-        putText(conversion, &unit, 1);
-    } else if (isWide(conversion)) {
-        const CString text(&wide, 1, CP_ACP);
-        putText(conversion, text.Ptr(), text.GetLength());
+        putText(conversion, &own, 1);
+    } else if (other == 0) { // a NUL would end the text that it is converted to
+        putText(conversion, &other, 1);
     } else {
-        const CUnicodeString text(&narrow, 1, CP_ACP);
+        const auto text = otherWidth(&other, 1);
         putText(conversion, text.Ptr(), text.GetLength());
     }
 }
 
 template<class Unit>
-void CFormatter<Unit>::convertText(const CConversion& conversion) {
-    using OtherUnit = std::conditional_t<sizeof(Unit) == 1, char16_t, char>;
+void CPrintfFormatter<Unit>::convertText(const CConversion& conversion) {
     const void* argument = va_arg(arguments, void*);
-    const int limit = conversion.precision < 0 ? INT_MAX : conversion.precision;
+    const int limit = conversion.precision == kNoPrecision ? INT_MAX : conversion.precision;
     if (argument == nullptr || isWide(conversion) == (sizeof(Unit) > 1)) {
         const Unit* text = argument != nullptr ? static_cast<const Unit*>(argument) : nullText<Unit>();
         putText(conversion, text, TextUnits::LengthUpTo(text, limit));
         return;
     }
-    const auto* other = static_cast<const OtherUnit*>(argument);
-    const auto text = conversion.precision < 0 ? otherWidth(other) : otherWidthUpTo(other, limit);
+    const auto* other = static_cast<const COtherUnit<Unit>*>(argument);
+    const auto text = conversion.precision == kNoPrecision
+                          ? otherWidth(other, TextUnits::CheckedLength(other))
+                          : otherWidthUpTo(other, limit);
     putText(conversion, text.Ptr(), text.GetLength());
 }
 
 // Output. ------------------------------------------------------------------------------------------------
 
 template<class Unit>
-void CFormatter<Unit>::putNumber(const CConversion& conversion, const CNumberText& number,
-                                 bool mayPadWithZeros) {
+void CPrintfFormatter<Unit>::putNumber(const CConversion& conversion, const CNumberText& number,
+                                       bool mayPadWithZeros) {
     const auto length =
         static_cast<long long>(number.prefix.size() + number.digits.size() + number.exponent.size()) +
         number.zeros + number.trailingZeros;
@@ -505,7 +499,7 @@ void CFormatter<Unit>::putNumber(const CConversion& conversion, const CNumberTex
 
 template<class Unit>
 template<class TextUnit>
-void CFormatter<Unit>::putText(const CConversion& conversion, const TextUnit* text, int length) {
+void CPrintfFormatter<Unit>::putText(const CConversion& conversion, const TextUnit* text, int length) {
     const int padding = std::max(conversion.width - length, 0);
     if (!conversion.isLeft)
         fill(conversion.hasZeros ? '0' : ' ', padding);
@@ -516,7 +510,7 @@ void CFormatter<Unit>::putText(const CConversion& conversion, const TextUnit* te
 
 template<class Unit>
 template<class TextUnit>
-void CFormatter<Unit>::put(const TextUnit* text, int count) {
+void CPrintfFormatter<Unit>::put(const TextUnit* text, int count) {
     const int fitting = std::min(count, size - used);
     std::transform(text, text + fitting, buffer + used,
                    [](TextUnit unit) { return static_cast<Unit>(unit); });
@@ -525,7 +519,7 @@ void CFormatter<Unit>::put(const TextUnit* text, int count) {
 }
 
 template<class Unit>
-void CFormatter<Unit>::fill(char unit, int count) {
+void CPrintfFormatter<Unit>::fill(char unit, int count) {
     const int fitting = std::min(count, size - used);
     std::fill_n(buffer + used, fitting, static_cast<Unit>(unit));
     used += fitting;
@@ -533,11 +527,11 @@ void CFormatter<Unit>::fill(char unit, int count) {
 }
 
 int FormatInto(char* buffer, int size, const char* format, va_list arguments) {
-    return CFormatter<char>(buffer, size, format, arguments).Run();
+    return CPrintfFormatter<char>(buffer, size, format, arguments).Run();
 }
 
 int FormatInto(char16_t* buffer, int size, const char16_t* format, va_list arguments) {
-    return CFormatter<char16_t>(buffer, size, format, arguments).Run();
+    return CPrintfFormatter<char16_t>(buffer, size, format, arguments).Run();
 }
 
 } // namespace Tarn

@@ -1,5 +1,5 @@
-// The printf engine behind `FormatInto`, one template for both widths; what it understands stands in
-// tarnkit/text_of_values.h.
+// The printf engine behind `FormatInto`, one template for both widths. The formats that it understands are
+// described in tarnkit/text_of_values.h.
 #pragma once
 
 #include <cstdarg>
@@ -8,19 +8,32 @@
 namespace Tarn {
 
 template<class Unit>
-class CFormatter {
+class CPrintfFormatter {
 public:
-    CFormatter(Unit* outputBuffer, int outputSize, const Unit* formatText, va_list list);
-    ~CFormatter();
+    CPrintfFormatter(Unit* outputBuffer, int outputSize, const Unit* formatText, va_list list);
+    ~CPrintfFormatter();
 
-    CFormatter(const CFormatter&) = delete;
-    CFormatter& operator=(const CFormatter&) = delete;
+    CPrintfFormatter(const CPrintfFormatter&) = delete;
+    CPrintfFormatter& operator=(const CPrintfFormatter&) = delete;
 
     /// The number of units written, or -1 when they did not fit.
     int Run();
 
 private:
-    enum class TSize { standard, octet, shortWord, longWord, quadWord, pointer, maximum, longDouble, wide };
+    // The length modifiers of C, and `w`.
+    enum class TLength {
+        none,
+        asChar,
+        asShort,
+        asLong,
+        asLongLong,
+        asPointer,
+        asIntMax,
+        asLongDouble,
+        wide,
+    };
+
+    static constexpr int kNoPrecision = -1;
 
     // One conversion of the format, from its flags to its letter.
     struct CConversion {
@@ -30,13 +43,13 @@ private:
         bool isAlternate = false;
         bool hasZeros = false;
         int width = 0;
-        int precision = -1; ///< negative when none was given
-        TSize size = TSize::standard;
+        int precision = kNoPrecision;
+        TLength length = TLength::none;
         char letter = 0;
     };
 
-    // A number in the order in which its parts are shown; the padding zeros of the width stand before the
-    // zeros that the number itself begins with.
+    // The parts of a number in the order in which they are shown. The zeros that pad it to its width come
+    // before the zeros that the number itself begins with.
     struct CNumberText {
         std::string_view prefix;
         int zeros = 0;
@@ -60,7 +73,7 @@ private:
 
     bool convert(const CConversion& conversion);
     void convertInteger(const CConversion& conversion);
-    unsigned long long takeInteger(TSize argumentSize, bool isSigned);
+    unsigned long long takeInteger(TLength length, bool isSigned);
     void convertFloat(const CConversion& conversion);
     void convertPointer(const CConversion& conversion);
     void convertUnit(const CConversion& conversion);

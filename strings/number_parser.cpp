@@ -1,5 +1,7 @@
 #include "strings/number_parser.h"
 
+#include <tarnkit/data_model.h>
+
 #include "strings/text_units.h"
 
 #include <algorithm>
@@ -24,7 +26,7 @@ bool hasHexPrefix(const char* text) {
     return text[0] == '0' && (text[1] | 0x20) == 'x' && digitValue(text[2]) < 16;
 }
 
-// Moves over white space and a sign; true for a minus.
+// Skips white space and a sign; true for a minus.
 bool skipToDigits(const char*& text) {
     while (TextUnits::IsSpace(*text))
         text++;
@@ -35,12 +37,11 @@ bool skipToDigits(const char*& text) {
 }
 
 struct CMagnitude {
-    std::uint64_t value = 0; ///< no longer exact above what 32 bits hold
+    UInt64 value = 0;
     const char* end = nullptr;
     bool isNegative = false;
+    bool isTooLarge = false;
 };
-
-constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 33;
 
 CMagnitude parseMagnitude(const char* text, int radix) {
     CMagnitude result;
@@ -54,15 +55,18 @@ CMagnitude parseMagnitude(const char* text, int radix) {
     if (isPrefixed)
         text += 2;
     for (; digitValue(*text) < radix; text++) {
-        const auto digit = static_cast<std::uint64_t>(digitValue(*text));
-        result.value = std::min(result.value * static_cast<std::uint64_t>(radix) + digit, kTooLarge);
+        const auto digit = static_cast<UInt64>(digitValue(*text));
+        const auto base = static_cast<UInt64>(radix);
+        result.isTooLarge =
+            result.isTooLarge || result.value > (std::numeric_limits<UInt64>::max() - digit) / base;
+        result.value = result.value * base + digit;
         result.end = text + 1;
     }
     return result;
 }
 
 // Whether a number that no double holds, written between `text` and `end`, is too small rather than too
-// large: whether its exponent leaves its first significant digit behind the point.
+// large: whether its exponent leaves its first significant digit after the decimal point.
 bool isTooSmall(const char* text, const char* end, bool isHex) {
     const char letter = isHex ? 'p' : 'e';
     const int digitWeight = isHex ? 4 : 1; // what a digit before the point adds to the exponent
@@ -94,22 +98,21 @@ const char* hexLimit(const char* text) {
 
 } // namespace
 
-CParsedNumber<std::int32_t> ParseSigned(const char* text, int radix) {
-    using Limits = std::numeric_limits<std::int32_t>;
+template<class Number>
+CParsedNumber<Number> ParseInteger(const char* text, int radix) {
+    using Limits = std::numeric_limits<Number>;
     const CMagnitude magnitude = parseMagnitude(text, radix);
-    const auto value = static_cast<std::int64_t>(magnitude.value) * (magnitude.isNegative ? -1 : 1);
-    const std::int64_t clamped = std::clamp<std::int64_t>(value, Limits::min(), Limits::max());
-    return {static_cast<std::int32_t>(clamped), magnitude.end, clamped == value};
+    const bool isBelowZero = magnitude.isNegative && Limits::is_signed;
+    const UInt64 largest = static_cast<UInt64>(Limits::max()) + (isBelowZero ? 1 : 0);
+    if (magnitude.isTooLarge || magnitude.value > largest)
+        return {isBelowZero ? Limits::min() : Limits::max(), magnitude.end, false};
+    return {static_cast<Number>(magnitude.isNegative ? 0 - magnitude.value : magnitude.value), magnitude.end};
 }
 
-CParsedNumber<std::uint32_t> ParseUnsigned(const char* text, int radix) {
-    constexpr std::uint32_t kLargest = std::numeric_limits<std::uint32_t>::max();
-    const CMagnitude magnitude = parseMagnitude(text, radix);
-    if (magnitude.value > kLargest)
-        return {kLargest, magnitude.end, false};
-    const auto value = static_cast<std::uint32_t>(magnitude.value);
-    return {magnitude.isNegative ? 0 - value : value, magnitude.end};
-}
+template CParsedNumber<int> ParseInteger(const char*, int);
+template CParsedNumber<unsigned> ParseInteger(const char*, int);
+template CParsedNumber<Int64> ParseInteger(const char*, int);
+template CParsedNumber<UInt64> ParseInteger(const char*, int);
 
 CParsedNumber<double> ParseDouble(const char* text) {
     const char* number = text;

@@ -13,10 +13,11 @@ namespace Tarn {
 
 namespace {
 
-// Above this size a body is no small block of the pool, and growing it copies enough to be worth slack.
+// A body above this size is not a small block of the pool, and copying it costs enough to make slack worth
+// it.
 constexpr int kLargestSmallBody = 512;
 
-// `assignStr` of 8-bit text keeps one byte more than the room test asks for; 16-bit text does not.
+// `assignStr` writes 8-bit text in place only when one byte more than the room test asks for is free.
 template<class Unit>
 constexpr int kSpareUnitsInPlace = sizeof(Unit) == 1 ? 1 : 0;
 
@@ -37,7 +38,7 @@ void moveUnits(Unit* to, const Unit* from, int count) {
     std::memmove(to, from, static_cast<std::size_t>(std::max(count, 0)) * sizeof(Unit));
 }
 
-// A body with the first `count` units of `text`.
+// Makes a body of the first `count` units of `text`.
 template<class Unit>
 CStringBodyOf<Unit>* makeBody(const Unit* text, int count) {
     CStringBodyOf<Unit>* body = CStringBodyOf<Unit>::MakeNew(count);
@@ -71,21 +72,24 @@ private:
 // Bodies. ------------------------------------------------------------------------------------------------
 
 template<class Unit>
-constinit CStringBodyOf<Unit> CStringBodyOf<Unit>::emptyStringBody(2, sizeof(Unit));
+constinit CStringBodyOf<Unit> CStringBodyOf<Unit>::emptyStringBody(2, sizeof(Unit), 0, 0);
 
 template<class Unit>
 CStringBodyOf<Unit>* CStringBodyOf<Unit>::MakeNew(int length) {
     static_assert(offsetof(CStringBodyOf, text) == kHeaderSize);
     int size = 0;
     void* block = GetStringBodyPool().Alloc(RequiredMemorySize(length), size);
-    auto* body = ::new (block) CStringBodyOf(1, size);
+    auto* body = ::new (block) CStringBodyOf;
+    body->referenceCount = 1;
     body->length = length;
+    body->allocatedSize = size;
     return body;
 }
 
 template<class Unit>
 void CStringBodyOf<Unit>::destroy() {
-    // All threads count on the empty body without a lock, so its count can drift; it must never be freed.
+    // All threads change the count of the empty body without a lock, so it can drift; the body is never
+    // freed.
     if (this == &emptyStringBody)
         referenceCount = 2;
     else
@@ -160,7 +164,7 @@ void CStringOf<Unit>::assignStr(const Unit* text, int count) {
         ReleaseBuffer(count);
         return;
     }
-    // A text inside our own that is released here would be lost; it can only be the whole of it.
+    // Releasing the body here would destroy a text inside it, which can only be the whole of it.
     if (text == Ptr() && count == GetLength())
         return;
     Empty();

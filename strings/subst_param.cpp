@@ -7,7 +7,7 @@ namespace Tarn {
 
 namespace {
 
-// The number that a run of digits means, or -1 when there is none that an `int` holds.
+// The number that the digits stand for, or -1 when there are none or the number is beyond `int`.
 template<class Unit>
 int parameterIndex(const Unit* digits, int count) {
     if (count == 0)
@@ -28,7 +28,7 @@ typename CStringOf<Unit>::String CStringOf<Unit>::SubstParam(const Unit* const* 
     result.SetBufferLength(GetLength());
     int position = 0;
     while (position < GetLength()) {
-        const int percent = Find('%', position);
+        const int percent = Find(static_cast<Unit>('%'), position);
         if (percent < 0 || percent == GetLength() - 1) {
             result.concatStr(Ptr() + position, GetLength() - position);
             break;

@@ -12,7 +12,7 @@ namespace Tarn {
 
 namespace {
 
-// What the results get room for: a number in all but the longest forms; a formatted text at first.
+// The room that results start with: enough for numbers in all but the longest forms, and for most formats.
 constexpr int kNumberRoom = 40;
 constexpr int kFirstFormatRoom = 256;
 
@@ -32,29 +32,29 @@ String magnitudeText(unsigned long long magnitude, bool isNegative, int radix) {
     return result;
 }
 
-// A number of any integer type, as that type is wide.
+// A number of any integer type, as wide as that type is. Numbers of 64 bits have three radixes only.
 template<class String, class Number>
 String integerText(Number value, int radix) {
     using Magnitude = std::make_unsigned_t<Number>;
+    if (sizeof(Number) > sizeof(int) && radix != 8 && radix != 16)
+        radix = 10;
     const bool isNegative = value < 0 && radix == 10;
     const auto magnitude = static_cast<Magnitude>(value);
     return magnitudeText<String>(isNegative ? static_cast<Magnitude>(0 - magnitude) : magnitude, isNegative,
                                  radix);
 }
 
-// The 64-bit forms know three radixes.
-constexpr int knownRadix(int radix) { return radix == 8 || radix == 16 ? radix : 10; }
-
 template<class String, class Unit>
 String formatted(const Unit* format, va_list arguments) {
-    for (int room = kFirstFormatRoom;; room *= 2) {
+    constexpr int kLongest = String::Body::kLongestLength;
+    for (int room = kFirstFormatRoom;; room = room > kLongest / 2 ? kLongest : room * 2) {
         String result;
         const int length = FormatInto(result.GetBuffer(room), room, format, arguments);
         if (length >= 0) {
             result.ReleaseBuffer(length);
             return result;
         }
-        if (room > INT_MAX / 2)
+        if (room == kLongest)
             ThrowMemoryException();
     }
 }
@@ -89,8 +89,8 @@ CString Str(int value, int radix) { return integerText<CString>(value, radix); }
 CString Str(long value, int radix) { return integerText<CString>(value, radix); }
 CString Str(unsigned int value, int radix) { return integerText<CString>(value, radix); }
 CString Str(unsigned long value, int radix) { return integerText<CString>(value, radix); }
-CString Str(Int64 value, int radix) { return integerText<CString>(value, knownRadix(radix)); }
-CString Str(UInt64 value, int radix) { return integerText<CString>(value, knownRadix(radix)); }
+CString Str(Int64 value, int radix) { return integerText<CString>(value, radix); }
+CString Str(UInt64 value, int radix) { return integerText<CString>(value, radix); }
 
 CUnicodeString UnicodeStr(int value, int radix) { return integerText<CUnicodeString>(value, radix); }
 CUnicodeString UnicodeStr(long value, int radix) { return integerText<CUnicodeString>(value, radix); }
@@ -98,12 +98,8 @@ CUnicodeString UnicodeStr(unsigned int value, int radix) { return integerText<CU
 CUnicodeString UnicodeStr(unsigned long value, int radix) {
     return integerText<CUnicodeString>(value, radix);
 }
-CUnicodeString UnicodeStr(Int64 value, int radix) {
-    return integerText<CUnicodeString>(value, knownRadix(radix));
-}
-CUnicodeString UnicodeStr(UInt64 value, int radix) {
-    return integerText<CUnicodeString>(value, knownRadix(radix));
-}
+CUnicodeString UnicodeStr(Int64 value, int radix) { return integerText<CUnicodeString>(value, radix); }
+CUnicodeString UnicodeStr(UInt64 value, int radix) { return integerText<CUnicodeString>(value, radix); }
 
 CString Str(double value) { return Format("%.10g", value); }
 CUnicodeString UnicodeStr(double value) { return Str(value).CreateUnicodeString(); }

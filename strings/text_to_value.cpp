@@ -7,12 +7,13 @@
 
 #include <algorithm>
 #include <iterator>
+#include <type_traits>
 
 namespace Tarn {
 
 namespace {
 
-// What the 8-bit parsers read: 8-bit text as it is, 16-bit text less its own kinds of white space.
+// What the 8-bit parsers read: 8-bit text as it is, 16-bit text without its own kinds of white space.
 CString numberText(const CString& text) { return text; }
 CString numberText(const CUnicodeString& text) {
     CUnicodeString trimmed(text);
@@ -20,7 +21,7 @@ CString numberText(const CUnicodeString& text) {
     return trimmed.CreateString();
 }
 
-// Stores what was parsed; true when it is all of the text but white space.
+// Stores what was parsed; true when nothing but white space is left of the text.
 template<class Number, class Target>
 bool store(const CString& text, const CParsedNumber<Number>& parsed, Target& result) {
     result = parsed.value;
@@ -28,6 +29,14 @@ bool store(const CString& text, const CParsedNumber<Number>& parsed, Target& res
     while (TextUnits::IsSpace(*rest))
         rest++;
     return parsed.isInRange && parsed.end != text.Ptr() && *rest == 0;
+}
+
+// Reads an integer within the limits of a type, which may be one of the two `long`s.
+template<class Target>
+bool readInteger(const CString& text, Target& result, int radix) {
+    using Signed = std::conditional_t<sizeof(Target) == sizeof(int), int, Int64>;
+    using Number = std::conditional_t<std::is_signed_v<Target>, Signed, std::make_unsigned_t<Signed>>;
+    return store(text, ParseInteger<Number>(text, radix), result);
 }
 
 } // namespace
@@ -48,30 +57,32 @@ bool CStringOf<Unit>::Value(bool& result) const {
 
 template<class Unit>
 bool CStringOf<Unit>::Value(int& result, int radix) const {
-    const CString text = numberText(self());
-    return store(text, ParseSigned(text, radix), result);
+    return readInteger(numberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(long& result, int radix) const {
-    int value = 0;
-    const bool isValue = Value(value, radix);
-    result = value;
-    return isValue;
+    return readInteger(numberText(self()), result, radix);
+}
+
+template<class Unit>
+bool CStringOf<Unit>::Value(Int64& result, int radix) const {
+    return readInteger(numberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(unsigned int& result, int radix) const {
-    const CString text = numberText(self());
-    return store(text, ParseUnsigned(text, radix), result);
+    return readInteger(numberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(unsigned long& result, int radix) const {
-    unsigned int value = 0;
-    const bool isValue = Value(value, radix);
-    result = value;
-    return isValue;
+    return readInteger(numberText(self()), result, radix);
+}
+
+template<class Unit>
+bool CStringOf<Unit>::Value(UInt64& result, int radix) const {
+    return readInteger(numberText(self()), result, radix);
 }
 
 template<class Unit>
@@ -94,15 +105,19 @@ bool CStringOf<Unit>::Value(rational& result) const {
 template bool CStringOf<char>::Value(bool&) const;
 template bool CStringOf<char>::Value(int&, int) const;
 template bool CStringOf<char>::Value(long&, int) const;
+template bool CStringOf<char>::Value(Int64&, int) const;
 template bool CStringOf<char>::Value(unsigned int&, int) const;
 template bool CStringOf<char>::Value(unsigned long&, int) const;
+template bool CStringOf<char>::Value(UInt64&, int) const;
 template bool CStringOf<char>::Value(double&) const;
 template bool CStringOf<char>::Value(rational&) const;
 template bool CStringOf<char16_t>::Value(bool&) const;
 template bool CStringOf<char16_t>::Value(int&, int) const;
 template bool CStringOf<char16_t>::Value(long&, int) const;
+template bool CStringOf<char16_t>::Value(Int64&, int) const;
 template bool CStringOf<char16_t>::Value(unsigned int&, int) const;
 template bool CStringOf<char16_t>::Value(unsigned long&, int) const;
+template bool CStringOf<char16_t>::Value(UInt64&, int) const;
 template bool CStringOf<char16_t>::Value(double&) const;
 template bool CStringOf<char16_t>::Value(rational&) const;
 

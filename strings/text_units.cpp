@@ -46,7 +46,7 @@ char16_t lower(char16_t unit) {
 
 char16_t same(char16_t unit) { return unit; }
 
-// Compares what `key` makes of the units, at most `count` of them.
+// Compares at most `count` units by what `key` makes of them.
 template<class Unit, class Key>
 int compareBy(const Unit* a, const Unit* b, int count, Key key) {
     for (int i = 0; i < count; i++) {
@@ -65,7 +65,7 @@ int compareLowered(const Unit* a, const Unit* b, int count) {
     return compareBy(a, b, count, [](Unit unit) { return lower(unit); });
 }
 
-// The number of leading units for which being in `set` is `isInside`.
+// The number of leading units that are all in `set`, or all outside it.
 std::size_t spanOf(const char16_t* text, std::u16string_view set, bool isInside) {
     std::size_t count = 0;
     while (text[count] != 0 && (set.find(text[count]) != set.npos) == isInside)

@@ -1,5 +1,5 @@
-// The C runtime's operations on terminated text, under one set of names for both widths. No runtime but one
-// has them for 16-bit text, and none independently of the locale, which is why they stand here.
+// The C runtime's operations on terminated text, under the same names for both widths. C++ runtimes lack them
+// for 16-bit text, and where they have them they depend on the locale; these do not.
 #pragma once
 
 #include <tarnkit/failures.h>
@@ -13,7 +13,7 @@ namespace Tarn::TextUnits {
 inline std::size_t Length(const char* text) { return std::strlen(text); }
 std::size_t Length(const char16_t* text);
 
-/// The length as a string has it; the memory exception beyond what `int` holds.
+/// The length as a string stores it. Raises the memory exception when it is beyond `int`.
 template<class Unit>
 int CheckedLength(const Unit* text) {
     const std::size_t length = Length(text);
@@ -22,7 +22,7 @@ int CheckedLength(const Unit* text) {
     return static_cast<int>(length);
 }
 
-/// The length of a text that may lack its terminator within `limit` units; then `limit`.
+/// The length of a text, or `limit` when there is no terminator within `limit` units.
 template<class Unit>
 int LengthUpTo(const Unit* text, int limit) {
     int length = 0;
@@ -73,5 +73,9 @@ template<class Unit>
 constexpr bool IsDigit(Unit unit) {
     return unit >= '0' && unit <= '9';
 }
+
+/// The two units of a character beyond the BMP.
+constexpr bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
+constexpr bool IsLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
 
 } // namespace Tarn::TextUnits

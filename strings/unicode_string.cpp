@@ -7,7 +7,8 @@ namespace Tarn {
 
 namespace {
 
-// UTF-8 takes no flags; in other code pages, and in a UTF-8 that is the system's own, invalid bytes fail.
+// Code page 65001 takes no flags. In all other pages, also where page 0 or 1 is UTF-8, invalid bytes are an
+// error.
 DWORD decodingFlags(unsigned codePage) {
     if (codePage == CP_UTF8)
         return 0;

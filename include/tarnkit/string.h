@@ -1,23 +1,38 @@
-// CString: 8-bit text. With it, as CStringOf<Unit>, the members it has in common with the 16-bit
-// CUnicodeString (unicode_string.h); what reads `String` below is the class itself, `Unit` its character.
-//
-// A string is a handle to a reference-counted body. Copying one copies a pointer; the first write to a shared
-// string gives it a body of its own. Bodies come from the library's string pool, never from the current
-// memory manager, and all empty strings share one body. Positions and counts are 0-based units (bytes here)
-// and are NOT checked: one out of range, or a null text, is the caller's error. A search that finds nothing
-// gives -1. Running out of memory, or a length beyond what `int` can hold, is the memory exception; the
-// string keeps its text then, except that an assignment may leave it empty. Reference counts are not atomic:
-// a string, and all copies that share its body, belong to one thread at a time.
+/// \file
+/// `CString`, 8-bit text, and `CStringOf<Unit>`: the members that it shares with `CUnicodeString`, the 16-bit
+/// text of unicode_string.h. Below, `String` is the class itself and `Unit` its character type.
+///
+/// A string is a handle to a reference-counted body. Copying a string copies a pointer; the first write to a
+/// shared string gives it a body of its own. Bodies come from the library's string pool, never from the
+/// current memory manager, and all empty strings share one body.
+///
+/// Positions and counts are in units (bytes here), start at 0 and are NOT checked: a position outside the
+/// text and a null text are errors of the caller. A search that finds nothing returns -1. Running out of
+/// memory, or a length that `int` cannot hold, raises the memory exception; the string then keeps its text,
+/// except that an assignment may leave it empty. Reference counts are not atomic: a string, and all copies
+/// that share its body, belong to one thread at a time.
+///
+/// \code
+/// CString path("logs");
+/// path += "/today.txt";
+/// const CString name = path.Mid(path.ReverseFind('/') + 1); // "today.txt"
+/// char* const text = path.GetBuffer(4); // write in place ...
+/// text[0] = 'L';
+/// path.ReleaseBuffer(4); // ... and say how long the text is now: "Logs"
+/// \endcode
 #pragma once
 
 #include <tarnkit/array.h>
 #include <tarnkit/export.h>
 #include <tarnkit/failures.h>
 #include <tarnkit/layout.h>
+#include <tarnkit/wide_text.h>
 
 #include <climits>
 #include <compare>
+#include <concepts>
 #include <cstddef>
+#include <iosfwd>
 #include <type_traits>
 
 namespace Tarn {
@@ -26,30 +41,40 @@ class CString;
 class CUnicodeString;
 class rational;
 
-/// What strings point at: three 32-bit fields, then the text and its terminator in the same block.
+/// The character types. None of them stands for a number.
+template<class T>
+concept CharacterType = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
+    std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+
+/// A character type whose characters are no units of a text of `Unit`.
+template<class T, class Unit>
+concept CForeignUnit =
+    CharacterType<T> && !std::same_as<T, Unit> && !(std::same_as<Unit, char16_t> && CWideUnit<T>);
+
+/// What a string points to: three 32-bit fields, followed in the same block by the text and its terminator.
 template<class Unit>
 class TARNKIT_API CStringBodyOf {
     static constexpr int kHeaderSize = 12;
     static constexpr int kUnitSize = sizeof(Unit);
 
 public:
-    /// The body of every empty string. Its count starts at 2, so that it is never destroyed, and its recorded
-    /// size has room for nothing, so that nothing is ever written to it.
+    /// The body of every empty string. Its count starts at 2, so it is never destroyed; its recorded size
+    /// leaves no room for text, so nothing is ever written to it.
     static CStringBodyOf emptyStringBody;
 
-    /// The longest text whose body has a size that `int` holds.
+    /// The longest text whose body has a size that `int` can hold.
     static constexpr int kLongestLength = (INT_MAX - kHeaderSize) / kUnitSize - 1;
 
-    /// The shared empty body, its count raised.
+    /// Returns the shared empty body with its count raised.
     static CStringBodyOf* MakeNew() {
         emptyStringBody.IncRef();
         return &emptyStringBody;
     }
 
-    /// A body with count 1 and the given length; the caller writes the text and the terminator.
+    /// Makes a body with count 1 and the given length; the caller writes the text and the terminator.
     static CStringBodyOf* MakeNew(int length);
 
-    /// Bytes of a body for `length` units: the header, the units and the terminator.
+    /// The size in bytes of a body of `length` units: header, units and terminator.
     static constexpr int RequiredMemorySize(int length) {
         if (length < 0 || length > kLongestLength)
             ThrowMemoryException();
@@ -66,13 +91,18 @@ public:
     bool IsUnique() const { return referenceCount == 1; }
     int Length() const { return length; }
     int AllocatedSize() const { return allocatedSize; }
-    /// The units this block has room for; negative for the empty body.
+    /// The number of units that the block has room for; negative for the empty body.
     int Room() const { return allocatedSize / kUnitSize - kHeaderSize / kUnitSize - 1; }
     const Unit* Body() const { return text; }
     Unit* Body() { return text; }
 
     /// Sets the field only; writes no terminator.
     void SetLength(int newLength) { length = newLength; }
+
+protected:
+    /// A body in static storage.
+    constexpr CStringBodyOf(int count, int size, int textLength, Unit first)
+        : referenceCount(count), length(textLength), allocatedSize(size), text{first} {}
 
 private:
     int referenceCount;
@@ -82,8 +112,9 @@ private:
 
     friend struct CLayout<CStringBodyOf>;
 
-    constexpr CStringBodyOf(int count, int size)
-        : referenceCount(count), length(0), allocatedSize(size), text{} {}
+    // Leaves all fields to `MakeNew`. Compilers emit no constexpr constructor for `extern template`s when
+    // they do not optimise, so bodies made at run time must not need one.
+    CStringBodyOf() = default;
 };
 
 TARNKIT_EXTERN_TEMPLATE(class CStringBodyOf<char>);
@@ -109,10 +140,10 @@ public:
     CStringOf() : body(Body::MakeNew()) {}
     CStringOf(const CStringOf& other) noexcept : body(other.body) { body->IncRef(); }
     CStringOf(CStringOf&& other) noexcept : body(other.body) { other.body = Body::MakeNew(); }
-    /// `count` copies of `unit`; none when `count` is below 1.
+    /// `count` copies of `unit`; an empty string when `count` is below 1.
     CStringOf(Unit unit, int count);
     CStringOf(const Unit* text);
-    /// At most `count` units of `text`, cut at the first NUL; the body keeps its room for `count`.
+    /// The first `count` units of `text`, or fewer where a NUL ends it; the body has room for `count`.
     CStringOf(const Unit* text, int count);
     CStringOf(std::nullptr_t) = delete;
     CStringOf(int unit, int count) = delete;
@@ -123,13 +154,23 @@ public:
     int Length() const { return body->Length(); }
     bool IsEmpty() const { return body->Length() == 0; }
 
-    /// The text, terminated; valid until the string changes.
+    /// The text, terminated by a NUL; valid until the string changes or is destroyed.
     const Unit* Ptr() const { return body->Body(); }
     operator const Unit*() const { return body->Body(); }
-    explicit operator bool() const = delete;
+    // A string converts to a pointer, and a pointer to a truth value: `bool isSet = text` would be true for
+    // the empty text too.
+    template<std::same_as<bool> T>
+    operator T() const = delete;
+    // `delete text` would free the inside of the body; with a second pointer to choose, it does not compile.
+    operator const volatile void*() const = delete;
 
     Unit GetAt(int index) const { return body->Body()[index]; }
     Unit operator[](int index) const { return body->Body()[index]; }
+    // Without this one, an index that is no `int` would fit the pointer of the conversion above equally well.
+    template<std::integral Index>
+    Unit operator[](Index index) const {
+        return body->Body()[index];
+    }
     void SetAt(int index, Unit unit) {
         GetBuffer()[index] = unit;
         ReleaseBuffer(GetLength());
@@ -142,24 +183,24 @@ public:
 
     // Writing into the text directly. --------------------------------------------------------------------
 
-    /// A pointer to unshared text with room for `length` units and a terminator there. The text so far is
-    /// kept, and so is the length until `ReleaseBuffer`; large texts grow by a fifth at least.
+    /// Returns a pointer to unshared text with room for `length` units, and a terminator after these. Keeps
+    /// the text so far, and its length until `ReleaseBuffer`. Large texts grow by at least a fifth.
     Unit* GetBuffer(int length) {
         if (length > body->Room() || !body->IsUnique())
             makeRoom(length);
         body->Body()[length] = 0;
         return body->Body();
     }
-    /// Un-shares the text for writing in place.
+    /// Unshares the text for writing in place.
     Unit* GetBuffer() { return GetBuffer(GetLength()); }
-    /// Ends the writing that `GetBuffer` began: the text now has `length` units.
+    /// Ends the writing that `GetBuffer` began: the text has `length` units from now on.
     void ReleaseBuffer(int length) {
         body->SetLength(length);
         body->Body()[length] = 0;
     }
     /// The same; the text ends at its first NUL.
     void ReleaseBuffer() { ReleaseBuffer(measure(Ptr())); }
-    /// `GetBuffer` and `ReleaseBuffer` in one: the new units are the caller's to write.
+    /// `GetBuffer` and `ReleaseBuffer` in one; the caller then writes the new units.
     Unit* GetBufferSetLength(int length) {
         Unit* text = GetBuffer(length);
         body->SetLength(length);
@@ -224,18 +265,23 @@ public:
     friend String operator+(const Unit* a, const String& b) {
         return concatStr(a, measure(a), b.Ptr(), b.GetLength());
     }
+    // An `int` is either a number meant as text (see `Str`) or a character of another type; taken as a unit
+    // it would lose its value, and added to or taken from the pointer it would move that.
     friend String operator+(const String&, int) = delete;
     friend String operator+(int, const String&) = delete;
+    template<class T>
+    requires std::is_arithmetic_v<T> || std::is_enum_v<T>
+    friend void operator-(const String&, T) = delete;
 
-    // Comparison: a negative number, zero or a positive one, by the values of the units. -----------------
+    // Comparison by the values of the units: negative, zero or positive. ---------------------------------
 
     int Compare(const Unit* text) const;
-    /// Ignores case: of ASCII letters in 8-bit text, of the whole BMP in 16-bit text.
+    /// Ignores case: that of ASCII letters in 8-bit text, that of the whole BMP in 16-bit text.
     int CompareNoCase(const Unit* text) const;
-    /// The same on two strings, in the shape that `CArray::Sort` takes.
+    /// The same for two strings, with the signature that `CArray::Sort` takes.
     static int Cmp(const String* a, const String* b) { return a->Compare(b->Ptr()); }
     static int CmpNoCase(const String* a, const String* b) { return a->CompareNoCase(b->Ptr()); }
-    /// Compares at most `count` units from `position` on with `text`.
+    /// Compares at most `count` units, from `position` on, with `text`.
     int CompareSubstr(int position, const Unit* text, int count) const;
     int CompareSubstrNoCase(int position, const Unit* text, int count) const;
 
@@ -251,20 +297,20 @@ public:
     /// The number of leading units of `text` that equal the units from `position` on.
     int CommonPref(const Unit* text, int position) const;
     int CommonPref(const String& text, int position) const { return CommonPref(text.Ptr(), position); }
-    /// The number of units at the end of both texts that are equal.
+    /// The number of units at the end of both texts that are the same.
     int CommonSuffix(const Unit* text) const { return commonSuffix(text, measure(text)); }
     int CommonSuffix(const String& text) const { return commonSuffix(text.Ptr(), text.GetLength()); }
 
-    // Search from `start` on; the results are positions in the whole string. -----------------------------
+    // Search from `start` on. Results are positions in the whole string. ---------------------------------
 
-    /// Looking for NUL finds the terminator.
+    /// A search for NUL finds the terminator.
     int Find(Unit unit, int start = 0) const;
     int CharPos(Unit unit, int start = 0) const { return Find(unit, start); }
     int Find(const Unit* text, int start = 0) const;
     int FindOneOf(const Unit* set, int start = 0) const;
-    /// The last place of `unit`.
+    /// The last position of `unit`.
     int ReverseFind(Unit unit) const;
-    /// The first position whose unit is not one of `set` (`Strspn`), or is one (`Strcspn`); the length when
+    /// The first position whose unit is not in `set` (`Strspn`) or is in it (`Strcspn`); the length when
     /// there is none.
     int Strspn(const Unit* set, int start = 0) const;
     int Strspn(const String& set, int start = 0) const { return Strspn(set.Ptr(), start); }
@@ -277,7 +323,8 @@ public:
     String Mid(int first) const;
     String Left(int count) const;
     String Right(int count) const;
-    /// The run of units from `start` on that are all in `set` (`SpanIncluding`) or all outside of it.
+    /// The units from `start` on that come before the first one outside `set` (`SpanIncluding`) or in it
+    /// (`SpanExcluding`).
     String SpanIncluding(const Unit* set, int start = 0) const;
     String SpanIncluding(const String& set, int start = 0) const;
     String SpanExcluding(const Unit* set, int start = 0) const;
@@ -294,7 +341,7 @@ public:
     void StrReplace(int position, int count, const Unit* text) {
         replaceStr(position, count, text, measure(text));
     }
-    /// Removes `count` units; nothing when `count` is below 1.
+    /// Removes `count` units; does nothing when `count` is below 1.
     void StrDel(int position, int count);
     /// Cuts the string at `position`.
     void StrDel(int position);
@@ -307,27 +354,45 @@ public:
     void TrimRight();
     void Trim();
 
-    // Text to value. White space may stand around a value; anything else left over is a failure (false). --
+    // A character of another type would be taken by its number, which means something else here: as a 16-bit
+    // unit, '\xE9' is U+FFE9, and as an 8-bit one, u'\u0416' is cut to 0x16.
+    template<CForeignUnit<Unit> T>
+    void SetAt(int index, T unit) = delete;
+    template<CForeignUnit<Unit> T>
+    int Find(T unit, int start = 0) const = delete;
+    template<CForeignUnit<Unit> T>
+    int CharPos(T unit, int start = 0) const = delete;
+    template<CForeignUnit<Unit> T>
+    int ReverseFind(T unit) const = delete;
+    template<CForeignUnit<Unit> T>
+    void CharIns(T unit, int position) = delete;
 
-    /// "true", "on", "yes", "1" or "false", "off", "no", "0" in any case; otherwise `result` is untouched.
+    // Text to value. White space is allowed around a value; anything else left over is a failure (false). -
+    // 16-bit text is converted by the system's ANSI code page first, so a character that this page turns into
+    // a digit is read as that digit.
+
+    /// "true", "on", "yes", "1" or "false", "off", "no", "0" in any case; otherwise `result` is unchanged.
     bool Value(bool& result) const;
-    /// An integer as C's `strtol` and `strtoul` read it, always with 32-bit limits; `radix` 0 goes by the
-    /// prefix. `result` gets what was read, also on failure: the nearest limit when the number is too large,
-    /// 0 when there is none.
+    /// An integer as C's `strtol` and `strtoul` read it, within the limits of its type. `radix` is 2 to 36,
+    /// or 0 to go by the prefix. On failure too, `result` is what was read: the nearest limit when the number
+    /// is out of range, 0 when there is no number.
     bool Value(int& result, int radix = 10) const;
     bool Value(long& result, int radix = 10) const;
+    bool Value(Int64& result, int radix = 10) const;
     bool Value(unsigned int& result, int radix = 10) const;
     bool Value(unsigned long& result, int radix = 10) const;
-    /// A number as C's `strtod` reads it in the C locale, whatever the locale is; one out of range fails.
+    bool Value(UInt64& result, int radix = 10) const;
+    /// A number as C's `strtod` reads it in the C locale, whatever the user's locale. Fails when the number
+    /// is out of range.
     bool Value(double& result) const;
-    /// An integer, or two with a `/` between them, as the radix 10 forms above read them. Raises what the
-    /// rational of these terms raises: `ERR_DIVIDE_ZERO`, `ERR_RATIONAL_OVERFLOW`.
+    /// An integer, or two with a `/` between them, read as `int` in radix 10. Raises what the `rational` of
+    /// these two raises: `ERR_DIVIDE_ZERO`, `ERR_RATIONAL_OVERFLOW`.
     bool Value(rational& result) const;
 
     // Parameters. ----------------------------------------------------------------------------------------
 
-    /// A copy in which each `%` with a decimal number behind it is replaced by the parameter of that number,
-    /// counted from 0. A number without a parameter vanishes, any other `%` stays.
+    /// Returns a copy in which each `%` followed by a decimal number is replaced by the parameter of that
+    /// number; the first parameter is `%0`. A number that has no parameter disappears, any other `%` stays.
     String SubstParam(const Unit* const* parameters, int count) const;
     String SubstParam(const CArray<String>& parameters) const;
     String SubstParam(const String& p0) const;
@@ -364,14 +429,14 @@ TARNKIT_EXTERN_TEMPLATE(class CStringOf<char>);
 TARNKIT_EXTERN_TEMPLATE(class CStringOf<char16_t>);
 
 /// The 8-bit text value. Code pages: 0 is the system's ANSI code page, 1 its OEM code page, 65001 UTF-8,
-/// anything else a code page of the platform.
+/// anything else the number of a Windows code page. Which pages 0 and 1 are depends on the user's locale.
 class TARNKIT_API CString : public CStringOf<char> {
 public:
     using CStringOf::CStringOf;
     using CStringOf::operator=;
 
     CString() = default;
-    /// Converts 16-bit text; empty when `text` is null or cannot be converted.
+    /// Converts 16-bit text. Empty when `text` is null or cannot be converted.
     CString(const char16_t* text, unsigned codePage);
     CString(const char16_t* text, int length, unsigned codePage);
 
@@ -383,5 +448,11 @@ private:
                                               unsigned flags);
 };
 TARNKIT_LAYOUT(CString, 4, body);
+
+/// Writes the bytes of the text.
+template<class Traits>
+std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& stream, const CString& text) {
+    return stream << text.Ptr();
+}
 
 } // namespace Tarn

@@ -1,12 +1,25 @@
-// CUnicodeString: 16-bit text (UTF-16 code units), the string of nearly every interface of the library.
-//
-// It has the members, the cost and the rules of CString (string.h), in 16-bit units: copies share a body,
-// positions are not checked, one thread at a time. Comparisons give -1, 0 or 1; case and white space are
-// those of Unicode within the BMP, digits are 0 to 9.
+/// \file
+/// `CUnicodeString`: 16-bit text (UTF-16 code units), the string type of nearly every interface of the
+/// library.
+///
+/// It has the members, costs and rules of `CString` (string.h), in 16-bit units: copies share a body,
+/// positions are not checked, one thread at a time. Comparisons return -1, 0 or 1. Case and white space are
+/// those of Unicode within the BMP; the numbers of `SubstParam` have the digits 0 to 9 only.
+///
+/// What passes through code page 0 depends on the system's ANSI code page and so on the locale: conversions
+/// without another code page, and the numbers that `Value` reads.
+///
+/// \code
+/// CUnicodeString name(u"  Grüße.txt ");
+/// name.Trim();
+/// const CString utf8 = name.CreateString(65001);
+/// int number = 0;
+/// if (!name.Value(number))
+///     name = CUnicodeString(u"%0 is no number").SubstParam(name);
+/// \endcode
 #pragma once
 
 #include <tarnkit/string.h>
-#include <tarnkit/wide_text.h>
 
 namespace Tarn {
 
@@ -18,11 +31,11 @@ public:
     using CStringOf::operator+=;
 
     CUnicodeString() = default;
-    /// Converts 8-bit text; empty when `text` is null or cannot be converted. Code pages as in `CString`.
+    /// Converts 8-bit text. Empty when `text` is null or cannot be converted. Code pages as in `CString`.
     CUnicodeString(const char* text, unsigned codePage);
     CUnicodeString(const char* text, int length, unsigned codePage);
 
-    // Wide text, where it has 16-bit units.
+    // Wide text (`wchar_t`), on systems where its units have 16 bits.
     template<CWideUnit Wide>
     CUnicodeString(const Wide* text) : CStringOf(FromWide(text)) {}
     template<CWideUnit Wide>
@@ -58,7 +71,7 @@ public:
         return a <=> FromWide(b);
     }
 
-    /// 8-bit text in a code page; empty when it cannot be converted.
+    /// Converts to 8-bit text in a code page. Empty when the text cannot be converted.
     CString CreateString(unsigned codePage = 0) const;
 
 private:

@@ -11,6 +11,18 @@
 namespace Tarn {
 namespace {
 
+template<class... T>
+concept CanBeFormatted = requires(T... arguments) {
+    Format("", arguments...);
+}
+|| requires(T... arguments) { Format(u"", arguments...); }
+|| requires(T... arguments) { Sprintf("", arguments...); }
+|| requires(T... arguments) { Sprintf(u"", arguments...); };
+static_assert(CanBeFormatted<int, const char*, std::nullptr_t, double, std::byte, const CString*>);
+static_assert(!CanBeFormatted<CString> && !CanBeFormatted<int, CUnicodeString> &&
+                  !CanBeFormatted<rational, int>,
+              "a class would hand over its bytes");
+
 template<class... Arguments>
 void expectBoth(const char* expected, const char* format, Arguments... arguments) {
     EXPECT_EQ(Format(format, arguments...), expected) << format;
@@ -71,6 +83,9 @@ TEST(Formatting, KnowsTheWindowsSet) {
     expectBoth("inf -INF   nan", "%f %G %05a", HUGE_VAL, -HUGE_VAL, std::numeric_limits<double>::quiet_NaN());
     expectBoth(kPointerSize == 8 ? "00000000000001AB" : "000001AB", "%p", reinterpret_cast<void*>(0x1AB));
     expectBoth("(null)(nu", "%s%.3s", static_cast<void*>(nullptr), static_cast<void*>(nullptr));
+    expectBoth("42 1.500000 ff (null)", "%.*d %.*f %.*x %.*s", INT_MIN, 42, INT_MIN, 1.5, INT_MIN, 255,
+               INT_MIN, static_cast<void*>(nullptr));
+    expectBoth("0.1000000000000000055511151231257827021181583404541015625", "%.2147483647g", 0.1);
     expectBoth("x   |    y|00z", "%-4hs|%5hs|%03hc", "x", "y", 'z');
 }
 
@@ -79,10 +94,26 @@ TEST(Formatting, TakesTextOfEitherWidth) {
     EXPECT_EQ(Format(u"%s|%S|%ls|%ws|%hs|%hS", u"a", "b", u"c", u"d", "e", "f"), u"a|b|c|d|e|f");
     EXPECT_EQ(Format("%c%C%lc%hc%wc", 'a', u'b', u'c', 'd', u'e'), "abcde");
     EXPECT_EQ(Format(u"%c%C%lc%hc", u'\u0416', 'b', u'\u0416', 'd'), u"\u0416b\u0416d");
+    EXPECT_EQ(Format("%C%lc%c", 0, 0, 0).GetLength(), 3) << "a NUL is written";
+    EXPECT_EQ(Format(u"%C%hc%c", 0, 0, 0).GetLength(), 3);
     const char unterminated[] = {'1', '2', '3'};
     const char16_t wideUnterminated[] = {'4', '5', '6'};
     EXPECT_EQ(Format("%.3s%.2S|%5.1S|", unterminated, wideUnterminated, u"wide"), "12345|    w|");
     EXPECT_EQ(Format(u"%.3s%.2S|%-5.9S|", wideUnterminated, unterminated, "thin"), u"45612|thin |");
+}
+
+TEST(Formatting, APrecisionThatIsNotReachedChangesNoText) {
+    for (const char* text : {"", "thin", "in\xFFvalid", "\xFF", "\xC3\xA9t\xC3\xA9"})
+        for (const int precision : {9, 10, 12, 40, INT_MAX}) {
+            EXPECT_EQ(Format(u"%.*S", precision, text), Format(u"%S", text)) << text << precision;
+            EXPECT_EQ(Format(u"%.*hs", precision, text), Format(u"%hs", text)) << text << precision;
+        }
+    for (const char16_t* text :
+         {u"", u"wide", u"\xD800x", u"x\xDC00", u"e\u0301e\u0301", u"\u0416\u20AC\U0001F600"})
+        for (const int precision : {9, 10, 12, 40, INT_MAX}) {
+            EXPECT_EQ(Format("%.*S", precision, text), Format("%S", text)) << precision;
+            EXPECT_EQ(Format("%.*ls", precision, text), Format("%ls", text)) << precision;
+        }
 }
 
 TEST(Formatting, GrowsUntilTheTextFits) {
@@ -113,7 +144,7 @@ int formatInto(char16_t* buffer, int size, const char16_t* format, ...) {
     return length;
 }
 
-TEST(Formatting, IntoABufferWritesNothingBehindIt) {
+TEST(Formatting, WritesNothingBeyondTheEndOfABuffer) {
     char16_t buffer[] = u"........";
     EXPECT_EQ(formatInto(buffer, 4, u"%d%d", 12, 34), 4);
     EXPECT_EQ(CUnicodeString(buffer), u"1234....") << "no room for the terminator, none written";
@@ -121,7 +152,8 @@ TEST(Formatting, IntoABufferWritesNothingBehindIt) {
     EXPECT_EQ(CUnicodeString(buffer), u"56");
     EXPECT_EQ(formatInto(buffer, 4, u"%d%d", 123, 45), -1);
     EXPECT_EQ(CUnicodeString(buffer), u"1234....");
-    EXPECT_EQ(formatInto(buffer, 0, u"%2147483647d", 1), -1);
+    for (const char16_t* format : {u"%2147483647d", u"%-*d", u"%0*.2147483647d", u"%#*.2147483647g", u"x%*c"})
+        EXPECT_EQ(formatInto(buffer, 0, format, INT_MIN, 1, 1.5), -1);
     EXPECT_EQ(formatInto(buffer, 0, u""), 0);
 }
 

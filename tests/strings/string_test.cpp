@@ -16,16 +16,39 @@ constexpr int roomOf(int blockSize) {
     return (blockSize - 12) / static_cast<int>(sizeof(Unit)) - 1;
 }
 
+// What must not compile. A unit of another type, and a number, would be taken by their values.
 template<class String, class T>
-concept CanBeAdded = requires(String text, T value) {
-    text + value;
+concept TakesAsUnit = requires(String text, T unit) {
+    text + unit;
 }
-|| requires(String text, T value) { text += value; };
-static_assert(CanBeAdded<CUnicodeString, char16_t> && CanBeAdded<CString, const char*>);
-static_assert(!CanBeAdded<CUnicodeString, int> && !CanBeAdded<CUnicodeString, char> &&
-                  !CanBeAdded<CString, int> && !CanBeAdded<CString, char16_t>,
-              "adding a number would move a pointer");
-static_assert(!std::is_constructible_v<bool, CString> && !std::is_constructible_v<CString, std::nullptr_t> &&
+|| requires(String text, T unit) { unit + text; }
+|| requires(String text, T unit) { text += unit; }
+|| requires(String text, T unit) { text = unit; }
+|| requires(String text, T unit) { String(unit, 2); }
+|| requires(String text, T unit) { text.SetAt(0, unit); }
+|| requires(String text, T unit) { text.CharIns(unit, 0); }
+|| requires(String text, T unit) { text.Find(unit); }
+|| requires(String text, T unit) { text.CharPos(unit); }
+|| requires(String text, T unit) { text.ReverseFind(unit); };
+template<class String, class... T>
+constexpr bool kTakesAny = (TakesAsUnit<String, T> || ...);
+static_assert(!kTakesAny<CString, wchar_t, char8_t, char16_t, char32_t>);
+static_assert(!kTakesAny<CUnicodeString, char, char8_t, char32_t>);
+static_assert(TakesAsUnit<CUnicodeString, wchar_t> == kIsWideTextUtf16);
+
+template<class String>
+constexpr bool IsMoreThanAPointer() {
+    return !std::is_constructible_v<bool, String> && !requires(String text) { text ? 1 : 2; }
+    &&!requires(String text) { text - 1; }
+    &&!requires(String text) { text - 1L; }
+    &&!requires(String text) { text + 1; }
+    &&!requires(String text) { text += 1L; }
+    &&requires(const String text, std::ptrdiff_t index, unsigned count, bool flag) {
+        text[index], text[count], text[flag], text.Ptr() - text;
+    };
+}
+static_assert(IsMoreThanAPointer<CString>() && IsMoreThanAPointer<CUnicodeString>());
+static_assert(!std::is_constructible_v<CString, std::nullptr_t> &&
               !std::is_constructible_v<CUnicodeString, CString>);
 
 TYPED_TEST(StringsOfBothWidths, EmptyTextsShareOneBodyThatIsNeverFreed) {
@@ -57,7 +80,7 @@ TYPED_TEST(StringsOfBothWidths, CopiesShareTheTextUntilOneIsWritten) {
     b.GetBuffer(10)[0] = 'S';
     EXPECT_EQ(a, this->T("shared"));
     EXPECT_EQ(b, this->T("Shared"));
-    b.SetAt(1, 'H');
+    b.SetAt(1, UnitOf<TypeParam>('H'));
     b = std::as_const(b);
     EXPECT_EQ(b, this->T("SHared"));
 
@@ -133,78 +156,118 @@ TYPED_TEST(StringsOfBothWidths, ALengthBeyondIntIsTheMemoryExceptionAndLosesNoth
     EXPECT_EQ(String::Body::RequiredMemorySize(9), sizeof(Unit) == 1 ? 22 : 32);
 }
 
-// Every editing operation at random places, also with the text itself, against std::basic_string.
-TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
-    using String = TypeParam;
+// A string and a standard one, and a copy of each, that take the same random edits.
+template<class String>
+class CRandomEdits {
     using Unit = UnitOf<String>;
     using Standard = std::basic_string<Unit>;
-    std::mt19937 random(20);
-    const auto below = [&random](int limit) {
-        return static_cast<int>(random() % static_cast<unsigned>(limit));
-    };
-    const auto size = [](int value) { return static_cast<std::size_t>(value); };
-    String text, witness;
-    Standard expected, expectedWitness;
-    for (int step = 0; step < 40000; step++) {
+
+public:
+    // One edit of a random kind at a random place, with a text of its own or of another string.
+    void Step() {
         const int length = text.GetLength();
-        const int position = below(length + 1);
-        const int count = below(length - position + 1);
-        const auto unit = static_cast<Unit>('a' + below(26));
-        const bool isOwn = length < 1000 && below(4) == 0;
+        position = below(length + 1);
+        count = below(length - position + 1);
+        isOwn = below(4) == 0;
+        const Unit unit = static_cast<Unit>('a' + below(4));
         const Standard other =
             isOwn ? expected.substr(size(position)) : Standard(size(below(below(8) == 0 ? 300 : 20)), unit);
-        const Unit* source = isOwn ? text.Ptr() + position : other.c_str();
-        const int place = below(position + 1);
-        const int kind = below(10);
-        if (kind == 0) {
+        before = text;
+        kind = length > 3000 ? kCut : below(kKinds);
+        edit(isOwn ? text.Ptr() + position : other.c_str(), other, below(position + 1), unit);
+    }
+
+    bool IsAsExpected() const {
+        return isFound && text.GetLength() == static_cast<int>(expected.size()) && text == expected.c_str() &&
+               copy == expectedCopy.c_str() && (text < copy) == (expected < expectedCopy) &&
+               (text == copy) == (expected == expectedCopy);
+    }
+
+    friend std::ostream& operator<<(std::ostream& stream, const CRandomEdits& edits) {
+        return stream << "kind " << edits.kind << " at " << edits.position << ", " << edits.count
+                      << (edits.isOwn ? " units, own text" : " units") << "\nof    " << edits.before
+                      << "\ngives " << edits.text << "\nnot   " << String(edits.expected.c_str());
+    }
+
+private:
+    enum { kAppend, kInsert, kReplace, kDelete, kDouble, kCopy, kJoin, kCut, kSearch, kAssign, kKinds };
+
+    std::mt19937 random{20};
+    String text, copy, before;
+    Standard expected, expectedCopy;
+    int kind = 0, position = 0, count = 0;
+    bool isOwn = false, isFound = true;
+
+    int below(int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
+    static std::size_t size(int value) { return static_cast<std::size_t>(value); }
+
+    void edit(const Unit* source, const Standard& other, int place, Unit unit) {
+        switch (kind) {
+        case kAppend:
             text += source;
             expected += other;
-        } else if (kind == 1) {
+            break;
+        case kInsert:
             text.StrIns(source, place);
             expected.insert(size(place), other);
-        } else if (kind == 2) {
+            break;
+        case kReplace:
             text.StrReplace(place, count, source);
             expected.replace(size(place), size(count), other);
-        } else if (kind == 3) {
+            break;
+        case kDelete:
             text.StrDel(position, count);
             expected.erase(size(position), size(count));
-        } else if (kind == 4 && isOwn) {
+            break;
+        case kDouble:
             text.StrReplace(position, count, text);
             expected.replace(size(position), size(count), Standard(expected));
             text += text;
             expected += expected;
-        } else if (kind == 5) {
-            witness = text;
-            expectedWitness = expected;
-        } else if (kind == 6) {
-            text = witness + text.Mid(position, count);
-            expected = expectedWitness + expected.substr(size(position), size(count));
-        } else if (kind == 7) {
+            break;
+        case kCopy:
+            copy = text;
+            expectedCopy = expected;
+            break;
+        case kJoin:
+            text = copy + text.Mid(position, count);
+            expected = expectedCopy + expected.substr(size(position), size(count));
+            break;
+        case kCut:
             text = text.Right(count);
-            expected.erase(0, size(length - count));
-        } else if (kind == 8) {
-            const Unit wanted[] = {unit, text[position], 0};
-            EXPECT_EQ(text.Find(wanted, position), static_cast<int>(expected.find(wanted, size(position))));
-            EXPECT_EQ(text.Find(unit, position), static_cast<int>(expected.find(unit, size(position))));
-            EXPECT_EQ(text.ReverseFind(unit), static_cast<int>(expected.rfind(unit)));
-            EXPECT_EQ(text.FindOneOf(wanted, position),
-                      static_cast<int>(expected.find_first_of(wanted, size(position))));
-        } else {
-            EXPECT_EQ(text < witness, expected < expectedWitness);
-            EXPECT_EQ(text == witness, expected == expectedWitness);
+            expected.erase(0, expected.size() - size(count));
+            break;
+        case kSearch:
+            isFound = areFound(unit);
+            break;
+        default:
             text = source;
             expected = other;
         }
-        ASSERT_EQ(text.GetLength(), static_cast<int>(expected.size())) << step;
-        ASSERT_EQ(text, expected.c_str()) << step;
-        ASSERT_EQ(witness, expectedWitness.c_str()) << step;
+    }
+
+    bool areFound(Unit unit) const {
+        const Unit wanted[] = {unit, text[position], 0};
+        const auto from = size(position);
+        return text.Find(wanted, position) == static_cast<int>(expected.find(wanted, from)) &&
+               text.Find(unit, position) == static_cast<int>(expected.find(unit, from)) &&
+               text.ReverseFind(unit) == static_cast<int>(expected.rfind(unit)) &&
+               text.FindOneOf(wanted, position) == static_cast<int>(expected.find_first_of(wanted, from));
+    }
+};
+
+TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
+    CRandomEdits<TypeParam> edits;
+    for (int step = 0; step < 40000; step++) {
+        edits.Step();
+        ASSERT_TRUE(edits.IsAsExpected()) << "step " << step << ": " << edits;
     }
 }
 
 TYPED_TEST(StringsOfBothWidths, SearchesGivePositionsInTheWholeString) {
     const auto text = this->S("one two, one");
     EXPECT_EQ(text.Find(text[12]), 12);
-    EXPECT_EQ(text.CharPos('o', 1), 6);
+    EXPECT_EQ(text.CharPos(text[0], 1), 6);
     EXPECT_EQ(text.ReverseFind(0), 12);
     EXPECT_EQ(text.Strspn(this->S("eno"), 0), 3);
     EXPECT_EQ(text.Strcspn(this->T(" ,"), 4), 7);
@@ -248,8 +311,8 @@ TYPED_TEST(StringsOfBothWidths, TrimsAndChangesCase) {
     EXPECT_EQ(cased, this->T("AZ[AZ]{09}"));
     cased.MakeLower();
     cased.MakeReverse();
-    cased.CharIns('!', 4);
-    cased.SetAt(0, '(');
+    cased.StrIns(this->T("!"), 4);
+    cased.StrReplace(0, 1, this->T("("));
     EXPECT_EQ(cased, this->T("(90{!]za[za"));
 }
 
