@@ -8,7 +8,7 @@ using namespace Tarn;
 static CError ERR_TOO_MANY_GUESTS(u"ERR_TOO_MANY_GUESTS", 1);
 static CMessage MSG_BRING_CHAIRS(u"MSG_BRING_CHAIRS", 2);
 
-// Prints what others show in a box.
+// Prints what the default handler shows in a box.
 class CPrintingHandler : public CMessageHandler {
 public:
     int ShowMessage(HWND, const char16_t* text, const char16_t* caption, unsigned flags) override {

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csetjmp>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -86,6 +87,19 @@ private:
     }
 };
 
+// The caller's registers. A module runs its constructors once, so one place is enough.
+std::jmp_buf registers;
+
+// Compilers take it that no exception leaves a static constructor: one that always throws need not keep the
+// registers of its caller (GCC on ARM). After a failure they are taken from where they were put before.
+[[gnu::noinline]] void runGuarded(TConstructor constructor, int argc, char** argv, char** environment) {
+    if (setjmp(registers) != 0)
+        return;
+    RunStaticConstructor([=] { constructor(argc, argv, environment); });
+    if (HasModuleLoadFailed())
+        std::longjmp(registers, 1);
+}
+
 void runConstructors(int argc, char** argv, char** environment) {
     if (!IsLoadingModule())
         return; // the loader goes on with the others
@@ -98,7 +112,7 @@ void runConstructors(int argc, char** argv, char** environment) {
         const TConstructor constructor = *entry;
         *entry = doNothing;
         if (constructor != runConstructors)
-            RunStaticConstructor([=] { constructor(argc, argv, environment); });
+            runGuarded(constructor, argc, argv, environment);
     }
 }
 
