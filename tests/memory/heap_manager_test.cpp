@@ -15,7 +15,7 @@ using namespace Tarn;
 
 namespace {
 
-// The manager of something that the system does not know as a heap.
+// A manager whose handle is not that of a heap.
 struct CLostHeap {
     CHeapManager manager;
 
@@ -38,7 +38,7 @@ TEST(HeapManager, KeepsAHeapInUseUnlessForcedAndUnusedAtItsCreation) {
     EXPECT_EQ(heap.Handle(), handle) << "in use";
     heap.Create();
     heap.Destroy(true);
-    EXPECT_EQ(heap.Handle(), handle) << "in use when it was to be created again";
+    EXPECT_EQ(heap.Handle(), handle) << "in use at the last Create";
     heap.Free(block);
     heap.IncRef();
     heap.Destroy(false);
@@ -50,7 +50,7 @@ TEST(HeapManager, KeepsAHeapInUseUnlessForcedAndUnusedAtItsCreation) {
     EXPECT_EQ(heap.Handle(), nullptr);
     heap.Create();
     heap.Destroy(false);
-    EXPECT_EQ(heap.Handle(), nullptr) << "what went by force does not count any more";
+    EXPECT_EQ(heap.Handle(), nullptr) << "blocks destroyed by force no longer count";
 }
 
 TEST(HeapManager, CountsTheBlocksOfAPhaseOfWorkThatAreFreedOnAnyThread) {
@@ -70,10 +70,10 @@ TEST(HeapManager, CountsTheBlocksOfAPhaseOfWorkThatAreFreedOnAnyThread) {
     heap.Free(nullptr);
     EXPECT_EQ(FailureOf([&] { heap.Alloc(-1); }), "memory");
     heap.Destroy(false);
-    EXPECT_EQ(heap.Handle(), nullptr) << "each block counts once, and one that is refused does not";
+    EXPECT_EQ(heap.Handle(), nullptr) << "each block counts once, and a refused one does not";
 }
 
-TEST(HeapManager, AssertsAndForgetsTheHeapWhenTheSystemRefusesToDestroyIt) {
+TEST(HeapManager, AssertsWhenTheSystemCannotDestroyTheHeap) {
     EXPECT_EQ(AssertionOf([] {
                   CLostHeap lost;
                   EXPECT_EQ(AssertionOf([&] { lost.manager.Destroy(false); }), u"ALLOC:343");
@@ -85,7 +85,7 @@ TEST(HeapManager, AssertsAndForgetsTheHeapWhenTheSystemRefusesToDestroyIt) {
                   ThrowMemoryException();
               }),
               "memory")
-        << "what is on its way goes on";
+        << "the exception in flight";
 }
 
 TEST(HeapManager, TracesItsHandleAndWhatRefersToIt) {

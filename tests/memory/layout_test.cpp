@@ -13,7 +13,7 @@ struct CPair {
 
 constexpr CFieldPlace wordAt(std::size_t offset) { return CFieldPlace::Of<int>(offset); }
 
-TEST(Layout, FindsTheFirstFieldThatIsNotWhereItWasSaidToBe) {
+TEST(Layout, FindsTheFirstFieldThatIsNotWhereTheListSays) {
     EXPECT_EQ(MisplacedField<CPair>({wordAt(4), wordAt(0)}), 1) << "in another order";
     EXPECT_EQ(MisplacedField<CPair>({wordAt(0), CFieldPlace::Of<short>(4)}), 2) << "narrower";
     EXPECT_EQ(MisplacedField<CPair>({wordAt(0)}), 2) << "one more than was said";

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 using namespace Tarn;
@@ -25,25 +26,18 @@ IMemoryManager* managerOf(void* block) {
     return manager;
 }
 
-// Fails with an exception of its own, whose end it notices.
-class CFailingManager : public IMemoryManager {
-public:
-    bool isDisposedOf = false;
+struct CFailure : CUserException {
+    static inline int disposedOf = 0;
+    ~CFailure() override { disposedOf++; }
+};
 
-    void* Alloc(int) override { throw new CFailure(&isDisposedOf); }
+struct CFailingManager : IMemoryManager {
+    void* Alloc(int) override { throw new CFailure; }
     void Free(void*) override {}
-
-private:
-    struct CFailure : CUserException {
-        explicit CFailure(bool* flag) : isEnded(flag) {}
-        ~CFailure() override { *isEnded = true; }
-        bool* isEnded;
-    };
 };
 
 // Keeps the last message.
-class CLastMessage : public CMessageHandler {
-public:
+struct CLastMessage : CMessageHandler {
     CUnicodeString text;
 
     int ShowMessage(HWND, const char16_t* message, const char16_t*, unsigned flags) override {
@@ -54,12 +48,20 @@ public:
 
 } // namespace
 
-TEST(MemoryManager, SmallBlocksComeFromTheCurrentManagerAndLargeOnesNever) {
+TEST(MemoryManager, SmallBlocksComeFromTheCurrentManagerUnlessSwitchingIsOffAndLargeOnesNever) {
     CRefusingManager manager;
-    const std::pair<unsigned, IMemoryManager*> cases[] = {
-        {0, &manager}, {65532, &manager}, {65533, &GetLargeBlockManager()}};
-    for (const auto& [size, expected] : cases) {
+    const CMemorySwitches saved = GetMemorySwitches();
+    CMemorySwitches off = saved;
+    off.enableHeapSwitching = false;
+    const std::tuple<unsigned, CMemorySwitches, IMemoryManager*> cases[] = {
+        {0, saved, &manager},
+        {65532, saved, &manager},
+        {65532, off, &GetDefaultMemoryManager()},
+        {65533, saved, &GetLargeBlockManager()}};
+    for (const auto& [size, switches, expected] : cases) {
+        SetMemorySwitches(switches);
         void* block = allocFrom(manager, size);
+        SetMemorySwitches(saved);
         EXPECT_EQ(managerOf(block), expected) << size;
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % kAllocationUnit, 0u);
         std::memset(block, 0xAB, size);
@@ -68,8 +70,8 @@ TEST(MemoryManager, SmallBlocksComeFromTheCurrentManagerAndLargeOnesNever) {
     alloc_delete(nullptr);
 }
 
-// The test framework allocates, too: expectations stand outside the scopes of the switchers.
-TEST(MemoryManager, ScopesNestInTheirThreadAndBlocksGoBackToTheirMaker) {
+// The test framework allocates memory too, so expectations stand outside the scopes of the switchers.
+TEST(MemoryManager, ScopesNestInTheirThreadAndBlocksReturnToTheirManager) {
     CRefusingManager outer, inner;
     void *fromInner, *fromDefault;
     IMemoryManager* seen[5];
@@ -93,18 +95,6 @@ TEST(MemoryManager, ScopesNestInTheirThreadAndBlocksGoBackToTheirMaker) {
     EXPECT_EQ(managerOf(fromInner), &inner);
     alloc_delete_array(fromDefault);
     std::thread([&] { alloc_delete(fromInner); }).join();
-}
-
-TEST(MemoryManager, TheSwitchOffLeavesSmallBlocksToTheDefaultManager) {
-    const CMemorySwitches saved = GetMemorySwitches();
-    CMemorySwitches switches = saved;
-    switches.enableHeapSwitching = false;
-    SetMemorySwitches(switches);
-    CRefusingManager manager;
-    void* block = allocFrom(manager, 8);
-    SetMemorySwitches(saved);
-    EXPECT_EQ(managerOf(block), &GetDefaultMemoryManager());
-    doFree(block);
 }
 
 TEST(MemoryManager, ARefusalIsTheMemoryException) {
@@ -155,18 +145,7 @@ TEST(MemoryManager, NewWithoutExceptionsDisposesOfAFailure) {
         block = ::operator new(1, std::nothrow);
     }
     EXPECT_EQ(block, nullptr);
-    EXPECT_TRUE(manager.isDisposedOf);
-}
-
-TEST(MemoryManager, DeleteShowsAnAssertionAndGoesOn) {
-    CLastMessage handler;
-    CMessageHandlerSwitcher handlerSwitcher(&handler);
-    alignas(kAllocationUnit) char neverAllocated[2 * kAllocationPrefix] = {};
-    IMemoryManager* const manager = &GetLargeBlockManager();
-    std::memcpy(neverAllocated + kAllocationPrefix - kPointerSize, &manager, sizeof(manager));
-    void* volatile wrong = neverAllocated + kAllocationPrefix;
-    ::operator delete(wrong);
-    EXPECT_NE(handler.text.Find(u"PrivateAllocators, 133"), -1);
+    EXPECT_EQ(CFailure::disposedOf, 1);
 }
 
 TEST(MemoryManager, EveryFormOfNewAndDeleteAgrees) {
@@ -175,11 +154,11 @@ TEST(MemoryManager, EveryFormOfNewAndDeleteAgrees) {
     const auto useObjects = [] {
         ::operator delete(::operator new(24, std::nothrow), std::nothrow);
         ::operator delete(::operator new(24));
-        // The compiler takes the sized form for these, and leaves them out if it sees that nobody looks.
+        // These use the sized form; without `volatile` the compiler may remove them.
         int* volatile number = new int;
         delete number;
     };
-    const auto useArrays = [] { // which belong to the C runtime
+    const auto useArrays = [] { // from the C runtime
         ::operator delete[](::operator new[](400));
         ::operator delete[](::operator new[](24, std::nothrow), std::nothrow);
         std::string* volatile texts = new std::string[3];
@@ -189,12 +168,19 @@ TEST(MemoryManager, EveryFormOfNewAndDeleteAgrees) {
     EXPECT_TRUE(manager.TryWith(0, useArrays));
 }
 
-TEST(MemoryManager, LargeBlocksAreFreedByTheSystemOnceAndOnlyOnce) {
-    IMemoryManager& manager = GetLargeBlockManager();
-    void* block = manager.Alloc(100000);
-    std::memset(block, 1, 100000);
-    manager.Free(block);
-    EXPECT_EQ(AssertionOf([&] { manager.Free(block); }), u"PrivateAllocators:133");
+TEST(MemoryManager, ALargeBlockThatIsNotTheSystemsIsAnAssertionWhichDeleteShows) {
+    IMemoryManager* const manager = &GetLargeBlockManager();
+    void* const freed = manager->Alloc(100000);
+    std::memset(freed, 1, 100000);
+    manager->Free(freed);
+    EXPECT_EQ(AssertionOf([&] { manager->Free(freed); }), u"PrivateAllocators:133");
+    CLastMessage handler;
+    CMessageHandlerSwitcher handlerSwitcher(&handler);
+    alignas(kAllocationUnit) char neverAllocated[2 * kAllocationPrefix] = {};
+    std::memcpy(neverAllocated + kAllocationPrefix - kPointerSize, &manager, sizeof(manager));
+    void* volatile wrong = neverAllocated + kAllocationPrefix;
+    ::operator delete(wrong);
+    EXPECT_NE(handler.text.Find(u"PrivateAllocators, 133"), -1);
 }
 
 TEST(MemoryManager, CountersKeepSumsCurrentValuesAndPeaks) {

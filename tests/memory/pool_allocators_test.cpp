@@ -14,38 +14,10 @@ namespace {
 
 char* at(void* block, int offset) { return static_cast<char*>(block) + offset; }
 
-// A page or block that no pool has got from the system, linked behind the one that starts at `start`.
-void linkForeignPage(void* start) {
-    static void* foreignPage[8];
-    *static_cast<void**>(start) = foreignPage;
-}
-
-struct CPoolWithAForeignPage {
-    CBlockManager pool{128, 0x10000};
-
-    CPoolWithAForeignPage() { linkForeignPage(at(pool.Alloc(), -kAllocationUnit)); }
-};
-
-struct CStackWithAForeignBlock {
-    CStackManager stack;
-
-    CStackWithAForeignBlock() {
-        stack.Alloc(1);
-        CStackManagerState state;
-        stack.GetState(state);
-        linkForeignPage(state.block);
-    }
-};
-
-template<class Broken>
-void expectOneFailureAtATime() {
-    EXPECT_EQ(AssertionOf([] { Broken broken; }), u"PrivateAllocators:133");
-    EXPECT_EQ(FailureOf([] {
-                  Broken broken;
-                  ThrowMemoryException();
-              }),
-              "memory")
-        << "what is on its way goes on";
+// Links a page that the system did not allocate behind one of a pool, so that the release of the pool fails.
+void linkNoPage(void* page) {
+    static void* noPage[8];
+    *static_cast<void**>(page) = noPage;
 }
 
 } // namespace
@@ -86,8 +58,9 @@ TEST(BlockManager, ResetKeepsThePagesForReuse) {
         block = pool.Alloc();
     pool.Free(before.back());
     pool.Reset();
-    EXPECT_EQ(pool.AllocatedBlocksSize() + pool.FreeBlocksSize(), 0);
-    // The spare pages are pushed from the newest on, so the oldest is used again first.
+    EXPECT_EQ(pool.AllocatedBlocksSize(), 0);
+    EXPECT_EQ(pool.FreeBlocksSize(), 0);
+    // The newest page becomes a spare page first, so the oldest is reused first.
     for (void* block : before)
         ASSERT_EQ(pool.Alloc(), block);
 }
@@ -95,7 +68,7 @@ TEST(BlockManager, ResetKeepsThePagesForReuse) {
 TEST(BlockManager, HugeBlocksDoNotShareAPage) {
     constexpr int kHuge = 0x50000000;
     CBlockManager pool(kHuge, 65536);
-    FailureOf([&] { // where there is not so much room
+    FailureOf([&] { // some targets do not have so much memory
         char* first = at(pool.Alloc(), 0);
         EXPECT_NE(pool.Alloc(), first + kHuge) << "beyond the end of the page";
     });
@@ -119,7 +92,7 @@ TEST(StackManager, StatesComeBackWithTheSameAddresses) {
     stack.GetState(state);
     void* first = stack.Alloc(500);
     void* second = stack.Alloc(900);         // opens a block
-    std::memset(stack.Alloc(5000), 7, 5000); // and one of its own size
+    std::memset(stack.Alloc(5000), 7, 5000); // and another one of its own
     stack.Reset(state);
     EXPECT_EQ(stack.AllocatedSize(), 100);
     EXPECT_EQ(stack.Alloc(500), first);
@@ -137,9 +110,9 @@ TEST(StackManager, OnlyTheHeadOfTheFreeListIsTried) {
     char* large = at(stack.Alloc(100000), 0);
     void* small = stack.Alloc(10);
     stack.Reset();
-    // The older, large block was freed last and is the head.
+    // The older, large block was freed last and is the head of the list.
     EXPECT_EQ(stack.Alloc(10), large);
-    // What a new minimal block would not hold.
+    // More than a new minimal block would hold.
     EXPECT_EQ(stack.Alloc(99980), large + RoundUp(10, kAllocationUnit));
     EXPECT_EQ(stack.Alloc(10), small);
 }
@@ -182,7 +155,24 @@ TEST(SizeClassAllocator, ServesTheFirstClassThatFitsAndKeepsThePagesOfBlocksThat
     EXPECT_EQ(pool.Alloc(40, actual), kept);
 }
 
-TEST(PoolDestructors, AssertOnlyWhileNoOtherExceptionIsOnItsWay) {
-    expectOneFailureAtATime<CPoolWithAForeignPage>();
-    expectOneFailureAtATime<CStackWithAForeignBlock>();
+TEST(PoolDestructors, AssertUnlessAnotherExceptionIsInFlight) {
+    void (*const ends[])(bool) = {
+        [](bool isThrowing) {
+            CBlockManager pool(128, 0x10000);
+            linkNoPage(at(pool.Alloc(), -kAllocationUnit));
+            isThrowing ? ThrowMemoryException() : void();
+        },
+        [](bool isThrowing) {
+            CStackManager stack;
+            CStackManagerState state;
+            stack.Alloc(1);
+            stack.GetState(state);
+            linkNoPage(state.block);
+            isThrowing ? ThrowMemoryException() : void();
+        },
+    };
+    for (const auto end : ends) {
+        EXPECT_EQ(AssertionOf([&] { end(false); }), u"PrivateAllocators:133");
+        EXPECT_EQ(FailureOf([&] { end(true); }), "memory");
+    }
 }

@@ -36,7 +36,7 @@ TEST(ThreadDataStorage, KeepsThreadsThatArriveTogetherApart) {
             storage.SetSlotData(slot, pointerOf(i));
             EXPECT_EQ(record.Find(), nullptr) << "asking makes no block";
             auto* block = static_cast<unsigned char*>(record.Get());
-            EXPECT_EQ(block[0] + block[1], 0);
+            EXPECT_TRUE(block[0] == 0 && block[1] == 0);
             std::this_thread::yield();
             EXPECT_EQ(record.Find(), block);
             EXPECT_EQ(storage.GetSlotData(slot), pointerOf(i));

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <mutex>
 #include <random>
 #include <string_view>
 #include <thread>
@@ -12,8 +11,8 @@ namespace Tarn::Platform {
 
 namespace {
 
-/// A record as `VirtualQuery` gives it: the state, the protection now and that of the region, where its pages
-/// and their region start, in pages from `start` on, and the number of those pages.
+/// What `VirtualQuery` tells of an address: the state, the protection, the protection of the region; then, in
+/// pages from `start`, where the pages in this state and their region start; then the number of those pages.
 std::vector<Int64> queried(const char* address, const char* start) {
     MEMORY_BASIC_INFORMATION record;
     EXPECT_EQ(Platform::VirtualQuery(address, &record, sizeof(record)), sizeof(record));
@@ -63,38 +62,37 @@ TEST(Heap, GivesAllItsMemoryBackWhenItIsDestroyed) {
                 codeOf(HeapDestroy(GetProcessHeap())), codeOf(HeapDestroy(notAHeap))});
 }
 
-TEST(Heap, KeepsApartWhatThreadsTakeAndFree) {
+TEST(Heap, KeepsApartTheBlocksThatThreadsAllocateAndFree) {
     constexpr unsigned kThreads = 4;
     constexpr int kSteps = 10'000;
-    struct Slot {
-        std::mutex lock;
-        std::string_view block; // all of one byte
-    };
     const HANDLE heap = HeapCreate(0);
-    std::vector<Slot> slots(500);
+    std::vector<std::atomic<char*>> slots(500); // blocks that begin with their size; all the rest is one byte
     std::atomic<int> damaged = 0;
-    const auto exchange = [&](Slot& slot, std::string_view block) {
-        {
-            std::lock_guard guard(slot.lock);
-            std::swap(slot.block, block);
-        }
-        damaged += block.find_first_not_of(block.substr(0, 1)) != block.npos;
-        EXPECT_TRUE(HeapFree(heap, const_cast<char*>(block.data())));
+    const auto exchange = [&](std::atomic<char*>& slot, char* block) {
+        block = slot.exchange(block);
+        if (block == nullptr)
+            return;
+        std::size_t size;
+        std::memcpy(&size, block, sizeof(size));
+        const std::string_view rest(block + sizeof(size), size);
+        damaged += rest.find_first_not_of(rest[0]) != rest.npos ? 1 : 0;
+        EXPECT_TRUE(HeapFree(heap, block));
     };
     std::vector<std::thread> threads;
     for (unsigned number = 0; number < kThreads; number++)
         threads.emplace_back([&, random = std::minstd_rand(number + 1)]() mutable {
             for (int step = 0; step < kSteps; step++) {
                 const std::size_t size = 1 + random() % (step % 100 == 0 ? 400'000 : 600);
-                void* const block =
-                    std::memset(HeapAlloc(heap, size), static_cast<int>(random() & 0xFF), size);
-                exchange(slots[random() % slots.size()], {static_cast<char*>(block), size});
+                const auto block = static_cast<char*>(HeapAlloc(heap, sizeof(size) + size));
+                std::memcpy(block, &size, sizeof(size));
+                std::memset(block + sizeof(size), static_cast<int>(random() & 0xFF), size);
+                exchange(slots[random() % slots.size()], block);
             }
         });
     for (std::thread& thread : threads)
         thread.join();
-    for (Slot& slot : slots)
-        exchange(slot, {});
+    for (std::atomic<char*>& slot : slots)
+        exchange(slot, nullptr);
     EXPECT_EQ(damaged, 0);
     EXPECT_TRUE(HeapDestroy(heap));
 }
@@ -106,14 +104,14 @@ TEST(VirtualMemory, IsReservedCommittedAndGivenBackPageByPage) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(base) % page, 0u);
     EXPECT_EQ(queried(base + 1, base), (std::vector<Int64>{MEM_RESERVE, 0, PAGE_NOACCESS, 0, 0, 4}));
     for (int round = 0; round < 2; round++) {
-        // The range is widened to the two pages that it touches.
+        // The range is widened to the two pages that it overlaps.
         EXPECT_EQ(VirtualAlloc(base + 2 * page - 1, 2, MEM_COMMIT, PAGE_READWRITE), base + page);
         EXPECT_EQ(queried(base + 2 * page, base),
                   (std::vector<Int64>{MEM_COMMIT, PAGE_READWRITE, PAGE_NOACCESS, 2, 0, 1}));
-        EXPECT_EQ(base[page] + base[3 * page - 1], 0) << "what was decommitted is forgotten";
+        EXPECT_TRUE(base[page] == 0 && base[3 * page - 1] == 0) << "decommitting discards the contents";
         base[page] = base[3 * page - 1] = 1;
         EXPECT_EQ(VirtualAlloc(base + page, page, MEM_COMMIT, PAGE_READWRITE), base + page);
-        EXPECT_EQ(base[page], 1) << "what is committed stays";
+        EXPECT_EQ(base[page], 1) << "committing again keeps the contents";
         EXPECT_TRUE(VirtualFree(round == 0 ? base + page : base, round == 0 ? 2 * page : 0, MEM_DECOMMIT));
         EXPECT_EQ(queried(base + page, base)[0], MEM_RESERVE);
     }
@@ -153,7 +151,7 @@ TEST(ThreadLocalStorage, EachThreadHasItsOwnValues) {
     const auto read = [&] {
         SetLastError(ERROR_INVALID_PARAMETER);
         void* const value = TlsGetValue(index);
-        EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "tells a null from a failure";
+        EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "so a stored null is not a failure";
         return value;
     };
     EXPECT_TRUE(TlsSetValue(index, &values[0]));
@@ -169,7 +167,7 @@ TEST(ThreadLocalStorage, EachThreadHasItsOwnValues) {
 
     std::vector<DWORD> all;
     for (DWORD next = TlsAlloc(); next != TLS_OUT_OF_INDEXES; next = TlsAlloc()) {
-        EXPECT_EQ(TlsGetValue(next), nullptr) << "of an index that was in use before, too";
+        EXPECT_EQ(TlsGetValue(next), nullptr) << "even if the index was in use before";
         all.push_back(next);
     }
     EXPECT_GT(all.size(), 32u);

@@ -1,4 +1,4 @@
-// What the private heaps of the POSIX port promise beyond the calls.
+// What the POSIX port promises of private heaps and of virtual memory beyond the documented calls.
 #include "tests/platform/codes.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace Tarn::Platform {
 
 namespace {
 
-constexpr std::size_t kLarge = 200'000; // for a block in a segment
+constexpr std::size_t kLarge = 200'000; // near the largest block that lies in a segment
 
 TEST(PrivateHeap, UnitesFreedBlocksForLargerOnes) {
     const HANDLE heap = HeapCreate(0x4000000); // in one segment
@@ -27,9 +27,8 @@ TEST(PrivateHeap, UnitesFreedBlocksForLargerOnes) {
             blocks.push_back(static_cast<char*>(HeapAlloc(heap, size)));
             total += size;
         }
-        const auto [first, last] = std::minmax_element(blocks.begin(), blocks.end());
-        char* const begin = *first;
-        char* const end = *last;
+        char* const begin = *std::min_element(blocks.begin(), blocks.end());
+        char* const end = *std::max_element(blocks.begin(), blocks.end());
         std::shuffle(blocks.begin(), blocks.end(), random);
         for (char* block : blocks)
             ASSERT_TRUE(HeapFree(heap, block));
@@ -39,16 +38,20 @@ TEST(PrivateHeap, UnitesFreedBlocksForLargerOnes) {
             blocks.push_back(static_cast<char*>(HeapAlloc(heap, kLarge)));
             outside += blocks.back() < begin || blocks.back() > end;
         }
-        EXPECT_EQ(outside, 0) << "half of the room holds them";
+        EXPECT_EQ(outside, 0) << "they fit into half of the room";
     }
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
+std::vector<void*> allocate(HANDLE heap, std::size_t count, std::size_t size) {
+    std::vector<void*> blocks(count);
+    std::generate(blocks.begin(), blocks.end(), [&] { return HeapAlloc(heap, size); });
+    return blocks;
+}
+
 TEST(PrivateHeap, FindsFreeRoomLargerThanAnySegmentThatItAdds) {
     const HANDLE heap = HeapCreate(0x6000000);
-    std::vector<void*> blocks(400);
-    for (void*& block : blocks)
-        block = HeapAlloc(heap, kLarge);
+    const std::vector<void*> blocks = allocate(heap, 400, kLarge);
     HeapAlloc(heap, 1);
     for (void* block : blocks)
         HeapFree(heap, block);
@@ -67,7 +70,7 @@ TEST(PrivateHeap, RefusesABlockThatIsFree) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
-/// The bytes of memory that this process may address, for the life of the object.
+/// Limits the memory that this process may map to what it has and `more` bytes, for the life of the object.
 class AddressLimit {
 public:
     explicit AddressLimit(std::size_t more) {
@@ -99,7 +102,8 @@ TEST(PrivateHeap, MakesDoWithTheMemoryThatThereIs) {
         TARNKIT_TEST_NEEDS(kMemoryLimit);
         while (void* const block = HeapAlloc(heap, 10'000))
             blocks.push_back(block);
-        EXPECT_GT(blocks.size() * 10'000, kRoom * 3 / 4) << "smaller pieces where no large one is left";
+        EXPECT_GT(blocks.size() * 10'000, kRoom * 3 / 4)
+            << "with smaller segments where there is no room for a large one";
         EXPECT_TRUE(HeapFree(heap, blocks.back()));
         EXPECT_EQ(HeapAlloc(heap, 10'000), blocks.back());
     }
@@ -108,17 +112,14 @@ TEST(PrivateHeap, MakesDoWithTheMemoryThatThereIs) {
 }
 
 TEST(PrivateHeap, GivesFreeSegmentsBackAndKeepsOneForTheNextBlocks) {
-    constexpr std::size_t kSize = 20'000, kMostKept = 50'000'000;
+    constexpr std::size_t kSize = 20'000, kMostKept = 50'000'000, kStep = 20;
     const HANDLE heap = HeapCreate(0x20000);
-    std::vector<void*> blocks(10'000);
     for (int round = 0; round < 2; round++) {
-        for (void*& block : blocks)
-            block = HeapAlloc(heap, kSize);
+        std::vector<void*> blocks = allocate(heap, 10'000, kSize);
         std::shuffle(blocks.begin(), blocks.end(), std::minstd_rand(2));
         for (void* block : blocks)
             ASSERT_TRUE(HeapFree(heap, block));
         std::size_t kept = 0;
-        constexpr std::size_t kStep = 20;
         for (std::size_t i = 0; i < blocks.size(); i += kStep) {
             MEMORY_BASIC_INFORMATION record;
             Platform::VirtualQuery(blocks[i], &record, sizeof(record));
@@ -130,68 +131,62 @@ TEST(PrivateHeap, GivesFreeSegmentsBackAndKeepsOneForTheNextBlocks) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
-/// What `action` returns in a process of its own.
-int resultInChild(int (*action)()) {
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(action());
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-/// Splits a mapping of this process until the system splits no more; null if it goes on and on.
-char* useUpMappings(std::size_t* size) {
-    constexpr std::size_t kMost = 200'000;
+/// Splits a new mapping until the system refuses; null if it never does.
+void* useUpMappings(std::size_t* size) {
     const std::size_t page = GetPageSize();
-    *size = kMost * page;
-    void* const start = mmap(nullptr, *size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    for (std::size_t i = 1; i < kMost; i += 2)
-        if (mprotect(static_cast<char*>(start) + i * page, page, PROT_READ) != 0)
-            return static_cast<char*>(start);
+    *size = 200'000 * page;
+    auto* const start = static_cast<char*>(
+        mmap(nullptr, *size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    for (char* next = start + page; next < start + *size; next += 2 * page)
+        if (mprotect(next, page, PROT_READ) != 0)
+            return start;
     return nullptr;
 }
 
-enum Outcome { asPromised, notUsedUp, refused, freedTwice, keptPages, notServedAgain, notClean, keptRange };
+bool hasMemory(void* address) {
+    unsigned char isResident = 0;
+    return mincore(address, 1, &isResident) == 0 && (isResident & 1) != 0;
+}
 
-// Without a test's usual expectations: a child at its limit must not allocate.
-Outcome freeWithoutMappings() {
+enum TOutcome { asPromised, mappingsNotUsedUp, notFreed, notReused, notUnmapped };
+
+// In a child process that must not allocate, or report in the usual way, once its mappings are used up.
+TOutcome freeWithoutMappings() {
     constexpr std::size_t kSize = 0x10000;
-    constexpr int kBlocks = 32;
-    void* blocks[kBlocks];
+    void* blocks[32];
     for (void*& block : blocks)
         block = std::memset(VirtualAlloc(nullptr, kSize, MEM_COMMIT, PAGE_READWRITE), 1, kSize);
     std::size_t splitSize = 0;
-    char* const split = useUpMappings(&splitSize);
+    void* const split = useUpMappings(&splitSize);
     if (split == nullptr)
-        return notUsedUp;
-    unsigned char isResident = 0;
-    for (int i = 1; i < kBlocks; i += 2) {
-        if (!VirtualFree(blocks[i], 0, MEM_RELEASE))
-            return refused;
-        if (VirtualFree(blocks[i], 0, MEM_RELEASE))
-            return freedTwice;
-        if (mincore(blocks[i], 1, &isResident) == 0 && isResident % 2 != 0)
-            return keptPages;
-    }
+        return mappingsNotUsedUp;
+    for (std::size_t i = 1; i < std::size(blocks); i += 2)
+        if (!VirtualFree(blocks[i], 0, MEM_RELEASE) || VirtualFree(blocks[i], 0, MEM_RELEASE) ||
+            hasMemory(blocks[i]))
+            return notFreed;
     const auto again = static_cast<char*>(VirtualAlloc(nullptr, kSize, MEM_COMMIT, PAGE_READWRITE));
     if (again == nullptr || again[0] != 0 || again[kSize - 1] != 0)
-        return again == nullptr ? notServedAgain : notClean;
+        return notReused;
     munmap(split, splitSize);
     VirtualFree(again, 0, MEM_RELEASE);
-    for (int i = 0; i < kBlocks; i += 2)
+    for (std::size_t i = 0; i < std::size(blocks); i += 2)
         VirtualFree(blocks[i], 0, MEM_RELEASE);
     for (void* block : blocks)
-        if (mincore(block, 1, &isResident) == 0)
-            return keptRange;
+        if (unsigned char unused = 0; mincore(block, 1, &unused) == 0)
+            return notUnmapped;
     return asPromised;
 }
 
-TEST(VirtualMemory, TakesFreedMemoryBackWhenTheSystemHasNoMappingLeftToSplit) {
-    const int outcome = resultInChild([] { return int{freeWithoutMappings()}; });
-    const CCapability kMappingLimit{outcome != notUsedUp ? nullptr : "the system has too many mappings"};
+TEST(VirtualMemory, CanBeFreedWhenTheSystemHasNoMappingLeftToSplit) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(freeWithoutMappings());
+    int status = 0;
+    waitpid(child, &status, 0);
+    const CCapability kMappingLimit{WEXITSTATUS(status) != mappingsNotUsedUp ? nullptr
+                                                                             : "there are too many"};
     TARNKIT_TEST_NEEDS(kMappingLimit);
-    EXPECT_EQ(outcome, asPromised);
+    EXPECT_EQ(status, asPromised);
 }
 
 } // namespace
