@@ -1,6 +1,6 @@
-// Allocation: every pair of rivals takes the same blocks, writes to each, and gives them back in the same
-// order. "Each" takes and frees one block at a time, "many" takes a thousand and frees them shuffled; a
-// "phase" takes a hundred thousand and ends with all of them.
+// Allocation. All rivals of a benchmark allocate the same blocks, write to each, and free them in the same
+// order. "Each" allocates and frees one block at a time, "many" allocates a thousand and frees them in random
+// order; a "phase" allocates a hundred thousand and drops all of them at its end.
 #include "malloc_memory.h"
 
 #include <tarnkit/heap_manager.h>
@@ -26,7 +26,7 @@ struct EqualSizes {
     int operator[](int) const { return kBlockSize; }
 };
 
-// Sizes as they come in a program: most are small.
+// Sizes as they are in a program: most are small.
 struct MixedSizes {
     std::vector<int> sizes = std::vector<int>(kBlocks);
 
@@ -52,7 +52,7 @@ struct Runtime {
     void Give(void* block, int) { std::free(block); }
 };
 
-// What any allocator pays that keeps a word before each block and its alignment.
+// The cost that any allocator has which keeps a word in front of each block and aligns the block.
 struct PaddedRuntime {
     void* Take(int size) {
         char* block =
@@ -90,7 +90,7 @@ struct Stack {
     void Release() { stack.Reset(); }
 };
 
-// Has its memory from the start, as the stack has it from its second round on.
+// Has its memory from the start, as the stack does from its second round on.
 struct StandardStack {
     std::vector<char, MallocAllocator<char>> room = decltype(room)(kBlocks * (kLargestSize + 16));
     MallocResource memory;
@@ -100,7 +100,7 @@ struct StandardStack {
     void Release() { stack.release(); }
 };
 
-// The rivals in phases: how a phase ends is their own affair.
+// The rivals in phases. Each has its own way of ending a phase.
 
 struct PhaseInRuntime {
     std::vector<void*, MallocAllocator<void*>> blocks = decltype(blocks)(kPhaseBlocks);
@@ -125,7 +125,7 @@ struct PhaseInHeap {
     }
 };
 
-// As `new` takes its blocks while the heap is the current manager.
+// Allocates as `new` does while the heap is the current manager.
 struct RoutedPhaseInHeap : PhaseInHeap {
     Tarn::CMemoryManagerSwitcher switcher{&heap};
 

@@ -68,7 +68,7 @@ void CHeapManager::Free(void* ptr) {
 }
 
 void CHeapManager::DumpExt() const {
-    CMemoryManagerSwitcher switcher(nullptr); // the report must not allocate from what it reports
+    CMemoryManagerSwitcher switcher(nullptr); // so that the report does not allocate from this heap
     Trace(u"Heap Handle=%IX\n", reinterpret_cast<std::uintptr_t>(heap));
     Trace(u"RefCount=%d\n", references.load());
     Dump();

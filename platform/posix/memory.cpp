@@ -1,8 +1,8 @@
 // Heaps, virtual memory and thread-local storage.
 //
-// The process heap is the C runtime's; the others are arenas (private_heap.h). A region of virtual memory is
-// an anonymous mapping; a table of the live regions lets `VirtualFree` find the size itself and refuse what
-// was never handed out.
+// The process heap is the C runtime's; other heaps are arenas (private_heap.h). A region of virtual memory is
+// an anonymous mapping. A table of the regions in use gives `VirtualFree` their sizes and lets it refuse
+// other addresses.
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
 #include "platform/posix/memory/leak_checker.h"
@@ -30,10 +30,11 @@ using Posix::PageSize;
 
 struct Region {
     std::size_t size;
-    DWORD protection; // that it was made with
+    DWORD protection; // at its allocation
 };
 
-// The live regions by their start. Never destroyed: memory is given back while the process ends, too.
+// The regions in use, by their start. Never destroyed, because memory is freed until the very end of the
+// process.
 class Regions {
 public:
     static Regions& Get() {
@@ -53,7 +54,7 @@ public:
         }
     }
 
-    /// The region that starts at `start`, which is forgotten; one without a size when there is none.
+    /// Removes and returns the region that starts at `start`; one of size 0 if there is none.
     Region Take(void* start) {
         std::lock_guard guard(lock);
         const auto found = regions.find(reinterpret_cast<std::uintptr_t>(start));
@@ -65,7 +66,7 @@ public:
         return region;
     }
 
-    /// The start of the region that an address lies in; 0, and no size, when there is none.
+    /// Returns the start of the region that an address lies in; 0, and a region of size 0, if there is none.
     std::uintptr_t Find(std::uintptr_t address, Region* region) {
         std::lock_guard guard(lock);
         auto next = regions.upper_bound(address);
@@ -91,7 +92,7 @@ private:
     std::map<std::uintptr_t, Region, std::less<>, Posix::Allocator<Entry>> regions;
 };
 
-constinit char processHeap = 0; // whose address is the handle
+constinit char processHeap = 0; // its address is the handle
 
 BOOL fail(DWORD code) {
     SetLastError(code);
@@ -191,7 +192,7 @@ BOOL releaseRegion(void* address) {
 }
 
 BOOL decommit(void* address, std::size_t size) {
-    if (size == 0) { // the region from its start
+    if (size == 0) { // the whole region, given by its start
         Region region;
         const auto place = reinterpret_cast<std::uintptr_t>(address);
         if (Regions::Get().Find(place, &region) == place)
@@ -200,8 +201,8 @@ BOOL decommit(void* address, std::size_t size) {
     coverWholePages(address, size);
     if (size == 0 || !Regions::Get().Holds(address, size))
         return fail(ERROR_INVALID_ADDRESS);
-    // A fresh mapping in place drops the contents and the memory behind them. When the process has as many
-    // mappings as it may have, the memory goes all the same, and the pages stay accessible.
+    // A new mapping in the same place discards the contents and their memory. If the process already has as
+    // many mappings as it may have, the memory is discarded all the same, but the pages stay accessible.
     constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_FIXED;
     const bool isDone = mmap(address, size, PROT_NONE, kFlags, -1, 0) != MAP_FAILED ||
                         madvise(address, size, MADV_DONTNEED) == 0;
@@ -218,7 +219,7 @@ BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
 
 namespace {
 
-// Pages of one kind, or the gap between two mappings.
+// A mapping, or the gap between two mappings.
 struct Stretch {
     std::uintptr_t start = 0;
     std::uintptr_t end = UINTPTR_MAX;
@@ -226,7 +227,7 @@ struct Stretch {
     bool isAccessible = false;
 };
 
-// The next mapping in the system's list; false at its end.
+// Reads the next mapping of the system's list; false at its end.
 bool readMapping(std::FILE* list, Stretch* mapping) {
     char line[512];
     while (std::fgets(line, sizeof(line), list) != nullptr) {
@@ -240,7 +241,7 @@ bool readMapping(std::FILE* list, Stretch* mapping) {
     return false;
 }
 
-// What `place` lies in, as the system tells it; false when it does not tell.
+// Finds what `place` lies in; false when the system does not tell.
 bool findStretch(std::uintptr_t place, Stretch* found) {
     std::FILE* list = std::fopen("/proc/self/maps", "re");
     if (list == nullptr)
@@ -277,7 +278,7 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
     }
     Region region;
     const std::uintptr_t regionStart = Regions::Get().Find(place, &region);
-    // The system joins mappings that lie side by side, and an emulator does not show what is only reserved.
+    // The system joins adjacent mappings, and an emulator does not list what is only reserved.
     if (regionStart != 0)
         stretch = {regionStart, std::min(stretch.end, regionStart + region.size), true, stretch.isAccessible};
     *information = {};
@@ -295,20 +296,21 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
 
 DWORD GetPageSize() { return static_cast<DWORD>(PageSize()); }
 
-// Thread-local storage: each thread has one array of values. An index that is freed and handed out again must
-// read null in every thread, so each value remembers the life of the index that it was set in.
+// Thread-local storage: each thread has an array of values. An index that is allocated anew must read null in
+// every thread, so each value is stored with the life of the index in which it was set.
 namespace {
 
-constexpr DWORD kTlsIndexes = 64; // the number that every system of this kind guarantees a process
+constexpr DWORD kTlsIndexes = 64; // as many as Windows guarantees a process
 
 struct TlsValue {
     void* value;
     std::uint32_t life;
 };
 
-// The current life of each index: odd while it is in use, so never that of a value that was not set.
+// The current life of each index: odd while the index is in use, and so never 0, the life of a value never
+// set.
 constinit std::array<std::atomic<std::uint32_t>, kTlsIndexes> lives{};
-// Read by every allocation: a fixed offset from the thread pointer instead of a call.
+// Read by every allocation, so it lies at a fixed offset from the thread pointer and needs no call.
 [[gnu::tls_model("initial-exec")]] constinit thread_local TlsValue values[kTlsIndexes]{};
 
 bool isInUse(std::uint32_t life) { return life % 2 == 1; }

@@ -1,7 +1,7 @@
-// Containers of the POSIX port that live on the C runtime's heap.
+// Containers of the POSIX port, with their memory on the C runtime's heap.
 //
-// `operator new` of a process that uses the library is routed to the calling thread's current memory manager,
-// which may be gone before a handle table is. Nothing in the port may allocate through it.
+// In a process that uses the library, `operator new` takes memory from the calling thread's current memory
+// manager, which may not outlive what the port keeps. Nothing in the port may allocate through it.
 #pragma once
 
 #include <cstddef>
@@ -41,7 +41,7 @@ using U16String = std::basic_string<char16_t, std::char_traits<char16_t>, Alloca
 template<class T>
 using Vector = std::vector<T, Allocator<T>>;
 
-/// An object on the C runtime's heap; null when there is no memory.
+/// Constructs an object on the C runtime's heap; null when there is no memory.
 template<class T, class... Arguments>
 T* New(Arguments&&... arguments) {
     void* memory = std::malloc(sizeof(T));

@@ -1,4 +1,4 @@
-// The leak checker, where the build has one: it follows pointers only through memory that it knows.
+// Memory that the leak checker, in builds that have one, must search for pointers.
 #pragma once
 
 #include <cstddef>

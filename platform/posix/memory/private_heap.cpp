@@ -14,13 +14,13 @@ namespace Tarn::Platform::Posix {
 namespace {
 
 constexpr std::size_t kWord = sizeof(std::size_t);
-constexpr std::size_t kGranule = 2 * kWord; // the alignment of what callers have, and the unit of sizes
+constexpr std::size_t kGranule = 2 * kWord; // the alignment of callers' memory, and the unit of sizes
 constexpr std::size_t kLeastBlock = 2 * kGranule;
-constexpr std::size_t kLargestBlock = 0x40000; // that lies in a segment
+constexpr std::size_t kLargestBlock = 0x40000; // in a segment; larger ones are mappings of their own
 
-// In a header. Every granule leaves these bits to it.
+// Flags in a header. Sizes are multiples of the granule and do not use these bits.
 constexpr std::size_t kInUse = 1;
-constexpr std::size_t kPreviousInUse = 2; // otherwise the word in front is the size of the previous block
+constexpr std::size_t kPreviousInUse = 2; // if not set, the word in front is the size of the previous block
 constexpr std::size_t kOwnMapping = 4;
 constexpr std::size_t kEndOfSegment =
     kInUse | kOwnMapping; // with the address of the segment in place of a size
@@ -28,9 +28,9 @@ constexpr std::size_t kFlags = kInUse | kPreviousInUse | kOwnMapping;
 
 constexpr std::size_t kHugePage = 0x200000;
 constexpr std::size_t kLeastSegment = 0x10000;
-constexpr std::size_t kLargestSegment = 0x1000000; // unless a heap begins with a larger one
+constexpr std::size_t kLargestSegment = 0x1000000; // except for the first of a heap that begins with more
 
-// A bin for each of the smaller sizes, then some for the sizes from each power of two to the next.
+// One bin for each small size, then a number of bins between each power of two and the next.
 constexpr unsigned kExactBins = 64;
 constexpr int kExactBits = 6;
 constexpr unsigned kBinsOfAPower = 8;
@@ -41,7 +41,7 @@ constinit PrivateHeap* heaps = nullptr;
 
 constexpr std::size_t roundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; }
 
-// Of two, below or at a number.
+// The exponent of the largest power of two that is not above a number.
 constexpr int powerOf(std::size_t number) { return static_cast<int>(std::bit_width(number)) - 1; }
 
 template<class T>
@@ -49,7 +49,7 @@ T* at(void* start, std::size_t offset) {
     return reinterpret_cast<T*>(static_cast<char*>(start) + offset);
 }
 
-// Where the system has huge pages, the memory comes with a fault for each of those, not for each page.
+// Aligned to huge pages. Where the system has them, there is one page fault for each of those.
 void* mapHugePages(std::size_t size) {
     void* const start = MapPages(size + kHugePage);
     if (start == nullptr)
@@ -100,7 +100,8 @@ PrivateHeap::PrivateHeap(Segment* first) : segments(first), segmentsSize(first->
     startTop(first, sizeof(Segment) + sizeof(PrivateHeap));
 }
 
-// Where the blocks of a segment begin, of which `used` bytes are not for blocks: one word before a granule.
+// The place for the first block of a segment whose first `used` bytes are taken: one word in front of a
+// granule.
 PrivateHeap::Block* PrivateHeap::firstBlock(Segment* segment, std::size_t used) {
     return at<Block>(segment, roundUp(used + kWord, kGranule) - kWord);
 }
@@ -121,7 +122,7 @@ bool PrivateHeap::Destroy(void* heap, bool* isAllReleased) {
     return true;
 }
 
-// The oldest segment, in which the heap itself lies, is the last one.
+// Unmaps the oldest segment last, because the heap itself lies in it.
 bool PrivateHeap::unmapAll() {
     bool isAllReleased = true;
     while (LargeBlock* block = largeBlocks) {
@@ -163,8 +164,8 @@ TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::Free(void* memory) {
     return true;
 }
 
-// Makes one block of a block that is no longer in use and its free neighbours. The last one becomes part of
-// the top; one that fills a segment may take the segment with it.
+// Unites a block that has just been freed with its free neighbours. The result becomes part of the top if it
+// touches it, and goes back to the system with its segment if it fills one that is not kept.
 TARNKIT_UNCHECKED_ACCESS void PrivateHeap::unite(Block* block) {
     std::size_t size = block->header & ~kFlags;
     if ((block->header & kPreviousInUse) == 0) {
@@ -189,8 +190,8 @@ TARNKIT_UNCHECKED_ACCESS void PrivateHeap::unite(Block* block) {
         putIntoBin(block, size);
 }
 
-// The segment of which a free block takes all the room; null if there is none. The oldest segment is not
-// meant: the heap lies in it.
+// The segment that is filled by a free block; null if there is none. Never the oldest segment, in which the
+// heap itself lies.
 TARNKIT_UNCHECKED_ACCESS PrivateHeap::Segment* PrivateHeap::segmentFilledBy(Block* block, std::size_t size) {
     const std::size_t header = at<Block>(block, size)->header;
     if ((header & kEndOfSegment) != kEndOfSegment)
@@ -199,8 +200,8 @@ TARNKIT_UNCHECKED_ACCESS PrivateHeap::Segment* PrivateHeap::segmentFilledBy(Bloc
     return block == firstBlock(segment, sizeof(Segment)) ? segment : nullptr;
 }
 
-// Gives a segment without blocks back to the system, unless it is the only one besides the newest: that one
-// is kept, so that a heap whose size goes up and down a little does not ask the system each time.
+// Gives a free segment back to the system if another one is free already. That one is kept, so that a heap
+// whose size goes up and down a little does not call the system each time.
 bool PrivateHeap::releaseSegment(Segment* segment) {
     if (spareSegment == nullptr || spareSegment == segment || !isFree(spareSegment)) {
         spareSegment = segment;
@@ -223,8 +224,8 @@ TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::isFree(Segment* segment) {
     return (block->header & kInUse) == 0 && segmentFilledBy(block, block->header & ~kFlags) == segment;
 }
 
-// Sizes of the same bin differ by less than an eighth; the last takes all that are greater than any that is
-// asked for.
+// Sizes in the same bin differ by less than an eighth. The last bin takes every size above those that can be
+// requested.
 unsigned PrivateHeap::binOf(std::size_t size) {
     const std::size_t granules = size / kGranule;
     if (granules < kExactBins)
@@ -235,7 +236,7 @@ unsigned PrivateHeap::binOf(std::size_t size) {
     return std::min(bin, kBins - 1);
 }
 
-// All blocks of this bin and of those behind it are large enough.
+// All blocks in this bin and in the following ones are large enough.
 unsigned PrivateHeap::firstBinThatFits(std::size_t size) {
     const std::size_t granules = size / kGranule;
     if (granules < kExactBins)
@@ -244,7 +245,7 @@ unsigned PrivateHeap::firstBinThatFits(std::size_t size) {
     return binOf((granules + step - 1) * kGranule);
 }
 
-// The previous block is in use, or it would be part of this one.
+// The previous block is in use; otherwise it would be part of this one.
 TARNKIT_UNCHECKED_ACCESS void PrivateHeap::putIntoBin(Block* block, std::size_t size) {
     block->header = size | kPreviousInUse;
     *at<std::size_t>(block, size - kWord) = size;
@@ -270,7 +271,7 @@ TARNKIT_UNCHECKED_ACCESS void PrivateHeap::takeFromBin(Block* block) {
         maps[bin / kBinsOfAMap] &= ~(std::uint64_t{1} << bin % kBinsOfAMap);
 }
 
-// A free block, from which what is not needed goes back; null when none fits.
+// Takes a free block and puts back the part that is not needed; null when none fits.
 TARNKIT_UNCHECKED_ACCESS PrivateHeap::Block* PrivateHeap::takeFree(std::size_t size) {
     const unsigned first = firstBinThatFits(size);
     unsigned index = first / kBinsOfAMap;
@@ -293,7 +294,7 @@ TARNKIT_UNCHECKED_ACCESS PrivateHeap::Block* PrivateHeap::takeFree(std::size_t s
     return block;
 }
 
-// The block in front of the top is always in use.
+// (The block in front of the top is always in use.)
 TARNKIT_UNCHECKED_ACCESS PrivateHeap::Block* PrivateHeap::cutOffTop(std::size_t size) {
     if (static_cast<std::size_t>(topEnd - top) < size && !addSegment(size))
         return nullptr;
@@ -303,7 +304,8 @@ TARNKIT_UNCHECKED_ACCESS PrivateHeap::Block* PrivateHeap::cutOffTop(std::size_t 
     return block;
 }
 
-// With room for a block of `size` at least; as large as the heap so far, or as the system has.
+// Adds a segment with room for a block of `size`: as large as the heap so far or, without the memory for
+// that, smaller.
 bool PrivateHeap::addSegment(std::size_t size) {
     const std::size_t least = size + sizeof(Segment) + kGranule;
     std::size_t wanted = std::bit_ceil(std::max(std::min(segmentsSize, kLargestSegment), least));
@@ -321,14 +323,15 @@ bool PrivateHeap::addSegment(std::size_t size) {
     return true;
 }
 
-// The last word of a segment is kept for the header that ends its blocks.
+// The last word of a segment is reserved for the header that ends it.
 void PrivateHeap::startTop(Segment* segment, std::size_t used) {
     top = at<char>(firstBlock(segment, used), 0);
     topEnd = at<char>(segment, segment->size - kWord);
     Poison(top, segment->size - static_cast<std::size_t>(top - at<char>(segment, 0)));
 }
 
-// What is left of the top becomes a free block. A header that is in use for ever ends the segment.
+// Makes the rest of the top a free block, followed by the header that ends the segment, which is always in
+// use.
 TARNKIT_UNCHECKED_ACCESS void PrivateHeap::retireTop() {
     const auto size = static_cast<std::size_t>(topEnd - top);
     const std::size_t end = reinterpret_cast<std::uintptr_t>(segments) | kEndOfSegment;

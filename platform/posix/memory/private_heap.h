@@ -21,15 +21,15 @@ public:
     /// Null when there is no memory.
     static PrivateHeap* Create(std::size_t initialSize);
 
-    /// False, and nothing else, when there is no such heap. `isAllReleased` tells whether the system took all
-    /// memory back.
+    /// Returns false, and does nothing, if there is no such heap. `isAllReleased` receives whether the system
+    /// took all memory back.
     static bool Destroy(void* heap, bool* isAllReleased);
 
     /// Aligned to two words; null when there is no memory.
     void* Alloc(std::size_t size);
 
-    /// False when the system does not take a large block back, and for a block that is free already, if that
-    /// can be seen.
+    /// Returns false when the system does not take a large block back, and for a block that is visibly free
+    /// already.
     bool Free(void* memory);
 
 private:
@@ -42,12 +42,12 @@ private:
         LargeBlock* next;
         LargeBlock* previous;
         std::size_t size;
-        std::size_t header; // as that of a block
+        std::size_t header; // like that of a block
     };
 
-    // A block from its first word on; what the caller has begins with the second.
+    // A block. The caller's memory begins with the second word.
     struct Block {
-        std::size_t header; // the size up to the header of the next block, and flags
+        std::size_t header; // the distance to the header of the next block, and flags
         Block* next;        // in its bin, while it is free
         Block* previous;
     };
@@ -77,9 +77,9 @@ private:
 
     std::mutex lock;
     PrivateHeap* nextHeap = nullptr;
-    Segment* segments; // the newest first
+    Segment* segments; // newest first
     std::size_t segmentsSize;
-    Segment* spareSegment = nullptr; // the last that was free and kept; it may be in use again
+    Segment* spareSegment = nullptr; // the segment that was kept when it was free; may be in use again
     LargeBlock* largeBlocks = nullptr;
     char* top; // where the next block begins
     char* topEnd;
