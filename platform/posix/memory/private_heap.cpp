@@ -8,6 +8,7 @@
 #include <bit>
 #include <new>
 #include <sys/mman.h>
+#include <utility>
 
 namespace Tarn::Platform::Posix {
 
@@ -185,9 +186,10 @@ TARNKIT_UNCHECKED_ACCESS void PrivateHeap::unite(Block* block) {
     } else {
         behind->header &= ~kPreviousInUse;
     }
-    Segment* const filled = size > kLeastSegment / 2 ? segmentFilledBy(block, size) : nullptr;
-    if (filled == nullptr || !releaseSegment(filled))
-        putIntoBin(block, size);
+    if (size > kLeastSegment / 2) [[unlikely]]
+        if (Segment* const filled = segmentFilledBy(block, size); filled != nullptr && releaseSegment(filled))
+            return;
+    putIntoBin(block, size);
 }
 
 // The segment that is filled by a free block; null if there is none. Never the oldest segment, in which the
@@ -200,13 +202,25 @@ TARNKIT_UNCHECKED_ACCESS PrivateHeap::Segment* PrivateHeap::segmentFilledBy(Bloc
     return block == firstBlock(segment, sizeof(Segment)) ? segment : nullptr;
 }
 
-// Gives a free segment back to the system if another one is free already. That one is kept, so that a heap
-// whose size goes up and down a little does not call the system each time.
-bool PrivateHeap::releaseSegment(Segment* segment) {
+// Gives a free segment back to the system if another one is free already. The larger of the two is kept, so
+// that a heap whose size goes up and down a little does not call the system each time. False when `segment`
+// stays.
+TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::releaseSegment(Segment* segment) {
     if (spareSegment == nullptr || spareSegment == segment || !isFree(spareSegment)) {
         spareSegment = segment;
         return false;
     }
+    if (segment->size <= spareSegment->size)
+        return unmapSegment(segment);
+    Segment* const smaller = std::exchange(spareSegment, segment);
+    Block* const block = firstBlock(smaller, sizeof(Segment));
+    takeFromBin(block);
+    if (!unmapSegment(smaller))
+        putIntoBin(block, block->header & ~kFlags);
+    return false;
+}
+
+bool PrivateHeap::unmapSegment(Segment* segment) {
     Segment* const older = segment->older;
     const std::size_t size = segment->size;
     if (!unmap(segment, size))

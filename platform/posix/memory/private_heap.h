@@ -71,6 +71,7 @@ private:
     static Segment* segmentFilledBy(Block* block, std::size_t size);
     static bool isFree(Segment* segment);
     bool releaseSegment(Segment* segment);
+    bool unmapSegment(Segment* segment);
     void* allocLarge(std::size_t size);
     bool freeLarge(LargeBlock* block);
     bool unmapAll();
@@ -79,12 +80,12 @@ private:
     PrivateHeap* nextHeap = nullptr;
     Segment* segments; // newest first
     std::size_t segmentsSize;
-    Segment* spareSegment = nullptr; // the segment that was kept when it was free; may be in use again
     LargeBlock* largeBlocks = nullptr;
     char* top; // where the next block begins
     char* topEnd;
     std::uint64_t maps[kBins / kBinsOfAMap] = {}; // a bit for each bin that is not empty
     Block* bins[kBins] = {};
+    Segment* spareSegment = nullptr; // the segment that was kept when it was free; may be in use again
 };
 
 } // namespace Tarn::Platform::Posix
