@@ -131,7 +131,8 @@ TEST(PrivateHeap, GivesFreeSegmentsBackAndKeepsOneForTheNextBlocks) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
-/// Splits a new mapping until the system refuses; null if it never does.
+/// Splits a new mapping until the system refuses; null if it does not, or still unmaps parts as an emulator
+/// may.
 void* useUpMappings(std::size_t* size) {
     const std::size_t page = GetPageSize();
     *size = 200'000 * page;
@@ -139,7 +140,7 @@ void* useUpMappings(std::size_t* size) {
         mmap(nullptr, *size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
     for (char* next = start + page; next < start + *size; next += 2 * page)
         if (mprotect(next, page, PROT_READ) != 0)
-            return start;
+            return munmap(next + page, page) != 0 ? start : nullptr;
     return nullptr;
 }
 
@@ -183,8 +184,8 @@ TEST(VirtualMemory, CanBeFreedWhenTheSystemHasNoMappingLeftToSplit) {
         _exit(freeWithoutMappings());
     int status = 0;
     waitpid(child, &status, 0);
-    const CCapability kMappingLimit{WEXITSTATUS(status) != mappingsNotUsedUp ? nullptr
-                                                                             : "there are too many"};
+    const CCapability kMappingLimit{
+        WEXITSTATUS(status) != mappingsNotUsedUp ? nullptr : "mappings can always be split"};
     TARNKIT_TEST_NEEDS(kMappingLimit);
     EXPECT_EQ(status, asPromised);
 }
