@@ -1,5 +1,6 @@
 # Installs the build in BUILD_DIR into WORK_DIR, builds the client project in SOURCE_DIR against it with the COMPILER and
-# CROSS_OPTIONS of that build, and runs it through the EMULATOR; ROOT is what programs put before paths of this system.
+# CROSS_OPTIONS of that build, and runs it through the EMULATOR. ROOT is the prefix under which programs see the paths
+# of the build machine.
 function(run_step)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
   if(result)
@@ -13,7 +14,7 @@ run_step(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${installed})
 run_step(${CMAKE_COMMAND} -G Ninja -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_CXX_COMPILER=${COMPILER}
          -DCMAKE_PREFIX_PATH=${installed} ${CROSS_OPTIONS})
 run_step(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-# Where libraries are found by the search path of programs, that is where they are.
+# On systems that look for libraries in the search path of programs, the library is found there.
 run_step(${CMAKE_COMMAND} -E env TARNKIT_REGISTRY=${WORK_DIR}/registry WINEPATH=${ROOT}${installed}/bin
          --modify PATH=path_list_prepend:${installed}/bin ${EMULATOR} ${WORK_DIR}/build/consumer${SUFFIX})
 file(REMOVE_RECURSE ${WORK_DIR})

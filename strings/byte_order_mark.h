@@ -1,5 +1,6 @@
 /// \file
-/// The mark at the start of files of UTF-16, which says that they are that and which byte of a unit comes first.
+/// The mark at the start of files of UTF-16, which says that they are that and which byte of a unit comes
+/// first.
 #pragma once
 
 namespace Tarn {

@@ -39,13 +39,21 @@ namespace Tarn {
 
 class rational;
 
-class TARNKIT_API CArchive {
-public:
-    enum TDirection { Loading = 0, Storing = 1 };
-
+/// The constants of CArchive. They belong to a class of their own that is not exported: clients on Windows
+/// would look for those of an exported class in the library, where they are not.
+struct CArchiveConstants {
     /// The smallest size of the buffer, in bytes; it holds any single value.
     static constexpr int kLeastBufferSize = 9;
     static constexpr int kDefaultBufferSize = 4096;
+
+protected:
+    /// The first byte of a small value that does not fit one byte.
+    static constexpr unsigned char kSmallValueMarker = 0xFF;
+};
+
+class TARNKIT_API CArchive : public CArchiveConstants {
+public:
+    enum TDirection { Loading = 0, Storing = 1 };
 
     /// The archive takes its name from `archiveFile`, which must not be null. Asserts if `size` is below
     /// `kLeastBufferSize`, which is then used instead.
@@ -178,9 +186,6 @@ public:
 private:
     friend TARNKIT_API CArchive& operator>>(CArchive& archive, CString& text);
     friend TARNKIT_API CArchive& operator>>(CArchive& archive, CUnicodeString& text);
-
-    /// The first byte of a small value that does not fit one byte.
-    static constexpr unsigned char kSmallValueMarker = 0xFF;
 
     CBaseFile* file;
     CUnicodeString name;

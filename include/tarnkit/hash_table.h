@@ -1,14 +1,30 @@
-// CHashTable: a set of elements that are found by key. Its nodes and chains (CChainedNodes) serve CMap too.
-//
-// A table owns copies of its elements; their memory comes from the `Policy`, one node each, and an element
-// keeps its address until it is deleted. What is found by what is decided by overloads of `HashKey` and
-// `AreHashTableKeysEqual` (hashing.h): an element may be its own key, or a class that holds its key and can
-// be compared with a key alone. The number of buckets is a prime of `UpperPrimeNumber`; it goes up to the
-// next prime when there would be more elements than buckets.
-//
-// Elements are visited in the order of their insertion. Inserting while iterating is allowed, what is new is
-// visited last; deleting ends only the iterators of what is deleted. Every insertion either succeeds or
-// changes nothing. Destructors of elements must not throw. One thread at a time.
+/// \file
+/// CHashTable: a set of elements that are found by key. Its nodes and chains (CChainedNodes) also serve CMap.
+///
+/// A table owns copies of its elements. Their memory comes from the `Policy`, one node each, and an element
+/// keeps its address until it is deleted. Overloads of `HashKey` and `AreHashTableKeysEqual` (hashing.h)
+/// decide which key finds an element: an element may be its own key, or a class that contains its key and can
+/// be compared with a key alone. The number of buckets is a prime of `UpperPrimeNumber`; it rises to the next
+/// prime before the elements outnumber the buckets.
+///
+/// Elements are visited in the order of their insertion. Inserting during an iteration is allowed, and new
+/// elements are visited last; deleting an element invalidates only the iterators that point to it. Every
+/// insertion either succeeds or changes nothing. Destructors of elements must not throw. One thread at a
+/// time.
+///
+/// \code
+/// struct CPerson {
+///     CUnicodeString name;
+///     int age;
+/// };
+/// int HashKey(const CPerson& person) { return HashOfKey(person.name); }
+/// bool AreHashTableKeysEqual(const CPerson& a, const CPerson& b) { return a.name == b.name; }
+/// bool AreHashTableKeysEqual(const CPerson& person, const char16_t* name) { return person.name == name; }
+///
+/// CHashTable<CPerson> people;
+/// people.Insert({u"Ann", 30});
+/// CPerson* ann = people.FindByKey(u"Ann");
+/// \endcode
 #pragma once
 
 #include <tarnkit/data_model.h>
@@ -26,7 +42,7 @@
 
 namespace Tarn {
 
-/// What a table is made for when nothing is said: 31 buckets.
+/// The default size of a table, which makes 31 buckets.
 inline constexpr int kUsualTableSize = 30;
 
 /// The hash of a key by the overloads for its type.
@@ -36,8 +52,8 @@ int HashOfKey(const Key& key) {
     return HashKey(key);
 }
 
-/// The memory of a table: nodes in chains by hash, and in one list by age. What makes two entries the same is
-/// the table's business.
+/// The nodes of a table: in chains by hash, and in one list in the order of insertion. The table decides
+/// which entries are the same.
 template<class Entry, class Policy>
 class CChainedNodes {
 public:
@@ -78,7 +94,7 @@ public:
         return node;
     }
 
-    /// Adds an entry, of which there must be no equal yet.
+    /// Adds an entry, which must not be equal to any other.
     template<class... Arguments>
     Node* Insert(int hash, Arguments&&... arguments) {
         if (count == INT_MAX)
@@ -97,7 +113,7 @@ public:
         return node;
     }
 
-    /// Removes and destroys a node of this table; returns the one inserted after it.
+    /// Removes and destroys a node of this table; returns the next one in the order of insertion.
     Node* Delete(Node* node) {
         Node* next = node->next;
         unlink(node);
@@ -202,7 +218,7 @@ public:
 
     CTableIterator() = default;
     explicit CTableIterator(Node* place) : node(place) {}
-    /// A position that allows changes is also one that does not.
+    /// A position that allows changes converts to one that does not.
     operator CTableIterator<Node, const Entry>() const { return CTableIterator<Node, const Entry>(node); }
 
     Entry& operator*() const { return node->entry; }
@@ -235,7 +251,7 @@ public:
     using ConstIterator = CTableIterator<Node, const Element>;
 
     constexpr CHashTable() : nodes(kUsualTableSize) {}
-    /// A table whose first insertion makes `UpperPrimeNumber(size)` buckets.
+    /// A table whose first insertion allocates `UpperPrimeNumber(size)` buckets.
     constexpr explicit CHashTable(int size) : nodes(size) {}
     CHashTable(const CHashTable&) = default;
     CHashTable(CHashTable&& other) noexcept : CHashTable() { Swap(other); }
@@ -254,7 +270,7 @@ public:
     ConstIterator begin() const { return ConstIterator(nodes.First()); }
     ConstIterator end() const { return ConstIterator(); }
 
-    /// Adds `element`; false, with nothing changed, when an equal one is there.
+    /// Adds `element` unless there is an equal one: then returns false and changes nothing.
     bool Insert(Element element) {
         const int hash = HashOfKey(element);
         if (findNode(hash, element) != nullptr)
@@ -268,10 +284,10 @@ public:
     Element* Find(const Element& element) { return FindByKey(element); }
     const Element* Find(const Element& element) const { return FindByKey(element); }
     bool Has(const Element& element) const { return Find(element) != nullptr; }
-    /// Deletes the element that equals `element`; false when there is none.
+    /// Deletes the element that equals `element`; false if there is none.
     bool Delete(const Element& element) { return DeleteByKey(element); }
 
-    /// The same by anything that hashes as the elements do and that they can be compared with.
+    /// The same for any key that has the hash of its element and can be compared with elements.
     template<class Key>
     Element* FindByKey(const Key& key) {
         Node* node = findNode(HashOfKey(key), key);
@@ -295,7 +311,7 @@ public:
 
     /// Deletes all elements and keeps the buckets.
     void DeleteAll() { nodes.DeleteAll(); }
-    /// Deletes all elements and gives the buckets back.
+    /// Deletes all elements and frees the buckets.
     void FreeBuffer() { nodes.FreeBuffer(); }
 
     void Swap(CHashTable& other) noexcept { nodes.Swap(other.nodes); }

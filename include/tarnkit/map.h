@@ -1,10 +1,20 @@
-// CMap: values found by key.
-//
-// A map owns copies of its keys and values; their memory comes from the `Policy`, one node for each pair, and
-// a pair keeps its address until it is deleted. Keys are told apart by overloads of `HashKey` and
-// `AreMapKeysEqual` (hashing.h). Pairs are visited in the order in which their keys were first inserted;
-// changing the map while iterating has the same rules as for a hash table (hash_table.h), and so have
-// failures: an insertion succeeds or changes nothing. One thread at a time.
+/// \file
+/// CMap: values found by key.
+///
+/// A map owns copies of its keys and values. Their memory comes from the `Policy`, one node for each pair,
+/// and a pair keeps its address until it is deleted. Overloads of `HashKey` and `AreMapKeysEqual` (hashing.h)
+/// decide which keys are the same. Pairs are visited in the order in which their keys were first inserted.
+/// The rules for changes during an iteration and for failures are those of a hash table (hash_table.h): an
+/// insertion succeeds or changes nothing. One thread at a time.
+///
+/// \code
+/// CMap<CUnicodeString, int> ages;
+/// ages.Set(u"Ann", 30);
+/// if (const int* age = ages.Find(u"Ann"))
+///     Trace(UnicodeStr(*age));
+/// for (auto& [name, age] : ages)
+///     age++;
+/// \endcode
 #pragma once
 
 #include <tarnkit/hash_table.h>
@@ -32,7 +42,7 @@ public:
     using ConstIterator = CTableIterator<Node, const Entry>;
 
     constexpr CMap() : nodes(kUsualTableSize) {}
-    /// A map whose first insertion makes `UpperPrimeNumber(size)` buckets.
+    /// A map whose first insertion allocates `UpperPrimeNumber(size)` buckets.
     constexpr explicit CMap(int size) : nodes(size) {}
     CMap(const CMap&) = default;
     CMap(CMap&& other) noexcept : CMap() { Swap(other); }
@@ -51,7 +61,7 @@ public:
     ConstIterator begin() const { return ConstIterator(nodes.First()); }
     ConstIterator end() const { return ConstIterator(); }
 
-    /// Gives `key` the value, whether it had one or not; returns where the value now lives.
+    /// Sets the value of `key`, whether it had one or not; returns a reference to the value in the map.
     Value& Set(const Key& key, Value value) {
         const int hash = HashOfKey(key);
         if (Node* node = findNode(hash, key))
@@ -59,7 +69,7 @@ public:
         return nodes.Insert(hash, key, std::move(value))->entry.value;
     }
 
-    /// Gives `key` the value; false, with nothing changed, when it has one already.
+    /// Sets the value of `key` unless it has one already: then returns false and changes nothing.
     bool Insert(const Key& key, Value value) {
         const int hash = HashOfKey(key);
         if (findNode(hash, key) != nullptr)
@@ -79,7 +89,7 @@ public:
     }
     bool Has(const Key& key) const { return Find(key) != nullptr; }
 
-    /// Deletes `key` with its value; false when it has none.
+    /// Deletes `key` and its value; false if the map does not have it.
     bool Delete(const Key& key) {
         Node* node = findNode(HashOfKey(key), key);
         if (node != nullptr)
@@ -91,7 +101,7 @@ public:
 
     /// Deletes all pairs and keeps the buckets.
     void DeleteAll() { nodes.DeleteAll(); }
-    /// Deletes all pairs and gives the buckets back.
+    /// Deletes all pairs and frees the buckets.
     void FreeBuffer() { nodes.FreeBuffer(); }
 
     void Swap(CMap& other) noexcept { nodes.Swap(other.nodes); }

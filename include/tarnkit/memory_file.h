@@ -22,10 +22,13 @@
 
 namespace Tarn {
 
-class TARNKIT_API CMemoryFile : public CBaseFile {
-public:
+/// Not exported, for the same reason as CArchiveConstants.
+struct CMemoryFileConstants {
     static constexpr int kDefaultGrowthStep = 1024;
+};
 
+class TARNKIT_API CMemoryFile : public CBaseFile, public CMemoryFileConstants {
+public:
     /// An empty, open file. The block grows by multiples of `step` bytes; with a step of 0 it cannot grow.
     explicit CMemoryFile(int step = kDefaultGrowthStep);
     /// A copy shares the block, and only one of the two may free it: call `Detach` on the other. Assigning

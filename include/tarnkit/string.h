@@ -51,19 +51,31 @@ template<class T, class Unit>
 concept CForeignUnit =
     CharacterType<T> && !std::same_as<T, Unit> && !(std::same_as<Unit, char16_t> && CWideUnit<T>);
 
-/// What a string points to: three 32-bit fields, followed in the same block by the text and its terminator.
+/// The constants of string bodies. They belong to a class of their own that is not exported: clients on
+/// Windows would look for those of an exported class in the library, where they are not.
 template<class Unit>
-class TARNKIT_API CStringBodyOf {
+class CStringBodyConstants {
+protected:
     static constexpr int kHeaderSize = 12;
     static constexpr int kUnitSize = sizeof(Unit);
 
 public:
+    /// The longest text whose body has a size that `int` can hold.
+    static constexpr int kLongestLength = (INT_MAX - kHeaderSize) / kUnitSize - 1;
+};
+
+/// What a string points to: three 32-bit fields, followed in the same block by the text and its terminator.
+template<class Unit>
+class TARNKIT_API CStringBodyOf : public CStringBodyConstants<Unit> {
+    using CStringBodyConstants<Unit>::kHeaderSize;
+    using CStringBodyConstants<Unit>::kUnitSize;
+
+public:
+    using CStringBodyConstants<Unit>::kLongestLength;
+
     /// The body of every empty string. Its count starts at 2, so it is never destroyed; its recorded size
     /// leaves no room for text, so nothing is ever written to it.
     static CStringBodyOf emptyStringBody;
-
-    /// The longest text whose body has a size that `int` can hold.
-    static constexpr int kLongestLength = (INT_MAX - kHeaderSize) / kUnitSize - 1;
 
     /// Returns the shared empty body with its count raised.
     static CStringBodyOf* MakeNew() {

@@ -28,15 +28,19 @@ namespace Tarn {
 
 class CArchive;
 
-class TARNKIT_API CTimeSpan {
-public:
+/// The units of time, as numbers of 100 nanoseconds. They belong to a class of their own that is not
+/// exported: clients on Windows would look for those of an exported class in the library, where they are not.
+struct CTimeUnits {
     static constexpr Int64 kMicrosecond = 10;
     static constexpr Int64 kMillisecond = 1000 * kMicrosecond;
     static constexpr Int64 kSecond = 1000 * kMillisecond;
     static constexpr Int64 kMinute = 60 * kSecond;
     static constexpr Int64 kHour = 60 * kMinute;
     static constexpr Int64 kDay = 24 * kHour;
+};
 
+class TARNKIT_API CTimeSpan : public CTimeUnits {
+public:
     CTimeSpan() = default;
     /// The sum of the parts, each of which may be negative or exceed the next larger unit.
     constexpr CTimeSpan(int days, int hours, int minutes, int seconds, int milliseconds, int microseconds)

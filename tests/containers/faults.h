@@ -1,4 +1,4 @@
-// What the container tests share: elements that live in blocks of the current manager, and random numbers.
+// What the container tests share: elements that allocate from the current manager, and random numbers.
 #pragma once
 
 #include "tests/support/refusing_manager.h"
@@ -8,7 +8,8 @@
 
 namespace Tarn {
 
-/// A number in a block of its own. One that is not movable needs memory for every copy, when it moves up too.
+/// A number in a block of its own. If it is not movable, moving it in a container takes memory too: it is
+/// copied.
 template<bool isMovable>
 class CBox {
 public:

@@ -7,7 +7,7 @@ using namespace Tarn;
 
 namespace {
 
-// An element that holds its key: found by name alone.
+// An element that contains its key, the name.
 struct CPerson {
     CUnicodeString name;
     int age;
@@ -30,7 +30,7 @@ TEST(HashTable, FindsElementsByTheirKeyAlone) {
     EXPECT_EQ(people.begin()->name, u"Bob");
 }
 
-TEST(HashTable, HasThePrimeOfItsSizeAndGoesUpWhenElementsOutnumberBuckets) {
+TEST(HashTable, HasAPrimeNumberOfBucketsThatKeepsUpWithItsElements) {
     CHashTable<int> table(100);
     EXPECT_EQ(table.BucketCount(), 0) << "no memory before the first insertion";
     EXPECT_FALSE(table.Has(1));

@@ -10,7 +10,7 @@ using namespace Tarn;
 
 namespace {
 
-// A key type of a client, most of whose keys share a chain, and whose copies need memory.
+// A client's key type: most keys share a chain, and copies need memory.
 struct CClientKey : CBox<false> {
     using CBox::CBox;
 };
@@ -26,7 +26,8 @@ bool holds(const CMap<CClientKey, CBox<true>>& map, const std::vector<Pair>& pai
 
 } // namespace
 
-// As for the array: random operations with few blocks left, compared with pairs in order of their insertion.
+// As for arrays: random operations that are allowed few blocks, compared with pairs in the order of
+// insertion.
 TEST(Map, HoldsPairsInOrderOfInsertionAndFailuresChangeNothing) {
     CRefusingManager manager;
     CMemoryManagerSwitcher switcher(&manager);
@@ -45,7 +46,7 @@ TEST(Map, HoldsPairsInOrderOfInsertionAndFailuresChangeNothing) {
             else
                 map.Set(key, step);
         });
-        failures += !isDone;
+        failures += isDone ? 0 : 1;
         ASSERT_TRUE(isDone || !isDeletion);
         if (isKnown && isDeletion)
             model.erase(known);
@@ -71,7 +72,7 @@ TEST(Map, PairsCanBeDeletedAndAddedWhileIterating) {
     EXPECT_TRUE(map.IsEmpty());
 }
 
-TEST(Map, IsAskedByTextForStrings) {
+TEST(Map, FindsStringKeysByTheirText) {
     CMap<CUnicodeString, int> map;
     map.Set(u"one", 1);
     map.Set(CUnicodeString(u"o") + u"ne", 11);

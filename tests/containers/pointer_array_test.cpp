@@ -4,7 +4,7 @@
 
 using namespace Tarn;
 
-TEST(PointerArray, RefusesWrongRangesEachAtItsLine) {
+TEST(PointerArray, AssertsOnWrongRangesAtDocumentedLines) {
     int numbers[3] = {};
     CPointerArray<int> array;
     for (int& number : numbers)

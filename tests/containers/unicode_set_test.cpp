@@ -26,8 +26,8 @@ void apply(int operation, auto& target, const auto& operand) {
                      : void(target -= operand);
 }
 
-// Random operations on sets and on bits of the standard library, each with few blocks left to it where blocks
-// come from the current manager: what fails must have changed nothing. Returns how many have failed.
+// Random operations on sets and on the bits of the standard library. Sets whose blocks come from the current
+// manager get few of them: an operation that fails must not have changed anything. Returns how many failed.
 template<class Set, class Element, unsigned bound>
 int compareWithBits(int steps) {
     using Bits = std::bitset<bound>;
@@ -56,7 +56,7 @@ int compareWithBits(int steps) {
                 apply(operation, set, element);
             }
         });
-        failures += !isDone;
+        failures += isDone ? 0 : 1;
         models[at] = isDone ? next : models[at];
         for (unsigned i = 0; i < bound; i++)
             elements[i] = set.Has(static_cast<Element>(i));
@@ -73,25 +73,20 @@ int compareWithBits(int steps) {
     return failures;
 }
 
-// Whether the set takes a unit of this type, in all of its members or in none.
+// Whether every member that takes a unit takes one of this type, and whether none does.
 template<class Unit>
-constexpr bool isTaken(bool isExpected) {
-    const bool answers[] = {requires(CUnicodeSet set, Unit unit){set.Has(unit);
-}
-, requires(CUnicodeSet set, Unit unit) { set |= unit; }
-, requires(CUnicodeSet set, Unit unit) { set &= unit; }
-, requires(CUnicodeSet set, Unit unit) { set -= unit; }
-, requires(CUnicodeSet set, Unit unit) { set ^= unit; }
-, requires(CUnicodeSet set, Unit unit) { set | unit; }
-, requires(CUnicodeSet set, Unit unit) { set& unit; }
-, requires(CUnicodeSet set, Unit unit) { set - unit; }
-, requires(CUnicodeSet set, Unit unit) { set ^ unit; }
-}; // namespace
-return std::ranges::count(answers, isExpected) == std::ssize(answers);
-}
-static_assert(isTaken<char16_t>(true) && isTaken<unsigned short>(true) && isTaken<wchar_t>(kIsWideTextUtf16));
-static_assert(isTaken<char>(false) && isTaken<signed char>(false) && isTaken<char8_t>(false) &&
-              isTaken<char32_t>(false));
+concept CTaken = requires(CUnicodeSet a, Unit u) {
+    a.Has(u), a |= u, a &= u, a -= u, a ^= u, a | u, a & u, a - u, a ^ u;
+};
+template<class Unit>
+concept CRefused = !(
+    requires(CUnicodeSet a, Unit u) { a.Has(u); } || requires(CUnicodeSet a, Unit u) { a |= u; } ||
+    requires(CUnicodeSet a, Unit u) { a &= u; } || requires(CUnicodeSet a, Unit u) { a -= u; } ||
+    requires(CUnicodeSet a, Unit u) { a ^= u; } || requires(CUnicodeSet a, Unit u) { a | u; } ||
+    requires(CUnicodeSet a, Unit u) { a& u; } || requires(CUnicodeSet a, Unit u) { a - u; } ||
+    requires(CUnicodeSet a, Unit u) { a ^ u; });
+static_assert(CTaken<char16_t> && CTaken<unsigned short> && CTaken<wchar_t> == kIsWideTextUtf16);
+static_assert(CRefused<char> && CRefused<signed char> && CRefused<char8_t> && CRefused<char32_t>);
 
 } // namespace
 
@@ -110,14 +105,15 @@ TEST(UnicodeSet, TakesPagesFromThePoolForElementsOnly) {
     EXPECT_FALSE(set.Has(u'\u0800'));
     EXPECT_EQ(pagesInUse(), 3);
     const CUnicodeSet cleared = set & CUnicodeSet();
-    EXPECT_EQ(pagesInUse(), 6) << "emptied, and kept";
+    EXPECT_EQ(pagesInUse(), 6) << "the pages of `cleared` are empty and kept";
     set = CUnicodeSet();
     EXPECT_EQ(pagesInUse(), 3);
     const CUnicodeSet all = ~set;
-    EXPECT_EQ(pagesInUse(), 3 + 64);
+    constexpr int expected = 3 + 64; // those of `cleared` and of `all`
+    EXPECT_EQ(pagesInUse(), expected);
     CUnicodeSetAllocator::Free(nullptr);
     CUnicodeSetAllocator::Free(CUnicodeSetAllocator::Alloc(4096, __FILE__, __LINE__));
-    EXPECT_EQ(pagesInUse(), 3 + 64);
+    EXPECT_EQ(pagesInUse(), expected);
 }
 
 TEST(UnicodeSet, OperatorsMakeNewSets) {

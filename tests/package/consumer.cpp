@@ -8,20 +8,20 @@ static CMessage MSG_CONSUMER_GREETING(u"MSG_CONSUMER_GREETING", 0);
 int main() {
     if (!Initialize(nullptr, nullptr))
         return 1;
-    // A family that is added later than the program itself is asked before it.
+    // Families added after the program itself are searched first.
     const bool isEnglish = MSG_CONSUMER_GREETING.SubstParam(u"Tarnkit") == u"Tarnkit works.";
     AddResourcePrefix(FileSystem::GetEXEDir(), u"Consumer");
     SetCurrentLanguageCode(2);
     const bool isTranslated = MSG_CONSUMER_GREETING.SubstParam(u"Tarnkit") == u"Tarnkit läuft.";
-    const bool isLibraryHeard = ERR_FILE_NOT_FOUND.SubstParam(u"x") == u"x was not found.";
-    int failures = 0;
+    const bool hasLibraryText = ERR_FILE_NOT_FOUND.SubstParam(u"x") == u"x was not found.";
+    bool isFailureCaught = false;
     try {
         CFile missing(u"/no/such/file", CFile::ForReading);
     } catch (CFileException* e) {
-        failures += e->ErrorType() == CFileException::badPath;
+        isFailureCaught = e->ErrorType() == CFileException::badPath;
         e->Delete();
     }
     RegisterThisModule();
     Clean();
-    return isEnglish && isTranslated && isLibraryHeard && failures == 1 ? 0 : 1;
+    return isEnglish && isTranslated && hasLibraryText && isFailureCaught ? 0 : 1;
 }
