@@ -81,8 +81,10 @@ public:
     friend constexpr CTimeSpan operator+(CTimeSpan a, CTimeSpan b) { return a += b; }
     friend constexpr CTimeSpan operator-(CTimeSpan a, CTimeSpan b) { return a -= b; }
 
-    friend constexpr bool operator==(CTimeSpan a, CTimeSpan b) = default;
-    friend constexpr std::strong_ordering operator<=>(CTimeSpan a, CTimeSpan b) = default;
+    friend constexpr bool operator==(CTimeSpan a, CTimeSpan b) { return a.units == b.units; }
+    friend constexpr std::strong_ordering operator<=>(CTimeSpan a, CTimeSpan b) {
+        return a.units <=> b.units;
+    }
 
     /// Replaces `%D` by the total days, `%H`, `%M` and `%S` by `GetHours()`, `GetMinutes()` and
     /// `GetSeconds()`,
@@ -179,8 +181,8 @@ public:
         return CTimeSpan(CTimeSpan::difference(units, other.units));
     }
 
-    friend constexpr bool operator==(CTime a, CTime b) = default;
-    friend constexpr std::strong_ordering operator<=>(CTime a, CTime b) = default;
+    friend constexpr bool operator==(CTime a, CTime b) { return a.units == b.units; }
+    friend constexpr std::strong_ordering operator<=>(CTime a, CTime b) { return a.units <=> b.units; }
 
     /// The local time as `wcsftime` formats it, at most 127 units; a longer text is an assertion failure.
     CUnicodeString UnicodeFormat(const char16_t* format) const;
