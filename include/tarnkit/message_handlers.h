@@ -18,6 +18,7 @@
 #include <tarnkit/export.h>
 #include <tarnkit/layout.h>
 #include <tarnkit/string.h>
+#include <tarnkit/text_of_values.h>
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
@@ -146,6 +147,10 @@ TARNKIT_API int MessageBoxW(const CMessage& message, int flags);
 
 /// Sends formatted text to the debugger output.
 TARNKIT_API void Trace(const char16_t* format, ...);
+// Chosen, and refused, for an argument that is neither a number nor a pointer, as in `Format`.
+template<class... Arguments>
+requires(!CFormatArgument<std::decay_t<Arguments>> || ...) void Trace(const char16_t* format,
+                                                                      const Arguments&... arguments) = delete;
 TARNKIT_API void VTrace(const char16_t* format, va_list arguments);
 
 /// Closes the log of the default handler. Called when the library is unloaded.

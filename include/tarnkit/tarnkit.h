@@ -19,6 +19,7 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/messages.h>
+#include <tarnkit/non_throwing.h>
 #include <tarnkit/pointer_array.h>
 #include <tarnkit/pool_allocators.h>
 #include <tarnkit/rational.h>
