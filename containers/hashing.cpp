@@ -9,7 +9,7 @@ namespace {
 // The multiplicative hash of all keys; it wraps around.
 constexpr unsigned nextHash(unsigned hash, unsigned value) { return hash * 33 + value; }
 
-// Both types of 16-bit text have functions of their own: neither may be read as the other.
+// Each type of 16-bit text needs a function of its own: neither may be read as the other.
 template<class Unit>
 int wideHash(const Unit* key) {
     unsigned hash = 0;

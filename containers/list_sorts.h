@@ -72,7 +72,7 @@ private:
 ///
 /// Its pivot is the middle element, which divides some orders badly: rising and then falling, for example, or
 /// two sorted halves one after the other. When a list has taken several times the work of an ordinary one,
-/// the ranges that are left go to the sort of arrays.
+/// `SortRange` (sorting.h) sorts the ranges that are left.
 template<class Compare>
 class CQuickSort {
 public:

@@ -1,4 +1,4 @@
-// While nodes are being deleted, what fails in their destructors is shown: these must not throw.
+// While nodes are being deleted, failures in their destructors are shown, because these must not throw.
 #pragma once
 
 #include <tarnkit/lifecycle.h>

@@ -1,8 +1,9 @@
 // The replaced global operators `new` and `delete`, the same in the library and in every client module.
 //
 // Single objects come from the calling thread's current memory manager through `doAlloc`, or are virtual
-// memory if they are large; arrays come from the C runtime. Without memory the memory exception is thrown, or
-// null returned from the `nothrow` forms. The forms for over-aligned types remain those of the C++ runtime.
+// memory if they are large; arrays come from the C runtime. When memory runs out, the `nothrow` forms return
+// null and the others throw the memory exception. The forms for over-aligned types remain those of the C++
+// runtime.
 #include <tarnkit/exceptions.h>
 #include <tarnkit/memory_manager.h>
 
@@ -18,7 +19,7 @@ void* newObject(std::size_t size) {
     return alloc_new(static_cast<unsigned>(size));
 }
 
-// Nothing may leave a `delete`: what goes wrong in one, such as an assertion about the pointer, is shown.
+// No exception may leave `delete`: a failure, such as an assertion about the pointer, is shown instead.
 void deleteObject(void* ptr) noexcept {
     try {
         alloc_delete(ptr);

@@ -39,7 +39,7 @@ void CHeapManager::Create() {
 
 void CHeapManager::Destroy(bool force) { assertDestroyed(destroyHeap(force)); }
 
-// False when the system did not take the heap back; the manager has no heap then either.
+// Returns false when the system could not destroy the heap; even then the manager no longer has one.
 bool CHeapManager::destroyHeap(bool force) {
     if (heap == nullptr)
         return true;

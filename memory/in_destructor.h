@@ -6,12 +6,12 @@
 namespace Tarn {
 
 /// Disposes of the exception that is being handled. Belongs to the error subsystem; like the functions of
-/// failures.h it can be called from below it.
+/// failures.h it can be called from the floors below.
 void DeleteCurrentException();
 
-/// Runs the part of a destructor that may fail; the destructor must be `noexcept(false)`. A failure leaves
-/// the destructor, except while another exception is unwinding the stack: a second one would then end the
-/// process, so it is dropped.
+/// Runs the part of a destructor that may fail; the destructor must be `noexcept(false)`. A failure is thrown
+/// from the destructor, except while another exception is unwinding the stack: a second one would then end
+/// the process, so it is dropped.
 template<class Action>
 void RunInDestructor(Action action) {
     try {

@@ -31,7 +31,7 @@ public:
     void Release() {
         if (!isBuilt)
             return;
-        // What the destructor calls still finds the object.
+        // Code that the destructor calls can still use the object.
         object()->~T();
         isBuilt = false;
     }

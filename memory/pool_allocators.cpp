@@ -18,7 +18,7 @@ int granule() {
     return size;
 }
 
-// Gives a list of pages back, all of them even when the system refuses some; then the result is false.
+// Releases every page of a list, even after the system has refused one; returns false if it refused any.
 template<class Page>
 bool releaseList(Page* list) {
     bool isReleased = true;

@@ -34,7 +34,8 @@ public:
     CStorageLock& operator=(const CStorageLock&) = delete;
 };
 
-// Whether there was memory for `growth`, which changes an array in the process heap, or else nothing.
+// Runs `growth`, which extends an array in the process heap. Returns false, with the array unchanged, when
+// there is no memory.
 template<class Growth>
 bool succeeds(Growth growth) {
     try {

@@ -176,9 +176,9 @@ public:
     }
 
     /// Sorts by a comparison that returns a negative number, zero or a positive one and must not throw. Equal
-    /// elements keep their order if `isStable` is set, which takes memory for half of the elements; without
-    /// it the array stays as it was. A comparison that contradicts itself yields some order, and no other
-    /// harm.
+    /// elements keep their order if `isStable` is set, which takes memory for half of the elements; if there
+    /// is none, the array stays as it was. A comparison that contradicts itself leaves the elements in an
+    /// unspecified order but does no other harm.
     void Sort(int (*compare)(const T*, const T*), bool isStable = false) {
         sortBy([compare](const T& a, const T& b) { return compare(&a, &b) < 0; }, isStable);
     }
@@ -290,7 +290,7 @@ private:
         adopt(room, newCapacity);
     }
 
-    // Appends an element made from `value`, which may lie inside the buffer that growing gives back: the new
+    // Appends an element made from `value`, which may lie inside the buffer that growing frees: the new
     // element is made before the old ones move.
     template<class Value>
     void emplaceLast(Value&& value) {

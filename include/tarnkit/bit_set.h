@@ -37,7 +37,7 @@ template<class Word, unsigned count>
 inline constexpr Word kNoWords[count] = {};
 
 /// Walks the elements of a `Set` in ascending order. Changing the set invalidates nothing: an iterator goes
-/// on to the next greater element that is there at that time.
+/// on to the next greater element that the set has at that time.
 template<class Set, class Element>
 class CBitSetIterator {
 public:
@@ -68,7 +68,7 @@ private:
     unsigned element = 0;
 };
 
-/// A set of the integers from 0 to below `bound`, on pages of `pageSize` bits.
+/// A set of integers from 0 to `bound` - 1, on pages of `pageSize` bits.
 template<unsigned bound, unsigned pageSize, class Allocator>
 class TARNKIT_API CPagedBitSet {
 public:

@@ -1,5 +1,5 @@
 /// \file
-/// The constants and types that depend on the data model of the target. Nothing else asks for it.
+/// The constants and types that depend on the data model of the target. No other code examines it.
 #pragma once
 
 namespace Tarn {
@@ -13,9 +13,9 @@ inline constexpr int kPointerSize = sizeof(void*);
 /// Whether `wchar_t` has 16 bits, as on Windows. The library then accepts `wchar_t` text as its own.
 inline constexpr bool kIsWideTextUtf16 = sizeof(wchar_t) == sizeof(char16_t);
 
-/// Bytes to which the library's managers align and round memory, and the size of the prefix of `doAlloc` and
-/// of the link in a page of a pool. On 32-bit targets a word, as on Windows CE; on 64-bit targets the
-/// alignment that any object may need.
+/// The unit, in bytes, to which the library's managers align and round memory; also the size of the prefix of
+/// `doAlloc` and of the link in a page of a pool. It is a word on 32-bit targets, as on Windows CE, and the
+/// alignment that any object may need on 64-bit targets.
 inline constexpr int kAllocationUnit = kPointerSize == 4 ? 4 : 16;
 
 } // namespace Tarn

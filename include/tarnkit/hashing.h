@@ -1,8 +1,8 @@
 /// \file
 /// What the map and the hash table need to know of their keys: a hash, and whether two keys are equal.
 ///
-/// The templates call `HashKey`, `AreHashTableKeysEqual` and `AreMapKeysEqual`, found by overloading. Text,
-/// numbers, enumerations and addresses are served here, and so is every class that converts to text
+/// The templates call `HashKey`, `AreHashTableKeysEqual` and `AreMapKeysEqual`, found by overloading. This
+/// header has them for text, numbers, enumerations and addresses, and for every class that converts to text
 /// (`CString`, `CUnicodeString`). For a key type of your own, declare a `HashKey` in the namespace of the
 /// type, and both comparisons too if its `==` is not the right test. Equal keys must have equal hashes, and
 /// neither function may change anything.

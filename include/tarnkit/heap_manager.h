@@ -3,9 +3,9 @@
 ///
 /// A program creates the heap, makes it the current manager with `CMemoryManagerSwitcher`, works, and
 /// destroys the heap, which frees every block of the phase at once. The manager counts the blocks in use and
-/// the references taken with `IncRef`, and keeps a heap that is in use unless it is destroyed by force. After
-/// that the heap's blocks are invalid; freeing one is undefined behaviour. Any thread may allocate and free;
-/// `Create` and `Destroy` must not run while the heap is being used.
+/// the references taken with `IncRef`, and keeps a heap that is in use unless it is destroyed by force. Once
+/// the heap is destroyed, its blocks are invalid; freeing one is undefined behaviour. Any thread may allocate
+/// and free; `Create` and `Destroy` must not run while the heap is being used.
 ///
 /// On Windows the heap is one of the system's. On POSIX it is an arena of a few, ever larger pieces of
 /// memory: blocks are cut from the newest piece one after the other, freed blocks are united with free
@@ -40,11 +40,12 @@ public:
     CHeapManager& operator=(const CHeapManager&) = delete;
 
     /// Creates the heap; throws the memory exception when there is no memory for one. A heap that exists
-    /// stays as it is, but is from now on only destroyed by force if it is unused at this moment.
+    /// stays as it is; if it is in use at this moment, even `Destroy(true)` will keep it as long as it is in
+    /// use.
     void Create();
 
     /// Destroys the heap if it is unused or, by force, if it was unused at the last `Create`; otherwise does
-    /// nothing. Asserts when the system does not take the heap back; the manager has no heap then either.
+    /// nothing. Asserts when the system could not destroy the heap; even then the manager no longer has one.
     void Destroy(bool force);
 
     /// The system's handle of the heap; null while there is none.
@@ -54,7 +55,7 @@ public:
     void IncRef() { references.fetch_add(1, std::memory_order_relaxed); }
     void DecRef() { references.fetch_sub(1, std::memory_order_release); }
 
-    /// Only between `Create` and `Destroy`.
+    /// May be called only between `Create` and `Destroy`.
     void* Alloc(int size) override;
     /// Ignores null.
     void Free(void* ptr) override;

@@ -2,8 +2,8 @@
 /// `Immortal`: a static object that is initialised by the compiler and never destroyed.
 ///
 /// The library's long-lived objects are of this kind, so static objects of clients may use them in their own
-/// constructors and destructors. What such an object holds is released by a function of its subsystem when
-/// the library is unloaded.
+/// constructors and destructors. When the library is unloaded, a function of the object's subsystem releases
+/// what the object holds.
 ///
 /// \code
 /// constinit Tarn::Immortal<Tarn::CBlockManager> nodes{64, 0x10000};

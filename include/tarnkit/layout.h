@@ -74,13 +74,13 @@ constexpr int MisplacedField(std::initializer_list<CFieldPlace> fields) {
         TARNKIT_WITH_OFFSETS(static_assert(MisplacedField<Object>({TARNKIT_PLACES(__VA_ARGS__)}) == 0);)     \
     }
 
-// Compilers warn that `offsetof` does not hold on every platform for classes with bases or virtual functions;
-// on the platforms of this library it does.
+// Compilers warn that `offsetof` may not work for classes with bases or virtual functions; on all targets of
+// this library it does.
 #define TARNKIT_WITH_OFFSETS(...)                                                                            \
     _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Winvalid-offsetof\"")                  \
         __VA_ARGS__ _Pragma("GCC diagnostic pop")
 
-// The places of the fields, up to twelve of them.
+// The places of up to twelve fields.
 #define TARNKIT_PLACES(...)                                                                                  \
     __VA_OPT__(TARNKIT_MACRO_FOR_COUNT(__VA_ARGS__, TARNKIT_PLACES_12, TARNKIT_PLACES_11, TARNKIT_PLACES_10, \
                                        TARNKIT_PLACES_9, TARNKIT_PLACES_8, TARNKIT_PLACES_7,                 \

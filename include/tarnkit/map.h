@@ -61,7 +61,7 @@ public:
     ConstIterator begin() const { return ConstIterator(nodes.First()); }
     ConstIterator end() const { return ConstIterator(); }
 
-    /// Sets the value of `key`, whether it had one or not; returns a reference to the value in the map.
+    /// Adds or replaces the value of `key`; returns a reference to the value in the map.
     Value& Set(const Key& key, Value value) {
         const int hash = HashOfKey(key);
         if (Node* node = findNode(hash, key))

@@ -68,7 +68,7 @@ public:
     void* Alloc(int size) override;
     /// Asserts unless `ptr` is the start of a region that `Alloc` returned and that has not been freed.
     void Free(void* ptr) override;
-    /// As `Free`, but returns false instead of asserting.
+    /// Like `Free`, but returns false instead of asserting.
     static bool TryFree(void* ptr);
 };
 TARNKIT_LAYOUT(CVirtualMemoryManager, 4);
@@ -90,11 +90,11 @@ inline constexpr unsigned kLargestSmallAllocation = 65532;
 /// no memory, and for a size near or beyond `INT_MAX`, which no manager can be asked for.
 TARNKIT_API void* doAlloc(unsigned int size);
 
-/// Returns a block of virtual memory, whatever manager is current, of as many bytes as the address space has
-/// room for. This is where `operator new` sends every request of more than `kLargestSmallAllocation` bytes.
+/// Returns a block of virtual memory, whichever manager is current. Only the address space limits its size.
+/// This is where `operator new` sends every request of more than `kLargestSmallAllocation` bytes.
 TARNKIT_API void* doAllocLarge(std::size_t size);
 
-/// Gives a block of `doAlloc` or `doAllocLarge` back to its manager; ignores null.
+/// Returns a block from `doAlloc` or `doAllocLarge` to its manager; ignores null.
 TARNKIT_API void doFree(void* ptr);
 
 /// Makes a manager the calling thread's current one until the end of a scope. Scopes nest.
@@ -136,9 +136,9 @@ class TARNKIT_API ProcessHeap {
 public:
     /// Throws the memory exception when there is no memory, and for a negative size.
     static void* Alloc(int size);
-    /// As `Alloc`, but returns null instead of throwing.
+    /// Like `Alloc`, but returns null instead of throwing.
     static void* TryAlloc(int size);
-    /// Asserts when the system refuses the block.
+    /// Asserts when the system fails to free the block.
     static void Free(void* ptr);
 };
 
@@ -171,7 +171,7 @@ TARNKIT_API void RegisterStackFree(int size);
 TARNKIT_API void GetCurrentMemoryCounters(CMemoryCounters& counters);
 TARNKIT_API void ResetMemoryCounters();
 
-/// The debug switches of the memory subsystem. The values here hold until `Initialize` reads the registry.
+/// The debug switches of the memory subsystem. These defaults apply until `Initialize` reads the registry.
 struct CMemorySwitches {
     bool enableHeapSwitching = true;      ///< if off, small blocks always come from the default manager
     bool breakOnMemoryException = false;  ///< if on, a breakpoint precedes each memory exception
@@ -187,8 +187,8 @@ TARNKIT_API bool ShouldBreakOnMemoryException();
 /// then the default manager serves every thread.
 void AttachMemoryManagers();
 
-/// Library-internal: gives back the thread-local index, and the pages of string bodies that are no longer in
-/// use, when the library is unloaded. Blocks in use stay valid.
+/// Library-internal: frees the thread-local index, and the pages of string bodies that are no longer in use,
+/// when the library is unloaded. Blocks in use stay valid.
 void DetachMemoryManagers();
 
 } // namespace Tarn

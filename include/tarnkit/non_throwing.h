@@ -1,9 +1,9 @@
 /// \file
 /// CNonThrowing: a value in a class whose destructor must not throw, of a type whose own destructor may.
 ///
-/// Files, archives, memory pools and heaps report what fails at their end by throwing. That is not possible
-/// from a destructor that must not throw, such as that of a list node (list.h); there a CNonThrowing around
-/// the member shows the failure as a warning to the user instead. Threads as for `T`.
+/// Files, archives, memory pools and heaps throw when their destruction fails. A destructor that must not
+/// throw, such as that of a list node (list.h), cannot let that exception out; a CNonThrowing around the
+/// member shows the failure to the user as a warning instead. Threads as for `T`.
 ///
 /// \code
 /// class CDocument : public CListNodeBase {

@@ -58,8 +58,8 @@ public:
     bool Has(const T* pointer) const { return Find(pointer) >= 0; }
 
     /// Sorts by a comparison of the objects that returns a negative number, zero or a positive one. Equal
-    /// objects keep their order if `isStable` is set, which takes memory for half of the pointers; without it
-    /// the array stays as it was. No pointer may be null. See CArray for comparisons that contradict
+    /// objects keep their order if `isStable` is set, which takes memory for half of the pointers; if there
+    /// is none, the array stays as it was. No pointer may be null. See CArray for comparisons that contradict
     /// themselves.
     template<class Compare>
     void Sort(Compare compare, bool isStable = false) {

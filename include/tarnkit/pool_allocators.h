@@ -49,7 +49,7 @@ class TARNKIT_API COneBlockAllocator {
 public:
     /// Reserves `size` bytes, at least 1, rounded up to the granule of ten system pages.
     explicit COneBlockAllocator(int size = 0x100000);
-    /// Throws the memory exception when the system does not take the memory back, unless another exception is
+    /// Throws the memory exception when the system fails to release the memory, unless another exception is
     /// in flight.
     virtual ~COneBlockAllocator() noexcept(false);
 
@@ -95,7 +95,7 @@ public:
           pageDataSize(RoundUp(pageSize - kAllocationUnit > alignedBlockSize ? pageSize - kAllocationUnit
                                                                              : alignedBlockSize,
                                alignedBlockSize)) {}
-    /// Asserts when the system does not take a page back, unless another exception is in flight.
+    /// Asserts when the system fails to release a page, unless another exception is in flight.
     constexpr ~CBlockManager() noexcept(false) override {
         if (pages != nullptr || sparePages != nullptr)
             releaseAllMemory();
@@ -133,7 +133,7 @@ public:
     void Reset();
     void ResetWithoutDump() { Reset(); }
 
-    /// Library-internal: gives the pages back to the system unless a block is in use. The pool stays usable.
+    /// Library-internal: returns the pages to the system unless a block is in use. The pool stays usable.
     void ReleaseIfUnused();
 
     int BlockSize() const { return blockSize; }
@@ -181,7 +181,7 @@ private:
         return opened(block);
     }
 
-    // A block whose bytes alone, without those that align the next one, can be accessed.
+    // Makes the block accessible, but not the padding that aligns the next one.
     void* opened(void* block) const {
         Poison(block, static_cast<std::size_t>(alignedBlockSize));
         Unpoison(block, static_cast<std::size_t>(blockSize));
@@ -206,11 +206,10 @@ TARNKIT_LAYOUT(CStackManagerState, 12, block, used, allocatedSize);
 /// A stack: freeing a single block does nothing; `Reset` releases all blocks down to a mark.
 class TARNKIT_API CStackManager final : public IMemoryManager {
 public:
-    /// `blockSize` is the least size, in bytes, of the pieces in which memory is taken, including their
-    /// headers.
+    /// Memory is taken in pieces of at least `blockSize` bytes, headers included.
     constexpr explicit CStackManager(int blockSize = 0x10000)
         : minimalBlockDataSize(blockSize - static_cast<int>(sizeof(CBlock))) {}
-    /// Asserts when the system does not take a piece back, unless another exception is in flight.
+    /// Asserts when the system fails to release a piece, unless another exception is in flight.
     constexpr ~CStackManager() noexcept(false) override {
         if (current != nullptr || freeList != nullptr)
             releaseAllMemory();
@@ -234,9 +233,9 @@ public:
         state = {current, current != nullptr ? current->used : 0, allocatedSize};
     }
 
-    /// Releases everything allocated since `GetState`. Marks must be used last in, first out; a mark that an
-    /// earlier reset has passed is undefined behaviour. Asserts on a mark without a block but with bytes
-    /// used.
+    /// Releases everything allocated since `GetState`. Marks must be used last in, first out; using a mark
+    /// that an earlier reset has passed is undefined behaviour. Asserts on a mark without a block but with
+    /// bytes used.
     void Reset(const CStackManagerState& state);
     void ResetWithoutDump(const CStackManagerState& state) { Reset(state); }
     /// Releases everything; the memory is kept for reuse.
@@ -295,8 +294,8 @@ public:
     void* Alloc(int size, int& actualSize);
     void Free(void* ptr, int actualSize);
 
-    /// Gives back the pages of each block size of which no block is in use. (Static objects of clients may
-    /// keep strings for longer than the library lasts.)
+    /// Returns to the system the pages of each block size that has no block in use. (Static objects of
+    /// clients may keep strings for longer than the library lasts.)
     void ReleaseIfUnused();
 
 private:

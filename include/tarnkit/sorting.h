@@ -1,12 +1,12 @@
 /// \file
-/// The sorts behind CArray and CPointerArray: of a row of elements, by a predicate `isBefore(a, b)` that says
-/// whether `a` belongs before `b`.
+/// The sorts behind CArray and CPointerArray. They sort a range of elements by a predicate `isBefore(a, b)`
+/// that says whether `a` belongs before `b`.
 ///
 /// They differ from those of the standard library in one promise: whatever the predicate answers, no memory
-/// outside the row is touched and every element is still there once. With a predicate that contradicts itself
-/// (`a <= b` instead of `a < b`, for instance) the resulting order is unspecified, and that is all. The
-/// predicate must not throw while elements are moved that can be lost; pointers and numbers cannot.
-/// Any thread, as long as it is the only one to use the elements.
+/// outside the range is touched and no element is lost or duplicated. With a predicate that contradicts
+/// itself (`a <= b` instead of `a < b`, for instance) the resulting order is unspecified, but nothing else
+/// goes wrong. The predicate may throw only if the elements are pointers or numbers; others could be lost
+/// while they are being moved. Any thread, as long as it is the only one to use the elements.
 #pragma once
 
 #include <algorithm>
@@ -17,7 +17,7 @@
 
 namespace Tarn {
 
-/// Rows up to this length are sorted by insertion.
+/// Ranges up to this length are sorted by insertion.
 inline constexpr std::ptrdiff_t kLongestInsertionSort = 16;
 
 /// Keeps the order of equal elements. The time grows with the square of the length.
@@ -75,15 +75,15 @@ T* MedianOf(T* a, T* b, T* c, Before& isBefore) {
     return isBefore(*c, *a) ? a : c;
 }
 
-/// Divides a row of more than `kLongestInsertionSort` elements: what belongs before the element that is
-/// returned stands on its left, the rest on its right.
+/// Divides a range of more than `kLongestInsertionSort` elements around the element that it returns: what
+/// belongs before that element ends up on its left, the rest on its right.
 template<class T, class Before>
 T* PartitionRange(T* first, T* last, Before& isBefore) {
     using std::swap;
     constexpr std::ptrdiff_t longestForThree = 128; // beyond it nine elements give a better pivot
     T* middle = first + (last - first) / 2;
     T* pivot;
-    // The first element is not asked: the division before this one has put a stray there.
+    // The first element is not a candidate: the previous division has put an arbitrary element there.
     if (last - first <= longestForThree) {
         pivot = MedianOf(first + 1, middle, last - 1, isBefore);
     } else {
@@ -93,7 +93,7 @@ T* PartitionRange(T* first, T* last, Before& isBefore) {
                          MedianOf(last - 1 - 2 * step, last - 1 - step, last - 1, isBefore), isBefore);
     }
     swap(*first, *pivot);
-    // Both ends are asked for in every step: a predicate that contradicts itself would run past them.
+    // Every step checks for both ends, which a predicate that contradicts itself would otherwise run past.
     T* up = first;
     T* down = last;
     for (;;) {
@@ -137,7 +137,8 @@ void SortRange(T* first, T* last, Before isBefore) {
     SortRangeWithin(2 * logarithm, first, last, isBefore);
 }
 
-/// Merges two sorted rows that meet at `middle`. `spare` is raw memory for as many elements as the first has.
+/// Merges two sorted ranges that meet at `middle`. `spare` is raw memory for as many elements as the first
+/// has.
 template<class T, class Before>
 void MergeRanges(T* first, T* middle, T* last, T* spare, Before& isBefore) {
     struct CMoved {

@@ -1,5 +1,5 @@
 /// \file
-/// Data that each thread has for itself, and the lock classes.
+/// Thread-local data, and the lock classes.
 ///
 /// A `CThreadDataStorage` needs only one thread-local index of the system for any number of slots; a slot
 /// holds one pointer for each thread. The library keeps its own data of each thread in `CThreadRecord`
@@ -34,7 +34,7 @@ public:
     /// If the system has no thread-local index left, every entry stays null.
     CThreadDataStorage();
     /// Frees the entries of all threads, which must no longer use the storage, but not what the entries point
-    /// to. Asserts when the process heap does not take a block back, unless another exception is in flight.
+    /// to. Asserts when the process heap fails to free a block, unless another exception is in flight.
     ~CThreadDataStorage() noexcept(false);
 
     CThreadDataStorage(const CThreadDataStorage&) = delete;
@@ -78,7 +78,7 @@ TARNKIT_LAYOUT(CThreadDataStorage, 20, tlsIndex, slotCount, threads);
 TARNKIT_API CThreadDataStorage& GetThreadDataStorage();
 
 /// Library-internal: obtains the thread-local index of the process's storage when the library is loaded,
-/// unless an earlier use has.
+/// unless an earlier use has already done so.
 void AttachThreadStorage();
 
 /// Library-internal: frees the blocks of all records, the entries of all threads and the index when the
@@ -115,7 +115,7 @@ private:
     static void releaseAll();
 };
 
-/// A lock that holds nothing: the library runs on one thread at a time, as on Windows CE, which it comes
+/// A lock that locks nothing: the library runs on one thread at a time, as on Windows CE, which it comes
 /// from.
 class TARNKIT_API CCriticalSection {
 public:

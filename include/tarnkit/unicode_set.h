@@ -42,11 +42,10 @@ public:
     static void Reset();
 };
 
-/// Library-internal: the blocks of 128 bytes that `CUnicodeSetAllocator` hands out.
+/// Library-internal: the blocks of 128 bytes that `CUnicodeSetAllocator` allocates.
 TARNKIT_API CBlockManager& GetSetPagePool();
 
-/// Library-internal: gives the memory of the pool back when the library is unloaded, unless a set still uses
-/// it.
+/// Library-internal: frees the memory of the pool when the library is unloaded, unless a set still uses it.
 void ReleaseSetPagePool();
 
 using CUnicodeBitSet = CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>;
