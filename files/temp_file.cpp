@@ -23,7 +23,7 @@ constexpr const char16_t* kDefaultPrefix = u"tmp";
 // What the process remembers; created when it is first needed.
 struct CState {
     CUnicodeString chosenDir;
-    CArray<CUnicodeString> names; // full paths of the files handed out
+    CArray<CUnicodeString> names; // full paths
 };
 
 constinit CState* state = nullptr;
@@ -188,7 +188,7 @@ void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permane
             putInPlaceElsewhere(temp, permanent, dir);
     }
     state->names.DeleteAt(place);
-    // The final name may have belonged to another temporary file, now replaced; the new one is to stay.
+    // The final name may have belonged to another temporary file, now replaced; the new file must stay.
     if (const int replaced = findName(permanent); replaced >= 0)
         state->names.DeleteAt(replaced);
 }

@@ -35,8 +35,8 @@ bool isComment(const CUnicodeString& line) { return line[0] == u';' || (line[0] 
 
 bool isHeader(const CUnicodeString& line) { return line[0] == u'[' && line[line.GetLength() - 1] == u']'; }
 
-// Whether a file from which no text came holds anything but a byte order mark: it is not text of the code
-// page then.
+// Whether a file that yielded no text holds more than a byte order mark; if so, it is not text in the code
+// page.
 bool hasInvalidText(const CUnicodeString& fileName) {
     const CString bytes = CFile::ReadANSIText(fileName);
     return !bytes.IsEmpty() && bytes != "\xFF\xFE" && bytes != "\xFE\xFF";

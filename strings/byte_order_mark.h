@@ -1,6 +1,5 @@
 /// \file
-/// The mark at the start of files of UTF-16, which says that they are that and which byte of a unit comes
-/// first.
+/// The mark at the start of UTF-16 files, which identifies them and gives their byte order.
 #pragma once
 
 namespace Tarn {

@@ -1,5 +1,5 @@
-// A text that takes no memory at any time: its body stands in static storage. For what must be said when
-// there is no memory left.
+// A text that never allocates: its body is in static storage. For messages that must be shown when there is
+// no memory left.
 #pragma once
 
 #include <tarnkit/unicode_string.h>
@@ -8,7 +8,7 @@
 
 namespace Tarn {
 
-// Continues a string body where the body's own field for the text ends.
+// A string body, followed by the units of its text that the body's own field has no room for.
 template<class Unit, int kUnits>
 class CConstantText : private CStringBodyOf<Unit> {
     using Body = CStringBodyOf<Unit>;
@@ -39,7 +39,7 @@ private:
 
     class CSharingString : public String {
     public:
-        // Adds the reference that the string gives back when it ends.
+        // Adds the reference that the string's destructor releases.
         explicit CSharingString(Body* shared) : String(shared) { shared->IncRef(); }
     };
 };

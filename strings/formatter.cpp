@@ -35,9 +35,9 @@ void makeUpper(char* text, char* end) { std::transform(text, end, text, toUpper)
 CUnicodeString otherWidth(const char* text, int length) { return CUnicodeString(text, length, CP_ACP); }
 CString otherWidth(const char16_t* text, int length) { return CString(text, length, CP_ACP); }
 
-// The whole characters at the start of `text` that have at most `limit` units in the other width. What comes
-// after them is not read, so it need not be terminated. A text that ends before the limit is converted as a
-// whole: characters may combine, and one that is invalid leaves nothing of the text.
+// The whole characters at the start of `text` that have at most `limit` units in the other width. Nothing
+// after them is read, so `text` need not be terminated. A text that ends before the limit is converted as a
+// whole: characters may combine, and a single invalid one makes the whole result empty.
 template<class Unit>
 auto otherWidthUpTo(const Unit* text, int limit) {
     constexpr int kLongestCharacter = 4; // in units, in either width
@@ -50,7 +50,7 @@ auto otherWidthUpTo(const Unit* text, int limit) {
             if (TextUnits::IsHighSurrogate(text[taken - 1]) && TextUnits::IsLowSurrogate(text[taken]))
                 taken++;
         auto longer = otherWidth(text, taken);
-        // An 8-bit character has as many bytes as it takes to make it valid.
+        // Take further bytes until the last 8-bit character is complete.
         for (int bytes = 1; longer.IsEmpty() && bytes < kLongestCharacter && text[taken] != 0; bytes++)
             longer = otherWidth(text, ++taken);
         if (longer.GetLength() > limit)
@@ -71,7 +71,7 @@ const Unit* nullText() {
     return kText;
 }
 
-// The digits of a finite number that is not negative, as `printf` makes them without flags.
+// The digits of a finite number that is not negative, as `printf` writes them without flags.
 class CFloatDigits {
 public:
     CFloatDigits(double value, char letter, int precision, bool isAlternate) {
@@ -120,7 +120,7 @@ private:
         findExponent('p');
     }
 
-    // `precision` significant digits, in the form that the exponent of the rounded number decides.
+    // `precision` significant digits; the exponent of the rounded number decides between the two forms.
     void writeGeneral(double value, int precision, bool keepsZeros) {
         constexpr int kSmallestFixedExponent = -4;
         const long long digits = std::max(precision, 1);

@@ -6,13 +6,13 @@ namespace Tarn {
 
 template<class Number>
 struct CParsedNumber {
-    Number value;    ///< the nearest limit when the number is out of range, 0 when there is none
-    const char* end; ///< the end of the number; the start of the text when there is none
+    Number value;    ///< the nearest limit when the number is out of range, 0 when the text has no number
+    const char* end; ///< the end of the number; the start of the text when it has none
     bool isInRange = true;
 };
 
-/// Skips leading white space and reads as much of `text` as is a number. Radix 0 goes by the prefix. For
-/// `int`, `unsigned`, `Int64` and `UInt64`.
+/// Skips leading white space and reads the longest number that `text` then begins with. Radix 0 takes the
+/// radix from the prefix. Defined for `int`, `unsigned`, `Int64` and `UInt64`.
 template<class Number>
 CParsedNumber<Number> ParseInteger(const char* text, int radix);
 /// The same for decimal and `0x` hexadecimal numbers, "inf", "infinity" and "nan".

@@ -13,8 +13,8 @@ namespace Tarn {
 
 namespace {
 
-// A body above this size is not a small block of the pool, and copying it costs enough to make slack worth
-// it.
+// A body above this size is not a small block of the pool, and copying it is expensive enough to justify
+// slack.
 constexpr int kLargestSmallBody = 512;
 
 // `assignStr` writes 8-bit text in place only when one byte more than the room test asks for is free.
@@ -164,7 +164,8 @@ void CStringOf<Unit>::assignStr(const Unit* text, int count) {
         ReleaseBuffer(count);
         return;
     }
-    // Releasing the body here would destroy a text inside it, which can only be the whole of it.
+    // Releasing the body would destroy a `text` that lies inside it; such a text can only be the whole
+    // string.
     if (text == Ptr() && count == GetLength())
         return;
     Empty();

@@ -32,7 +32,7 @@ String magnitudeText(unsigned long long magnitude, bool isNegative, int radix) {
     return result;
 }
 
-// A number of any integer type, as wide as that type is. Numbers of 64 bits have three radixes only.
+// A number of any integer type, as wide as that type is. 64-bit numbers have only three radixes.
 template<class String, class Number>
 String integerText(Number value, int radix) {
     using Magnitude = std::make_unsigned_t<Number>;

@@ -13,7 +13,7 @@ namespace Tarn::TextUnits {
 inline std::size_t Length(const char* text) { return std::strlen(text); }
 std::size_t Length(const char16_t* text);
 
-/// The length as a string stores it. Raises the memory exception when it is beyond `int`.
+/// The length as an `int`, as strings store it. Raises the memory exception when it does not fit.
 template<class Unit>
 int CheckedLength(const Unit* text) {
     const std::size_t length = Length(text);
@@ -46,7 +46,7 @@ int CompareNoCase(const char16_t* a, const char16_t* b, int count);
 /// The first `unit` of `text`, the terminator included, or null.
 inline const char* FindUnit(const char* text, char unit) { return std::strchr(text, unit); }
 const char16_t* FindUnit(const char16_t* text, char16_t unit);
-/// The last one.
+/// The last `unit` of `text`, the terminator included, or null.
 inline const char* FindLastUnit(const char* text, char unit) { return std::strrchr(text, unit); }
 const char16_t* FindLastUnit(const char16_t* text, char16_t unit);
 

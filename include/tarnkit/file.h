@@ -70,9 +70,9 @@ TARNKIT_LAYOUT(CFileStatus, 40, CreationTime, ModificationTime, AccessTime, Size
 
 class TARNKIT_API CFile : public CBaseFile {
 public:
-    /// The flags of `Open`: one access, one way of sharing (`Exclusive` if none is given), and how to create.
-    /// Without `Create` the file must exist. `Create` creates the file, or empties it if it exists; together
-    /// with `KeepContents` an existing file keeps its contents.
+    /// The flags of `Open`: one access mode, one sharing mode (`Exclusive` if none is given) and how to
+    /// create the file. Without `Create` the file must exist. `Create` creates the file, or empties it if it
+    /// exists; together with `KeepContents` an existing file keeps its contents.
     enum TOpenFlags : unsigned int {
         ForReading = 0x0000,
         ForWriting = 0x0001,
@@ -165,10 +165,10 @@ public:
     static unsigned long CreateMode(unsigned int flags);
 
     // Whole files of text. Each call opens and closes the file; meanwhile others may read a file that is
-    // read, and nobody can open one that is written. Zeros become spaces on reading. Lines end at LF, CR,
-    // CR LF, VT and FF, in 16-bit text also at U+2028 and U+2029; a line break at the very end is followed by
-    // an empty line, and an empty text has no lines. Lines are written with CR LF between them. Code pages
-    // are those of `CUnicodeString`.
+    // being read, but nobody can open one that is being written. Zeros are read as spaces. Lines end at LF,
+    // CR, CR LF, VT and FF, in 16-bit text also at U+2028 and U+2029; a line break at the very end is
+    // followed by an empty line, and an empty text has no lines. Lines are written with CR LF between them.
+    // Code pages are those of `CUnicodeString`.
 
     /// Reads UTF-16 of either byte order if the file begins with a byte order mark, otherwise text in the
     /// code page. Bytes that are invalid in UTF-8 read as U+FFFD; if bytes are invalid in any other code

@@ -4,7 +4,7 @@
 ///
 /// A key object owns its handle and closes it in its destructor. It does not throw when a registry call
 /// fails: every call, whether it succeeds or not, sets the thread's last-error code, and reading from a
-/// closed key, or reading something that is not there, gives 0, false or the default. Misuse (null names,
+/// closed key, or reading something that is not there, returns 0, false or the default. Misuse (null names,
 /// writing through a read-only key, opening twice) is an assertion. A key object must not be used by two
 /// threads at a time; the registry itself is shared by threads and processes.
 ///

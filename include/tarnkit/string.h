@@ -46,7 +46,7 @@ template<class T>
 concept CharacterType = std::same_as<T, char> || std::same_as<T, wchar_t> || std::same_as<T, char8_t> ||
     std::same_as<T, char16_t> || std::same_as<T, char32_t>;
 
-/// A character type whose characters are no units of a text of `Unit`.
+/// A character type whose characters are not units of a text of `Unit`.
 template<class T, class Unit>
 concept CForeignUnit =
     CharacterType<T> && !std::same_as<T, Unit> && !(std::same_as<Unit, char16_t> && CWideUnit<T>);
@@ -173,12 +173,12 @@ public:
     // the empty text too.
     template<std::same_as<bool> T>
     operator T() const = delete;
-    // `delete text` would free the inside of the body; with a second pointer to choose, it does not compile.
+    // `delete text` would free memory inside the body; with two pointer conversions it does not compile.
     operator const volatile void*() const = delete;
 
     Unit GetAt(int index) const { return body->Body()[index]; }
     Unit operator[](int index) const { return body->Body()[index]; }
-    // Without this one, an index that is no `int` would fit the pointer of the conversion above equally well.
+    // Without this overload, an index that is not an `int` would be ambiguous with indexing the pointer.
     template<std::integral Index>
     Unit operator[](Index index) const {
         return body->Body()[index];
@@ -277,8 +277,8 @@ public:
     friend String operator+(const Unit* a, const String& b) {
         return concatStr(a, measure(a), b.Ptr(), b.GetLength());
     }
-    // An `int` is either a number meant as text (see `Str`) or a character of another type; taken as a unit
-    // it would lose its value, and added to or taken from the pointer it would move that.
+    // An `int` is either a number meant as text (see `Str`) or a character of another type; as a unit it
+    // would lose its value, and with `+` or `-` it would move the pointer that the string converts to.
     friend String operator+(const String&, int) = delete;
     friend String operator+(int, const String&) = delete;
     template<class T>
@@ -386,8 +386,8 @@ public:
     /// "true", "on", "yes", "1" or "false", "off", "no", "0" in any case; otherwise `result` is unchanged.
     bool Value(bool& result) const;
     /// An integer as C's `strtol` and `strtoul` read it, within the limits of its type. `radix` is 2 to 36,
-    /// or 0 to go by the prefix. On failure too, `result` is what was read: the nearest limit when the number
-    /// is out of range, 0 when there is no number.
+    /// or 0 to take it from the prefix. Even on failure, `result` is what was read: the nearest limit when
+    /// the number is out of range, 0 when there is no number.
     bool Value(int& result, int radix = 10) const;
     bool Value(long& result, int radix = 10) const;
     bool Value(Int64& result, int radix = 10) const;
@@ -404,7 +404,8 @@ public:
     // Parameters. ----------------------------------------------------------------------------------------
 
     /// Returns a copy in which each `%` followed by a decimal number is replaced by the parameter of that
-    /// number; the first parameter is `%0`. A number that has no parameter disappears, any other `%` stays.
+    /// number; the first parameter is `%0`. A `%` whose number has no parameter is removed with its number;
+    /// any other `%` stays.
     String SubstParam(const Unit* const* parameters, int count) const;
     String SubstParam(const CArray<String>& parameters) const;
     String SubstParam(const String& p0) const;

@@ -1,7 +1,7 @@
 /// \file
 /// TempFile: temporary files of the process, created empty and removed together at the end.
 ///
-/// The library remembers every file that it hands out until the file is deleted or made permanent;
+/// The library remembers every file that it creates here until the file is deleted or made permanent;
 /// `DeleteAll`, which `Clean` calls, removes the rest. Names are compared without regard to case. With the
 /// library's switch "KeepTempFiles" on, the files are forgotten but stay on disk for inspection. Nothing here
 /// is locked: call it on the main thread only.
@@ -34,7 +34,7 @@ TARNKIT_API CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* p
 /// Whether the file is one of those that the library remembers.
 TARNKIT_API bool IsTempFile(const CUnicodeString& name);
 
-/// Removes a temporary file; asserts if it is none. If it cannot be removed, this throws and the library
+/// Removes a temporary file; asserts if it is not one. If it cannot be removed, this throws and the library
 /// still remembers the file.
 TARNKIT_API void Delete(const CUnicodeString& name);
 
@@ -44,7 +44,7 @@ TARNKIT_API void Delete(const CUnicodeString& name);
 TARNKIT_API void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permanentName);
 
 /// Forgets the directory of `SetTemporaryDir` and removes all temporary files. Those that cannot be removed
-/// stay remembered, and the first failure is thrown when all have been tried.
+/// are still remembered, and the first failure is thrown when all have been tried.
 TARNKIT_API void DeleteAll();
 
 /// Calls `DeleteAll` and frees the list. Meant for the library's clean-up.

@@ -1,17 +1,17 @@
 /// \file
 /// The text of numbers, rationals and truth values, printf-style formatting, and the description of code
-/// addresses, for both widths of text. (The way back, `Value`, and `SubstParam` are members of the strings.)
+/// addresses, for both widths of text. (The reverse, `Value`, and `SubstParam` are members of the strings.)
 ///
-/// Nothing here fails for lack of room in a buffer. Decimal points, digits and names are the same in every
-/// locale; only text that changes its width depends on it, because it goes through code page 0, the system's
-/// ANSI code page. Any thread.
+/// Only `FormatInto` can fail for lack of room in a buffer. Decimal points, digits and names are the same in
+/// every locale; only text converted to the other width depends on it, because it goes through code page 0,
+/// the system's ANSI code page. Any thread.
 ///
 /// Formats are those of the Windows C runtime: flags `- + space # 0`, width and precision (also `*`), the
 /// prefixes `hh h l ll L w I I32 I64 z t j` and the conversions `d i u o x X c C s S p f F e E g G a A`. `s`
 /// and `c` take text of the format's own width, `S` and `C` of the other; `h` makes it 8-bit, `l` and `w`
 /// 16-bit. `l` before an integer is the compiler's `long`. A null text is "(null)". Exponents have at least
-/// two digits; a `long double` is shown with a `double`'s digits. At a conversion outside this set (`n`
-/// included) formatting ends, and what was formed before it is the result.
+/// two digits; a `long double` is shown with a `double`'s digits. Formatting stops at a conversion outside
+/// this set (`n` included); the result is the text formatted up to there.
 ///
 /// \code
 /// const CUnicodeString line = Format(u"%-8s %6.2f", u"width", 12.5);
@@ -31,8 +31,9 @@
 
 namespace Tarn {
 
-/// What `...` passes as `Format` reads it: a number or a pointer. `Format("%s", text)` with a string, which
-/// compilers accept without a word, would show the bytes of the string's handle: pass `text.Ptr()`.
+/// The arguments that `...` passes in the form in which `Format` reads them: numbers and pointers.
+/// `Format("%s", text)` with a string, which compilers accept without a warning, would show the bytes of the
+/// string's handle: pass `text.Ptr()`.
 template<class T>
 concept CFormatArgument =
     std::is_arithmetic_v<T> || std::is_enum_v<T> || std::is_pointer_v<T> || std::is_null_pointer_v<T>;
@@ -82,7 +83,7 @@ TARNKIT_API CUnicodeString Format(const char16_t* format, ...);
 TARNKIT_API CUnicodeString Sprintf(const char16_t* format, ...);
 TARNKIT_API CUnicodeString Vsprintf(const char16_t* format, va_list arguments);
 
-// Chosen, and refused, for an argument that is neither a number nor a pointer; see `CFormatArgument`.
+// These refuse arguments that are neither numbers nor pointers; see `CFormatArgument`.
 template<class... Arguments>
 requires(!CFormatArgument<std::decay_t<Arguments>> || ...) CString
     Format(const char* format, const Arguments&... arguments)

@@ -6,8 +6,8 @@
 /// positions are not checked, one thread at a time. Comparisons return -1, 0 or 1. Case and white space are
 /// those of Unicode within the BMP; the numbers of `SubstParam` have the digits 0 to 9 only.
 ///
-/// What passes through code page 0 depends on the system's ANSI code page and so on the locale: conversions
-/// without another code page, and the numbers that `Value` reads.
+/// What passes through code page 0 depends on the system's ANSI code page and therefore on the locale:
+/// conversions without another code page, and the numbers that `Value` reads.
 ///
 /// \code
 /// CUnicodeString name(u"  Grüße.txt ");
@@ -15,7 +15,7 @@
 /// const CString utf8 = name.CreateString(65001);
 /// int number = 0;
 /// if (!name.Value(number))
-///     name = CUnicodeString(u"%0 is no number").SubstParam(name);
+///     name = CUnicodeString(u"%0 is not a number").SubstParam(name);
 /// \endcode
 #pragma once
 
