@@ -65,7 +65,7 @@ public:
     CArchive& operator=(const CArchive&) = delete;
     /// Takes over the file and what waits in the buffer; `other` is left as after `Close`.
     CArchive(CArchive&& other) noexcept;
-    /// Exchanges the two archives, so that nothing waiting in this one is lost: `other` writes it when it is
+    /// Swaps the two archives, so that nothing waiting in this one is lost: `other` writes it when it is
     /// closed.
     CArchive& operator=(CArchive&& other) noexcept;
 

@@ -61,7 +61,7 @@ public:
 };
 TARNKIT_LAYOUT(CException, 4);
 
-/// The same as a function.
+/// `e->Delete()` as a free function.
 inline void Delete(CException* e) {
     if (e != nullptr)
         e->Delete();

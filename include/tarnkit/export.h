@@ -8,14 +8,14 @@
 #if defined(__ELF__)
 #define TARNKIT_API __attribute__((visibility("default")))
 #define TARNKIT_MODULE_EXPORT __attribute__((visibility("default")))
-// The definitions in all modules of a process are one.
+// All modules of a process share one definition.
 #define TARNKIT_REPLACED TARNKIT_API
-// The library holds all members of the instance named.
+// The library contains all members of the named instance.
 #define TARNKIT_EXTERN_TEMPLATE(...) extern template __VA_ARGS__
-#else // modules of the Windows format say what they export and what they import
+#else // modules in the Windows format declare what they export and import
 // Each module has its own.
 #define TARNKIT_REPLACED
-// The library does not export inline members: clients make those for themselves.
+// The library does not export inline members: clients instantiate those for themselves.
 #define TARNKIT_EXTERN_TEMPLATE(...) static_assert(true)
 #if defined(TARNKIT_BUILDING)
 #define TARNKIT_API __declspec(dllexport)

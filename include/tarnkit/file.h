@@ -93,8 +93,8 @@ public:
     CFile(CFile& other);
     CFile(CFile&& other) noexcept;
     CFile& operator=(const CFile& other);
-    /// Takes over the open file of `other`. The present one is closed first without reporting a failure;
-    /// where that matters, call `Close` before.
+    /// Takes over the open file of `other`. The file that this object has open is closed without reporting a
+    /// failure; where that matters, call `Close` first.
     CFile& operator=(CFile&& other) noexcept;
     /// Closes an open file; a failure is thrown, unless another exception is unwinding the stack.
     ~CFile() noexcept(false) override;

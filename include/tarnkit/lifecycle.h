@@ -24,7 +24,7 @@ namespace Tarn {
 
 /// Starts the library with the application's registry sections (the paths of its keys under the current user
 /// and under the machine). Null means Software\Velmora\ followed by the executable's name. True when the
-/// library is ready; a failure is shown to the user and never leaves as an exception.
+/// library is ready; a failure is shown to the user and never thrown.
 TARNKIT_API bool Initialize(const char16_t* userRegistrySection, const char16_t* machineRegistrySection);
 
 /// Undoes one `Initialize`.
@@ -49,12 +49,12 @@ TARNKIT_API void RegisterModule(HINSTANCE module, void (*init)(), void (*term)()
 /// The loaded module that contains `address`; null when none does.
 TARNKIT_API HINSTANCE GetModuleOfAddress(const void* address);
 
-/// The process's main module, recorded when the library is loaded. It can be set once only.
+/// The process's main module, recorded when the library is loaded. It can be set only once.
 TARNKIT_API HINSTANCE GetApplicationInstance();
 TARNKIT_API void SetApplicationInstance(HINSTANCE instance);
 
 // Throwing or showing. Inside a static part of a thread, or while the process-wide switch is off, assertions
-// and checks show their text at once and set the thread's error flag instead of throwing.
+// and checks show their text and set the thread's error flag instead of throwing.
 
 /// Static parts do not nest: the first `EndStaticPart` ends them all.
 TARNKIT_API void BeginStaticPart();
@@ -95,16 +95,16 @@ TARNKIT_API bool IsAppTitleDefined();
 TARNKIT_API HWND GetMainWindow();
 TARNKIT_API void SetMainWindow(HWND window);
 
-/// The registry paths of the application's settings. Asking for them is an assertion while the library is not
-/// initialised; setting null is one always.
+/// The registry paths of the application's settings. Asking for them asserts while the library is not
+/// initialised; setting null always asserts.
 TARNKIT_API CUnicodeString GetUserRegistrySection();
 TARNKIT_API void SetUserRegistrySection(const char16_t* section);
 TARNKIT_API CUnicodeString GetMachineRegistrySection();
 TARNKIT_API void SetMachineRegistrySection(const char16_t* section);
 
 // The library's debug switches: string values under the current user's key Software\Velmora\Tarnkit, opened
-// for reading only. A value that is missing or of another type, or a number that is none, reads as the
-// default.
+// for reading only. A value that is missing, has another type or does not parse as the number asked for reads
+// as the default.
 
 TARNKIT_API CUnicodeString ReadLibrarySwitch(const char16_t* valueName, const char16_t* defaultValue);
 TARNKIT_API int ReadLibraryNumber(const char16_t* valueName, int defaultValue, int radix = 10);
@@ -112,7 +112,7 @@ TARNKIT_API bool ReadLibraryFlag(const char16_t* valueName, bool defaultValue);
 /// The same from the machine's key.
 TARNKIT_API CUnicodeString ReadMachineSwitch(const char16_t* valueName, const char16_t* defaultValue);
 
-// The host system. That its version cannot be found is an assertion.
+// The host system. A failure to find its version is an assertion.
 
 TARNKIT_API bool IsWindows95();
 TARNKIT_API bool IsWindows98();

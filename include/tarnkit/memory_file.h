@@ -60,8 +60,8 @@ public:
     int GetPosition() const override;
     /// A position below 0 or beyond the end throws the exception kind `badSeek` and leaves the file at 0.
     int Seek(int offset, TSeekPosition from) override;
-    /// New bytes are whatever the block holds there. A position beyond the new end moves to it. Never gives
-    /// memory back.
+    /// New bytes are whatever the block holds there. A position beyond the new end moves to it. Never frees
+    /// memory.
     void SetLength(int length) override;
     int GetLength() const override;
     /// Does the same as `Close`.

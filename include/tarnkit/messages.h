@@ -26,8 +26,8 @@ namespace Tarn {
 
 class TARNKIT_API CMessage {
 public:
-    /// `messageName` is not copied and must live as long as the object. The number is stored and not used: it
-    /// is left to the application.
+    /// `messageName` is not copied and must live as long as the object. The number is for the application;
+    /// the library does not use it.
     CMessage(const char16_t* messageName, int declaredNumber);
     ~CMessage();
 
@@ -57,7 +57,7 @@ public:
                               const CUnicodeString& p3) const;
     CUnicodeString SubstParam(const CArray<CUnicodeString, CurrentMemoryManager>& parameters) const;
 
-    /// The names that the registered modules define. These three lists are ascending and have no duplicates.
+    /// The names that the registered modules define. These three lists are sorted and have no duplicates.
     static void GetDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
     /// The names of the message objects that no module defines.
     static void GetUndefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names);
@@ -81,7 +81,7 @@ private:
 };
 TARNKIT_LAYOUT(CMessage, 16, name, next, previous, number);
 
-/// A message that is the reason of a check (`GenCheck`).
+/// A message that gives the reason for a failed check (`GenCheck`).
 class TARNKIT_API CError : public CMessage {
 public:
     CError(const char16_t* messageName, int declaredNumber) : CMessage(messageName, declaredNumber) {}

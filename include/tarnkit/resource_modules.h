@@ -10,7 +10,7 @@
 /// program or in a library of language 0.
 ///
 /// `Initialize` completes the set-up: it finds the languages that are present and chooses one. Until then
-/// language libraries are not asked, and language queries are assertions. For the main thread, except for
+/// language libraries are not searched, and language queries are assertions. For the main thread, except for
 /// lookups, which any thread may make while no thread changes the registry.
 ///
 /// \code
@@ -39,33 +39,33 @@ using TGetMessageSystemVersion = int (*)();             ///< "GetMessageSystemVe
 }
 inline constexpr int kMessageSystemVersion = 200;
 
-/// Registers a module by its handle; it must stay loaded until `Clean`. It is asked for names before every
+/// Registers a module by its handle; it must stay loaded until `Clean`. It is searched for names before every
 /// module that was added earlier.
 TARNKIT_API void AddResourceModule(HINSTANCE module);
 /// Loads a module with `LoadDLL` and registers it; nothing happens when it cannot be loaded.
 TARNKIT_API void AddResourceModule(const char16_t* fileName);
 /// Registers the language libraries in `folder` (null or empty: the folder of the executable) that are named
 /// `prefix`, a language code in decimal and ".dll", such as Res1.dll. The library of language 0 has the
-/// original texts; it is asked for what no translation has. Called after `Initialize`, this adds the
+/// original texts; it is searched for what no translation has. Called after `Initialize`, this adds the
 /// languages found to the available ones and uses the library of the current language at once.
 TARNKIT_API void AddResourcePrefix(const char16_t* folder, const char16_t* prefix);
 
 /// The first registered module that has the resource, or null. For a string the type is 6 and the name its
-/// id; `ResourceId` turns a number into a name or type. Language libraries are asked first.
+/// id; `ResourceId` turns a number into a name or type. Language libraries are searched first.
 TARNKIT_API HINSTANCE FindResourceW(const char16_t* name, const char16_t* type);
 inline const char16_t* ResourceId(int id) {
     return reinterpret_cast<const char16_t*>(static_cast<std::uintptr_t>(static_cast<WORD>(id)));
 }
 
-/// Loads a string resource; an empty or missing one empties `text` and gives false.
+/// Loads a string resource; an empty or missing one empties `text` and returns false.
 TARNKIT_API bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text);
 /// The same from the first registered module that has the string.
 TARNKIT_API bool LoadStringW(int id, CUnicodeString& text);
 
 /// Loads a library, looked for beside the executable and then where the system searches. Returns null when it
-/// cannot be loaded, also because one of its static objects throws, and leaves the reason in the last error;
-/// nothing is shown. `Clean` releases the library. Modules that registered themselves while they were loaded
-/// are initialised at once, or by `Initialize`.
+/// cannot be loaded, for instance because one of its static objects throws, and leaves the reason in the last
+/// error; nothing is shown. `Clean` releases the library. Modules that registered themselves while they were
+/// loaded are initialised at once, or by `Initialize`.
 TARNKIT_API HINSTANCE LoadDLL(const char16_t* name);
 /// The same; a failure is the check `ERR_CANT_LOAD_DLL`.
 TARNKIT_API HINSTANCE LoadModule(const char16_t* name);
@@ -86,7 +86,7 @@ TARNKIT_API int GetCurrentLanguageCode();
 /// Makes an available language the current one and loads its libraries instead of the previous ones.
 TARNKIT_API void SetCurrentLanguageCode(int code);
 
-/// True; asserts on a code outside of the range.
+/// Always true; asserts on a code outside the range.
 TARNKIT_API bool CanDisplayLanguage(int code);
 /// The Windows language identifier: the sublanguage shifted left by 10 bits, or-ed with the primary language.
 TARNKIT_API int GetSystemLanguageIdFromInterfaceCode(int code);

@@ -1,9 +1,9 @@
 /// \file
-/// The values that calls of the system take and give, for systems other than Windows. Included by types.h.
+/// The values that the system's calls take and return, for systems other than Windows. Included by types.h.
 ///
-/// Names and values are the documented ones, whole families at a time. That a flag is listed does not mean
-/// that a port other than that of Windows honours it. The tests read this file line by line and compare each
-/// value with the headers of Windows: keep to one definition a line, in this form.
+/// Names and values are the documented ones, whole families at a time. Ports to systems other than Windows do
+/// not honour every flag listed here. The tests read this file line by line and compare each value with the
+/// headers of Windows: keep to one definition a line, in this form.
 #pragma once
 
 // Result codes.
@@ -170,7 +170,7 @@ inline constexpr HRESULT DISP_E_BADCALLEE = static_cast<HRESULT>(0x80020010);
 inline constexpr HRESULT DISP_E_NOTACOLLECTION = static_cast<HRESULT>(0x80020011);
 inline constexpr HRESULT DISP_E_DIVBYZERO = static_cast<HRESULT>(0x80020012);
 
-// Values that stand for none.
+// Values that mean "none".
 inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
 inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
 inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
@@ -179,7 +179,7 @@ inline constexpr DWORD TLS_OUT_OF_INDEXES = 0xFFFFFFFF;
 // The longest path, with its terminator.
 inline constexpr int MAX_PATH = 260;
 
-// Rights that are asked for when something is opened.
+// Access rights, requested on opening.
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
 inline constexpr DWORD GENERIC_EXECUTE = 0x20000000;
@@ -479,7 +479,7 @@ inline constexpr int IDHELP = 9;
 inline constexpr int IDTRYAGAIN = 10;
 inline constexpr int IDCONTINUE = 11;
 
-// Windows: which one is looked for from another.
+// Windows: relations of one window to another.
 inline constexpr UINT GW_HWNDFIRST = 0;
 inline constexpr UINT GW_HWNDLAST = 1;
 inline constexpr UINT GW_HWNDNEXT = 2;
@@ -487,7 +487,7 @@ inline constexpr UINT GW_HWNDPREV = 3;
 inline constexpr UINT GW_OWNER = 4;
 inline constexpr UINT GW_CHILD = 5;
 
-// Windows: where the style is found.
+// Windows: indices of the styles.
 inline constexpr int GWL_STYLE = -16;
 inline constexpr int GWL_EXSTYLE = -20;
 

@@ -2,10 +2,10 @@
 /// CTime, a point in time, CTimeSpan, a signed duration, and the formatter of calendar times.
 ///
 /// Both values are one 64-bit count of units of 100 nanoseconds. A CTime counts from the beginning of 1601 in
-/// universal time (GMT), as a FILETIME does. Members with `Gmt` in their names take and give universal time;
-/// all others use local time and convert with the offset from GMT that is in force at the moment of the call,
-/// even for dates when the clocks are set differently. A date that does not exist or lies before 1601 is an
-/// assertion failure where it is converted; arithmetic is not checked. Default construction initialises
+/// universal time (GMT), as a FILETIME does. Members with `Gmt` in their names take and return universal
+/// time; all others use local time and convert with the offset from GMT that is in force at the moment of the
+/// call, even for dates when the clocks are set differently. A date that does not exist or lies before 1601
+/// is an assertion failure where it is converted; arithmetic is not checked. Default construction initialises
 /// nothing. These are plain values, which any thread may use.
 ///
 /// \code
@@ -87,9 +87,8 @@ public:
     }
 
     /// Replaces `%D` by the total days, `%H`, `%M` and `%S` by `GetHours()`, `GetMinutes()` and
-    /// `GetSeconds()`,
-    /// `%h`, `%m` and `%s` by the total hours, minutes and seconds, `%%` by a percent sign. Numbers are not
-    /// padded. Any other character after a `%`, or none, is an assertion failure.
+    /// `GetSeconds()`, `%h`, `%m` and `%s` by the total hours, minutes and seconds, `%%` by a percent sign.
+    /// Numbers are not padded. Any other character after a `%`, or none, is an assertion failure.
     CUnicodeString UnicodeFormat(const char16_t* format) const;
 
 private:
@@ -210,11 +209,9 @@ TARNKIT_LAYOUT(CTime, 8, units);
 /// the week from 0 for Sunday. In the user's language: `%a` `%A` day, `%b` `%h` `%B` month, `%p` AM or PM,
 /// `%g` era. `%Z` is the name of the time zone, `%%` a percent sign. `%x` and `%D` are the picture of the
 /// locale's short date (such as "dd.MM.yyyy"), `%#x` that of its long date, `%X` that of its time: they are
-/// copied as they stand, except that a `%` in them starts a conversion. `%c` is `%x %X` and `%#c` is `%#x
-/// %X`. A `+`, and a
-/// `#` before other letters, change nothing. `%j`, `%U` and `%W` are assertion failures; any other character
-/// after a
-/// `%`, or none, gives "00".
+/// copied as they stand, except that a `%` in them starts a conversion. `%c` stands for `%x %X`, and `%#c`
+/// for `%#x %X`. A `+`, and a `#` before other letters, change nothing. `%j`, `%U` and `%W` are assertion
+/// failures; any other character after a `%`, or none, gives "00".
 TARNKIT_API int wcsftime(char16_t* buffer, int size, const char16_t* format, const SYSTEMTIME& time);
 
 } // namespace Tarn

@@ -1,8 +1,8 @@
 /// \file
 /// CVerInfo: the version record of a module.
 ///
-/// No version records are read on any system; the class is the place where they would be. A value; for one
-/// thread at a time.
+/// Version records are not read on any system; this class is a placeholder for them. A value; for one thread
+/// at a time.
 #pragma once
 
 #include <tarnkit/array.h>
@@ -19,10 +19,10 @@ public:
     CVerInfo(const CVerInfo& other);
     CVerInfo& operator=(const CVerInfo&) = delete;
 
-    /// False when there is no record, which is always so; `information` is not changed.
+    /// Always false, since no record is ever read; `information` is not changed.
     bool GetFixedFileInfo(VS_FIXEDFILEINFO& information) const;
 
-    /// The text with this name in the record; empty when there is none, which is always so.
+    /// The text with this name in the record; always empty, since no record is ever read.
     CUnicodeString GetString(const char16_t* name) const;
 
 private:

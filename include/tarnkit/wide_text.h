@@ -6,8 +6,10 @@
 /// of a pointer and nothing else. Where wide units are larger, none of them can be called.
 ///
 /// \code
-/// bool isHelp(const wchar_t* argument) { return CUnicodeString(u"--help").Compare(FromWide(argument)) == 0;
-/// } \endcode
+/// bool isHelp(const wchar_t* argument) {
+///     return CUnicodeString(u"--help").Compare(FromWide(argument)) == 0;
+/// }
+/// \endcode
 #pragma once
 
 #include <tarnkit/data_model.h>

@@ -1,11 +1,11 @@
 /// \file
-/// How a program plugs its own windows into the library where the system has no windows that it knows.
+/// How a program plugs its own windows into the library on systems whose windows the library does not know.
 ///
 /// The library asks its questions in message boxes and disables the program's other windows while one is
-/// open. On POSIX it knows no windows: a box is a question on the terminal, or the preselected button answers
-/// when there is no terminal. A program with a toolkit derives from `IWindowSystem` and installs its object.
-/// The object stays the program's and must live as long as it is installed. Its functions are called on
-/// whatever thread shows a message. On Windows this header is not used.
+/// open. On POSIX it knows no windows: it asks the question on the terminal, or answers with the preselected
+/// button when there is no terminal. A program with a toolkit derives from `IWindowSystem` and installs its
+/// object. The object stays the program's and must live as long as it is installed. Its functions are called
+/// on whatever thread shows a message. On Windows this header is not used.
 ///
 /// \code
 /// class CDialogs : public IWindowSystem {
@@ -21,8 +21,8 @@
 
 namespace Tarn {
 
-/// The functions mean what the Win32 calls of the same names mean. The defaults of all but `MessageBox` suit
-/// a program that only shows its own boxes: there are no windows.
+/// The functions do what the Win32 calls of the same names do. The defaults of all but `MessageBox` suit a
+/// program that only shows its own boxes: there are no windows.
 class TARNKIT_API IWindowSystem {
 public:
     virtual ~IWindowSystem() noexcept(false);
@@ -44,8 +44,8 @@ public:
     virtual bool EnableWindow(HWND window, bool enable);
 };
 
-/// Installs `system` for the process; null brings the terminal back. Returns what was installed before, null
-/// for the terminal. Call it while no box is open.
+/// Installs `system` for the process; null restores the terminal. Returns what was installed before, null for
+/// the terminal. Call it while no box is open.
 TARNKIT_API IWindowSystem* SetWindowSystem(IWindowSystem* system);
 
 } // namespace Tarn
