@@ -154,9 +154,10 @@ public:
     void GetStatus(CFileStatus& status) const;
     /// Fills in the status of a file or directory by name.
     static void GetStatus(const CUnicodeString& fileName, CFileStatus& status);
-    /// Sets the times of `status` that are not zero, then the attributes, even of a read-only file; its size
-    /// and name are ignored. Nobody else may have the file open for writing. If all times are zero, only a
-    /// file that is read-only gets the attributes. POSIX systems cannot set the time of creation.
+    /// Sets the times of `status` that are not zero and the attributes; its size and name are ignored. A
+    /// read-only file gets its attributes first, and its times cannot be set if it stays read-only; any other
+    /// file gets its attributes last, but only if some time was set. Nobody else may have the file open for
+    /// writing. POSIX systems cannot set the time of creation.
     static void SetStatus(const CUnicodeString& fileName, const CFileStatus& status);
 
     /// The flags as the arguments of the system's create call; invalid bits assert.

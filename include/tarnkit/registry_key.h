@@ -91,8 +91,9 @@ public:
     /// Asserts on a closed or read-only key and on a null name.
     void DeleteValue(const char16_t* valueName);
 
-    /// Deletes a sub-key with everything below it; the last-error code tells whether that succeeded. An empty
-    /// name gives ERROR_INVALID_PARAMETER, and nothing is deleted. Asserts as `DeleteValue` does.
+    /// Deletes a sub-key with everything below it; the last-error code tells whether that succeeded, which it
+    /// does for a sub-key that does not exist, too. An empty name gives ERROR_INVALID_PARAMETER, and nothing
+    /// is deleted. Asserts as `DeleteValue` does.
     void DeleteSubKey(const char16_t* subKeyName);
 
     /// The names of the sub-keys in the order in which the system lists them.

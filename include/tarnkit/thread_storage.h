@@ -115,8 +115,7 @@ private:
     static void releaseAll();
 };
 
-/// A lock that locks nothing: the library runs on one thread at a time, as on Windows CE, which it comes
-/// from.
+/// A lock that locks nothing, kept for clients that were written for Windows CE. Use `std::mutex` instead.
 class TARNKIT_API CCriticalSection {
 public:
     constexpr CCriticalSection() {}
