@@ -1,4 +1,4 @@
-// The buttons of a message box, for those who answer in its place.
+// The buttons of a message box, for code that chooses one without showing it.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -30,7 +30,7 @@ inline constexpr CMessageBoxButtons kMessageBoxButtons[] = {
     {MB_YESNO, 2, {IDYES, IDNO}},
     {MB_RETRYCANCEL, 2, {IDRETRY, IDCANCEL}},
 };
-/// Stands for every set that is not in the table: there is nothing to choose, and this is the answer.
+/// Stands for every set that is not in the table: there is no choice, and this is the answer.
 inline constexpr CMessageBoxButtons kUnknownButtons = {kButtonSetMask, 1, {IDABORT}};
 
 constexpr const CMessageBoxButtons& ButtonsOf(UINT flags) {

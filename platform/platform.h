@@ -1,12 +1,12 @@
 // The one door to the operating system.
 //
-// Every system call that the library makes is declared here once, under the name of the Win32 call whose
-// meaning it has: arguments, results and last-error codes are as documented for that call, and text is
-// 16-bit. On Windows each function is its one real call; the POSIX port implements it. Above this
-// door no code asks which system it runs on.
+// Every system call that the library makes is declared here, under the name of the Win32 call that it stands
+// for: arguments, results and last-error codes are as documented for that call, and text is 16-bit. On
+// Windows each function makes that one call; the POSIX port implements it. No code above this door asks which
+// system it runs on.
 //
-// A comment stands here only where a function is narrower than the call it is named after. No function
-// throws. No function allocates through the current memory manager.
+// A function has a comment here only where it differs from the call it is named after. No function throws or
+// allocates through the current memory manager.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -18,21 +18,20 @@ namespace Tarn::Platform {
 // Last error, debugger output, process.
 DWORD GetLastError();
 void SetLastError(DWORD code);
-/// Text for a developer's eyes. The POSIX port writes it, as UTF-8, to what TARNKIT_TRACE names: "stderr" or
-/// a file to append to. Without the variable, or when standard error was closed at the start, it goes
-/// nowhere.
+/// The POSIX port writes the text, as UTF-8, to what TARNKIT_TRACE names: "stderr" or a file to append to. It
+/// discards the text if the variable is not set or standard error was closed when the process started.
 void OutputDebugStringW(const char16_t* text);
-/// A software breakpoint. Ends the process when no debugger takes it.
+/// A software breakpoint. Ends the process if no debugger handles it.
 void DebugBreak();
-/// Ends this process at once, running no destructors.
+/// Ends this process without running destructors.
 [[noreturn]] void TerminateThisProcess(UINT exitCode);
 DWORD GetCurrentProcessId();
 
 // Memory.
 HANDLE GetProcessHeap();
-/// A heap without options, which grows as needed.
+/// Creates a growable heap without options.
 HANDLE HeapCreate(std::size_t initialSize);
-/// Frees all blocks at once. Fails (6) for the process heap and for what is no heap.
+/// Frees all blocks too. Fails (6) for the process heap and for anything that is not a heap.
 BOOL HeapDestroy(HANDLE heap);
 void* HeapAlloc(HANDLE heap, std::size_t size);
 BOOL HeapFree(HANDLE heap, void* block);
@@ -49,7 +48,7 @@ BOOL TlsSetValue(DWORD index, void* value);
 
 // Files.
 HANDLE CreateFileW(const char16_t* name, DWORD access, DWORD share, DWORD disposition, DWORD attributes);
-/// The handheld's call for a file that is going to be mapped; elsewhere the same as `CreateFileW`.
+/// What Windows CE requires for a file that is going to be mapped; elsewhere the same as `CreateFileW`.
 HANDLE CreateFileForMappingW(const char16_t* name, DWORD access, DWORD share, DWORD disposition,
                              DWORD attributes);
 BOOL CloseHandle(HANDLE file);
@@ -95,28 +94,30 @@ LSTATUS RegDeleteKeyW(HKEY key, const char16_t* name);
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize);
 LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DWORD* type, void* data,
                       DWORD* size);
-/// Gives back what the port holds for the registry; nothing on Windows. Open keys stay open, later calls
-/// work.
+/// Releases what the POSIX port holds for the registry; does nothing on Windows. Open keys stay open, and
+/// later calls work.
 void ReleaseRegistry();
 
 // Modules and resources.
-/// Whether two files may have names that differ in case alone.
+/// Whether two files may have names that differ only in case.
 bool AreFileNamesCaseSensitive();
 HINSTANCE LoadLibraryW(const char16_t* name);
 HINSTANCE LoadLibraryExW(const char16_t* name, DWORD flags);
 BOOL FreeLibrary(HINSTANCE module);
-/// The export that the module itself defines; one that only its dependencies define is not found (127).
+/// Finds only what the module itself exports; exports of its dependencies are not found (127).
 FARPROC GetProcAddressW(HINSTANCE module, const char16_t* name);
 /// Null means the process's main module.
 HINSTANCE GetModuleHandleW(const char16_t* name);
-/// The module that holds `address`, without a reference of its own; null when none does.
+/// The module that contains `address`, without adding a reference; null if none does.
 HINSTANCE GetModuleHandleFromAddress(const void* address);
 DWORD GetModuleFileNameW(HINSTANCE module, char16_t* name, DWORD size);
-/// The full path of the file that `LoadLibraryW` would load for `name`, looked for beside the executable and
-/// then where the platform searches; 0 when there is none, the size needed when `size` is too small.
+/// Writes the full path of the file that `LoadLibraryW` would load for `name`: beside the executable, or else
+/// where the system searches. Returns its length, 0 if there is no such file, or the size needed if `size` is
+/// too small.
 DWORD SearchLibraryPathW(const char16_t* name, DWORD size, char16_t* path);
 HRSRC FindResourceW(HINSTANCE module, const char16_t* name, const char16_t* type);
-/// At most `size` units with the terminator; the units copied, 0 when the module has no such string.
+/// Copies at most `size` units with the terminator. Returns the number copied, 0 if the module has no such
+/// string.
 int LoadStringW(HINSTANCE module, UINT id, char16_t* buffer, int size);
 
 // Text.
@@ -126,32 +127,32 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int size, 
                         int resultSize);
 int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* text, int size, char* result,
                         int resultSize, const char* defaultChar, BOOL* usedDefault);
-/// Simple one-to-one case mapping of `size` units within the BMP, independent of the locale.
+/// Maps each of the `size` units to one unit, within the BMP only and independently of the locale.
 void CharUpperBuffW(char16_t* text, DWORD size);
 void CharLowerBuffW(char16_t* text, DWORD size);
 
 // Calendar time.
 /// Fails (87) for a file time that is negative as a signed number.
 BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
-/// The day of the week is not read. Fails (87) unless the date exists between 1601 and 30827 and the time of
-/// day is below 24:00, leap seconds not counted.
+/// Ignores the day of the week. Fails (87) unless the date exists, the year is from 1601 to 30827 and the
+/// time is before 24:00; there are no leap seconds.
 BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime);
 
-// Local time. These convert with the bias that is in force now, whatever time they convert.
+// Local time. Every time, past or future, is converted with the bias that is in force now.
 void GetLocalTime(SYSTEMTIME* localTime);
-/// Both fail (87) for a time that is negative as a signed number. A result that would be is given out.
+/// Both fail (87) for a time that is negative as a signed number. A negative result is returned unchanged.
 BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localTime);
 BOOL LocalFileTimeToFileTime(const FILETIME* localTime, FILETIME* fileTime);
-/// The POSIX port gives the dates of this year's changes and, as names, abbreviations.
+/// On POSIX the transition dates are this year's and the names are abbreviations.
 DWORD GetTimeZoneInformation(TIME_ZONE_INFORMATION* information);
 
-// The user's locale, the only one that the POSIX port has. Of its texts it knows those of dates and times.
+// The user's locale. The POSIX port has no other, and knows only its texts for dates and times.
 int GetLocaleInfoW(LCID locale, LCTYPE type, char16_t* buffer, int size);
 int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, const char16_t* picture,
                    char16_t* buffer, int size);
 
 // System texts, versions, language.
-/// The system's text for a code, less than `size` units, with its line end; 0 when there is none.
+/// Writes the system's text for a code, with its line end, in fewer than `size` units; 0 if there is none.
 DWORD FormatSystemMessageW(DWORD code, bool ignoreInserts, char16_t* buffer, DWORD size);
 BOOL GetVersionExW(OSVERSIONINFOW* information);
 BOOL SystemParametersInfoW(UINT action, UINT size, void* data);
@@ -171,10 +172,10 @@ BOOL IsWindowVisible(HWND window);
 BOOL IsWindowEnabled(HWND window);
 BOOL EnableWindow(HWND window, BOOL enable);
 
-// System colours: red in bits 0 to 7, green in 8 to 15, blue in 16 to 23. The POSIX port has fixed ones, for
-// the length of the process those that were set.
+// System colours: red in bits 0 to 7, green in 8 to 15, blue in 16 to 23. On POSIX they have fixed defaults,
+// and changes last until the process ends.
 DWORD GetSysColor(int index);
-/// Passes over indices that there are not.
+/// Ignores indices that do not exist.
 BOOL SetSysColors(int count, const INT* indices, const DWORD* values);
 
 } // namespace Tarn::Platform

@@ -1,8 +1,7 @@
-// What the address sanitizer is told about memory that the library hands out in parts. Nothing in other
-// builds.
+// Tells the address sanitizer which memory of the library's allocators is free. Does nothing in other builds.
 //
-// Poisoned memory is reported when code compiled with the sanitizer reads or writes it. Functions that must,
-// because they keep their records in free memory, are marked TARNKIT_UNCHECKED_ACCESS.
+// The sanitizer reports code that reads or writes poisoned memory. Functions that have to, because they keep
+// their records in free memory, are marked TARNKIT_UNCHECKED_ACCESS.
 #pragma once
 
 #include <tarnkit/poison.h>

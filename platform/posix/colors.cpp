@@ -1,4 +1,4 @@
-// The system's colours: those of the standard desktop scheme until the application sets others.
+// The system colours: those of the standard desktop scheme until the application sets others.
 #include "platform/platform.h"
 
 #include <atomic>
@@ -16,7 +16,7 @@ constexpr DWORD kFace = rgb(212, 208, 200);
 constexpr DWORD kWhite = rgb(255, 255, 255);
 constexpr DWORD kNavy = rgb(10, 36, 106);
 
-// By their index. Any thread may ask for one while another sets it.
+// By colour index. One thread may read a colour while another sets it.
 constinit std::atomic<DWORD> colors[] = {
     kFace,             // COLOR_SCROLLBAR
     rgb(58, 110, 165), // COLOR_BACKGROUND

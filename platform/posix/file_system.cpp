@@ -1,4 +1,4 @@
-// Files and directories by name: attributes, removing, copying, moving, making.
+// Files and directories by name: attributes, removal, copying, moving and creation.
 #include "platform/platform.h"
 #include "platform/posix/files/open_file.h"
 #include "platform/posix/files/paths.h"
@@ -176,7 +176,7 @@ public:
         return ERROR_SUCCESS;
     }
 
-    /// Takes the place of the file `target`.
+    /// Replaces the file `target`.
     DWORD Replace(const String& target) {
         if (rename(path.c_str(), target.c_str()) != 0)
             return CodeOf(errno);

@@ -1,4 +1,4 @@
-// Handles of files: opening, transfers, positions, lengths and times.
+// File handles: opening, transfers, positions, lengths and times.
 #include "platform/platform.h"
 #include "platform/posix/files/open_file.h"
 #include "platform/posix/files/paths.h"
@@ -15,8 +15,8 @@ namespace {
 
 constexpr DWORD kNoTime = 0xFFFFFFFF;
 
-/// Splits a number for SetFilePointer and GetFileSize. Its low half can look like their failure; then the
-/// last error says that it is none.
+/// Splits a number for SetFilePointer and GetFileSize. If its low half looks like their failure, the last
+/// error says that there was none.
 DWORD reportHalves(UInt64 value, DWORD& high) {
     high = static_cast<DWORD>(value >> 32);
     const DWORD low = static_cast<DWORD>(value);

@@ -1,7 +1,7 @@
-// Searches for files by a pattern.
+// Searching for files that match a pattern.
 //
 // A search reads its directory once, when it begins, and returns the files in the order of their names. Files
-// that are created or removed meanwhile do not disturb it: one that is gone when its turn comes is left out.
+// created later are not found; one that is gone when its turn comes is skipped.
 #include "platform/platform.h"
 #include "platform/posix/files/handles.h"
 #include "platform/posix/files/paths.h"
@@ -21,8 +21,8 @@ namespace {
 
 constexpr DWORD kSymbolicLinkTag = 0xA000000C;
 
-// On Windows `*` and `?` have a slightly different meaning next to a dot. There every search replaces them by
-// these wildcards, and so do we.
+// `*` and `?` have a slightly different meaning next to a dot: Windows replaces them by these wildcards in
+// every search, and so does this port.
 constexpr char16_t kStarToLastDot = u'<'; // Anything, but not the last dot.
 constexpr char16_t kCharOrDotNext = u'>'; // One unit, or none before a dot and at the end.
 constexpr char16_t kDotOrEnd = u'"';
@@ -63,8 +63,8 @@ U16String translatePattern(U16String pattern) {
     return pattern;
 }
 
-/// Matches a folded name with a folded, translated pattern. `here[n]` says whether the rest of the pattern
-/// matches the name from its n-th unit on; the pattern is worked through from its end.
+/// Matches a folded name against a folded, translated pattern, which is processed from its end. `here[n]`
+/// says whether the rest of the pattern matches the name from its n-th unit on.
 bool matches(const U16String& pattern, const U16String& name) {
     const std::size_t end = name.size();
     const std::size_t lastDot = name.rfind(u'.');
@@ -139,7 +139,7 @@ DWORD codeOfDirectory(int error) {
     return error == ENOTDIR ? ERROR_DIRECTORY : error == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(error);
 }
 
-/// Opens the directory in which the search found its names, for which the right to list it is not needed.
+/// Opens the directory in which the search found its names; this does not need the right to list it.
 DWORD openDirectory(Search& search, const String& path) {
     search.directory = open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     return search.directory >= 0 ? DWORD{ERROR_SUCCESS} : codeOfDirectory(errno);
@@ -194,7 +194,7 @@ DWORD beginPattern(Search& search, const U16String& name, std::size_t lastStart)
     const U16String pattern = name.substr(lastStart);
     if (pattern.find_first_of(u"<>\"|:") != U16String::npos)
         return ERROR_INVALID_NAME;
-    // Without its last separator, so that a file in place of the directory is reported as such.
+    // Without its last separator, so that a file in the place of the directory is reported as such.
     const U16String directoryName =
         lastStart == 0 ? u"." : name.substr(0, std::max<std::size_t>(lastStart - 1, 1));
     Name directory;

@@ -1,5 +1,5 @@
-// Texts of the user's locale. Each call reads them through a locale object of its own: the locale of the
-// process belongs to the application and is neither read nor changed.
+// Texts of the user's locale. Each call creates a locale object to read them: the locale of the process
+// belongs to the application and is neither read nor changed.
 #include "platform/platform.h"
 #include "platform/posix/support/error_codes.h"
 #include "platform/posix/text/code_page.h"
@@ -18,16 +18,16 @@ using namespace Posix;
 
 namespace {
 
-constexpr UINT kAsciiSuperset = 1252; // for codesets that are no code page, that of the C locale above all
+constexpr UINT kAsciiSuperset = 1252; // for codesets that are not code pages, such as the C locale's
 constexpr LCTYPE kDaysOfWeek = 7;
 constexpr LCTYPE kMonths = 12;
 
-/// The locale of the user's dates; that of C where the one he names is not installed.
+/// The user's locale for dates; the C locale if that one is not installed.
 class TimeLocale {
 public:
     TimeLocale() {
         const char* name = LocaleName("LC_TIME");
-        // The texts are in the codeset of this locale, whatever LC_CTYPE is.
+        // The texts are in this locale's codeset, whatever LC_CTYPE is.
         constexpr int kCategories = LC_TIME_MASK | LC_CTYPE_MASK;
         locale = newlocale(kCategories, name == nullptr ? "C" : name, kNone);
         if (locale == kNone)
@@ -47,7 +47,7 @@ public:
 
     DateFormats Formats() const { return {Text(D_FMT), Text(T_FMT), Text(T_FMT_AMPM), Text(D_T_FMT)}; }
 
-    /// What `strftime` makes of a date by one conversion.
+    /// A date as `strftime` formats it with one conversion.
     U16String Formatted(const char* conversion, const SYSTEMTIME& date) const {
         std::tm fields{};
         fields.tm_year = date.wYear - 1900;
@@ -73,20 +73,20 @@ private:
     UINT codePage;
 };
 
-/// The `index`-th item of a row, which each locale has in the same order.
+/// The `index`-th item of a row, which is in the same order in every locale.
 nl_item itemOf(nl_item first, LCTYPE index) { return first + static_cast<nl_item>(index); }
 
-/// The names of the days, which begin with Sunday there and with Monday here.
+/// The names of the days: the locale's begin with Sunday, those of Windows with Monday.
 nl_item dayOf(nl_item sunday, LCTYPE index) { return itemOf(sunday, (index + 1) % kDaysOfWeek); }
 
-/// False for a text that there is not.
+/// False if there is no such text.
 bool find(const TimeLocale& locale, LCTYPE type, U16String& text) {
     const auto isInRow = [&](LCTYPE first, LCTYPE count) { return type >= first && type - first < count; };
     if (isInRow(LOCALE_SDAYNAME1, kDaysOfWeek))
         text = locale.Text(dayOf(DAY_1, type - LOCALE_SDAYNAME1));
     else if (isInRow(LOCALE_SABBREVDAYNAME1, kDaysOfWeek))
         text = locale.Text(dayOf(ABDAY_1, type - LOCALE_SABBREVDAYNAME1));
-    else if (isInRow(LOCALE_SMONTHNAME1, kMonths)) // as it stands alone, not as a date takes it
+    else if (isInRow(LOCALE_SMONTHNAME1, kMonths)) // the form used alone, not within a date
         text = locale.Text(itemOf(ALTMON_1, type - LOCALE_SMONTHNAME1));
     else if (isInRow(LOCALE_SABBREVMONTHNAME1, kMonths))
         text = locale.Text(itemOf(ABMON_1, type - LOCALE_SABBREVMONTHNAME1));
@@ -105,14 +105,14 @@ bool find(const TimeLocale& locale, LCTYPE type, U16String& text) {
     return true;
 }
 
-/// Writes dates as pictures say.
+/// Writes dates according to pictures.
 class DateWriter {
 public:
     DateWriter(const TimeLocale& ofLocale, const SYSTEMTIME& theDate, bool countsInEras)
         : locale(ofLocale), date(theDate), inEras(countsInEras && ofLocale.HasEras()) {}
 
     U16String Write(std::u16string_view picture) {
-        // Beside a day, the name of a month may have another form than alone.
+        // The name of a month may have another form next to a day than alone.
         bool hasDay = false;
         for (std::u16string_view rest = picture; !rest.empty();) {
             const std::u16string_view element = TakeElement(rest);
@@ -175,7 +175,7 @@ private:
     U16String text;
 };
 
-/// A valid date with its day of the week; the time of day does not matter. Null is today.
+/// A valid date with its day of the week; the time of day is ignored. Null means today.
 DWORD completeDate(const SYSTEMTIME* given, SYSTEMTIME& date) {
     if (given == nullptr)
         GetLocalTime(&date);
@@ -188,8 +188,8 @@ DWORD completeDate(const SYSTEMTIME* given, SYSTEMTIME& date) {
     return ERROR_SUCCESS;
 }
 
-/// What both calls share: hands out the text that `make(text)`, which returns a code, makes, and returns its
-/// units with the terminator.
+/// The common part of both calls: copies the text that `make(text)` produces to the caller and returns its
+/// length with the terminator. `make` returns a code.
 template<class Make>
 int handOut(LCID locale, char16_t* buffer, int size, Make make) {
     if ((locale != LOCALE_USER_DEFAULT && locale != LOCALE_SYSTEM_DEFAULT && locale != LOCALE_NEUTRAL) ||

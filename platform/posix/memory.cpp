@@ -30,7 +30,7 @@ using Posix::PageSize;
 
 struct Region {
     std::size_t size;
-    DWORD protection; // at its allocation
+    DWORD protection; // when it was allocated
 };
 
 // The regions in use, by their start. Never destroyed, because memory is freed until the very end of the
@@ -241,7 +241,7 @@ bool readMapping(std::FILE* list, Stretch* mapping) {
     return false;
 }
 
-// Finds what `place` lies in; false when the system does not tell.
+// Finds what `place` lies in; false if the system does not tell.
 bool findStretch(std::uintptr_t place, Stretch* found) {
     std::FILE* list = std::fopen("/proc/self/maps", "re");
     if (list == nullptr)
@@ -278,7 +278,7 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
     }
     Region region;
     const std::uintptr_t regionStart = Regions::Get().Find(place, &region);
-    // The system joins adjacent mappings, and an emulator does not list what is only reserved.
+    // The system joins adjacent mappings, and emulators do not list what is only reserved.
     if (regionStart != 0)
         stretch = {regionStart, std::min(stretch.end, regionStart + region.size), true, stretch.isAccessible};
     *information = {};
@@ -296,8 +296,8 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
 
 DWORD GetPageSize() { return static_cast<DWORD>(PageSize()); }
 
-// Thread-local storage: each thread has an array of values. An index that is allocated anew must read null in
-// every thread, so each value is stored with the life of the index in which it was set.
+// Thread-local storage: each thread has an array of values. A newly allocated index must read null in every
+// thread, so each value is stored with the life of the index in which it was set.
 namespace {
 
 constexpr DWORD kTlsIndexes = 64; // as many as Windows guarantees a process

@@ -1,4 +1,4 @@
-// Message boxes and windows: those of the installed window system, else questions on the terminal.
+// Message boxes and windows: those of the installed window system, or else questions on the terminal.
 #include "platform/message_box_buttons.h"
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
@@ -53,7 +53,7 @@ std::string_view nameOf(int button) {
 
 // The terminal. ------------------------------------------------------------------------------------------
 
-/// Writes to the standard error output. Where that is closed or takes nothing, nothing is shown.
+/// Writes to standard error. If that is closed or cannot be written, nothing is shown.
 void show(std::string_view text) {
     if (!Platform::Posix::WasOpenAtLoad(STDERR_FILENO))
         return;
@@ -71,7 +71,7 @@ void show(std::string_view text) {
     }
 }
 
-/// Reads a line into `line`; false at the end of the input, also in the middle of a line.
+/// Reads a line into `line`; false at the end of the input, even in the middle of a line.
 bool readLine(String& line) {
     for (line.clear();;) {
         char c;
@@ -89,8 +89,8 @@ bool readLine(String& line) {
     }
 }
 
-/// A message on its way to the terminal, at once when it is not long. Takes no memory: that there is none
-/// left can be shown.
+/// Writes a message to the terminal, in one piece if it is not long. Allocates nothing, so that it can report
+/// a lack of memory.
 class ShownMessage {
 public:
     ShownMessage() = default;
@@ -145,8 +145,8 @@ bool sameWithoutCase(std::string_view a, std::string_view b) {
     return true;
 }
 
-/// The button that an answer names by its number, first letter or name, the preselected one for an empty
-/// answer; -1 when it names none.
+/// The button that an answer names by its number, first letter or name; the preselected one for an empty
+/// answer, -1 for any other.
 int buttonOfAnswer(std::string_view answer, const CMessageBoxButtons& set, int preselectedIndex) {
     constexpr std::string_view kBlanks = " \t\r";
     std::size_t first = answer.find_first_not_of(kBlanks);
@@ -198,7 +198,7 @@ int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
                 return set.ids[chosen];
         }
     } catch (const std::bad_alloc&) {
-        // A question that cannot be asked has the answer of one that nobody is there to hear.
+        // Answered as if nobody were there to ask.
     }
     return set.ids[answer];
 }

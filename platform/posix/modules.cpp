@@ -1,7 +1,7 @@
-// Modules over the dynamic loader.
+// Modules, implemented with the dynamic loader.
 //
-// A module handle is the loader's own: what `dlopen` returns and the loader's list of modules holds. Handles
-// are checked against that list before the loader, which trusts its callers, sees them.
+// A module handle is the loader's own: what `dlopen` returns and the loader's list of modules contains.
+// Handles are checked against that list before they are passed to the loader, which trusts its callers.
 #include "platform/platform.h"
 #include "platform/posix/files/library_files.h"
 #include "platform/posix/files/paths.h"
@@ -24,7 +24,7 @@ using Posix::U16String;
 
 constexpr const char* kStringTable = "___TarnkitStrings";
 constexpr std::uintptr_t kLastOrdinal = 0xFFFF;
-constexpr int kStringsInBlock = 16; // the platform keeps strings in blocks of so many ids
+constexpr int kStringsInBlock = 16; // a string resource of Windows has this many consecutive ids
 
 HINSTANCE fail(DWORD code) {
     SetLastError(code);
@@ -45,8 +45,8 @@ link_map* mainMap() {
     return map;
 }
 
-/// Calls `visit` with the modules one after the other until it gives true. The loader keeps its list as it is
-/// meanwhile; `visit` must not load.
+/// Calls `visit` with one module after the other until it returns true. The loader's list does not change
+/// meanwhile; `visit` must not load modules.
 template<class Visitor>
 void visitModules(Visitor visit) {
     auto underLock = [](dl_phdr_info*, std::size_t, void* data) {
@@ -60,7 +60,7 @@ void visitModules(Visitor visit) {
         dl_iterate_phdr(underLock, &visit);
 }
 
-/// The loader's record of a handle; null, with the last error, when no module has it.
+/// The loader's record of a handle; null, with the last error, if no module has that handle.
 link_map* mapOf(HINSTANCE module) {
     link_map* found = nullptr;
     visitModules([&](link_map* map) {
@@ -73,10 +73,10 @@ link_map* mapOf(HINSTANCE module) {
     return found;
 }
 
-/// The address of what a module itself defines under a name.
+/// The address of a symbol that the module itself defines.
 void* ownSymbol(link_map* map, const char* name) {
-    // The loader looks only through modules that were opened; one that came in as a dependency may not have
-    // been. What lies beside the modules, such as the system's own page in memory, cannot be opened at all.
+    // The loader searches only modules that were opened; one loaded as a dependency may not have been. List
+    // entries that are not files, such as the kernel's page, cannot be opened at all.
     void* opened = map == mainMap() ? map : dlopen(map->l_name, RTLD_NOW | RTLD_NOLOAD);
     void* address = opened == map ? dlsym(opened, name) : nullptr;
     if (opened != nullptr && opened != mainMap())
@@ -88,7 +88,7 @@ void* ownSymbol(link_map* map, const char* name) {
     return address;
 }
 
-/// The name of an export; a unit that no export has gives one that is not found.
+/// The name of an export in ASCII; other units become '?', so that the name is not found.
 String asciiOf(const char16_t* name) {
     String result;
     for (; *name != 0; name++)
@@ -114,11 +114,11 @@ HINSTANCE load(const char16_t* name) {
     const char* reason = dlerror();
     if (reason != nullptr && std::strstr(reason, "undefined symbol") != nullptr)
         return fail(ERROR_PROC_NOT_FOUND);
-    // A whole library that is refused lacks another one that it needs.
+    // If the loader refuses a complete library, another one that it needs is missing.
     return fail(kind == Posix::LibraryKind::kProgram ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
 }
 
-/// The module whose file has this name, in whatever folder; a name without an extension may lack ".dll".
+/// The module whose file has this name, in any folder; the name may omit the extension ".dll".
 HINSTANCE findLoadedByName(U16String name) {
     name = Posix::Fold(name);
     const U16String extended = name.find(u'.') == U16String::npos ? name + u".dll" : name;
@@ -129,7 +129,7 @@ HINSTANCE findLoadedByName(U16String name) {
             U16String file = Posix::Fold(Posix::ToWide(Posix::LastOf(fileOf(map))));
             if (file == name || file == extended)
                 found = map;
-        } catch (const std::bad_alloc&) { // which must not cross the loader
+        } catch (const std::bad_alloc&) { // which must not pass through the loader
             noMemory = true;
         }
         return found != nullptr || noMemory;
@@ -152,7 +152,7 @@ HINSTANCE findLoaded(const char16_t* name) {
     return handleOf(module);
 }
 
-/// Copies `text` with its terminator as far as there is room; gives the units copied.
+/// Copies as much of `text` as there is room for, and a terminator; returns the number of units copied.
 DWORD copyCut(const U16String& text, char16_t* buffer, DWORD size) {
     DWORD count = static_cast<DWORD>(std::min<std::size_t>(text.size(), size - 1));
     std::copy_n(text.data(), count, buffer);
@@ -160,7 +160,7 @@ DWORD copyCut(const U16String& text, char16_t* buffer, DWORD size) {
     return count;
 }
 
-/// The string table of a module; null, with the last error, when it has none.
+/// The string table of a module; null, with the last error, if it has none.
 const CResourceStrings* stringsOf(HINSTANCE module) {
     link_map* map = module == nullptr ? mainMap() : mapOf(module);
     if (map == nullptr)
@@ -178,7 +178,7 @@ const CResourceString* stringFrom(const CResourceStrings& table, int id) {
                             [](const CResourceString& string, int wanted) { return string.id < wanted; });
 }
 
-/// The number that a resource's name or type is, given as such or as text of the form "#12"; -1 for a name.
+/// The number of a resource name or type that is an ordinal or text such as "#12"; -1 for any other.
 int resourceNumber(const char16_t* name) {
     auto number = reinterpret_cast<std::uintptr_t>(name);
     if (number <= kLastOrdinal)
@@ -191,7 +191,7 @@ int resourceNumber(const char16_t* name) {
     return *name == 0 && value <= static_cast<int>(kLastOrdinal) ? value : -1;
 }
 
-/// Runs a call of the door that makes strings; 0 or null, with the last error, when there is no memory.
+/// Runs the body of a call that allocates; 0 or null, with the last error, if there is no memory.
 template<class Body>
 auto guarded(Body body) noexcept -> decltype(body()) {
     try {
@@ -219,8 +219,8 @@ BOOL FreeLibrary(HINSTANCE module) {
     link_map* map = mapOf(module);
     if (map == nullptr)
         return FALSE;
-    // The loader refuses to close what was never opened by itself, such as what the program is linked with;
-    // that stays, as it should.
+    // The loader refuses to close modules that were never opened, such as those that the program is linked
+    // with; they stay loaded, as they should.
     if (map != mainMap())
         dlclose(map);
     return TRUE;

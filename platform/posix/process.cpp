@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* kTraceVariable = "TARNKIT_TRACE";
 
-// The descriptor that debugger output goes to, or -1 for none. Asked once.
+// The descriptor that debugger output goes to, or -1 for none. Determined once.
 int openTraceOutput() {
     const char* target = std::getenv(kTraceVariable);
     if (target == nullptr || *target == '\0')

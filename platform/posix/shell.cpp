@@ -48,7 +48,7 @@ HRESULT resultOf(DWORD code) {
     return code == ERROR_SUCCESS ? S_OK : static_cast<HRESULT>(kWin32Failure | (code & 0xFFFF));
 }
 
-/// The path that a line `NAME="$HOME/..."` or `NAME="/..."` gives to `variable`, or an empty string.
+/// The path that a line `NAME="$HOME/..."` or `NAME="/..."` assigns to `variable`, or an empty string.
 String pathInLine(const char* line, const char* variable) {
     constexpr const char kHome[] = "$HOME/";
     line += std::strspn(line, " \t");
@@ -79,7 +79,7 @@ String pathInLine(const char* line, const char* variable) {
     return path;
 }
 
-/// What the environment or else the last such line of the user's list of directories gives to `variable`.
+/// The value of `variable` in the environment, or else in the last such line of the user's directory list.
 String listedFolder(const char* variable) {
     String result = AbsolutePathIn(variable);
     if (!result.empty())

@@ -1,7 +1,7 @@
 // Runs the static constructors of a client module where an exception from them can be caught.
 //
 // Linked into every client module. The loader calls the functions in a table of the module (.init_array) one
-// after the other. The first of them is the one here: while `LoadDLL` loads the module it calls the others
+// after the other. The first is the one defined here: while `LoadDLL` loads the module, it calls the others
 // itself and leaves nothing for the loader to do.
 #include "runtime/static_constructors.h"
 
@@ -31,7 +31,7 @@ void runConstructors(int argc, char** argv, char** environment);
 
 void doNothing(int, char**, char**) {}
 
-// An address that the file gives, as it is in this process.
+// An address in the file, converted to the address in this process.
 std::uintptr_t addressOf(std::uintptr_t inFile) {
     return reinterpret_cast<std::uintptr_t>(&__ehdr_start) + inFile;
 }
@@ -59,7 +59,7 @@ std::span<TConstructor> findConstructors() {
     return {table, table != nullptr ? size : 0};
 }
 
-// The pages that the loader has made read-only, the table among them, are writable for a scope.
+// Makes the pages that the loader has made read-only, among them the table, writable for a scope.
 class CWritableTables {
 public:
     CWritableTables() {
@@ -87,11 +87,11 @@ private:
     }
 };
 
-// The caller's registers. A module runs its constructors once, so one place is enough.
+// The caller's registers. A module runs its constructors only once, so one buffer is enough.
 std::jmp_buf registers;
 
-// Compilers take it that no exception leaves a static constructor: one that always throws need not keep the
-// registers of its caller (GCC on ARM). After a failure they are taken from where they were put before.
+// Compilers assume that no exception leaves a static constructor, so one that always throws may not preserve
+// its caller's registers (GCC on ARM). They are saved before each constructor and restored after a failure.
 [[gnu::noinline]] void runGuarded(TConstructor constructor, int argc, char** argv, char** environment) {
     if (setjmp(registers) != 0)
         return;

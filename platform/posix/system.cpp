@@ -97,7 +97,7 @@ static_assert(isOrdered());
 
 constexpr std::u16string_view kLineEnd = u"\r\n";
 
-// The release of Windows CE that this port presents itself as.
+// The release of Windows CE that this port reports.
 constexpr DWORD kMajorVersion = 4;
 constexpr DWORD kMinorVersion = 20;
 constexpr DWORD kBuildNumber = 14053;

@@ -1,4 +1,4 @@
-// The folders of the system, names for temporary files, and the free room on a disk.
+// The folders of the system, names for temporary files, and the free space on a disk.
 #include "platform/platform.h"
 #include "platform/posix/files/open_file.h"
 #include "platform/posix/files/paths.h"
@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kTemporaryDirectoryVariable = "TMPDIR";
 constexpr const char* kTemporaryDirectory = "/tmp";
-/// What stands for the Windows directory and the directory of its libraries.
+/// What serves as the Windows directory and as the directory of its libraries.
 constexpr char16_t kWindowsDirectory[] = u"\\usr";
 constexpr char16_t kSystemDirectory[] = u"\\usr\\lib";
 constexpr std::size_t kTemporaryPrefix = 3;
@@ -71,8 +71,8 @@ DWORD findTemporaryDirectory(const char16_t* directory, Name& found) {
     return isMissing ? DWORD{ERROR_DIRECTORY} : code;
 }
 
-/// Creates a file of the first name in turn that is free. In a directory where everybody can create files,
-/// only the owner can read it.
+/// Creates a file with the first free name. In a directory where everybody can create files, only the owner
+/// can read it.
 DWORD makeTemporaryFile(const char16_t* directory, const char16_t* prefix, UINT& number, U16String& name) {
     Name found;
     if (const DWORD code = findTemporaryDirectory(directory, found); code != ERROR_SUCCESS)

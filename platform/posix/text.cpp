@@ -25,7 +25,7 @@ constexpr UINT kLastDosPage = 869;
 
 constexpr int kNoSize = -1;
 
-/// The number of units to convert; `kNoSize`, with the last error, for arguments that no conversion takes.
+/// The number of units to convert; `kNoSize`, with the last error, for arguments that no conversion accepts.
 template<class From, class To>
 int checkedSize(const From* text, int size, const To* result, int resultSize) {
     bool good = text != nullptr && size != 0 && resultSize >= 0 && (result != nullptr || resultSize == 0) &&
@@ -45,7 +45,7 @@ UINT resolvedCodePage(UINT codePage) {
     return codePage == CP_ACP ? GetACP() : codePage == CP_OEMCP ? GetOEMCP() : codePage;
 }
 
-/// Both code pages of the process in one word, because they are read once and together; 0 before that.
+/// Both code pages of the process in one word, because they are read together, once; 0 before that.
 constinit std::atomic<std::uint64_t> processCodePages = 0;
 
 std::uint64_t codePages() {
@@ -73,7 +73,7 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int size, 
     Output<char16_t> output(result, resultSize);
     UINT number = resolvedCodePage(codePage);
     if (number == CP_UTF8) {
-        // A caller who asks for the user's code page cannot know that it takes no other flag.
+        // A caller who asks for the user's code page cannot know that it accepts no other flag.
         DWORD allowed = MB_ERR_INVALID_CHARS | (codePage == CP_UTF8 ? 0 : MB_PRECOMPOSED);
         if ((flags & ~allowed) != 0)
             return FailConversion(ERROR_INVALID_FLAGS);

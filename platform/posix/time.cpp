@@ -47,7 +47,7 @@ public:
         localtime_r(&seconds, &fields);
     }
 
-    /// What local time is ahead of universal time.
+    /// How far local time is ahead of universal time.
     seconds Offset() const { return seconds(fields.tm_gmtoff); }
     bool IsDaylight() const { return fields.tm_isdst > 0; }
     const char* ZoneName() const { return fields.tm_zone; }
@@ -61,7 +61,7 @@ sys_seconds now() { return floor<seconds>(system_clock::now()); }
 
 FileTimeUnits unitsOfNow() { return floor<FileTimeUnits>(system_clock::now()) - kEpoch; }
 
-/// Reads the user's zone, which may be another one than before, and its clock.
+/// Reads the user's time zone, which may have changed, and its clock.
 LocalClock clockOfNow() {
     tzset();
     return LocalClock(now());
@@ -75,7 +75,7 @@ BOOL shift(const FILETIME& from, seconds distance, FILETIME* to) {
     return TRUE;
 }
 
-/// The first second after `before`, at most `after`, at which daylight time has begun or ended.
+/// The first second after `before` and up to `after` at which daylight time has begun or ended.
 sys_seconds changeBetween(sys_seconds before, sys_seconds after) {
     const bool wasDaylight = LocalClock(before).IsDaylight();
     while (after - before > seconds(1)) {
@@ -85,7 +85,7 @@ sys_seconds changeBetween(sys_seconds before, sys_seconds after) {
     return after;
 }
 
-// Names of zones are ASCII.
+// Zone names are ASCII.
 void copyName(const char* name, char16_t (&copy)[32]) {
     std::size_t length = 0;
     for (; name[length] != '\0' && length < std::size(copy) - 1; length++)
@@ -107,7 +107,7 @@ BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime) {
 
 BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime) {
     const year_month_day date(year(systemTime->wYear), month(systemTime->wMonth), day(systemTime->wDay));
-    // A year that no `year` holds and a month or a day that none of theirs holds are not valid either.
+    // Values too large for `year`, `month` or `day` are not valid either.
     if (systemTime->wYear < static_cast<int>(kFirstYear) || systemTime->wYear > static_cast<int>(kLastYear) ||
         systemTime->wMonth > 12 || systemTime->wDay > 31 || !date.ok() || systemTime->wHour > 23 ||
         systemTime->wMinute > 59 || systemTime->wSecond > 59 || systemTime->wMilliseconds > 999)
@@ -137,7 +137,7 @@ DWORD GetTimeZoneInformation(TIME_ZONE_INFORMATION* information) {
     LocalClock standard = current;
     LocalClock daylight = current;
     *information = {};
-    // No daylight time is so short that a step of a week passes over it.
+    // No period of daylight time is so short that a step of a week would skip it.
     sys_seconds moment = sys_days(current.Year() / January / 1) - current.Offset();
     const sys_seconds end = sys_days((current.Year() + years(1)) / January / 1) - current.Offset();
     bool isChanging = false;

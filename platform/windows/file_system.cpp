@@ -1,4 +1,4 @@
-// Files and directories by name: attributes, removing, copying, moving, making.
+// Files and directories by name: attributes, removal, copying, moving and creation.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 

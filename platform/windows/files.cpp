@@ -1,4 +1,4 @@
-// Handles of files: opening, transfers, positions, lengths and times.
+// File handles: opening, transfers, positions, lengths and times.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 

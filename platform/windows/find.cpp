@@ -1,4 +1,4 @@
-// Searches for files by a pattern.
+// Searching for files that match a pattern.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 

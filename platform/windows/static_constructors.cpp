@@ -1,8 +1,8 @@
 // Runs the static constructors of a client module where an exception from them can be caught.
 //
-// Linked into every client module. The module's start calls the functions in a table of the compiler (.ctors)
-// one after the other, the last one first. That is the one here: while `LoadDLL` loads the module it calls
-// the others itself and leaves nothing else to do.
+// Linked into every client module. The module's start-up code calls the functions in a table built by the
+// compiler (.ctors) one after the other, the last one first. That is the one defined here: while `LoadDLL`
+// loads the module, it calls the others itself and leaves nothing else to do.
 #include "runtime/static_constructors.h"
 
 #include <windows.h>
@@ -12,7 +12,7 @@
 
 extern "C" {
 using TConstructor = void (*)();
-// The table: an entry that is no function, the constructors, and null. Defined by the linker.
+// The table: an entry that is not a function, the constructors, and null. Defined by the linker.
 extern TConstructor __CTOR_LIST__[];
 }
 
@@ -27,13 +27,13 @@ void doNothing() {}
 
 void runConstructors() {
     if (!IsLoadingModule())
-        return; // the module's start goes on with the others
+        return; // the start-up code goes on with the others
     TConstructor* const first = __CTOR_LIST__ + 1;
     TConstructor* end = first;
     while (*end != nullptr)
         end++;
     const auto size = static_cast<std::size_t>(end - first) * sizeof(TConstructor);
-    // Some linkers put the table beside the code, which must go on running meanwhile.
+    // Some linkers put the table next to the code, which must stay executable meanwhile.
     DWORD protection;
     if (!VirtualProtect(first, size, PAGE_EXECUTE_READWRITE, &protection))
         return;

@@ -1,4 +1,4 @@
-// The folders of the system, names for temporary files, and the free room on a disk.
+// The folders of the system, names for temporary files, and the free space on a disk.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 

@@ -1,7 +1,7 @@
 // The handles of open files and searches.
 //
-// A call holds the object behind a handle while it works on it, so that another thread may close the handle
-// meanwhile: the object is shut when the last call lets go of it. Any thread may call these functions.
+// A call holds the object of a handle while it works on it, so another thread may close the handle
+// meanwhile: the object is shut when the last call releases it. Any thread may call these functions.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -43,14 +43,14 @@ HANDLE NewHandle(HandleObject* object);
 /// The object of an open handle of that kind, held for the caller; null for any other handle.
 HandleObject* HoldObject(HANDLE handle, HandleObject::Kind kind);
 
-/// Ends a hold. The end of the last one shuts and deletes the object and returns the code of shutting it; any
-/// other returns 0.
+/// Ends a hold. If it was the last one, shuts and deletes the object and returns the code of shutting it;
+/// otherwise returns 0.
 DWORD LetGo(HandleObject* object);
 
 /// Closes a handle and passes its hold on the object to the caller; null when no handle of that kind is open.
 HandleObject* RemoveHandle(HANDLE handle, HandleObject::Kind kind);
 
-/// Holds an object for the length of a call.
+/// Holds an object during a call.
 template<class T>
 class Held {
 public:

@@ -47,8 +47,8 @@ String fileIn(const U16String& folder, const U16String& name) {
     return code == ERROR_SUCCESS && !found.IsDirectory() ? found.path : String();
 }
 
-/// The file that the loader itself finds. It only tells when it loads the file, which the caller is about to
-/// do anyway.
+/// The file that the loader itself finds. The loader tells only by loading the file, which the caller is
+/// about to do anyway.
 String fileOfLoader(const U16String& name) {
     String onDisk;
     void* module = ToDisk(name.c_str(), onDisk) == ERROR_SUCCESS
@@ -101,8 +101,8 @@ bool isForThisSystem(const ElfHeader& header) {
            header.e_phentsize == sizeof(ElfSegment) && (!ownKnown || header.e_machine == own.e_machine);
 }
 
-/// What a file is to the loader: a complete library, a complete program, or nothing that it may be given. The
-/// loader maps what the headers announce without checking whether the file is long enough.
+/// Whether a file is a complete library, a complete program, or nothing that the loader may be given: it maps
+/// what the headers announce without checking that the file is long enough.
 LibraryKind kindOf(int file) {
     ElfHeader header;
     struct stat information;

@@ -15,7 +15,7 @@ namespace Tarn::Platform::Posix {
 /// extension that is not found is tried again with ".dll".
 String FindLibraryFile(const char16_t* name);
 
-/// The file that this process runs.
+/// The executable of this process.
 String ExecutableFile();
 bool IsExecutableFile(const String& path);
 

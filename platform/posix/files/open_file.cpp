@@ -23,7 +23,7 @@ constexpr std::size_t kMostInOneCall = 0x40000000;
 constexpr int kCommonFlags = O_CLOEXEC | O_NOCTTY;
 /// How often a name is looked up again because its file was replaced while it was being opened.
 constexpr int kMostTries = 100;
-/// No code of the system: the name no longer leads to the file that was opened.
+/// Not a system code: the name no longer leads to the file that was opened.
 constexpr DWORD kLookAgain = 0xFFFFFFFF;
 
 struct Request {
@@ -253,7 +253,7 @@ DWORD Open(const char16_t* name, DWORD access, DWORD share, DWORD disposition, D
 
 DWORD ReadFrom(OpenFile& file, void* buffer, std::size_t size, std::size_t& done) {
     char* bytes = static_cast<char*>(buffer);
-    // A device gives what it has; waiting for more could be forever.
+    // A device gives what it has; waiting for more could take forever.
     return transferAll(file, size, done, file.isRegular, [&](std::size_t start, off_t position) {
         return file.isSeekable ? pread(file.descriptor, bytes + start, size - start, position)
                                : read(file.descriptor, bytes + start, size - start);
@@ -274,8 +274,7 @@ DWORD CopyContents(OpenFile& source, OpenFile& target) {
     if (buffer == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
     source.position = target.position = 0;
-    // The system may share or move the bytes by itself; what it leaves, failures too, goes through the
-    // buffer.
+    // The system may share or move the bytes itself; what it leaves over or fails at goes through the buffer.
     if (source.isRegular && target.isRegular) {
         const WriteSignalsHeld held(target.mayRaiseSignal);
         off_t from = 0;

@@ -23,7 +23,7 @@ struct OpenFile : HandleObject {
     /// Transfers happen at `position`; otherwise where the device happens to be.
     bool isSeekable = false;
     bool isClaimed = false;
-    /// Writing may raise a signal: to a pipe that nobody reads, or beyond the process's limit for files.
+    /// Writing may raise a signal: if nobody reads a pipe, or at the process's limit on file sizes.
     bool mayRaiseSignal = false;
     Int64 position = 0;
     /// Serialises the transfers on the handle, which share the position.

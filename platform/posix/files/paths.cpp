@@ -12,7 +12,7 @@ namespace Tarn::Platform::Posix {
 namespace {
 
 constexpr char16_t kForbidden[] = u"*?<>\"|:";
-/// Where characters of disk names stand that names above the door must not have.
+/// Where characters of disk names that must not occur above the door are mapped to.
 constexpr char16_t kPrivateArea = 0xF000;
 
 bool isForbidden(char16_t unit) {
@@ -20,7 +20,7 @@ bool isForbidden(char16_t unit) {
            U16String::traits_type::find(kForbidden, std::size(kForbidden) - 1, unit) != nullptr;
 }
 
-/// Whether a byte of a disk name stands in the private area above the door.
+/// Whether a byte of a disk name is mapped to the private area above the door.
 bool isMoved(char32_t byte) {
     return byte != 0 && byte < 0x80 && (isForbidden(static_cast<char16_t>(byte)) || byte == U'\\');
 }
@@ -41,8 +41,8 @@ CodePoint decodeOne(const char* bytes, std::size_t size) {
     return {value, value == kNotUtf8 ? 1 : static_cast<std::size_t>(next - bytes)};
 }
 
-/// Whether the code point read before `rest` may stand above the door as it is. If not, its bytes are escaped
-/// one by one: those that would be read back as something else.
+/// Whether the code point read before `rest` may appear above the door as it is. One that would be read back
+/// as something else may not; its bytes are escaped one by one.
 bool standsForItself(char32_t value, const char* rest, std::size_t restSize) {
     if (value == kNotUtf8 || isMovedUnit(value) || isEscapedByte(value))
         return false;
@@ -52,7 +52,7 @@ bool standsForItself(char32_t value, const char* rest, std::size_t restSize) {
     return next != kNotUtf8 && !IsSurrogate(next) && !isMovedUnit(next);
 }
 
-/// Appends one component; false when no file can have the name.
+/// Appends one component; false if no file can have that name.
 bool appendComponent(String& path, const char16_t* text, std::size_t size) {
     const std::size_t start = path.size();
     bool hasLoneSurrogate = false;
@@ -115,8 +115,8 @@ private:
     bool isPlain;
 };
 
-/// The entry of `directory` that differs from the wanted name in nothing but case, the first in byte order of
-/// several. Empty when there is none; the code says why the directory could not be searched at all.
+/// The entry of `directory` that differs from the wanted name only in case; of several, the first in byte
+/// order. Empty if there is none; if the directory could not be searched, the code says why.
 DWORD findIgnoringCase(const String& directory, const String& wanted, String& found) {
     const CaseBlindName name(wanted);
     const DirectoryEntries entries(opendir(directory.c_str()));
@@ -128,8 +128,8 @@ DWORD findIgnoringCase(const String& directory, const String& wanted, String& fo
     return ERROR_SUCCESS;
 }
 
-/// Walks down `path` component by component, each as spelled or else without regard to case; `result.path`
-/// becomes the path as it is on disk.
+/// Follows `path` component by component, each as spelled or else regardless of case; `result.path` becomes
+/// the path as it is on disk.
 DWORD walk(const String& path, Name& result) {
     String real = path[0] == '/' ? "/" : "";
     for (std::size_t start = real.size(); start < path.size();) {

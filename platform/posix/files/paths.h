@@ -6,8 +6,8 @@
 // control characters) become U+F000 plus their code. A surrogate without its partner is written to disk as
 // the three bytes that it would have if it were a character.
 //
-// A name is first looked for as it is spelled. Only if a component is missing, its directory is searched for
-// a name that differs in nothing but case.
+// A name is first looked for as it is spelled. Only if a component is missing is its directory searched for a
+// name that differs only in case.
 #pragma once
 
 #include "platform/posix/files/information.h"
@@ -23,7 +23,7 @@ struct DirectoryCloser {
 };
 using DirectoryEntries = std::unique_ptr<DIR, DirectoryCloser>;
 
-/// The name above the door of a path or a component on disk. Separators come out as backslashes.
+/// The name above the door of a path or a component on disk. Separators become backslashes.
 U16String ToWide(const char* path, std::size_t size);
 inline U16String ToWide(const String& path) { return ToWide(path.data(), path.size()); }
 
@@ -60,8 +60,8 @@ struct Name {
 };
 
 /// Looks for `name` and returns a code: ERROR_FILE_NOT_FOUND if only the last component is missing,
-/// ERROR_PATH_NOT_FOUND if one before it is, ERROR_INVALID_NAME for a file's name with a separator at its
-/// end.
+/// ERROR_PATH_NOT_FOUND if an earlier one is, ERROR_INVALID_NAME for the name of a file that ends with a
+/// separator.
 DWORD Find(const char16_t* name, Name& result);
 
 /// ERROR_ACCESS_DENIED if the directory that `path` lies in has no write bit, otherwise ERROR_SUCCESS.

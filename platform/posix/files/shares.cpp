@@ -96,8 +96,8 @@ bool haveOthersMarks(int descriptor, Marks marks) {
 }
 
 // Lets one claim at a time through. A claim marks the file before it looks for the marks of others, so two
-// can never both succeed wrongly; the gate keeps two from both failing. A claim does not wait forever for a
-// foreign program that keeps the file locked for reasons of its own, nor for a stopped process.
+// conflicting claims never both succeed; the gate keeps them from both failing. A claim does not wait forever
+// for an unrelated program that keeps the file locked, nor for a stopped process.
 class Gate {
 public:
     explicit Gate(int gateDescriptor) : descriptor(gateDescriptor) {
@@ -133,7 +133,7 @@ DWORD Claim(int descriptor, DWORD access, DWORD share, DWORD needed) {
     const Gate gate(descriptor);
     if (const int error = setMarks(descriptor, access | denials << kDenialShift); error != 0) {
         Disclaim(descriptor);
-        // Only a foreign program that has locked the file as a whole stands in the way of a mark.
+        // Only an unrelated program that has locked the whole file can prevent a mark.
         const bool isLocked = error == EAGAIN || error == EACCES;
         return meansNoLocksHere(error) ? ERROR_SUCCESS : isLocked ? ERROR_SHARING_VIOLATION : CodeOf(error);
     }

@@ -1,4 +1,4 @@
-// Records who has a file open and what others may do with it meanwhile.
+// Records who has a file open, and what others may do with it meanwhile.
 //
 // Each open file description marks its file with record locks far beyond any real offset: one byte for every
 // access that it has and one for every access that it denies to others. The marks are seen by all objects,
@@ -21,7 +21,7 @@ inline constexpr DWORD kAllAccesses = kReads | kWrites | kDeletes;
 /// system without locks everything is granted.
 DWORD Claim(int descriptor, DWORD access, DWORD share, DWORD needed = 0);
 
-/// Removes the marks at once, even while a child process that is just starting shares the description.
+/// Removes the marks immediately, even while a child process that is just starting shares the description.
 void Disclaim(int descriptor);
 
 } // namespace Tarn::Platform::Posix

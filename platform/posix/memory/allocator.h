@@ -1,4 +1,4 @@
-// Containers of the POSIX port, with their memory on the C runtime's heap.
+// The POSIX port's containers, with their memory on the C runtime's heap.
 //
 // In a process that uses the library, `operator new` takes memory from the calling thread's current memory
 // manager, which may not outlive what the port keeps. Nothing in the port may allocate through it.

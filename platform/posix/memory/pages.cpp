@@ -28,8 +28,8 @@ void* mapOrNull(std::size_t size, int access, int flags) {
     return start == MAP_FAILED ? nullptr : start;
 }
 
-// Ranges that were freed and that the system could not unmap, by their start. They have no memory, and no two
-// of them touch. Never destroyed: pages are given back while the process ends, too.
+// Freed ranges that the system could not unmap, by their start. They have no memory, and no two of them
+// touch. Never destroyed: pages are still freed while the process ends.
 class VacantRanges {
 public:
     static VacantRanges& Get() {
@@ -95,8 +95,8 @@ private:
     }
     void erase(Ranges::iterator range) { erase(range, std::next(range)); }
 
-    // In place of those from `first` to `last`. Without memory for its record a range is forgotten; nothing
-    // is lost but its addresses.
+    // Replaces those from `first` to `last`. If there is no memory for its record, the range is forgotten;
+    // nothing but its addresses is lost.
     void keep(Ranges::iterator first, Ranges::iterator last, std::uintptr_t start, std::size_t size) {
         ranges.erase(first, last);
         try {
@@ -107,7 +107,7 @@ private:
         sizeLimit = std::max(sizeLimit, size);
     }
 
-    // Where one range could be unmapped, there may be room to split the mapping of another.
+    // Once a range was unmapped, there may be room to split the mapping of another.
     void unmapAnother() {
         if (!ranges.empty() && unmap(ranges.begin()->first, ranges.begin()->second))
             erase(ranges.begin());

@@ -21,7 +21,7 @@ constexpr std::size_t kLargestBlock = 0x40000; // in a segment; larger ones are 
 
 // Flags in a header. Sizes are multiples of the granule and do not use these bits.
 constexpr std::size_t kInUse = 1;
-constexpr std::size_t kPreviousInUse = 2; // if not set, the word in front is the size of the previous block
+constexpr std::size_t kPreviousInUse = 2; // if clear, the word in front is the size of the previous block
 constexpr std::size_t kOwnMapping = 4;
 constexpr std::size_t kEndOfSegment =
     kInUse | kOwnMapping; // with the address of the segment in place of a size
@@ -50,7 +50,7 @@ T* at(void* start, std::size_t offset) {
     return reinterpret_cast<T*>(static_cast<char*>(start) + offset);
 }
 
-// Aligned to huge pages. Where the system has them, there is one page fault for each of those.
+// Aligned to huge pages. Where the system has them, each takes only one page fault.
 void* mapHugePages(std::size_t size) {
     void* const start = MapPages(size + kHugePage);
     if (start == nullptr)
@@ -166,7 +166,7 @@ TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::Free(void* memory) {
 }
 
 // Unites a block that has just been freed with its free neighbours. The result becomes part of the top if it
-// touches it, and goes back to the system with its segment if it fills one that is not kept.
+// touches it, and is returned to the system with its segment if it fills one that is not kept.
 TARNKIT_UNCHECKED_ACCESS void PrivateHeap::unite(Block* block) {
     std::size_t size = block->header & ~kFlags;
     if ((block->header & kPreviousInUse) == 0) {
@@ -192,8 +192,8 @@ TARNKIT_UNCHECKED_ACCESS void PrivateHeap::unite(Block* block) {
     putIntoBin(block, size);
 }
 
-// The segment that is filled by a free block; null if there is none. Never the oldest segment, in which the
-// heap itself lies.
+// The segment that a free block fills; null if it fills none. Never the oldest segment, in which the heap
+// itself lies.
 TARNKIT_UNCHECKED_ACCESS PrivateHeap::Segment* PrivateHeap::segmentFilledBy(Block* block, std::size_t size) {
     const std::size_t header = at<Block>(block, size)->header;
     if ((header & kEndOfSegment) != kEndOfSegment)
@@ -202,9 +202,8 @@ TARNKIT_UNCHECKED_ACCESS PrivateHeap::Segment* PrivateHeap::segmentFilledBy(Bloc
     return block == firstBlock(segment, sizeof(Segment)) ? segment : nullptr;
 }
 
-// Gives a free segment back to the system if another one is free already. The larger of the two is kept, so
-// that a heap whose size goes up and down a little does not call the system each time. False when `segment`
-// stays.
+// Returns a free segment to the system if another one is free already. The larger of the two is kept, so that
+// a heap whose size goes up and down a little does not call the system each time. False if `segment` is kept.
 TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::releaseSegment(Segment* segment) {
     if (spareSegment == nullptr || spareSegment == segment || !isFree(spareSegment)) {
         spareSegment = segment;
@@ -318,7 +317,7 @@ TARNKIT_UNCHECKED_ACCESS PrivateHeap::Block* PrivateHeap::cutOffTop(std::size_t 
     return block;
 }
 
-// Adds a segment with room for a block of `size`: as large as the heap so far or, without the memory for
+// Adds a segment with room for a block of `size`: as large as the heap so far or, if there is no memory for
 // that, smaller.
 bool PrivateHeap::addSegment(std::size_t size) {
     const std::size_t least = size + sizeof(Segment) + kGranule;

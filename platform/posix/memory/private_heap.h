@@ -1,4 +1,4 @@
-// A private heap of the POSIX port: an arena that goes back to the system as a whole.
+// A private heap of the POSIX port: an arena that is returned to the system as a whole.
 //
 // Blocks lie in segments. Each segment is a mapping of its own, as large as all earlier ones together, up to
 // a limit. A new block is cut off the top, the part of the newest segment that nothing has used yet. A freed
@@ -21,15 +21,14 @@ public:
     /// Null when there is no memory.
     static PrivateHeap* Create(std::size_t initialSize);
 
-    /// Returns false, and does nothing, if there is no such heap. `isAllReleased` receives whether the system
-    /// took all memory back.
+    /// Returns false, and does nothing, if there is no such heap. `isAllReleased` says whether the system
+    /// freed all memory.
     static bool Destroy(void* heap, bool* isAllReleased);
 
     /// Aligned to two words; null when there is no memory.
     void* Alloc(std::size_t size);
 
-    /// Returns false when the system does not take a large block back, and for a block that is visibly free
-    /// already.
+    /// Returns false if the system does not free a large block, and for a block that is visibly free already.
     bool Free(void* memory);
 
 private:
