@@ -1,4 +1,4 @@
-// The table of interface languages and what follows from it alone.
+// The table of interface languages, and the functions that need nothing else.
 #include "catalogue/resource_registry.h"
 
 #include <tarnkit/failures.h>
@@ -11,7 +11,7 @@ namespace {
 constexpr char16_t kSource[] = u"ResourceInfo";
 
 struct CLanguage {
-    int codePage; // the ANSI code page that the language needs; 0: none
+    int codePage; // the ANSI code page that the language needs; 0 if none
     int primaryLanguage;
     int subLanguage;
 };
@@ -84,7 +84,7 @@ int findLanguage(int primaryLanguage, int subLanguage) {
 bool CanDisplayLanguage(int code) {
     if (!isCode(code))
         GenAssert(kSource, 364);
-    // Every system this library runs on shows any language; the code pages matter to 8-bit text only.
+    // Every system that this library runs on can display any language; code pages matter only to 8-bit text.
     return true;
 }
 

@@ -1,7 +1,7 @@
 // The message objects of the library's own texts, in the order of the catalogue.
 #include <tarnkit/messages.h>
 
-// They join the list after the library's foundation stands and leave it before that goes
+// They join the list once the library's foundation exists and leave it before that is destroyed
 // (library_objects.cpp).
 #define TARNKIT_MESSAGE(Class, name, number) [[gnu::init_priority(102)]] Class name(u## #name, number)
 

@@ -29,7 +29,8 @@ CNames subtract(const CNames& names, const CNames& others) {
     return rest;
 }
 
-// The text of a message in the current language; false when no module knows the name or has a text for it.
+// Finds the text of a message in the current language; false if no module knows the name or has a text for
+// it.
 bool loadText(const char16_t* name, CUnicodeString& text) {
     CMemoryManagerSwitcher switcher(nullptr);
     HINSTANCE module;

@@ -36,7 +36,8 @@ bool isFile(const char16_t* name) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-// Whether a module knows the name of a message; its text then, empty when it cannot be loaded.
+// Whether a module knows the name of a message. If so, `text` receives its text, empty if it cannot be
+// loaded.
 bool findText(HINSTANCE module, const CMessageExports& exports, const char16_t* name, CUnicodeString& text) {
     const int id = exports.GetResourceId(name);
     if (id != 0)
@@ -44,7 +45,7 @@ bool findText(HINSTANCE module, const CMessageExports& exports, const char16_t* 
     return id != 0;
 }
 
-// A language library outside of the registry, loaded for a scope; nothing when it is not there.
+// A language library that is not in the registry, loaded for a scope. The file may be missing.
 class CLanguageLibrary {
 public:
     explicit CLanguageLibrary(const CUnicodeString& name)
@@ -60,7 +61,7 @@ public:
     CLanguageLibrary(const CLanguageLibrary&) = delete;
     CLanguageLibrary& operator=(const CLanguageLibrary&) = delete;
 
-    /// Whether the library knows the name; its text then, empty when it cannot be loaded.
+    /// The same as `findText`.
     bool Find(const char16_t* name, CUnicodeString& text) const {
         return findText(module, exports, name, text);
     }
@@ -70,8 +71,8 @@ private:
     CMessageExports exports;
 };
 
-// The language code of a library that is named exactly `prefix`, the code in decimal and the extension; else
-// -1.
+// The language code of a library whose name is exactly `prefix`, the code in decimal and the extension; -1
+// for any other name.
 int parseLanguageCode(const CUnicodeString& fileName, const CUnicodeString& prefix) {
     const int codeLength =
         fileName.GetLength() - prefix.GetLength() - CUnicodeString(kLibraryExtension).GetLength();
@@ -94,8 +95,8 @@ bool holdsResource(HINSTANCE module, const char16_t* name, const char16_t* type)
     return LoadStringW(module, static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
 }
 
-// `findText` in the record as it would be if `language` were the current one. By value: see
-// CResourceRegistry.
+// `findText` in the record as it would be if `language` were the current one. Takes the record by value, for
+// the reason given at CResourceRegistry.
 bool findTextInLanguage(CResourceRecord record, int language, const char16_t* name, CUnicodeString& text) {
     if (record.IsFamily() && language != registry->CurrentLanguage())
         return CLanguageLibrary(record.LibraryName(language)).Find(name, text);
@@ -385,7 +386,7 @@ bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
             continue;
         buffer.ReleaseBuffer(length);
         if (length > 0)
-            text = buffer.Ptr(); // in a body of its own size
+            text = buffer.Ptr(); // a copy that is no larger than needed
         return !text.IsEmpty();
     }
 }
@@ -466,7 +467,7 @@ void SetCurrentLanguageCode(int code) {
 bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
     module = nullptr;
     id = 0;
-    // Any thread may come here before there is a registry, which is the main thread's to build.
+    // Any thread may call this before the registry exists, but only the main thread may build it.
     if (!registry.Exists())
         return false;
     return registry->VisitForNames([&](const CResourceRecord& record, bool) {

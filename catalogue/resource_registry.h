@@ -1,7 +1,7 @@
 // The registry behind resource_modules.h: one object for the process.
 //
-// It is built when it is first needed and released as a whole by `Clean` and when the library is
-// unloaded. Main thread, except for lookups.
+// It is built on first use and released as a whole by `Clean` and when the library is unloaded. Only the main
+// thread may use it, except for lookups.
 #pragma once
 
 #include "memory/late_object.h"
@@ -11,22 +11,22 @@
 
 namespace Tarn {
 
-/// The exports through which a module is asked for messages; each null when the module has none.
+/// The exports through which a module is asked for messages; null for those that the module lacks.
 struct CMessageExports {
     TGetResourceID getResourceId = nullptr;
     TNumberOfMessages numberOfMessages = nullptr;
     TGetMessageName getMessageName = nullptr;
 
     void Find(HINSTANCE module);
-    /// The string id of a name; 0 when the module does not know it.
+    /// The string id of a name; 0 if the module does not know it.
     int GetResourceId(const char16_t* name) const {
         return getResourceId == nullptr ? 0 : getResourceId(name);
     }
 };
 TARNKIT_LAYOUT(CMessageExports, 12, getResourceId, numberOfMessages, getMessageName);
 
-/// A module registered by handle, or a family of language libraries: then the prefix is not empty, and the
-/// handle is the family's own load of the library for the current language, or null.
+/// A module registered by handle, or a family of language libraries. A family has a prefix, and its handle is
+/// the library for the current language, which it loaded itself, or null.
 struct CResourceRecord {
     CUnicodeString prefix;
     CUnicodeString folder;
@@ -35,9 +35,9 @@ struct CResourceRecord {
 
     bool IsFamily() const { return !prefix.IsEmpty(); }
     CUnicodeString LibraryName(int language) const;
-    /// Marks the codes whose library lies in the folder.
+    /// Marks the codes whose library is in the folder.
     void FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) const;
-    /// Lets go of a family's library, if one was found for the language.
+    /// Unloads a family's library, if one was found for the language.
     void ReleaseLibrary();
 };
 TARNKIT_LAYOUT(CResourceRecord, 24, prefix, folder, module, exports);
@@ -52,12 +52,12 @@ public:
     const CArray<CResourceRecord>& Records() const { return records; }
 
     void AddModule(HINSTANCE module);
-    /// The library itself, and then the modules that are the program. They are asked for names when no module
-    /// that was added by the application knows them, whenever that was added: they hold original texts.
+    /// Adds the library itself, and then the modules that are the program. They hold original texts, so they
+    /// are asked for a name only if no module that the application added, before or after, knows it.
     void AddLibrary(HINSTANCE module);
     void AddProgramModule(HINSTANCE module);
     void AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix);
-    /// Drops the records by handle of a module that is not loaded any more.
+    /// Removes the records of a module handle that is no longer loaded.
     void ForgetUnloaded(HINSTANCE module);
 
     /// Finds the languages that are present and chooses one of them.
@@ -68,12 +68,12 @@ public:
     int LanguageIndex(int code) const;
     const CUnicodeString& LanguageName(int code) const { return names[code]; }
     int CurrentLanguage() const { return currentLanguage; }
-    /// The code must be an available one.
+    /// The code must be one of an available language.
     void SetCurrentLanguage(int code);
     int ChooseDefaultLanguage() const;
 
-    /// Calls `visit(record, isOriginal)` for each module that may be asked for a name, in the order of the
-    /// search, until it returns true; false when it never does.
+    /// Calls `visit(record, isOriginal)` for each module that may be asked for a name, in search order, until
+    /// it returns true; false if it never does.
     template<class Visitor>
     bool VisitForNames(Visitor visit) const;
     /// The libraries of the original language, in the order of their families.
@@ -83,11 +83,11 @@ private:
     bool isSetUp = false;
     int currentLanguage = -1;
     CArray<int> codes;                            // of the available languages
-    CUnicodeString names[kNumberOfLanguageCodes]; // by code; empty when unknown
-    int positions[kNumberOfLanguageCodes];        // by code: index into `codes` plus one, 0 when not there
+    CUnicodeString names[kNumberOfLanguageCodes]; // by code; empty if unknown
+    int positions[kNumberOfLanguageCodes];        // by code: index into `codes` plus one, 0 if missing
     CArray<CResourceRecord> records;
     CArray<CResourceRecord> originals; // the libraries of language 0, one for each family that has it
-    // The records of the library (from 0) and of the program.
+    // The numbers of records of the library, which begin at 0, and of the program.
     int libraryEnd = 0;
     int programBegin = 0;
     int programEnd = 0;
@@ -120,13 +120,13 @@ bool CResourceRegistry::VisitForNames(Visitor visit) const {
            visitBackwards(records, programBegin, programEnd) || visitBackwards(records, 0, libraryEnd);
 }
 
-/// The language without the sublanguage of a Windows language identifier.
+/// The primary language of a Windows language identifier.
 constexpr int PrimaryLanguage(int languageId) { return languageId & 0x3FF; }
 
 /// The registry of the process.
 CResourceRegistry& GetResourceRegistry();
 
-/// Drops what is registered of a module that was let go, unless it is still loaded.
+/// Removes what is registered for a module that was released, unless it is still loaded.
 void ForgetUnloadedResources(HINSTANCE module);
 
 /// Releases all records and the language libraries.

@@ -90,7 +90,7 @@ void SetThrowingEnabled(bool isEnabled) { isThrowing = isEnabled; }
 
 bool IsAppTitleDefined() { return texts.Exists() && !texts->title.IsEmpty(); }
 CUnicodeString GetAppTitle() {
-    // A body of its own: messages are shown on any thread, and strings are not shared between threads.
+    // Copies the characters: any thread may show messages, and strings must not be shared between threads.
     return IsAppTitleDefined() ? texts->title.Ptr() : kDefaultTitle;
 }
 void SetAppTitle(const CUnicodeString& title) { texts->title = title; }

@@ -1,7 +1,6 @@
-// What the floors below runtime/ ask about the application and the state of the library.
+// What the layers below runtime/ need to know about the application and the state of the library.
 //
-// The functions that applications call are in lifecycle.h; these are for lifecycle.cpp, which changes what
-// they tell.
+// The functions that applications call are in lifecycle.h; these are for lifecycle.cpp, which sets the state.
 #pragma once
 
 #include <tarnkit/lifecycle.h>
@@ -13,7 +12,7 @@ enum class TLibraryState { neverInitialized, initializing, initialized, failed, 
 TLibraryState GetLibraryState();
 void SetLibraryState(TLibraryState state);
 
-/// The process's main module, or null while it is not recorded; `GetApplicationInstance` asserts then.
+/// The process's main module, or null if it is not recorded, where `GetApplicationInstance` asserts.
 HINSTANCE FindApplicationInstance();
 
 /// Forgets the title and the registry sections.

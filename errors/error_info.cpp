@@ -7,7 +7,7 @@ namespace Tarn {
 
 namespace {
 
-// The text of a system string, which on some targets is made of units of another type; empty for null.
+// The text of a system string, whose units have another type on some targets; empty for null.
 CUnicodeString textOf(BSTR text) {
     return text != nullptr ? CUnicodeString(reinterpret_cast<const char16_t*>(text)) : CUnicodeString();
 }

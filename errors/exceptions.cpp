@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kHexadecimal = 16;
 
-// The system's text for a code; false when it has none.
+// Gets the system's text for a code; false if it has none.
 bool getSystemText(DWORD code, bool ignoreInserts, CUnicodeString& text) {
     constexpr DWORD kLongestText = 0x10000;
     for (DWORD size = 256; size <= kLongestText; size *= 2) {
@@ -41,7 +41,7 @@ void removeLast(CUnicodeString& text, char16_t unit) {
         text.StrDel(last);
 }
 
-// The description that a COM object left; empty when there is none.
+// The description that a COM object left; empty if there is none.
 CUnicodeString descriptionOf(IErrorInfo* information) {
     CUnicodeString result;
     BSTR description = nullptr;
@@ -57,14 +57,14 @@ CUnicodeString descriptionOf(IErrorInfo* information) {
     return result;
 }
 
-// The code under which the system knows an HRESULT.
+// The system code of an HRESULT.
 DWORD systemCodeOf(HRESULT result) {
     constexpr DWORD kFacilityWin32 = 7;
     const auto bits = static_cast<DWORD>(result);
     return ((bits >> 16) & 0x1FFF) == kFacilityWin32 ? bits & 0xFFFF : bits;
 }
 
-// The system codes of each kind of file failure; 0 fills the rows up.
+// The system codes of each kind of file failure; the rows are filled up with 0.
 struct CFileCodes {
     CFileException::TType type;
     unsigned short codes[20];
@@ -121,7 +121,7 @@ const CMessage* messageOfType(CFileException::TType type) {
     return index < std::size(kMessages) ? kMessages[index] : nullptr;
 }
 
-// The one memory exception of the process: never destroyed, so that it may be in flight more than once.
+// The only memory exception of the process. Never destroyed, so it may be in flight more than once.
 constinit Immortal<CMemoryException> memoryException;
 
 constinit CConstantText memoryText(u"Not enough memory!");
@@ -274,7 +274,7 @@ void DeleteCurrentException() {
     } catch (CException* e) {
         e->Delete();
     } catch (...) {
-        // Another exception disposes of itself.
+        // Any other exception is destroyed by the runtime.
     }
 }
 
@@ -301,7 +301,7 @@ void ThrowCOMException(HRESULT result, const CUnicodeString& description, const 
     CReportingGuard guard(CReportingGuard::plain);
     IErrorInfo* information =
         new CErrorInfoImpl(description, static_cast<unsigned long>(helpContext), helpFile);
-    information->AddRef(); // ours, until the exception has its own
+    information->AddRef(); // our reference, until the exception has its own
     CCOMException* e;
     try {
         e = new CCOMException(result, information);

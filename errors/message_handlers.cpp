@@ -42,7 +42,7 @@ bool belongsTo(HWND window, HWND main) {
     return window != nullptr;
 }
 
-// Disables the application's top-level windows but one for the life of the object.
+// While it exists, all top-level windows of the application but one are disabled.
 class CApplicationDisabler {
 public:
     explicit CApplicationDisabler(HWND exempt) {
@@ -65,7 +65,7 @@ public:
 private:
     CArray<HWND> windows;
 
-    // A window that there is no memory to remember stays enabled.
+    // If there is no memory to remember a window, it stays enabled.
     void disable(HWND window) {
         try {
             windows.Add(window);
@@ -81,14 +81,14 @@ bool takesDefaultIcon(unsigned buttonSet) {
            buttonSet == MB_YESNO;
 }
 
-// Writes `text` with each line feed as a carriage return and a line feed, unless it is one already.
+// Writes `text`, adding a carriage return before each line feed that has none.
 void writeText(CBaseFile* file, const char16_t* text) {
     if (file == nullptr) {
         GenAssert(u"MessageHandlers", 147);
         return;
     }
     char16_t piece[1024];
-    constexpr int kFullPiece = 1023; // one more unit may need two places
+    constexpr int kFullPiece = 1023; // one less than the room, because a unit may need two places
     char16_t last = 0;
     while (*text != 0) {
         int count = 0;
@@ -105,7 +105,7 @@ struct CHeapRelease {
     void operator()(char16_t* text) const { ProcessHeap::Free(text); }
 };
 
-// The default handlers. The console handler is built when it is needed, if ever.
+// The default handlers. The console handler is built only if it is needed.
 constinit Immortal<CMessageBoxHandler> boxHandler;
 alignas(CConsoleMessageHandler) unsigned char consoleMemory[sizeof(CConsoleMessageHandler)];
 constinit CConsoleMessageHandler* consoleHandler = nullptr;
@@ -185,7 +185,7 @@ bool CConsoleMessageHandler::openLogFile() {
     return true;
 }
 
-// What the file does not take is lost.
+// What cannot be written to the file is lost.
 void CConsoleMessageHandler::write(const void* bytes, int size) {
     DWORD written;
     Platform::WriteFile(logFile, bytes, static_cast<DWORD>(size), &written);
@@ -251,7 +251,7 @@ void CMessageHandlerSwitcher::Begin() {
     } else {
         auto* slot = static_cast<CMessageHandler**>(threadHandler.Get());
         if (slot == nullptr)
-            return; // there is no memory for a handler of the thread's own
+            return; // there is no memory for the thread's record
         previous = *slot;
         *slot = handler;
     }
@@ -303,7 +303,7 @@ int MessageBoxW(const char16_t* text, int flags) {
     try {
         caption = GetAppTitle();
     } catch (CMemoryException* e) {
-        e->Delete(); // the text that tells so needs no memory; it goes without a caption
+        e->Delete(); // the message may still be shown without memory, and goes without a caption
     }
     return CMessageHandlerSwitcher::DoMessage(GetMainWindow(), text, caption, static_cast<unsigned>(flags));
 }
@@ -330,7 +330,7 @@ void VTrace(const char16_t* format, va_list arguments) {
     while (length < 0 && size <= INT_MAX / 4) {
         void* memory = ProcessHeap::TryAlloc(2 * size * static_cast<int>(sizeof(char16_t)));
         if (memory == nullptr)
-            break; // the part that fits is better than nothing
+            break; // a truncated trace is better than none
         larger.reset(static_cast<char16_t*>(memory));
         buffer = larger.get();
         size *= 2;
@@ -340,7 +340,7 @@ void VTrace(const char16_t* format, va_list arguments) {
     Platform::OutputDebugStringW(buffer);
 }
 
-// From now on the console handler has no file to write to.
+// From here on the console handler has no file to write to.
 void ReleaseMessageHandlers() {
     if (consoleHandler == nullptr)
         return;

@@ -17,7 +17,7 @@ namespace {
 
 constinit CThreadRecord reportingRecord{sizeof(CReportingState)};
 
-// The value of `CReportingState::reporting` while a process says its last words.
+// The value of `CReportingState::reporting` while the process reports its last error.
 constexpr unsigned char kReporting = 1;
 constexpr unsigned char kLastWords = 2;
 
@@ -27,7 +27,7 @@ constexpr unsigned char kLastWords = 2;
         try {
             ShowErrorBox(u"Double internal error!\nApplication terminated.", MB_OK);
         } catch (...) {
-            // Whatever happened to the words, the process ends.
+            // The process ends whether or not the report succeeded.
         }
     }
     Platform::TerminateThisProcess(kInternalErrorExitCode);
@@ -50,8 +50,8 @@ TStopMode readStopMode(const char16_t* valueName, TStopMode defaultMode) {
     return defaultMode;
 }
 
-// A switch that is read when it is first needed and kept. Two threads may read it at once; they find the
-// same.
+// A switch that is read on first use and cached. Two threads may read it at the same time; both get the same
+// value.
 class CStopSwitch {
 public:
     constexpr CStopSwitch(const char16_t* name, TStopMode value) : valueName(name), defaultMode(value) {}
@@ -83,7 +83,7 @@ constinit CStopSwitch errorStop{u"ErrorStopMode", stopNever};
 
 bool isThrowingAllowed() { return IsThrowingEnabled() && !IsInsideStaticPart(); }
 
-// Shows what `textOf` makes, or why it could not be made: code in a static part is not to see exceptions.
+// Shows the text that `textOf` returns, or why it failed: no exception may reach code in a static part.
 template<class TextMaker>
 void showInsteadOfThrowing(TextMaker textOf) {
     SetErrorFlag();
@@ -107,8 +107,8 @@ CUnicodeString assertionText(const char16_t* file, long line) {
 
 } // namespace
 
-// A plain report needs no record of its own, so that running out of memory can be reported on a thread that
-// has none yet. Without memory for its record a thread's reports are not told apart.
+// A plain report does not create a record, so that a lack of memory can be reported on a thread that has none
+// yet. If there is no memory for a thread's record, reports inside other reports are not detected.
 CReportingGuard::CReportingGuard(TMode mode) : toDefaultManager(nullptr), saved() {
     auto* state =
         static_cast<CReportingState*>(mode == plain ? reportingRecord.Find() : reportingRecord.Get());

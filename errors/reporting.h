@@ -1,7 +1,7 @@
 // What reports have in common: the guard that every report runs under, and the error box.
 //
-// The guard builds reports under the default memory manager and knows, per thread, whether a report is being
-// made already: a report from inside another one ends the process instead of recursing.
+// The guard makes the default memory manager current while a report is built, and records per thread whether
+// one is being made: a report from inside another one ends the process instead of recursing.
 #pragma once
 
 #include <tarnkit/layout.h>
@@ -21,9 +21,9 @@ class CReportingGuard {
 public:
     enum TMode { plain, assertion, warning };
 
-    /// In the modes other than plain a thread that is reporting already ends the process (exit code 3).
+    /// In modes other than `plain`, ends the process (exit code 3) if this thread is already reporting.
     explicit CReportingGuard(TMode mode);
-    /// Puts the thread's state back.
+    /// Restores the thread's state.
     ~CReportingGuard();
 
     CReportingGuard(const CReportingGuard&) = delete;
@@ -34,10 +34,11 @@ private:
     CReportingState saved;
 };
 
-/// Shows a text with the stop icon, the application's title and main window; returns the button.
+/// Shows a text with the stop icon, under the application's title and owned by its main window; returns the
+/// button.
 int ShowErrorBox(const CUnicodeString& text, unsigned buttons);
 
-/// The exit code of a process that ends itself because of an internal error.
+/// The exit code of a process that terminates itself because of an internal error.
 inline constexpr unsigned kInternalErrorExitCode = 3;
 
 } // namespace Tarn

@@ -1,18 +1,18 @@
-// Checks of what a caller must provide.
+// Checks the arguments that callers pass.
 #pragma once
 
 #include <tarnkit/failures.h>
 
 namespace Tarn {
 
-/// Asserts in the name of one source file. A source file declares one and calls it:
+/// Reports assertions for one source file. The source file declares one and calls it:
 /// `if (!require(size >= 0, __LINE__)) return;`
 class CRequirement {
 public:
     constexpr explicit CRequirement(const char16_t* assertingFile) : sourceFile(assertingFile) {}
 
-    /// Returns `condition`, after an assertion if it is false. Inside a static part that assertion returns,
-    /// so the caller must be ready to give up.
+    /// Asserts if `condition` is false. Returns `condition`: inside a static part the assertion returns too,
+    /// so the caller must be able to give up.
     bool operator()(bool condition, long line) const {
         if (!condition) [[unlikely]]
             GenAssert(sourceFile, line);

@@ -1,4 +1,4 @@
-// Which system the library runs on.
+// The system that the library runs on.
 #include "platform/platform.h"
 
 #include <tarnkit/failures.h>
@@ -19,7 +19,7 @@ OSVERSIONINFOW getVersion(long assertionLine) {
     return version;
 }
 
-// Whether the version is above `major`, or is `major` with at least this minor number.
+// Whether the version is at least `major`.`minor`.
 bool isAtLeast(const OSVERSIONINFOW& version, DWORD major, DWORD minor) {
     return version.dwMajorVersion > major ||
            (version.dwMajorVersion == major && version.dwMinorVersion >= minor);

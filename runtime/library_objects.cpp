@@ -1,6 +1,6 @@
-// The objects of the library that take something from the system when it is loaded, in the one order that
-// matters. Everything else in the library is constant-initialised or built at its first use; the message
-// objects (library_messages.cpp), which come between these two, only join a list.
+// The objects that acquire system resources when the library is loaded, in the one order that works.
+// Everything else in the library is constant-initialised or built on first use; the message objects
+// (library_messages.cpp), which are built between these two, only join a list.
 #include "platform/platform.h"
 
 #include <tarnkit/lifecycle.h>
@@ -36,7 +36,7 @@ struct CTermination {
 // Built before every other object of the library and destroyed after it.
 [[gnu::init_priority(101)]] CFoundation foundation;
 
-// Built after the others, which all have a priority, and destroyed before them.
+// Built after all others, which have a priority, and destroyed before them.
 CTermination termination;
 
 } // namespace

@@ -20,7 +20,7 @@ constexpr char16_t kCompanyKey[] = u"Software\\Velmora";
 constexpr char16_t kCompanyFolder[] = u"Velmora";
 
 constinit int initializationCount = 0;
-constinit HINSTANCE executableImage = nullptr; // the executable as a data file, a load of ours
+constinit HINSTANCE executableImage = nullptr; // the executable, which we loaded as a data file
 
 // The steps of `Initialize`. -----------------------------------------------------------------------------
 
@@ -32,7 +32,7 @@ void readMemorySwitches() {
     switches.systemMemoryBlockOffset =
         ReadLibraryNumber(u"SystemMemoryBlockOffset", CMemorySwitches().systemMemoryBlockOffset, 16);
     SetMemorySwitches(switches);
-    // "SetLocale" (default 1) is part of the set that administrators know; nothing here depends on it.
+    // "SetLocale" (default 1) is a documented setting, but nothing here depends on it.
 }
 
 CUnicodeString getProgramName() { return FileSystem::GetName(FileSystem::GetEXEFileName()); }
@@ -56,7 +56,7 @@ void setRegistrySections(const char16_t* userSection, const char16_t* machineSec
     SetMachineRegistrySection(machineSection != nullptr ? machineSection : defaultSection.Ptr());
 }
 
-// The library and the program, in whatever order the application has added its own modules.
+// Adds the library and the program, wherever the application's own modules are in the order.
 void addResourceModules() {
     GetResourceRegistry().AddLibrary(GetModuleOfAddress(&initializationCount));
     executableImage = Platform::LoadLibraryExW(FileSystem::GetEXEFileName(), LOAD_LIBRARY_AS_DATAFILE);
@@ -64,7 +64,8 @@ void addResourceModules() {
         executableImage != nullptr && Platform::GetProcAddressW(executableImage, kClientMarker) != nullptr;
     if (isClient)
         GetResourceRegistry().AddProgramModule(executableImage);
-    // Where a data file of the executable is the process itself, it is registered already.
+    // On systems where loading the executable as a data file returns the process's own module, it is
+    // registered already.
     const HINSTANCE instance = FindApplicationInstance();
     if (instance != nullptr && !(isClient && executableImage == instance))
         GetResourceRegistry().AddProgramModule(instance);

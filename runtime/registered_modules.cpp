@@ -19,11 +19,11 @@ struct CModuleRecord {
     using TFunction = void (*)();
 
     HINSTANCE module;
-    int references; ///< loads of `LoadDLL` that `ReleaseModules` gives back
+    int references; ///< loads by `LoadDLL`, which `ReleaseModules` releases
     TFunction init;
     TFunction term;
     bool isInitialized;
-    bool hasAnnouncedItself; ///< else the record only counts references
+    bool hasAnnouncedItself; ///< otherwise the record only counts references
 };
 TARNKIT_LAYOUT(CModuleRecord, 20, module, references, init, term, isInitialized, hasAnnouncedItself);
 
@@ -58,7 +58,7 @@ public:
     bool HasFailed() const { return load.hasFailed; }
 
 private:
-    CModuleLoad** innermost; // null when there is no memory for the thread's record
+    CModuleLoad** innermost; // null if there is no memory for the thread's record
     CModuleLoad load;
 };
 
@@ -81,7 +81,7 @@ CModuleRecord& obtainRecord(HINSTANCE module) {
     return registeredModules->Last();
 }
 
-// The full path of the file that the name stands for; empty when the platform's search finds none.
+// The full path of the file that the name refers to; empty if the system's search finds none.
 CUnicodeString resolveLibraryPath(const char16_t* name) {
     CUnicodeString path;
     DWORD size = MAX_PATH;
@@ -108,8 +108,8 @@ HINSTANCE loadLibrary(const char16_t* name) {
     return module != nullptr ? module : Platform::LoadLibraryW(isPathFirst ? lowerCasePath : path);
 }
 
-// What is loaded while the modules are terminated, for a text in another language say, must not start them
-// again.
+// A library that is loaded while the modules are being terminated, for example for a text in another
+// language, must not initialise them again.
 void initializeIfStarted() {
     const DWORD lastError = Platform::GetLastError();
     if (IsTarnkitInitialized() && !areModulesBeingReleased)
@@ -119,7 +119,7 @@ void initializeIfStarted() {
 
 bool isClient(HINSTANCE module) { return Platform::GetProcAddressW(module, kClientMarker) != nullptr; }
 
-// An address inside the module by which to see later whether it is still there; null when it shows none.
+// An address inside the module that shows later whether it is still loaded; null if none is known.
 const void* findLandmark(const CModuleRecord& record) {
     if (const auto marker = Platform::GetProcAddressW(record.module, kClientMarker))
         return reinterpret_cast<const void*>(marker);
@@ -130,8 +130,7 @@ bool isLoaded(HINSTANCE module, const void* landmark) {
     return landmark != nullptr && Platform::GetModuleHandleFromAddress(landmark) == module;
 }
 
-// Modules are searched anew after each call of their functions, which may load, register and let go of
-// others.
+// The search starts again after each call of a module's function, which may load, register or release others.
 CModuleRecord* findFirstUninitialized() {
     for (CModuleRecord& record : registeredModules.Get())
         if (!record.isInitialized)
@@ -154,11 +153,11 @@ void terminateModules() {
     }
 }
 
-// Gives back the references of the record at `index` and tells whether the record is to stay.
+// Releases the references of the record at `index` and returns whether to keep the record.
 bool releaseReferences(int index) {
     const CModuleRecord record = registeredModules.Get()[index];
     registeredModules.Get()[index].references = 0;
-    // Asked before the module may be gone.
+    // Determined now, because the module may be gone afterwards.
     const bool wasClient = isClient(record.module);
     const void* landmark = findLandmark(record);
     for (int i = 0; i < record.references; i++)
@@ -168,10 +167,10 @@ bool releaseReferences(int index) {
     return wasClient && isLoaded(record.module, landmark);
 }
 
-// Gives back a module whose static objects could not be built, and forgets what was registered of it and of
-// the modules that came and went with it.
+// Unloads a module whose static objects could not be built, and removes what was registered for it and for
+// the modules that were loaded and unloaded with it.
 void rejectModule(HINSTANCE module) {
-    CArray<const void*> landmarks; // of the records whose modules are loaded now; null for the others
+    CArray<const void*> landmarks; // for each record; null if its module is not loaded now
     for (const CModuleRecord& record : registeredModules.Get()) {
         const void* landmark = findLandmark(record);
         landmarks.Add(isLoaded(record.module, landmark) ? landmark : nullptr);
@@ -188,7 +187,7 @@ void rejectModule(HINSTANCE module) {
     Platform::SetLastError(ERROR_DLL_INIT_FAILED);
 }
 
-// Loads a library, or gives null when it is not there or its static objects cannot be built.
+// Loads a library; null if it does not exist or its static objects cannot be built.
 HINSTANCE loadWhole(const char16_t* name) {
     HINSTANCE module;
     bool hasFailed;
@@ -267,7 +266,7 @@ HINSTANCE LoadDLL(const char16_t* name) {
 
 HINSTANCE LoadOwnedLibrary(const char16_t* name) {
     HINSTANCE module = LoadDLL(name);
-    // The load is the caller's now; the record stays while the module is known.
+    // The caller owns this load; the record stays while the module is loaded or registered.
     if (CModuleRecord* record = module == nullptr ? nullptr : findRecord(module))
         record->references--;
     return module;

@@ -1,7 +1,7 @@
-// The modules that take part in the library's life, and the references that the library holds on them.
+// The modules that are initialised and terminated with the library, and its references to them.
 //
-// A record is made when a module announces itself (`RegisterModule`) or is loaded (`LoadDLL`); a module that
-// is loaded and announces itself has one record. Main thread.
+// A record is created when a module announces itself (`RegisterModule`) or is loaded (`LoadDLL`); a module
+// that does both has one record. Main thread only.
 #pragma once
 
 #include <tarnkit/exceptions.h>
@@ -12,25 +12,25 @@
 namespace Tarn {
 
 /// Calls the initialisation function of every module that is not initialised yet, in the order of
-/// registration. A failure is shown; the modules behind it are left for the next call, and the result is
+/// registration. If one fails, shows the failure, leaves the modules after it for the next call and returns
 /// false.
 bool InitializeModules();
 
-/// Calls the termination functions in reverse order, shows their failures, and gives back every reference
-/// that `LoadDLL` took. Only modules that are clients of the library, and still loaded, stay registered.
+/// Calls the termination functions in reverse order, shows their failures, and releases every reference that
+/// `LoadDLL` took. Only modules that are clients of the library, and still loaded, stay registered.
 void ReleaseModules();
 
 /// Forgets all records.
 void ForgetModules();
 
-/// Loads a library as `LoadDLL` does, for an owner who gives it back with `FreeOwnedLibrary`.
+/// Loads a library as `LoadDLL` does, for an owner who releases it with `FreeOwnedLibrary`.
 HINSTANCE LoadOwnedLibrary(const char16_t* name);
 void FreeOwnedLibrary(HINSTANCE module);
 
-/// What a client of the library exports to be recognised.
+/// The export by which clients of the library are recognised.
 inline constexpr char16_t kClientMarker[] = u"___TarnkitUsed";
 
-/// Runs `action` and shows the exception that comes out of it; false when there was one.
+/// Runs `action`. If it throws, shows the exception and returns false.
 template<class Action>
 bool RunAndShowFailure(Action action) {
     try {

@@ -1,8 +1,8 @@
-// How a client module whose static objects cannot be built is turned away instead of ending the program.
+// Rejects a client module whose static objects cannot be built, instead of ending the program.
 //
-// The system's loader cannot pass a C++ exception on. Each client module therefore runs its static
+// C++ exceptions cannot pass through the system's loader. Each client module therefore runs its static
 // constructors itself while `LoadDLL` loads it (platform/*/static_constructors.cpp, linked into every client
-// module), catches what they throw, and tells the load, which then gives the module back.
+// module), catches what they throw, and reports it to `LoadDLL`, which then unloads the module.
 #pragma once
 
 #include <tarnkit/exceptions.h>
@@ -18,7 +18,7 @@ TARNKIT_API bool IsLoadingModule();
 TARNKIT_API bool HasModuleLoadFailed();
 TARNKIT_API void FailModuleLoad();
 
-/// Does nothing. Whoever refers to it links the source that runs the static constructors of the module.
+/// Does nothing. Referring to it links the source that runs the static constructors of the module.
 void LinkStaticConstructors();
 
 /// Runs one entry of a module's table of static constructors, unless an earlier one has failed.

@@ -1,4 +1,4 @@
-// Linked into every client module: its own set of the global operators, its marker, its registration.
+// Linked into every client module: its own global operators, its marker and its registration.
 #include "memory/global_operators.inl"
 #include "runtime/static_constructors.h"
 
@@ -6,7 +6,7 @@
 #include <tarnkit/tarnkit_static.h>
 
 extern "C" {
-/// By this the library recognises the modules that use it. Never called.
+/// Identifies modules that use the library. Never called.
 TARNKIT_MODULE_EXPORT void ___TarnkitUsed();
 void ___TarnkitUsed() { Tarn::LinkStaticConstructors(); }
 }
@@ -15,7 +15,7 @@ namespace Tarn {
 
 namespace {
 
-// Its address lies in this module. That of an exported object may be another module's: names are shared.
+// An address in this module. That of an exported object may be in another module that exports the same name.
 const char placeInThisModule = 0;
 
 } // namespace

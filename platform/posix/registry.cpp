@@ -1,6 +1,6 @@
 // The registry's calls. There are two stores: the user's (HKEY_CURRENT_USER) and the machine's
 // (HKEY_LOCAL_MACHINE, whose `Software\Classes` is HKEY_CLASSES_ROOT and whose `Users` is HKEY_USERS). One
-// lock is held during each call.
+// lock is held throughout each call.
 #include "platform/platform.h"
 #include "platform/posix/registry/store.h"
 #include "platform/posix/support/handle_table.h"
@@ -20,14 +20,14 @@ constexpr DWORD kCurrentUser = 0x80000001;
 constexpr DWORD kLocalMachine = 0x80000002;
 constexpr DWORD kUsers = 0x80000003;
 
-// What a handle stands for.
+// What a handle refers to.
 struct KeyReference {
     RegistryStore* store;
     RegistryKeyId key;
     REGSAM access;
 };
 
-// Constant-initialised and never destroyed, as the table of handles demands.
+// Constant-initialised and never destroyed, as the handle table requires.
 struct Registry {
     std::mutex lock;
     RegistryStore user{RegistryDatabase::Kind::User};
@@ -37,8 +37,8 @@ struct Registry {
 };
 constinit Registry registry;
 
-// SQLite's locks belong to the process that took them, so no connection may be open across a fork. Parent and
-// child open theirs again when they need them.
+// SQLite's locks belong to the process that took them, so no connection may stay open across a fork. Parent
+// and child reopen theirs when they need them.
 void beforeFork() {
     registry.lock.lock();
     registry.user.Close();
@@ -68,7 +68,7 @@ DWORD predefinedKey(HKEY handle) {
 
 enum class Missing { Empty, Create };
 
-// The key of the machine's store that a predefined key stands for.
+// The key of the machine's store that a predefined key refers to.
 LSTATUS resolveAlias(const RegistryPath& path, Missing missing, KeyReference* reference) {
     bool isNew;
     *reference = {&registry.machine, kEmptyKey, KEY_ALL_ACCESS};
@@ -78,7 +78,7 @@ LSTATUS resolveAlias(const RegistryPath& path, Missing missing, KeyReference* re
     return result == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : result;
 }
 
-// Finds what `handle` stands for; the handle must grant the rights in `needed`. HKEY_CLASSES_ROOT and
+// Finds what `handle` refers to; the handle must grant the rights in `needed`. HKEY_CLASSES_ROOT and
 // HKEY_USERS are keys of the machine's store, which a write may have to create.
 LSTATUS resolve(HKEY handle, REGSAM needed, KeyReference* reference, Missing missing = Missing::Empty) {
     switch (predefinedKey(handle)) {
@@ -121,7 +121,7 @@ LSTATUS parsePath(const char16_t* name, RegistryPath* path) {
     return 0;
 }
 
-// Finds the key that `handle` stands for and parses the path below it. If the key was deleted and the name is
+// Finds the key that `handle` refers to and parses the path below it. If the key was deleted and the name is
 // invalid as well, the deletion is reported.
 LSTATUS resolvePath(HKEY handle, const char16_t* name, KeyReference* place, RegistryPath* path) {
     if (const LSTATUS failure = resolve(handle, 0, place); failure != 0)
@@ -149,7 +149,7 @@ REGSAM specificAccess(REGSAM access) {
     return access;
 }
 
-// Opens a handle to a key that was found; refuses write access to a store that cannot be written.
+// Opens a handle to an existing key; refuses write access to a store that cannot be written.
 LSTATUS openFound(const KeyReference& found, REGSAM access, HKEY* handle) {
     access = specificAccess(access);
     if ((access & (KEY_SET_VALUE | KEY_CREATE_SUB_KEY | DELETE)) != 0)
@@ -180,7 +180,7 @@ LSTATUS RegOpenKeyExW(HKEY parent, const char16_t* name, DWORD, REGSAM access, H
     });
 }
 
-// As documented for the call, the access rights of `parent` are not checked, here or when a key is deleted.
+// As documented for the calls that create and delete keys, the access rights of `parent` are not checked.
 LSTATUS RegCreateKeyExW(HKEY parent, const char16_t* name, REGSAM access, HKEY* key, DWORD* disposition) {
     if (key == nullptr || name == nullptr)
         return ERROR_INVALID_PARAMETER;

@@ -16,7 +16,7 @@ namespace {
 constexpr int kLongestExport = 4096;
 constexpr DWORD kLongestPath = 4096;
 constexpr DWORD kMostModules = 1024;
-// The system marks the handles of files that it maps only as data in these bits.
+// In these bits the system marks the handles of files that it maps only as data.
 constexpr std::uintptr_t kDataFileBits = 3;
 
 /// The file behind an address, in the system's own form; false when there is none.
@@ -25,8 +25,8 @@ bool getMappedFile(const void* address, wchar_t (&name)[kLongestPath]) {
            0;
 }
 
-/// The loaded module that is the same file as a data file; null when there is none. Another of the same name
-/// may be loaded from another folder.
+/// The loaded module whose file is the same as a data file; null if there is none. A module of the same name
+/// may have been loaded from another folder.
 HINSTANCE loadedModuleOf(const void* dataFile) {
     wchar_t file[kLongestPath], loadedFile[kLongestPath];
     HMODULE modules[kMostModules];
@@ -66,8 +66,7 @@ FARPROC GetProcAddressW(HINSTANCE module, const char16_t* name) {
     module = moduleWithExports(module);
     if (IS_INTRESOURCE(name)) // the number of an export
         return ::GetProcAddress(module, reinterpret_cast<const char*>(name));
-    // The name of an export is made of bytes. No look-alike may stand for them, as it might in another code
-    // page.
+    // Export names are bytes. A conversion to another code page might replace characters by look-alikes.
     char bytes[kLongestExport];
     if (::WideCharToMultiByte(CP_UTF8, 0, wide(name), -1, bytes, kLongestExport, nullptr, nullptr) != 0)
         return ::GetProcAddress(module, bytes);

@@ -14,7 +14,7 @@ void DebugBreak() { ::DebugBreak(); }
 
 void TerminateThisProcess(UINT exitCode) {
     ::TerminateProcess(::GetCurrentProcess(), exitCode);
-    ::ExitProcess(exitCode); // not reached; says so to the compiler
+    ::ExitProcess(exitCode); // not reached; tells the compiler so
 }
 
 DWORD GetCurrentProcessId() { return ::GetCurrentProcessId(); }

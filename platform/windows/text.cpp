@@ -8,7 +8,7 @@ namespace {
 
 constexpr char16_t kFirstSurrogate = 0xD800;
 
-/// Some versions of Windows also map surrogate pairs; here they stay as they are on all of them.
+/// Some versions of Windows also map surrogate pairs; this leaves them unchanged on all versions.
 template<class Map>
 void mapWithoutSurrogates(char16_t* text, DWORD size, Map map) {
     for (DWORD end = 0, start = 0; start < size; start = end + 1) {

@@ -1,4 +1,4 @@
-// The door's 16-bit text as the system's: the same units under another type.
+// Passes 16-bit text to Windows, which has another type for the same units.
 #pragma once
 
 #include <tarnkit/types.h>

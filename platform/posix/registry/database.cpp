@@ -44,8 +44,8 @@ constexpr char kMakeTables[] =
     "PRAGMA user_version=" TARNKIT_REGISTRY_FORMAT ";"
     "COMMIT;";
 
-// Whether the depth of a key in `keys` follows from that of its parent ?1. Since it does throughout a sound
-// store, going from keys to sub-keys ends even in a damaged one.
+// Whether the depth of a key in `keys` follows from that of its parent ?1, as it does in a sound store. Since
+// this is checked, descending from keys to sub-keys ends even in a damaged one.
 #define TARNKIT_REGISTRY_HAS_RIGHT_DEPTH "depth=1+coalesce((SELECT depth FROM keys WHERE id=?1), 0)"
 
 // In the order of RegistryQuery.
@@ -63,8 +63,8 @@ constexpr const char* kQueries[] = {
     " (SELECT count(*) n, coalesce(max(length(name)), 0) longest FROM keys WHERE parent=?1) sub,"
     " (SELECT count(*) n, coalesce(max(length(name)), 0) longest, coalesce(max(length(data)), 0) largest"
     "  FROM key_values WHERE key=?1) val",
-    // An item of a list: its place in the order, whether it may stand there, and what it is. A table and its
-    // index that disagree give an item that does not come after the one before it.
+    // An item of a list: its place in the order, whether it may be there, and what it is. If a table and its
+    // index disagree, an item does not come after the one before it.
     "SELECT folded, " TARNKIT_REGISTRY_HAS_RIGHT_DEPTH ", name FROM keys WHERE parent=?1"
     " ORDER BY folded LIMIT 1 OFFSET ?2",
     "SELECT folded, folded>?2 AND " TARNKIT_REGISTRY_HAS_RIGHT_DEPTH ", name FROM keys"
@@ -80,7 +80,7 @@ constexpr const char* kQueries[] = {
 };
 static_assert(std::size(kQueries) == static_cast<std::size_t>(RegistryQuery::Count));
 
-// The folder of a database and the mode that missing folders are made with; empty when the user has no home.
+// The folder of a database, and the mode for creating missing folders; empty if the user has no home.
 String folderOf(RegistryDatabase::Kind kind, mode_t* mode) {
     *mode = 0777;
     if (const char* chosen = std::getenv("TARNKIT_REGISTRY"); chosen != nullptr && *chosen != 0)
@@ -92,8 +92,8 @@ String folderOf(RegistryDatabase::Kind kind, mode_t* mode) {
     return settings.empty() ? settings : settings + "/tarnkit";
 }
 
-// A store that cannot be used for any reason but a lack of room or a broken disk counts as one that this user
-// may not use.
+// A store that cannot be used for any reason except a full or broken disk counts as one that this user may
+// not use.
 LSTATUS storeCodeOf(int error) {
     switch (const DWORD code = CodeOf(error)) {
     case ERROR_DISK_FULL:
@@ -242,8 +242,8 @@ LSTATUS RegistryDatabase::checkFormat() {
     return result;
 }
 
-// Several processes may do this at once: whoever comes late finds the tables created. Switching to the log
-// fails at once while another process does so, hence the loop.
+// Several processes may do this at the same time: the later ones find the tables created. Switching to the
+// log fails immediately while another process does so, hence the loop.
 LSTATUS RegistryDatabase::makeTables() {
     for (int waited = 0; waited < kBusyTimeout; waited += kRetryDelay) {
         const LSTATUS state = checkFormat();
@@ -373,8 +373,8 @@ LSTATUS RegistryTransaction::Commit() {
 }
 
 RegistryTransaction::~RegistryTransaction() {
-    // If the rollback fails, or SQLite did it already, closing the connection makes sure of it: a transaction
-    // that stayed open would block every other process.
+    // Closing the connection makes sure of the rollback even if it failed: a transaction that stayed open
+    // would block every other process.
     if (isOpen && RegistryStatement(database, RegistryQuery::Rollback).Run() != 0)
         database.Close();
 }

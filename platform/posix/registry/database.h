@@ -1,13 +1,13 @@
 // The SQLite database behind one half of the POSIX port's registry: where it is stored, how it is opened and
 // created, and the statements that are run on it.
 //
-// The connection is opened at the first use, and again when the file was replaced. Because of the write-ahead
-// log, a process that dies in the middle of a write blocks nobody; the log's files stay beside the database,
-// so that readers who may not write to the folder can still read. A commit reaches the operating system at
-// once and the disk with the next checkpoint of the log: a killed process loses nothing, a power cut at most
-// the latest writes, and the database stays consistent either way.
+// The connection is opened on first use, and again if the file was replaced. Because of the write-ahead log,
+// a process that dies in the middle of a write blocks nobody; the log's files stay beside the database, so
+// that readers who may not write to the folder can still read. A commit reaches the operating system
+// immediately and the disk with the next checkpoint of the log: a killed process loses nothing, a power cut
+// at most the latest writes, and the database stays consistent either way.
 //
-// Results are the registry's codes. Not synchronised: registry.cpp has the lock.
+// Results are the registry's codes. Not synchronised: registry.cpp holds the lock.
 #pragma once
 
 #include "platform/posix/memory/allocator.h"
@@ -76,7 +76,7 @@ private:
     sqlite3_stmt* statements[static_cast<int>(RegistryQuery::Count)] = {};
     sqlite3_int64 openings = 0;
     bool isReadOnly = false;
-    bool isSnapshot = false; ///< opened without locks, where there can be no log: good for one call
+    bool isSnapshot = false; ///< opened without locks, because no log can be kept; valid for one call
 };
 
 /// One run of a query. At most one per query at a time.

@@ -27,12 +27,12 @@ String bytesOf(const char16_t* units, std::size_t length) {
     return bytes;
 }
 
-// The columns of an item of a list.
+// The columns of a list item.
 enum { kPlaceColumn, kIsInPlaceColumn, kNameColumn };
 
 enum class NameKind { Key, Value };
 
-// Refuses what cannot be a name. As the name of a sub-key it would lead elsewhere, an empty one to the key
+// Rejects what cannot be a name. As the name of a sub-key it would lead elsewhere: an empty one to the key
 // that is being listed.
 LSTATUS deliverName(const RegistryStatement& row, int column, NameKind kind, const RegistryNameBuffer& name) {
     const auto* bytes = static_cast<const unsigned char*>(row.Bytes(column));
@@ -215,7 +215,7 @@ LSTATUS RegistryStore::open(Use use, RegistryKeyId key, DWORD codeWhenEmpty) {
     return result;
 }
 
-// The result when a search below `key` found nothing: the key itself may have been deleted.
+// The result if a search below `key` found nothing: the key itself may have been deleted.
 LSTATUS RegistryStore::whyMissing(RegistryKeyId key, DWORD codeWhenPresent) {
     int depth;
     const LSTATUS result = getDepth(key, &depth);
@@ -284,7 +284,7 @@ LSTATUS RegistryStore::addChild(RegistryKeyId parent, const RegistryName& name, 
     return result;
 }
 
-// Finds the item after the one that was listed last if nothing changed since, and otherwise counts from the
+// Continues after the item that was listed last if nothing has changed since, and otherwise counts from the
 // start. Each item must come after the one before it, so that a list ends whatever the store contains.
 template<class Deliver>
 LSTATUS RegistryStore::enumerate(Enumeration& enumeration, RegistryKeyId key, DWORD index, Deliver deliver) {

@@ -21,7 +21,7 @@ using RegistryKeyId = sqlite3_int64;
 /// The key that every store has, with neither name nor parent.
 inline constexpr RegistryKeyId kRootKey = 0;
 
-/// A predefined key that nothing was written to yet: it exists and is empty.
+/// A predefined key that nothing has been written to: it exists and is empty.
 inline constexpr RegistryKeyId kEmptyKey = -1;
 
 /// A name as the database stores it: each 16-bit unit with its high byte first, so that bytes sort as units
@@ -39,8 +39,8 @@ struct RegistryKeySizes {
     DWORD subKeys, longestSubKey, values, longestValueName, longestData;
 };
 
-/// Where to put a name. `*length` is first the room in units, including the terminator, then the name's
-/// length without it.
+/// Where to put a name. `*length` is first the room in units, including the terminator, and then the length
+/// of the name without it.
 struct RegistryNameBuffer {
     char16_t* units;
     DWORD* length;

@@ -10,12 +10,12 @@
 
 namespace Tarn::Platform::Posix {
 
-// Codes that only this port names.
+// Codes that only this port needs by name.
 inline constexpr DWORD kBufferOverflow = 111;
 inline constexpr DWORD kNoAccessToMemory = 998;
 inline constexpr DWORD kCannotResolveName = 1921;
 
-/// The code of an `errno` value as a call on a file reports it. Some values stand for several codes, such as
+/// The code that a call on a file reports for an `errno` value. Some values stand for several codes, such as
 /// a missing file or a missing directory; there the caller knows better.
 DWORD CodeOf(int error);
 
@@ -31,8 +31,8 @@ DWORD Guarded(Body body) noexcept {
     }
 }
 
-/// Ends a call of the door: a code other than ERROR_SUCCESS becomes the last error. Returns whether it is a
-/// success.
+/// Ends a call declared in platform.h: a code other than ERROR_SUCCESS becomes the last error. Returns
+/// whether the call succeeded.
 inline BOOL Report(DWORD code) {
     if (code != ERROR_SUCCESS)
         SetLastError(code);

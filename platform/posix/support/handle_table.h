@@ -1,11 +1,11 @@
-// A table of what handles stand for: open files and searches in one, registry keys in another.
+// A table of what handles refer to: open files and searches in one, registry keys in another.
 //
-// A handle holds the number of its place in the table and how often that place was used before, so that a
-// closed handle is still recognised as closed when its place is in use again. Places are reused in turn,
-// which keeps that up for as long as possible. A handle is never null, all ones or a predefined registry key.
+// A handle contains the number of its place in the table and how often that place was used before, so that a
+// closed handle is still recognised as closed when its place is in use again. Places are reused in turn, so
+// that this works for as long as possible. A handle is never null, all ones or a predefined registry key.
 //
-// Tables are constant-initialised and never destroyed: handles are opened before and closed after any other
-// static object lives. Memory comes from the C runtime's heap. Not synchronised.
+// Tables are constant-initialised and never destroyed: handles may be opened before any other static object
+// exists and closed after the last one is gone. Memory comes from the C runtime's heap. Not synchronised.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -26,7 +26,7 @@ public:
     HandleTable(const HandleTable&) = delete;
     HandleTable& operator=(const HandleTable&) = delete;
 
-    /// A handle for `entry`; null when there are too many or no memory for another one.
+    /// A handle for `entry`; null if there are too many or there is no memory for another one.
     void* Open(const Entry& entry) {
         if (firstFree == kNone && !grow())
             return nullptr;
@@ -39,7 +39,7 @@ public:
         return handleOf(index);
     }
 
-    /// What an open handle stands for; null for any other value.
+    /// What an open handle refers to; null for any other value.
     Entry* Find(const void* handle) {
         const Index index = indexOf(handle);
         const bool isOpen =
@@ -57,7 +57,7 @@ public:
         openCount--;
     }
 
-    /// Gives the memory back unless a handle is open.
+    /// Frees the memory unless a handle is open.
     void Release() {
         if (openCount != 0)
             return;

@@ -5,7 +5,7 @@
 
 namespace Tarn::Platform::Posix {
 
-// Every allocation writes it: this model makes it a fixed offset from the thread pointer instead of a call.
+// Every allocation writes it: this model addresses it relative to the thread pointer instead of by a call.
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local DWORD lastError;
 
 } // namespace Tarn::Platform::Posix

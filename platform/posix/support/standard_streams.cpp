@@ -20,7 +20,7 @@ unsigned openAtLoad() {
     return open;
 }
 
-// Before any other object of the library could open a file.
+// Initialised before any other object of the library could open a file.
 constexpr int kFirstPriority = 101;
 [[gnu::constructor(kFirstPriority)]] void askAtLoad() { openAtLoad(); }
 

@@ -8,11 +8,11 @@ namespace Tarn::Platform::Posix {
 /// The value of an environment variable if it is an absolute path, otherwise an empty string.
 String AbsolutePathIn(const char* variable);
 
-/// What HOME says, or the system's list of users; empty if the user has no home.
+/// From HOME, or else from the system's list of users; empty if the user has no home.
 String HomeFolder();
 
-/// Where programs keep the user's settings, and their other data. Empty if the user has no home and the
-/// variables XDG_CONFIG_HOME and XDG_DATA_HOME name no place either.
+/// Where programs keep the user's settings, and their other data. Empty if XDG_CONFIG_HOME or XDG_DATA_HOME
+/// is not an absolute path and the user has no home.
 String ConfigFolder();
 String DataFolder();
 

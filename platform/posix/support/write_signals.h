@@ -7,8 +7,8 @@
 
 namespace Tarn::Platform::Posix {
 
-/// While it lives, a failed write of this thread raises no signal that could end the process (a pipe without
-/// a reader, a file at the process's size limit): the error of the call says what happened.
+/// While it exists, a failed write of this thread raises no signal that could end the process (a pipe without
+/// a reader, a file at the process's size limit): the call's error code says what happened.
 class WriteSignalsHeld {
 public:
     /// Does nothing if `needed` is false.
@@ -19,7 +19,7 @@ public:
         sigpending(&pending);
         sigemptyset(&signals);
         for (const int signal : {SIGPIPE, SIGXFSZ})
-            if (sigismember(&pending, signal) == 0) // else it is not ours to discard
+            if (sigismember(&pending, signal) == 0) // otherwise it is not ours to discard
                 sigaddset(&signals, signal);
         pthread_sigmask(SIG_BLOCK, &signals, &before);
     }

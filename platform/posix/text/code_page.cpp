@@ -51,7 +51,7 @@ Reading readOne(iconv_t converter, const unsigned char* bytes, std::size_t count
     iconv(converter, nullptr, nullptr, nullptr, nullptr);
     if (iconv(converter, &from, &fromLeft, &to, &toLeft) == static_cast<std::size_t>(-1))
         return errno == EINVAL ? Reading::kIncomplete : Reading::kUndefined;
-    // A converter that composes letters with the marks after them holds its last letter back.
+    // A converter that composes letters with the marks after them withholds its last letter.
     iconv(converter, nullptr, nullptr, &to, &toLeft);
     if (fromLeft != 0 || sizeof(out) - toLeft != sizeof(char16_t))
         return Reading::kUndefined;
@@ -59,7 +59,7 @@ Reading readOne(iconv_t converter, const unsigned char* bytes, std::size_t count
     return Reading::kCharacter;
 }
 
-/// The bytes that a converter to a code page prefers for a unit; 0 when there are none.
+/// The bytes that a converter to a code page prefers for a unit; 0 if there are none.
 unsigned preferredBytes(iconv_t converter, char16_t unit) {
     char* from = reinterpret_cast<char*>(&unit);
     std::size_t fromLeft = sizeof(unit);
@@ -189,8 +189,8 @@ bool CodePage::readPairs(void* converter, unsigned char lead) {
     return true;
 }
 
-/// EUC has the characters of JIS X 0212 in three bytes. Windows leaves out the first, 0x8F, and takes the
-/// upper bit off the last.
+/// EUC writes the characters of JIS X 0212 in three bytes. Windows omits the first, 0x8F, and clears the top
+/// bit of the last.
 void CodePage::addSupplementaryKanji(void* converter) {
     for (unsigned lead = 0xA1; lead <= 0xFE; lead++)
         for (unsigned trail = 0x21; trail <= 0x7E && pairs[lead] != nullptr; trail++) {
@@ -255,8 +255,8 @@ void CodePage::replaceOthers(UINT number) {
         addLettersOfHangul();
 }
 
-/// A pair of 1361 has five bits for each letter of a syllable. A letter by itself, with the fillers of the
-/// other two, is on Windows one of those that make syllables.
+/// A pair of code page 1361 has five bits for each letter of a syllable. Windows reads a single letter, which
+/// has fillers in place of the other two, as one of the letters that combine into syllables.
 void CodePage::addLettersOfHangul() {
     struct Letters {
         unsigned fillers;

@@ -1,9 +1,9 @@
 /// \file
 /// Tables between the code pages of Windows and 16-bit text.
 ///
-/// A code page of one or two bytes a character is read out of `iconv` once, brought to what Windows has
-/// (windows_tables.h, look_alikes.cpp) and kept for the life of the process: conversions are then table
-/// look-ups without a call or a lock. Any thread may use them.
+/// A code page with one or two bytes per character is read from `iconv` once, adjusted to match Windows
+/// (windows_tables.h, look_alikes.cpp) and kept until the process ends: conversions are then table look-ups
+/// without a call or a lock. Any thread may use them.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -15,25 +15,25 @@ namespace Tarn::Platform::Posix {
 
 class CodePage {
 public:
-    /// Stands in a table where a code page has no character.
+    /// Marks places in the tables where a code page has no character.
     static constexpr char16_t kNone = 0xFFFF;
 
-    /// The tables of a code page; null, with the last error, when there is none of this number (87) or no
-    /// memory for it (8). UTF-8 has none.
+    /// The tables of a code page; null, with the last error, if there is no code page of this number (87) or
+    /// no memory for it (8). UTF-8 has no tables.
     static const CodePage* Get(UINT number);
 
-    /// Whether there is a code page of this number, apart from UTF-8.
+    /// Whether there is a code page of this number, other than UTF-8.
     static bool IsKnown(UINT number);
 
-    /// The number of the code page for a locale's codeset, such as "ISO-8859-2"; 0 when there is none.
+    /// The number of the code page for a locale's codeset, such as "ISO-8859-2"; 0 if there is none.
     static UINT FromCodeset(const char* codeset);
 
     bool IsLead(unsigned char byte) const { return pairs[byte] != nullptr; }
     char16_t Decode(unsigned char byte) const { return single[byte]; }
     char16_t Decode(unsigned char lead, unsigned char trail) const { return pairs[lead][trail]; }
 
-    /// The bytes of a unit, a lead byte in the upper half; with `bestFit`, those of its look-alike where it
-    /// has none of its own. `found` tells whether there are any.
+    /// The bytes of a unit, with a lead byte in the upper half; with `bestFit`, those of its look-alike if
+    /// the code page lacks the unit. `found` says whether there are any.
     unsigned Encode(char16_t unit, bool bestFit, bool* found) const {
         unsigned bytes = encoded[unit];
         *found = (bytes != 0 || unit == 0) && (bestFit || decodeWhole(bytes) == unit);
@@ -43,7 +43,7 @@ public:
     bool IsDoubleByte() const { return doubleByte; }
     /// Whether the bytes below 0x80 are ASCII, so that they need no table.
     bool IsAsciiCompatible() const { return asciiCompatible; }
-    /// What a pair of bytes becomes that stands for no character.
+    /// What a pair of bytes without a character becomes.
     char16_t DefaultUnit() const { return defaultUnit; }
 
     ~CodePage();
@@ -72,7 +72,7 @@ private:
 
     char16_t single[256] = {};
     char16_t* pairs[256] = {};
-    unsigned short* encoded = nullptr; // by unit, look-alikes included; 0 is none
+    unsigned short* encoded = nullptr; // by unit, look-alikes included; 0 means none
     bool doubleByte = false;
     bool asciiCompatible = false;
     char16_t defaultUnit = u'?';
@@ -84,19 +84,19 @@ struct LookAlikes {
     std::u16string_view characters;
 };
 
-/// The look-alikes for a code page, in several tables from index 0 on; null after the last one.
+/// The look-alikes for a code page, in several tables with indices from 0; null after the last one.
 const LookAlikes* LookAlikesOf(UINT codePage, unsigned index);
 
-/// Whether a unit lies in the ranges of the marks that `ComposeCharacter` knows.
+/// Whether a unit is in the ranges of the marks that `ComposeCharacter` knows.
 constexpr bool MayBeMark(char16_t unit) {
     return (unit >= 0x0300 && unit <= 0x0345) || (unit >= 0x0653 && unit <= 0x0655) ||
            (unit >= 0x3099 && unit <= 0x309A);
 }
 
-/// The single character for a letter and the combining mark after it; 0 when there is none.
+/// The single character for a letter and the combining mark after it; 0 if there is none.
 char16_t ComposeCharacter(char16_t letter, char16_t mark);
 
-/// The letter and the mark that a character is made of; false when it is not made of two.
+/// Splits a character into a letter and a mark; false if it is not made of the two.
 bool DecomposeCharacter(char16_t character, char16_t* letter, char16_t* mark);
 
 } // namespace Tarn::Platform::Posix

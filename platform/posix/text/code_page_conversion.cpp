@@ -3,7 +3,7 @@
 namespace Tarn::Platform::Posix {
 namespace {
 
-/// What the code pages of DOS show for control characters.
+/// What the DOS code pages show for control characters.
 char16_t glyphOf(char16_t unit) {
     static constexpr char16_t kGlyphs[] =
         u"\0\u263A\u263B\u2665\u2666\u2663\u2660\u2022\u25D8\u25CB\u25D9\u2642"
@@ -23,12 +23,12 @@ void putDecoded(Output<char16_t>& output, char16_t unit, DWORD flags) {
     output.Put(mark);
 }
 
-/// Converts to a code page of tables.
+/// Converts to a code page that has tables.
 ///
 /// A unit that the code page lacks becomes the default character whatever the flags are: WC_DEFAULTCHAR,
 /// WC_SEPCHARS and WC_DISCARDNS only decide what happens when a letter and the marks after it make a single
-/// character (WC_COMPOSITECHECK) that the code page lacks. So a conversion fails for bad arguments only.
-/// Unless WC_NO_BEST_FIT_CHARS rules look-alikes out, they count as characters of the code page.
+/// character (WC_COMPOSITECHECK) that the code page lacks. So a conversion fails only for bad arguments.
+/// Unless WC_NO_BEST_FIT_CHARS rules out look-alikes, they count as characters of the code page.
 class Encoder {
 public:
     Encoder(const CodePage& toPage, DWORD withFlags, const char* defaultChar, Output<char> toOutput)
@@ -92,7 +92,7 @@ private:
         putBytes(defaultBytes);
     }
 
-    /// The units that were converted as one; 0 when the first is to be converted alone.
+    /// The number of units converted as one; 0 if the first is to be converted alone.
     int putComposed(const char16_t* text, const char16_t* end) {
         int length = 1;
         int foundLength = 0;
@@ -149,8 +149,8 @@ int ConvertFromCodePage(const CodePage& page, DWORD flags, bool glyphs, const ch
         unsigned char byte = *text++;
         if (!page.IsLead(byte)) {
             unit = page.Decode(byte);
-            // Bytes that the code page leaves open become private characters; 20127 turns one of them into
-            // '?'.
+            // Bytes that the code page does not define become private characters; 20127 turns one of them
+            // into '?'.
             valid = !isPrivate(unit) && (unit != u'?' || byte == '?');
         } else if (text == end || *text == 0) {
             unit = CodePage::kNone;

@@ -1,8 +1,8 @@
 /// \file
 /// Letters with combining marks, and the single characters that are canonically equivalent.
 ///
-/// It has every such pair of the Basic Multilingual Plane whose script some code page can write. The n-th
-/// letter of a row followed by the row's mark is the row's n-th character.
+/// The table has every such pair of the Basic Multilingual Plane in a script that some code page can write.
+/// The n-th letter of a row followed by the row's mark is the row's n-th character.
 #include "platform/posix/text/code_page.h"
 
 #include <string_view>

@@ -1,6 +1,6 @@
 /// \file
-/// What the conversions from and to code pages have in common: where their result goes, and the short cut for
-/// runs of ASCII.
+/// What the conversions from and to code pages have in common: the output, and the short cut for runs of
+/// ASCII.
 #pragma once
 
 #include "platform/platform.h"
@@ -12,14 +12,14 @@
 
 namespace Tarn::Platform::Posix {
 
-/// Sets the last error of a conversion; always 0, which is what a conversion that failed returns.
+/// Sets the last error of a conversion. Returns 0, the result of a failed conversion.
 inline int FailConversion(DWORD code) {
     SetLastError(code);
     return 0;
 }
 
-/// Takes the units of a result: writes those that there is room for and counts all of them. Without a buffer
-/// it only counts.
+/// Receives the units of a result: writes those that fit and counts all of them. Without a buffer it only
+/// counts.
 template<class Unit>
 class Output {
 public:
@@ -32,7 +32,7 @@ public:
             *next++ = unit;
     }
 
-    /// Takes `length` ASCII characters.
+    /// Adds `length` ASCII characters.
     template<class Source>
     void PutAscii(const Source* text, std::size_t length) {
         count += static_cast<long long>(length);
@@ -45,7 +45,7 @@ public:
             next += length;
     }
 
-    /// The number of units; 0, with the last error, when they are too many for the buffer or for an `int`.
+    /// The number of units; 0, with the last error, if there are too many for the buffer or for an `int`.
     int Finish() const {
         if (count > INT_MAX)
             return FailConversion(ERROR_INVALID_PARAMETER);

@@ -7,7 +7,7 @@ namespace {
 
 using View = std::u16string_view;
 
-// A format that names others; none that comes from a locale names itself.
+// A format may refer to others; none that comes from a locale refers to itself.
 constexpr int kDeepestFormat = 3;
 constexpr View kHalfDayTime = u"%I:%M:%S %p";
 constexpr View kTimeCodes = u"HIklMpPrRSTXsZz";
@@ -23,7 +23,7 @@ constexpr struct {
     {u'k', u"H", u"H"},     {u'I', u"hh", u"h"},      {u'l', u"h", u"h"},       {u'M', u"mm", u"mm"},
     {u'S', u"ss", u"ss"},   {u'p', u"tt", u"tt"},     {u'P', u"tt", u"tt"},
 };
-constexpr std::size_t kAbbreviated = 3; // letters of a name cut short; one more is the name in full
+constexpr std::size_t kAbbreviated = 3; // letters for an abbreviated name; one more means the full name
 
 constexpr struct {
     char16_t code;
@@ -33,18 +33,18 @@ constexpr struct {
     {u'T', u"%H:%M:%S"}, {u'n', u" "},        {u't', u" "},
 };
 
-constexpr View kBlanks = u" \u00A0\u202F"; // the latter two without a break
+constexpr View kBlanks = u" \u00A0\u202F"; // the latter two do not break
 
 bool isLetter(char16_t unit) { return (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z'); }
 
-/// A conversion of a format: `%`, flags and modifiers, and the code.
+/// A conversion specification in a format: `%`, flags and modifiers, and the code.
 struct Conversion {
     char16_t code = 0;
     bool isUnpadded = false;
     bool isOfEra = false;
 };
 
-/// Takes a conversion off a format that begins with one.
+/// Removes a conversion from the start of a format and returns it.
 Conversion takeConversion(View& format) {
     Conversion conversion;
     format.remove_prefix(1);
@@ -61,7 +61,7 @@ Conversion takeConversion(View& format) {
     return conversion;
 }
 
-/// Takes the text up to the next blank off a format, and that blank.
+/// Removes the text up to the next blank, and that blank, from the start of a format; returns it.
 View takeWord(View& format) {
     const std::size_t end = format.find_first_of(kBlanks);
     const View word = format.substr(0, end);
@@ -189,7 +189,7 @@ U16String LongDatePicture(const DateFormats& formats) {
     }
     while (!date.empty() && View(u" ,\u060C").find(date.back()) != View::npos)
         date.pop_back();
-    if (date.find(u'%') == U16String::npos) // date and time are one word
+    if (date.find(u'%') == U16String::npos) // date and time form one word
         date = formats.date;
     Translator translator(formats, true);
     translator.Translate(date);
@@ -200,7 +200,7 @@ std::u16string_view TakeElement(std::u16string_view& picture) {
     const char16_t first = picture.front();
     std::size_t length = 1;
     if (first == u'\'') {
-        // Two quotes are one in the text and do not end it.
+        // Two quotes stand for one and do not end the text.
         while (length < picture.size() && (picture[length] != u'\'' || picture.substr(length, 2) == u"''"))
             length += picture[length] == u'\'' ? 2 : 1;
         length = std::min(length + 1, picture.size());

@@ -1,5 +1,5 @@
 /// \file
-/// A locale's formats of dates and times, and the pictures that Windows has for them: "%d.%m.%Y" is
+/// A locale's formats for dates and times, and the corresponding pictures of Windows: "%d.%m.%Y" is
 /// "dd.MM.yyyy".
 #pragma once
 
@@ -9,26 +9,27 @@
 
 namespace Tarn::Platform::Posix {
 
-/// How a locale writes dates and times, as `strftime` takes it.
+/// A locale's formats for dates and times, as `strftime` accepts them.
 struct DateFormats {
     U16String date;
     U16String time;
-    U16String halfDayTime; // empty where the day is not halved
+    U16String halfDayTime; // empty if the locale has no 12-hour clock
     U16String both;
 };
 
-// Text between the parts of a date is quoted where it has letters. What pictures cannot say is left out with
-// the blank in front of it: the zone, the number of the week.
+// Text between the parts of a date is quoted if it contains letters. What pictures cannot express, such as
+// the time zone or the week number, is left out with the blank before it.
 U16String ShortDatePicture(const DateFormats& formats);
 U16String TimePicture(const DateFormats& formats);
-/// No locale has a format for long dates: it is the date out of `both`, with names in full. Words in which
-/// there is a part of the time are not of it.
+/// Locales have no format for long dates. The picture is the date part of `both`, with full names; words that
+/// contain a part of the time are left out.
 U16String LongDatePicture(const DateFormats& formats);
 
-/// Takes the next element off a picture: a run of one letter, a text in quotes, or another unit.
+/// Removes the next element from a picture and returns it: a run of one letter, a quoted text, or another
+/// unit.
 std::u16string_view TakeElement(std::u16string_view& picture);
 
-/// What a text in quotes means.
+/// The text that a quoted text stands for.
 U16String Unquoted(std::u16string_view quoted);
 
 } // namespace Tarn::Platform::Posix

@@ -15,7 +15,7 @@ namespace {
 
 struct KnownLanguage {
     std::string_view language;
-    std::string_view variant; // territory or modifier; the row without one stands for all others
+    std::string_view variant; // territory or modifier; the row without one is for all others
     Language values;
 };
 
@@ -61,14 +61,14 @@ struct CodePagePair {
     UINT oem;
 };
 
-// Code pages of one script go together whatever the language; those missing here serve several languages.
+// Pairs of code pages that follow from the script alone; those missing here depend on the language.
 constexpr CodePagePair kOemOfAnsi[] = {
     {874, 874},   {932, 932},   {936, 936},   {949, 949},   {950, 950},   {1250, 852},  {1251, 866},
     {1253, 737},  {1254, 857},  {1255, 862},  {1256, 864},  {1257, 775},  {1258, 1258}, {20866, 866},
     {20932, 932}, {21866, 866}, {28592, 852}, {28595, 866}, {28597, 737}, {28598, 862}, {28599, 857},
 };
 
-/// The part of `name` from behind its `mark` to the next mark.
+/// The part of `name` after its `mark` and before the next one.
 std::string_view partOfName(std::string_view name, char mark) {
     std::size_t begin = name.find(mark);
     if (begin == std::string_view::npos)
@@ -84,7 +84,7 @@ UINT ansiOfLocale() {
         page = CodePage::FromCodeset(nl_langinfo_l(CODESET, locale));
         freelocale(locale);
     } else if (const char* name = LocaleName("LC_CTYPE")) {
-        // A locale that this system lacks still says in its name what the user's text is in.
+        // Even if the locale is not installed, its name says how the user's text is encoded.
         const char* dot = std::strchr(name, '.');
         char codeset[32] = {};
         if (dot != nullptr) {
@@ -97,7 +97,7 @@ UINT ansiOfLocale() {
     return page != 0 ? page : 1252;
 }
 
-/// The code page that a variable names; 0 when it is not set or names none that there is.
+/// The code page that a variable names; 0 if it is not set or names none that exists.
 UINT codePageVariable(const char* name) {
     const char* text = std::getenv(name);
     if (text == nullptr)

@@ -1,5 +1,5 @@
 /// \file
-/// The user's language and code pages, as the environment gives them.
+/// The user's language and code pages, according to the environment.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -16,13 +16,13 @@ struct Language {
 Language LanguageOf(const char* locale);
 
 /// The name of the user's locale for a category such as "LC_TIME": the value of LC_ALL, of the category or of
-/// LANG, the first that is set; null when none is.
+/// LANG, whichever is set first; null if none is.
 const char* LocaleName(const char* category);
 
 /// The language that the user wants messages in.
 Language UserLanguage();
 
-/// Sets the ANSI and the OEM code page that follow from the environment as it is now.
+/// Determines the ANSI and OEM code pages from the current environment.
 void FindCodePages(UINT* ansi, UINT* oem);
 
 } // namespace Tarn::Platform::Posix

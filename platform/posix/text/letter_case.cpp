@@ -12,7 +12,7 @@ namespace {
 
 constinit std::atomic<locale_t> caseLocale = nullptr;
 
-/// The locale whose case mapping is Unicode's; where the system has none it is that of ASCII.
+/// A locale whose case mapping is that of Unicode, or of ASCII if the system has no such locale.
 locale_t unicodeLocale() {
     locale_t locale = caseLocale.load(std::memory_order_acquire);
     if (locale != nullptr)

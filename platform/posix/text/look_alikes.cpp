@@ -1,7 +1,7 @@
 /// \file
 /// The look-alikes that Windows writes for units that a code page lacks.
 ///
-/// They are measured, page by page; no rule makes them. What several code pages have in common stands once.
+/// They were measured page by page and follow no rule. What several code pages have in common is listed once.
 #include "platform/posix/text/code_page.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace Tarn::Platform::Posix {
 namespace {
 
-// Above each row stand its number and the code pages that use it.
+// The comment above each row gives its number and the code pages that use it.
 constexpr LookAlikes kShared[] = {
     // 0: 437, 850, 852, 857, 862, 866, 1250, 1251, 1252, 1253, 1254
     {u"¤§©«¬\u00AD±¶·»ÀÁÂÃÈÊËÌÍÎÏÑÒÓÔÕØÙÚÛÝáãíñóõøúýĀāĂăĄąĆćĈĉĊċČčĎďđĒēĔĕĖėĘęĚěĜĝĞğĠġĢģĤĥĦħĨĩĪīĬĭĮįİĴĵĶķĹĺĻ"

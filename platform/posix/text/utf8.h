@@ -1,7 +1,7 @@
 /// \file
-/// UTF-8 and surrogate pairs, one character at a time: for texts, for the names of files and for messages on
-/// the terminal, each of which has its own answer to text that is not valid. `ConvertFromUtf8` and
-/// `ConvertToUtf8` convert whole texts as MultiByteToWideChar and WideCharToMultiByte do.
+/// UTF-8 and surrogate pairs, one character at a time: for texts, file names and messages on the terminal,
+/// each of which treats invalid text differently. `ConvertFromUtf8` and `ConvertToUtf8` convert whole texts
+/// as MultiByteToWideChar and WideCharToMultiByte do.
 #pragma once
 
 #include "platform/posix/text/conversion.h"
@@ -11,9 +11,9 @@
 namespace Tarn::Platform::Posix {
 
 constexpr char32_t kFirstSupplementary = 0x10000;
-/// Stands for a character that cannot be converted.
+/// Replaces a character that cannot be converted.
 constexpr char32_t kReplacementCharacter = 0xFFFD;
-/// What `ReadUtf8` gives for bytes that are not UTF-8.
+/// What `ReadUtf8` returns for bytes that are not UTF-8.
 constexpr char32_t kNotUtf8 = 0xFFFFFFFF;
 
 constexpr bool IsHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
@@ -22,9 +22,9 @@ constexpr bool IsSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xD
 
 enum class Surrogates { kInvalid, kAllowed };
 
-/// Reads the character at `text`, which must lie before `end`, and moves `text` past it. For bytes that are
-/// not UTF-8 it gives `kNotUtf8` and moves past those that could have begun a character, at least one. The
-/// second byte counts as one of those even where it makes the form overlong, a surrogate or too large.
+/// Reads the character at `text`, which must be before `end`, and moves `text` past it. For bytes that are
+/// not UTF-8 it returns `kNotUtf8` and moves past those that could have begun a character, at least one. The
+/// second byte counts as one of those even if it makes the form overlong, a surrogate or too large.
 inline char32_t ReadUtf8(const char*& text, const char* end, Surrogates surrogates = Surrogates::kInvalid) {
     const unsigned lead = static_cast<unsigned char>(*text++);
     if (lead < 0x80)
@@ -69,8 +69,8 @@ void PutUtf8(char32_t character, Put put) {
     putByte(0x80 | (character & 0x3F));
 }
 
-/// Reads the character at `text`, which must lie before `end`, and moves `text` past it. A surrogate without
-/// its partner is given as it is.
+/// Reads the character at `text`, which must be before `end`, and moves `text` past it. A surrogate without
+/// its partner is returned as it is.
 inline char32_t ReadUtf16(const char16_t*& text, const char16_t* end) {
     const char16_t unit = *text++;
     if (!IsHighSurrogate(unit) || text == end || !IsLowSurrogate(*text))
@@ -87,7 +87,7 @@ void PutUtf16(char32_t character, Put put) {
     put(static_cast<char16_t>(0xDC00 + (character & 0x3FF)));
 }
 
-/// Converts a whole text; what is not valid becomes U+FFFD, or fails with ERROR_NO_UNICODE_TRANSLATION.
+/// Converts a whole text; invalid parts become U+FFFD, or the call fails with ERROR_NO_UNICODE_TRANSLATION.
 int ConvertFromUtf8(const char* text, int size, bool failOnInvalid, Output<char16_t> output);
 int ConvertToUtf8(const char16_t* text, int size, bool failOnInvalid, Output<char> output);
 

@@ -1,9 +1,9 @@
 /// \file
-/// The code pages there are, and where their tables on Windows differ from those of `iconv`.
+/// The known code pages, and where their tables on Windows differ from those of `iconv`.
 ///
 /// To add a code page: add its number and `iconv`'s name for it to `kCodePageNames` and to the pages that
 /// tools/compare_ports compares. scripts/compare-ports then shows how it differs from Windows; the
-/// differences belong into the tables below and, for the units that it lacks, into look_alikes.cpp.
+/// differences belong in the tables below or, for the units that it lacks, in look_alikes.cpp.
 #pragma once
 
 #include "platform/posix/text/code_page.h"
@@ -17,7 +17,7 @@ struct CodePageName {
     const char* name; // as iconv knows it
 };
 
-/// In the order of the numbers.
+/// In ascending order of the numbers.
 constexpr CodePageName kCodePageNames[] = {
     {437, "CP437"},          {737, "CP737"},         {775, "CP775"},        {850, "CP850"},
     {852, "CP852"},          {855, "CP855"},         {857, "CP857"},        {858, "IBM858"},
@@ -34,7 +34,7 @@ constexpr CodePageName kCodePageNames[] = {
     {28603, "ISO-8859-13"},  {28605, "ISO-8859-15"},
 };
 
-/// Characters that Windows reads where `iconv` reads others: those of consecutive bytes or pairs.
+/// Consecutive bytes or pairs that Windows reads as other characters than `iconv`.
 struct OtherCharacters {
     UINT number;
     unsigned short first;      // byte or pair; a pair has its lead byte in the upper half
@@ -71,7 +71,7 @@ constexpr OtherCharacters kOtherCharacters[] = {
     {28598, 0xFD, u"\uFFFF\uFFFF"},
 };
 
-/// Bytes that a code page leaves open: those from `first` to `last` become the units from `unit` on.
+/// Bytes that a code page does not define: those from `first` to `last` become the units from `unit` on.
 struct OpenBytes {
     UINT number;
     unsigned char first;
@@ -91,13 +91,13 @@ constexpr OpenBytes kOpenBytes[] = {
     {20949, 0xA0, 0xFF, 0xF8E6}, {28593, 0xA1, 0xFF, 0xF7F5}, {28596, 0xA1, 0xFF, 0xF7C8},
     {28597, 0xA1, 0xFF, 0xF7C2}, {28598, 0xA1, 0xFF, 0xF79C},
 };
-/// Elsewhere an open byte is its own control character up to this one, and then a private character, so that
-/// text survives a round trip.
+/// Other undefined bytes become the control character with the same code up to this one, and private
+/// characters above it, so that text survives a round trip.
 constexpr unsigned kLastControl = 0x9F;
 constexpr char16_t kPrivateBytes = 0xF700;
 
 /// Pairs that a code page leaves to its users. They become consecutive private characters; in an area with
-/// gaps only those pairs do that stand for no other character.
+/// gaps, pairs that already have a character are skipped.
 struct UserDefined {
     UINT number;
     unsigned char firstLead;
@@ -118,7 +118,7 @@ constexpr UserDefined kUserDefined[] = {
     {20932, 0xF5, 0xFE, 0x21, 0x7E, 0xE3AC},
 };
 
-/// Characters that have several pairs, of which Windows writes another one than `iconv` does.
+/// Characters with several pairs for which Windows writes a different pair than `iconv`.
 constexpr struct {
     UINT number;
     char16_t unit;
