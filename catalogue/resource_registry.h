@@ -52,8 +52,8 @@ public:
     const CArray<CResourceRecord>& Records() const { return records; }
 
     void AddModule(HINSTANCE module);
-    /// Adds the library itself, and then the modules that are the program. They hold original texts, so they
-    /// are asked for a name only if no module that the application added, before or after, knows it.
+    /// Add the library itself, and then the modules that are the program. They contain original texts, so
+    /// they are asked for a name only if no module that the application added, before or after, knows it.
     void AddLibrary(HINSTANCE module);
     void AddProgramModule(HINSTANCE module);
     void AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix);
@@ -87,7 +87,7 @@ private:
     int positions[kNumberOfLanguageCodes];        // by code: index into `codes` plus one, 0 if missing
     CArray<CResourceRecord> records;
     CArray<CResourceRecord> originals; // the libraries of language 0, one for each family that has it
-    // The numbers of records of the library, which begin at 0, and of the program.
+    // The ranges in `records` of the library, which begins at 0, and of the program.
     int libraryEnd = 0;
     int programBegin = 0;
     int programEnd = 0;

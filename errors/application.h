@@ -12,7 +12,7 @@ enum class TLibraryState { neverInitialized, initializing, initialized, failed, 
 TLibraryState GetLibraryState();
 void SetLibraryState(TLibraryState state);
 
-/// The process's main module, or null if it is not recorded, where `GetApplicationInstance` asserts.
+/// The process's main module, or null if it is not recorded; `GetApplicationInstance` would assert then.
 HINSTANCE FindApplicationInstance();
 
 /// Forgets the title and the registry sections.

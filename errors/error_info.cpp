@@ -29,7 +29,7 @@ CErrorInfoImpl::CErrorInfoImpl(const EXCEPINFO& information)
       description(textOf(information.bstrDescription)), helpFile(textOf(information.bstrHelpFile)),
       helpContext(information.dwHelpContext) {}
 
-// A copy is an object of its own, without references.
+// A copy is a separate object without references.
 CErrorInfoImpl::CErrorInfoImpl(const CErrorInfoImpl& other)
     : IErrorInfo(), source(other.source), description(other.description), helpFile(other.helpFile),
       helpContext(other.helpContext) {}

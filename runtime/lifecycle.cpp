@@ -32,7 +32,7 @@ void readMemorySwitches() {
     switches.systemMemoryBlockOffset =
         ReadLibraryNumber(u"SystemMemoryBlockOffset", CMemorySwitches().systemMemoryBlockOffset, 16);
     SetMemorySwitches(switches);
-    // "SetLocale" (default 1) is a documented setting, but nothing here depends on it.
+    // Administrators may also set "SetLocale" (default 1); nothing here depends on it.
 }
 
 CUnicodeString getProgramName() { return FileSystem::GetName(FileSystem::GetEXEFileName()); }

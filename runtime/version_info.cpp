@@ -9,7 +9,7 @@ CVerInfo::CVerInfo(const CVerInfo& other) : record(other.record) {
         fixedInfo = record.Ptr() + (other.fixedInfo - other.record.Ptr());
 }
 
-// The platform has no version records: nothing is read, the buffer stays empty.
+// There are no version resources to read; the buffer stays empty.
 void CVerInfo::init(const CUnicodeString&) {}
 
 bool CVerInfo::GetFixedFileInfo(VS_FIXEDFILEINFO&) const { return false; }

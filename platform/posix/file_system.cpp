@@ -25,8 +25,8 @@ constexpr int kMostTries = 100;
 
 DWORD codeOfLastCall(int result) { return result == 0 ? DWORD{ERROR_SUCCESS} : CodeOf(errno); }
 
-// The right to remove the name of a file, held until the name is gone. Whoever has the file open can deny it.
-// The marks on a file that this user can neither read nor write cannot be seen and are ignored.
+// The right to remove the name of a file, held until the name is gone. Anybody who has the file open can deny
+// it. The marks on a file that this user can neither read nor write cannot be seen and are ignored.
 class DeletionClaim {
 public:
     DeletionClaim() = default;
@@ -120,7 +120,7 @@ DWORD setAttributes(const char16_t* text, DWORD attributes) {
     return codeOfLastCall(chmod(name.path.c_str(), readOnly ? mode & ~kWriteBits : WritableMode(mode)));
 }
 
-/// The absolute path on disk of the file that the name leads to.
+/// The absolute path on disk of the file that the name refers to.
 DWORD followLinks(const Name& name, String& path) {
     path = name.path;
     if (!name.entry.IsLink())
@@ -146,8 +146,8 @@ int renameToFree(const String& from, const String& to) {
     return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
-// A copy being made: a file beside the target, which takes the target's name when it is complete. Whatever
-// goes wrong before that, the target stays as it was.
+// A copy in progress: a file beside the target, which takes the target's name when it is complete. If
+// anything goes wrong before that, the target is unchanged.
 class NewCopy {
 public:
     NewCopy() = default;
@@ -210,8 +210,8 @@ DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsig
     return succeeded ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
 }
 
-/// Copies to a name that is free. A file that is being moved keeps its owner and permissions; otherwise the
-/// copy is a new file of this user.
+/// Copies to a free name. A file that is being moved keeps its owner and permissions; any other copy is a new
+/// file of this user.
 DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& target, bool moves) {
     NewCopy copy;
     if (const DWORD code = copy.Begin(target, from.mode & kPermissions); code != ERROR_SUCCESS)

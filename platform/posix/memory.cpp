@@ -66,7 +66,7 @@ public:
         return region;
     }
 
-    /// Returns the start of the region that an address lies in; 0, and a region of size 0, if there is none.
+    /// Returns the start of the region that contains an address; 0, and a region of size 0, if there is none.
     std::uintptr_t Find(std::uintptr_t address, Region* region) {
         std::lock_guard guard(lock);
         auto next = regions.upper_bound(address);
@@ -77,7 +77,7 @@ public:
         return next->first;
     }
 
-    /// Whether the whole range lies in one region.
+    /// Whether the whole range is in one region.
     bool Holds(void* address, std::size_t size) {
         Region region;
         const auto place = reinterpret_cast<std::uintptr_t>(address);
@@ -241,7 +241,7 @@ bool readMapping(std::FILE* list, Stretch* mapping) {
     return false;
 }
 
-// Finds what `place` lies in; false if the system does not tell.
+// Finds the mapping or gap that contains `place`; false if the system does not tell.
 bool findStretch(std::uintptr_t place, Stretch* found) {
     std::FILE* list = std::fopen("/proc/self/maps", "re");
     if (list == nullptr)
@@ -310,7 +310,7 @@ struct TlsValue {
 // The current life of each index: odd while the index is in use, and so never 0, the life of a value never
 // set.
 constinit std::array<std::atomic<std::uint32_t>, kTlsIndexes> lives{};
-// Read by every allocation, so it lies at a fixed offset from the thread pointer and needs no call.
+// Read by every allocation, so it is at a fixed offset from the thread pointer and needs no call.
 [[gnu::tls_model("initial-exec")]] constinit thread_local TlsValue values[kTlsIndexes]{};
 
 bool isInUse(std::uint32_t life) { return life % 2 == 1; }

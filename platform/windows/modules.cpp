@@ -19,7 +19,7 @@ constexpr DWORD kMostModules = 1024;
 // In these bits the system marks the handles of files that it maps only as data.
 constexpr std::uintptr_t kDataFileBits = 3;
 
-/// The file behind an address, in the system's own form; false when there is none.
+/// Gets the file that is mapped at an address, in the system's own form; false if there is none.
 bool getMappedFile(const void* address, wchar_t (&name)[kLongestPath]) {
     return ::K32GetMappedFileNameW(::GetCurrentProcess(), const_cast<void*>(address), name, kLongestPath) !=
            0;
@@ -41,7 +41,7 @@ HINSTANCE loadedModuleOf(const void* dataFile) {
     return nullptr;
 }
 
-/// A data file has no exports of its own.
+/// A data file has no exports; those of the loaded module of the same file are used instead.
 HINSTANCE moduleWithExports(HINSTANCE module) {
     const auto address = reinterpret_cast<std::uintptr_t>(module);
     const HINSTANCE loaded = (address & kDataFileBits) != 0
@@ -80,7 +80,7 @@ HINSTANCE GetModuleHandleFromAddress(const void* address) {
     constexpr DWORD flags =
         GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
     HINSTANCE module = nullptr;
-    // The system takes null for the program.
+    // The system would take null to mean the program.
     const bool isFound =
         address != nullptr && ::GetModuleHandleExW(flags, static_cast<const wchar_t*>(address), &module);
     return isFound ? module : nullptr;

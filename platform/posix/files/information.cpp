@@ -43,7 +43,7 @@ int query(int directory, const char* path, int flags, FileInformation& result) {
     return 0;
 }
 
-/// The process's mask for new files. Asking umask() for it would change it for a moment, for all threads.
+/// The process's mask for new files. Reading it with umask() would change it for a moment, for all threads.
 unsigned fileModeMask() {
     unsigned mask = 022;
     if (FILE* status = std::fopen("/proc/self/status", "re"); status != nullptr) {

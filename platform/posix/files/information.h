@@ -1,4 +1,4 @@
-// What the file system knows about a file, with times and attributes as the door's calls give them.
+// What the file system knows about a file, with times and attributes as Windows represents them.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -22,7 +22,7 @@ struct FileInformation {
     bool IsDirectory() const { return S_ISDIR(mode); }
     bool IsRegular() const { return S_ISREG(mode); }
     bool IsLink() const { return S_ISLNK(mode); }
-    /// No write bit is set. Such a file counts as read-only even for root, whom the system would let write.
+    /// No write bit is set. Such a file counts as read-only even for root, who could in fact write to it.
     bool IsReadOnly() const { return (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0; }
     bool IsSameFile(const FileInformation& other) const {
         return device == other.device && inode == other.inode;

@@ -91,8 +91,8 @@ bool isStillThere(const String& path, const FileInformation& opened) {
     return Query(path.c_str(), now) == 0 && now.IsSameFile(opened);
 }
 
-/// Marks the file with what the handle does and what it denies to others. A handle without access denies
-/// nothing.
+/// Marks the file with the handle's accesses and with those that it denies to others. A handle without access
+/// denies nothing.
 DWORD claim(OpenFile& file, const Request& request) {
     const DWORD accesses = request.Accesses();
     const DWORD needed = request.Truncates() ? kWrites : 0;
@@ -103,7 +103,7 @@ DWORD claim(OpenFile& file, const Request& request) {
     return code;
 }
 
-/// Fills in what the handle needs to know about its descriptor, and marks the file.
+/// Sets what the handle needs to know about its descriptor, and marks the file.
 DWORD takeUp(OpenFile& file, const Request& request, const String& path, const FileInformation& opened) {
     file.access = request.access;
     file.isRegular = opened.IsRegular();
@@ -172,7 +172,7 @@ DWORD create(const Request& request, const Name& name, bool throughLink, OpenFil
         code = takeUp(file, request, name.path, opened);
     if (code == ERROR_SUCCESS)
         file.pathToDelete.swap(pathToDelete);
-    // A new file that somebody else has opened first stays; after any other failure it is removed.
+    // A new file that somebody else has opened meanwhile is kept; after any other failure it is removed.
     else if (code != ERROR_SHARING_VIOLATION && code != kLookAgain && !throughLink)
         unlink(name.path.c_str());
     return code;
@@ -190,15 +190,15 @@ DWORD tryOpen(const char16_t* text, const Request& request, OpenFile& file, bool
     return code == ERROR_SUCCESS ? DWORD{ERROR_FILE_NOT_FOUND} : code;
 }
 
-/// Whether the disk has that much room left; assumed if the file system does not say.
+/// Whether the disk has that much space left; assumed if the file system does not say.
 bool hasRoomFor(const OpenFile& file, UInt64 size) {
     struct statvfs status;
     return fstatvfs(file.descriptor, &status) != 0 || status.f_blocks == 0 ||
            size / status.f_frsize <= status.f_bavail;
 }
 
-/// Repeats `transfer(bytes done so far, position)` until all is done, the file ends or a part fails. After a
-/// failure the position is unchanged, so that the same transfer can be tried again.
+/// Repeats `transfer(bytes done so far, position)` until everything is done, the file ends or a part fails.
+/// After a failure the position is unchanged, so that the same transfer can be retried.
 template<class Transfer>
 DWORD transferAll(OpenFile& file, std::size_t size, std::size_t& done, bool untilFull, Transfer transfer) {
     done = 0;

@@ -1,4 +1,4 @@
-// An open file and the one way to open it. The door's calls on handles, and those that copy, work on it.
+// An open file, and the only way to open one. The calls on file handles, and those that copy, work on it.
 #pragma once
 
 #include "platform/posix/files/handles.h"
@@ -20,7 +20,7 @@ struct OpenFile : HandleObject {
     int descriptor = -1;
     DWORD access = 0;
     bool isRegular = false;
-    /// Transfers happen at `position`; otherwise where the device happens to be.
+    /// Transfers happen at `position`; otherwise wherever the device is.
     bool isSeekable = false;
     bool isClaimed = false;
     /// Writing may raise a signal: if nobody reads a pipe, or at the process's limit on file sizes.

@@ -12,7 +12,7 @@ namespace Tarn::Platform::Posix {
 namespace {
 
 constexpr char16_t kForbidden[] = u"*?<>\"|:";
-/// Where characters of disk names that must not occur above the door are mapped to.
+/// Characters that must not occur in 16-bit names are mapped to this area.
 constexpr char16_t kPrivateArea = 0xF000;
 
 bool isForbidden(char16_t unit) {
@@ -20,7 +20,7 @@ bool isForbidden(char16_t unit) {
            U16String::traits_type::find(kForbidden, std::size(kForbidden) - 1, unit) != nullptr;
 }
 
-/// Whether a byte of a disk name is mapped to the private area above the door.
+/// Whether a byte of a disk name is mapped to the private area.
 bool isMoved(char32_t byte) {
     return byte != 0 && byte < 0x80 && (isForbidden(static_cast<char16_t>(byte)) || byte == U'\\');
 }
@@ -34,15 +34,16 @@ struct CodePoint {
     std::size_t length;
 };
 
-/// The code point at the start of `bytes`, surrogates included; one byte of `kNotUtf8` when there is none.
+/// The code point at the start of `bytes`, surrogates included; `kNotUtf8` with a length of 1 if there is
+/// none.
 CodePoint decodeOne(const char* bytes, std::size_t size) {
     const char* next = bytes;
     const char32_t value = ReadUtf8(next, bytes + size, Surrogates::kAllowed);
     return {value, value == kNotUtf8 ? 1 : static_cast<std::size_t>(next - bytes)};
 }
 
-/// Whether the code point read before `rest` may appear above the door as it is. One that would be read back
-/// as something else may not; its bytes are escaped one by one.
+/// Whether the code point read before `rest` may appear in a 16-bit name as it is. One that would be read
+/// back as something else may not; its bytes are escaped one by one.
 bool standsForItself(char32_t value, const char* rest, std::size_t restSize) {
     if (value == kNotUtf8 || isMovedUnit(value) || isEscapedByte(value))
         return false;
@@ -77,7 +78,7 @@ bool isText(const char16_t* text, std::size_t size, const char16_t* expected) {
            U16String::traits_type::compare(text, expected, size) == 0;
 }
 
-/// Takes the last component off the path, or adds another step up where there is none to take off.
+/// Removes the last component of the path, or adds another ".." if there is none to remove.
 void stepUp(String& path) {
     const bool isAbsolute = !path.empty() && path[0] == '/';
     if (path == "/")
@@ -94,7 +95,7 @@ bool isAscii(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-/// Compares names on disk without regard to case; a directory is mostly names in ASCII.
+/// Compares names on disk regardless of case, and fast if both are ASCII, as most are.
 class CaseBlindName {
 public:
     explicit CaseBlindName(const String& nameOnDisk)

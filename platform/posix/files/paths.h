@@ -1,10 +1,10 @@
-// Translates between the names of files above the door, which are 16-bit text with either separator, and
-// those on disk, which are bytes.
+// Translates between the 16-bit file names of platform.h, which may have either separator, and the names on
+// disk, which are bytes.
 //
-// The translation loses nothing. A name on disk is read as UTF-8. Above the door, bytes that are not UTF-8
-// become the units U+DC80 to U+DCFF, and characters that must not occur in a name there (`*?<>"|:\` and the
-// control characters) become U+F000 plus their code. A surrogate without its partner is written to disk as
-// the three bytes that it would have if it were a character.
+// The translation loses nothing. A name on disk is read as UTF-8. In 16-bit names, bytes that are not UTF-8
+// become the units U+DC80 to U+DCFF, and characters that must not occur there (`*?<>"|:\` and the control
+// characters) become U+F000 plus their code. A surrogate without its partner is written to disk as the three
+// bytes that it would have if it were a character.
 //
 // A name is first looked for as it is spelled. Only if a component is missing is its directory searched for a
 // name that differs only in case.
@@ -23,12 +23,12 @@ struct DirectoryCloser {
 };
 using DirectoryEntries = std::unique_ptr<DIR, DirectoryCloser>;
 
-/// The name above the door of a path or a component on disk. Separators become backslashes.
+/// The 16-bit name of a path or a component on disk. Separators become backslashes.
 U16String ToWide(const char* path, std::size_t size);
 inline U16String ToWide(const String& path) { return ToWide(path.data(), path.size()); }
 
-/// The path on disk of a name; "." and ".." are resolved in the text. Returns a code: ERROR_PATH_NOT_FOUND
-/// for an empty name, ERROR_BAD_NETPATH for one with a server, ERROR_INVALID_NAME for one that cannot exist.
+/// The path on disk of a name; "." and ".." are resolved textually. Returns a code: ERROR_PATH_NOT_FOUND for
+/// an empty name, ERROR_BAD_NETPATH for one with a server, ERROR_INVALID_NAME for one that cannot exist.
 DWORD ToDisk(const char16_t* name, String& path);
 
 /// The text in a form that is equal for names that differ only in case.
@@ -64,7 +64,7 @@ struct Name {
 /// separator.
 DWORD Find(const char16_t* name, Name& result);
 
-/// ERROR_ACCESS_DENIED if the directory that `path` lies in has no write bit, otherwise ERROR_SUCCESS.
+/// ERROR_ACCESS_DENIED if the directory that contains `path` has no write bit, otherwise ERROR_SUCCESS.
 DWORD CheckParentWritable(const String& path);
 
 } // namespace Tarn::Platform::Posix

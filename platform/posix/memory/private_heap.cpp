@@ -123,7 +123,7 @@ bool PrivateHeap::Destroy(void* heap, bool* isAllReleased) {
     return true;
 }
 
-// Unmaps the oldest segment last, because the heap itself lies in it.
+// Unmaps the oldest segment last, because the heap itself is in it.
 bool PrivateHeap::unmapAll() {
     bool isAllReleased = true;
     while (LargeBlock* block = largeBlocks) {
@@ -192,8 +192,8 @@ TARNKIT_UNCHECKED_ACCESS void PrivateHeap::unite(Block* block) {
     putIntoBin(block, size);
 }
 
-// The segment that a free block fills; null if it fills none. Never the oldest segment, in which the heap
-// itself lies.
+// The segment that a free block fills; null if it fills none. Never the oldest segment, which contains the
+// heap itself.
 TARNKIT_UNCHECKED_ACCESS PrivateHeap::Segment* PrivateHeap::segmentFilledBy(Block* block, std::size_t size) {
     const std::size_t header = at<Block>(block, size)->header;
     if ((header & kEndOfSegment) != kEndOfSegment)
@@ -237,7 +237,7 @@ TARNKIT_UNCHECKED_ACCESS bool PrivateHeap::isFree(Segment* segment) {
     return (block->header & kInUse) == 0 && segmentFilledBy(block, block->header & ~kFlags) == segment;
 }
 
-// Sizes in the same bin differ by less than an eighth. The last bin takes every size above those that can be
+// Sizes in the same bin differ by less than an eighth. The last bin has every size above those that can be
 // requested.
 unsigned PrivateHeap::binOf(std::size_t size) {
     const std::size_t granules = size / kGranule;

@@ -1,11 +1,11 @@
 // A private heap of the POSIX port: an arena that is returned to the system as a whole.
 //
-// Blocks lie in segments. Each segment is a mapping of its own, as large as all earlier ones together, up to
+// Blocks are in segments. Each segment is a separate mapping, as large as all earlier ones together, up to
 // a limit. A new block is cut off the top, the part of the newest segment that nothing has used yet. A freed
 // block is united with its free neighbours, which it finds by a word in front of each block and one at the
 // end of each free block; it then becomes part of the top again or goes into a bin for its size. A bitmap of
 // the bins finds a block that fits in constant time. A segment that has become free goes back to the system;
-// one such segment is kept. A block too large for a segment is a mapping of its own. Large segments ask for
+// one such segment is kept. A block too large for a segment is a separate mapping. Large segments ask for
 // huge pages. Destroying a heap unmaps its segments and large blocks without looking at what is in them. Each
 // heap has a lock, so any thread may allocate and free.
 #pragma once

@@ -1,4 +1,4 @@
-// Translates the C library's error numbers to the codes that the door's calls report.
+// Translates the C library's error numbers to the codes that the calls of platform.h report.
 #pragma once
 
 #include <tarnkit/types.h>
