@@ -198,8 +198,8 @@ private:
     String path;
 };
 
-/// Sets the owner, the permissions and the time of the last write of a copy, as far as the system allows: a
-/// file of another user stays that user's.
+/// Sets the owner, the permissions and the time of the last write of a copy as far as the system allows, so
+/// that another user's file remains that user's.
 DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsigned mode,
                      const FILETIME& write) {
     timespec times[2] = {{}, ToTimespec(write)};
@@ -319,8 +319,7 @@ DWORD copyFile(const char16_t* from, const char16_t* to, BOOL failIfExists) {
     return ERROR_SHARING_VIOLATION;
 }
 
-/// Moves to another file system: a file is copied, a symbolic link is created anew; nothing else can be
-/// moved.
+/// Moves to another file system: a file is copied and a symbolic link recreated; nothing else can be moved.
 DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
     if (from.entry.IsLink()) {
         char text8[PATH_MAX];

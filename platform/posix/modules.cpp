@@ -212,7 +212,7 @@ HINSTANCE LoadLibraryW(const char16_t* name) {
     return guarded([&] { return load(name); });
 }
 
-// A library that is wanted for its data only is loaded all the same: its tables are in its data segment.
+// Loads even a library that is wanted only for its data: its tables are in its data segment.
 HINSTANCE LoadLibraryExW(const char16_t* name, DWORD) { return LoadLibraryW(name); }
 
 BOOL FreeLibrary(HINSTANCE module) {

@@ -36,7 +36,7 @@ int query(int directory, const char* path, int flags, FileInformation& result) {
     result.size = status.stx_size;
     result.device = makedev(status.stx_dev_major, status.stx_dev_minor);
     result.inode = status.stx_ino;
-    // A file system that does not store when a file was created still knows the last change of its state.
+    // Where the file system does not store the time of creation, that of the last status change serves.
     result.creation = toFileTime((status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime : status.stx_ctime);
     result.access = toFileTime(status.stx_atime);
     result.write = toFileTime(status.stx_mtime);

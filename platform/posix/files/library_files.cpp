@@ -101,8 +101,8 @@ bool isForThisSystem(const ElfHeader& header) {
            header.e_phentsize == sizeof(ElfSegment) && (!ownKnown || header.e_machine == own.e_machine);
 }
 
-/// Whether a file is a complete library, a complete program, or nothing that the loader may be given: it maps
-/// what the headers announce without checking that the file is long enough.
+/// Whether a file is a complete library, a complete program, or neither. An incomplete one must not reach the
+/// loader, which maps what the headers announce without checking that the file is long enough.
 LibraryKind kindOf(int file) {
     ElfHeader header;
     struct stat information;

@@ -29,7 +29,7 @@ U16String LongDatePicture(const DateFormats& formats);
 /// unit.
 std::u16string_view TakeElement(std::u16string_view& picture);
 
-/// The text that a quoted text stands for.
+/// The text without its quotes.
 U16String Unquoted(std::u16string_view quoted);
 
 } // namespace Tarn::Platform::Posix
