@@ -200,13 +200,13 @@ void CResourceRegistry::AddFamily(const CUnicodeString& folder, const CUnicodeSt
     }
 }
 
-void CResourceRegistry::ForgetUnloaded(HINSTANCE module) {
+void CResourceRegistry::Forget(HINSTANCE module, bool isUnlessLoaded) {
     for (int i = records.Size() - 1; i >= 0; i--) {
         const CMessageExports& exports = records[i].exports;
         if (records[i].IsFamily() || records[i].module != module)
             continue;
         const auto landmark = reinterpret_cast<const void*>(exports.getResourceId);
-        if (landmark != nullptr && Platform::GetModuleHandleFromAddress(landmark) == module)
+        if (isUnlessLoaded && landmark != nullptr && Platform::GetModuleHandleFromAddress(landmark) == module)
             continue;
         records.DeleteAt(i);
         for (int* const position : {&libraryEnd, &programBegin, &programEnd})
@@ -323,7 +323,12 @@ CResourceRegistry& GetResourceRegistry() { return registry.Get(); }
 
 void ForgetUnloadedResources(HINSTANCE module) {
     if (registry.Exists())
-        registry->ForgetUnloaded(module);
+        registry->Forget(module, true);
+}
+
+void ForgetResources(HINSTANCE module) {
+    if (registry.Exists())
+        registry->Forget(module, false);
 }
 
 void ReleaseResourceModules() { registry.Release(); }

@@ -57,8 +57,8 @@ public:
     void AddLibrary(HINSTANCE module);
     void AddProgramModule(HINSTANCE module);
     void AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix);
-    /// Removes the records of a module handle that is no longer loaded.
-    void ForgetUnloaded(HINSTANCE module);
+    /// Removes the records of a module handle, or only those of one that is no longer loaded.
+    void Forget(HINSTANCE module, bool isUnlessLoaded);
 
     /// Finds the languages that are present and chooses one of them.
     void CompleteSetUp();
@@ -128,6 +128,9 @@ CResourceRegistry& GetResourceRegistry();
 
 /// Removes what is registered for a module that was released, unless it is still loaded.
 void ForgetUnloadedResources(HINSTANCE module);
+
+/// Removes what is registered for a module, loaded or not. Families of language libraries that it added stay.
+void ForgetResources(HINSTANCE module);
 
 /// Releases all records and the language libraries.
 void ReleaseResourceModules();

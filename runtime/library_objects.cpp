@@ -33,7 +33,7 @@ struct CTermination {
     ~CTermination() noexcept(false) { TerminateTarnkit(); }
 };
 
-// Built before every other object of the library and destroyed after it.
+// Built before every other object of the library that holds something, and destroyed after it.
 [[gnu::init_priority(101)]] CFoundation foundation;
 
 // Built after all others, which have a priority, and destroyed before them.

@@ -32,6 +32,7 @@ namespace {
 using CModuleRecords = CArray<CModuleRecord, ProcessHeapPolicy>;
 
 constinit CLateObject<CModuleRecords> registeredModules;
+constinit CLateObject<CArray<HINSTANCE, ProcessHeapPolicy>> rejectedModules; // that are still loaded
 constinit bool areModulesBeingReleased = false;
 
 // A load in progress on the calling thread. Loads nest: a static object may load another module.
@@ -109,10 +110,11 @@ HINSTANCE loadLibrary(const char16_t* name) {
 }
 
 // A library that is loaded while the modules are being terminated, for example for a text in another
-// language, must not initialise them again.
+// language, must not initialise them again. One that the static objects of another module load is initialised
+// with that module, when its objects are built.
 void initializeIfStarted() {
     const DWORD lastError = Platform::GetLastError();
-    if (IsTarnkitInitialized() && !areModulesBeingReleased)
+    if (IsTarnkitInitialized() && !areModulesBeingReleased && !IsLoadingModule())
         InitializeModules();
     Platform::SetLastError(lastError);
 }
@@ -167,24 +169,43 @@ bool releaseReferences(int index) {
     return wasClient && isLoaded(record.module, landmark);
 }
 
+// A landmark for each record; null if its module is not loaded now. None if there is no memory for them.
+CArray<const void*> findLandmarks() {
+    CArray<const void*> landmarks;
+    try {
+        for (const CModuleRecord& record : registeredModules.Get()) {
+            const void* landmark = findLandmark(record);
+            landmarks.Add(isLoaded(record.module, landmark) ? landmark : nullptr);
+        }
+    } catch (CMemoryException* e) {
+        e->Delete();
+        landmarks.DeleteAll();
+    }
+    return landmarks;
+}
+
+void forgetRecord(int index) {
+    ForgetResources(registeredModules.Get()[index].module);
+    registeredModules->DeleteAt(index);
+}
+
 // Unloads a module whose static objects could not be built, and removes what was registered for it and for
-// the modules that were loaded and unloaded with it.
+// the modules that were loaded and unloaded with it. A module that the system does not unload (on POSIX one
+// with a unique symbol, for example) is remembered, since its objects will not be built at a second load
+// either.
 void rejectModule(HINSTANCE module) {
-    CArray<const void*> landmarks; // for each record; null if its module is not loaded now
-    for (const CModuleRecord& record : registeredModules.Get()) {
-        const void* landmark = findLandmark(record);
-        landmarks.Add(isLoaded(record.module, landmark) ? landmark : nullptr);
-    }
+    rejectedModules->Add(module);
+    const CArray<const void*> landmarks = findLandmarks();
+    const auto marker = reinterpret_cast<const void*>(Platform::GetProcAddressW(module, kClientMarker));
     Platform::FreeLibrary(module);
-    ForgetUnloadedResources(module);
-    for (int i = landmarks.Size() - 1; i >= 0; i--) {
-        const HINSTANCE registered = registeredModules.Get()[i].module;
-        if (landmarks[i] == nullptr || isLoaded(registered, landmarks[i]))
-            continue;
-        registeredModules->DeleteAt(i);
-        ForgetUnloadedResources(registered);
-    }
-    Platform::SetLastError(ERROR_DLL_INIT_FAILED);
+    if (!isLoaded(module, marker))
+        rejectedModules->DeleteLast();
+    for (int i = landmarks.Size() - 1; i >= 0; i--)
+        if (landmarks[i] != nullptr && !isLoaded(registeredModules.Get()[i].module, landmarks[i]))
+            forgetRecord(i);
+    if (const CModuleRecord* record = findRecord(module))
+        forgetRecord(static_cast<int>(record - registeredModules->Ptr()));
+    ForgetResources(module);
 }
 
 // Loads a library; null if it does not exist or its static objects cannot be built.
@@ -196,9 +217,14 @@ HINSTANCE loadWhole(const char16_t* name) {
         module = loadLibrary(name);
         hasFailed = load.HasFailed();
     }
-    if (module == nullptr || !hasFailed)
+    const bool wasRejected = module != nullptr && rejectedModules->Has(module);
+    if (module == nullptr || (!hasFailed && !wasRejected))
         return module;
-    rejectModule(module);
+    if (wasRejected)
+        Platform::FreeLibrary(module);
+    else
+        rejectModule(module);
+    Platform::SetLastError(ERROR_DLL_INIT_FAILED);
     return nullptr;
 }
 
@@ -234,7 +260,10 @@ void ReleaseModules() {
     areModulesBeingReleased = false;
 }
 
-void ForgetModules() { registeredModules.Release(); }
+void ForgetModules() {
+    registeredModules.Release();
+    rejectedModules.Release();
+}
 
 void RegisterModule(HINSTANCE module, void (*init)(), void (*term)()) {
     CModuleRecord& record = obtainRecord(module);

@@ -3,7 +3,9 @@
 #include "platform/posix/memory/allocator.h"
 #include "platform/posix/support/last_error.h"
 #include "platform/posix/support/standard_streams.h"
+#include "platform/posix/support/write_signals.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -36,8 +38,11 @@ int openTraceOutput() {
 }
 
 void writeFully(int descriptor, const char* bytes, std::size_t size) {
+    const Posix::WriteSignalsHeld held; // the reader may have gone
     while (size > 0) {
         const ssize_t written = write(descriptor, bytes, size);
+        if (written < 0 && errno == EINTR)
+            continue;
         if (written <= 0)
             return;
         bytes += written;

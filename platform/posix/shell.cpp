@@ -64,7 +64,10 @@ String pathInLine(const char* line, const char* variable) {
         return {};
     String path;
     if (std::strncmp(line, kHome, sizeof kHome - 1) == 0) {
-        path = HomeFolder() + '/';
+        path = HomeFolder();
+        if (path.empty())
+            return path;
+        path += '/';
         line += sizeof kHome - 1;
     } else if (*line != '/') {
         return {};
@@ -84,8 +87,8 @@ String listedFolder(const char* variable) {
     String result = AbsolutePathIn(variable);
     if (!result.empty())
         return result;
-    const String list = Join(ConfigFolder(), "user-dirs.dirs");
-    FILE* lines = std::fopen(list.c_str(), "re");
+    const String folder = ConfigFolder();
+    FILE* lines = folder.empty() ? nullptr : std::fopen(Join(folder, "user-dirs.dirs").c_str(), "re");
     if (lines == nullptr)
         return result;
     char* line = nullptr;

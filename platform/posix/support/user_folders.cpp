@@ -30,7 +30,8 @@ String HomeFolder() {
     char texts[4096];
     passwd entry;
     passwd* found = nullptr;
-    if (getpwuid_r(geteuid(), &entry, texts, sizeof texts, &found) == 0 && found != nullptr)
+    if (getpwuid_r(geteuid(), &entry, texts, sizeof texts, &found) == 0 && found != nullptr &&
+        *found->pw_dir == '/')
         home = found->pw_dir;
     return home;
 }

@@ -8,6 +8,8 @@
 
 #include "platform/posix/text/code_page.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 
 namespace Tarn::Platform::Posix {
@@ -33,6 +35,11 @@ constexpr CodePageName kCodePageNames[] = {
     {28596, "ISO-8859-6"},   {28597, "ISO-8859-7"},  {28598, "ISO-8859-8"}, {28599, "ISO-8859-9"},
     {28603, "ISO-8859-13"},  {28605, "ISO-8859-15"},
 };
+
+static_assert(std::is_sorted(std::begin(kCodePageNames), std::end(kCodePageNames),
+                             [](const CodePageName& a, const CodePageName& b) {
+                                 return a.number < b.number;
+                             }));
 
 /// Consecutive bytes or pairs that Windows reads as other characters than `iconv`.
 struct OtherCharacters {
