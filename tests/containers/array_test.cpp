@@ -14,7 +14,7 @@ TEST(Array, GrowsToWhatIsNeededByHalfTheCapacityOrByEight) {
     EXPECT_EQ(GrownCapacity(16, 17), 24);
     EXPECT_EQ(GrownCapacity(24, 25), 36);
     EXPECT_EQ(GrownCapacity(36, 100), 100);
-    EXPECT_EQ(GrownCapacity(2000000000, 2000000001), 2000000001) << "half more would not be an int";
+    EXPECT_EQ(GrownCapacity(2000000000, 2000000001), 2000000001) << "half as much again is not an int";
 }
 
 // Random operations on an array and on a vector, each allowed a random number of blocks: an operation that
@@ -87,9 +87,9 @@ TEST(Array, RefusesWrongPositionsAndCounts) {
     EXPECT_EQ(array, (CArray<int>{1, 2, 3}));
 }
 
-// With an order that contradicts itself the sanitizers watch that nothing outside the array is touched.
+// Includes orders that contradict themselves: the sanitizers check that nothing outside the array is touched.
 TEST(Array, SortsByAnyComparisonWithoutLosingAnElement) {
-    using Element = std::pair<int, int>; // the key, and the place before sorting
+    using Element = std::pair<int, int>; // the key, and the position before sorting
     using Compare = int (*)(const Element*, const Element*);
     const Compare byKey = [](const Element* a, const Element* b) { return a->first - b->first; };
     const Compare comparisons[] = {

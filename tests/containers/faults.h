@@ -1,4 +1,4 @@
-// What the container tests share: elements that allocate from the current manager, and random numbers.
+// Shared by the container tests: elements that allocate from the current manager, and random numbers.
 #pragma once
 
 #include "tests/support/refusing_manager.h"
@@ -8,15 +8,14 @@
 
 namespace Tarn {
 
-/// A number in a block of its own. If it is not movable, moving it in a container takes memory too: it is
-/// copied.
+/// A number in a block of its own. If it is not movable, containers copy it instead, which takes memory too.
 template<bool isMovable>
 class CBox {
 public:
     CBox(int number = 0) : value(new int(number)) {}
     CBox(const CBox& other) : CBox(*other.value) {}
     CBox(CBox&&) noexcept requires isMovable = default;
-    ~CBox() noexcept(false) {} // as that of a file, which may fail to be closed
+    ~CBox() noexcept(false) {} // like that of a file, which may fail to close
     CBox& operator=(const CBox& other) {
         *value = *other.value;
         return *this;
@@ -30,7 +29,7 @@ private:
     std::unique_ptr<int> value;
 };
 
-/// 0 to `limit`, both included; the same sequence in every run.
+/// A number from 0 to `limit`, both included; the same sequence in every run.
 inline int Random(int limit) {
     static std::mt19937 generator(20);
     return std::uniform_int_distribution<int>(0, limit)(generator);

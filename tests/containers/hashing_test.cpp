@@ -27,10 +27,11 @@ TEST(Hashing, TextHashesAreTimes33OverSignedBytesOrUnsignedUnits) {
     EXPECT_TRUE(AreMapKeysEqual(oldText, sameText) && AreHashTableKeysEqual(oldText, sameText));
     EXPECT_FALSE(AreMapKeysEqual(oldText, oldText + 1) || AreHashTableKeysEqual(oldText, oldText + 1));
     const wchar_t wide[] = L"ab", sameWide[] = L"ab";
-    EXPECT_EQ(HashKey(wide) == 3299, kIsWideTextUtf16) << "addresses where wide text is not 16-bit text";
+    EXPECT_EQ(HashKey(wide) == 3299, kIsWideTextUtf16)
+        << "hashed as an address where wide text is not 16-bit";
     EXPECT_EQ(AreMapKeysEqual(wide, sameWide), kIsWideTextUtf16);
     EXPECT_EQ(AreHashTableKeysEqual(wide, sameWide), kIsWideTextUtf16);
-    // Strings hash as their text does.
+    // A string has the hash of its text.
     EXPECT_EQ(HashKey(CString("\xE9")), -23);
     EXPECT_EQ(HashKey(CUnicodeString(u"ab")), 3299);
 }

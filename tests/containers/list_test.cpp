@@ -22,7 +22,7 @@ struct CClientBase {
     virtual ~CClientBase() = default;
 };
 
-// A tree node, by which the operations of lists are tested too: its children are a list.
+// A tree node. It also serves to test lists, since its children are a list.
 struct CItem : CClientBase, CTreeBase {
     explicit CItem(int itemNumber, int itemKey = 0) : number(itemNumber), key(itemKey) {}
     ~CItem() override {
@@ -47,7 +47,7 @@ struct CItem : CClientBase, CTreeBase {
     int key;
 };
 
-/// The children of `parent` from the first to the last, after a look at every link.
+/// The children of `parent` in order, with every link checked.
 std::vector<CItem*> itemsOf(CTreeBase& parent) {
     std::vector<CItem*> items;
     CTreeBase* previous = nullptr;
@@ -191,5 +191,5 @@ TEST(List, ShowsWhatFailsInTheDestructorsOfNodes) {
     delete new CNode;
     ASSERT_EQ(handler.shown.size(), 3u);
     EXPECT_TRUE(handler.shown[2].text.ends_with(u"\nmember, 4."));
-    EXPECT_FALSE(GetErrorFlag()) << "thrown, and shown as a warning";
+    EXPECT_FALSE(GetErrorFlag()) << "it was thrown, and shown as a warning";
 }

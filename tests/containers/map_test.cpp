@@ -26,8 +26,7 @@ bool holds(const CMap<CClientKey, CBox<true>>& map, const std::vector<Pair>& pai
 
 } // namespace
 
-// As for arrays: random operations that are allowed few blocks, compared with pairs in the order of
-// insertion.
+// As for arrays: random operations that are allowed few blocks, compared with pairs in order of insertion.
 TEST(Map, HoldsPairsInOrderOfInsertionAndFailuresChangeNothing) {
     CRefusingManager manager;
     CMemoryManagerSwitcher switcher(&manager);

@@ -26,8 +26,8 @@ void apply(int operation, auto& target, const auto& operand) {
                      : void(target -= operand);
 }
 
-// Random operations on sets and on the bits of the standard library. Sets whose blocks come from the current
-// manager get few of them: an operation that fails must not have changed anything. Returns how many failed.
+// Random operations on sets and on standard bit sets. Sets that allocate from the current manager get only a
+// few blocks: an operation that fails must not have changed anything. Returns how many failed.
 template<class Set, class Element, unsigned bound>
 int compareWithBits(int steps) {
     using Bits = std::bitset<bound>;
@@ -67,13 +67,13 @@ int compareWithBits(int steps) {
         EXPECT_EQ(set.IsEmpty(), elements.none());
         for (const Element element : set)
             elements.flip(element);
-        EXPECT_TRUE(elements.none()) << "not the elements that are walked";
+        EXPECT_TRUE(elements.none()) << "the iteration visits other elements";
         EXPECT_TRUE(std::ranges::is_sorted(set.begin(), set.end())) << "step " << step;
     }
     return failures;
 }
 
-// Whether every member that takes a unit takes one of this type, and whether none does.
+// Whether all members that take a unit accept this type, and whether none does.
 template<class Unit>
 concept CTaken = requires(CUnicodeSet a, Unit u) {
     a.Has(u), a |= u, a &= u, a -= u, a ^= u, a | u, a & u, a - u, a ^ u;
@@ -95,7 +95,7 @@ TEST(PagedBitSet, AgreesWithABitsetAndFailuresChangeNothing) {
     EXPECT_GT((compareWithBits<CSet, unsigned, 1000>(5000)), 200);
 }
 
-TEST(UnicodeSet, AgreesWithABitsetAndGivesEveryPageBack) {
+TEST(UnicodeSet, AgreesWithABitsetAndReturnsEveryPage) {
     compareWithBits<CUnicodeSet, char16_t, 0x10000>(300);
     EXPECT_EQ(pagesInUse(), 0);
 }
@@ -105,7 +105,7 @@ TEST(UnicodeSet, TakesPagesFromThePoolForElementsOnly) {
     EXPECT_FALSE(set.Has(u'\u0800'));
     EXPECT_EQ(pagesInUse(), 3);
     const CUnicodeSet cleared = set & CUnicodeSet();
-    EXPECT_EQ(pagesInUse(), 6) << "the pages of `cleared` are empty and kept";
+    EXPECT_EQ(pagesInUse(), 6) << "`cleared` keeps its empty pages";
     set = CUnicodeSet();
     EXPECT_EQ(pagesInUse(), 3);
     const CUnicodeSet all = ~set;
@@ -125,7 +125,7 @@ TEST(UnicodeSet, OperatorsMakeNewSets) {
     EXPECT_TRUE(left == CUnicodeSet(u"cba") && ~~left == left);
 }
 
-TEST(UnicodeSet, FindsUnitsOfATextThatItHasOrLacks) {
+TEST(UnicodeSet, FindsTheUnitsOfATextThatItHasOrLacks) {
     const CUnicodeSet digits = u"0123456789";
     EXPECT_TRUE(digits.Has(u"42") && digits.Has(u"") && !digits.Has(u"4x") && !digits.Has(u"\u0661"));
     EXPECT_TRUE(digits.HasOneOf(u"x4") && !digits.HasOneOf(u"") && !digits.HasOneOf(u"x"));

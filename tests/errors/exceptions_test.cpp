@@ -9,7 +9,7 @@ namespace {
 class CatalogueTexts : public StartedForReports {};
 
 TEST_F(CatalogueTexts, TellWhatHappenedToWhichFile) {
-    // A code of each kind, in the order of the kinds, and a word of its text.
+    // For each kind, in order: a code that leads to it and a word of its text.
     const std::pair<unsigned, const char16_t*> samples[] = {
         {1, u"unknown error"}, {107, u"not found"},   {267, u"invalid path"}, {68, u"too many"},
         {999, u"denied"},      {191, u"file handle"}, {145, u"the current"},  {62, u"is full"},
@@ -22,7 +22,7 @@ TEST_F(CatalogueTexts, TellWhatHappenedToWhichFile) {
         EXPECT_GE(e.MessageText().Find(word), 0) << code;
         EXPECT_GE(e.MessageText().Find(u"a.bin"), 0) << code;
     }
-    EXPECT_EQ(CFileException(0x10002, u"").ErrorType(), CFileException::generic) << "no code is cut";
+    EXPECT_EQ(CFileException(0x10002, u"").ErrorType(), CFileException::generic) << "codes are not truncated";
     EXPECT_EQ(AssertionOf([] { ThrowFileException(0, u"f"); }), u"ERRORS:723");
     EXPECT_EQ(AssertionOf([] { CFileException::GetErrorText(CFileException::none, u"f"); }), u"ERRORS:772");
 }
@@ -35,12 +35,13 @@ TEST_F(CatalogueTexts, TellTheCodesOfTheSystem) {
     denied.Trim();
     EXPECT_EQ(CCOMException(static_cast<HRESULT>(0x80070005)).MessageText(), denied)
         << "facility 7 holds a system code; its text is trimmed";
-    EXPECT_LT(CCOMException(E_OUTOFMEMORY).MessageText().Find(u"0x"), 0) << "what getters fail with";
+    EXPECT_LT(CCOMException(E_OUTOFMEMORY).MessageText().Find(u"0x"), 0)
+        << "the code with which getters fail";
     EXPECT_EQ(CCOMException(static_cast<HRESULT>(0x8BADF00D)).MessageText(),
               u"Unknown COM Error. Error code: 0x8badf00d");
 }
 
-// What an object without references tells, which goes then: source, description, help file and context.
+// The source, description, help file and context of an object without references. Reading them deletes it.
 CUnicodeString contentsOf(IErrorInfo* info) {
     info->AddRef();
     CUnicodeString contents;
@@ -87,7 +88,7 @@ TEST(COMException, HoldsErrorInformationThatAnswersForItsInterfaces) {
         EXPECT_EQ(information->QueryInterface(IID_IUnknown, nullptr), E_INVALIDARG);
         EXPECT_EQ(information->QueryInterface(GUID{1, 2, 3, {}}, &found), E_NOINTERFACE);
         e->Delete();
-        EXPECT_EQ(information->Release(), 1u) << "two queries have counted, and the exception";
+        EXPECT_EQ(information->Release(), 1u) << "two queries and the exception each held a reference";
         EXPECT_EQ(information->Release(), 0u);
     }
     EXPECT_EQ(CCOMException(E_INVALIDARG, new CErrorInfoImpl(u"", 0, u"")).MessageText(),
@@ -95,7 +96,7 @@ TEST(COMException, HoldsErrorInformationThatAnswersForItsInterfaces) {
         << "no description";
 }
 
-// The sanitizer rightly objects to a call through a null pointer, which clients make.
+// The sanitizer rightly objects to calls through a null pointer, but clients make them.
 [[gnu::noinline, gnu::no_sanitize("null")]] void deleteThrough(CException* e) { e->Delete(); }
 
 TEST(Exceptions, LiveOutsideTheCurrentMemoryManager) {
@@ -114,7 +115,7 @@ TEST(MemoryException, IsOneObjectThatSurvivesItsDeletion) {
     EXPECT_EQ(second, first);
     second->Delete();
     EXPECT_EQ(first->MessageText(), u"Not enough memory!") << "the other one is still in flight";
-    EXPECT_EQ(first->MessageText().Ptr(), first->MessageText().Ptr()) << "no body is made for the text";
+    EXPECT_EQ(first->MessageText().Ptr(), first->MessageText().Ptr()) << "no body is allocated for the text";
     EXPECT_EQ(AssertionOf([] { CMemoryException::operator new(sizeof(CMemoryException) + 1); }),
               u"ERRORS:317");
     CMemoryException elsewhere;

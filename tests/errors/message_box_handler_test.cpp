@@ -15,7 +15,7 @@ enum { kNone, kMain, kTool, kPalette, kDisabled, kForeign, kWindows };
 
 HWND handleOf(std::size_t window) { return reinterpret_cast<HWND>(window); }
 
-// A little window system: top-level windows in a row, some with an owner.
+// A minimal window system: a row of top-level windows, some with an owner.
 class CTestWindows : public IWindowSystem {
 public:
     CTestWindows() {
@@ -57,11 +57,11 @@ TEST(MessageBoxHandler, DisablesTheOtherWindowsOfTheApplicationMeanwhile) {
     CTestWindows windows;
     CMessageBoxHandler handler;
     EXPECT_EQ(handler.ShowMessage(handleOf(kTool), u"text", u"caption", MB_OK), 4);
-    EXPECT_EQ(windows.whileShown, " -+--+") << "all but the owner and the windows of others";
-    EXPECT_EQ(windows.enabled, " +++-+") << "what was disabled before stays so";
+    EXPECT_EQ(windows.whileShown, " -+--+") << "all but the owner and the windows of other applications";
+    EXPECT_EQ(windows.enabled, " +++-+") << "windows disabled before stay disabled";
 }
 
-TEST(MessageBoxHandler, AddsAnIconAndComesToTheFrontWhereNobodyAskedForMore) {
+TEST(MessageBoxHandler, AddsAMissingIconAndComesToTheFrontWithoutAUsableOwner) {
     CTestWindows windows;
     const std::pair<unsigned, unsigned> flags[] = {{0, 0x30}, {1, 0x31}, {2, 2}, {3, 0x33},
                                                    {4, 0x34}, {5, 5},    {6, 6}, {0x44, 0x44}};

@@ -9,11 +9,11 @@
 namespace Tarn {
 namespace {
 
-// A handler may own a file, whose end may fail.
+// A handler may own a file, which may fail to close.
 static_assert(!std::is_nothrow_destructible_v<CMessageHandler>);
 
 TEST(MessageHandler, AnswersWithThePreselectedButton) {
-    // The buttons, and the answer when the first, second, third and fourth of them is preselected.
+    // The set of buttons, and the answer when the first, second, third or fourth button is preselected.
     const unsigned table[][5] = {{0, 1, 1, 1, 1}, {1, 1, 2, 1, 1}, {2, 3, 4, 5, 3}, {3, 6, 7, 2, 6},
                                  {4, 6, 7, 6, 6}, {5, 4, 2, 4, 4}, {15, 3, 3, 3, 3}};
     for (const auto& row : table)
@@ -53,7 +53,7 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
     const std::u16string expected = u"\uFEFFone\r\ntwo\r\nthree\r\n\r\n";
     EXPECT_EQ(UnitsOf(file), expected);
 
-    // Line ends that come apart where a piece of the text ends.
+    // Line ends that are split between two pieces of the text.
     std::u16string text = u"x", lineEnds;
     for (int i = 0; i < 4000; i++) {
         text += i % 2000 < 1000 ? u"\n" : u"\r\n";
@@ -65,7 +65,7 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
     FileSystem::Remove(file);
 }
 
-TEST(FileMessageHandler, LosesWhatCannotBeWritten) {
+TEST(FileMessageHandler, DropsWhatCannotBeWritten) {
     for (const CUnicodeString name : {u"no/folder/file.txt", u"/dev/full"})
         EXPECT_EQ(CFileMessageHandler(name).ShowMessage(nullptr, u"lost", u"", 4 | 0x100), 7);
 }
@@ -73,7 +73,7 @@ TEST(FileMessageHandler, LosesWhatCannotBeWritten) {
 TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
     CUnicodeString log = FileSystem::GetEXEFileName();
     FileSystem::ReplaceExt(log, u".log");
-    FileSystem::MakeDir(log); // in the way of the file
+    FileSystem::MakeDir(log); // prevents the file from being created
     {
         CConsoleMessageHandler handler;
         EXPECT_EQ(handler.ShowMessage(nullptr, u"lost", u"", 4), 1);
@@ -82,7 +82,7 @@ TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
         CConsoleMessageHandler::SetAddCRLF(false);
         handler.ShowMessage(nullptr, u"two", u"", 0);
         CConsoleMessageHandler::SetAddCRLF(true);
-        EXPECT_EQ(UnitsOf(log), u"\uFEFFone\r\ntwo") << "a reader may look while the log is open";
+        EXPECT_EQ(UnitsOf(log), u"\uFEFFone\r\ntwo") << "the log can be read while it is open";
     }
     FileSystem::Remove(log);
 }

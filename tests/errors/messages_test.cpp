@@ -31,7 +31,7 @@ TEST_F(Messages, TakeTheirParametersAndKeepThemWhereTheyAreUndefined) {
 }
 
 TEST_F(Messages, AreListedWhileTheyLive) {
-    // Objects leave in any order: from the head of the list, from its middle, from its end.
+    // Objects are destroyed in any order: from the head of the list, its middle and its end.
     for (const int first : {0, 1, 2}) {
         std::optional<CMessage> messages[] = {std::nullopt, std::nullopt, std::nullopt};
         for (auto& message : messages)
@@ -50,7 +50,7 @@ TEST_F(Messages, AreSavedForTheTranslators) {
     const CMessage used(u"MSG_HELP_NO_HELP_FILE", 0);
     const CUnicodeString file = TempFile::New(u"msg");
     for (int i = 0; i < 2; i++)
-        SaveUndefinedMessages(file); // anew each time
+        SaveUndefinedMessages(file); // rewrites the file each time
     EXPECT_EQ(UnitsOf(file),
               u"\uFEFFMSG_UNKNOWN_HERE\r\n********** Unused messages ********\r\nERR_CANT_LOAD_MODULE\r\n"
               u"ERR_NOT_ENOUGH_BITMAP_MEMORY\r\nMSG_COMMDLG_BUFFER_TOO_SMALL\r\nMSG_COMMDLG_GENERIC_ERROR\r\n"

@@ -14,7 +14,7 @@ constexpr unsigned kStopIcon = 0x10;
 void assertHere() { GenAssert(u"Source", 12); }
 void failInSystem() { GenCheckLastError(5); }
 
-// Shows through a recording handler.
+// Shows messages through a recording handler.
 class Reporting : public testing::Test {
 protected:
     ~Reporting() noexcept override {
@@ -29,7 +29,7 @@ protected:
     CInternalError internalError{u"Source", 12};
 };
 
-TEST_F(Reporting, ThrowsWhereItMayAndShowsInsideAStaticPart) {
+TEST_F(Reporting, ThrowsOutsideAStaticPartAndShowsInsideOne) {
     BeginStaticPart();
     BeginStaticPart();
     assertHere();
@@ -42,7 +42,7 @@ TEST_F(Reporting, ThrowsWhereItMayAndShowsInsideAStaticPart) {
     }).join();
     GenCheck(error, u"one", nullptr, u"three");
     EndStaticPart();
-    EXPECT_FALSE(IsInsideStaticPart()) << "they do not nest";
+    EXPECT_FALSE(IsInsideStaticPart()) << "static parts do not nest";
     CThrowingSwitcher off(false);
     failInSystem();
     EXPECT_EQ(FailureOf([] { ThrowFileException(5, u"f"); }), "5 f");
@@ -53,7 +53,7 @@ TEST_F(Reporting, ThrowsWhereItMayAndShowsInsideAStaticPart) {
     EXPECT_EQ(handler.shown[2].flags, kStopIcon);
 }
 
-TEST_F(Reporting, LosesAWarningThatCannotBeShown) {
+TEST_F(Reporting, DropsAWarningThatCannotBeShown) {
     handler.whileShowing = [] { ThrowFileException(112, u"log"); };
     Warning(&denied);
     EXPECT_FALSE(IsInsideWarning());
@@ -66,7 +66,7 @@ TEST_F(Reporting, AllowsChecksAndOtherThreadsInsideAWarning) {
         handler.whileShowing = nullptr;
         std::thread([&] { Warning(&denied); }).join();
         EXPECT_EQ(FailureOf([&] { GenCheck(error); }), "ERR_OF_THIS_TEST");
-        EXPECT_TRUE(IsInsideWarning()) << "the check put the state back";
+        EXPECT_TRUE(IsInsideWarning()) << "the check restored the state";
     };
     Warning(&denied);
     EXPECT_FALSE(IsInsideWarning());
@@ -85,7 +85,7 @@ TEST_F(Reporting, LetsTheUserEndTheProcessAfterAnInternalError) {
 }
 
 TEST_F(Reporting, EndsTheProcessAtASecondReportOnTheSameThread) {
-    // What is shown goes to the standard error output of the process that ends; then comes the failure.
+    // Prints the text shown to the standard error output of the process that ends; then causes the failure.
     const auto printAndFail = [this](std::function<void()> fail) {
         handler.whileShowing = [this, fail] {
             for (char16_t unit : handler.shown.back().text + u"|")
@@ -97,7 +97,7 @@ TEST_F(Reporting, EndsTheProcessAtASecondReportOnTheSameThread) {
     const char* const lastWords = "12\\.\\|Double internal error! Application terminated\\.\\|$";
     const testing::ExitedWithCode ended(3);
 
-    printAndFail(assertHere); // also while the last words are shown
+    printAndFail(assertHere); // also while the last message is shown
     EXPECT_EXIT(Warning(&internalError), ended, lastWords) << "an assertion inside a warning";
     EXPECT_EXIT((BeginStaticPart(), assertHere()), ended, lastWords) << "an assertion inside an assertion";
     printAndFail([this] { Warning(&denied); });
@@ -113,7 +113,7 @@ TEST_F(Reporting, StopsInTheDebuggerAsTheUsersSwitchesSay) {
         key.SetStringValue(u"AssertStopMode", forAssertions);
         key.SetStringValue(u"ErrorStopMode", u"DEBUG");
     };
-    // Wine lets 32-bit programs, and only those, end with code 0 there.
+    // Under Wine 32-bit programs, and only those, end with code 0 there.
     const auto isEnded = [](int status) { return status != 0 || (kPointerSize == 4 && !kDocumentedCalls); };
     EXPECT_EXIT((setModes(u"always"), assertHere()), isEnded, "");
     EXPECT_EXIT((setModes(u"Never"), std::_Exit(DebugStopOnAssert() * 10 + DebugStopOnCheck())),

@@ -1,5 +1,5 @@
-// What the tests of reports share: a message handler that remembers what it was asked to show and answers as
-// it is told, the library with its texts, and what a report has left in a file.
+// Shared by the tests of reports: a message handler that records what it was asked to show and gives a set
+// answer, the library with its texts, and the contents of report files.
 #pragma once
 
 #include <tarnkit/tarnkit.h>
@@ -29,14 +29,14 @@ public:
     std::function<void()> whileShowing;
 };
 
-/// The library with its catalogue.
+/// Starts the library, so that its catalogue is available.
 class StartedForReports : public testing::Test {
 protected:
     StartedForReports() { EXPECT_TRUE(Tarn::Initialize(nullptr, nullptr)); }
     ~StartedForReports() override { Tarn::Clean(); }
 };
 
-/// The code units of a file of UTF-16.
+/// The code units of a UTF-16 file.
 inline std::u16string UnitsOf(const Tarn::CUnicodeString& name) {
     Tarn::CFile file(name, Tarn::CFile::ForReading | Tarn::CFile::DenyNone);
     std::u16string units(static_cast<std::size_t>(file.GetLength()) / 2, u'\0');
