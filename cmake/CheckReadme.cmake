@@ -1,4 +1,4 @@
-# The text of EXAMPLE stands in README, to the letter.
+# Checks that README contains the exact text of EXAMPLE.
 file(READ ${README} readme)
 file(READ ${EXAMPLE} example)
 string(STRIP "${example}" example)

@@ -1,4 +1,4 @@
-// The pages of docs/ and the programs that they show.
+// Checks that the pages of docs/ show the programs that are built, and their output.
 #include "tests/files/support.h"
 #include "tests/support/system.h"
 

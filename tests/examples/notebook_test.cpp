@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The profile keeps the settings apart from those of other runs; some systems keep them after the tests.
+// The profile keeps these settings apart from those of other runs; some systems keep them after the tests.
 std::string commandLine(const std::string& arguments, const fs::path& program = TARNKIT_NOTEBOOK) {
     const std::string profile = fs::current_path().parent_path().filename().string();
     return "\"" + program.string() + "\" --profile " + profile + " " + arguments;
@@ -41,7 +41,7 @@ void expectFailure(const std::string& arguments, const std::string& message) {
     EXPECT_TRUE(contains(run.output, message)) << arguments << ":\n" << run.output;
 }
 
-// Each test runs in a folder of its own.
+// Gives each test a folder of its own.
 class Notebook : public FreshFolder {
 protected:
     void SetUp() override { fs::current_path(folder); }
@@ -50,7 +50,7 @@ protected:
         fs::current_path(folder.parent_path());
     }
 
-    // Makes a book "b" of one short note and returns its bytes.
+    // Creates a book "b" with one short note and returns its bytes.
     static std::string makeBook() {
         WriteBytes("wide.txt", "\xE2\x82\xAC");
         done("import b wide.txt");
@@ -65,7 +65,7 @@ protected:
 
 } // namespace
 
-TEST_F(Notebook, StoresTheDocumentedBytesAndGivesThemBack) {
+TEST_F(Notebook, StoresTheDocumentedBytesAndReadsThemBack) {
     const std::string text = "\r\n T \nx\n";
     const std::string note("\1T\0\x08\r\0\n\0 \0T\0 \0\n\0x\0\n\0", 20); // its title and its text
     WriteBytes("note.txt", text);
@@ -74,7 +74,7 @@ TEST_F(Notebook, StoresTheDocumentedBytesAndGivesThemBack) {
     EXPECT_EQ(done("show b 1"), text);
     done("export b 1 \"no\xCC\x88te \xD0\x96.txt\"");
     EXPECT_EQ(BytesOf(u"no\u0308te \u0416.txt"), text);
-    WriteBytes("b.lock", "\n"); // the user's own
+    WriteBytes("b.lock", "\n"); // a file of the user's
     EXPECT_TRUE(contains(done("import b b.lock"), "(b, "));
     EXPECT_EQ(BytesOf("b.lock"), "\n");
     EXPECT_EQ(filesLeft(), 4u);
@@ -85,7 +85,7 @@ TEST_F(Notebook, StoresTheDocumentedBytesAndGivesThemBack) {
     EXPECT_EQ(BytesOf("old").substr(0, 2 + note.size() + 8), "\x02\x02" + note + std::string(8, '\0'));
 }
 
-TEST_F(Notebook, SortsAndFiltersNotesByWhatTheUserKnowsOfThem) {
+TEST_F(Notebook, SortsAndFiltersNotes) {
     for (const auto& [text, time] : {std::pair("banana\nsee: 7", "2026-05-02 14:30"),
                                      {"Cherry", "1999-12-31 09:05"},
                                      {"apple\n\xD0\x96", "2004-02-29 00:00"}}) {
@@ -93,7 +93,7 @@ TEST_F(Notebook, SortsAndFiltersNotesByWhatTheUserKnowsOfThem) {
         done(std::string("import b note --time \"") + time + "\"");
     }
     EXPECT_TRUE(contains(done("list b"), "2026 14:30  banana\n"));
-    // With the numbers of the notes.
+    // The options, and the numbers of the notes listed.
     const std::pair<const char*, const char*> cases[] = {{"", "123"},
                                                          {"--sort number --with 0-9C", "12"},
                                                          {"--sort title", "312"},
@@ -128,14 +128,14 @@ TEST_F(Notebook, KeepsTextsOfEveryEncoding) {
         EXPECT_EQ(BytesOf("out"), bytes) << option;
     }
     EXPECT_TRUE(contains(done("list b"), "  A mark, and a line\n"));
-    // Encodings that are never written can be read.
+    // Encodings that are never written can still be read.
     WriteBytes("in", std::string("\xFE\xFF\x04\x16\0A\0\0", 8));
     done("import b in --code-page 1251");
     EXPECT_EQ(done("show b 7"), "\xD0\x96"
                                 "A ");
 }
 
-TEST_F(Notebook, TriesAloneWithoutATrace) {
+TEST_F(Notebook, WritesNothingInADryRun) {
     WriteBytes("note.txt", "text \xD0\x96");
     EXPECT_TRUE(contains(done("import b note.txt --dry-run"), "b would have 36 bytes.\n"));
     EXPECT_EQ(filesLeft(), 1u);
@@ -149,7 +149,7 @@ TEST_F(Notebook, TriesAloneWithoutATrace) {
     EXPECT_EQ(filesLeft(), 2u);
 }
 
-TEST_F(Notebook, KnowsTheBooksItHadLast) {
+TEST_F(Notebook, RemembersRecentBooks) {
     WriteBytes("note", "text");
     expectFailure("list", "used no book yet");
     done("import tried note --dry-run");
@@ -169,7 +169,7 @@ TEST_F(Notebook, KnowsTheBooksItHadLast) {
     expectFailure("list", "used no book yet");
 }
 
-TEST_F(Notebook, SpeaksAndPaintsAsItsUserLikes) {
+TEST_F(Notebook, UsesTheLanguageAndColorsOfItsUser) {
     const auto run = [](const char* arguments) { return RunProgram(commandLine(arguments)); };
     for (const char* setting : {"language 2", "time-color \"b=3, R = 1\"", "title-color Sys=WindowText"})
         EXPECT_EQ(done(std::string("set ") + setting), "");
@@ -209,7 +209,7 @@ TEST_F(Notebook, TakesOptionsFromTheIniFileBesideIt) {
     EXPECT_TRUE(contains(run("show b 1"), "notebook.ini is corrupted (line 1)"));
 }
 
-TEST_F(Notebook, SaysWhatIsWrongAndFails) {
+TEST_F(Notebook, ExplainsFailures) {
     WriteBytes("note.txt", "text");
     WriteBytes("latin.txt", "\xE9t\xE9");
     WriteBytes("odd.txt", "\xFF\xFE"
@@ -278,7 +278,7 @@ TEST_F(Notebook, LeavesABookThatOutgrowsTheDiskAsItWas) {
     EXPECT_GT(log.Find(u"accessing stdout"), log.Find(u"accessing"));
 }
 
-TEST_F(Notebook, LosesNoNoteWhenSeveralProgramsImportAtOnce) {
+TEST_F(Notebook, LosesNoNoteWhenSeveralProgramsImportTogether) {
     WriteBytes("note.txt", "text");
     std::vector<std::future<CProgramRun>> runs;
     for (int i = 0; i < 8; i++)

@@ -18,8 +18,8 @@ constexpr int kSmallBuffer = CArchive::kLeastBufferSize;
 const std::string kEndOfFile = FileFailure(CFileException::endOfFile, "app");
 const std::string kDiskFull = FileFailure(ERROR_DISK_FULL, "full");
 
-// A file "app" of an application's own class. It remembers the sizes of its transfers, and it can fail or
-// have no length.
+// A file "app" of a class that an application derives. It records the sizes of its transfers, can make them
+// fail and can report no length.
 class CApplicationFile : public CFile {
 public:
     std::vector<int> transfers;
@@ -206,7 +206,7 @@ TEST(Archive, ReportsAFullDiskOnceUnlessItIsAbortedOrUnwinding) {
               FileFailure(ERROR_CRC, "other"));
 }
 
-TEST(Archive, AssertsTheDirectionAndTheFileInEveryTransfer) {
+TEST(Archive, AssertsThatEveryTransferHasAFileAndTheRightDirection) {
     int number = 1;
     const auto assertionsOf = [&](CArchive& archive) {
         return FailureOf([&] { archive >> number; }) + FailureOf([&] { archive.Skip(1); }) + "|" +

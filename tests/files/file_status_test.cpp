@@ -26,7 +26,7 @@ protected:
 const CTime kLongAgo = CTime::CreateZeroTime() + CTimeSpan::CreateFromTimeUnits(0x018B000012345679);
 const CTime kLater = CTime::CreateZeroTime() + CTimeSpan::CreateFromTimeUnits(0x01DA6B0089ABCDEF);
 
-TEST_F(FileStatusTest, IsTheSameByNameAndOfTheOpenFile) {
+TEST_F(FileStatusTest, IsTheSameByNameAndFromTheOpenFile) {
     const CFileStatus byName = statusOf(u"File");
     EXPECT_EQ(byName.FullName, Full("File"));
     EXPECT_EQ(byName.Size, 5);
@@ -40,7 +40,7 @@ TEST_F(FileStatusTest, IsTheSameByNameAndOfTheOpenFile) {
     EXPECT_NE(statusOf(u"dir").Attributes & FILE_ATTRIBUTE_DIRECTORY, 0u);
 }
 
-TEST_F(FileStatusTest, SetsTimesAndAttributesInOneCallAlsoOfAReadOnlyFile) {
+TEST_F(FileStatusTest, SetsTimesAndAttributesInOneCallEvenForAReadOnlyFile) {
     CFileStatus status = statusOf(u"File");
     status.ModificationTime = kLongAgo;
     status.AccessTime = kLater;
@@ -51,11 +51,11 @@ TEST_F(FileStatusTest, SetsTimesAndAttributesInOneCallAlsoOfAReadOnlyFile) {
     status.AccessTime = CTime::CreateZeroTime();
     status.Attributes = FILE_ATTRIBUTE_NORMAL;
     CFile::SetStatus(u"File", status);
-    status.AccessTime = kLater; // was left alone
+    status.AccessTime = kLater; // was left unchanged
     EXPECT_TRUE(fieldsOf(statusOf(u"File")) == fieldsOf(status));
 }
 
-TEST_F(FileStatusTest, WithoutTimesChangesAttributesOnlyOfAReadOnlyFile) {
+TEST_F(FileStatusTest, WithoutTimesChangesTheAttributesOnlyIfTheFileIsReadOnly) {
     WriteBytes(folder / "File", "12345", true);
     CFileStatus status;
     for (const DWORD attributes : {FILE_ATTRIBUTE_NORMAL, FILE_ATTRIBUTE_READONLY}) {
@@ -73,7 +73,7 @@ TEST_F(FileStatusTest, NamesTheFileThatFails) {
     EXPECT_EQ(FailureOf([&] { CFile().GetStatus(status); }), "assertion");
     EXPECT_EQ(set(u"none"), FileFailure(ERROR_FILE_NOT_FOUND, "none"));
     CFile file(u"File", CFile::ForWriting | CFile::DenyNone);
-    EXPECT_EQ(set(u"File"), FileFailure(ERROR_SHARING_VIOLATION, "File")) << "somebody writes it";
+    EXPECT_EQ(set(u"File"), FileFailure(ERROR_SHARING_VIOLATION, "File")) << "the file is open for writing";
 }
 
 } // namespace

@@ -24,7 +24,7 @@ TEST(FileFlags, AreTranslatedForTheSystem) {
         EXPECT_EQ(FailureOf([&] { CFile(u"file", badFlags); }), "assertion");
 }
 
-TEST_F(FileTest, OpensAsItsFlagsSayOrStaysAsItWas) {
+TEST_F(FileTest, OpensAsItsFlagsSayOrIsLeftUnchanged) {
     WriteBytes(folder / "file", "old");
     CFile reader(u"file", CFile::ForReading | CFile::DenyWrite);
     CFile file;
@@ -88,8 +88,8 @@ TEST_F(FileTest, HasOneOwnerAndIsMovedNotCopied) {
 
 constexpr int kAdded = 20;
 
-// Adds what `make` returns for each number to containers that grow and then lose their first element; calls
-// `check` with the number of each element that is left.
+// Adds what `make` returns for each number to containers that grow, then removes their first element and
+// calls `check` for each remaining element with its number.
 void inContainers(auto make, auto check) {
     CArray<decltype(make(0))> array;
     std::vector<decltype(make(0))> vector;
@@ -106,7 +106,7 @@ void inContainers(auto make, auto check) {
         check(++number + 1, element);
 }
 
-TEST_F(FileTest, IsHandedOverByContainersAsMemoryFilesAndArchivesAre) {
+TEST_F(FileTest, IsMovedByContainersAsMemoryFilesAndArchivesAre) {
     inContainers([](int i) { return CFile(UnicodeStr(i, 10), kNewFile); },
                  [this](int i, CFile& file) {
                      EXPECT_EQ(file.GetFileName(), Full(std::to_string(i).c_str()));
@@ -128,7 +128,7 @@ TEST_F(FileTest, IsHandedOverByContainersAsMemoryFilesAndArchivesAre) {
         return archive;
     };
     inContainers(makeArchive, [](int, CArchive& archive) { EXPECT_NE(archive.GetFile(), nullptr); });
-    for (int i = 0; i < 2 * kAdded; i++) // those that were removed had no contents before the archive's
+    for (int i = 0; i < 2 * kAdded; i++) // the removed files had no contents before the archives'
         EXPECT_EQ(files[i].GetLength(), i % kAdded == 0 ? 4 : 8) << i;
 }
 

@@ -8,7 +8,7 @@ using namespace Tarn;
 
 namespace {
 
-// Keeps its contents in a member of its own, where they never move.
+// Keeps its contents in a member, where they never move.
 class CFixedFile : public CMemoryFile {
 public:
     int blocks = 0;
@@ -23,7 +23,7 @@ private:
     }
 };
 
-TEST(MemoryFile, GrowsInWholeStepsAndLosesNothingWithoutMemory) {
+TEST(MemoryFile, GrowsInWholeStepsAndLosesNothingWhenMemoryRunsOut) {
     CRefusingManager manager;
     CMemoryManagerSwitcher switching(&manager);
     CMemoryFile file;
@@ -64,7 +64,7 @@ TEST(MemoryFile, ReadsOverwritesAndSeeksWithinItsLength) {
     EXPECT_EQ(file.blocks, 0);
 }
 
-TEST(MemoryFile, TakesABlockOverAndGivesItAway) {
+TEST(MemoryFile, AttachesAndDetachesABlock) {
     CRefusingManager manager;
     CMemoryManagerSwitcher switching(&manager);
     CMemoryFile file(1);
@@ -75,10 +75,10 @@ TEST(MemoryFile, TakesABlockOverAndGivesItAway) {
     file.Write("J", 1);
     file.SetLength(5);
     EXPECT_EQ(BytesOf(file), "Jello");
-    EXPECT_EQ(FailureOf([&] { file.SetLength(6); }), "assertion") << "grew without a step";
+    EXPECT_EQ(FailureOf([&] { file.SetLength(6); }), "assertion") << "there is no step to grow by";
     alloc_delete_array(file.Detach());
     EXPECT_TRUE(file.IsOpen() && file.GetLength() == 0 && file.GetPosition() == 0);
-    EXPECT_EQ(FailureOf([&] { file.Write("x", 1); }), "assertion") << "the step did not stay";
+    EXPECT_EQ(FailureOf([&] { file.Write("x", 1); }), "assertion") << "the step is still 0 after Detach";
 }
 
 TEST(MemoryFile, AssertsMisuse) {

@@ -1,4 +1,4 @@
-// What the file tests share: a fresh folder for each test and whole files as bytes.
+// Shared by the file tests: a fresh folder for each test, and reading and writing whole files as bytes.
 #pragma once
 
 #include "tests/support/failure.h"
@@ -12,7 +12,7 @@
 
 namespace Tarn {
 
-/// Bytes, one to a character.
+/// Bytes, one per character.
 using Bytes = std::string;
 
 inline Bytes BytesOf(const Path& file) {
@@ -25,7 +25,7 @@ inline Bytes BytesOf(const CMemoryFile& file) {
 }
 
 inline void WriteBytes(const Path& file, const Bytes& bytes, bool isReadOnly = false) {
-    std::filesystem::remove(file); // emptying a file that exists waits for the disk
+    std::filesystem::remove(file); // truncating an existing file would wait for the disk
     std::ofstream(file, std::ios::binary) << bytes;
     if (isReadOnly)
         std::filesystem::permissions(file, std::filesystem::perms::owner_read);
@@ -33,7 +33,7 @@ inline void WriteBytes(const Path& file, const Bytes& bytes, bool isReadOnly = f
 
 inline CUnicodeString NameOf(const Path& path) { return path.u16string().c_str(); }
 
-/// A fresh folder that is the library's current directory for the length of the test.
+/// A fresh folder that is the library's current directory for the duration of the test.
 class FolderTest : public FreshFolder {
 protected:
     FolderTest() { FileSystem::ChangeDir(Full("")); }

@@ -35,7 +35,7 @@ TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
 }
 
 // In the temporary directory and in another one.
-TEST_F(TempFileTest, BecomePermanentOverAnOldFileOrStayWithEverythingAsItWas) {
+TEST_F(TempFileTest, ReplaceAnOldFileWhenMadePermanentOrLeaveEverythingUnchanged) {
     for (const char* name : {"old", "temp/old", "readonly", "temp/readonly", "held"})
         WriteBytes(folder / name, "old", Path(name).filename() == "readonly");
     stdfs::create_directory(folder / "dir");
@@ -62,7 +62,7 @@ TEST_F(TempFileTest, BecomePermanentOverAnOldFileOrStayWithEverythingAsItWas) {
     EXPECT_EQ(CountIn(""), 6);
 }
 
-TEST_F(TempFileTest, AreAllRemovedAtTheEndButForThoseInUseOrPermanent) {
+TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
     stdfs::remove(PathOf(New(nullptr)));
     const CUnicodeString inUse = New(nullptr), replaced = New(nullptr), own = New(nullptr);
     MakePermanent(New(nullptr), replaced);

@@ -85,7 +85,7 @@ TEST_F(TextFile, IsWrittenWithLineEndsBetweenItsLines) {
     });
 }
 
-TEST_F(TextFile, IsLeftAloneWhenItIsHeldOrItsTextHasNoCodePage) {
+TEST_F(TextFile, IsLeftUnchangedWhenItIsInUseOrTheCodePageDoesNotExist) {
     constexpr unsigned kNoCodePage = 12345;
     const CArray<CUnicodeString> lines{u"", u"a"};
     WriteBytes(folder / "text", "old");

@@ -15,7 +15,7 @@ using namespace Tarn;
 
 namespace {
 
-// A manager whose handle is not that of a heap.
+// A manager with a handle that is not a heap's.
 struct CLostHeap {
     CHeapManager manager;
 
@@ -28,7 +28,7 @@ struct CLostHeap {
 
 } // namespace
 
-TEST(HeapManager, KeepsAHeapInUseUnlessForcedAndUnusedAtItsCreation) {
+TEST(HeapManager, KeepsAHeapInUseUnlessForcedAndUnusedAtTheLastCreate) {
     CHeapManager heap;
     heap.Destroy(true);
     heap.Create();
@@ -50,7 +50,7 @@ TEST(HeapManager, KeepsAHeapInUseUnlessForcedAndUnusedAtItsCreation) {
     EXPECT_EQ(heap.Handle(), nullptr);
     heap.Create();
     heap.Destroy(false);
-    EXPECT_EQ(heap.Handle(), nullptr) << "blocks destroyed by force no longer count";
+    EXPECT_EQ(heap.Handle(), nullptr) << "blocks that were destroyed by force no longer count";
 }
 
 TEST(HeapManager, CountsTheBlocksOfAPhaseOfWorkThatAreFreedOnAnyThread) {
@@ -85,7 +85,7 @@ TEST(HeapManager, AssertsWhenTheSystemCannotDestroyTheHeap) {
                   ThrowMemoryException();
               }),
               "memory")
-        << "the exception in flight";
+        << "the exception that was already in flight";
 }
 
 TEST(HeapManager, TracesItsHandleAndWhatRefersToIt) {

@@ -13,11 +13,11 @@ struct CPair {
 
 constexpr CFieldPlace wordAt(std::size_t offset) { return CFieldPlace::Of<int>(offset); }
 
-TEST(Layout, FindsTheFirstFieldThatIsNotWhereTheListSays) {
+TEST(Layout, FindsTheFirstFieldThatDiffersFromTheList) {
     EXPECT_EQ(MisplacedField<CPair>({wordAt(4), wordAt(0)}), 1) << "in another order";
     EXPECT_EQ(MisplacedField<CPair>({wordAt(0), CFieldPlace::Of<short>(4)}), 2) << "narrower";
-    EXPECT_EQ(MisplacedField<CPair>({wordAt(0)}), 2) << "one more than was said";
-    EXPECT_EQ(MisplacedField<IMemoryManager>({wordAt(0)}), 1) << "in place of the virtual table";
+    EXPECT_EQ(MisplacedField<CPair>({wordAt(0)}), 2) << "one field more than listed";
+    EXPECT_EQ(MisplacedField<IMemoryManager>({wordAt(0)}), 1) << "in the place of the virtual table pointer";
 }
 
 } // namespace

@@ -36,7 +36,7 @@ struct CFailingManager : IMemoryManager {
     void Free(void*) override {}
 };
 
-// Keeps the last message.
+// Records the last message.
 struct CLastMessage : CMessageHandler {
     CUnicodeString text;
 
@@ -48,7 +48,7 @@ struct CLastMessage : CMessageHandler {
 
 } // namespace
 
-TEST(MemoryManager, SmallBlocksComeFromTheCurrentManagerUnlessSwitchingIsOffAndLargeOnesNever) {
+TEST(MemoryManager, SmallBlocksComeFromTheCurrentManagerUnlessSwitchingIsOffAndLargeOnesNeverDo) {
     CRefusingManager manager;
     const CMemorySwitches saved = GetMemorySwitches();
     CMemorySwitches off = saved;
@@ -70,7 +70,7 @@ TEST(MemoryManager, SmallBlocksComeFromTheCurrentManagerUnlessSwitchingIsOffAndL
     alloc_delete(nullptr);
 }
 
-// The test framework allocates memory too, so expectations stand outside the scopes of the switchers.
+// The test framework allocates memory too, so expectations are outside the scopes of the switchers.
 TEST(MemoryManager, ScopesNestInTheirThreadAndBlocksReturnToTheirManager) {
     CRefusingManager outer, inner;
     void *fromInner, *fromDefault;
@@ -97,7 +97,7 @@ TEST(MemoryManager, ScopesNestInTheirThreadAndBlocksReturnToTheirManager) {
     std::thread([&] { alloc_delete(fromInner); }).join();
 }
 
-TEST(MemoryManager, ARefusalIsTheMemoryException) {
+TEST(MemoryManager, AnAllocationThatFailsThrowsTheMemoryException) {
     CRefusingManager manager;
     CMemoryManagerSwitcher switcher(&manager);
     void (*const requests[])() = {
@@ -148,7 +148,7 @@ TEST(MemoryManager, NewWithoutExceptionsDisposesOfAFailure) {
     EXPECT_EQ(CFailure::disposedOf, 1);
 }
 
-TEST(MemoryManager, EveryFormOfNewAndDeleteAgrees) {
+TEST(MemoryManager, AllFormsOfNewAndDeleteMatch) {
     CRefusingManager manager;
     CMemoryManagerSwitcher switcher(&manager);
     const auto useObjects = [] {
@@ -168,7 +168,7 @@ TEST(MemoryManager, EveryFormOfNewAndDeleteAgrees) {
     EXPECT_TRUE(manager.TryWith(0, useArrays));
 }
 
-TEST(MemoryManager, ALargeBlockThatIsNotTheSystemsIsAnAssertionWhichDeleteShows) {
+TEST(MemoryManager, FreeingAnUnknownLargeBlockIsAnAssertionWhichDeleteShows) {
     IMemoryManager* const manager = &GetLargeBlockManager();
     void* const freed = manager->Alloc(100000);
     std::memset(freed, 1, 100000);

@@ -14,7 +14,7 @@ namespace {
 
 char* at(void* block, int offset) { return static_cast<char*>(block) + offset; }
 
-// Links a page that the system did not allocate behind one of a pool, so that the release of the pool fails.
+// Links a page that the system did not allocate after a page of a pool, so that releasing the pool fails.
 void linkNoPage(void* page) {
     static void* noPage[8];
     *static_cast<void**>(page) = noPage;
@@ -37,7 +37,7 @@ TEST(BlockManager, CutsPagesIntoAlignedBlocksInAscendingOrder) {
     }
 }
 
-TEST(BlockManager, FreedBlocksComeBackLastInFirstOut) {
+TEST(BlockManager, ReusesFreedBlocksLastInFirstOut) {
     CBlockManager pool(20, 4096);
     void* blocks[] = {pool.Alloc(), pool.Alloc(), pool.Alloc()};
     pool.Free(blocks[0]);
@@ -68,13 +68,13 @@ TEST(BlockManager, ResetKeepsThePagesForReuse) {
 TEST(BlockManager, HugeBlocksDoNotShareAPage) {
     constexpr int kHuge = 0x50000000;
     CBlockManager pool(kHuge, 65536);
-    FailureOf([&] { // some targets do not have so much memory
+    FailureOf([&] { // some targets do not have that much memory
         char* first = at(pool.Alloc(), 0);
         EXPECT_NE(pool.Alloc(), first + kHuge) << "beyond the end of the page";
     });
 }
 
-TEST(StackManager, BumpsRoundsAndCountsWhatWasAskedFor) {
+TEST(StackManager, RoundsUpSizesButCountsThoseRequested) {
     CStackManager stack;
     char* first = at(stack.Alloc(1), 0);
     EXPECT_EQ(stack.Alloc(1), first + kAllocationUnit);
@@ -85,14 +85,14 @@ TEST(StackManager, BumpsRoundsAndCountsWhatWasAskedFor) {
     EXPECT_EQ(stack.AllocatedSize(), 2);
 }
 
-TEST(StackManager, StatesComeBackWithTheSameAddresses) {
+TEST(StackManager, ReusesTheSameAddressesAfterAReset) {
     CStackManager stack(1024);
     stack.Alloc(100);
     CStackManagerState state;
     stack.GetState(state);
     void* first = stack.Alloc(500);
-    void* second = stack.Alloc(900);         // opens a block
-    std::memset(stack.Alloc(5000), 7, 5000); // and another one of its own
+    void* second = stack.Alloc(900);         // opens a second block
+    std::memset(stack.Alloc(5000), 7, 5000); // opens a third block, just for itself
     stack.Reset(state);
     EXPECT_EQ(stack.AllocatedSize(), 100);
     EXPECT_EQ(stack.Alloc(500), first);
@@ -137,7 +137,7 @@ TEST(OneBlockAllocator, GrowsInPlaceUpToItsReservation) {
     EXPECT_EQ(FailureOf([] { COneBlockAllocator tooLarge(INT_MAX); }), "memory");
 }
 
-TEST(SizeClassAllocator, ServesTheFirstClassThatFitsAndKeepsThePagesOfBlocksThatAreOut) {
+TEST(SizeClassAllocator, ServesTheFirstClassThatFitsAndKeepsThePagesOfBlocksInUse) {
     CSizeClassAllocator pool;
     int actual = 0;
     void* kept = pool.Alloc(40, actual);

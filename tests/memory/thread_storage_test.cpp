@@ -12,7 +12,7 @@ namespace {
 
 void* pointerOf(std::intptr_t value) { return reinterpret_cast<void*>(value); }
 
-TEST(ThreadDataStorage, HandsOutNewSlotsThatStartAsNull) {
+TEST(ThreadDataStorage, AllocatesSlotsThatStartAsNull) {
     CThreadDataStorage storage;
     for (int slot = 0; slot < 40; slot++) {
         EXPECT_EQ(storage.AllocSlot(), slot);
@@ -24,7 +24,7 @@ TEST(ThreadDataStorage, HandsOutNewSlotsThatStartAsNull) {
         EXPECT_EQ(storage.GetSlotData(slot), pointerOf(slot + 1));
 }
 
-TEST(ThreadDataStorage, KeepsThreadsThatArriveTogetherApart) {
+TEST(ThreadDataStorage, SeparatesThreadsThatUseItForTheFirstTimeTogether) {
     CThreadDataStorage storage;
     static CThreadRecord record{2};
     const int slot = storage.AllocSlot();
@@ -34,7 +34,7 @@ TEST(ThreadDataStorage, KeepsThreadsThatArriveTogetherApart) {
         threads.emplace_back([&, i] {
             EXPECT_EQ(storage.GetSlotData(slot), nullptr);
             storage.SetSlotData(slot, pointerOf(i));
-            EXPECT_EQ(record.Find(), nullptr) << "asking makes no block";
+            EXPECT_EQ(record.Find(), nullptr) << "Find allocates no block";
             auto* block = static_cast<unsigned char*>(record.Get());
             EXPECT_TRUE(block[0] == 0 && block[1] == 0);
             std::this_thread::yield();
@@ -58,7 +58,7 @@ TEST(ThreadDataStorage, HoldsNothingWhenTheSystemHasNoIndexLeft) {
     while (nextHolds())
         ASSERT_LT(storages.size(), 5000u);
     storages.clear();
-    EXPECT_TRUE(nextHolds()) << "the indices were given back";
+    EXPECT_TRUE(nextHolds()) << "the indices were freed";
 }
 
 } // namespace

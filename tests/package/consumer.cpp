@@ -1,4 +1,4 @@
-// Built against an installed Tarnkit: a text of its own, in both languages, and one of the library's.
+// Built against an installed Tarnkit. Shows a text of its own in both languages, and one of the library's.
 #include <tarnkit/tarnkit.h>
 
 using namespace Tarn;

@@ -1,4 +1,4 @@
-// All inline functions of the public headers. What they use, the library must export.
+// Uses all inline functions of the public headers. The library must export everything that they call.
 #include <tarnkit/non_throwing.h>
 #include <tarnkit/tarnkit.h>
 

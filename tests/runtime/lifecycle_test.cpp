@@ -11,7 +11,7 @@ int initCount;
 int termCount;
 void countInit() { initCount++; }
 void failInit() { GenAssert(u"Test", 77); }
-// Needs a library meanwhile, as a text in another language does.
+// Loads a library during termination, as looking up a text in another language does.
 void countTerm() {
     termCount++;
     EXPECT_NE(LoadDLL(NameOf(Path(TEST_MODULES) / "Bare.dll")), nullptr);
@@ -56,14 +56,14 @@ TEST_F(Lifecycle, KnowsTheApplication) {
     EXPECT_EQ(IsWindowsNT() + IsWindows95() + IsPocketPC2000() + IsPocketPC2002(), 1);
 }
 
-TEST_F(Lifecycle, ReadsItsSwitchesAtTheStart) {
+TEST_F(Lifecycle, ReadsItsSwitchesAtStartUp) {
     setSwitch(u"EnableHeapSwitching", u"0");
     setSwitch(u"BreakOnMemoryException", u"yes");
     setSwitch(u"SystemMemoryBlockOffset", u"7fF");
     setSwitch(u"Temp", NameOf(folder), HKEY_LOCAL_MACHINE);
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     EXPECT_FALSE(GetMemorySwitches().enableHeapSwitching);
-    EXPECT_FALSE(GetMemorySwitches().breakOnMemoryException) << "no number";
+    EXPECT_FALSE(GetMemorySwitches().breakOnMemoryException) << "not a number";
     EXPECT_EQ(GetMemorySwitches().systemMemoryBlockOffset, 0x7FF);
     EXPECT_EQ(TempFile::GetTemporaryDir(), NameOf(folder));
     Clean();
@@ -77,7 +77,7 @@ TEST_F(Lifecycle, ReportsUndefinedMessagesThatItCannotSaveAtTheEnd) {
     setSwitch(u"SaveUndefinedMessages", u"1");
     CUnicodeString list = FileSystem::GetEXEFileName();
     FileSystem::ReplaceExt(list, u".txt");
-    // A list that cannot be written is reported, and the rest of the end comes all the same.
+    // A list that cannot be written is reported, and the shut-down continues.
     FileSystem::MakeDir(list);
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     Clean();
@@ -94,7 +94,8 @@ TEST_F(Lifecycle, InitialisesEachModuleOnceAndTerminatesIt) {
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     EXPECT_EQ(initCount, 1);
 
-    // One that comes later is initialised by the next call; its failure is shown and fails that call only.
+    // A module registered later is initialised by the next call; its failure is shown and fails only that
+    // call.
     RegisterModule(reinterpret_cast<HINSTANCE>(&initCount), failInit, nullptr);
     EXPECT_FALSE(Initialize(nullptr, nullptr));
     EXPECT_TRUE(IsTarnkitInitialized());
@@ -103,14 +104,14 @@ TEST_F(Lifecycle, InitialisesEachModuleOnceAndTerminatesIt) {
         Clean();
     EXPECT_EQ(termCount, 1);
 
-    // This program is a client and stays registered; the other was none.
+    // This program is a client module and stays registered; the other one was not a module.
     ASSERT_TRUE(Initialize(nullptr, nullptr));
-    EXPECT_EQ(initCount, 2) << "not once more while the modules were terminated";
+    EXPECT_EQ(initCount, 2) << "not again while the modules were being terminated";
     ASSERT_EQ(handler.shown.size(), 1u);
     EXPECT_EQ(handler.shown[0].text, u"Internal Program Error:\nTest, 77.");
 }
 
-// For a process of its own: a failed start is for ever.
+// Runs in a process of its own: a failed start is permanent.
 [[noreturn]] void startAndFail() {
     CRecordingHandler handler;
     CMessageHandlerSwitcher switcher(&handler);

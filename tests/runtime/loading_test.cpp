@@ -22,22 +22,22 @@ protected:
     }
 };
 
-TEST_F(Loading, InitialisesPlugInsAndLetsThemGoAtTheEnd) {
+TEST_F(Loading, InitialisesPlugInsAndReleasesThemAtTheEnd) {
     const CUnicodeString name = copyModule("Plugin.dll", "Plugin.dll");
     ASSERT_NE(LoadDLL(copyModule("FailingPlugin.dll", "Failing.dll")), nullptr);
     HINSTANCE plugin = LoadDLL(name);
     ASSERT_NE(plugin, nullptr);
     EXPECT_TRUE(isPluginHere());
     EXPECT_EQ(LoadModule(name), plugin);
-    EXPECT_EQ(GetAppTitle(), u"T+") << "one could not be initialised, the other was once";
+    EXPECT_EQ(GetAppTitle(), u"T+") << "one failed to initialise, the other was initialised once";
     Clean();
     EXPECT_EQ(GetAppTitle(), u"T+--");
-    EXPECT_FALSE(isPluginHere()) << "every reference was given back";
+    EXPECT_FALSE(isPluginHere()) << "every reference was released";
     ASSERT_EQ(handler.shown.size(), 2u);
     EXPECT_EQ(handler.shown[0].text, u"Internal Program Error:\nPlugin, 1.");
     EXPECT_EQ(handler.shown[1].text, u"Internal Program Error:\nPlugin, 2.");
 
-    // Nothing of them is left behind; before a start they wait for the start.
+    // No trace of them remains. A plug-in loaded before the start is initialised at the start.
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     Clean();
     ASSERT_NE(LoadDLL(name), nullptr);
@@ -60,7 +60,7 @@ TEST_F(Loading, RefusesPlugInsWhoseStaticObjectsThrow) {
     ASSERT_EQ(handler.shown.size(), 1u);
     EXPECT_EQ(handler.shown[0].text,
               ERR_CANT_LOAD_DLL.SubstParam(throwing, CLastErrorException::GetErrorText(1114)).Ptr());
-    // The loader is as it was: for other plug-ins, and for other threads.
+    // Loading still works, for other plug-ins and on other threads.
     std::thread([&] { EXPECT_NE(LoadDLL(copyModule("Plugin.dll", "Plugin.dll")), nullptr); }).join();
     EXPECT_EQ(GetAppTitle(), u"T+") << "the others were not initialised";
     EXPECT_FALSE(ERR_BAD_ARCHIVE.UnicodeStr().IsEmpty());

@@ -16,8 +16,8 @@ std::vector<int> languageCodes() {
     return codes;
 }
 
-// A family of language libraries with two good members, one that tells nothing, one that is none at all, and
-// with neighbours of similar names.
+// A family of language libraries with two good members, one without texts and one that is not a library,
+// among files with similar names.
 class Languages : public WithModules {
 protected:
     Languages() {
@@ -34,11 +34,11 @@ protected:
     void addFamily() { AddResourcePrefix(NameOf(folder), u"Res"); }
 };
 
-TEST_F(Languages, AreFoundAndNamedAtTheStart) {
+TEST_F(Languages, AreFoundAndNamedAtStartUp) {
     EXPECT_EQ(AssertionOf(NumberOfLanguages), u"ResourceInfo:268");
     EXPECT_EQ(AssertionOf(GetCurrentLanguageCode), u"ResourceInfo:234");
     addFamily();
-    EXPECT_FALSE(TEST_GREETING.IsDefined()) << "not before the set-up";
+    EXPECT_FALSE(TEST_GREETING.IsDefined()) << "not before Initialize";
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     EXPECT_EQ(languageCodes(), (std::vector{1, 2, 7, 9}));
     EXPECT_TRUE(FindLanguageIndex(7) == 2 && FindLanguageIndex(0) == -1 && FindLanguageIndex(48) == -1);
@@ -47,9 +47,9 @@ TEST_F(Languages, AreFoundAndNamedAtTheStart) {
     EXPECT_EQ(AssertionOf([] { SetCurrentLanguageCode(0); }), u"ResourceInfo:240");
 }
 
-TEST_F(Languages, StartWithThatOfTheSystem) {
+TEST_F(Languages, StartWithTheSystemLanguage) {
     for (const char* locale : {"ru_RU.UTF-8", "pt_PT.UTF-8", "de_AT.UTF-8", "zh_CN.UTF-8"}) {
-        // Where programs cannot choose the system's language, each round has the same one.
+        // Where programs cannot choose the system's language, it is the same in each round.
         SetEnvironment("LC_ALL", locale);
         const int systemLanguage = Platform::GetSystemDefaultLangID() & 0x3FF;
         addFamily();
@@ -63,7 +63,7 @@ TEST_F(Languages, StartWithThatOfTheSystem) {
 
 TEST_F(Languages, ChangeWhileTheProgramRuns) {
     ASSERT_TRUE(Initialize(nullptr, nullptr));
-    EXPECT_EQ(languageCodes(), std::vector{0}) << "no library is known";
+    EXPECT_EQ(languageCodes(), std::vector{0}) << "no language library has been added";
     addFamily();
     EXPECT_EQ(languageCodes(), (std::vector{0, 1, 2, 7, 9}));
     EXPECT_EQ(GetCurrentLanguageCode(), 0);
@@ -73,7 +73,7 @@ TEST_F(Languages, ChangeWhileTheProgramRuns) {
         SetCurrentLanguageCode(code);
         EXPECT_EQ(GetCurrentLanguageCode(), code);
         EXPECT_EQ(TEST_GREETING.SubstParam(u"you"), greetings[code > 2 ? 0 : code]) << code;
-        // Other languages can be asked meanwhile, and nothing changes for that.
+        // Other languages can be queried in between without changing anything.
         for (const int other : {0, 1, 2, 7, 9, 30})
             EXPECT_EQ(TEST_GREETING.UnicodeStr(other).SubstParam(u"you"), greetings[other > 2 ? 0 : other]);
     }
@@ -103,7 +103,7 @@ TEST_F(Languages, TranslateWhatTheyCanAndLeaveTheRestInTheOriginal) {
             EXPECT_EQ(inApp0.SubstParam(u"x"), isApp ? u"Not translated: x" : u"TEST_ONLY_IN_APP0 x");
             EXPECT_EQ(inApp0.UnicodeStr(code), isApp ? u"Not translated: %0" : u"TEST_ONLY_IN_APP0");
             CUnicodeString text;
-            EXPECT_EQ(LoadStringW(401, text), isApp) << "resources, too, are found in the original";
+            EXPECT_EQ(LoadStringW(401, text), isApp) << "resources are found in the original too";
         }
         CArray<CUnicodeString> names;
         CMessage::GetDefinedMessages(names);
@@ -132,7 +132,7 @@ TEST(LanguageTable, FollowsTheLanguagesOfTheSystem) {
 
 class ResourceModules : public StartedLibrary {};
 
-TEST_F(ResourceModules, AreAskedForNamesFromTheLastToTheFirst) {
+TEST_F(ResourceModules, AreSearchedForNamesFromTheLastToTheFirst) {
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"Hello %0");
     EXPECT_EQ(CMessage(u"TEST_LONG_253", 0).UnicodeStr().GetLength(), 253);
     HINSTANCE russian = LoadDLL(copyModule("Res1.dll", "one.dll"));

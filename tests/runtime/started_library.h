@@ -1,4 +1,4 @@
-// The library for a test: with a folder of modules, with every message recorded, and started.
+// Fixtures that set up the library for a test: a folder of modules, every message recorded, started.
 #pragma once
 
 #include "tests/errors/reports.h"

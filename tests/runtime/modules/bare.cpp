@@ -1,4 +1,4 @@
-// A module that knows one name and has no text for it.
+// A resource module with one message name and no text for it.
 #include <tarnkit/export.h>
 
 #include <string_view>

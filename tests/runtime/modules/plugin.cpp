@@ -1,5 +1,5 @@
-// A plug-in that announces itself while it is loaded and notes in the application's title when it is
-// initialised (+) and terminated (-). Built a second time, its initialisation fails.
+// A plug-in that registers itself while it is loaded and records in the application's title when it is
+// initialised (+) and terminated (-). It is built a second time with an initialisation that fails.
 #include <tarnkit/failures.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/messages.h>

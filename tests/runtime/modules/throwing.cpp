@@ -1,5 +1,5 @@
-// A plug-in that cannot be built: it announces itself, and then one of its objects throws. Built twice, for
-// an exception of the library and for another.
+// A plug-in that cannot be loaded: it registers itself, and then one of its static objects throws. Built
+// twice, for an exception of the library and for another one.
 #include <tarnkit/exceptions.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/messages.h>
@@ -18,10 +18,10 @@ struct CThrower {
         Tarn::AddResourceModule(Tarn::GetThisModule());
         THROWN;
     }
-    ~CThrower() { note(); } // not called: there is no object
+    ~CThrower() { note(); } // not called: the object is never completed
 };
 [[gnu::init_priority(200)]] CThrower thrower;
 
-[[maybe_unused]] const bool isNoted = (note(), true); // not built: it comes after the one that throws
+[[maybe_unused]] const bool isNoted = (note(), true); // not constructed: it comes after the one that throws
 
 } // namespace
