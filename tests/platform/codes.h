@@ -1,4 +1,4 @@
-// The codes that calls return, for all tests of the platform.
+// The codes that calls return, for all tests of the platform layer.
 #pragma once
 
 #include "platform/platform.h"
@@ -16,7 +16,7 @@ inline void expectEach(Int64 code, const std::vector<Int64>& results) {
     EXPECT_EQ(results, std::vector<Int64>(results.size(), code));
 }
 
-/// The result; under Wine, the value that it is known to give counts as the documented one.
+/// Returns the result; under Wine, the value that it is known to return counts as the documented one.
 inline Int64 orWines(Int64 wines, Int64 documented, Int64 result) {
     return !kDocumentedCalls && result == wines ? documented : result;
 }

@@ -1,4 +1,4 @@
-// What the tests of files share: the codes of calls, whole files, and a fresh folder.
+// Shared by the tests of files: the codes of calls, access to whole files, and a fresh folder.
 #pragma once
 
 #include "tests/platform/codes.h"
@@ -23,7 +23,7 @@ constexpr DWORD kUntouched = 0xABCD;
 
 using Names = std::vector<Text>;
 
-/// 0 if the call succeeds, otherwise the last error that it leaves.
+/// 0 if the call succeeds, otherwise the last error that it sets.
 template<class Call>
 DWORD codeOf(Call call) {
     P::SetLastError(kUntouched);
@@ -97,7 +97,7 @@ inline Names find(const Text& pattern) {
     return names;
 }
 
-// The folder "files" with a file "file" that holds "old" and a folder "folder".
+// Creates the folder "files" with a file "file" that contains "old" and a folder "folder".
 class Files : public Tarn::FreshFolder {
 protected:
     Files() : FreshFolder("files") {

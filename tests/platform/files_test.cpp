@@ -31,7 +31,7 @@ TEST_F(Files, OpeningReportsWhatPreventsIt) {
     EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file", u"folder"}));
 }
 
-TEST_F(Files, DispositionsCreateKeepOrEmptyAndReportAnExistingFile) {
+TEST_F(Files, DispositionsCreateKeepOrTruncateAndReportAnExistingFile) {
     const struct {
         const char16_t* name;
         DWORD access, disposition, code;
@@ -58,7 +58,7 @@ TEST_F(Files, DispositionsCreateKeepOrEmptyAndReportAnExistingFile) {
     EXPECT_EQ(P::GetFileSize(truncated, nullptr), 0U);
 }
 
-TEST_F(Files, TransfersMoveThePositionAndObeyTheAccess) {
+TEST_F(Files, TransfersMoveThePositionAndObeyTheAccessRights) {
     const Text name = base + u"data";
     char buffer[16] = {};
     DWORD count = 77;
@@ -77,7 +77,7 @@ TEST_F(Files, TransfersMoveThePositionAndObeyTheAccess) {
     EXPECT_TRUE(P::SetEndOfFile(file));
     EXPECT_EQ(P::SetFilePointer(file, 7, nullptr, FILE_BEGIN), 7U);
     EXPECT_TRUE(P::SetEndOfFile(file) && P::FlushFileBuffers(file));
-    EXPECT_EQ(get(name), std::string("012x\0\0\0", 7)) << "cut after the x, then filled with zeros";
+    EXPECT_EQ(get(name), std::string("012x\0\0\0", 7)) << "truncated after the x, then filled with zeros";
 
     const Opened reader(name, kRead, kShareAll);
     const Opened writer(name, kWrite, kShareAll);
@@ -119,7 +119,7 @@ TEST_F(Files, PositionsHave64BitsAndTheirFailuresAreReported) {
     P::SetLastError(kUntouched);
     EXPECT_EQ(P::GetFileSize(file, &sizeHigh), code == ERROR_SUCCESS ? 0xFFFFFFFF : 3);
     EXPECT_EQ(P::GetLastError(), code == ERROR_SUCCESS ? ERROR_SUCCESS : kUntouched);
-    EXPECT_TRUE(code == ERROR_SUCCESS || code == ERROR_DISK_FULL) << "depends on the room that the disk has";
+    EXPECT_TRUE(code == ERROR_SUCCESS || code == ERROR_DISK_FULL) << "depends on the free space of the disk";
 }
 
 TEST_F(Files, AHandleThatIsNotOpenIsRefusedByEveryCall) {
@@ -170,10 +170,10 @@ TEST_F(Files, ShareModesBindBothSides) {
         EXPECT_EQ(Opened(name, c.access2, c.share2).Failure(), c.code)
             << std::hex << c.access1 << " " << c.share1 << " then " << c.access2 << " " << c.share2;
     }
-    EXPECT_TRUE(Opened(name, kBoth, 0).IsOpen()) << "nothing is left of the closed handles";
+    EXPECT_TRUE(Opened(name, kBoth, 0).IsOpen()) << "closed handles no longer count";
 }
 
-TEST_F(Files, AFileInUseIsNeitherEmptiedNorReplacedNorRemoved) {
+TEST_F(Files, AFileInUseIsNeitherTruncatedNorReplacedNorRemoved) {
     const Text name = base + u"file";
     put(base + u"other", "other");
     {
@@ -257,7 +257,7 @@ TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
     for (const char16_t* copy : {u"copy", u"file", u"moved"}) {
         const DWORD kept = P::GetFileAttributesW((base + copy).c_str()) & FILE_ATTRIBUTE_READONLY;
         constexpr DWORD kReadOnly = FILE_ATTRIBUTE_READONLY;
-        // Wine leaves the attributes of what was there.
+        // Wine keeps the attributes of the file that was there.
         EXPECT_EQ(*copy == u'f' ? orWines(0, kReadOnly, kept) : kept, kReadOnly);
         EXPECT_EQ(get(base + copy), "fixed");
         EXPECT_TRUE(P::SetFileAttributesW((base + copy).c_str(), FILE_ATTRIBUTE_NORMAL));
@@ -265,7 +265,7 @@ TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
     }
 }
 
-TEST_F(Files, TimesAreExactToTheTickAndUnchangedIfNotGiven) {
+TEST_F(Files, TimesAreExactToTheTickAndKeptIfNotGiven) {
     const Opened file(base + u"file", kBoth, 0);
     // In 1953 and in 2024, each with an odd tick.
     const FILETIME old{0x12345679, 0x018B0000}, recent{0x89ABCDEF, 0x01DA6B00};
@@ -277,7 +277,7 @@ TEST_F(Files, TimesAreExactToTheTickAndUnchangedIfNotGiven) {
         EXPECT_EQ(std::memcmp(&access, &first, sizeof(FILETIME)), 0);
         EXPECT_EQ(std::memcmp(&write, &second, sizeof(FILETIME)), 0);
     }
-    // It was made just now; Wine takes the other times for that of creation.
+    // The file is new; Wine derives the time of creation from the other times.
     EXPECT_TRUE(creation.dwHighDateTime > recent.dwHighDateTime ||
                 (!kDocumentedCalls && creation.dwHighDateTime == old.dwHighDateTime));
     WIN32_FIND_DATAW data;
@@ -320,7 +320,7 @@ TEST_F(Files, PatternsMatchNamesWithoutRegardToCase) {
         EXPECT_EQ(found, c.names) << std::filesystem::path(c.pattern);
     }
     expectEach(ERROR_DIRECTORY, {orWines(ERROR_INVALID_NAME, ERROR_DIRECTORY, find(in + u"abc\\*")[1][0])});
-    // Removing what a search delivered does not make it lose what follows.
+    // Removing the files that a search finds does not make it miss later ones.
     WIN32_FIND_DATAW data;
     const HANDLE search = P::FindFirstFileW((in + u"*").c_str(), &data);
     do
@@ -346,7 +346,7 @@ TEST_F(Files, NamesKeepTheirCaseAndMatchWithoutIt) {
     EXPECT_TRUE(P::MoveFileW(stored.c_str(), spelled.c_str())) << "only the case changes";
     const Names renamed = find(base + u"Folder2\\*");
     EXPECT_TRUE(renamed == (Names{u".", u"..", u"\u00E4RGER \u0436.txt"}) ||
-                (!kDocumentedCalls && renamed == before)); // Wine leaves the name as it was
+                (!kDocumentedCalls && renamed == before)); // Wine keeps the old name
     EXPECT_EQ(get(base + u"folder2\\none\\..\\.\\\\\u00C4RGER \u0416.txt"), "second");
     EXPECT_TRUE(P::DeleteFileW(stored.c_str()));
 }

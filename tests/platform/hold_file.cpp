@@ -1,5 +1,5 @@
-// The other process in tests of shared files: opens the file that its argument names for writing, lets others
-// only read it, says so by a file with ".ready" behind the name, and ends when there is one with ".leave".
+// The second process in tests of shared files: opens the file named by its argument for writing, lets others
+// only read it, signals this by a file with ".ready" after the name, and ends when one with ".leave" appears.
 #include "platform/platform.h"
 
 #include <chrono>

@@ -5,7 +5,7 @@
 
 namespace Tarn::Platform {
 
-/// What a call hands out, or its failure as text.
+/// The text that a call returns, or its failure as text.
 template<class Call>
 Text textOf(Call call) {
     char16_t buffer[100];

@@ -11,8 +11,9 @@ namespace Tarn::Platform {
 
 namespace {
 
-/// What `VirtualQuery` tells of an address: the state, the protection, the protection of the region; then, in
-/// pages from `start`, where the pages in this state and their region start; then the number of those pages.
+/// The answer of `VirtualQuery` for an address: the state, the protection and the region's protection; then,
+/// in pages from `start`, where the pages in this state and their region start; then the number of those
+/// pages.
 std::vector<Int64> queried(const char* address, const char* start) {
     MEMORY_BASIC_INFORMATION record;
     EXPECT_EQ(Platform::VirtualQuery(address, &record, sizeof(record)), sizeof(record));
@@ -29,7 +30,7 @@ DWORD codeOf(const auto& result) { return result ? ERROR_SUCCESS : GetLastError(
 
 constexpr std::size_t kMoreThanThereIs = SIZE_MAX / 4 * 3;
 
-TEST(Heap, GivesAlignedBlocksOfAnySizeOrNone) {
+TEST(Heap, AllocatesAlignedBlocksOfAnySizeOrFails) {
     const HANDLE own = HeapCreate(0x20000);
     for (const HANDLE heap : {GetProcessHeap(), own}) {
         for (const std::size_t size : {0u, 1u, 100'000u, 10'000'000u}) {
@@ -47,7 +48,7 @@ TEST(Heap, GivesAlignedBlocksOfAnySizeOrNone) {
     EXPECT_TRUE(orWines(false, true, HeapCreate(kMoreThanThereIs) == nullptr));
 }
 
-TEST(Heap, GivesAllItsMemoryBackWhenItIsDestroyed) {
+TEST(Heap, ReturnsAllItsMemoryWhenItIsDestroyed) {
     const HANDLE heap = HeapCreate(0x20000);
     std::vector<const char*> blocks;
     for (std::size_t size = 16; size < 5'000'000; size += 1 + size / 10)
@@ -62,11 +63,12 @@ TEST(Heap, GivesAllItsMemoryBackWhenItIsDestroyed) {
                 codeOf(HeapDestroy(GetProcessHeap())), codeOf(HeapDestroy(notAHeap))});
 }
 
-TEST(Heap, KeepsApartTheBlocksThatThreadsAllocateAndFree) {
+TEST(Heap, NeverLetsBlocksOfDifferentThreadsOverlap) {
     constexpr unsigned kThreads = 4;
     constexpr int kSteps = 10'000;
     const HANDLE heap = HeapCreate(0);
-    std::vector<std::atomic<char*>> slots(500); // blocks that begin with their size; all the rest is one byte
+    std::vector<std::atomic<char*>> slots(
+        500); // blocks that begin with their size; the rest repeats one byte
     std::atomic<int> damaged = 0;
     const auto exchange = [&](std::atomic<char*>& slot, char* block) {
         block = slot.exchange(block);
@@ -97,7 +99,7 @@ TEST(Heap, KeepsApartTheBlocksThatThreadsAllocateAndFree) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
-TEST(VirtualMemory, IsReservedCommittedAndGivenBackPageByPage) {
+TEST(VirtualMemory, IsReservedCommittedAndReturnedPageByPage) {
     const std::size_t page = GetPageSize();
     const auto base = static_cast<char*>(VirtualAlloc(nullptr, 4 * page - 1, MEM_RESERVE, PAGE_NOACCESS));
     ASSERT_NE(base, nullptr);
@@ -122,7 +124,7 @@ TEST(VirtualMemory, IsReservedCommittedAndGivenBackPageByPage) {
     EXPECT_TRUE(VirtualFree(ready, 0, MEM_RELEASE));
 }
 
-TEST(VirtualMemory, RefusesWhatItDidNotHandOut) {
+TEST(VirtualMemory, RefusesBadArgumentsAndUnknownAddresses) {
     const std::size_t page = GetPageSize();
     char* const base = static_cast<char*>(VirtualAlloc(nullptr, 2 * page, MEM_RESERVE, PAGE_READWRITE));
     const auto reserve = [](std::size_t size, DWORD type, DWORD protection) {
@@ -151,7 +153,8 @@ TEST(ThreadLocalStorage, EachThreadHasItsOwnValues) {
     const auto read = [&] {
         SetLastError(ERROR_INVALID_PARAMETER);
         void* const value = TlsGetValue(index);
-        EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "so a stored null is not a failure";
+        EXPECT_EQ(GetLastError(), ERROR_SUCCESS)
+            << "reading clears the last error, so a stored null is not a failure";
         return value;
     };
     EXPECT_TRUE(TlsSetValue(index, &values[0]));

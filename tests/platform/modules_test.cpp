@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 constexpr const char16_t* kModule = u"TestModule.dll";
 
-/// A name or type of a resource that is a number.
+/// A number as the name or type of a resource.
 const char16_t* resource(std::uintptr_t number) { return reinterpret_cast<const char16_t*>(number); }
 
 const char16_t* const kStringTable = resource(6);
@@ -30,13 +30,13 @@ struct Loaded {
     const HINSTANCE module;
 };
 
-/// Why a call gave nothing.
+/// The last error of a call that failed.
 DWORD errorOf(const auto& result) {
     EXPECT_FALSE(result);
     return Platform::GetLastError();
 }
 
-/// What `call` writes into a buffer, whose length it returns.
+/// The text that `call` writes into a buffer. `call` returns its length.
 std::u16string written(auto call) {
     char16_t buffer[1024] = {};
     const DWORD length = call(buffer);
@@ -65,7 +65,7 @@ TEST(Modules, TheProgramItselfHasOneHandle) {
     EXPECT_TRUE(fs::exists(withSlashes(path)));
     EXPECT_EQ(fileName(nullptr), path);
     EXPECT_EQ(Platform::GetModuleHandleW(path.substr(path.rfind(u'\\') + 1).c_str()), self);
-    // Loaded as data it is still the program, and giving it back takes nothing away.
+    // Loaded as data it is still the program, and freeing it does not unload anything.
     EXPECT_EQ(Platform::LoadLibraryExW(path.c_str(), LOAD_LIBRARY_AS_DATAFILE), self);
     for (int i = 0; i < 3; i++)
         EXPECT_TRUE(Platform::FreeLibrary(self));
@@ -91,7 +91,7 @@ TEST(Modules, AModuleStaysUntilItsLastReferenceIsGone) {
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(Platform::LoadLibraryW(kModule), first);
     for (int references = 2; references > 0; references--) {
-        EXPECT_EQ(Platform::GetModuleHandleW(kModule), first); // takes none
+        EXPECT_EQ(Platform::GetModuleHandleW(kModule), first); // takes no reference
         EXPECT_TRUE(Platform::FreeLibrary(first));
     }
     EXPECT_EQ(errorOf(Platform::GetModuleHandleW(kModule)), ERROR_MOD_NOT_FOUND);
@@ -139,7 +139,7 @@ TEST(Modules, AFailedLoadTellsWhy) {
     EXPECT_EQ(search(u"NoSuchModule.dll"), u"");
     std::ofstream("text.dll") << "This is no module.";
     EXPECT_EQ(errorOf(Platform::LoadLibraryW(u".\\text.dll")), ERROR_BAD_EXE_FORMAT);
-    // One file in two ways: cut off behind its headers, and whole.
+    // One file in two forms: cut off after its headers, and whole.
     const fs::path whole = withSlashes(search(kModule));
     fs::copy_file(whole, "cut.dll");
     fs::resize_file("cut.dll", 1000);
@@ -148,7 +148,7 @@ TEST(Modules, AFailedLoadTellsWhy) {
     EXPECT_NE(Loaded(u".\\copy"), nullptr);
 }
 
-TEST(Modules, HandlesThatAreNoneAreRefusedAndLongPathsCut) {
+TEST(Modules, InvalidHandlesAreRefusedAndLongPathsTruncated) {
     const HINSTANCE stranger = reinterpret_cast<HINSTANCE>(std::uintptr_t{0x12340000});
     char16_t buffer[16];
     EXPECT_FALSE(Platform::FreeLibrary(nullptr));
@@ -185,7 +185,7 @@ TEST(Resources, StringsAreFoundByIdInBlocksOfSixteen) {
     }
     char16_t buffer[100];
     EXPECT_EQ(errorOf(Platform::LoadStringW(module, 33, buffer, 100)), ERROR_RESOURCE_NAME_NOT_FOUND);
-    EXPECT_EQ(Platform::LoadStringW(nullptr, 17, buffer, 100), 0); // the program's own, which has none
+    EXPECT_EQ(Platform::LoadStringW(nullptr, 17, buffer, 100), 0); // the program, which has no strings
 
     const auto find = [&](std::uintptr_t block, const char16_t* type = kStringTable) {
         return Platform::FindResourceW(module, resource(block), type);

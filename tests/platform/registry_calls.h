@@ -1,4 +1,4 @@
-// Shorthand for the registry's calls, for the tests of the ports.
+// Shorthand for registry calls, for the tests of the ports.
 #pragma once
 
 #include "tests/platform/codes.h"
@@ -10,11 +10,11 @@ constexpr REGSAM kReadWrite = KEY_READ | KEY_WRITE;
 /// A key that is open until the end of a scope.
 class Key {
 public:
-    /// Creates it.
+    /// Creates the key.
     Key(HKEY parent, const Text& name) {
         EXPECT_EQ(RegCreateKeyExW(parent, name.c_str(), kReadWrite, &key, nullptr), 0);
     }
-    /// Opens it.
+    /// Opens the key.
     Key(HKEY parent, const Text& name, REGSAM access) {
         EXPECT_EQ(RegOpenKeyExW(parent, name.c_str(), 0, access, &key), 0);
     }
@@ -28,7 +28,7 @@ private:
     HKEY key = nullptr;
 };
 
-/// The result of opening a key, which is closed again.
+/// The result of opening a key; closes the key again.
 inline DWORD tryOpen(HKEY parent, const Text& name, REGSAM access = KEY_READ) {
     HKEY key = nullptr;
     const LSTATUS result = RegOpenKeyExW(parent, name.c_str(), 0, access, &key);
@@ -41,7 +41,7 @@ inline DWORD set(HKEY key, const Text& name, const std::string& data, DWORD type
     return static_cast<DWORD>(RegSetValueExW(key, name.c_str(), type, data.data(), size));
 }
 
-/// The bytes of a value after its type, or "failed" and the code.
+/// The type of a value and then its bytes, or "failed" and the code.
 inline std::string get(HKEY key, const char16_t* name) {
     std::string data(300'000, ' ');
     DWORD type = 0;

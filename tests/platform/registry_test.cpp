@@ -1,5 +1,5 @@
-// What each registry call does, the same on every target. Every test starts with a fresh scratch key, below
-// which it works, and removes it at the end.
+// What each registry call does, the same on every target. Every test works below a fresh key, which is
+// removed at the end.
 #include "tests/platform/registry_calls.h"
 
 #include <thread>
@@ -117,7 +117,7 @@ TEST_F(Registry, ReportsTheSizeThatABufferLacks) {
                                  RegEnumKeyExW(scratch, 0, name, &keyRoom)});
     EXPECT_EQ((Numbers{type, sizes[0], sizes[1]}), (Numbers{REG_SZ, 5, 5}));
 
-    // The null name is the empty one.
+    // A null name means the empty name.
     EXPECT_EQ(set(scratch, u"", "", 0x1234), ERROR_SUCCESS);
     EXPECT_EQ(get(scratch, nullptr), "4660:");
     EXPECT_EQ(RegDeleteValueW(scratch, nullptr), 0);
@@ -172,7 +172,7 @@ TEST_F(Registry, DeletesKeysWithoutSubKeysAndRecognisesTheirHandles) {
     EXPECT_EQ(tryOpen(scratch, u"Doomed"), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_F(Registry, ThreadsUseItAtOnce) {
+TEST_F(Registry, CanBeUsedByThreadsConcurrently) {
     std::vector<std::thread> threads;
     for (int number = 0; number < 4; number++)
         threads.emplace_back([&, number] {

@@ -31,7 +31,7 @@ TEST(SystemText, EndsInALineBreakAndIsNeverCutShort) {
     EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST(SystemValues, HaveAllTheirNames) {
+TEST(SystemValues, AreDefinedUnderAllTheirNames) {
     EXPECT_EQ((std::vector<DWORD>{MB_ICONERROR, MB_ICONSTOP, MB_ICONWARNING, MB_ICONINFORMATION, REG_QWORD}),
               (std::vector<DWORD>{MB_ICONHAND, MB_ICONHAND, MB_ICONEXCLAMATION, MB_ICONASTERISK,
                                   REG_QWORD_LITTLE_ENDIAN}));

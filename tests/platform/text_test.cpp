@@ -9,7 +9,7 @@ namespace Platform = Tarn::Platform;
 
 constexpr DWORD kStrict = MB_PRECOMPOSED | MB_ERR_INVALID_CHARS;
 
-/// What `call` converts into the room that it says it needs.
+/// The result of `call` in a buffer of the size that it asks for.
 template<class Char, class Call>
 std::basic_string<Char> convert(Call call) {
     Platform::SetLastError(0);
@@ -33,7 +33,7 @@ std::string encode(UINT page, DWORD flags, const std::u16string& text, const cha
     });
 }
 
-/// Why a conversion gave nothing.
+/// The last error of a conversion that failed.
 DWORD errorOf(const auto& converted) {
     EXPECT_TRUE(converted.empty());
     return Platform::GetLastError();
@@ -53,7 +53,7 @@ TEST(CodePages, EveryByteOfASingleBytePageSurvivesARoundTrip) {
     }
 }
 
-TEST(CodePages, BytesStandForTheCharactersThatWindowsHas) {
+TEST(CodePages, MapBytesToTheSameCharactersAsWindows) {
     const std::tuple<UINT, std::string, std::u16string> table[] = {
         {437, "\x80\xE1\xFE", u"\u00C7\u00DF\u25A0"},
         {874, "\x80\xA1\x81", u"\u20AC\u0E01\u0081"},
@@ -62,7 +62,7 @@ TEST(CodePages, BytesStandForTheCharactersThatWindowsHas) {
         {1255, "\xE0\xC8", u"\u05D0\u05B8"},
         {1258, "\xEC\xD2\xFE", u"\u0301\u0309\u20AB"},
         {20866, "\xC1\xA3", u"\u0430\u0451"},
-        // Backslash and tilde stay what they are; among similar characters it is Windows that chooses.
+        // Backslash and tilde are unchanged; among similar characters the choice is that of Windows.
         {932, "\\~\xB1\x82\xA0\x81\x60\x87\x40\xFA\x54", u"\\~\uFF71\u3042\uFF5E\u2460\uFFE2"},
         {932, "\xFA\x40\xED\x40\xF0\x40\xA0\xFD", u"\u2170\u7E8A\uE000\uF8F0\uF8F1"},
         {936, "\x80\xD6\xD0\xAA\xA1", u"\u20AC\u4E2D\uE000"},
@@ -80,7 +80,7 @@ TEST(CodePages, BytesStandForTheCharactersThatWindowsHas) {
     };
     for (const auto& [page, bytes, text] : table)
         EXPECT_EQ(decode(page, 0, bytes), text) << page;
-    // Of several pairs for one character, the one that Windows writes.
+    // If several byte pairs mean the same character, the one that Windows writes.
     EXPECT_EQ(encode(932, 0, u"\uFFE2\u2252\u2160\u2170\u7E8A"), "\x81\xCA\x81\xE0\x87\x54\xFA\x40\xFA\x5C");
 }
 
@@ -140,7 +140,7 @@ TEST(Conversion, SizesTerminatorsAndSmallBuffers) {
     }
 }
 
-TEST(Conversion, BadArgumentsAreToldApart) {
+TEST(Conversion, BadArgumentsHaveDifferentErrorCodes) {
     const auto decodingError = [](UINT page, DWORD flags, const char* text, int size, int room) {
         char16_t wide[4];
         EXPECT_EQ(Platform::MultiByteToWideChar(page, flags, text, size, wide, room), 0);
@@ -152,7 +152,7 @@ TEST(Conversion, BadArgumentsAreToldApart) {
                           errorOf(encode(12345, 0, u"a"))});
     Platform::expectEach(ERROR_INVALID_FLAGS,
                          {decodingError(1252, 0x1000, "a", 1, 4), errorOf(encode(1252, 0x10000, u"a"))});
-    // Wine accepts for UTF-8 what only other code pages take, and both forms at once.
+    // For UTF-8 Wine accepts arguments that are valid only for other code pages, and both forms together.
     const auto refusal = [](Tarn::Int64 documented, const auto& converted) {
         return Platform::orWines(0, documented, converted.empty() ? Platform::GetLastError() : 0);
     };
@@ -174,7 +174,7 @@ TEST(Conversion, UnitsThatACodePageLacksBecomeTheDefaultCharacter) {
     EXPECT_EQ(encode(932, 0, u"\uAC00z", "\x81\xAC", &used), "\x81\xACz");
 }
 
-TEST(Conversion, LookAlikesStandForUnitsThatACodePageLacks) {
+TEST(Conversion, LookAlikesReplaceUnitsThatACodePageLacks) {
     const std::tuple<UINT, std::u16string, std::string, std::string> table[] = {
         {1252, u"\u0100\uFF21\u2033\u221E", "AA?8", "????"},
         {437, u"\u266B\u2020\u03BC", "\x0E+\xE6", "???"},

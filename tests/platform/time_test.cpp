@@ -21,13 +21,13 @@ Int64 unitsOf(const FILETIME& time) {
 
 FILETIME fileTime(Int64 units) { return {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)}; }
 
-TEST(LocalTime, DiffersByTheZonesBiasOfNow) {
+TEST(LocalTime, DiffersByTheZonesCurrentBias) {
     TIME_ZONE_INFORMATION zone{};
     const DWORD id = P::GetTimeZoneInformation(&zone);
     ASSERT_LE(id, TIME_ZONE_ID_DAYLIGHT);
     const LONG bias = zone.Bias + (id == TIME_ZONE_ID_DAYLIGHT ? zone.DaylightBias : zone.StandardBias);
     EXPECT_NE(zone.StandardName[0], 0);
-    // In two seasons, and the first moments there are.
+    // In two seasons, and at the earliest possible times.
     for (const Int64 units : {126'000'000'000'000'000LL, 126'157'680'000'000'000LL, 24 * 60 * kMinute}) {
         const FILETIME time = fileTime(units);
         FILETIME local, back;
@@ -68,8 +68,8 @@ TEST(LocaleTexts, NameDaysAndMonths) {
     expectEach(ERROR_INVALID_PARAMETER, {P::GetLastError()});
 }
 
-TEST(LocaleTexts, WriteDatesAsPicturesSay) {
-    const SYSTEMTIME date = {2005, 3, 1, 6, 99, 99, 99, 0}; // a Sunday, whatever it says
+TEST(LocaleTexts, WriteDatesByPictures) {
+    const SYSTEMTIME date = {2005, 3, 1, 6, 99, 99, 99, 0}; // a Sunday, whatever wDayOfWeek says
     const std::pair<const char16_t*, Text> table[] = {
         {u"d.M", u"6.3"},
         {u"yyyy-MM-dd, yy", u"2005-03-06, 05"},

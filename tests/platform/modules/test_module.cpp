@@ -1,4 +1,4 @@
-// The module that the tests of modules and resources load. Its strings stand in a source for each port.
+// The module that the tests of modules and resources load. Each port has its own source for the strings.
 #include <tarnkit/export.h>
 
 extern "C" int TestDependencyExport();

@@ -1,4 +1,5 @@
-// Started without some of its standard descriptors, opens a file in their place and reports something.
+// A program that is started without some of its standard descriptors, opens a file in their place and shows a
+// message.
 #include "platform/platform.h"
 #include "tests/support/system.h"
 

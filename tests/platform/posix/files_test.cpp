@@ -1,4 +1,4 @@
-// What only POSIX systems have: bytes in names, links, devices, permissions, the user's folders.
+// Tests of POSIX features: names that are bytes, links, devices, permissions, the user's folders.
 #include "tests/platform/files_fixture.h"
 #include "tests/support/system.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 class PosixFiles : public Files {
 protected:
-    /// The names in the folder other than those that the fixture has made.
+    /// The names in the folder other than those that the fixture has created.
     Names others() {
         Names all = find(base + u"*");
         for (const char16_t* own : {u".", u"..", u"file", u"folder"})
@@ -37,12 +37,12 @@ TEST_F(PosixFiles, EveryNameOnDiskIsTranslatedThereAndBack) {
     const std::pair<const char*, const char16_t*> names[] = {
         {"\xD0\x96\xF0\x9F\x98\x80", u"\u0416\U0001F600"},
         {"a:b*c?\\d|\x01", u"a\uF03Ab\uF02Ac\uF03F\uF05Cd\uF07C\uF001"},
-        {"\xEF\x80\xBA", u"\xDCEF\xDC80\xDCBA"}, // What would stand for a colon.
+        {"\xEF\x80\xBA", u"\xDCEF\xDC80\xDCBA"}, // The escape of a colon, literally on disk.
         {"bad\xFF\xC3", u"bad\xDCFF\xDCC3"},     // Not UTF-8.
         {"\xC0\xAFx", u"\xDCC0\xDCAFx"},         // An overlong slash.
-        {"\xED\xA0\x80z", u"\xD800z"},           // A lone surrogate, and two that would be a character.
+        {"\xED\xA0\x80z", u"\xD800z"},           // A lone surrogate, and a surrogate pair.
         {"\xED\xA0\x81\xED\xB0\x80", u"\xDCED\xDCA0\xDC81\xDC00"},
-        {"\xED\xB2\x80", u"\xDCED\xDCB2\xDC80"}, // What would stand for a byte.
+        {"\xED\xB2\x80", u"\xDCED\xDCB2\xDC80"}, // The escape of a byte, literally on disk.
     };
     Names expected;
     for (const auto& [disk, above] : names) {
@@ -56,7 +56,7 @@ TEST_F(PosixFiles, EveryNameOnDiskIsTranslatedThereAndBack) {
         EXPECT_TRUE(P::DeleteFileW((base + above).c_str())) << disk;
     }
     EXPECT_EQ(opening(u"\xDCC3\xDCA9", GENERIC_WRITE, CREATE_NEW), ERROR_INVALID_NAME)
-        << "bytes that together are a character";
+        << "escaped bytes that form a valid character";
 }
 
 TEST_F(PosixFiles, DrivesAndServersDoNotExist) {
@@ -115,7 +115,7 @@ TEST_F(PosixFiles, AFullDeviceAndASizeLimitAreReportedAsAFullDisk) {
     EXPECT_EQ(codeOf([&] { return P::CopyFileW((base + u"big").c_str(), u"\\dev\\full", FALSE); }),
               ERROR_DISK_FULL);
 
-    // The limit's signal would end a process that does not expect it.
+    // Reaching the limit raises a signal, which would end the process.
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
     const rlimit limit{4000, before.rlim_max};
@@ -125,7 +125,7 @@ TEST_F(PosixFiles, AFullDeviceAndASizeLimitAreReportedAsAFullDisk) {
     const Opened file(base + u"big", GENERIC_WRITE, 0, CREATE_ALWAYS);
     EXPECT_EQ(codeOf([&] { return P::WriteFile(file, bytes.data(), 5000, &written); }), ERROR_DISK_FULL);
     EXPECT_EQ(written, 4000U);
-    EXPECT_EQ(P::SetFilePointer(file, 0, nullptr, FILE_CURRENT), 0U) << "the write cannot be tried again";
+    EXPECT_EQ(P::SetFilePointer(file, 0, nullptr, FILE_CURRENT), 0U) << "the position is unchanged";
     P::SetFilePointer(file, 6000, nullptr, FILE_BEGIN);
     EXPECT_EQ(codeOf([&] { return P::SetEndOfFile(file); }), ERROR_DISK_FULL);
     setrlimit(RLIMIT_FSIZE, &before);
@@ -135,7 +135,7 @@ TEST_F(PosixFiles, AFullDeviceAndASizeLimitAreReportedAsAFullDisk) {
     EXPECT_EQ(P::GetFileSize(file, nullptr), 4000U);
     EXPECT_EQ(get(base + u"file") + get(base + u"folder\\file"), "oldold");
     EXPECT_EQ(with(copyOver)(u"file", u"folder\\file"), 0U);
-    EXPECT_EQ(others(), Names{u"big"}) << "no half copy and no trace of one";
+    EXPECT_EQ(others(), Names{u"big"}) << "no partial copy and no temporary file is left";
 }
 
 TEST_F(PosixFiles, AFolderWithoutWriteBitsIsNotChangedEvenByRoot) {
@@ -186,14 +186,14 @@ TEST_F(PosixFiles, CopiesAndAttributesKeepThePermissionsOfAFile) {
     umask(mask);
 }
 
-TEST_F(PosixFiles, AReaderCannotEmptyAFileThatOthersMayNotWrite) {
+TEST_F(PosixFiles, AReaderCannotTruncateAFileThatOthersMayNotWrite) {
     const Opened reader(base + u"file", GENERIC_READ, FILE_SHARE_READ);
     EXPECT_EQ(Opened(base + u"file", GENERIC_READ, FILE_SHARE_READ, CREATE_ALWAYS).Failure(),
               ERROR_SHARING_VIOLATION);
     EXPECT_EQ(get(base + u"file"), "old");
 }
 
-TEST_F(PosixFiles, AStaleHandleNeverMeansALaterFile) {
+TEST_F(PosixFiles, AStaleHandleNeverRefersToALaterFile) {
     Opened first(base + u"file", GENERIC_WRITE, 0);
     const HANDLE stale = first;
     first.Close();

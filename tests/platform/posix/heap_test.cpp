@@ -1,4 +1,4 @@
-// What the POSIX port promises of private heaps and of virtual memory beyond the documented calls.
+// What the POSIX port guarantees for private heaps and virtual memory beyond the documented calls.
 #include "tests/platform/codes.h"
 
 #include <algorithm>
@@ -14,9 +14,9 @@ namespace Tarn::Platform {
 
 namespace {
 
-constexpr std::size_t kLarge = 200'000; // near the largest block that lies in a segment
+constexpr std::size_t kLarge = 200'000; // close to the largest block that fits into a segment
 
-TEST(PrivateHeap, UnitesFreedBlocksForLargerOnes) {
+TEST(PrivateHeap, MergesFreedBlocksForLargerOnes) {
     const HANDLE heap = HeapCreate(0x4000000); // in one segment
     std::minstd_rand random(1);
     std::vector<char*> blocks;
@@ -38,7 +38,7 @@ TEST(PrivateHeap, UnitesFreedBlocksForLargerOnes) {
             blocks.push_back(static_cast<char*>(HeapAlloc(heap, kLarge)));
             outside += blocks.back() < begin || blocks.back() > end;
         }
-        EXPECT_EQ(outside, 0) << "they fit into half of the room";
+        EXPECT_EQ(outside, 0) << "they fit into half of the space";
     }
     EXPECT_TRUE(HeapDestroy(heap));
 }
@@ -49,7 +49,7 @@ std::vector<void*> allocate(HANDLE heap, std::size_t count, std::size_t size) {
     return blocks;
 }
 
-TEST(PrivateHeap, FindsFreeRoomLargerThanAnySegmentThatItAdds) {
+TEST(PrivateHeap, FindsFreeSpaceLargerThanAnySegmentThatItAdds) {
     const HANDLE heap = HeapCreate(0x6000000);
     const std::vector<void*> blocks = allocate(heap, 400, kLarge);
     HeapAlloc(heap, 1);
@@ -70,7 +70,7 @@ TEST(PrivateHeap, RefusesABlockThatIsFree) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
-/// Limits the memory that this process may map to what it has and `more` bytes, for the life of the object.
+/// Limits the memory of this process to what it has mapped plus `more` bytes, for the life of the object.
 class AddressLimit {
 public:
     explicit AddressLimit(std::size_t more) {
@@ -103,7 +103,7 @@ TEST(PrivateHeap, MakesDoWithTheMemoryThatThereIs) {
         while (void* const block = HeapAlloc(heap, 10'000))
             blocks.push_back(block);
         EXPECT_GT(blocks.size() * 10'000, kRoom * 3 / 4)
-            << "with smaller segments where there is no room for a large one";
+            << "with smaller segments if a large one does not fit";
         EXPECT_TRUE(HeapFree(heap, blocks.back()));
         EXPECT_EQ(HeapAlloc(heap, 10'000), blocks.back());
     }
@@ -111,7 +111,7 @@ TEST(PrivateHeap, MakesDoWithTheMemoryThatThereIs) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
-TEST(PrivateHeap, GivesFreeSegmentsBackAndKeepsOneForTheNextBlocks) {
+TEST(PrivateHeap, ReturnsFreeSegmentsAndKeepsOneForTheNextBlocks) {
     constexpr std::size_t kSize = 20'000, kMostKept = 50'000'000, kStep = 20;
     const HANDLE heap = HeapCreate(0x20000);
     for (int round = 0; round < 2; round++) {
@@ -131,8 +131,8 @@ TEST(PrivateHeap, GivesFreeSegmentsBackAndKeepsOneForTheNextBlocks) {
     EXPECT_TRUE(HeapDestroy(heap));
 }
 
-/// Splits a new mapping until the system refuses; null if it does not, or still unmaps parts as an emulator
-/// may.
+/// Splits a new mapping until the system refuses. Null if the system does not refuse or, as an emulator may,
+/// still unmaps parts.
 void* useUpMappings(std::size_t* size) {
     const std::size_t page = GetPageSize();
     *size = 200'000 * page;
@@ -151,7 +151,8 @@ bool hasMemory(void* address) {
 
 enum TOutcome { asPromised, mappingsNotUsedUp, notFreed, notReused, notUnmapped };
 
-// In a child process that must not allocate, or report in the usual way, once its mappings are used up.
+// Runs in a child process, which must neither allocate nor report in the usual way once its mappings are used
+// up.
 TOutcome freeWithoutMappings() {
     constexpr std::size_t kSize = 0x10000;
     void* blocks[32];

@@ -1,4 +1,4 @@
-// What the POSIX port makes of the user's environment.
+// How the POSIX port interprets the user's environment.
 #include "platform/posix/text/language.h"
 
 #include "platform/platform.h"
@@ -38,7 +38,7 @@ TEST_F(UserLocale, GivesTheCodePages) {
         {{{"LC_ALL", "C"}, {"LANG", "de_DE.UTF-8"}}, 1252, 437},
         {{{"LC_ALL", "C.UTF-8"}}, CP_UTF8, 437},
         {{{"LANG", "de_DE.UTF-8"}}, CP_UTF8, 850},
-        // These stand in no usual installation; the name alone tells.
+        // No usual installation has these locales; the name alone decides.
         {{{"LANG", "xx_XX.KOI8-R"}}, 20866, 866},
         {{{"LANG", "de_XX.ISO-8859-15@euro"}}, 28605, 850},
         {{{"LANG", "ja_XX.SJIS"}}, 932, 932},

@@ -1,11 +1,11 @@
-// What the POSIX port makes of the user's time zone and of the formats of his locale.
+// How the POSIX port interprets the user's time zone and the formats of his locale.
 #include "tests/platform/locale_texts.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <tuple>
 
-// glibc's newlocale does not free the folders that it takes from LOCPATH.
+// glibc's newlocale leaks the folder names that it takes from LOCPATH.
 extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppressions() {
     return "leak:argz_add_sep";
 }
@@ -21,7 +21,7 @@ const Tarn::CCapability kLocaleDefinitions{std::filesystem::exists("/usr/share/i
                                                ? nullptr
                                                : "there are no definitions to make locales from"};
 
-/// The environment that tells of the user, for the length of a test.
+/// The environment that describes the user, for the duration of a test.
 class LocaleOfDates : public testing::Test {
 protected:
     ~LocaleOfDates() override {
@@ -34,7 +34,7 @@ protected:
         return P::GetTimeZoneInformation(&information);
     }
 
-    /// Locales of the test's own making, so that it needs none to be installed but their definitions.
+    /// Locales that the test compiles itself, so that only the definitions of locales need to be installed.
     static void enter(const std::string& locale, const std::string& codeset) {
         const std::string name = locale + "." + codeset;
         const std::string command =
@@ -51,7 +51,7 @@ protected:
     }
 };
 
-TEST_F(LocaleOfDates, TellsOfItsDaylightTime) {
+TEST_F(LocaleOfDates, ReportsDaylightTime) {
     TIME_ZONE_INFORMATION zone;
     EXPECT_EQ(enterZone("<-0930>9:30", zone), TIME_ZONE_ID_UNKNOWN);
     EXPECT_EQ(zone.Bias, 570);
@@ -85,7 +85,7 @@ TEST_F(LocaleOfDates, GivesPicturesByItsFormats) {
     setenv("LC_ALL", "C", 1);
     EXPECT_EQ(pictures(), u"MM/dd/yy|dddd MMMM d yyyy|HH:mm:ss");
     setenv("LC_ALL", "xx_XX.UTF-8", 1);
-    EXPECT_EQ(localeText(LOCALE_SDAYNAME1), u"Monday") << "there is no such locale";
+    EXPECT_EQ(localeText(LOCALE_SDAYNAME1), u"Monday") << "the default for a locale that does not exist";
 }
 
 TEST_F(LocaleOfDates, GivesItsNamesAndEras) {

@@ -18,7 +18,7 @@ namespace {
 
 namespace Platform = Tarn::Platform;
 
-/// The answer of a box that has these descriptors for standard input and error output.
+/// The answer of a box that uses these descriptors as standard input and error output.
 int show(int input, int error, const char16_t* text, const char16_t* caption, UINT flags) {
     const int saved[] = {dup(STDIN_FILENO), dup(STDERR_FILENO)};
     dup2(input, STDIN_FILENO);
@@ -35,14 +35,14 @@ int show(int input, int error, const char16_t* text, const char16_t* caption, UI
 int ask(UINT flags, const std::string& typed, std::string* screen) {
     int user = -1;
     int terminal = -1;
-    termios silent{}; // an echo would come at a moment of its own
+    termios silent{}; // an echo would appear at an unpredictable moment
     silent.c_lflag = ICANON;
     silent.c_oflag = OPOST | ONLCR;
     silent.c_cc[VEOF] = '\x04';
     EXPECT_EQ(openpty(&user, &terminal, nullptr, &silent, nullptr), 0);
     EXPECT_EQ(write(user, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
     const int answer = show(terminal, terminal, u"Keep \u00E4?\r\nReally?", u"Title", flags);
-    close(terminal); // ends what can be read
+    close(terminal); // ends the input
     screen->clear();
     for (char c; read(user, &c, 1) == 1;)
         *screen += c;
@@ -89,7 +89,7 @@ TEST(MessageBoxWithoutATerminal, AnswersThePreselectedButton) {
         EXPECT_EQ(showWithoutTerminal(u"text", u"caption", flags, &shown), answer);
     EXPECT_EQ(shown, "caption: text\n");
 
-    // Longer than what is written at a time.
+    // Longer than a single write.
     std::string line;
     std::u16string text;
     for (int i = 0; i < 999; i++) {
@@ -100,7 +100,7 @@ TEST(MessageBoxWithoutATerminal, AnswersThePreselectedButton) {
     EXPECT_EQ(shown, ": " + line + "\n\n");
 }
 
-TEST(MessageBoxWithoutATerminal, SurvivesAnErrorOutputThatTakesNothing) {
+TEST(MessageBoxWithoutATerminal, SurvivesAnErrorOutputThatCannotBeWritten) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     close(ends[0]);

@@ -1,4 +1,4 @@
-// What the POSIX port's registry does when processes die, files are damaged or may not be written.
+// What the POSIX port's registry does when processes die and when files are damaged or cannot be written.
 #include "tests/platform/registry_calls.h"
 #include "tests/support/fresh_folder.h"
 
@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Moves the registry to a folder of the test's own, which does not exist yet.
+// Moves the registry to a separate folder for the test, which does not exist yet.
 class RegistryFaults : public FreshFolder {
 protected:
     RegistryFaults() { moveTo(folder); }
@@ -58,7 +58,7 @@ bool succeeds(pid_t child) {
     return waitpid(child, &status, 0) == child && status == 0;
 }
 
-// Runs SQL on a database by itself and returns the last column of the first row.
+// Runs SQL directly on a database and returns the last column of the first row.
 std::string runSql(const fs::path& file, const char* sql) {
     sqlite3* database;
     char** cells;
@@ -76,9 +76,9 @@ std::string bytesOf(const fs::path& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// Reads all that is found below a key by following the registry's answers.
+// Reads everything below a key by following the registry's answers.
 struct Walk {
-    static constexpr int kMostCalls = 5000; // of the test's store, an eighth is enough
+    static constexpr int kMostCalls = 5000; // an undamaged store takes an eighth of this
     int calls = 0;
     std::set<LSTATUS> results;
 
@@ -121,7 +121,7 @@ TEST_F(RegistryFaults, ReadingADamagedStoreEndsAndChangesNothing) {
     for (int round = 0; round < 200; round++) {
         std::string damaged = sound;
         for (auto bytes = 1 + random() % 3; bytes > 0;)
-            if (char& byte = damaged[random() % damaged.size()]; byte != 0) { // what is 0 is mostly unused
+            if (char& byte = damaged[random() % damaged.size()]; byte != 0) { // zeros are mostly unused space
                 byte = static_cast<char>(random());
                 bytes--;
             }
@@ -136,7 +136,7 @@ TEST_F(RegistryFaults, ReadingADamagedStoreEndsAndChangesNothing) {
     }
 }
 
-TEST_F(RegistryFaults, WhatWasAcknowledgedSurvivesAKilledWriter) {
+TEST_F(RegistryFaults, AcknowledgedWritesSurviveAKilledWriter) {
     std::minstd_rand random(20020913);
     int pipeEnds[2];
     ASSERT_EQ(pipe(pipeEnds), 0);
@@ -249,7 +249,7 @@ TEST_F(RegistryFaults, AStoreThatMayNotBeWrittenCanStillBeRead) {
     EXPECT_EQ(set(key, u"v", "6"), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryFaults, AFullDiskFailsTheWriteAndKeepsWhatWasThere) {
+TEST_F(RegistryFaults, AFullDiskFailsTheWriteAndKeepsTheOldData) {
     const Key key(HKEY_CURRENT_USER, u"Full");
     const std::string kept(10'000, '1');
     EXPECT_TRUE(succeeds(start([&] {
@@ -264,7 +264,7 @@ TEST_F(RegistryFaults, AFullDiskFailsTheWriteAndKeepsWhatWasThere) {
     EXPECT_EQ(set(key, u"after", "x"), ERROR_SUCCESS);
 }
 
-TEST_F(RegistryFaults, AForeignFileIsReportedAndLeftAlone) {
+TEST_F(RegistryFaults, AForeignFileIsReportedAndLeftUnchanged) {
     fs::create_directory(folder);
     const std::string garbage(5000, 'g');
     std::ofstream(userFile) << garbage;

@@ -33,8 +33,8 @@ HWND createWindow(DWORD style, HWND parentOrOwner) {
     return CreateWindowExW(0, kClass, L"", style, 0, 0, 90, 90, parentOrOwner, nullptr, module, nullptr);
 }
 
-// A desktop for this program and those that it starts. Under Wine the windows of a desktop are shown where
-// its first program had them shown, and programs without a display run beside this one.
+// A desktop for this program and those that it starts. Under Wine all windows of a desktop appear on the
+// display of its first program, and programs without a display run at the same time as this one.
 class CDesktop {
 public:
     CDesktop() {
@@ -55,7 +55,7 @@ public:
         CloseHandle(process);
     }
 
-    /// Makes it the desktop of the calling thread.
+    /// Makes this the desktop of the calling thread.
     bool Enter() const { return SetThreadDesktop(desktop) != FALSE; }
 
 private:
@@ -77,7 +77,7 @@ bool showsWindows() {
 const CCapability kWindowsOnScreen{showsWindows() ? nullptr
                                                   : "there is no display, or none for 32-bit programs"};
 
-// Windows by their number, each a character of a text that says which are enabled.
+// Windows by their number; a text has a character for each that says whether it is enabled.
 enum { kMain, kTool, kPalette, kDisabled, kHidden, kInner, kForeign, kChildless, kWindows, kNone = kWindows };
 constexpr char kAtRest[] = "+++-++++";
 HWND windows[kWindows + 1];
@@ -113,7 +113,7 @@ BOOL CALLBACK lookAtControl(HWND control, LPARAM box) {
     return TRUE;
 }
 
-// Ends a program that would wait for ever.
+// Ends a program that would otherwise wait for ever.
 void waitUntil(const char* what, const std::function<bool()>& isTrue) {
     constexpr int kLongest = 30'000, kStep = 5;
     for (int i = 0; !isTrue(); i += kStep) {
@@ -127,8 +127,8 @@ void waitUntil(const char* what, const std::function<bool()>& isTrue) {
 
 constexpr int kEnter = 0; // the key, instead of a button
 
-// What a user saw of the box with this caption that `show` shows. What he did `meanwhile`, before he
-// answered, the thread that shows the box does.
+// What a user sees of the box with this caption that `show` shows. Before he answers, the thread that shows
+// the box runs `meanwhile`.
 CSeenBox seeBox(const char16_t* caption, int answer, const std::function<void()>& show,
                 const std::function<void(const CSeenBox&)>& meanwhile = nullptr) {
     CSeenBox seen;
@@ -157,7 +157,7 @@ CSeenBox seeBox(const char16_t* caption, int answer, const std::function<void()>
     return seen;
 }
 
-// An application with a main window, windows that it owns at first or second hand, and others.
+// An application with a main window, windows that the main window owns directly or indirectly, and others.
 class MessageBoxes : public testing::Test {
 protected:
     void SetUp() override {
@@ -177,7 +177,7 @@ protected:
         };
         for (int i = 0; i < kWindows; i++)
             windows[i] = createWindow(kKinds[i].style, windows[kKinds[i].parentOrOwner]);
-        // Where it says that it is a child, its parent counts and not its owner.
+        // For a window with the child style its parent counts, not its owner.
         SetWindowLongW(windows[kChildless], GWL_STYLE, WS_CHILD | WS_VISIBLE);
         SetMainWindow(windows[kMain]);
         SetAppTitle(u"Größe 字");
@@ -253,13 +253,13 @@ TEST_F(MessageBoxes, DisableTheOtherWindowsOfTheApplicationMeanwhile) {
     }
 }
 
-TEST_F(MessageBoxes, NestAndLeaveTheOuterOneAsItWas) {
+TEST_F(MessageBoxes, NestAndLeaveTheOuterOneUnchanged) {
     const auto show = [](const char16_t* caption, HWND owner) {
         return [=] { GetCurrentMessageHandler()->ShowMessage(owner, u"text", caption, MB_OK); };
     };
     seeBox(u"outer", IDOK, show(u"outer", windows[kTool]), [&show](const CSeenBox&) {
         const HWND outer = FindWindowW(L"#32770", L"outer");
-        // Without an owner: Wine enables that of a box afterwards, even if it was disabled.
+        // Without an owner: Wine enables the owner of a box afterwards, even if it was disabled before.
         seeBox(u"inner", IDOK, show(u"inner", nullptr), [outer](const CSeenBox& inner) {
             EXPECT_FALSE(IsWindowEnabled(outer));
             EXPECT_EQ(inner.enabled, "-----+++");
@@ -274,7 +274,7 @@ TEST_F(MessageBoxes, TellWhyTheProcessEndsAtAnAssertionInsideAWarning) {
     const auto tell = [](const CSeenBox& box) {
         for (char16_t unit : box.text + (box.icon == systemIcon(IDI_HAND) ? u"|hand|" : u"|other|"))
             std::fputc(unit == u'\n' ? ' ' : static_cast<char>(unit), stderr);
-        std::fflush(stderr); // the process may end without
+        std::fflush(stderr); // the process may end without flushing
     };
     const auto fail = [] { GenAssert(u"Source", 12); };
     const auto failInWarning = [=](const CSeenBox& box) {

@@ -1,5 +1,5 @@
-// The values that other systems have from tarnkit/system_values.h are those of the headers of Windows: a
-// wrong one does not compile.
+// Checks that the values in tarnkit/system_values.h, which other systems use, are those of the Windows
+// headers: a wrong one does not compile.
 #include <tarnkit/types.h>
 
 #include "compared_values.h"
