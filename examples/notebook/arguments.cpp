@@ -15,7 +15,7 @@ namespace {
 
 constexpr unsigned kLastCodePage = 65535;
 
-// Those that are followed by a value.
+// The options that are followed by a value.
 const char16_t* const kOptions[] = {u"--code-page", u"--language", u"--log", u"--profile",
                                     u"--sort",      u"--time",     u"--with"};
 

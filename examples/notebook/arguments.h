@@ -10,16 +10,16 @@
 
 class CArguments {
 public:
-    /// What is no option is a word.
+    /// Every argument that is not an option is a word.
     explicit CArguments(const Tarn::CArray<Tarn::CUnicodeString>& values);
 
-    /// Takes what is missing of --code-page and --sort from the section [Options] of notebook.ini beside the
-    /// program, if it is there. Throws when it can't be read.
+    /// Takes --code-page and --sort, if they are missing, from the section [Options] of notebook.ini beside
+    /// the program, if there is such a file. Throws when it can't be read.
     void ReadIniFile();
 
-    /// The command and what belongs to it.
+    /// The command and the words that belong to it.
     const Tarn::CArray<Tarn::CUnicodeString>& Words() const { return words; }
-    /// Whether nothing looks like an option and is none, or lacks its value.
+    /// Whether every argument that looks like an option is one and has its value.
     bool AreUnderstood() const { return areUnderstood; }
     bool IsDryRun() const { return isDryRun; }
     bool IsColored() const { return isColored; }
@@ -28,7 +28,7 @@ public:
     Tarn::CUnicodeString LogName() const { return option(u"--log"); }
     Tarn::CUnicodeString Profile() const { return option(u"--profile"); }
     Tarn::CUnicodeString Characters() const { return option(u"--with"); }
-    /// Throw what is wrong about the value of the option. Without one: UTF-8, by number, now.
+    /// The values of options. Each throws if the value is wrong. The defaults: UTF-8, by number, now.
     unsigned CodePage() const;
     TNoteOrder Order() const;
     Tarn::CTime Time() const;

@@ -13,7 +13,7 @@
 struct CNote {
     Tarn::CUnicodeString Title;
     Tarn::CUnicodeString Text;
-    Tarn::CTime Time = Tarn::CTime::CreateZeroTime(); // zero when nobody knows it
+    Tarn::CTime Time = Tarn::CTime::CreateZeroTime(); // zero if unknown
 };
 
 class CBook {
@@ -22,13 +22,13 @@ public:
     const CNote& Note(int index) const { return notes[index]; }
     void Add(const CNote& note) { notes.Add(note); }
 
-    /// Replaces the notes by those of the file. Throws, and keeps the notes, when the file is missing,
+    /// Replaces the notes by those in the file. Throws, and keeps the notes, when the file is missing,
     /// corrupt or of a later version.
     void Load(const Tarn::CUnicodeString& fileName);
-    /// The same from an open file, whose contents from its position on are the book.
+    /// Does the same from an open file, where the book begins at the current position.
     void Load(Tarn::CBaseFile& file);
 
-    /// Writes the book. Throws when it can't be written; the file then is as it was.
+    /// Writes the book. Throws when it can't be written; the file is then unchanged.
     void Save(const Tarn::CUnicodeString& fileName) const;
     /// Writes the book to an open file, at its position.
     void Save(Tarn::CBaseFile& file) const;

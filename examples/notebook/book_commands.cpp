@@ -18,7 +18,7 @@ namespace {
 
 struct CBookCommand {
     const CUnicodeString& bookName;
-    const CUnicodeString* words; // that follow the book
+    const CUnicodeString* words; // those after the book
     const CArguments& arguments;
     CSettings& settings;
 };
@@ -52,7 +52,7 @@ void addNote(CBook& book, const CUnicodeString& bookName, const CNote& note) {
     book.Add(note);
 }
 
-// Does all that an import does with a book in memory, and leaves no trace outside.
+// Does everything that an import does, but with a book in memory, and writes nothing.
 void tryImport(const CUnicodeString& bookName, const CNote& note) {
     CBook book;
     addNote(book, bookName, note);
@@ -137,7 +137,7 @@ void exportNote(const CBookCommand& command) {
 
 const struct {
     const char16_t* name;
-    int numberOfWords; // without the name and the book
+    int numberOfWords; // not counting the name and the book
     void (*run)(const CBookCommand& command);
 } kCommands[] = {
     {u"import", 1, importNote},

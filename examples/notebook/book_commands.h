@@ -4,6 +4,6 @@
 #include "arguments.h"
 #include "settings.h"
 
-/// Executes a command on the book that is named or else on the last one, and remembers it. Returns false when
-/// the words are no such command; throws what went wrong.
+/// Executes a command on the book that is named, or else on the last one, and remembers the book. Returns
+/// false when the words are not such a command; throws when the command fails.
 bool ExecuteBookCommand(const CArguments& arguments, CSettings& settings);

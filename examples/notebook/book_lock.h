@@ -1,5 +1,5 @@
-// Keeps a second program from changing the same book meanwhile: the later one is told that the book is in
-// use.
+// Keeps a second program from changing the same book at the same time: the later one is told that the book is
+// in use.
 #pragma once
 
 #include <tarnkit/file.h>
@@ -13,7 +13,7 @@ public:
           isEmpty(file.GetLength() == 0) {}
     ~CBookLock() {
         file.Abort();
-        if (isEmpty) // else it is a file of the user's that happens to have the name
+        if (isEmpty) // otherwise it is a file of the user's that happens to have this name
             Tarn::FileSystem::RemoveIgnoreErrors(name);
     }
     CBookLock(const CBookLock&) = delete;

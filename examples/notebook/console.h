@@ -1,4 +1,5 @@
-// What a command-line program has of its user: his arguments and the two outputs. One source for each port.
+// A command-line program's connection to its user: the arguments and the two outputs. One source for each
+// port.
 #pragma once
 
 #include <tarnkit/array.h>
@@ -10,10 +11,10 @@ namespace Console {
 /// The arguments of `main`, without the program's name.
 Tarn::CArray<Tarn::CUnicodeString> Arguments(int argc, char** argv);
 
-/// Texts for the user, or for a program that reads them as UTF-8.
+/// Print text for the user, or for a program that reads it as UTF-8.
 void Print(const Tarn::CUnicodeString& text);
 void PrintError(const Tarn::CUnicodeString& text);
-/// Whether all that was printed has arrived.
+/// Whether everything that was printed has been written.
 bool IsAllPrinted();
 
 } // namespace Console

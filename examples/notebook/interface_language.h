@@ -3,7 +3,7 @@
 
 #include "settings.h"
 
-/// The code of an installed language. Throws for every other text.
+/// Reads the code of an installed language. Throws for every other text.
 int CheckedLanguage(const Tarn::CUnicodeString& text);
 
 /// Makes the language of the option the current one or, when that is empty, the language of the settings, if

@@ -6,7 +6,7 @@ using namespace Tarn;
 
 namespace {
 
-// So far from the ends that no time zone leads beyond what a calendar holds.
+// Far enough from the ends of the calendar that no time zone leads beyond them.
 constexpr int kFirstYear = 1602;
 constexpr int kLastYear = 9999;
 

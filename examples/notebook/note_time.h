@@ -1,4 +1,4 @@
-// The time of a note: how it is told on the command line and shown to the user.
+// The time of a note: how it is given on the command line and shown to the user.
 #pragma once
 
 #include <tarnkit/time.h>
@@ -7,7 +7,7 @@
 bool IsNoteTime(Tarn::CTime time);
 
 /// Reads "2026-05-02 14:30", a local time, or "2026-05-02 14:30Z", the universal time, which means the same
-/// on every machine. Returns false for a text that is no such time.
+/// on every machine. Returns false for a text that is not such a time.
 bool ParseNoteTime(const Tarn::CUnicodeString& text, Tarn::CTime& time);
 
 /// The local time with the names of the user's locale: for a list, and with the day of the week for a

@@ -1,17 +1,17 @@
 // notebook: keeps text files as notes in a book.
 //
-// The program shows the library's main job whole: it starts the library, stores a document through strings,
-// archive and file, reads it back, and tells its user in his language what went wrong when something does.
+// The program shows a complete use of the library: it starts the library, stores a document through strings,
+// archive and file, reads it back, and explains failures to its user in his language.
 //
-//   arguments           what the user asks for; maps, INI files
-//   settings            what is kept for him; setup values and registry keys
-//   interface_language  in which he is spoken to; language libraries
-//   messages            what he is told; messages and errors, whose texts are in *.po
-//   book, book_lock     the document; archives, files that are replaced as a whole, files that nobody shares
+//   arguments           the command line; maps, INI files
+//   settings            the user's settings; setup values and registry keys
+//   interface_language  the language of the program; language libraries
+//   messages            the texts; messages and errors, whose texts are in *.po
+//   book, book_lock     the document; archives, files that are replaced as a whole, exclusive files
 //   note_time           times on the command line and in the user's locale
 //   selection           sorting and filtering; lists, Unicode sets
 //   text_files          text in all encodings; text files and streams
-//   *_commands          what is done with all that, memory files included
+//   *_commands          the commands; memory files
 //   console             the outputs, and a message handler for them
 #include "arguments.h"
 #include "book_commands.h"
@@ -35,7 +35,7 @@ using namespace Tarn;
 
 namespace {
 
-// Relative names mean the folder the user is in, as in every command-line program.
+// Relative names refer to the folder the user is in, as in every command-line program.
 void enterUsersFolder() {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::current_path(error);
@@ -44,14 +44,14 @@ void enterUsersFolder() {
     FileSystem::ChangeDir(folder.u16string().c_str());
 }
 
-// A log is text in UTF-16. Anything else, such as a book, would be spoilt by what is added to it.
+// A log is text in UTF-16. Any other file, such as a book, would be damaged by appending to it.
 void checkLog(const CUnicodeString& name) {
     CFile log(name, CFile::ForReading | CFile::DenyNone | CFile::Create | CFile::KeepContents);
     if (log.GetLength() > 0 && log.ReadWord() != kByteOrderMark)
         GenCheck(ERR_NOTEBOOK_BAD_LOG, name);
 }
 
-// Settings have nothing to try.
+// Commands on settings have no dry run.
 bool execute(const CArguments& arguments, CSettings& settings) {
     return arguments.AreUnderstood() &&
            (ExecuteBookCommand(arguments, settings) ||

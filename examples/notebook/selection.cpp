@@ -10,7 +10,7 @@ int byNumber(const CListNodeBase* a, const CListNodeBase* b) {
     return static_cast<const CListedNote*>(a)->Number() - static_cast<const CListedNote*>(b)->Number();
 }
 
-// Sorting may exchange what is equal, so that the number decides last.
+// Sorting may exchange equal elements, so the number decides between them.
 int byTitle(const CListNodeBase* a, const CListNodeBase* b) {
     const CUnicodeString& title = static_cast<const CListedNote*>(a)->Note().Title;
     const int order = title.CompareNoCase(static_cast<const CListedNote*>(b)->Note().Title);

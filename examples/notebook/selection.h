@@ -11,7 +11,7 @@ enum TNoteOrder { NO_Number, NO_Title, NO_Time };
 /// "number", "title" or "time". Returns false for any other text.
 bool ParseNoteOrder(const Tarn::CUnicodeString& text, TNoteOrder& order);
 
-/// The characters of a text, in which "a-z" stands for all from "a" to "z".
+/// The characters of a text, where "a-z" means all characters from "a" to "z".
 Tarn::CUnicodeSet ParseCharacters(const Tarn::CUnicodeString& text);
 
 /// A note of a book in a list; the book must outlive it.
@@ -32,7 +32,7 @@ private:
 
 class CNoteList : public Tarn::CListBase {
 public:
-    /// The notes in whose title or text there is a character of the set, or all when it is null.
+    /// The notes whose title or text contains a character of the set, or all notes when it is null.
     CNoteList(const CBook& book, TNoteOrder order, const Tarn::CUnicodeSet* characters);
 
     const CListedNote* FirstNote() const { return static_cast<const CListedNote*>(First()); }

@@ -14,7 +14,7 @@ constexpr unsigned long kNoColor = 0xFFFFFFFF;
 
 void checkLanguage(const CUnicodeString& text) { CheckedLanguage(text); }
 
-// A text that is no color stands for the default, which here is none.
+// A text that is not a color reads as the default, which here is no color.
 void checkColor(const CUnicodeString& text) {
     const CSetupColor setting(u"", u"", kNoColor, ST_UserSection);
     if (setting.ConvertFromString(text) == setting.GetDefault())
@@ -56,7 +56,7 @@ void forget(CSettings& settings, const CUnicodeString*) { settings.Forget(); }
 
 const struct {
     const char16_t* name;
-    int numberOfWords; // with the name
+    int numberOfWords; // including the name
     void (*run)(CSettings& settings, const CUnicodeString* words);
 } kCommands[] = {
     {u"settings", 1, showSettings},

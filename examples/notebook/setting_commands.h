@@ -5,6 +5,6 @@
 
 #include <tarnkit/array.h>
 
-/// Executes a command on the settings. Returns false when the words are no such command; throws what went
-/// wrong.
+/// Executes a command on the settings. Returns false when the words are not such a command; throws when the
+/// command fails.
 bool ExecuteSettingCommand(const Tarn::CArray<Tarn::CUnicodeString>& words, CSettings& settings);

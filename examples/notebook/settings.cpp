@@ -21,7 +21,7 @@ CUnicodeString keyOf(const CUnicodeString& profile) {
 
 } // namespace
 
-// Without a language of his own the user has that of the system, which is the current one at the start.
+// A user who has not chosen a language gets that of the system, which is the current one at the start.
 CSettings::CSettings(const CUnicodeString& profile)
     : Language(keyOf(profile), u"Language", GetCurrentLanguageCode(), ST_UserSection),
       TimeColor(keyOf(profile), u"TimeColor", kGray, ST_UserSection),

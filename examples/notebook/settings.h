@@ -1,9 +1,9 @@
-// What the notebook keeps for its user from one run to the next, as setup values in his part of the registry.
+// What the notebook remembers from one run to the next, as setup values in the user's part of the registry.
 #pragma once
 
 #include <tarnkit/setup.h>
 
-/// A text. The library has no such value; this is all that one more kind takes.
+/// A text. The library has no setup value for texts; this is all that another type takes.
 class CSetupText : public Tarn::CSetupBase {
 public:
     CSetupText(const Tarn::CUnicodeString& keyPath, const Tarn::CUnicodeString& name,
@@ -15,7 +15,7 @@ public:
 
 class CSettings {
 public:
-    /// A profile is a name for settings apart from the usual ones, which have none.
+    /// A profile is a name for a separate set of settings. The usual settings have none.
     explicit CSettings(const Tarn::CUnicodeString& profile);
 
     Tarn::CSetup<int> Language;

@@ -28,7 +28,8 @@ CUnicodeString ImportText(const CUnicodeString& fileName, unsigned codePage) {
     const CString bytes = CFile::ReadANSIText(fileName);
     if (hasByteOrderMark(bytes))
         return text;
-    // A conversion that fails is empty. Only a text that gives back the very bytes of the file is kept.
+    // A conversion that fails returns an empty text. A text is accepted only if it converts back to the same
+    // bytes.
     const CString back(text, text.GetLength(), codePage);
     if (back.GetLength() != bytes.GetLength() || back.Compare(bytes) != 0)
         GenCheck(ERR_NOTEBOOK_CANT_DECODE, fileName, UnicodeStr(codePage, 10));

@@ -10,11 +10,13 @@ constexpr unsigned kUtf8 = 65001;
 constexpr unsigned kUtf16 = 1200;
 constexpr char16_t kByteOrderMark = u'\uFEFF';
 
-/// Throws when the file is not text of its encoding: but for zeros, a note is what its file is.
+/// Throws when the file is not valid in its encoding: except for zeros, a note has exactly the text of its
+/// file.
 Tarn::CUnicodeString ImportText(const Tarn::CUnicodeString& fileName, unsigned codePage);
 
-/// Throws, before the file is touched, when the code page lacks characters of the text.
+/// Throws, before it touches the file, when the code page lacks characters of the text.
 void ExportText(const Tarn::CUnicodeString& fileName, const Tarn::CUnicodeString& text, unsigned codePage);
 
-/// The size of the file that `ExportText` would make; throws for what the code page lacks, as it does.
+/// The size of the file that `ExportText` would write; throws as `ExportText` does when characters are
+/// missing.
 int MeasureExport(const Tarn::CUnicodeString& fileName, const Tarn::CUnicodeString& text, unsigned codePage);

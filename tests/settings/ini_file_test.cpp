@@ -17,7 +17,7 @@ protected:
 
     const Path path = folder / "settings.ini";
 
-    /// Calls `action` with an INI file of these bytes and returns what is on the disk afterwards.
+    /// Calls `action` with an INI file of these bytes and returns the file's bytes afterwards.
     std::u16string afterwards(const Bytes& bytes, auto action) const {
         WriteBytes(path, bytes);
         {
@@ -61,7 +61,7 @@ TEST_F(IniFile, SavesInOrderOfCreationAndWithoutComments) {
 TEST_F(IniFile, IsNotWrittenWhenNothingChangedOrItCouldNotBeRead) {
     std::vector<Bytes> files = {";\n[a]\nk=1\n", "[k=1\n//\n[", "\xFF\xFEodd"};
     if (CUnicodeString("=\xE9", 0).IsEmpty())
-        files.push_back("=\xE9"); // no text of the system's code page
+        files.push_back("=\xE9"); // not valid in the system's code page
     for (const Bytes& bytes : files) {
         afterwards("k=1", [&](CIniFile& file) {
             file.SetString(u"", u"k", u"forgotten when the file is read again");
@@ -87,7 +87,7 @@ TEST_F(IniFile, IsNotWrittenWhenNothingChangedOrItCouldNotBeRead) {
     }
 }
 
-TEST_F(IniFile, ThrowsTheFailuresOfItsFile) {
+TEST_F(IniFile, ThrowsFileFailures) {
     EXPECT_EQ(FailureOf([] { CIniFile(u"x.ini").Save(); }), FileFailure(ERROR_FILE_NOT_FOUND, "x.ini"));
     WriteBytes(path, "k=1");
     CFile holder(NameOf(path), CFile::ForReading | CFile::DenyWrite);

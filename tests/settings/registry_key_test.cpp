@@ -29,7 +29,7 @@ protected:
         opened.Open(key, path.Ptr());
         EXPECT_TRUE(opened.SetStringValue(u"v", value));
     }
-    /// The texts in a key, each as "name=text;", and its sub-keys, each as "name(contents)".
+    /// The string values of a key, each as "name=text;", and its sub-keys, each as "name(contents)".
     static CUnicodeString contents(const CRegistryKey& parent) {
         CUnicodeString all;
         CArray<CUnicodeString, CurrentMemoryManager> names{u"left over"};
@@ -137,7 +137,7 @@ TEST_F(RegistryKey, DeletesAWholeSubtreeButNothingForAnEmptyName) {
     }
 }
 
-TEST_F(RegistryKey, CopiesValuesAndSubKeysAndEndsInItsOwnSubtree) {
+TEST_F(RegistryKey, CopiesValuesAndSubKeysEvenIntoItsOwnSubtree) {
     CRegistryKey from(false), to(false);
     from.Open(key, u"From");
     to.Open(key, u"From\\To");

@@ -13,7 +13,7 @@ namespace {
 
 constexpr char16_t kPath[] = u"Software\\TarnkitSetupTest";
 
-// Initializes the library with sections of the test's own.
+// Initializes the library with registry sections that only this test uses.
 class Setup : public testing::Test {
 protected:
     Setup() { EXPECT_TRUE(Initialize(kPath, u"Software\\TarnkitSetupTest\\Machine")); }
@@ -34,7 +34,7 @@ protected:
 
 constexpr CEnumItem kSizes[] = {{1, u"Small"}, {3, u"Large"}, {3, u"Huge"}, {0, nullptr}};
 
-TEST_F(Setup, LivesWhereItsTypeSays) {
+TEST_F(Setup, IsStoredWhereItsTypeSays) {
     const std::tuple<TSetupType, const char16_t*, HKEY, const char16_t*> rows[] = {
         {ST_MachineSection, u"a", HKEY_LOCAL_MACHINE, u"Software\\TarnkitSetupTest\\Machine\\a"},
         {ST_UserSection, u"a", HKEY_CURRENT_USER, u"Software\\TarnkitSetupTest\\a"},
@@ -98,7 +98,7 @@ TEST_F(Setup, FollowsASystemColorUnlessItIsCached) {
     EXPECT_EQ(DWORD(plain.Get()), after);
     EXPECT_EQ(DWORD(cached.Get()), before);
     SetSysColors(1, &index, &before);
-    plain.SetSysColor(index); // without the flag there is no such colour
+    plain.SetSysColor(index); // without the flag there is no system colour of this index
     EXPECT_EQ(stored(), u"Sys=");
 }
 
@@ -127,7 +127,7 @@ TEST_F(Setup, KeepsCachedValuesUnderTheDefaultManager) {
     CSetupStringArray plain(u"", u"list", ST_UserSection);
     CCacheSetup<int> number(u"", u"v", 5, ST_UserSection);
     {
-        CRefusingManager manager; // misses what is not returned to it before it goes
+        CRefusingManager manager; // reports blocks that are not returned before it is destroyed
         CMemoryManagerSwitcher switching(&manager);
         CArray<CUnicodeString> items;
         plain.Set({u"a", u"b"});
@@ -153,7 +153,7 @@ TEST_F(Setup, NamesTheKeyThatCannotBeWritten) {
     CCacheSetup<int> setup(name, u"v", 5, ST_UserSection);
     try {
         setup.Set(7);
-        FAIL() << "written";
+        FAIL() << "the value was written";
     } catch (CException* e) {
         EXPECT_EQ(e->MessageText(), u"Access to Windows registry key HKEY_CURRENT_USER\\" +
                                         (kPath + (u"\\" + name)) + u"\\ is prohibited.");

@@ -12,7 +12,7 @@ constexpr unsigned kCyrillic = 1251;
 constexpr unsigned kUtf8 = 65001;
 constexpr unsigned kUnknown = 4711;
 
-TEST(Conversion, GoesThereAndBackInEveryKindOfCodePage) {
+TEST(Conversion, RoundTripsInEveryKindOfCodePage) {
     const std::tuple<const char*, const char16_t*, unsigned> kCases[] = {
         {"plain", u"plain", kAnsi},
         {"plain", u"plain", kOem},
@@ -27,11 +27,11 @@ TEST(Conversion, GoesThereAndBackInEveryKindOfCodePage) {
     }
     EXPECT_EQ(CUnicodeString("\xCF\xF0\xE8", 2, kCyrillic), u"\u041F\u0440");
     EXPECT_EQ(CString(u"\u041F\u0440", 1, kCyrillic), "\xCF");
-    EXPECT_EQ(CUnicodeString("ab\0cd", 5, kUtf8).GetLength(), 2) << "an embedded NUL cuts the result";
+    EXPECT_EQ(CUnicodeString("ab\0cd", 5, kUtf8).GetLength(), 2) << "an embedded NUL ends the result";
     EXPECT_EQ(CString(u"ab\0cd", 5, kCyrillic).GetLength(), 2);
 }
 
-TEST(Conversion, WhatIsNullEmptyOrImpossibleIsTheEmptyString) {
+TEST(Conversion, NullEmptyAndInvalidInputGivesTheEmptyString) {
     const char* noBytes = nullptr;
     const char16_t* noText = nullptr;
     for (const CUnicodeString& text :

@@ -30,7 +30,7 @@ void expectBoth(const char* expected, const char* format, Arguments... arguments
         << format;
 }
 
-// The platform's own printf is the judge of what both have in common.
+// The C library's printf decides what is right where both support a format.
 template<class Argument>
 void expectAsPlatform(const std::string& format, int width, int precision, Argument argument) {
     static char expected[3000];
@@ -43,7 +43,7 @@ TEST(Formatting, AgreesWithThePlatformOnRandomNumbers) {
     std::mt19937_64 random(7);
     const auto below = [&random](unsigned limit) { return static_cast<unsigned>(random() % limit); };
     for (int step = 0; step < 6000 && !testing::Test::HasFailure(); step++) {
-        // Flags that mean nothing for a conversion are left out: platforms differ in what they make of them.
+        // Flags without a meaning for a conversion are left out: C libraries treat them differently.
         const auto conversion = [&below](const std::string& flags, const std::string& letters) {
             std::string format = "[%";
             for (const char flag : flags)
@@ -66,7 +66,7 @@ TEST(Formatting, AgreesWithThePlatformOnRandomNumbers) {
         const double value = std::ldexp(static_cast<double>(static_cast<long long>(random())), exponent);
         const char* const floatLetters[] = {"f", "F", "e", "E", "g", "G"};
         expectAsPlatform(conversion("-+ #0", floatLetters[below(6)]), width, precision, value);
-        // Nor do all take the same way where a hexadecimal digit could go up or down.
+        // They also differ in rounding a hexadecimal digit that is exactly halfway.
         const double odd = std::bit_cast<double>(std::bit_cast<UInt64>(value) | 1);
         if (std::isnormal(odd))
             expectAsPlatform(conversion(below(2) == 0 ? "-+ #" : "+ #0", below(2) == 0 ? "a" : "A"), width,
@@ -74,7 +74,7 @@ TEST(Formatting, AgreesWithThePlatformOnRandomNumbers) {
     }
 }
 
-TEST(Formatting, KnowsTheWindowsSet) {
+TEST(Formatting, SupportsTheConversionsOfWindows) {
     expectBoth("-1 ffffffffffffffff 4294967295", "%I64d %I64x %I32u", -1LL, -1LL, -1);
     expectBoth("255 -1 65535", "%hhu %hd %hu", -1, 0x1FFFF, -1);
     expectBoth("7 -7 9", "%Iu %zd %jd", std::size_t{7}, std::ptrdiff_t{-7}, std::intmax_t{9});
@@ -102,7 +102,7 @@ TEST(Formatting, TakesTextOfEitherWidth) {
     EXPECT_EQ(Format(u"%.3s%.2S|%-5.9S|", wideUnterminated, unterminated, "thin"), u"45612|thin |");
 }
 
-TEST(Formatting, APrecisionThatIsNotReachedChangesNoText) {
+TEST(Formatting, APrecisionBeyondTheTextChangesNothing) {
     for (const char* text : {"", "thin", "in\xFFvalid", "\xFF", "\xC3\xA9t\xC3\xA9"})
         for (const int precision : {9, 10, 12, 40, INT_MAX}) {
             EXPECT_EQ(Format(u"%.*S", precision, text), Format(u"%S", text)) << text << precision;

@@ -10,13 +10,13 @@ template<class String>
 class StringsOfBothWidths : public StringTest<String> {};
 TYPED_TEST_SUITE(StringsOfBothWidths, BothWidths);
 
-// The longest text that a block of the pool holds beside the header and the terminator.
+// The longest text that fits into a block of the pool with the header and the terminator.
 template<class Unit>
 constexpr int roomOf(int blockSize) {
     return (blockSize - 12) / static_cast<int>(sizeof(Unit)) - 1;
 }
 
-// What must not compile. A unit of another type, and a number, would be taken by their values.
+// What must not compile. Units of another type and numbers would be converted by value.
 template<class String, class T>
 concept TakesAsUnit = requires(String text, T unit) {
     text + unit;
@@ -66,7 +66,7 @@ TYPED_TEST(StringsOfBothWidths, EmptyTextsShareOneBodyThatIsNeverFreed) {
     EXPECT_TRUE(this->IsSharedEmpty(changed));
     for (int i = 0; i < 10; i++)
         String::Body::emptyStringBody.DecRef();
-    EXPECT_EQ(String().GetLength(), 0) << "a drifted count does no harm";
+    EXPECT_EQ(String().GetLength(), 0) << "a wrong reference count does no harm";
     for (int i = 0; i < 10; i++)
         String::Body::emptyStringBody.IncRef();
 }
@@ -76,7 +76,7 @@ TYPED_TEST(StringsOfBothWidths, CopiesShareTheTextUntilOneIsWritten) {
     auto b = a;
     EXPECT_EQ(a.Ptr(), b.Ptr());
     b.SetBufferLength(5);
-    EXPECT_EQ(a.Ptr(), b.Ptr()) << "there is room enough already";
+    EXPECT_EQ(a.Ptr(), b.Ptr()) << "there is enough room already";
     b.GetBuffer(10)[0] = 'S';
     EXPECT_EQ(a, this->T("shared"));
     EXPECT_EQ(b, this->T("Shared"));
@@ -156,14 +156,15 @@ TYPED_TEST(StringsOfBothWidths, ALengthBeyondIntIsTheMemoryExceptionAndLosesNoth
     EXPECT_EQ(String::Body::RequiredMemorySize(9), sizeof(Unit) == 1 ? 22 : 32);
 }
 
-// A string and a standard one, and a copy of each, that take the same random edits.
+// A string and a standard one, with a copy of each, that go through the same random edits.
 template<class String>
 class CRandomEdits {
     using Unit = UnitOf<String>;
     using Standard = std::basic_string<Unit>;
 
 public:
-    // One edit of a random kind at a random place, with a text of its own or of another string.
+    // Makes an edit of a random kind at a random position, with text from the string itself or from another
+    // one.
     void Step() {
         const int length = text.GetLength();
         position = below(length + 1);
@@ -285,7 +286,7 @@ TYPED_TEST(StringsOfBothWidths, ComparesByUnitValueAndWithoutCase) {
     EXPECT_GT(this->S("a").Compare(this->T("B")), 0);
     EXPECT_LT(this->S("a").CompareNoCase(this->T("B")), 0);
     EXPECT_EQ(text.CompareNoCase(this->T("vALUE_1")), 0);
-    EXPECT_LT(this->S("_").CompareNoCase(this->T("A")), 0) << "case is folded downwards";
+    EXPECT_LT(this->S("_").CompareNoCase(this->T("A")), 0) << "letters are compared in lower case";
     EXPECT_EQ(text.CompareSubstr(2, this->T("lumen"), 2), 0);
     EXPECT_NE(text.CompareSubstr(2, this->T("lumen"), 3), 0);
     EXPECT_EQ(text.CompareSubstrNoCase(2, this->T("LUE_12"), 5), 0);
@@ -316,7 +317,7 @@ TYPED_TEST(StringsOfBothWidths, TrimsAndChangesCase) {
     EXPECT_EQ(cased, this->T("(90{!]za[za"));
 }
 
-TEST(EightBitStrings, BytesAboveAsciiAreNoSpaceAndHaveNoCase) {
+TEST(EightBitStrings, BytesAboveAsciiAreNotSpacesAndHaveNoCase) {
     CString text("\xA0\x85\xE4");
     const CString before = text;
     text.Trim();
@@ -329,7 +330,7 @@ TEST(EightBitStrings, BytesAboveAsciiAreNoSpaceAndHaveNoCase) {
 TEST(UnicodeStrings, SpacesAndCaseAreThoseOfUnicodeInTheBmp) {
     CUnicodeString text(u"\u00A0\u3000\u2009\u202F\u0085x\u200B\u2028\u205F\u1680");
     text.Trim();
-    EXPECT_EQ(text, u"x\u200B") << "the zero-width space is no white space";
+    EXPECT_EQ(text, u"x\u200B") << "the zero-width space is not white space";
     CUnicodeString cased(u"a\u00E4\u0436\u03B2\u00DF");
     cased.MakeUpper();
     EXPECT_EQ(cased, u"A\u00C4\u0416\u0392\u00DF");

@@ -96,7 +96,7 @@ TYPED_TEST(TextOfValues, IntegersAreReadAsByTheRuntimeWithin32Bits) {
             const bool isNumber = end != text && end[std::strspn(end, " \t\v")] == 0;
             const auto nearest = std::clamp<long long>(number, INT_MIN, INT_MAX);
             expectValue(this->S(text), radix, isNumber && number == nearest, static_cast<int>(nearest));
-            const bool fits = std::abs(number) <= UINT_MAX; // also what is negative
+            const bool fits = std::abs(number) <= UINT_MAX; // negative numbers too
             const unsigned expected = fits ? static_cast<unsigned>(number) : UINT_MAX;
             expectValue(this->S(text), radix, isNumber && fits, expected);
         }

@@ -7,7 +7,7 @@
 namespace Tarn {
 namespace {
 
-// A template, whose branches need to compile only where they are taken.
+// A template, so that only the branch that is taken needs to compile.
 template<class Unit>
 void expectTextOf(const Unit* abc) {
     if constexpr (kIsWideTextUtf16) {
@@ -28,7 +28,7 @@ void expectTextOf(const Unit* abc) {
     }
 }
 
-TEST(WideText, IsTakenWhereItsUnitsHave16Bits) { expectTextOf(L"\u0416bc"); }
+TEST(WideText, IsAcceptedWhereItsUnitsHave16Bits) { expectTextOf(L"\u0416bc"); }
 
 } // namespace
 } // namespace Tarn

@@ -1,4 +1,4 @@
-// What may be missing on a target, each thing by its name, with the reason if it is missing.
+// Named capabilities that a target may lack, each with the reason if it does.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,20 +11,20 @@ struct CCapability {
     const char* whyNot; // null if the target has it
 };
 
-/// Every call does what the system's documentation says. Where a test asks for this, Wine, which stands in
-/// for Windows, is known to differ.
+/// Every call does what the system's documentation says. Tests that need this are those where Wine, which
+/// stands in for Windows, is known to differ.
 extern const CCapability kDocumentedCalls;
-/// Files that are read-only can be neither written nor replaced.
+/// Read-only files can be neither written nor replaced.
 extern const CCapability kReadOnlyFiles;
 /// The device `\dev\full`, on which every write finds a full disk.
 extern const CCapability kFullDevice;
-/// Programs whose files cannot grow beyond a limit.
+/// A program can be run with a limit on the size of the files that it writes.
 extern const CCapability kFileSizeLimit;
-/// Symbolic links, made without special rights.
+/// Symbolic links can be created without special rights.
 extern const CCapability kSymbolicLinks;
 /// The user's locale and code pages come from environment variables.
 extern const CCapability kLocaleFromEnvironment;
-/// What other programs trace is written where TARNKIT_TRACE says.
+/// The trace output of other programs goes where TARNKIT_TRACE says.
 extern const CCapability kTraceOutput;
 /// The test program can be started again by itself, as death tests of the style "threadsafe" do.
 extern const CCapability kRestartsItself;

@@ -1,4 +1,4 @@
-// Ways to see what stopped an action.
+// Functions that tell what stopped an action.
 #pragma once
 
 #include <tarnkit/exceptions.h>

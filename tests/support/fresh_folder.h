@@ -1,4 +1,4 @@
-// A folder of a test's own.
+// A separate folder for a test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 
 namespace Tarn {
 
-/// Removes a folder with everything in it, including what is read-only.
+/// Removes a folder with everything in it, including read-only files.
 inline void RemoveFolder(const std::filesystem::path& folder) {
     namespace fs = std::filesystem;
     std::error_code ignored;
@@ -18,7 +18,7 @@ inline void RemoveFolder(const std::filesystem::path& folder) {
     fs::remove_all(folder, ignored);
 }
 
-/// A fixture with an empty folder for the length of the test, named after it if no other name is given.
+/// A fixture with an empty folder for the duration of the test, named after the test by default.
 class FreshFolder : public testing::Test {
 protected:
     explicit FreshFolder(const char* name = testing::UnitTest::GetInstance()->current_test_info()->name())

@@ -11,7 +11,7 @@
 
 namespace Tarn {
 
-/// Allocates any number of blocks, or as many as a test allows.
+/// Allocates any number of blocks, or only as many as a test allows.
 class CRefusingManager : public IMemoryManager {
 public:
     ~CRefusingManager() noexcept(false) override { EXPECT_EQ(blocksOut, 0) << "blocks not returned"; }

@@ -1,4 +1,4 @@
-// What tests need from the operating system and the library does not offer. One source for each port.
+// What tests need from the operating system that the library does not offer. Each port has its own source.
 #pragma once
 
 #include <filesystem>
@@ -9,11 +9,11 @@ namespace Tarn {
 /// Null removes the variable.
 void SetEnvironment(const char* name, const char* value);
 
-/// Closes an open file of this process in the system without the knowledge of the object that owns it.
+/// Closes an open file of this process behind the back of the object that owns it.
 void CloseBehindItsOwner(void* handle, const std::filesystem::path& name);
 
-/// Acts as a debugger: a breakpoint ends this process at once, and trace output goes to the standard error
-/// output if TARNKIT_TRACE is "stderr".
+/// Acts as a debugger: a breakpoint ends this process immediately, and trace output goes to the standard
+/// error output if TARNKIT_TRACE is "stderr".
 void ReplaceDebugger();
 
 /// Gives this process a registry of its own, in `folder` if registries are files.

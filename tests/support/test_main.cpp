@@ -1,5 +1,5 @@
-// The main function of every test program. It runs the tests in a fresh folder, which is the current one, the
-// home and the place of temporary files, with a registry of its own; both are removed at the end.
+// The main function of every test program. It runs the tests in a fresh folder, which is the current folder,
+// the home folder and the folder of temporary files, with a separate registry; both are removed at the end.
 #include "tests/support/fresh_folder.h"
 #include "tests/support/system.h"
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// What a comparison reports, after "same: " or "different: ".
+/// The report of a comparison, after "same: " or "different: ".
 std::string compare(const Tarn::Bytes& a, const Tarn::Bytes& b, const Tarn::Bytes& explanations) {
     Tarn::WriteBytes("a", a);
     Tarn::WriteBytes("b", b);
@@ -26,7 +26,7 @@ TEST(PortComparison, ReportsEachDifferenceUnlessItIsExplained) {
     EXPECT_NE(told.find("in all: 3 results compared, 1 explained differences, 1 unexplained"), told.npos);
     EXPECT_EQ(compare(a, b, "one/x/00FF why\ntwo/0010 why\n").substr(0, 5), "same:");
 
-    // A line explains only its own numbers and groups, and one that explains nothing is reported.
+    // A line explains only its own numbers and groups. A line that explains nothing is reported.
     for (const char* line : {"one/x/00FE why", "one/00FF why", "*/00FF why", "one/x/y/00FF why"}) {
         const std::string report = compare(a, b, "two/0010 why\n" + std::string(line) + "\n");
         EXPECT_NE(report.find("one/x/00FF: 2 | 3\n"), report.npos) << line;

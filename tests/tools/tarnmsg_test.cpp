@@ -80,7 +80,7 @@ TEST(MessageCompiler, RefusesWithFileAndLineAndLeavesNoOutput) {
         EXPECT_FALSE(compile(wrong)) << wrong;
 }
 
-TEST(MessageCompiler, WritesAnOutputWholeOrNotAtAll) {
+TEST(MessageCompiler, WritesAnOutputCompletelyOrNotAtAll) {
     WriteBytes("in.po", entry("A", "x"));
     std::filesystem::create_directories("folder/out.cpp");
     EXPECT_FALSE(compile("in.po --posix folder/out.cpp"));

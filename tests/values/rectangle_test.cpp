@@ -28,7 +28,7 @@ TEST(Rectangle, KnowsWhatIsInsideAndWhatIsEmpty) {
     }
 }
 
-TEST(Rectangle, IsMadeOfPointsAndSizesAndMeasured) {
+TEST(Rectangle, IsBuiltFromPointsAndSizesAndMeasured) {
     CRect r(CPoint(1, 2), CSize(10, 20));
     EXPECT_EQ(r, CRect(1, 2, 11, 22));
     EXPECT_EQ(CRect(r.TopLeft(), r.BottomRight()), r);
@@ -58,7 +58,7 @@ TEST(Rectangle, ShrinksToNothingButItsEdgesNeverPassEachOther) {
     EXPECT_EQ(r, CRect(2, 2, 8, 8));
 }
 
-TEST(Rectangle, IntersectsAndUnitesAlsoEmptyOnes) {
+TEST(Rectangle, IntersectsAndUnitesEvenEmptyOnes) {
     const CRect empty(50, 3, 50, 9);
     const struct {
         CRect a, b, common, both;

@@ -20,7 +20,7 @@ std::u16string assertingSource(Action action) {
     return place.substr(0, place.find(u':'));
 }
 
-/// "1 2 3 4 5 6" of the days to the microseconds.
+/// The parts of a span from days to microseconds, as in "1 2 3 4 5 6".
 std::string partsOf(CTimeSpan span) {
     return std::to_string(span.GetDays()) + " " + std::to_string(span.GetHours()) + " " +
            std::to_string(span.GetMinutes()) + " " + std::to_string(span.GetSeconds()) + " " +
@@ -49,7 +49,7 @@ TEST(TimeSpan, FormatsUnpaddedNumbers) {
         EXPECT_EQ(assertingSource([&] { span.UnicodeFormat(format); }), u"Time");
 }
 
-TEST(Time, TakesOnlyPartsThatMakeADate) {
+TEST(Time, AcceptsOnlyPartsOfAValidDate) {
     const CTime time = CTime::CreateFromTimeGmt(2001, 9, 9, 1, 46, 40, 123, 5000);
     EXPECT_EQ(time, CTime::CreateFromTimeGmt(2001, 9, 9, 1, 46, 40, 128, 0));
     EXPECT_EQ(time - CTime::CreateZeroTime(), CTimeSpan(146'348, 1, 46, 40, 128, 0));
@@ -93,7 +93,7 @@ TEST(Time, CurrentTimeIsThatOfTheSystemClock) {
     EXPECT_LE(std::abs(since1970.GetTotalMilliseconds() - clock / std::chrono::milliseconds(1)), 2000);
 }
 
-/// The environment's time zone and locale for the length of a test.
+/// Sets the time zone and the locale of the environment for the duration of a test.
 class UserTime : public testing::Test {
 protected:
     void SetUp() override { TARNKIT_TEST_NEEDS(kLocaleFromEnvironment); }
@@ -103,7 +103,7 @@ protected:
     }
 };
 
-TEST_F(UserTime, ZoneIsReadEveryTimeAndItsPresentOffsetServesAllDates) {
+TEST_F(UserTime, ZoneIsReadEveryTimeAndItsCurrentOffsetAppliesToAllDates) {
     SetEnvironment("TZ", "<+0330>-3:30");
     const CTime east(2001, 1, 1, 0, 0, 0, 0, 0);
     EXPECT_EQ(east, CTime::CreateFromTimeGmt(2000, 12, 31, 20, 30, 0, 0, 0));
@@ -152,7 +152,7 @@ TEST(TimeFormat, WritesPaddedAndBareNumbers) {
     EXPECT_EQ(buffer, u"00 " + text(CTime(night).UnicodeFormat(u"%A")) + u" 65535 65535");
 }
 
-TEST(TimeFormat, IsCutToTheBufferAndReturnsZeroThen) {
+TEST(TimeFormat, IsTruncatedToTheBufferAndThenReturnsZero) {
     const SYSTEMTIME time = {2001, 2, 6, 3, 4, 5, 6, 0};
     char16_t buffer[4] = u"xxx";
     const std::tuple<int, const char16_t*, int, const char16_t*> table[] = {

@@ -8,7 +8,7 @@ namespace Console {
 
 namespace {
 
-constexpr int kLargestPiece = 8192; // units; consoles take no text of any length
+constexpr int kLargestPiece = 8192; // units; consoles limit the length of a single write
 bool isAllPrinted = true;
 
 bool printOnConsole(HANDLE console, const CUnicodeString& text) {
@@ -33,7 +33,7 @@ bool print(DWORD which, const CUnicodeString& text) {
     DWORD mode = 0;
     if (!GetConsoleMode(output, &mode))
         return printBytes(output, CString(text, text.GetLength(), CP_UTF8));
-    SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING); // for colors, where there are such
+    SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING); // for colors, where they are supported
     return printOnConsole(output, text);
 }
 

@@ -20,7 +20,7 @@ void CloseBehindItsOwner(void*, const std::filesystem::path& name) {
             close(std::stoi(entry.path().filename().string()));
 }
 
-void ReplaceDebugger() {} // that is what the system does
+void ReplaceDebugger() {} // POSIX systems do this anyway
 
 void EnterOwnRegistry(const std::filesystem::path& folder) {
     SetEnvironment("TARNKIT_REGISTRY", (folder / "registry").c_str());

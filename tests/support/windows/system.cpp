@@ -8,7 +8,7 @@ namespace Tarn {
 
 namespace {
 
-std::wstring ownRegistry; // a key below the user's own, as long as it takes that one's place
+std::wstring ownRegistry; // a key below the user's root key, while it replaces that one
 
 // The texts of tests are UTF-8.
 std::wstring wide(const std::string& text) {
@@ -38,7 +38,7 @@ void CloseBehindItsOwner(void* handle, const std::filesystem::path&) { CloseHand
 void ReplaceDebugger() { AddVectoredExceptionHandler(1, heedDebugger); }
 
 void EnterOwnRegistry(const std::filesystem::path& folder) {
-    // Below that of the program that started this one, whose end then leaves nothing of it.
+    // Below the registry of the program that started this one, so that it is removed with that one.
     const wchar_t* const outer = _wgetenv(L"TARNKIT_REGISTRY");
     ownRegistry = std::wstring(outer != nullptr ? outer : L"Software") + L"\\" + folder.filename().wstring();
     _wputenv((L"TARNKIT_REGISTRY=" + ownRegistry).c_str());
