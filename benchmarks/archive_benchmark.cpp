@@ -1,6 +1,6 @@
 // Storing and loading a million numbers and a hundred thousand texts: an archive on a file against the C
 // runtime's stream, value by value through buffers of the same size, into the same bytes. The rivals
-// "one-fwrite" and "one-fread" move those bytes in a single call: what the system takes by itself.
+// "one-fwrite" and "one-fread" move those bytes in a single call, which measures the system alone.
 #include "malloc_memory.h"
 
 #include <tarnkit/archive.h>
@@ -28,7 +28,7 @@ constexpr int kLongestText = 60;
 
 using StandardString = std::basic_string<char16_t, std::char_traits<char16_t>, MallocAllocator<char16_t>>;
 
-// A side that does not do its work must not win.
+// A rival that does not do its work must not win.
 void must(bool isDone, const char* what) {
     if (isDone)
         return;
@@ -154,7 +154,7 @@ void store(benchmark::State& state) {
         storeAll<Rival, Value>(scratch);
 }
 
-// Loads what the archive stored, so that both read the same bytes, and proves that the values came back.
+// Loads what the archive stored, so that both read the same bytes, and checks the values.
 template<class Rival, class Value, class StoredValue>
 void load(benchmark::State& state) {
     const ScratchFile scratch("load");

@@ -1,4 +1,4 @@
-// Runs the benchmarks and fails when any of them does.
+// Runs the benchmarks and fails if any of them fails.
 #include <tarnkit/exceptions.h>
 
 #include <benchmark/benchmark.h>

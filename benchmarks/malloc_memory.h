@@ -1,7 +1,7 @@
-// Memory of the C runtime for the peers that Tarnkit is measured against.
+// Memory from the C runtime for the peers that Tarnkit is measured against.
 //
-// A program that links Tarnkit has Tarnkit's operators `new` and `delete`. The peers must not pay for those:
-// here they get what they would have in a program without Tarnkit, `malloc` and `free`.
+// A program that links Tarnkit has Tarnkit's operators `new` and `delete`. The peers must not pay for those,
+// so they use `malloc` and `free`, as they would in a program without Tarnkit.
 #pragma once
 
 #include <cstddef>

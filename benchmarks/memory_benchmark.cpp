@@ -26,7 +26,7 @@ struct EqualSizes {
     int operator[](int) const { return kBlockSize; }
 };
 
-// Sizes as they are in a program: most are small.
+// Sizes as in real programs: most are small.
 struct MixedSizes {
     std::vector<int> sizes = std::vector<int>(kBlocks);
 
@@ -52,7 +52,7 @@ struct Runtime {
     void Give(void* block, int) { std::free(block); }
 };
 
-// The cost that any allocator has which keeps a word in front of each block and aligns the block.
+// Shows the cost of any allocator that keeps a word in front of each block and aligns the block.
 struct PaddedRuntime {
     void* Take(int size) {
         char* block =
@@ -90,7 +90,7 @@ struct Stack {
     void Release() { stack.Reset(); }
 };
 
-// Has its memory from the start, as the stack does from its second round on.
+// Has all its memory from the start, as the stack does from its second round on.
 struct StandardStack {
     std::vector<char, MallocAllocator<char>> room = decltype(room)(kBlocks * (kLargestSize + 16));
     MallocResource memory;
@@ -100,7 +100,7 @@ struct StandardStack {
     void Release() { stack.release(); }
 };
 
-// The rivals in phases. Each has its own way of ending a phase.
+// The rivals in phases. Each ends a phase in its own way.
 
 struct PhaseInRuntime {
     std::vector<void*, MallocAllocator<void*>> blocks = decltype(blocks)(kPhaseBlocks);
@@ -187,7 +187,7 @@ void phase(benchmark::State& state) {
     for (int& size : sizes)
         size = 16 + static_cast<int>(random() % (512 - 16 + 1));
     {
-        Rival rival; // may take all that is allocated while it lives
+        Rival rival; // may redirect all allocations while it lives
         for (auto _ : state) {
             for (const int size : sizes)
                 takeAndTouch(rival, size);

@@ -14,7 +14,7 @@ run_step(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${installed})
 run_step(${CMAKE_COMMAND} -G Ninja -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_CXX_COMPILER=${COMPILER}
          -DCMAKE_PREFIX_PATH=${installed} ${CROSS_OPTIONS})
 run_step(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-# On systems that look for libraries in the search path of programs, the library is found there.
+# Some systems look for libraries in the search path of programs.
 run_step(${CMAKE_COMMAND} -E env TARNKIT_REGISTRY=${WORK_DIR}/registry WINEPATH=${ROOT}${installed}/bin
          --modify PATH=path_list_prepend:${installed}/bin ${EMULATOR} ${WORK_DIR}/build/consumer${SUFFIX})
 file(REMOVE_RECURSE ${WORK_DIR})

@@ -1,4 +1,4 @@
-# What `cmake --install` puts where, and the package that find_package(Tarnkit) finds there.
+# What `cmake --install` installs where, including the package that find_package(Tarnkit) finds.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Tarnkit)
@@ -8,7 +8,7 @@ set_target_properties(TarnkitStatic PROPERTIES EXPORT_NAME Tarnkit)
 set_target_properties(Tarnkit PROPERTIES EXPORT_NAME Library)
 
 install(TARGETS Tarnkit TarnkitStatic tarnmsg EXPORT TarnkitTargets)
-# The translations of the library's own texts; an application takes along those of its languages.
+# The translations of the library's own texts; an application ships those for its languages.
 install(TARGETS Tarnkit1 Tarnkit2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/tarnkit)
 if(WIN32)
   install(FILES ${exceptions_library} DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -1,17 +1,16 @@
-# Resource modules: what a client module exports, and how its texts are built from a PO file. Works the same in
-# this project and from the installed package; all it needs are the targets Tarnkit::Tarnkit and
-# Tarnkit::tarnmsg by the end of the configuration.
+# Resource modules: the exports of client modules, and how their texts are built from PO files. Works the same in
+# this project and from the installed package; it needs only the targets Tarnkit::Tarnkit and Tarnkit::tarnmsg, by
+# the end of the configuration.
 
 if(WIN32)
   enable_language(RC)
 endif()
 
-# The message compiler runs while a project is built. A build for a system whose programs do not run here names one
-# that was built for this system.
+# The message compiler runs while a project is built. When cross-compiling, this names one built for the build machine.
 set(TARNKIT_MESSAGE_COMPILER "" CACHE FILEPATH "A tarnmsg to use instead of Tarnkit::tarnmsg")
 
-# Makes every executable and library that links `target` show the protocol of resource modules, and takes the
-# marker of client modules in even where nothing else of the static part is used.
+# Makes every executable and library that links `target` export the protocol of resource modules, and links the
+# marker of client modules even if nothing else of the static part is used.
 function(tarnkit_export_module_protocol target)
   set(marker ___TarnkitUsed)
   if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
@@ -29,9 +28,9 @@ endfunction()
 
 # tarnkit_add_messages(<target> PO <file> FIRST_ID <id> [LANGUAGE <id>] [ORIGINAL <file>])
 #
-# Makes an executable or library a resource module with the messages of a PO file. Ids are given in the order
-# of names from FIRST_ID on; a translation names its ORIGINAL, whose ids it then has. LANGUAGE is the Windows
-# language identifier of the texts (1033).
+# Makes an executable or library a resource module with the messages of a PO file. Ids are assigned in the order
+# of names, starting with FIRST_ID; a translation names its ORIGINAL and takes the ids from it. LANGUAGE is the
+# Windows language identifier of the texts (default 1033).
 function(tarnkit_add_messages target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "PO;FIRST_ID;LANGUAGE;ORIGINAL" "")
   if(NOT arg_PO OR NOT arg_FIRST_ID OR arg_UNPARSED_ARGUMENTS)
@@ -68,10 +67,10 @@ function(tarnkit_add_messages target)
     DEPENDS ${inputs} ${compiler}
     COMMENT "Compiling the messages of ${target}"
     VERBATIM)
-  # The target may have been made in another folder, which does not see this one's rules.
+  # The target may have been created in another folder, which does not see this one's rules.
   add_custom_target(${target}_messages DEPENDS ${outputs})
   add_dependencies(${target} ${target}_messages)
-  # Every module has its own tables under the same names, which a sanitizer takes for one object twice.
+  # Every module has its own tables under the same names, which a sanitizer takes for duplicate definitions.
   set_source_files_properties(${source} TARGET_DIRECTORY ${target} PROPERTIES
     COMPILE_OPTIONS $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-fno-sanitize=all>)
   set_source_files_properties(${outputs} TARGET_DIRECTORY ${target} PROPERTIES GENERATED ON)
@@ -82,8 +81,8 @@ endfunction()
 #                      [TARGET <name>] [OUTPUT_DIRECTORY <folder>])
 #
 # Builds the language library of a family, such as Res1.dll: the prefix, the code of the interface language,
-# and ".dll" on every system. It lies beside the programs unless a folder is given, and its target has its
-# name unless another is given.
+# and ".dll" on every system. It is built beside the programs unless a folder is given, and its target has the
+# library's name unless another one is given.
 function(tarnkit_add_language prefix code)
   cmake_parse_arguments(PARSE_ARGV 2 arg "" "TARGET;OUTPUT_DIRECTORY" "")
   set(target ${prefix}${code})

@@ -1,5 +1,5 @@
-# Writes `run` into the build folder: a command that runs a program of this build, whatever system it is built for:
-# run PROGRAM [ARGUMENT...].
+# Writes `run` into the build folder: a command that runs a program of this build on the build machine, whatever
+# system it is built for: run PROGRAM [ARGUMENT...].
 list(JOIN CMAKE_CROSSCOMPILING_EMULATOR "' '" TARNKIT_EMULATOR_COMMAND) # as a shell reads it; empty where none is needed
 if(TARNKIT_EMULATOR_COMMAND)
   set(TARNKIT_EMULATOR_COMMAND "'${TARNKIT_EMULATOR_COMMAND}' ")
@@ -11,7 +11,7 @@ exec ${TARNKIT_EMULATOR_COMMAND}'${CMAKE_RUNTIME_OUTPUT_DIRECTORY}'/\"$program${
 ")
 file(CHMOD ${PROJECT_BINARY_DIR}/run FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE)
 
-# What programs of this build put before a path of the system that builds them: the place where Wine shows it.
+# The prefix of the build machine's paths as programs of this build see them: under Wine, a drive.
 set(TARNKIT_HOST_ROOT "")
 if(CMAKE_CROSSCOMPILING AND WIN32)
   set(TARNKIT_HOST_ROOT Z:)

@@ -1,9 +1,9 @@
-# The C++ runtime of modules of the Windows format.
+# The C++ runtime of Windows modules.
 #
-# There `operator new` cannot be replaced for a whole process: each module has its own, and the shared C++ runtime
-# keeps to its own too. A std::filesystem::path or a stream that is filled in there and disposed of here would be
-# freed by the wrong one. So every module takes in what it uses of the runtime (and its operators with it) and shares
-# only the state of exceptions, which must be one for the process so that they cross modules.
+# On Windows `operator new` cannot be replaced for a whole process: each module has its own, and so has the shared C++
+# runtime. A std::filesystem::path or a stream that is filled in the runtime and destroyed in a module would be freed by
+# the wrong one. So every module links the parts of the runtime that it uses (and its operators) statically and shares
+# only the state of exceptions, of which a process must have only one so that exceptions can cross modules.
 if(NOT WIN32)
   function(tarnkit_share_exceptions)
   endfunction()
@@ -33,7 +33,7 @@ file(COPY ${runtime_files} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 # Shared by the library itself (PRIVATE) and by every module that links its static part (INTERFACE).
 function(tarnkit_share_exceptions target scope)
   target_link_options(${target} ${scope} -shared-libgcc -static-libstdc++)
-  # Whole, and before the runtime's archive can offer the same.
+  # Linked whole, and before the runtime's archive, which has the same symbols.
   set(installed $<INSTALL_PREFIX>/${CMAKE_INSTALL_LIBDIR}/libtarnkit_exceptions.a)
   target_link_options(${target} ${scope}
     "$<BUILD_INTERFACE:SHELL:-Wl,--whole-archive \"${exceptions_library}\" -Wl,--no-whole-archive>"

@@ -1,6 +1,6 @@
 // Loads values from arbitrary bytes: the first bytes say which values and how large the buffer is, the rest
-// is the archive. The values, and the failure that ends them, must not depend on the size of the buffer; and
-// storing what was loaded must give bytes that load as the same values again.
+// is the archive. The values, and the failure that ends them, must not depend on the size of the buffer, and
+// storing the loaded values must produce bytes that load as the same values again.
 #include "fuzz/support.h"
 
 #include <tarnkit/archive.h>

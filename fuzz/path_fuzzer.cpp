@@ -75,7 +75,7 @@ void checkPairs(const CUnicodeString& a, const CUnicodeString& b) {
     const CUnicodeString merged = FileSystem::MergePath(a, b);
     MUST(merged.GetLength() >= b.GetLength());
     FileSystem::CombinePath(a, b);
-    // A drive alone stands for its root as a base, and for itself as a path.
+    // A drive alone means its root as a base, and itself as a path.
     MUST(FileSystem::RelativePath(a, a).IsEmpty() || (a.GetLength() == 2 && a[1] == u':'));
     FileSystem::RelativePath(a, b);
     FileSystem::Merge(a, b);

@@ -1,4 +1,4 @@
-// Reads arbitrary bytes as a PO file. What was accepted, written anew, must read as the same.
+// Reads arbitrary bytes as a PO file. Accepted entries must read the same after they are written out again.
 #include "fuzz/support.h"
 
 #include "tools/tarnmsg/po_file.h"
@@ -39,7 +39,7 @@ void append(std::string& bytes, std::u16string_view text) {
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    std::cerr.rdbuf(nullptr); // refusals are what is expected
+    std::cerr.rdbuf(nullptr); // error messages are expected
     return 0;
 }
 

@@ -1,4 +1,4 @@
-// What the fuzzers share. A fuzzer turns its input into calls of one part of the library and stops the
+// Shared by the fuzzers. A fuzzer turns its input into calls of one part of the library and stops the
 // process when one result contradicts another; the sanitizers stop it at all other faults.
 #pragma once
 

@@ -61,12 +61,12 @@ void formatTexts(FuzzedDataProvider& input) {
     }
 }
 
-// A format that takes only numbers by value, however it is read.
+// A format that takes only numbers by value, however it is parsed.
 void formatAnything(FuzzedDataProvider& input) {
     std::string format = AsciiText(input.ConsumeRandomLengthString(30)).narrow.Ptr();
     std::erase_if(format,
                   [](char c) { return std::string_view("sScCeEfFgGaApnZ*").find(c) != std::string::npos; });
-    // A width takes memory; more than this is not what is looked for here.
+    // A width takes memory. Larger ones would find no further faults.
     for (std::size_t i = 0, digits = 0; i < format.size(); i++) {
         digits = format[i] >= '0' && format[i] <= '9' ? digits + 1 : 0;
         if (digits > 4)

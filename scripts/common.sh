@@ -1,14 +1,14 @@
-# Shared by the scripts of this folder: where the checkout is, and how missing packages get onto the machine.
+# Shared by the scripts of this folder: locates the checkout, installs missing packages and builds.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
-# What building and testing take, beyond a Debian base system. Whatever is built, the tests are configured with it.
+# The packages that building and testing need beyond a Debian base system. The tests are always configured too.
 build_packages=(g++ cmake ninja-build libsqlite3-dev libgtest-dev)
 test_packages=(clang-format git locales)
 
-# as_root COMMAND...: fails where this user may not.
+# as_root COMMAND...: runs the command as root; fails if this user may not.
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
@@ -49,7 +49,7 @@ build() {
     cmake --build --preset "$preset" -- "${@:-all}"
 }
 
-# need_target TARGET: what building and running for it takes beyond that.
+# need_target TARGET: installs the further packages that building and running for the target needs.
 need_target() {
     case $1 in
     linux-armv7)
@@ -64,8 +64,8 @@ need_target() {
     esac
 }
 
-# build_target TARGET [PART...]: builds all of it, or the parts named. What is built for another system needs the
-# message compiler of this one.
+# build_target TARGET [PART...]: builds the whole target, or the parts named. Builds for another system need this
+# system's message compiler.
 build_target() {
     case $1 in
     linux-armv7 | windows-*) build linux tarnmsg || return ;;

@@ -1,7 +1,7 @@
 # Packages of an architecture that the machine does not run, unpacked into the build folder: sourced by common.sh.
 
-# foreign_packages ARCHITECTURE FOLDER PACKAGE...: unpacks the Debian packages into FOLDER, once. The system itself
-# does not learn of the architecture: apt works on a state of its own, with the sources that the machine has.
+# foreign_packages ARCHITECTURE FOLDER PACKAGE...: unpacks the Debian packages into FOLDER, once. The architecture is
+# not added to the system: apt works with a separate state and the package sources of the machine.
 foreign_packages() {
     local architecture=$1 folder=$root/$2
     shift 2
@@ -14,7 +14,7 @@ foreign_packages() {
     echo "Fetching $* for $architecture"
     rm -rf "$folder"
     mkdir -p "$folder/.apt/lists/partial" "$folder/.apt/cache/archives/partial"
-    # The machine may have thrown its lists of packages away.
+    # The machine may have deleted its package lists.
     [ -n "$(apt-get indextargets --format '$(ORIGIN)' 'Created-By: Packages')" ] || as_root apt-get update -qq || {
         echo "Please run: apt-get update" >&2
         exit 1

@@ -14,7 +14,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# Everything here is built by one compiler: how others pass arguments does not matter.
+# Everything is built by one compiler, so warnings about the argument passing of other versions do not matter.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 # Where the linker finds what a shared library needs.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,\"${packages}/usr/lib/${triplet}\"")

@@ -1,5 +1,5 @@
-# What both kinds of Windows share; `triplet` names the compilers. The `-posix` ones have the threads of the standard
-# library. Programs run under Wine, in a prefix of their own in the build folder.
+# Shared by both Windows targets; `triplet` names the compilers. The `-posix` ones support the threads of the standard
+# library. Programs run under Wine, with a separate prefix in the build folder.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_C_COMPILER ${triplet}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
@@ -12,7 +12,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 if(NOT CMAKE_HOST_WIN32)
-  # Wine writes the names of files in the encoding of the locale, which need not have the characters of all names.
+  # Wine writes file names in the encoding of the locale, which may lack characters of some names.
   set(CMAKE_CROSSCOMPILING_EMULATOR
     ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8 WINEPREFIX=${CMAKE_BINARY_DIR}/wine WINEDEBUG=-all
     WINEDLLOVERRIDES=mscoree,mshtml,winemenubuilder.exe= ${wine_environment} wine)

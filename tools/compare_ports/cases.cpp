@@ -1,4 +1,4 @@
-// The case and the classes of every 16-bit unit.
+// The case mappings and character classes of every 16-bit unit.
 #include "platform/platform.h"
 #include "tools/compare_ports/results.h"
 
@@ -10,14 +10,14 @@ namespace {
 
 using namespace Tarn;
 
-/// What `map` makes of every unit.
+/// The result of `map` for every unit.
 template<class Map>
 void printUnits(ResultFile& results, const std::string& group, Map map) {
     for (unsigned value = 0; value <= 0xFFFF; value++)
         results.Add(group, value, map(static_cast<char16_t>(value)));
 }
 
-/// What a call makes of every unit and of every surrogate pair of the first supplementary plane.
+/// The result of a call for every unit and for every surrogate pair of the first supplementary plane.
 template<class Call>
 void printCase(ResultFile& results, const std::string& group, Call call) {
     printUnits(results, group, [=](char16_t unit) {

@@ -54,7 +54,7 @@ void printDecoding(ResultFile& results, UINT page, DWORD flags) {
         const char text[] = {static_cast<char>(byte)};
         results.Add(groupName("byte/", page, flags), byte, decoded(page, flags, {text, 1}));
     }
-    // The ports differ where a text ends within a character of UTF-8: see printCut. These texts do not.
+    // The ports differ where a text ends within a UTF-8 character (see printCut). These texts do not.
     const std::string_view end = page == CP_UTF8 ? "|||" : "";
     const std::string group = groupName("bytes/", page, flags);
     for (unsigned pair = 0; pair <= 0xFFFF; pair++) {
@@ -74,7 +74,7 @@ void printDecoding(ResultFile& results, UINT page, DWORD flags) {
     }
 }
 
-/// Texts that end in the lead byte of a longer character of UTF-8 and one more byte.
+/// Texts that end in the lead byte of a longer UTF-8 character and one more byte.
 void printCut(ResultFile& results, DWORD flags) {
     const std::string group = groupName("cut/", CP_UTF8, flags);
     for (unsigned pair = 0xE000; pair <= 0xF4FF; pair++) {

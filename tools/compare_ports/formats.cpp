@@ -18,7 +18,7 @@ using namespace Tarn;
 constexpr unsigned kFormats = 10'000; // of each width
 constexpr unsigned kNumbers = 10'000;
 
-// Some that code page 1252 has, some that it has look-alikes for, and some that it lacks.
+// Units that are in code page 1252, units for which it has look-alikes, and units that it lacks.
 constexpr std::string_view kBytes = "aZ %\t\x80\x81\xE9\xFF";
 constexpr std::u16string_view kUnits = u"aZ %\t\u0081\u00E9\u00FF\u0100\u0416\u20AC\uFF21\xD83D\xDE00";
 
@@ -33,7 +33,7 @@ Text<Unit> widened(std::string_view ascii) {
 std::string_view textOf(const CString& text) { return {text.Ptr(), std::size_t(text.GetLength())}; }
 std::u16string_view textOf(const CUnicodeString& text) { return {text.Ptr(), std::size_t(text.GetLength())}; }
 
-/// A conversion under way: its text so far and what the stars in it take.
+/// A conversion that is being built: its text so far and the arguments for its stars.
 struct Conversion {
     std::string text = "%";
     int stars[2] = {};
@@ -118,7 +118,7 @@ private:
             print(conversion, end, value);
         else if (prefix == "I" || prefix == "z" || prefix == "t")
             print(conversion, end, static_cast<std::ptrdiff_t>(value));
-        else if (prefix == "l") // as wide on every system
+        else if (prefix == "l") // has the same width on every system
             print(conversion, end, static_cast<long>(value & LONG_MAX & INT_MAX));
         else
             print(conversion, end, static_cast<int>(value));
@@ -140,7 +140,7 @@ private:
             print(conversion, end, random.OneIn(20) ? nullptr : narrow.c_str());
     }
 
-    /// At least the terminator.
+    /// Has room for the terminator at least.
     template<class Source>
     Text<Source> randomText(std::basic_string_view<Source> units) {
         Text<Source> text;

@@ -1,4 +1,4 @@
-// INI files of random lines: what is found in them, and what they look like after changes.
+// INI files of random lines: the values found in them, and their contents after changes.
 #include "tools/compare_ports/results.h"
 
 #include <tarnkit/exceptions.h>
@@ -16,7 +16,7 @@ using namespace Tarn;
 
 constexpr unsigned kFiles = 1'000;
 
-// Few names, in spellings that are hard to tell apart, among all that lines are made of.
+// A few names, in spellings that are hard to tell apart, and everything else that lines consist of.
 constexpr std::u16string_view kNames[] = {u"a",      u"A",      u" A\t",    u"\u00E4", u"\u00C4", u"\u0436",
                                           u"\u0416", u"\u0131", u"i",       u"\u00DF", u"\u1E9E", u"\u01C6",
                                           u"\u01C5", u"\uFF41", u"\u3000A", u"\u03C3", u"\u03C2", u""};
@@ -46,7 +46,7 @@ std::string quoted(const CUnicodeString& text) {
     return Quoted(std::u16string_view(text.Ptr(), static_cast<std::size_t>(text.GetLength())));
 }
 
-/// The file in the library's own words, after a few questions and changes.
+/// The file as the library saves it, after a few queries and changes.
 std::string resultOf(Random& random, const CUnicodeString& fileName) {
     const CUnicodeString section = random.OneIn(2) ? u"" : random.Pick(kNames).data();
     const CUnicodeString key = random.Pick(kNames).data();

@@ -1,4 +1,4 @@
-// compare_ports: shows where the two ports, and what the library makes of them, differ. A build for each port
+// compare_ports: shows where the two ports, and the library's results on them, differ. A build for each port
 // writes its results for the same generated inputs to a file; then the files are compared. See `kUsage`.
 #include "tools/compare_ports/comparison.h"
 #include "tools/compare_ports/results.h"

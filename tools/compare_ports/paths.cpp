@@ -1,4 +1,4 @@
-// Every function of FileSystem that works on the text of paths alone.
+// All functions of FileSystem that work only on the text of paths.
 #include "tools/compare_ports/results.h"
 
 #include <tarnkit/file_system.h>
@@ -25,12 +25,12 @@ CUnicodeString randomPath(Random& random) {
     CUnicodeString path;
     for (unsigned length = random.Below(9); length > 0; length--)
         path += CUnicodeString(random.Pick(kPieces).data());
-    if (random.OneIn(100)) // longer than the parts of a split path may be
+    if (random.OneIn(100)) // longer than the limit for the parts of a split path
         path += CUnicodeString(u'l', 200 + static_cast<int>(random.Below(120)));
     return path;
 }
 
-/// What a function makes of a path in place.
+/// The result of a function that changes a path in place.
 template<class Function, class... Arguments>
 CUnicodeString changed(CUnicodeString path, Function function, const Arguments&... arguments) {
     function(path, arguments...);
@@ -92,7 +92,7 @@ void PrintPaths(ResultFile& results) {
     Random random(1);
     CUnicodeString base;
     for (unsigned number = 0; number < kPaths; number++) {
-        // Some that differ in few places from the one before.
+        // Some paths differ only in a few places from the previous one.
         CUnicodeString path = random.OneIn(4) ? base + randomPath(random) : randomPath(random);
         if (random.OneIn(8))
             path = base;

@@ -27,7 +27,7 @@ std::string textOf(const rational& value) {
     return Words(value.Numerator(), value.Denominator(), Str(value).Ptr());
 }
 
-/// What `make` gives, or the error that it raises.
+/// The result of `make`, or the error that it raises.
 template<class Make>
 std::string resultOf(Make make) {
     try {

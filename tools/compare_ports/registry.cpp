@@ -1,4 +1,4 @@
-// Random sequences of registry calls over a small tree of keys, which each sequence starts anew.
+// Random sequences of registry calls on a small tree of keys, which is new for each sequence.
 #include "platform/platform.h"
 #include "tools/compare_ports/results.h"
 
@@ -34,7 +34,7 @@ struct Answer {
 
     std::string Name(LSTATUS result) const { return result == 0 ? Quoted({name, nameSize}) : ""; }
 
-    /// Type, size and, if they are there, the bytes of a value.
+    /// The type, the size and, if there are any, the bytes of a value.
     std::string Value(LSTATUS result, const void* buffer) const {
         if (result != 0 && result != static_cast<LSTATUS>(ERROR_MORE_DATA))
             return "";
@@ -67,7 +67,7 @@ std::string measured(HKEY key) {
     return Words(result, sizes[0], sizes[1], sizes[2], sizes[3], sizes[4], sizes[5]);
 }
 
-/// Calls whose results are not data, on a key opened with each of the rights.
+/// Calls that return no data, on a key opened with each of the access rights.
 void printRights(ResultFile& results) {
     deleteTree(HKEY_CURRENT_USER, kScratch);
     for (unsigned number = 0; number < std::size(kRights); number++) {
@@ -153,7 +153,7 @@ private:
         return random.Pick(kNames);
     }
 
-    /// A slot for a new key. The first one keeps its key, from which all others are reached.
+    /// A slot for a new key. The first slot keeps its key, from which all others are reached.
     unsigned freeSlot() {
         const unsigned freed = 1 + random.Below(kSlots - 1);
         Platform::RegCloseKey(keys[freed]);
@@ -207,8 +207,8 @@ private:
                      answer.Value(result, buffer));
     }
 
-    // No order of enumeration is promised. So all names are listed, sorted; and only a name that is the only
-    // one is also read into a smaller buffer.
+    // The order of enumeration is unspecified. So all names are listed and sorted, and only a name that is
+    // the only one is also read into a smaller buffer.
     std::string listKeys() {
         std::set<std::string> names;
         LSTATUS result = 0;
@@ -258,7 +258,7 @@ private:
         return {result, Words(result, answer.Name(result), answer.Value(result, buffer))};
     }
 
-    /// Everything that an enumeration gave, including its end.
+    /// All results of an enumeration, including its end.
     std::string listed(const char* what, const std::set<std::string>& entries) {
         std::string text = Words(what, slot, "=");
         for (const std::string& result : entries)
@@ -287,7 +287,7 @@ private:
     ResultFile& results;
     std::string group;
     Random random;
-    unsigned slot = 0; // whose key a step uses
+    unsigned slot = 0; // the slot of the key that a step uses
     HKEY keys[kSlots] = {};
     REGSAM rights[kSlots] = {kReadWrite};
 };

@@ -1,5 +1,5 @@
 /// \file
-/// The file of results that the families write, and the random numbers that they make their inputs from.
+/// The file of results that the families write, and the random numbers that their inputs are made from.
 ///
 /// A line starts with the name of a case, which ends in a hexadecimal number, followed after a tab by its
 /// result. Further results on the same line, each after a tab, belong to the cases with the next numbers.
@@ -24,7 +24,7 @@ public:
     /// The result of the case `group`/`number`.
     void Add(const std::string& group, unsigned number, std::string_view result);
 
-    /// Ends the file; false when it could not be written completely.
+    /// Closes the file; false if it could not be written completely.
     bool Finish();
 
 private:
@@ -60,7 +60,7 @@ std::string Hex(std::string_view bytes);
 /// In quotes, with hexadecimal digits for whatever is not printable ASCII.
 std::string Quoted(std::u16string_view text);
 std::string Quoted(std::string_view text);
-/// The result for a call that failed with this error code.
+/// The result of a call that failed with this error code.
 std::string Failure(DWORD code);
 
 /// Texts and numbers, separated by blanks.

@@ -1,4 +1,4 @@
-// Calendar times and file times into each other, and what the library makes of times and spans.
+// Conversions between calendar times and file times, and the library's calculations with times and spans.
 #include "platform/platform.h"
 #include "tools/compare_ports/results.h"
 
@@ -37,7 +37,7 @@ std::string dateOf(UInt64 units) {
     return Platform::FileTimeToSystemTime(&time, &date) ? dateText(date) : Failure(Platform::GetLastError());
 }
 
-/// Days of every year, the years among them that there are not.
+/// Days of every year, including years that do not exist.
 void printYears(ResultFile& results) {
     for (unsigned number = 0; number <= 0xFFFF; number++) {
         const auto year = static_cast<WORD>(number);
@@ -51,7 +51,7 @@ void printYears(ResultFile& results) {
     }
 }
 
-/// Dates of which about half are none. Leap days and years that there are not are among those of every year.
+/// Dates about half of which do not exist. Leap days and invalid years are covered by printYears.
 void printDates(ResultFile& results) {
     Random random(2);
     const auto below = [&](unsigned end) {
@@ -102,7 +102,7 @@ void printSpans(ResultFile& results) {
     const auto part = [&] { return static_cast<int>(random.Next() >> (32 + random.Below(32))) - 1000; };
     for (unsigned number = 0; number < kRandomTimes; number++) {
         const int days = part(), hours = part(), minutes = part(), seconds = part();
-        const int milliseconds = part(), microseconds = part(); // in this order everywhere
+        const int milliseconds = part(), microseconds = part(); // in the same order on every system
         const Tarn::CTimeSpan span(days, hours, minutes, seconds, milliseconds, microseconds);
         results.Add("time/span", number,
                     Words(span.GetTotalTimeUnits(), span.GetMilliseconds(), span.GetMicroseconds(),

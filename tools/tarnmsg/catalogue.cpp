@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kLargestId = 65535;
 
-// Names are ASCII, so that ordering them by bytes is ordering them by 16-bit units, as the modules do.
+// Names are ASCII, so ordering them by bytes is the same as ordering them by 16-bit units, as the modules do.
 using EntriesByName = std::map<std::string, PoEntry>;
 
 bool isIdentifier(const std::string& name) {
@@ -36,7 +36,7 @@ std::set<int> findPlaceholders(const std::u16string& text) {
     return placeholders;
 }
 
-// Each name once; entries without a usable text are left out.
+// Returns each name once; entries without a usable text are left out.
 EntriesByName readEntries(const std::string& fileName, Diagnostics& diagnostics) {
     EntriesByName entries;
     std::map<std::string, int> lines;

@@ -18,7 +18,7 @@ struct Message {
 
 struct CatalogueOptions {
     std::string fileName;
-    std::string originalFileName; // empty when the file is the original itself
+    std::string originalFileName; // empty if the file is the original itself
     int firstId = 1;
 };
 

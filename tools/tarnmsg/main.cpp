@@ -2,7 +2,7 @@
 // sources that a resource module is built from. See `kUsage`.
 //
 // An output file is written under another name first, so that it appears complete or not at all. The program
-// uses nothing of the library, because the library's own catalogue is compiled with it.
+// uses no part of the library, because the library's own catalogue is compiled with it.
 #include "tools/tarnmsg/catalogue.h"
 #include "tools/tarnmsg/writers.h"
 

@@ -42,7 +42,7 @@ public:
     int Number() const { return number; }
     std::string_view Rest() const { return text.substr(position); }
 
-    /// What stands before the string: letters, digits and the brackets of plural forms.
+    /// The keyword before the string: letters, digits and the brackets of plural forms.
     std::string Keyword() {
         const std::size_t start = position;
         while (!IsAtEnd() && text[position] != '"' && text[position] != ' ' && text[position] != '\t')
@@ -151,13 +151,13 @@ private:
     std::vector<PoEntry> entries;
     std::optional<Field> name;
     std::optional<Field> text;
-    bool isFuzzy = false;     // the entry being read
-    bool isNextFuzzy = false; // the one after the comments being read
+    bool isFuzzy = false;     // of the entry being read
+    bool isNextFuzzy = false; // of the entry after the comments being read
     int headerLine = 0;
 
     void readComment(const Line& line) {
         if (line.Rest().starts_with("#~")) {
-            isNextFuzzy = false; // that one was obsolete
+            isNextFuzzy = false; // that entry was obsolete
             return;
         }
         // A comment belongs to the entry after it.

@@ -26,7 +26,7 @@ struct PoEntry {
 /// first error.
 std::vector<PoEntry> ReadPoFile(const std::string& fileName, Diagnostics& diagnostics);
 
-/// The same for the bytes of a file; `fileName` is the one to give in places of entries and errors.
+/// The same for the bytes of a file; `fileName` is used for the locations of entries and errors.
 std::vector<PoEntry> ReadPo(std::string_view bytes, const std::string& fileName, Diagnostics& diagnostics);
 
 } // namespace tarnmsg

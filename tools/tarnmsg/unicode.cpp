@@ -6,7 +6,7 @@ namespace tarnmsg {
 
 namespace {
 
-// The number of bytes of a character that starts with this one; 0 when none does.
+// The number of bytes of a character that starts with this byte; 0 if no character does.
 std::size_t sequenceLength(unsigned char first) {
     if (first < 0x80)
         return 1;

@@ -1,6 +1,6 @@
 /// \file
-/// Strict conversion of UTF-8. The compiler has its own because it links nothing of the library, and because
-/// it refuses what the library replaces.
+/// Strict conversion of UTF-8. The compiler has its own because it does not link the library, and because it
+/// refuses invalid bytes, which the library replaces.
 #pragma once
 
 #include <optional>
@@ -9,8 +9,8 @@
 
 namespace tarnmsg {
 
-/// The text in UTF-16; nothing when the bytes are not valid UTF-8, which has no overlong forms, surrogates or
-/// numbers beyond U+10FFFF.
+/// The text in UTF-16; no value if the bytes are not valid UTF-8, which has no overlong forms, surrogates or
+/// code points beyond U+10FFFF.
 std::optional<std::u16string> ToUtf16(std::string_view bytes);
 
 } // namespace tarnmsg

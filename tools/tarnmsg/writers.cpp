@@ -61,7 +61,7 @@ unsigned joinSurrogates(char16_t high, char16_t low) {
 }
 
 // A literal of 16-bit text. Octal escapes have at most three digits, so that a digit may follow them; they
-// are for the characters that universal character names must not stand for.
+// are for the characters that universal character names cannot express.
 std::string quoteForCpp(const std::u16string& text) {
     std::string literal = "u\"";
     for (std::size_t i = 0; i < text.size(); i++) {
