@@ -140,7 +140,7 @@ private:
             print(conversion, end, random.OneIn(20) ? nullptr : narrow.c_str());
     }
 
-    /// Has room for the terminator at least.
+    /// A text of up to 11 random units; may be empty.
     template<class Source>
     Text<Source> randomText(std::basic_string_view<Source> units) {
         Text<Source> text;
