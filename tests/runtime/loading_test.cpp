@@ -53,6 +53,10 @@ TEST_F(Loading, RefusesPlugInsWhoseStaticObjectsThrow) {
         EXPECT_EQ(LoadDLL(name), nullptr);
         EXPECT_FALSE(isPluginHere());
     }
+    // One that stays in memory keeps its message, but is not let in when it is asked for again.
+    const CUnicodeString resident = copyModule("ResidentPlugin.dll", "Resident.dll");
+    EXPECT_EQ(LoadDLL(resident), nullptr);
+    EXPECT_TRUE(LoadDLL(resident) == nullptr && GetLastError() == ERROR_DLL_INIT_FAILED);
     EXPECT_TRUE(handler.shown.empty());
     BeginStaticPart();
     EXPECT_EQ(LoadModule(throwing), nullptr);
