@@ -94,10 +94,11 @@ void CListBase::DetachAll() {
 void CListBase::DeleteAll() {
     if (IsEmpty())
         return;
-    const CShowingFailures showing;
+    CShowingFailures showing;
     // The nodes leave one at a time, so that the destructor of each finds the list intact.
     while (CListNodeBase* node = First()) {
         node->Detach();
+        showing.Renew();
         delete node;
     }
 }

@@ -14,6 +14,9 @@ public:
             EndStaticPart();
     }
 
+    /// To be called before each action: static parts do not nest, so one that an action ended is begun again.
+    void Renew() { BeginStaticPart(); }
+
     CShowingFailures(const CShowingFailures&) = delete;
     CShowingFailures& operator=(const CShowingFailures&) = delete;
 

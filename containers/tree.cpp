@@ -5,8 +5,6 @@
 #include "containers/list_sorts.h"
 #include "containers/showing_failures.h"
 
-#include <utility>
-
 namespace Tarn {
 
 namespace {
@@ -16,7 +14,11 @@ namespace {
 struct CTreeDeletion {
     CTreeBase& root;
     CTreeBase* current; // the node in `delete`
+    int depth;          // of the root below the first node that is being deleted
 };
+
+// Deletions nest this deep at most.
+constexpr int kDeepest = 500;
 
 // The innermost deletion of the thread.
 constinit CThreadRecord deletionRecord{sizeof(CTreeDeletion*)};
@@ -30,28 +32,33 @@ auto asComparisonOfNodes(CTreeBase::TCompare* compare) {
 
 } // namespace
 
-// Nodes that are deleted below another one leave their children to that one: a tree deep enough would
-// otherwise exhaust the stack. Whatever a destructor deletes itself is a deletion of its own, finished when
-// it returns.
+// A node deletes its children before it goes itself. Only far below the first node that is deleted, where
+// this would exhaust the stack, nodes leave their children to one above them. Whatever a destructor deletes
+// itself is a deletion of its own, finished when it returns.
 CTreeBase::~CTreeBase() {
     if (IsEmpty())
         return;
     auto** innermost = static_cast<CTreeDeletion**>(deletionRecord.Get());
     if (innermost == nullptr) {
         DeleteAll(); // no memory for the record
-    } else if (*innermost != nullptr && (*innermost)->current == this) {
-        (*innermost)->root.AddTreeFirst(*this);
-    } else {
-        const CShowingFailures showing;
-        CTreeDeletion deletion{*this, nullptr};
-        CTreeDeletion* outer = std::exchange(*innermost, &deletion);
-        while (CTreeBase* node = First()) {
-            node->Detach();
-            deletion.current = node;
-            delete node;
-        }
-        *innermost = outer;
+        return;
     }
+    CTreeDeletion* const outer = *innermost;
+    const int depth = outer != nullptr && outer->current == this ? outer->depth + 1 : 0;
+    if (depth > kDeepest) {
+        outer->root.AddTreeFirst(*this);
+        return;
+    }
+    CShowingFailures showing;
+    CTreeDeletion deletion{*this, nullptr, depth};
+    *innermost = &deletion;
+    while (CTreeBase* node = First()) {
+        node->Detach();
+        deletion.current = node;
+        showing.Renew();
+        delete node;
+    }
+    *innermost = outer;
 }
 
 void CTreeBase::Sort(TCompare* compare) { InsertionSort(*this, asComparisonOfNodes(compare)); }

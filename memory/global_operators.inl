@@ -24,8 +24,14 @@ void deleteObject(void* ptr) noexcept {
     try {
         alloc_delete(ptr);
     } catch (Tarn::CException* e) {
-        Tarn::Warning(e);
+        try {
+            Tarn::Warning(e);
+        } catch (...) {
+            // The message handler has failed, too.
+        }
         e->Delete();
+    } catch (...) {
+        // From a manager of the client's; nobody could show it.
     }
 }
 

@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <concepts>
 #include <cstddef>
 #include <iterator>
 #include <utility>
@@ -67,6 +68,9 @@ private:
     const Set* set = nullptr;
     unsigned element = 0;
 };
+
+template<class Character>
+concept CSignedCharacter = std::same_as<Character, char> || std::same_as<Character, signed char>;
 
 /// A set of integers from 0 to `bound` - 1, on pages of `pageSize` bits.
 template<unsigned bound, unsigned pageSize, class Allocator>
@@ -140,6 +144,18 @@ public:
     using Iterator = CBitSetIterator<CPagedBitSet, unsigned>;
     Iterator begin() const { return Iterator(*this, 0); }
     Iterator end() const { return Iterator(*this, bound); }
+
+    // A character that may be negative is no element: it would be far outside of the set.
+    template<CSignedCharacter Character>
+    bool Has(Character) const = delete;
+    template<CSignedCharacter Character>
+    CPagedBitSet& operator|=(Character) = delete;
+    template<CSignedCharacter Character>
+    CPagedBitSet& operator&=(Character) = delete;
+    template<CSignedCharacter Character>
+    CPagedBitSet& operator-=(Character) = delete;
+    template<CSignedCharacter Character>
+    CPagedBitSet& operator^=(Character) = delete;
 
     // Union, intersection, difference and symmetric difference with one element or with a set, which may be
     // this one.

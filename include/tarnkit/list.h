@@ -8,10 +8,12 @@
 /// list, and inserting next to a node that is in none. Comparisons for sorting return a negative number if
 /// the first argument belongs before the second, zero if they are equal, and a positive number otherwise.
 ///
-/// The destructor of a node must not throw. While a list deletes its nodes, assertions and failed checks in
-/// their destructors are therefore shown rather than thrown, as in a static part (lifecycle.h). A node with a
-/// member whose destructor may throw, such as a file or a memory pool, keeps it in a CNonThrowing
-/// (non_throwing.h). A list and its nodes belong to one thread at a time.
+/// The destructor of a node must not throw. While a list deletes its nodes, the thread is therefore inside a
+/// static part (lifecycle.h): assertions and failed checks in their destructors are shown rather than thrown,
+/// even where a destructor would catch them. A node that is deleted directly has no such protection, and a
+/// failure that leaves its destructor ends the program. A node with a member whose destructor may throw, such
+/// as a file or a memory pool, keeps it in a CNonThrowing (non_throwing.h). A list and its nodes belong to
+/// one thread at a time.
 ///
 /// \code
 /// class CTask : public CListNodeBase {

@@ -37,7 +37,7 @@ public:
     constexpr virtual ~IMemoryManager() noexcept(false) {}
 
     /// Returns a block of at least `size` bytes, aligned to `kAllocationUnit`. Throws the memory exception
-    /// when there is no memory, and for a negative size.
+    /// when there is no memory, and for a negative size unless the manager asserts on it (CBlockManager).
     virtual void* Alloc(int size) = 0;
 
     /// Takes back a block that this manager's `Alloc` returned.

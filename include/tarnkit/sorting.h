@@ -5,8 +5,8 @@
 /// They differ from those of the standard library in one promise: whatever the predicate answers, no memory
 /// outside the range is touched and no element is lost or duplicated. With a predicate that contradicts
 /// itself (`a <= b` instead of `a < b`, for instance) the resulting order is unspecified, but nothing else
-/// goes wrong. The predicate may throw only if the elements are pointers or numbers; others could be lost
-/// while they are being moved. Any thread, as long as it is the only one to use the elements.
+/// goes wrong. The predicate must not throw: the element that is being moved would be lost, and another one
+/// be there twice. Any thread, as long as it is the only one to use the elements.
 #pragma once
 
 #include <algorithm>
