@@ -37,7 +37,7 @@ constexpr View kBlanks = u" \u00A0\u202F"; // the latter two do not break
 
 bool isLetter(char16_t unit) { return (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z'); }
 
-/// A conversion specification in a format: `%`, flags and modifiers, and the code.
+/// A conversion in a format: `%`, flags and modifiers, and the code.
 struct Conversion {
     char16_t code = 0;
     bool isUnpadded = false;
