@@ -210,10 +210,10 @@ void printNumbers(ResultFile& results) {
         const int radix = random.Pick(kRadixes);
         results.Add("number/8", number,
                     Quoted(textOf(text)) + " " + std::to_string(radix) + readBack<int>(text, radix) +
-                        readBack<unsigned long>(text, radix) + readBack<double>(text));
+                        readBack<unsigned>(text, radix) + readBack<double>(text));
         results.Add("number/16", number,
                     Quoted(textOf(wide)) + " " + std::to_string(radix) + readBack<int>(wide, radix) +
-                        readBack<unsigned long>(wide, radix) + readBack<double>(wide));
+                        readBack<unsigned>(wide, radix) + readBack<double>(wide));
         const auto integer = static_cast<Int64>(random.Next() >> random.Below(64));
         const auto word = static_cast<int>(integer);
         results.Add("number/text", number,
