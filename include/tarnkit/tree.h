@@ -4,8 +4,10 @@
 ///
 /// The rules are those of lists (list.h): nodes come from `new`, a parent owns its children, destructors do
 /// not throw. The parents and children of a tree node must be tree nodes too. Destroying a node takes it out
-/// of its parent's children and deletes the tree below it, each node before its children; this takes no more
-/// stack for a deep tree than for a flat one. A tree belongs to one thread at a time.
+/// of its parent's children and deletes the tree below it. The destructor of the derived class runs first,
+/// then the children are deleted, then the memory of the node is freed; only more than 500 levels down is a
+/// node freed before its children, so that a deep tree does not exhaust the stack. A tree belongs to one
+/// thread at a time.
 ///
 /// \code
 /// class CFolder : public CTreeBase {}; // with members of its own
