@@ -3,6 +3,11 @@
 #include <tarnkit/immortal.h>
 #include <tarnkit/pool_allocators.h>
 
+#include "memory/spin_lock.h"
+#include "platform/fork.h"
+
+#include <mutex>
+
 namespace Tarn {
 
 namespace {
@@ -11,6 +16,7 @@ constexpr int kSetPageSize = 1024 / 8; // bytes for the bits of a page of CUnico
 constexpr int kPoolPageSize = 0x10000;
 
 constinit Immortal<CBlockManager> setPagePool{kSetPageSize, kPoolPageSize};
+constinit CSpinLock poolLock; // the sets of all threads share the pool
 
 } // namespace
 
@@ -18,15 +24,26 @@ template class CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>;
 
 CBlockManager& GetSetPagePool() { return setPagePool.object; }
 
+void AttachSetPagePool() { Platform::KeepUsableAfterFork<poolLock>(); }
+
 void ReleaseSetPagePool() { setPagePool.object.ReleaseIfUnused(); }
 
-void* CUnicodeSetAllocator::Alloc(unsigned int) { return GetSetPagePool().Alloc(); }
+void* CUnicodeSetAllocator::Alloc(unsigned int) {
+    std::lock_guard guard(poolLock);
+    return GetSetPagePool().Alloc();
+}
 
 void* CUnicodeSetAllocator::Alloc(unsigned int size, const char*, int) { return Alloc(size); }
 
-void CUnicodeSetAllocator::Free(void* block) { GetSetPagePool().Free(block); }
+void CUnicodeSetAllocator::Free(void* block) {
+    std::lock_guard guard(poolLock);
+    GetSetPagePool().Free(block);
+}
 
-void CUnicodeSetAllocator::Reset() { GetSetPagePool().Reset(); }
+void CUnicodeSetAllocator::Reset() {
+    std::lock_guard guard(poolLock);
+    GetSetPagePool().Reset();
+}
 
 CUnicodeSet::CUnicodeSet(const char16_t* text) {
     for (; *text != 0; text++)

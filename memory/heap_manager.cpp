@@ -1,6 +1,7 @@
 #include <tarnkit/heap_manager.h>
 #include <tarnkit/message_handlers.h>
 
+#include "platform/heap_blocks.h"
 #include "platform/platform.h"
 
 #include <cstdint>
@@ -27,7 +28,7 @@ CHeapManager::~CHeapManager() noexcept(false) {
 
 void CHeapManager::Create() {
     if (heap != nullptr) {
-        isDestroyedInUse = references == 0;
+        isDestroyedInUse = countUses() == 0;
         return;
     }
     heap = Platform::HeapCreate(kInitialSize);
@@ -44,7 +45,7 @@ bool CHeapManager::destroyHeap(bool force) {
     if (heap == nullptr)
         return true;
     Dump();
-    if (references != 0 && !(force && isDestroyedInUse))
+    if (countUses() != 0 && !(force && isDestroyedInUse))
         return true;
     const bool isDestroyed = Platform::HeapDestroy(heap) != FALSE;
     heap = nullptr;
@@ -56,7 +57,8 @@ void* CHeapManager::Alloc(int size) {
     void* block = size < 0 ? nullptr : Platform::HeapAlloc(heap, static_cast<std::size_t>(size));
     if (block == nullptr)
         ThrowMemoryException();
-    IncRef();
+    if constexpr (!Platform::kHeapsCountBlocks)
+        IncRef();
     return block;
 }
 
@@ -64,13 +66,16 @@ void CHeapManager::Free(void* ptr) {
     if (ptr == nullptr)
         return;
     Platform::HeapFree(heap, ptr);
-    DecRef();
+    if constexpr (!Platform::kHeapsCountBlocks)
+        DecRef();
 }
+
+int CHeapManager::countUses() const { return references.load() + Platform::CountHeapBlocks(heap); }
 
 void CHeapManager::DumpExt() const {
     CMemoryManagerSwitcher switcher(nullptr); // so that the report does not allocate from this heap
     Trace(u"Heap Handle=%IX\n", reinterpret_cast<std::uintptr_t>(heap));
-    Trace(u"RefCount=%d\n", references.load());
+    Trace(u"RefCount=%d\n", countUses());
     Dump();
 }
 

@@ -2,6 +2,7 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/pool_allocators.h>
 
+#include "memory/thread_state.h"
 #include "platform/platform.h"
 
 #include <atomic>
@@ -17,27 +18,17 @@ namespace {
 constinit Immortal<CRuntimeHeapManager> defaultManager;
 constinit Immortal<CVirtualMemoryManager> largeBlockManager;
 constinit Immortal<CSizeClassAllocator> stringBodyPool;
-constinit CMemorySwitches switches;
-constinit DWORD currentManagerIndex = TLS_OUT_OF_INDEXES;
-
-// The number of switchers, on all threads, that have set a manager. While it is 0 no thread has a current
-// manager, and allocations need not look for one.
-constinit std::atomic<int> switchersWithManager{0};
+constinit struct {
+    std::atomic<bool> enableHeapSwitching{CMemorySwitches().enableHeapSwitching};
+    std::atomic<bool> breakOnMemoryException{CMemorySwitches().breakOnMemoryException};
+    std::atomic<bool> traceSystemMemoryBlocks{CMemorySwitches().traceSystemMemoryBlocks};
+    std::atomic<int> systemMemoryBlockOffset{CMemorySwitches().systemMemoryBlockOffset};
+} switches;
 
 void* orMemoryException(void* block) {
     if (block == nullptr)
         ThrowMemoryException();
     return block;
-}
-
-bool isSwitchingInForce() { return switchersWithManager.load(std::memory_order_relaxed) != 0; }
-
-IMemoryManager* managerInCharge(unsigned size) {
-    if (size > kLargestSmallAllocation)
-        return &largeBlockManager.object;
-    IMemoryManager* current =
-        switches.enableHeapSwitching ? CMemoryManagerSwitcher::CurrentManager() : nullptr;
-    return current != nullptr ? current : &defaultManager.object;
 }
 
 // Stores the manager in the word in front of the address that the caller receives.
@@ -51,11 +42,9 @@ void* allocPages(std::size_t size) {
     return orMemoryException(Platform::VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE));
 }
 
-// Kept out of `doAlloc`, to keep its usual path short.
-[[gnu::noinline]] void* allocFromManagerInCharge(unsigned size) {
+void* allocFrom(IMemoryManager* manager, unsigned size) {
     if (size > static_cast<unsigned>(INT_MAX - kAllocationPrefix))
         ThrowMemoryException();
-    IMemoryManager* manager = managerInCharge(size);
     return withPrefix(orMemoryException(manager->Alloc(static_cast<int>(size) + kAllocationPrefix)), manager);
 }
 
@@ -68,16 +57,13 @@ IMemoryManager& GetLargeBlockManager() { return largeBlockManager.object; }
 CSizeClassAllocator& GetStringBodyPool() { return stringBodyPool.object; }
 
 void AttachMemoryManagers() {
-    currentManagerIndex = Platform::TlsAlloc();
-    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
-        Platform::OutputDebugStringW(u"Not enough TLS indices\n");
+    AttachThreadStates();
+    AttachBodyBlocks();
 }
 
 void DetachMemoryManagers() {
+    DetachThreadStates();
     stringBodyPool.object.ReleaseIfUnused();
-    if (currentManagerIndex != TLS_OUT_OF_INDEXES)
-        Platform::TlsFree(currentManagerIndex);
-    currentManagerIndex = TLS_OUT_OF_INDEXES;
 }
 
 void* CRuntimeHeapManager::Alloc(int size) {
@@ -100,8 +86,11 @@ void CVirtualMemoryManager::Free(void* ptr) {
 bool CVirtualMemoryManager::TryFree(void* ptr) { return Platform::VirtualFree(ptr, 0, MEM_RELEASE) != FALSE; }
 
 void* doAlloc(unsigned int size) {
-    if (size > kLargestSmallAllocation || isSwitchingInForce()) [[unlikely]]
-        return allocFromManagerInCharge(size);
+    if (size > kLargestSmallAllocation) [[unlikely]]
+        return allocFrom(&largeBlockManager.object, size);
+    IMemoryManager* const current = CMemoryManagerSwitcher::CurrentManager();
+    if (current != nullptr && switches.enableHeapSwitching) [[unlikely]]
+        return allocFrom(current, size);
     return withPrefix(defaultManager.object.Alloc(static_cast<int>(size) + kAllocationPrefix),
                       &defaultManager.object);
 }
@@ -125,25 +114,22 @@ void doFree(void* ptr) {
 }
 
 CMemoryManagerSwitcher::CMemoryManagerSwitcher(IMemoryManager* manager) : previous(CurrentManager()) {
-    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
-        return;
-    if (manager != nullptr)
-        switchersWithManager.fetch_add(1, std::memory_order_relaxed);
-    Platform::TlsSetValue(currentManagerIndex, manager);
+    // A thread without a state is served by the default manager as it is.
+    CThreadState* const state = manager == nullptr ? FindThreadState() : ObtainThreadState();
+    if (state != nullptr)
+        state->currentManager = manager;
+    else if (manager != nullptr)
+        ThrowMemoryException();
 }
 
 CMemoryManagerSwitcher::~CMemoryManagerSwitcher() {
-    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
-        return;
-    if (CurrentManager() != nullptr)
-        switchersWithManager.fetch_sub(1, std::memory_order_relaxed);
-    Platform::TlsSetValue(currentManagerIndex, previous);
+    if (CThreadState* state = FindThreadState())
+        state->currentManager = previous;
 }
 
 IMemoryManager* CMemoryManagerSwitcher::CurrentManager() {
-    if (currentManagerIndex == TLS_OUT_OF_INDEXES)
-        return nullptr;
-    return static_cast<IMemoryManager*>(Platform::TlsGetValue(currentManagerIndex));
+    const CThreadState* const state = FindThreadState();
+    return state != nullptr ? state->currentManager : nullptr;
 }
 
 void* ProcessHeap::TryAlloc(int size) {
@@ -158,9 +144,17 @@ void ProcessHeap::Free(void* ptr) {
         GenAssert(u"ALLOC", 570);
 }
 
-CMemorySwitches GetMemorySwitches() { return switches; }
+CMemorySwitches GetMemorySwitches() {
+    return {switches.enableHeapSwitching, switches.breakOnMemoryException, switches.traceSystemMemoryBlocks,
+            switches.systemMemoryBlockOffset};
+}
 
-void SetMemorySwitches(const CMemorySwitches& values) { switches = values; }
+void SetMemorySwitches(const CMemorySwitches& values) {
+    switches.enableHeapSwitching = values.enableHeapSwitching;
+    switches.breakOnMemoryException = values.breakOnMemoryException;
+    switches.traceSystemMemoryBlocks = values.traceSystemMemoryBlocks;
+    switches.systemMemoryBlockOffset = values.systemMemoryBlockOffset;
+}
 
 bool ShouldBreakOnMemoryException() { return switches.breakOnMemoryException; }
 

@@ -163,7 +163,7 @@ void* CSizeClassAllocator::Alloc(int size, int& actualSize) {
         actualSize = size;
         return block;
     }
-    CBlockManager& blocks = classOf(size);
+    CBlockManager& blocks = ClassOf(size);
     void* block = blocks.Alloc();
     actualSize = blocks.BlockSize();
     return block;
@@ -173,7 +173,7 @@ void CSizeClassAllocator::Free(void* ptr, int actualSize) {
     if (actualSize > 512)
         ProcessHeap::Free(ptr);
     else
-        classOf(actualSize).Free(ptr);
+        ClassOf(actualSize).Free(ptr);
 }
 
 void CSizeClassAllocator::ReleaseIfUnused() {
@@ -181,7 +181,7 @@ void CSizeClassAllocator::ReleaseIfUnused() {
         blocks->ReleaseIfUnused();
 }
 
-CBlockManager& CSizeClassAllocator::classOf(int size) {
+CBlockManager& CSizeClassAllocator::ClassOf(int size) {
     return size <= 32    ? blocks32
            : size <= 64  ? blocks64
            : size <= 128 ? blocks128

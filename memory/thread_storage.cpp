@@ -7,32 +7,23 @@
 #include <tarnkit/message_handlers.h>
 
 #include "memory/in_destructor.h"
+#include "memory/spin_lock.h"
+#include "memory/thread_state.h"
+#include "platform/fork.h"
 #include "platform/platform.h"
 
 #include <cstring>
+#include <mutex>
 #include <new>
-#include <thread>
 
 namespace Tarn {
 
 namespace {
 
 // Protects what threads share (the lists, the slot of a record, the index of the process) when several
-// threads ask for their first entry or block at the same time. Never held across a call that could come back
-// here.
-constinit std::atomic_flag isStorageLocked = ATOMIC_FLAG_INIT;
-
-class CStorageLock {
-public:
-    CStorageLock() {
-        while (isStorageLocked.test_and_set(std::memory_order_acquire))
-            std::this_thread::yield();
-    }
-    ~CStorageLock() { isStorageLocked.clear(std::memory_order_release); }
-
-    CStorageLock(const CStorageLock&) = delete;
-    CStorageLock& operator=(const CStorageLock&) = delete;
-};
+// threads ask for their first entry or block, or end, at the same time. Never held across a call that could
+// come back here.
+constinit CSpinLock storageLock;
 
 // Runs `growth`, which extends an array in the process heap. Returns false, with the array unchanged, when
 // there is no memory.
@@ -54,6 +45,33 @@ struct CThreadSlots {
 };
 TARNKIT_LAYOUT(CThreadSlots, 12, entries);
 
+/// An array in two lists: that of its storage, which frees it in the end, and that of its thread, which frees
+/// it if it ends earlier.
+struct CListedThreadSlots : CThreadSlots {
+    CThreadDataStorage* owner = nullptr;
+    CThreadState* thread = nullptr; ///< null if the thread has no state, so that its end goes unnoticed
+    CListedThreadSlots* next = nullptr;
+
+    void Join(CThreadState* state) {
+        thread = state;
+        next = state->slots;
+        state->slots = this;
+    }
+    void LeaveThread() {
+        if (thread == nullptr)
+            return;
+        CListedThreadSlots** link = &thread->slots;
+        while (*link != this)
+            link = &(*link)->next;
+        *link = next;
+        thread = nullptr;
+    }
+    void Free() {
+        entries.FreeBuffer();
+        ProcessHeap::Free(this);
+    }
+};
+
 CThreadDataStorage::CThreadDataStorage() : tlsIndex(TLS_OUT_OF_INDEXES), slotCount(0) { attach(); }
 
 CThreadDataStorage::~CThreadDataStorage() noexcept(false) {
@@ -69,15 +87,18 @@ void CThreadDataStorage::attach() {
 // The object is empty before anything is freed, so that an assertion in between leaves it valid.
 void CThreadDataStorage::release() {
     CPointerArray<CThreadSlots, ProcessHeapPolicy> old;
-    old.Swap(threads);
+    {
+        std::lock_guard guard(storageLock);
+        old.Swap(threads);
+        for (CThreadSlots* slots : old)
+            static_cast<CListedThreadSlots*>(slots)->LeaveThread();
+    }
     const DWORD index = tlsIndex;
     tlsIndex = TLS_OUT_OF_INDEXES;
     if (index != TLS_OUT_OF_INDEXES)
         Platform::TlsFree(index);
-    for (CThreadSlots* slots : old) {
-        slots->entries.FreeBuffer();
-        ProcessHeap::Free(slots);
-    }
+    for (CThreadSlots* slots : old)
+        static_cast<CListedThreadSlots*>(slots)->Free();
     old.DeleteAt(0, old.Size());
     old.FreeBuffer();
 }
@@ -93,21 +114,23 @@ CThreadSlots* CThreadDataStorage::findSlots() const {
 }
 
 CThreadSlots* CThreadDataStorage::makeSlots() {
-    void* memory = ProcessHeap::TryAlloc(sizeof(CThreadSlots));
+    void* memory = ProcessHeap::TryAlloc(sizeof(CListedThreadSlots));
     if (memory == nullptr)
         return nullptr;
-    auto* slots = ::new (memory) CThreadSlots;
-    bool isListed = false;
-    if (Platform::TlsSetValue(tlsIndex, slots)) {
-        CStorageLock lock;
-        isListed = succeeds([&] { threads.Add(slots); });
+    auto* slots = ::new (memory) CListedThreadSlots;
+    slots->owner = this;
+    CThreadState* const thread = ObtainThreadState();
+    if (Platform::TlsSetValue(tlsIndex, static_cast<CThreadSlots*>(slots))) {
+        std::lock_guard guard(storageLock);
+        if (succeeds([&] { threads.Add(slots); })) {
+            if (thread != nullptr)
+                slots->Join(thread);
+            return slots;
+        }
     }
-    if (!isListed) {
-        Platform::TlsSetValue(tlsIndex, nullptr);
-        ProcessHeap::Free(slots);
-        return nullptr;
-    }
-    return slots;
+    Platform::TlsSetValue(tlsIndex, nullptr);
+    ProcessHeap::Free(memory);
+    return nullptr;
 }
 
 // The calling thread's entry of a slot; null when there is no memory for it.
@@ -150,6 +173,8 @@ public:
             storage.object.release();
     }
 
+    bool Is(const CThreadDataStorage* other) const { return other == &storage.object; }
+
     static CProcessStorage instance;
 
 private:
@@ -157,7 +182,7 @@ private:
     std::atomic<bool> isAttached{false};
 
     void attach() {
-        CStorageLock lock;
+        std::lock_guard guard(storageLock);
         if (!isAttached.load(std::memory_order_relaxed)) {
             storage.object.attach();
             isAttached.store(true, std::memory_order_release);
@@ -167,9 +192,37 @@ private:
 
 constinit CThreadDataStorage::CProcessStorage CThreadDataStorage::CProcessStorage::instance;
 
+// Frees the arrays of a thread that ends, and removes them from the lists of their storages.
+void FreeThreadSlots(CThreadState& thread) {
+    for (;;) {
+        CListedThreadSlots* slots;
+        {
+            std::lock_guard guard(storageLock);
+            slots = thread.slots;
+            if (slots == nullptr)
+                return;
+            slots->LeaveThread();
+            slots->owner->forget(slots);
+        }
+        slots->Free();
+    }
+}
+
+// Forgets the array of the calling thread, under the lock. One of the process's storage holds the blocks of
+// the records as well.
+void CThreadDataStorage::forget(CThreadSlots* slots) {
+    Platform::TlsSetValue(tlsIndex, nullptr);
+    threads.DeleteAt(threads.Find(slots));
+    if (CProcessStorage::instance.Is(this))
+        CThreadRecord::releaseBlocksIn(*slots);
+}
+
 CThreadDataStorage& GetThreadDataStorage() { return CThreadDataStorage::CProcessStorage::instance.Get(); }
 
-void AttachThreadStorage() { GetThreadDataStorage(); }
+void AttachThreadStorage() {
+    Platform::KeepUsableAfterFork<storageLock>();
+    GetThreadDataStorage();
+}
 
 void ReleaseThreadStorage() {
     CThreadRecord::releaseAll();
@@ -185,7 +238,7 @@ int CThreadRecord::obtainSlot() {
     if (known >= 0)
         return known;
     CThreadDataStorage& storage = GetThreadDataStorage();
-    CStorageLock lock;
+    std::lock_guard guard(storageLock);
     if (slot.load(std::memory_order_relaxed) < 0) {
         next = first;
         first = this;
@@ -205,7 +258,7 @@ void* CThreadRecord::Get() {
     std::memset(block, 0, static_cast<std::size_t>(blockSize));
     bool isListed;
     {
-        CStorageLock lock;
+        std::lock_guard guard(storageLock);
         isListed = succeeds([&] { blocks.object.Add(block); });
     }
     if (isListed)
@@ -231,6 +284,18 @@ void CThreadRecord::release() {
     for (void* block : old)
         ProcessHeap::Free(block);
     old.FreeBuffer();
+}
+
+// Frees the blocks of one thread, under the lock.
+void CThreadRecord::releaseBlocksIn(const CThreadSlots& slots) {
+    for (CThreadRecord* record = first; record != nullptr; record = record->next) {
+        const int index = record->slot.load(std::memory_order_relaxed);
+        void* const block = index < slots.entries.Size() ? slots.entries[index] : nullptr;
+        if (block == nullptr)
+            continue;
+        record->blocks.object.DeleteAt(record->blocks.object.Find(block));
+        ProcessHeap::Free(block);
+    }
 }
 
 void CThreadRecord::releaseAll() {

@@ -138,6 +138,8 @@ BOOL FileTimeToSystemTime(const FILETIME* fileTime, SYSTEMTIME* systemTime);
 /// time is before 24:00; there are no leap seconds.
 BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime);
 
+void GetSystemTimeAsFileTime(FILETIME* time);
+
 // Local time. Every time, past or future, is converted with the bias that is in force now.
 void GetLocalTime(SYSTEMTIME* localTime);
 /// Both fail (87) for a time that is negative as a signed number. A negative result is returned unchanged.

@@ -78,7 +78,7 @@ template<class Unit>
 CStringBodyOf<Unit>* CStringBodyOf<Unit>::MakeNew(int length) {
     static_assert(offsetof(CStringBodyOf, text) == kHeaderSize);
     int size = 0;
-    void* block = GetStringBodyPool().Alloc(RequiredMemorySize(length), size);
+    void* block = AllocStringBody(RequiredMemorySize(length), size);
     auto* body = ::new (block) CStringBodyOf;
     body->referenceCount = 1;
     body->length = length;
@@ -88,12 +88,7 @@ CStringBodyOf<Unit>* CStringBodyOf<Unit>::MakeNew(int length) {
 
 template<class Unit>
 void CStringBodyOf<Unit>::destroy() {
-    // All threads change the count of the empty body without a lock, so it can drift; the body is never
-    // freed.
-    if (this == &emptyStringBody)
-        referenceCount = 2;
-    else
-        GetStringBodyPool().Free(this, allocatedSize);
+    FreeStringBody(this, allocatedSize);
 }
 
 // Construction. ------------------------------------------------------------------------------------------

@@ -67,12 +67,13 @@ public:
 
 private:
     void* heap = nullptr;
-    bool isDestroyedInUse = false; // whether force destroys the heap while it is in use
-    std::atomic<int> references = 0;
+    bool isDestroyedInUse = false;   // whether force destroys the heap while it is in use
+    std::atomic<int> references = 0; // with the blocks in use, where the system's heaps do not count them
 
     friend struct CLayout<CHeapManager>;
 
     bool destroyHeap(bool force);
+    int countUses() const;
 };
 TARNKIT_LAYOUT(CHeapManager, 16, heap, isDestroyedInUse, references);
 

@@ -298,9 +298,10 @@ public:
     /// clients may keep strings for longer than the library lasts.)
     void ReleaseIfUnused();
 
-private:
-    CBlockManager& classOf(int size);
+    /// The pool that serves blocks of `size` bytes, 512 at most.
+    CBlockManager& ClassOf(int size);
 
+private:
     CBlockManager blocks32{32, 0x10000};
     CBlockManager blocks64{64, 0x10000};
     CBlockManager blocks128{128, 0x10000};
@@ -311,7 +312,14 @@ private:
 };
 TARNKIT_LAYOUT(CSizeClassAllocator, 200, blocks32, blocks64, blocks128, blocks256, blocks512);
 
-/// The allocator of all string bodies of the process.
+/// The pool behind the string bodies of the process. It has no lock: bodies are allocated and freed with the
+/// two functions below.
 TARNKIT_API CSizeClassAllocator& GetStringBodyPool();
+
+/// Library-internal: returns a block of at least `size` bytes for a string body. `actualSize` receives its
+/// size, which must be passed to `FreeStringBody`. Any thread may free a block, whichever allocated it. Each
+/// thread keeps up to 40 KB of free blocks, which return to the pool when the thread ends.
+void* AllocStringBody(int size, int& actualSize);
+void FreeStringBody(void* body, int actualSize);
 
 } // namespace Tarn

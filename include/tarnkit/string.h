@@ -9,8 +9,8 @@
 /// Positions and counts are in units (bytes here), start at 0 and are NOT checked: a position outside the
 /// text and a null text are errors of the caller. A search that finds nothing returns -1. Running out of
 /// memory, or a length that `int` cannot hold, raises the memory exception; the string then keeps its text,
-/// except that an assignment may leave it empty. Reference counts are not atomic: a string, and all copies
-/// that share its body, belong to one thread at a time.
+/// except that an assignment may leave it empty. Threads may use different strings at the same time, whether
+/// or not they share a body; several may use one string only if none of them changes it.
 ///
 /// \code
 /// CString path("logs");
@@ -26,6 +26,7 @@
 #include <tarnkit/export.h>
 #include <tarnkit/failures.h>
 #include <tarnkit/layout.h>
+#include <tarnkit/shared_count.h>
 #include <tarnkit/wide_text.h>
 
 #include <climits>
@@ -77,11 +78,8 @@ public:
     /// leaves no room for text, so nothing is ever written to it.
     static CStringBodyOf emptyStringBody;
 
-    /// Returns the shared empty body with its count raised.
-    static CStringBodyOf* MakeNew() {
-        emptyStringBody.IncRef();
-        return &emptyStringBody;
-    }
+    /// Returns the shared empty body, which is not counted.
+    static CStringBodyOf* MakeNew() { return &emptyStringBody; }
 
     /// Makes a body with count 1 and the given length; the caller writes the text and the terminator.
     static CStringBodyOf* MakeNew(int length);
@@ -93,14 +91,19 @@ public:
         return kHeaderSize + (length + 1) * kUnitSize;
     }
 
-    void IncRef() { referenceCount++; }
+    /// The empty body is not counted.
+    void IncRef() {
+        if (!isEmptyBody())
+            AddReference(referenceCount);
+    }
     void DecRef() {
-        if (--referenceCount < 1)
+        if (!isEmptyBody() && RemoveReference(referenceCount))
             destroy();
     }
     void destroy();
 
-    bool IsUnique() const { return referenceCount == 1; }
+    /// Whether the caller has the only string with this body.
+    bool IsUnique() const { return IsOnlyReference(referenceCount); }
     int Length() const { return length; }
     int AllocatedSize() const { return allocatedSize; }
     /// The number of units that the block has room for; negative for the empty body.
@@ -123,6 +126,9 @@ private:
     Unit text[1];
 
     friend struct CLayout<CStringBodyOf>;
+
+    // Every other body has room for its header and more.
+    bool isEmptyBody() const { return allocatedSize == kUnitSize; }
 
     // Leaves all fields to `MakeNew`. Compilers emit no constexpr constructor for `extern template`s when
     // they do not optimise, so bodies made at run time must not need one.

@@ -3,9 +3,9 @@
 ///
 /// A `CThreadDataStorage` needs only one thread-local index of the system for any number of slots; a slot
 /// holds one pointer for each thread. The library keeps its own data of each thread in `CThreadRecord`
-/// objects: small zeroed blocks that outlive their threads and are freed when the library is unloaded. All
-/// memory comes from the process heap; without memory an entry is null and nothing is thrown. Each thread
-/// sees only its own entries, and any number of threads may use a storage at the same time.
+/// objects: small zeroed blocks that are freed when their thread ends. All memory comes from the process
+/// heap; without memory an entry is null and nothing is thrown. Each thread sees only its own entries, and
+/// any number of threads may use a storage at the same time.
 ///
 /// \code
 /// static const int slot = Tarn::GetThreadDataStorage().AllocSlot();
@@ -27,6 +27,7 @@ namespace Tarn {
 
 /// One thread's entries.
 struct CThreadSlots;
+struct CThreadState;
 
 /// Numbered slots, each of which holds one pointer for each thread.
 class TARNKIT_API CThreadDataStorage {
@@ -68,6 +69,8 @@ private:
 
     void attach();
     void release();
+    void forget(CThreadSlots* slots);
+    friend void FreeThreadSlots(CThreadState& thread);
     CThreadSlots* findSlots() const;
     CThreadSlots* makeSlots();
     void** getEntry(int slot);
@@ -109,10 +112,12 @@ private:
 
     static CThreadRecord* first;
     friend void ReleaseThreadStorage();
+    friend class CThreadDataStorage;
 
     int obtainSlot();
     void release();
     static void releaseAll();
+    static void releaseBlocksIn(const CThreadSlots& slots);
 };
 
 /// A lock that locks nothing, kept for clients that were written for Windows CE. Use `std::mutex` instead.

@@ -3,8 +3,8 @@
 /// library.
 ///
 /// It has the members, costs and rules of `CString` (string.h), in 16-bit units: copies share a body,
-/// positions are not checked, one thread at a time. Comparisons return -1, 0 or 1. Case and white space are
-/// those of Unicode within the BMP; the numbers of `SubstParam` have the digits 0 to 9 only.
+/// positions are not checked, and the same rule for threads holds. Comparisons return -1, 0 or 1. Case and
+/// white space are those of Unicode within the BMP; the numbers of `SubstParam` have the digits 0 to 9 only.
 ///
 /// What passes through code page 0 depends on the system's ANSI code page and therefore on the locale:
 /// conversions without another code page, and the numbers that `Value` reads.

@@ -1,4 +1,5 @@
-// Heaps, virtual memory and thread-local storage.
+// Heaps and virtual memory.
+#include "platform/heap_blocks.h"
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 
@@ -13,6 +14,8 @@ BOOL HeapDestroy(HANDLE heap) { return ::HeapDestroy(heap); }
 void* HeapAlloc(HANDLE heap, std::size_t size) { return ::HeapAlloc(heap, 0, size); }
 
 BOOL HeapFree(HANDLE heap, void* block) { return ::HeapFree(heap, 0, block); }
+
+int CountHeapBlocks(HANDLE) { return 0; }
 
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection) {
     return ::VirtualAlloc(address, size, type, protection);
@@ -29,13 +32,5 @@ DWORD GetPageSize() {
     ::GetSystemInfo(&information);
     return information.dwPageSize;
 }
-
-DWORD TlsAlloc() { return ::TlsAlloc(); }
-
-BOOL TlsFree(DWORD index) { return ::TlsFree(index); }
-
-void* TlsGetValue(DWORD index) { return ::TlsGetValue(index); }
-
-BOOL TlsSetValue(DWORD index, void* value) { return ::TlsSetValue(index, value); }
 
 } // namespace Tarn::Platform
