@@ -1,18 +1,18 @@
-// Heaps, virtual memory and thread-local storage.
+// Heaps and virtual memory.
 //
 // The process heap is the C runtime's; other heaps are arenas (private_heap.h). A region of virtual memory is
 // an anonymous mapping. A table of the regions in use gives `VirtualFree` their sizes and lets it refuse
 // other addresses.
+#include "platform/heap_blocks.h"
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
 #include "platform/posix/memory/leak_checker.h"
 #include "platform/posix/memory/pages.h"
 #include "platform/posix/memory/private_heap.h"
+#include "platform/posix/support/fork_handlers.h"
 #include "platform/posix/support/last_error.h"
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -43,8 +43,11 @@ public:
         return *regions;
     }
 
+    void lock() { mutex.lock(); }
+    void unlock() { mutex.unlock(); }
+
     bool Add(void* start, Region region) {
-        std::lock_guard guard(lock);
+        std::lock_guard guard(*this);
         try {
             regions.emplace(reinterpret_cast<std::uintptr_t>(start), region);
             Posix::ShowToLeakChecker(start, region.size);
@@ -56,7 +59,7 @@ public:
 
     /// Removes and returns the region that starts at `start`; one of size 0 if there is none.
     Region Take(void* start) {
-        std::lock_guard guard(lock);
+        std::lock_guard guard(*this);
         const auto found = regions.find(reinterpret_cast<std::uintptr_t>(start));
         if (found == regions.end())
             return {};
@@ -68,7 +71,7 @@ public:
 
     /// Returns the start of the region that contains an address; 0, and a region of size 0, if there is none.
     std::uintptr_t Find(std::uintptr_t address, Region* region) {
-        std::lock_guard guard(lock);
+        std::lock_guard guard(*this);
         auto next = regions.upper_bound(address);
         *region = {};
         if (next == regions.begin() || address - (--next)->first >= next->second.size)
@@ -88,7 +91,7 @@ public:
 private:
     using Entry = std::pair<const std::uintptr_t, Region>;
 
-    std::mutex lock;
+    std::mutex mutex;
     std::map<std::uintptr_t, Region, std::less<>, Posix::Allocator<Entry>> regions;
 };
 
@@ -126,6 +129,8 @@ void coverWholePages(void*& address, std::size_t& size) {
 
 } // namespace
 
+constinit const Posix::ForkHandlers Posix::kRegionsAtFork = HoldDuringFork<Regions::Get>();
+
 HANDLE GetProcessHeap() { return &processHeap; }
 
 HANDLE HeapCreate(std::size_t initialSize) {
@@ -156,6 +161,8 @@ BOOL HeapFree(HANDLE heap, void* block) {
         return fail(ERROR_INVALID_PARAMETER);
     return TRUE;
 }
+
+int CountHeapBlocks(HANDLE heap) { return Posix::PrivateHeap::Count(heap); }
 
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection) {
     const bool isReserve = (type & MEM_RESERVE) != 0;
@@ -295,62 +302,5 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
 }
 
 DWORD GetPageSize() { return static_cast<DWORD>(PageSize()); }
-
-// Thread-local storage: each thread has an array of values. A newly allocated index must read null in every
-// thread, so each value is stored with the life of the index in which it was set.
-namespace {
-
-constexpr DWORD kTlsIndexes = 64; // as many as Windows guarantees a process
-
-struct TlsValue {
-    void* value;
-    std::uint32_t life;
-};
-
-// The current life of each index: odd while the index is in use, and so never 0, the life of a value never
-// set.
-constinit std::array<std::atomic<std::uint32_t>, kTlsIndexes> lives{};
-// Read by every allocation, so it is at a fixed offset from the thread pointer and needs no call.
-[[gnu::tls_model("initial-exec")]] constinit thread_local TlsValue values[kTlsIndexes]{};
-
-bool isInUse(std::uint32_t life) { return life % 2 == 1; }
-
-} // namespace
-
-DWORD TlsAlloc() {
-    for (DWORD index = 0; index < kTlsIndexes; index++) {
-        std::uint32_t life = lives[index].load();
-        if (!isInUse(life) && lives[index].compare_exchange_strong(life, life + 1))
-            return index;
-    }
-    SetLastError(ERROR_NO_MORE_ITEMS);
-    return TLS_OUT_OF_INDEXES;
-}
-
-BOOL TlsFree(DWORD index) {
-    if (index >= kTlsIndexes)
-        return fail(ERROR_INVALID_PARAMETER);
-    std::uint32_t life = lives[index].load();
-    return isInUse(life) && lives[index].compare_exchange_strong(life, life + 1)
-               ? TRUE
-               : fail(ERROR_INVALID_PARAMETER);
-}
-
-void* TlsGetValue(DWORD index) {
-    if (index >= kTlsIndexes) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    Posix::lastError = ERROR_SUCCESS;
-    const TlsValue& slot = values[index];
-    return slot.life == lives[index].load(std::memory_order_relaxed) ? slot.value : nullptr;
-}
-
-BOOL TlsSetValue(DWORD index, void* value) {
-    if (index >= kTlsIndexes)
-        return fail(ERROR_INVALID_PARAMETER);
-    values[index] = {value, lives[index].load(std::memory_order_relaxed)};
-    return TRUE;
-}
 
 } // namespace Tarn::Platform

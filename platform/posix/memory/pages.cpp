@@ -2,6 +2,7 @@
 
 #include "platform/poison.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/fork_handlers.h"
 
 #include <algorithm>
 #include <atomic>
@@ -38,11 +39,14 @@ public:
         return *ranges;
     }
 
+    void lock() { mutex.lock(); }
+    void unlock() { mutex.unlock(); }
+
     bool AreAny() const { return areAny.load(std::memory_order_relaxed); }
 
     /// The end of some range, ready to be read and written; null when no range is large enough.
     void* Take(std::size_t size) {
-        std::lock_guard guard(lock);
+        std::lock_guard guard(*this);
         if (size > sizeLimit)
             return nullptr;
         const auto found = std::find_if(ranges.begin(), ranges.end(),
@@ -62,7 +66,7 @@ public:
 
     /// Unmaps a range together with those that touch it, or keeps it. False when its memory cannot be freed.
     bool Return(std::uintptr_t start, std::size_t size) {
-        std::lock_guard guard(lock);
+        std::lock_guard guard(*this);
         auto next = ranges.lower_bound(start);
         auto first = next;
         if (first != ranges.begin() && end(*std::prev(first)) == start)
@@ -113,13 +117,15 @@ private:
             erase(ranges.begin());
     }
 
-    std::mutex lock;
+    std::mutex mutex;
     Ranges ranges;
     std::size_t sizeLimit = 0; // no range is larger
     std::atomic<bool> areAny = false;
 };
 
 } // namespace
+
+constinit const ForkHandlers kPagesAtFork = HoldDuringFork<VacantRanges::Get>();
 
 std::size_t PageSize() {
     static const std::size_t size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));

@@ -1,18 +1,11 @@
-// A private heap of the POSIX port: an arena that is returned to the system as a whole.
+// A private heap of the POSIX port: a few arenas, each with a lock, so any thread may allocate and free.
 //
-// Blocks are in segments. Each segment is a separate mapping, as large as all earlier ones together, up to
-// a limit. A new block is cut off the top, the part of the newest segment that nothing has used yet. A freed
-// block is united with its free neighbours, which it finds by a word in front of each block and one at the
-// end of each free block; it then becomes part of the top again or goes into a bin for its size. A bitmap of
-// the bins finds a block that fits in constant time. A segment that has become free goes back to the system;
-// one such segment is kept. A block too large for a segment is a separate mapping. Large segments ask for
-// huge pages. Destroying a heap unmaps its segments and large blocks without looking at what is in them. Each
-// heap has a lock, so any thread may allocate and free.
+// The thread that creates the heap uses the first arena. Other threads have one of their own, or share it
+// with few others, so that threads seldom wait for each other or pass memory to and fro. A block returns to
+// the arena that it came from.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <mutex>
+#include "platform/posix/memory/arena.h"
 
 namespace Tarn::Platform::Posix {
 
@@ -25,66 +18,38 @@ public:
     /// freed all memory.
     static bool Destroy(void* heap, bool* isAllReleased);
 
+    /// The number of blocks in use; 0 if there is no such heap.
+    static int Count(void* heap);
+
     /// Aligned to two words; null when there is no memory.
     void* Alloc(std::size_t size);
 
     /// Returns false if the system does not free a large block, and for a block that is visibly free already.
     bool Free(void* memory);
 
+    /// Take and give back the locks of all heaps.
+    static void LockAll();
+    static void UnlockAll();
+
 private:
-    struct Segment {
-        Segment* older;
-        std::size_t size;
-    };
+    static constexpr unsigned kArenas = 8;
+    static_assert(kArenas <= Arena::kMostArenas);
 
-    struct LargeBlock {
-        LargeBlock* next;
-        LargeBlock* previous;
-        std::size_t size;
-        std::size_t header; // like that of a block
-    };
+    explicit PrivateHeap(Arena* first);
 
-    // A block. The caller's memory begins with the second word.
-    struct Block {
-        std::size_t header; // the distance to the header of the next block, and flags
-        Block* next;        // in its bin, while it is free
-        Block* previous;
-    };
+    static PrivateHeap** linkTo(void* heap);
+    template<class Action>
+    void forEachArena(Action action);
+    Arena* arenaOfThread();
+    Arena* addArena(unsigned number);
+    void* allocElsewhere(std::size_t size);
 
-    static constexpr unsigned kBins = 192;
-    static constexpr unsigned kBinsOfAMap = 64;
+    static PrivateHeap* heaps;
 
-    explicit PrivateHeap(Segment* first);
-
-    static unsigned binOf(std::size_t size);
-    static unsigned firstBinThatFits(std::size_t size);
-    void putIntoBin(Block* block, std::size_t size);
-    void takeFromBin(Block* block);
-    Block* takeFree(std::size_t size);
-    Block* cutOffTop(std::size_t size);
-    bool addSegment(std::size_t size);
-    void startTop(Segment* segment, std::size_t used);
-    void retireTop();
-    void unite(Block* block);
-    static Block* firstBlock(Segment* segment, std::size_t used);
-    static Segment* segmentFilledBy(Block* block, std::size_t size);
-    static bool isFree(Segment* segment);
-    bool releaseSegment(Segment* segment);
-    bool unmapSegment(Segment* segment);
-    void* allocLarge(std::size_t size);
-    bool freeLarge(LargeBlock* block);
-    bool unmapAll();
-
-    std::mutex lock;
+    const unsigned numberOfCreator;
     PrivateHeap* nextHeap = nullptr;
-    Segment* segments; // newest first
-    std::size_t segmentsSize;
-    LargeBlock* largeBlocks = nullptr;
-    char* top; // where the next block begins
-    char* topEnd;
-    std::uint64_t maps[kBins / kBinsOfAMap] = {}; // a bit for each bin that is not empty
-    Block* bins[kBins] = {};
-    Segment* spareSegment = nullptr; // the segment that was kept when it was free; may be in use again
+    ArenaLock arenasLock;                     // for adding one
+    std::atomic<Arena*> arenas[kArenas] = {}; // each null until it is needed; the heap itself is in the first
 };
 
 } // namespace Tarn::Platform::Posix
