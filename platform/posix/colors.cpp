@@ -53,14 +53,14 @@ std::atomic<DWORD>* findColor(int index) {
 
 DWORD GetSysColor(int index) {
     const std::atomic<DWORD>* color = findColor(index);
-    return color == nullptr ? 0 : color->load();
+    return color == nullptr ? 0 : color->load(std::memory_order_relaxed);
 }
 
 BOOL SetSysColors(int count, const INT* indices, const DWORD* values) {
     constexpr DWORD kColorBits = 0x00FFFFFF;
     for (int i = 0; i < count; i++)
         if (std::atomic<DWORD>* color = findColor(indices[i]))
-            color->store(values[i] & kColorBits);
+            color->store(values[i] & kColorBits, std::memory_order_relaxed);
     return TRUE;
 }
 

@@ -42,7 +42,6 @@ struct Search : HandleObject {
     int directory = -1;
     Vector<String> names;
     std::size_t next = 0;
-    std::mutex use;
 };
 
 U16String translatePattern(U16String pattern) {

@@ -3,11 +3,11 @@
 // lock is held throughout each call.
 #include "platform/platform.h"
 #include "platform/posix/registry/store.h"
+#include "platform/posix/support/fork_handlers.h"
 #include "platform/posix/support/handle_table.h"
 
 #include <exception>
 #include <mutex>
-#include <pthread.h>
 
 namespace Tarn::Platform {
 
@@ -33,7 +33,6 @@ struct Registry {
     RegistryStore user{RegistryDatabase::Kind::User};
     RegistryStore machine{RegistryDatabase::Kind::Machine};
     HandleTable<KeyReference> keys;
-    bool isForkHandled = false;
 };
 constinit Registry registry;
 
@@ -46,12 +45,17 @@ void beforeFork() {
 }
 void afterFork() { registry.lock.unlock(); }
 
+} // namespace
+
+constinit const ForkHandlers Posix::kRegistryAtFork = {beforeFork, afterFork, afterFork};
+
+namespace {
+
 template<class Call>
 LSTATUS locked(Call call) {
+    HandleForks();
     const std::lock_guard guard(registry.lock);
     try {
-        if (!registry.isForkHandled)
-            registry.isForkHandled = pthread_atfork(beforeFork, afterFork, afterFork) == 0;
         return call();
     } catch (const std::exception&) {
         return ERROR_NOT_ENOUGH_MEMORY;

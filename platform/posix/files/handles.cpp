@@ -2,8 +2,6 @@
 
 #include "platform/posix/support/handle_table.h"
 
-#include <mutex>
-
 namespace Tarn::Platform::Posix {
 
 namespace {
@@ -18,6 +16,15 @@ HandleObject* find(HANDLE handle, HandleObject::Kind kind) {
 }
 
 } // namespace
+
+constinit const ForkHandlers kHandlesAtFork = {
+    [] { tableMutex.lock(); },
+    [] { tableMutex.unlock(); },
+    [] {
+        table.ForEach([](HandleObject* object) { object->Inherit(); });
+        tableMutex.unlock();
+    },
+};
 
 HANDLE NewHandle(HandleObject* object) {
     const std::lock_guard lock(tableMutex);

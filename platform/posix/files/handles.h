@@ -2,14 +2,19 @@
 //
 // A call holds the object of a handle while it works on it, so another thread may close the handle
 // meanwhile: the object is shut when the last call releases it. Any thread may call these functions.
+//
+// A forked child inherits the handles that are open. What the parent's other threads were doing with them
+// ends in the child.
 #pragma once
 
 #include <tarnkit/types.h>
 
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/fork_handlers.h"
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 
 namespace Tarn::Platform::Posix {
 
@@ -23,8 +28,19 @@ public:
     /// Releases what the object holds. Called once; returns a code.
     virtual DWORD Shut() = 0;
 
+    /// Called in a forked child: no thread is using the object, whatever it says.
+    void Inherit() {
+        isInherited = true;
+        holders = 1;
+        FreeInChild(use);
+    }
+
     const Kind kind;
     std::atomic<int> holders = 1;
+    /// Serialises the calls on the handle.
+    std::mutex use;
+    /// Whether the parent of this process opened it.
+    bool isInherited = false;
 };
 
 struct Deleter {

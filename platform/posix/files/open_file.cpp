@@ -222,9 +222,11 @@ DWORD OpenFile::Shut() {
     if (descriptor < 0)
         return ERROR_SUCCESS;
     FileInformation opened;
-    if (!pathToDelete.empty() && Query(descriptor, opened) == 0 && isStillThere(pathToDelete, opened))
+    // The marks, and the file that is to be removed, belong to the process that opened it.
+    if (!isInherited && !pathToDelete.empty() && Query(descriptor, opened) == 0 &&
+        isStillThere(pathToDelete, opened))
         unlink(pathToDelete.c_str());
-    if (isClaimed)
+    if (isClaimed && !isInherited)
         Disclaim(descriptor);
     // An interrupted close has closed the descriptor all the same.
     const int error = close(descriptor) == 0 || errno == EINTR ? 0 : errno;

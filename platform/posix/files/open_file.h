@@ -3,8 +3,6 @@
 
 #include "platform/posix/files/handles.h"
 
-#include <mutex>
-
 namespace Tarn::Platform::Posix {
 
 struct OpenFile : HandleObject {
@@ -25,9 +23,7 @@ struct OpenFile : HandleObject {
     bool isClaimed = false;
     /// Writing may raise a signal: if nobody reads a pipe, or at the process's limit on file sizes.
     bool mayRaiseSignal = false;
-    Int64 position = 0;
-    /// Serialises the transfers on the handle, which share the position.
-    std::mutex use;
+    Int64 position = 0; ///< shared by all transfers on the handle
     /// The path of a file that is to be removed when it is closed.
     String pathToDelete;
 };

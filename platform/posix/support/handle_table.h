@@ -57,6 +57,14 @@ public:
         openCount--;
     }
 
+    /// Calls `action` with what each open handle refers to.
+    template<class Action>
+    void ForEach(Action action) {
+        for (Index i = 0; i < placeCount; i++)
+            if (places[i].nextFree == kInUse)
+                action(places[i].entry);
+    }
+
     /// Frees the memory unless a handle is open.
     void Release() {
         if (openCount != 0)

@@ -1,0 +1,7 @@
+#include "platform/fork.h"
+
+namespace Tarn::Platform {
+
+void HandleForks(void (*)(), void (*)(), void (*)()) {}
+
+} // namespace Tarn::Platform
