@@ -4,8 +4,16 @@
 /// The library asks its questions in message boxes and disables the program's other windows while one is
 /// open. On POSIX it knows no windows: it asks the question on the terminal, or answers with the preselected
 /// button when there is no terminal. A program with a toolkit derives from `IWindowSystem` and installs its
-/// object. The object stays the program's and must live as long as it is installed. Its functions are called
-/// on whatever thread shows a message. On Windows this header is not used.
+/// object. The object stays the program's and must live as long as it is installed. On Windows this header is
+/// not used.
+///
+/// The functions are called on whatever thread shows a message, on several at once, and that thread waits
+/// until they return. Where windows belong to one thread, an implementation hands a box over to it:
+/// `MessageBox` shows the box itself if it is called on the windows' thread, which would wait for itself for
+/// ever otherwise. On any other thread it queues the box, wakes the event loop and waits for the answer; the
+/// texts remain valid meanwhile. When the event loop ends, the boxes that wait get the preselected answer
+/// (`CMessageHandler::GetDefaultReturnValue`), and so do all that come later. docs/message_boxes.md has a
+/// complete program.
 ///
 /// \code
 /// class CDialogs : public IWindowSystem {
@@ -45,7 +53,8 @@ public:
 };
 
 /// Installs `system` for the process; null restores the terminal. Returns what was installed before, null for
-/// the terminal. Call it while no box is open.
+/// the terminal. Any thread may call it, but no function of a window system should. It waits until no other
+/// thread is in a function of the former system, which may be destroyed then.
 TARNKIT_API IWindowSystem* SetWindowSystem(IWindowSystem* system);
 
 } // namespace Tarn

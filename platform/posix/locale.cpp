@@ -1,16 +1,10 @@
-// Texts of the user's locale. Each call creates a locale object to read them: the locale of the process
-// belongs to the application and is neither read nor changed.
+// Texts of the user's locale.
 #include "platform/platform.h"
 #include "platform/posix/support/error_codes.h"
-#include "platform/posix/text/code_page.h"
 #include "platform/posix/text/date_pictures.h"
-#include "platform/posix/text/language.h"
+#include "platform/posix/text/time_locale.h"
 
-#include <langinfo.h>
-#include <locale.h>
-
-#include <ctime>
-#include <string>
+#include <string_view>
 
 namespace Tarn::Platform {
 
@@ -18,88 +12,34 @@ using namespace Posix;
 
 namespace {
 
-constexpr UINT kAsciiSuperset = 1252; // for codesets that are not code pages, such as the C locale's
-constexpr LCTYPE kDaysOfWeek = 7;
-constexpr LCTYPE kMonths = 12;
+using View = std::u16string_view;
 
-/// The user's locale for dates; the C locale if that one is not installed.
-class TimeLocale {
-public:
-    TimeLocale() {
-        const char* name = LocaleName("LC_TIME");
-        // The texts are in this locale's codeset, whatever LC_CTYPE is.
-        constexpr int kCategories = LC_TIME_MASK | LC_CTYPE_MASK;
-        locale = newlocale(kCategories, name == nullptr ? "C" : name, kNone);
-        if (locale == kNone)
-            locale = newlocale(kCategories, "C", kNone);
-        if (locale == kNone)
-            throw std::bad_alloc();
-        codePage = CodePage::FromCodeset(nl_langinfo_l(CODESET, locale));
-        if (codePage == 0)
-            codePage = kAsciiSuperset;
-    }
-    ~TimeLocale() { freelocale(locale); }
-    TimeLocale(const TimeLocale&) = delete;
-    TimeLocale& operator=(const TimeLocale&) = delete;
-
-    U16String Text(nl_item item) const { return decoded(nl_langinfo_l(item, locale)); }
-    bool HasEras() const { return *nl_langinfo_l(ERA, locale) != '\0'; }
-
-    DateFormats Formats() const { return {Text(D_FMT), Text(T_FMT), Text(T_FMT_AMPM), Text(D_T_FMT)}; }
-
-    /// A date as `strftime` formats it with one conversion.
-    U16String Formatted(const char* conversion, const SYSTEMTIME& date) const {
-        std::tm fields{};
-        fields.tm_year = date.wYear - 1900;
-        fields.tm_mon = date.wMonth - 1;
-        fields.tm_mday = date.wDay;
-        char text[256];
-        text[strftime_l(text, sizeof(text), conversion, &fields, locale)] = '\0';
-        return decoded(text);
-    }
-
-private:
-    static constexpr locale_t kNone = nullptr;
-
-    U16String decoded(const char* text) const {
-        const int bytes = static_cast<int>(std::char_traits<char>::length(text));
-        U16String result(static_cast<std::size_t>(bytes), u'\0'); // no text has more units than bytes
-        const int units = MultiByteToWideChar(codePage, 0, text, bytes, result.data(), bytes);
-        result.resize(static_cast<std::size_t>(units));
-        return result;
-    }
-
-    locale_t locale;
-    UINT codePage;
-};
-
-/// The `index`-th item of a row, which is in the same order in every locale.
-nl_item itemOf(nl_item first, LCTYPE index) { return first + static_cast<nl_item>(index); }
-
-/// The names of the days: the locale's begin with Sunday, those of Windows with Monday.
-nl_item dayOf(nl_item sunday, LCTYPE index) { return itemOf(sunday, (index + 1) % kDaysOfWeek); }
+constexpr LCTYPE kDaysOfWeek = TimeLocale::kDays;
+constexpr LCTYPE kMonths = TimeLocale::kMonths;
 
 /// False if there is no such text.
-bool find(const TimeLocale& locale, LCTYPE type, U16String& text) {
+bool find(const TimeLocale& locale, LCTYPE type, View& text) {
     const auto isInRow = [&](LCTYPE first, LCTYPE count) { return type >= first && type - first < count; };
+    // The locale's days begin with Sunday, those of Windows with Monday.
+    const auto dayFrom = [&](LCTYPE monday) { return (type - monday + 1) % kDaysOfWeek; };
     if (isInRow(LOCALE_SDAYNAME1, kDaysOfWeek))
-        text = locale.Text(dayOf(DAY_1, type - LOCALE_SDAYNAME1));
+        text = locale.days[dayFrom(LOCALE_SDAYNAME1)];
     else if (isInRow(LOCALE_SABBREVDAYNAME1, kDaysOfWeek))
-        text = locale.Text(dayOf(ABDAY_1, type - LOCALE_SABBREVDAYNAME1));
+        text = locale.shortDays[dayFrom(LOCALE_SABBREVDAYNAME1)];
     else if (isInRow(LOCALE_SMONTHNAME1, kMonths)) // the form used alone, not within a date
-        text = locale.Text(itemOf(ALTMON_1, type - LOCALE_SMONTHNAME1));
+        text = locale.monthsAlone[type - LOCALE_SMONTHNAME1];
     else if (isInRow(LOCALE_SABBREVMONTHNAME1, kMonths))
-        text = locale.Text(itemOf(ABMON_1, type - LOCALE_SABBREVMONTHNAME1));
+        text = locale.shortMonths[type - LOCALE_SABBREVMONTHNAME1];
     else if (type == LOCALE_S1159)
-        text = locale.Text(AM_STR);
+        text = locale.am;
     else if (type == LOCALE_S2359)
-        text = locale.Text(PM_STR);
+        text = locale.pm;
     else if (type == LOCALE_SSHORTDATE)
-        text = ShortDatePicture(locale.Formats());
+        text = locale.shortDate;
     else if (type == LOCALE_SLONGDATE)
-        text = LongDatePicture(locale.Formats());
+        text = locale.longDate;
     else if (type == LOCALE_STIMEFORMAT)
-        text = TimePicture(locale.Formats());
+        text = locale.time;
     else
         return false;
     return true;
@@ -109,7 +49,7 @@ bool find(const TimeLocale& locale, LCTYPE type, U16String& text) {
 class DateWriter {
 public:
     DateWriter(const TimeLocale& ofLocale, const SYSTEMTIME& theDate, bool countsInEras)
-        : locale(ofLocale), date(theDate), inEras(countsInEras && ofLocale.HasEras()) {}
+        : locale(ofLocale), date(theDate), inEras(countsInEras && ofLocale.hasEras) {}
 
     U16String Write(std::u16string_view picture) {
         // The name of a month may have another form next to a day than alone.
@@ -118,7 +58,7 @@ public:
             const std::u16string_view element = TakeElement(rest);
             hasDay = hasDay || element == u"d" || element == u"dd";
         }
-        firstMonth = hasDay ? MON_1 : ALTMON_1;
+        months = hasDay ? locale.months : locale.monthsAlone;
         while (!picture.empty())
             write(TakeElement(picture));
         return std::move(text);
@@ -131,12 +71,12 @@ private:
         case u'd':
             if (length <= 2)
                 return writeNumber(date.wDay, length);
-            text += locale.Text(itemOf(length == 3 ? ABDAY_1 : DAY_1, date.wDayOfWeek));
+            text += (length == 3 ? locale.shortDays : locale.days)[date.wDayOfWeek];
             return;
         case u'M':
             if (length <= 2)
                 return writeNumber(date.wMonth, length);
-            text += locale.Text(itemOf(length == 3 ? nl_item{ABMON_1} : firstMonth, date.wMonth - 1u));
+            text += (length == 3 ? locale.shortMonths : months)[date.wMonth - 1];
             return;
         case u'y':
             return writeYear(length);
@@ -171,7 +111,7 @@ private:
     const TimeLocale& locale;
     const SYSTEMTIME& date;
     const bool inEras;
-    nl_item firstMonth = MON_1;
+    const U16String* months = nullptr;
     U16String text;
 };
 
@@ -190,21 +130,21 @@ DWORD completeDate(const SYSTEMTIME* given, SYSTEMTIME& date) {
 
 /// The common part of both calls: copies the text that `make(text)` produces to the caller and returns its
 /// length with the terminator. `make` returns a code.
-template<class Make>
+template<class Text, class Make>
 int handOut(LCID locale, char16_t* buffer, int size, Make make) {
     if ((locale != LOCALE_USER_DEFAULT && locale != LOCALE_SYSTEM_DEFAULT && locale != LOCALE_NEUTRAL) ||
         size < 0 || (size > 0 && buffer == nullptr))
         return Report(ERROR_INVALID_PARAMETER);
     int length = 0;
     const DWORD code = Guarded([&]() -> DWORD {
-        U16String text;
+        Text text;
         if (const DWORD failure = make(text); failure != ERROR_SUCCESS)
             return failure;
         length = static_cast<int>(text.size()) + 1;
         if (size > 0 && length > size)
             return ERROR_INSUFFICIENT_BUFFER;
         if (size > 0)
-            std::char_traits<char16_t>::copy(buffer, text.c_str(), text.size() + 1);
+            buffer[text.copy(buffer, text.size())] = 0;
         return ERROR_SUCCESS;
     });
     return Report(code) ? length : 0;
@@ -213,14 +153,15 @@ int handOut(LCID locale, char16_t* buffer, int size, Make make) {
 } // namespace
 
 int GetLocaleInfoW(LCID locale, LCTYPE type, char16_t* buffer, int size) {
-    return handOut(locale, buffer, size, [&](U16String& text) -> DWORD {
-        return find(TimeLocale(), type & ~LOCALE_NOUSEROVERRIDE, text) ? ERROR_SUCCESS : ERROR_INVALID_FLAGS;
+    return handOut<View>(locale, buffer, size, [&](View& text) -> DWORD {
+        return find(TimeLocale::OfUser(), type & ~LOCALE_NOUSEROVERRIDE, text) ? ERROR_SUCCESS
+                                                                               : ERROR_INVALID_FLAGS;
     });
 }
 
 int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, const char16_t* picture,
                    char16_t* buffer, int size) {
-    return handOut(locale, buffer, size, [&](U16String& text) -> DWORD {
+    return handOut<U16String>(locale, buffer, size, [&](U16String& text) -> DWORD {
         const bool isLong = (flags & DATE_LONGDATE) != 0;
         const bool isShort = (flags & DATE_SHORTDATE) != 0;
         if ((flags & ~(DATE_SHORTDATE | DATE_LONGDATE | DATE_USE_ALT_CALENDAR)) != 0 || (isLong && isShort) ||
@@ -229,8 +170,8 @@ int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, const char1
         SYSTEMTIME complete;
         if (const DWORD code = completeDate(date, complete); code != ERROR_SUCCESS)
             return code;
-        const TimeLocale user;
-        U16String chosen;
+        const TimeLocale& user = TimeLocale::OfUser();
+        View chosen;
         if (picture != nullptr)
             chosen = picture;
         else

@@ -2,6 +2,7 @@
 #include "platform/message_box_buttons.h"
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/fork_handlers.h"
 #include "platform/posix/support/standard_streams.h"
 #include "platform/posix/support/write_signals.h"
 #include "platform/posix/text/utf8.h"
@@ -16,6 +17,8 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
 
 namespace Tarn {
 namespace {
@@ -23,7 +26,76 @@ namespace {
 using Platform::CMessageBoxButtons;
 using Platform::Posix::String;
 
-constinit std::atomic<IWindowSystem*> installedSystem = nullptr;
+// The installed window system. ---------------------------------------------------------------------------
+
+constinit std::mutex systemLock;
+constinit IWindowSystem* installedSystem = nullptr;
+
+/// A call of the installed window system, which is not given back to the program before the call has ended.
+class SystemCall {
+public:
+    SystemCall() {
+        const std::lock_guard<std::mutex> lock(systemLock);
+        system = installedSystem;
+        if (system != nullptr) {
+            next = underWay;
+            underWay = this;
+        }
+    }
+    SystemCall(const SystemCall&) = delete;
+    SystemCall& operator=(const SystemCall&) = delete;
+    ~SystemCall() {
+        if (system == nullptr)
+            return;
+        const std::lock_guard<std::mutex> lock(systemLock);
+        SystemCall** link = &underWay;
+        while (*link != this)
+            link = &(*link)->next;
+        *link = next;
+        numberEnded.fetch_add(1);
+        numberEnded.notify_all();
+    }
+
+    explicit operator bool() const { return system != nullptr; }
+    IWindowSystem* operator->() const { return system; }
+
+    /// Waits until no other thread uses `left`. A thread does not wait for its own calls.
+    static void WaitForOthers(const IWindowSystem* left) {
+        for (;;) {
+            const unsigned before = numberEnded.load();
+            if (!othersUse(left))
+                return;
+            numberEnded.wait(before);
+        }
+    }
+
+    /// In a forked child: the calls of the other threads are not there any more.
+    static void ForgetOthers() {
+        SystemCall** link = &underWay;
+        while (*link != nullptr) {
+            if ((*link)->thread == std::this_thread::get_id())
+                link = &(*link)->next;
+            else
+                *link = (*link)->next;
+        }
+    }
+
+private:
+    static constinit inline SystemCall* underWay = nullptr;
+    static constinit inline std::atomic<unsigned> numberEnded = 0;
+
+    static bool othersUse(const IWindowSystem* left) {
+        const std::lock_guard<std::mutex> lock(systemLock);
+        for (const SystemCall* call = underWay; call != nullptr; call = call->next)
+            if (call->system == left && call->thread != std::this_thread::get_id())
+                return true;
+        return false;
+    }
+
+    IWindowSystem* system;
+    SystemCall* next = nullptr;
+    const std::thread::id thread = std::this_thread::get_id();
+};
 
 HWND noWindow() {
     Platform::SetLastError(ERROR_INVALID_WINDOW_HANDLE);
@@ -171,7 +243,7 @@ bool isTerminal() {
     return true;
 }
 
-constinit std::mutex terminalInUse;
+constinit std::mutex terminalInUse; // while somebody is asked
 
 int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
     const CMessageBoxButtons& set = Platform::ButtonsOf(flags);
@@ -215,51 +287,68 @@ bool IWindowSystem::IsWindowVisible(HWND) { return false; }
 bool IWindowSystem::IsWindowEnabled(HWND) { return false; }
 bool IWindowSystem::EnableWindow(HWND, bool) { return false; }
 
-IWindowSystem* SetWindowSystem(IWindowSystem* system) { return installedSystem.exchange(system); }
+IWindowSystem* SetWindowSystem(IWindowSystem* system) {
+    IWindowSystem* before;
+    {
+        const std::lock_guard<std::mutex> lock(systemLock);
+        before = std::exchange(installedSystem, system);
+    }
+    if (before != nullptr && before != system)
+        SystemCall::WaitForOthers(before);
+    return before;
+}
 
 namespace Platform {
+
+// A fork does not wait for an answer on the terminal.
+constinit const Posix::ForkHandlers Posix::kBoxesAtFork = {[] { systemLock.lock(); },
+                                                           [] { systemLock.unlock(); },
+                                                           [] {
+                                                               systemLock.unlock();
+                                                               MakeNewInChild(terminalInUse);
+                                                               SystemCall::ForgetOthers();
+                                                           }};
 
 int MessageBoxW(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) {
     text = text != nullptr ? text : u"";
     caption = caption != nullptr ? caption : u"Error";
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr ? system->MessageBox(owner, text, caption, flags)
-                             : askOnTerminal(text, caption, flags);
+    const SystemCall system;
+    return system ? system->MessageBox(owner, text, caption, flags) : askOnTerminal(text, caption, flags);
 }
 
 HWND GetDesktopWindow() {
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr ? system->GetDesktopWindow() : nullptr;
+    const SystemCall system;
+    return system ? system->GetDesktopWindow() : nullptr;
 }
 
 HWND GetWindow(HWND window, UINT command) {
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr ? system->GetWindow(window, command) : noWindow();
+    const SystemCall system;
+    return system ? system->GetWindow(window, command) : noWindow();
 }
 
 HWND GetParent(HWND window) {
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr ? system->GetParent(window) : noWindow();
+    const SystemCall system;
+    return system ? system->GetParent(window) : noWindow();
 }
 
 LONG GetWindowStyle(HWND window) {
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr ? system->GetWindowStyle(window) : 0;
+    const SystemCall system;
+    return system ? system->GetWindowStyle(window) : 0;
 }
 
 BOOL IsWindowVisible(HWND window) {
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr && system->IsWindowVisible(window);
+    const SystemCall system;
+    return system && system->IsWindowVisible(window);
 }
 
 BOOL IsWindowEnabled(HWND window) {
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr && system->IsWindowEnabled(window);
+    const SystemCall system;
+    return system && system->IsWindowEnabled(window);
 }
 
 BOOL EnableWindow(HWND window, BOOL enable) {
-    IWindowSystem* system = installedSystem.load();
-    return system != nullptr && system->EnableWindow(window, enable != FALSE);
+    const SystemCall system;
+    return system && system->EnableWindow(window, enable != FALSE);
 }
 
 } // namespace Platform

@@ -1,11 +1,16 @@
 // Modules, implemented with the dynamic loader.
 //
-// A module handle is the loader's own: what `dlopen` returns and the loader's list of modules contains.
-// Handles are checked against that list before they are passed to the loader, which trusts its callers.
+// A module handle is the loader's own, what `dlopen` returns. The loader trusts its callers, so that handles
+// are checked first: the handle's file name is known from an earlier look at the list of modules, and opening
+// that file once more must give the same handle. The reference that this takes keeps the module loaded while
+// it is used, whatever other threads load and unload. The loader's own records are not read: only the loader
+// knows when they change.
 #include "platform/platform.h"
 #include "platform/posix/files/library_files.h"
 #include "platform/posix/files/paths.h"
+#include "platform/posix/support/fork_handlers.h"
 
+#include <tarnkit/immortal.h>
 #include <tarnkit/resource_strings.h>
 
 #include <dlfcn.h>
@@ -14,13 +19,16 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <utility>
 
 namespace Tarn::Platform {
 namespace {
 
 using Posix::String;
 using Posix::U16String;
+using Posix::Vector;
 
 constexpr const char* kStringTable = "___TarnkitStrings";
 constexpr std::uintptr_t kLastOrdinal = 0xFFFF;
@@ -45,45 +53,126 @@ link_map* mainMap() {
     return map;
 }
 
-/// Calls `visit` with one module after the other until it returns true. The loader's list does not change
-/// meanwhile; `visit` must not load modules.
+/// Calls `visit` with the file name of one module after the other, the program's own being empty, until it
+/// returns true. Modules are neither loaded nor unloaded meanwhile; `visit` must not use the loader.
 template<class Visitor>
 void visitModules(Visitor visit) {
-    auto underLock = [](dl_phdr_info*, std::size_t, void* data) {
-        auto wanted = static_cast<Visitor*>(data);
-        for (link_map* map = mainModule.load(std::memory_order_acquire); map != nullptr; map = map->l_next)
-            if ((*wanted)(map))
-                break;
-        return 1;
+    struct Visit {
+        Visitor& visitor;
+        bool noMemory;
+    } data = {visit, false};
+    auto underLock = [](dl_phdr_info* module, std::size_t, void* given) -> int {
+        auto current = static_cast<Visit*>(given);
+        try {
+            return (current->visitor)(module->dlpi_name);
+        } catch (const std::bad_alloc&) { // which must not pass through the loader
+            current->noMemory = true;
+            return 1;
+        }
     };
-    if (mainMap() != nullptr)
-        dl_iterate_phdr(underLock, &visit);
+    dl_iterate_phdr(underLock, &data);
+    if (data.noMemory)
+        throw std::bad_alloc();
 }
 
-/// The loader's record of a handle; null, with the last error, if no module has that handle.
-link_map* mapOf(HINSTANCE module) {
-    link_map* found = nullptr;
-    visitModules([&](link_map* map) {
-        if (static_cast<void*>(map) == static_cast<void*>(module))
-            found = map;
-        return found != nullptr;
-    });
-    if (found == nullptr)
-        SetLastError(module == nullptr ? ERROR_INVALID_HANDLE : ERROR_MOD_NOT_FOUND);
-    return found;
+/// A module that stays loaded for the duration of a scope; null if there is none.
+class Pin {
+public:
+    Pin() = default;
+    /// The module of this file, if it is loaded.
+    explicit Pin(const String& name)
+        : module(name.empty() ? nullptr : dlopen(name.c_str(), RTLD_NOW | RTLD_NOLOAD)), file(name) {}
+    /// The program, which needs no reference.
+    static Pin Program() {
+        Pin pin;
+        pin.module = mainMap();
+        return pin;
+    }
+    Pin(Pin&& other) noexcept : module(std::exchange(other.module, nullptr)), file(std::move(other.file)) {}
+    Pin& operator=(Pin&& other) noexcept {
+        std::swap(module, other.module);
+        file.swap(other.file);
+        return *this;
+    }
+    ~Pin() {
+        if (module != nullptr && module != mainMap())
+            dlclose(module);
+    }
+
+    void* Module() const { return module; }
+    explicit operator bool() const { return module != nullptr; }
+    String File() const { return module == mainMap() ? Posix::ExecutableFile() : file; }
+
+private:
+    void* module = nullptr;
+    String file;
+};
+
+/// The file names of the modules that were loaded when somebody last looked.
+class KnownFiles {
+public:
+    /// Empty if the handle is not known.
+    String Of(const void* module) {
+        const std::lock_guard<std::mutex> guard(lock);
+        for (const File& file : files)
+            if (file.module == module)
+                return file.name;
+        return {};
+    }
+
+    /// Looks at the list of modules.
+    void Update() {
+        Vector<String> names;
+        visitModules([&](const char* name) {
+            names.push_back(name);
+            return false;
+        });
+        Vector<File> found;
+        for (String& name : names)
+            if (const Pin pin(name); pin)
+                found.push_back({pin.Module(), std::move(name)});
+        const std::lock_guard<std::mutex> guard(lock);
+        files.swap(found);
+    }
+
+    std::mutex lock; // for the files
+
+private:
+    struct File {
+        void* module;
+        String name;
+    };
+
+    Vector<File> files;
+};
+
+constinit Immortal<KnownFiles> knownFiles;
+
+/// The module that has this handle; null, with the last error, if none has.
+Pin pinned(HINSTANCE module) {
+    if (module == nullptr) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return {};
+    }
+    if (module == handleOf(mainMap()))
+        return Pin::Program();
+    for (const bool isLast : {false, true}) {
+        if (Pin pin(knownFiles.object.Of(module)); pin && handleOf(pin.Module()) == module)
+            return pin;
+        if (!isLast)
+            knownFiles.object.Update();
+    }
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return {};
 }
 
 /// The address of a symbol that the module itself defines.
-void* ownSymbol(link_map* map, const char* name) {
-    // The loader searches only modules that were opened; one loaded as a dependency may not have been. List
-    // entries that are not files, such as the kernel's page, cannot be opened at all.
-    void* opened = map == mainMap() ? map : dlopen(map->l_name, RTLD_NOW | RTLD_NOLOAD);
-    void* address = opened == map ? dlsym(opened, name) : nullptr;
-    if (opened != nullptr && opened != mainMap())
-        dlclose(opened);
+void* ownSymbol(const Pin& module, const char* name) {
+    void* address = dlsym(module.Module(), name);
     Dl_info information;
     void* owner = nullptr;
-    if (address == nullptr || dladdr1(address, &information, &owner, RTLD_DL_LINKMAP) == 0 || owner != map)
+    if (address == nullptr || dladdr1(address, &information, &owner, RTLD_DL_LINKMAP) == 0 ||
+        owner != module.Module())
         return nullptr;
     return address;
 }
@@ -94,10 +183,6 @@ String asciiOf(const char16_t* name) {
     for (; *name != 0; name++)
         result.push_back(*name < 0x80 ? static_cast<char>(*name) : '?');
     return result;
-}
-
-String fileOf(const link_map* map) {
-    return map == mainMap() ? Posix::ExecutableFile() : String(map->l_name);
 }
 
 HINSTANCE load(const char16_t* name) {
@@ -122,21 +207,18 @@ HINSTANCE load(const char16_t* name) {
 HINSTANCE findLoadedByName(U16String name) {
     name = Posix::Fold(name);
     const U16String extended = name.find(u'.') == U16String::npos ? name + u".dll" : name;
-    link_map* found = nullptr;
-    bool noMemory = false;
-    visitModules([&](link_map* map) {
-        try {
-            U16String file = Posix::Fold(Posix::ToWide(Posix::LastOf(fileOf(map))));
-            if (file == name || file == extended)
-                found = map;
-        } catch (const std::bad_alloc&) { // which must not pass through the loader
-            noMemory = true;
-        }
-        return found != nullptr || noMemory;
+    String path;
+    bool isFound = false;
+    visitModules([&](const char* current) {
+        path = *current == '\0' ? Posix::ExecutableFile() : String(current);
+        const U16String file = Posix::Fold(Posix::ToWide(Posix::LastOf(path)));
+        isFound = file == name || file == extended;
+        if (*current == '\0')
+            path.clear();
+        return isFound;
     });
-    if (found == nullptr)
-        return fail(noMemory ? ERROR_NOT_ENOUGH_MEMORY : ERROR_MOD_NOT_FOUND);
-    return handleOf(found);
+    const Pin pin = !isFound ? Pin() : path.empty() ? Pin::Program() : Pin(path);
+    return pin ? handleOf(pin.Module()) : fail(ERROR_MOD_NOT_FOUND);
 }
 
 HINSTANCE findLoaded(const char16_t* name) {
@@ -160,17 +242,27 @@ DWORD copyCut(const U16String& text, char16_t* buffer, DWORD size) {
     return count;
 }
 
-/// The string table of a module; null, with the last error, if it has none.
-const CResourceStrings* stringsOf(HINSTANCE module) {
-    link_map* map = module == nullptr ? mainMap() : mapOf(module);
-    if (map == nullptr)
-        return nullptr;
-    auto strings = static_cast<const CResourceStrings*>(ownSymbol(map, kStringTable));
-    if (strings != nullptr && strings->version == CResourceStrings::kVersion)
-        return strings;
-    SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
-    return nullptr;
-}
+/// The string table of a module; null, with the last error, if it has none. A null handle means the program.
+class StringTable {
+public:
+    explicit StringTable(HINSTANCE handle) : module(handle == nullptr ? Pin::Program() : pinned(handle)) {
+        if (!module)
+            return;
+        auto strings = static_cast<const CResourceStrings*>(ownSymbol(module, kStringTable));
+        if (strings != nullptr && strings->version == CResourceStrings::kVersion)
+            table = strings;
+        else
+            SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
+    }
+
+    explicit operator bool() const { return table != nullptr; }
+    const CResourceStrings& operator*() const { return *table; }
+    const CResourceStrings* operator->() const { return table; }
+
+private:
+    const Pin module;
+    const CResourceStrings* table = nullptr;
+};
 
 /// The first string of a table whose id is not below `id`.
 const CResourceString* stringFrom(const CResourceStrings& table, int id) {
@@ -191,6 +283,42 @@ int resourceNumber(const char16_t* name) {
     return *name == 0 && value <= static_cast<int>(kLastOrdinal) ? value : -1;
 }
 
+HRSRC findResource(HINSTANCE module, const char16_t* name, const char16_t* type) {
+    const StringTable table(module);
+    if (!table)
+        return nullptr;
+    static const int kStringType = resourceNumber(RT_STRING);
+    int number = resourceNumber(name);
+    const CResourceString* first = nullptr;
+    if (resourceNumber(type) != kStringType) {
+        SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
+        return nullptr;
+    }
+    if (number > 0)
+        first = stringFrom(*table, (number - 1) * kStringsInBlock);
+    if (first == nullptr || first == table->strings + table->count || first->id >= number * kStringsInBlock) {
+        SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+        return nullptr;
+    }
+    return reinterpret_cast<HRSRC>(const_cast<CResourceString*>(first));
+}
+
+int loadString(HINSTANCE module, UINT id, char16_t* buffer, int size) {
+    const StringTable table(module);
+    if (!table)
+        return 0;
+    auto wanted = static_cast<int>(id & kLastOrdinal);
+    const CResourceString* string = stringFrom(*table, wanted);
+    if (string == table->strings + table->count || string->id != wanted) {
+        SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
+        return 0;
+    }
+    int count = std::min(string->length, size - 1);
+    std::copy_n(string->text, count, buffer);
+    buffer[count] = 0;
+    return count;
+}
+
 /// Runs the body of a call that allocates; 0 or null, with the last error, if there is no memory.
 template<class Body>
 auto guarded(Body body) noexcept -> decltype(body()) {
@@ -204,6 +332,9 @@ auto guarded(Body body) noexcept -> decltype(body()) {
 
 } // namespace
 
+constinit const Posix::ForkHandlers Posix::kModulesAtFork =
+    Posix::HoldDuringFork<[]() -> std::mutex& { return knownFiles.object.lock; }>();
+
 bool AreFileNamesCaseSensitive() { return true; }
 
 HINSTANCE LoadLibraryW(const char16_t* name) {
@@ -216,23 +347,23 @@ HINSTANCE LoadLibraryW(const char16_t* name) {
 HINSTANCE LoadLibraryExW(const char16_t* name, DWORD) { return LoadLibraryW(name); }
 
 BOOL FreeLibrary(HINSTANCE module) {
-    link_map* map = mapOf(module);
-    if (map == nullptr)
-        return FALSE;
-    // The loader refuses to close modules that were never opened, such as those that the program is linked
-    // with; they stay loaded, as they should.
-    if (map != mainMap())
-        dlclose(map);
-    return TRUE;
+    return guarded([&]() -> BOOL {
+        const Pin pin = pinned(module);
+        // The loader refuses to close modules that were never opened, such as those that the program is
+        // linked with; they stay loaded, as they should.
+        if (pin && pin.Module() != mainMap())
+            dlclose(pin.Module());
+        return static_cast<bool>(pin);
+    });
 }
 
 FARPROC GetProcAddressW(HINSTANCE module, const char16_t* name) {
-    link_map* map = mapOf(module);
-    if (map == nullptr)
-        return nullptr;
     return guarded([&]() -> FARPROC {
+        const Pin pin = pinned(module);
+        if (!pin)
+            return nullptr;
         bool ordinal = reinterpret_cast<std::uintptr_t>(name) <= kLastOrdinal;
-        void* address = ordinal ? nullptr : ownSymbol(map, asciiOf(name).c_str());
+        void* address = ordinal ? nullptr : ownSymbol(pin, asciiOf(name).c_str());
         if (address == nullptr)
             SetLastError(ERROR_PROC_NOT_FOUND);
         return reinterpret_cast<FARPROC>(address);
@@ -254,11 +385,11 @@ HINSTANCE GetModuleHandleFromAddress(const void* address) {
 }
 
 DWORD GetModuleFileNameW(HINSTANCE module, char16_t* name, DWORD size) {
-    link_map* map = module == nullptr ? mainMap() : mapOf(module);
-    if (map == nullptr)
-        return 0;
     return guarded([&]() -> DWORD {
-        U16String path = Posix::ToWide(fileOf(map));
+        const Pin pin = module == nullptr ? Pin::Program() : pinned(module);
+        if (!pin)
+            return 0;
+        U16String path = Posix::ToWide(pin.File());
         if (size <= path.size())
             SetLastError(ERROR_INSUFFICIENT_BUFFER);
         if (size == 0)
@@ -280,23 +411,7 @@ DWORD SearchLibraryPathW(const char16_t* name, DWORD size, char16_t* path) {
 }
 
 HRSRC FindResourceW(HINSTANCE module, const char16_t* name, const char16_t* type) {
-    const CResourceStrings* table = stringsOf(module);
-    if (table == nullptr)
-        return nullptr;
-    static const int kStringType = resourceNumber(RT_STRING);
-    int number = resourceNumber(name);
-    const CResourceString* first = nullptr;
-    if (resourceNumber(type) != kStringType) {
-        SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
-        return nullptr;
-    }
-    if (number > 0)
-        first = stringFrom(*table, (number - 1) * kStringsInBlock);
-    if (first == nullptr || first == table->strings + table->count || first->id >= number * kStringsInBlock) {
-        SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
-        return nullptr;
-    }
-    return reinterpret_cast<HRSRC>(const_cast<CResourceString*>(first));
+    return guarded([&] { return findResource(module, name, type); });
 }
 
 int LoadStringW(HINSTANCE module, UINT id, char16_t* buffer, int size) {
@@ -305,19 +420,7 @@ int LoadStringW(HINSTANCE module, UINT id, char16_t* buffer, int size) {
         return 0;
     }
     buffer[0] = 0;
-    const CResourceStrings* table = stringsOf(module);
-    if (table == nullptr)
-        return 0;
-    auto wanted = static_cast<int>(id & kLastOrdinal);
-    const CResourceString* string = stringFrom(*table, wanted);
-    if (string == table->strings + table->count || string->id != wanted) {
-        SetLastError(ERROR_RESOURCE_NAME_NOT_FOUND);
-        return 0;
-    }
-    int count = std::min(string->length, size - 1);
-    std::copy_n(string->text, count, buffer);
-    buffer[count] = 0;
-    return count;
+    return guarded([&] { return loadString(module, id, buffer, size); });
 }
 
 } // namespace Tarn::Platform

@@ -11,6 +11,8 @@ BOOL SystemTimeToFileTime(const SYSTEMTIME* systemTime, FILETIME* fileTime) {
     return ::SystemTimeToFileTime(systemTime, fileTime);
 }
 
+void GetSystemTimeAsFileTime(FILETIME* time) { ::GetSystemTimeAsFileTime(time); }
+
 void GetLocalTime(SYSTEMTIME* localTime) { ::GetLocalTime(localTime); }
 
 BOOL FileTimeToLocalFileTime(const FILETIME* fileTime, FILETIME* localTime) {

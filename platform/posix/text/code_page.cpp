@@ -2,6 +2,7 @@
 
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/c_library.h"
 #include "platform/posix/text/windows_tables.h"
 
 #include <iconv.h>
@@ -13,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <mutex>
 #include <string_view>
 #include <utility>
 
@@ -101,13 +103,10 @@ const CodePage* CodePage::Get(UINT number) {
     CodePage* page = slot.load(std::memory_order_acquire);
     if (page != nullptr)
         return page;
-    page = load(number, name->name);
-    CodePage* before = nullptr;
-    if (page != nullptr &&
-        !slot.compare_exchange_strong(before, page, std::memory_order_release, std::memory_order_acquire)) {
-        Delete(page);
-        page = before;
-    }
+    const CLibraryGuard guard(cLibraryLock);
+    page = slot.load(std::memory_order_relaxed);
+    if (page == nullptr)
+        slot.store(page = load(number, name->name), std::memory_order_release);
     return page;
 }
 

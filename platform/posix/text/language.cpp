@@ -1,5 +1,6 @@
 #include "platform/posix/text/language.h"
 
+#include "platform/posix/support/c_library.h"
 #include "platform/posix/text/code_page.h"
 
 #include <langinfo.h>
@@ -79,6 +80,7 @@ std::string_view partOfName(std::string_view name, char mark) {
 
 UINT ansiOfLocale() {
     UINT page = 0;
+    const CLibraryGuard guard(cLibraryLock);
     locale_t locale = newlocale(LC_CTYPE_MASK, "", static_cast<locale_t>(nullptr));
     if (locale != static_cast<locale_t>(nullptr)) {
         page = CodePage::FromCodeset(nl_langinfo_l(CODESET, locale));

@@ -1,5 +1,6 @@
 #include "platform/posix/text/letter_case.h"
 
+#include "platform/posix/support/c_library.h"
 #include "platform/posix/text/utf8.h"
 
 #include <locale.h>
@@ -17,14 +18,12 @@ locale_t unicodeLocale() {
     locale_t locale = caseLocale.load(std::memory_order_acquire);
     if (locale != nullptr)
         return locale;
+    const CLibraryGuard guard(cLibraryLock);
+    locale = caseLocale.load(std::memory_order_relaxed);
     for (const char* name : {"C.UTF-8", "en_US.UTF-8", "C"})
         if (locale == nullptr)
             locale = newlocale(LC_CTYPE_MASK, name, static_cast<locale_t>(nullptr));
-    locale_t before = nullptr;
-    if (locale != nullptr && !caseLocale.compare_exchange_strong(before, locale)) {
-        freelocale(locale);
-        locale = before;
-    }
+    caseLocale.store(locale, std::memory_order_release);
     return locale;
 }
 
