@@ -3,7 +3,12 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/resource_modules.h>
 
+#include "catalogue/resource_registry.h"
+#include "memory/process_mutex.h"
+#include "platform/fork.h"
 #include "strings/byte_order_mark.h"
+
+#include <mutex>
 
 namespace Tarn {
 
@@ -29,14 +34,8 @@ CNames subtract(const CNames& names, const CNames& others) {
     return rest;
 }
 
-// Finds the text of a message in the current language; false if no module knows the name or has a text for
-// it.
-bool loadText(const char16_t* name, CUnicodeString& text) {
-    CMemoryManagerSwitcher switcher(nullptr);
-    HINSTANCE module;
-    int id;
-    return FindMessage(name, module, id) && LoadStringW(module, id, text);
-}
+// Protects the list of messages.
+constinit CProcessMutex listMutex;
 
 void writeText(CFile& file, const CUnicodeString& text) {
     file.Write(text.Ptr(), text.GetLength() * static_cast<int>(sizeof(char16_t)));
@@ -49,16 +48,21 @@ void writeLines(CFile& file, const CNames& lines) {
 
 } // namespace
 
+void AttachMessages() { Platform::KeepUsableAfterFork<listMutex>(); }
+
 constinit CMessage* CMessage::head = nullptr;
 
 CMessage::CMessage(const char16_t* messageName, int declaredNumber)
-    : name(messageName), next(head), previous(nullptr), number(declaredNumber) {
+    : name(messageName), next(nullptr), previous(nullptr), number(declaredNumber) {
+    const std::lock_guard guard(listMutex);
+    next = head;
     if (head != nullptr)
         head->previous = this;
     head = this;
 }
 
 CMessage::~CMessage() {
+    const std::lock_guard guard(listMutex);
     if (head == this)
         head = next;
     if (previous != nullptr)
@@ -78,7 +82,7 @@ int MessageID(const CMessage& message) {
 
 CUnicodeString CMessage::UnicodeStr() const {
     CUnicodeString text;
-    return loadText(name, text) ? text : CUnicodeString(name);
+    return LoadMessage(name, text) ? text : CUnicodeString(name);
 }
 
 CUnicodeString CMessage::UnicodeStr(int language) const {
@@ -89,7 +93,7 @@ CUnicodeString CMessage::UnicodeStr(int language) const {
 
 CUnicodeString CMessage::substitute(const char16_t* const* parameters, int count) const {
     CUnicodeString text;
-    if (loadText(name, text))
+    if (LoadMessage(name, text))
         return text.SubstParam(parameters, count);
     CUnicodeString result = name;
     for (int i = 0; i < count; i++) {
@@ -129,6 +133,18 @@ CUnicodeString CMessage::SubstParam(const CArray<CUnicodeString, CurrentMemoryMa
     return substitute(texts.Ptr(), texts.Size());
 }
 
+// The names of all message objects, in the form of the three lists.
+CArray<CUnicodeString, CurrentMemoryManager> CMessage::usedNames() {
+    CNames used;
+    {
+        const std::lock_guard guard(listMutex);
+        for (const CMessage* message = head; message != nullptr; message = message->next)
+            used.Add(CUnicodeString(message->name));
+    }
+    sortAndUnite(used);
+    return used;
+}
+
 void CMessage::GetDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
     names.DeleteAll();
     AppendDefinedMessages(names);
@@ -137,19 +153,17 @@ void CMessage::GetDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& 
 
 void CMessage::GetUndefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
     names.DeleteAll();
-    for (const CMessage* message = head; message != nullptr; message = message->next)
-        if (!message->IsDefined())
-            names.Add(CUnicodeString(message->name));
-    sortAndUnite(names);
+    HINSTANCE module;
+    int id;
+    for (const CUnicodeString& used : usedNames())
+        if (!FindMessage(used, module, id))
+            names.Add(used);
 }
 
 void CMessage::GetUnusedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
-    GetDefinedMessages(names);
-    CNames used;
-    for (const CMessage* message = head; message != nullptr; message = message->next)
-        used.Add(CUnicodeString(message->name));
-    sortAndUnite(used);
-    names = subtract(names, used);
+    CNames defined;
+    GetDefinedMessages(defined);
+    names = subtract(defined, usedNames());
 }
 
 void CMessage::CleanUp() {}

@@ -1,4 +1,6 @@
 #include "catalogue/resource_registry.h"
+#include "memory/process_mutex.h"
+#include "platform/fork.h"
 #include "platform/platform.h"
 #include "runtime/registered_modules.h"
 
@@ -9,6 +11,10 @@
 #include <tarnkit/messages.h>
 #include <tarnkit/text_of_values.h>
 
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <mutex>
 #include <utility>
 
 namespace Tarn {
@@ -20,7 +26,44 @@ constexpr char16_t kLibraryExtension[] = u".dll";
 constexpr int kTypeString = 6;
 constexpr int kOriginalLanguage = 0;
 
-constinit CLateObject<CResourceRegistry> registry;
+// A registry that lookups read, or read until it was replaced.
+struct CPublishedRegistry {
+    CResourceRegistry registry;
+    CPublishedRegistry* older = nullptr;
+};
+
+constinit std::atomic<CPublishedRegistry*> published{nullptr};
+constinit CProcessMutex changeMutex; // held by the one who replaces it
+constinit CGracePeriod lookups;
+
+// Applies `change` to a copy of the registry, which then takes its place. Throws, with nothing changed, when
+// `change` does or there is no memory. `change` must not run code of other modules. Does not wait for
+// lookups: those may be waiting for the system's lock of loading, which a module that registers itself holds.
+template<class Change>
+void changeRegistry(Change change) {
+    CMemoryManagerSwitcher toDefault(nullptr); // outlives every caller
+    const std::lock_guard guard(changeMutex);
+    CPublishedRegistry* const old = published.load(std::memory_order_relaxed);
+    auto fresh = std::make_unique<CPublishedRegistry>();
+    if (old != nullptr)
+        fresh->registry = old->registry;
+    change(fresh->registry);
+    fresh->older = old;
+    published.store(fresh.release());
+}
+
+// Waits until all lookups read the present registry, and deletes the older ones. Under `moduleMutex`.
+void completeChanges() {
+    CPublishedRegistry* old = nullptr;
+    {
+        const std::lock_guard guard(changeMutex);
+        if (CPublishedRegistry* const present = published.load(std::memory_order_relaxed))
+            old = std::exchange(present->older, nullptr);
+    }
+    lookups.Wait();
+    while (old != nullptr)
+        delete std::exchange(old, old->older);
+}
 
 template<class Function>
 Function findExport(HINSTANCE module, const char16_t* name) {
@@ -95,10 +138,10 @@ bool holdsResource(HINSTANCE module, const char16_t* name, const char16_t* type)
     return LoadStringW(module, static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
 }
 
-// `findText` in the record as it would be if `language` were the current one. Takes the record by value, for
-// the reason given at CResourceRegistry.
-bool findTextInLanguage(CResourceRecord record, int language, const char16_t* name, CUnicodeString& text) {
-    if (record.IsFamily() && language != registry->CurrentLanguage())
+// `findText` in a record of a registry whose language is `current`, as it would be if that were `language`.
+bool findTextInLanguage(const CResourceRecord& record, int current, int language, const char16_t* name,
+                        CUnicodeString& text) {
+    if (record.IsFamily() && language != current)
         return CLanguageLibrary(record.LibraryName(language)).Find(name, text);
     return findText(record.module, record.exports, name, text);
 }
@@ -147,57 +190,18 @@ void CResourceRecord::FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) c
     Platform::FindClose(search);
 }
 
-void CResourceRecord::ReleaseLibrary() {
-    if (module == nullptr)
-        return;
-    exports = CMessageExports();
-    FreeOwnedLibrary(std::exchange(module, nullptr));
-}
-
 // The registry. ------------------------------------------------------------------------------------------
 
-CResourceRegistry::CResourceRegistry() : positions{} {}
-
-CResourceRegistry::~CResourceRegistry() {
-    for (CResourceRecord& record : records)
-        if (record.IsFamily())
-            record.ReleaseLibrary();
-    for (CResourceRecord& original : originals)
-        original.ReleaseLibrary();
-}
-
-void CResourceRegistry::AddModule(HINSTANCE module) {
-    CMemoryManagerSwitcher switcher(nullptr);
-    CResourceRecord record;
-    record.module = module;
-    record.exports.Find(module);
-    records.Add(std::move(record));
-}
-
-void CResourceRegistry::AddLibrary(HINSTANCE module) {
-    AddModule(module);
+void CResourceRegistry::AddLibrary(const CResourceRecord& record) {
+    AddModule(record);
     std::rotate(records.begin(), records.end() - 1, records.end());
     libraryEnd++;
     programBegin = programEnd = records.Size();
 }
 
-void CResourceRegistry::AddProgramModule(HINSTANCE module) {
-    AddModule(module);
+void CResourceRegistry::AddProgramModule(const CResourceRecord& record) {
+    AddModule(record);
     programEnd = records.Size();
-}
-
-void CResourceRegistry::AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix) {
-    CMemoryManagerSwitcher switcher(nullptr);
-    records.Add(CResourceRecord());
-    CResourceRecord& record = records.Last();
-    record.prefix = prefix;
-    record.folder = folder;
-    if (isSetUp) {
-        const int index = records.Size() - 1;
-        addLanguagesOf(index);
-        loadOriginal(index);
-        loadLanguage(index, currentLanguage);
-    }
 }
 
 void CResourceRegistry::Forget(HINSTANCE module, bool isUnlessLoaded) {
@@ -215,36 +219,20 @@ void CResourceRegistry::Forget(HINSTANCE module, bool isUnlessLoaded) {
     }
 }
 
-void CResourceRegistry::CompleteSetUp() {
-    CMemoryManagerSwitcher switcher(nullptr);
-    for (int i = 0; i < records.Size(); i++)
-        if (records[i].IsFamily()) {
-            addLanguagesOf(i);
-            loadOriginal(i);
-        }
-    if (codes.IsEmpty())
-        addLanguage(0, CUnicodeString());
-    isSetUp = true;
-    const int language = ChooseDefaultLanguage();
-    if (language >= 0)
-        SetCurrentLanguage(language);
+int CResourceRegistry::NumberOfFamilies() const {
+    return static_cast<int>(
+        std::count_if(records.begin(), records.end(), [](const CResourceRecord& r) { return r.IsFamily(); }));
+}
+
+int CResourceRegistry::familyIndex(int number) const {
+    int index = 0;
+    while (!records[index].IsFamily() || number-- > 0)
+        index++;
+    return index;
 }
 
 int CResourceRegistry::LanguageIndex(int code) const {
     return code < 0 || code >= kNumberOfLanguageCodes ? -1 : positions[code] - 1;
-}
-
-void CResourceRegistry::SetCurrentLanguage(int code) {
-    if (code == currentLanguage)
-        return;
-    CMemoryManagerSwitcher switcher(nullptr);
-    for (int i = 0; i < records.Size(); i++) {
-        if (!records[i].IsFamily())
-            continue;
-        records[i].ReleaseLibrary();
-        loadLanguage(i, code);
-    }
-    currentLanguage = code;
 }
 
 int CResourceRegistry::ChooseDefaultLanguage() const {
@@ -273,7 +261,7 @@ int CResourceRegistry::ChooseDefaultLanguage() const {
     return ofSystem >= 0 ? ofSystem : firstDisplayable >= 0 ? firstDisplayable : first;
 }
 
-void CResourceRegistry::addLanguage(int code, const CUnicodeString& name) {
+void CResourceRegistry::AddLanguage(int code, const CUnicodeString& name) {
     if (positions[code] == 0) {
         codes.Add(code);
         positions[code] = codes.Size();
@@ -282,56 +270,195 @@ void CResourceRegistry::addLanguage(int code, const CUnicodeString& name) {
         names[code] = name;
 }
 
-void CResourceRegistry::addLanguagesOf(int index) {
-    const CResourceRecord family = records[index];
+CResourceLookup::CResourceLookup() : reader(lookups), registry(nullptr) {
+    if (const CPublishedRegistry* present = published.load())
+        registry = &present->registry;
+}
+
+// Changes of the registry. -------------------------------------------------------------------------------
+
+constinit CRecursiveProcessMutex moduleMutex;
+
+namespace {
+
+CResourceRecord recordOf(HINSTANCE module) {
+    CResourceRecord record;
+    record.module = module;
+    record.exports.Find(module);
+    return record;
+}
+
+int numberOfFamilies() {
+    const CResourceLookup lookup;
+    return lookup.HasRegistry() ? lookup->NumberOfFamilies() : 0;
+}
+
+CResourceRecord copyOfFamily(int number) {
+    const CResourceLookup lookup;
+    return lookup->Family(number);
+}
+
+int currentLanguage() {
+    const CResourceLookup lookup;
+    return lookup.HasRegistry() ? lookup->CurrentLanguage() : -1;
+}
+
+bool isSetUp() {
+    const CResourceLookup lookup;
+    return lookup.HasRegistry() && lookup->IsSetUp();
+}
+
+// Records with the libraries that they own, which are unloaded unless `Keep` is called.
+class CLoadedLibraries {
+public:
+    CLoadedLibraries() = default;
+    ~CLoadedLibraries() { unload(); }
+
+    CLoadedLibraries(const CLoadedLibraries&) = delete;
+    CLoadedLibraries& operator=(const CLoadedLibraries&) = delete;
+
+    /// Adds the record with its library for the language, or without one if that does not exist.
+    void Load(CResourceRecord record, int language) {
+        records.Reserve(records.Size() + 1);
+        const CUnicodeString name = record.LibraryName(language);
+        record.module = isFile(name) ? LoadOwnedLibrary(name) : nullptr;
+        record.exports = CMessageExports();
+        records.Add(record);
+        if (record.module != nullptr)
+            records.Last().exports.Find(record.module);
+    }
+    int Size() const { return records.Size(); }
+    CResourceRecord& operator[](int index) { return records[index]; }
+    void Keep() { records.DeleteAll(); }
+    /// Unloads libraries that were in the registry.
+    void UnloadAfterLookups() {
+        if (std::none_of(records.begin(), records.end(),
+                         [](const CResourceRecord& record) { return record.module != nullptr; }))
+            return;
+        completeChanges();
+        unload();
+    }
+
+private:
+    CArray<CResourceRecord, CurrentMemoryManager> records;
+
+    void unload() {
+        for (const CResourceRecord& record : records)
+            if (record.module != nullptr)
+                FreeOwnedLibrary(record.module);
+        records.DeleteAll();
+    }
+};
+
+void exchangeLibraries(CResourceRecord& a, CResourceRecord& b) {
+    std::swap(a.module, b.module);
+    std::swap(a.exports, b.exports);
+}
+
+// Adds the languages of a family, and its library of the original language.
+void completeFamily(int number) {
+    const CResourceRecord family = copyOfFamily(number);
     bool isPresent[kNumberOfLanguageCodes] = {};
     family.FindLanguages(isPresent);
-    for (int code = 0; code < kNumberOfLanguageCodes; code++) {
-        if (!isPresent[code])
-            continue;
-        CUnicodeString name;
-        CLanguageLibrary(family.LibraryName(code)).Find(CURRENT_LANGUAGE_NAME.Name(), name);
-        addLanguage(code, name);
-    }
+    CUnicodeString names[kNumberOfLanguageCodes];
+    for (int code = 0; code < kNumberOfLanguageCodes; code++)
+        if (isPresent[code])
+            CLanguageLibrary(family.LibraryName(code)).Find(CURRENT_LANGUAGE_NAME.Name(), names[code]);
+    CLoadedLibraries original;
+    original.Load(family, kOriginalLanguage);
+    changeRegistry([&](CResourceRegistry& changed) {
+        for (int code = 0; code < kNumberOfLanguageCodes; code++)
+            if (isPresent[code])
+                changed.AddLanguage(code, names[code]);
+        if (original[0].module != nullptr)
+            changed.AddOriginal(original[0]);
+    });
+    original.Keep();
 }
 
-void CResourceRegistry::loadLanguage(int index, int code) {
-    if (records[index].module != nullptr)
-        GenAssert(kSource, 32);
-    if (!records[index].IsFamily())
-        GenAssert(kSource, 33);
-    const CUnicodeString name = records[index].LibraryName(code);
-    HINSTANCE module = isFile(name) ? LoadOwnedLibrary(name) : nullptr;
-    records[index].module = module;
-    if (module != nullptr)
-        records[index].exports.Find(module);
+// Loads the libraries of a language for the families from `first` on, and makes it the current one. Loading
+// may run code that adds families, which are loaded as well.
+void useLanguage(int code, int first) {
+    CLoadedLibraries libraries;
+    while (first + libraries.Size() < numberOfFamilies())
+        libraries.Load(copyOfFamily(first + libraries.Size()), code);
+    changeRegistry([&](CResourceRegistry& changed) {
+        for (int i = 0; i < libraries.Size(); i++)
+            exchangeLibraries(changed.Family(first + i), libraries[i]);
+        changed.SetCurrentLanguage(code);
+    });
+    libraries.UnloadAfterLookups();
 }
 
-void CResourceRegistry::loadOriginal(int index) {
-    CResourceRecord original;
-    original.prefix = records[index].prefix;
-    original.folder = records[index].folder;
-    const CUnicodeString name = original.LibraryName(kOriginalLanguage);
-    original.module = isFile(name) ? LoadOwnedLibrary(name) : nullptr;
-    if (original.module == nullptr)
-        return;
-    original.exports.Find(original.module);
-    originals.Add(std::move(original));
+void setCurrentLanguage(int code) {
+    if (code != currentLanguage())
+        useLanguage(code, 0);
 }
 
-CResourceRegistry& GetResourceRegistry() { return registry.Get(); }
+} // namespace
+
+void AttachResourceModules() {
+    Platform::KeepUsableAfterFork<changeMutex>();
+    Platform::MakeNewAfterFork<moduleMutex>();
+    Platform::MakeNewAfterFork<lookups>(); // the other threads' lookups end with the fork
+}
+
+void AddResourceLibrary(HINSTANCE module) {
+    const CResourceRecord record = recordOf(module);
+    changeRegistry([&](CResourceRegistry& changed) { changed.AddLibrary(record); });
+}
+
+void AddResourceProgramModule(HINSTANCE module) {
+    const CResourceRecord record = recordOf(module);
+    changeRegistry([&](CResourceRegistry& changed) { changed.AddProgramModule(record); });
+}
+
+void SetUpLanguages() {
+    CMemoryManagerSwitcher toDefault(nullptr);
+    const std::lock_guard guard(moduleMutex);
+    for (int i = 0; i < numberOfFamilies(); i++)
+        completeFamily(i);
+    int language = -1;
+    changeRegistry([&](CResourceRegistry& changed) {
+        if (changed.NumberOfLanguages() == 0)
+            changed.AddLanguage(kOriginalLanguage, CUnicodeString());
+        changed.SetUp();
+        language = changed.ChooseDefaultLanguage();
+    });
+    if (language >= 0)
+        setCurrentLanguage(language);
+}
 
 void ForgetUnloadedResources(HINSTANCE module) {
-    if (registry.Exists())
-        registry->Forget(module, true);
+    if (!CResourceLookup().HasRegistry())
+        return;
+    changeRegistry([&](CResourceRegistry& changed) { changed.Forget(module, true); });
+    completeChanges();
 }
 
 void ForgetResources(HINSTANCE module) {
-    if (registry.Exists())
-        registry->Forget(module, false);
+    if (!CResourceLookup().HasRegistry())
+        return;
+    changeRegistry([&](CResourceRegistry& changed) { changed.Forget(module, false); });
+    completeChanges();
 }
 
-void ReleaseResourceModules() { registry.Release(); }
+void ReleaseResourceModules() {
+    const std::lock_guard guard(moduleMutex);
+    completeChanges();
+    std::unique_ptr<CPublishedRegistry> old;
+    {
+        const std::lock_guard changeGuard(changeMutex);
+        old.reset(published.exchange(nullptr));
+    }
+    lookups.Wait();
+    if (old == nullptr)
+        return;
+    for (const auto* const list : {&old->registry.Records(), &old->registry.Originals()})
+        for (const CResourceRecord& record : *list)
+            if (record.IsFamily() && record.module != nullptr)
+                FreeOwnedLibrary(record.module);
+}
 
 // Modules and resources. ---------------------------------------------------------------------------------
 
@@ -340,7 +467,8 @@ void AddResourceModule(HINSTANCE module) {
         GenAssert(u"Tarnkit", 320);
         return;
     }
-    GetResourceRegistry().AddModule(module);
+    const CResourceRecord record = recordOf(module);
+    changeRegistry([&](CResourceRegistry& changed) { changed.AddModule(record); });
 }
 
 void AddResourceModule(const char16_t* fileName) {
@@ -359,22 +487,46 @@ void AddResourcePrefix(const char16_t* folder, const char16_t* prefix) {
     if (path.IsEmpty())
         path = FileSystem::GetEXEDir();
     FileSystem::MakeFullPath(path);
-    GetResourceRegistry().AddFamily(FileSystem::AddPathSeparator(path), CUnicodeString(prefix));
+    CMemoryManagerSwitcher toDefault(nullptr);
+    CResourceRecord record;
+    record.prefix = prefix;
+    record.folder = FileSystem::AddPathSeparator(path);
+    const std::lock_guard guard(moduleMutex);
+    int number = 0;
+    changeRegistry([&](CResourceRegistry& changed) {
+        number = changed.NumberOfFamilies();
+        changed.AddModule(record);
+    });
+    if (isSetUp()) {
+        completeFamily(number);
+        useLanguage(currentLanguage(), number);
+    }
 }
 
-HINSTANCE FindResourceW(const char16_t* name, const char16_t* type) {
+namespace {
+
+// The first registered module that has the resource; null if there is none.
+HINSTANCE findResource(const CResourceLookup& lookup, const char16_t* name, const char16_t* type) {
+    if (!lookup.HasRegistry())
+        return nullptr;
     for (const bool isFamily : {true, false}) {
-        if (isFamily && !GetResourceRegistry().IsSetUp())
+        if (isFamily && !lookup->IsSetUp())
             continue;
-        for (const CResourceRecord& record : GetResourceRegistry().Records())
+        for (const CResourceRecord& record : lookup->Records())
             if (record.IsFamily() == isFamily && record.module != nullptr &&
                 holdsResource(record.module, name, type))
                 return record.module;
     }
-    for (const CResourceRecord& original : GetResourceRegistry().Originals())
+    for (const CResourceRecord& original : lookup->Originals())
         if (holdsResource(original.module, name, type))
             return original.module;
     return nullptr;
+}
+
+} // namespace
+
+HINSTANCE FindResourceW(const char16_t* name, const char16_t* type) {
+    return findResource(CResourceLookup(), name, type);
 }
 
 bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
@@ -397,7 +549,8 @@ bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
 }
 
 bool LoadStringW(int id, CUnicodeString& text) {
-    HINSTANCE module = FindResourceW(ResourceId(id), ResourceId(kTypeString));
+    const CResourceLookup lookup;
+    HINSTANCE module = findResource(lookup, ResourceId(id), ResourceId(kTypeString));
     if (module == nullptr) {
         text.Empty();
         return false;
@@ -417,82 +570,127 @@ HINSTANCE LoadModule(const char16_t* name) {
 // Languages. ---------------------------------------------------------------------------------------------
 
 int NumberOfLanguages() {
-    if (!GetResourceRegistry().IsSetUp())
+    if (!isSetUp())
         GenAssert(kSource, 268);
-    return GetResourceRegistry().NumberOfLanguages();
+    const CResourceLookup lookup;
+    return lookup.HasRegistry() ? lookup->NumberOfLanguages() : 0;
 }
 
 int GetLanguageCode(int index) {
-    if (!GetResourceRegistry().IsSetUp())
+    if (!isSetUp())
         GenAssert(kSource, 274);
-    if (index < 0 || index >= GetResourceRegistry().NumberOfLanguages()) {
-        GenAssert(kSource, __LINE__);
-        return -1;
+    int code = -1;
+    {
+        const CResourceLookup lookup;
+        if (lookup.HasRegistry() && index >= 0 && index < lookup->NumberOfLanguages())
+            code = lookup->LanguageCode(index);
     }
-    return GetResourceRegistry().LanguageCode(index);
+    if (code < 0)
+        GenAssert(kSource, __LINE__);
+    return code;
 }
 
+namespace {
+
+int languageIndex(int code) {
+    const CResourceLookup lookup;
+    return lookup.HasRegistry() ? lookup->LanguageIndex(code) : -1;
+}
+
+} // namespace
+
 int FindLanguageIndex(int code) {
-    if (!GetResourceRegistry().IsSetUp())
+    if (!isSetUp())
         GenAssert(kSource, 280);
-    return GetResourceRegistry().LanguageIndex(code);
+    return languageIndex(code);
 }
 
 CUnicodeString GetLanguageDisplayName(int code) {
-    if (GetResourceRegistry().LanguageIndex(code) >= 0) {
-        const CUnicodeString& name = GetResourceRegistry().LanguageName(code);
-        if (!name.IsEmpty())
-            return name;
+    {
+        const CResourceLookup lookup;
+        if (lookup.HasRegistry() && lookup->LanguageIndex(code) >= 0 && !lookup->LanguageName(code).IsEmpty())
+            return lookup->LanguageName(code);
     }
     return UnicodeStr(code, 10);
 }
 
 int GetCurrentLanguageCode() {
-    if (!GetResourceRegistry().IsSetUp())
+    if (!isSetUp())
         GenAssert(kSource, 234);
-    return GetResourceRegistry().CurrentLanguage();
+    return currentLanguage();
 }
 
 void SetCurrentLanguageCode(int code) {
-    if (GetResourceRegistry().LanguageIndex(code) < 0) {
+    if (languageIndex(code) < 0) {
         GenAssert(kSource, 240);
         return;
     }
+    const std::lock_guard guard(moduleMutex);
     if (!CanDisplayLanguage(code)) {
         showUnsupportedLanguage(code);
-        if (GetResourceRegistry().CurrentLanguage() >= 0)
+        if (currentLanguage() >= 0)
             return;
-        code = GetResourceRegistry().ChooseDefaultLanguage();
+        const CResourceLookup lookup;
+        code = lookup->ChooseDefaultLanguage();
     }
-    GetResourceRegistry().SetCurrentLanguage(code);
+    CMemoryManagerSwitcher toDefault(nullptr);
+    setCurrentLanguage(code);
 }
 
 // Messages. ----------------------------------------------------------------------------------------------
 
-bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
+namespace {
+
+bool findMessage(const CResourceLookup& lookup, const char16_t* name, HINSTANCE& module, int& id) {
     module = nullptr;
     id = 0;
-    // Any thread may call this before the registry exists, but only the main thread may build it.
-    if (!registry.Exists())
-        return false;
-    return registry->VisitForNames([&](const CResourceRecord& record, bool) {
+    return lookup.HasRegistry() && lookup->VisitForNames([&](const CResourceRecord& record, bool) {
         id = record.module == nullptr ? 0 : record.exports.GetResourceId(name);
         module = id == 0 ? nullptr : record.module;
         return id != 0;
     });
 }
 
+} // namespace
+
+bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
+    return findMessage(CResourceLookup(), name, module, id);
+}
+
+bool LoadMessage(const char16_t* name, CUnicodeString& text) {
+    CMemoryManagerSwitcher toDefault(nullptr);
+    const CResourceLookup lookup;
+    HINSTANCE module;
+    int id;
+    if (findMessage(lookup, name, module, id))
+        return LoadStringW(module, id, text);
+    text.Empty();
+    return false;
+}
+
 bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& text) {
     text.Empty();
-    GetResourceRegistry().VisitForNames([&](const CResourceRecord& record, bool isOriginal) {
+    // The libraries of the language may be loaded, which may change the registry: works on a copy of it.
+    const std::lock_guard guard(moduleMutex);
+    std::unique_ptr<const CResourceRegistry> copy;
+    {
+        const CResourceLookup lookup;
+        if (!lookup.HasRegistry())
+            return false;
+        copy = std::make_unique<const CResourceRegistry>(*lookup);
+    }
+    copy->VisitForNames([&](const CResourceRecord& record, bool isOriginal) {
         return isOriginal ? findText(record.module, record.exports, name, text)
-                          : findTextInLanguage(record, language, name, text);
+                          : findTextInLanguage(record, copy->CurrentLanguage(), language, name, text);
     });
     return !text.IsEmpty();
 }
 
 void AppendDefinedMessages(CArray<CUnicodeString, CurrentMemoryManager>& names) {
-    for (const auto* const list : {&GetResourceRegistry().Records(), &GetResourceRegistry().Originals()})
+    const CResourceLookup lookup;
+    if (!lookup.HasRegistry())
+        return;
+    for (const auto* const list : {&lookup->Records(), &lookup->Originals()})
         for (const CResourceRecord& record : *list)
             appendNames(record, names);
 }

@@ -1,13 +1,16 @@
-// The registry behind resource_modules.h: one object for the process.
+// The registry behind resource_modules.h.
 //
-// It is built on first use and released as a whole by `Clean` and when the library is unloaded. Only the main
-// thread may use it, except for lookups.
+// Lookups on any thread read an immutable object and take no lock. A change builds a new one, puts it in the
+// place of the old one and waits until no lookup can still be reading that.
 #pragma once
 
-#include "memory/late_object.h"
+#include "memory/grace_period.h"
+#include "memory/process_mutex.h"
 
 #include <tarnkit/layout.h>
 #include <tarnkit/resource_modules.h>
+
+#include <mutex>
 
 namespace Tarn {
 
@@ -37,47 +40,47 @@ struct CResourceRecord {
     CUnicodeString LibraryName(int language) const;
     /// Marks the codes whose library is in the folder.
     void FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) const;
-    /// Unloads a family's library, if one was found for the language.
-    void ReleaseLibrary();
 };
 TARNKIT_LAYOUT(CResourceRecord, 24, prefix, folder, module, exports);
 
-// Loading a library may run code of other modules, which may add records: records are therefore addressed by
-// index around every load.
+/// The modules and languages at one moment.
 class CResourceRegistry {
 public:
-    ~CResourceRegistry();
+    CResourceRegistry() : positions{} {}
 
     bool IsSetUp() const { return isSetUp; }
+    void SetUp() { isSetUp = true; }
     const CArray<CResourceRecord>& Records() const { return records; }
+    /// The libraries of the original language, in the order of their families.
+    const CArray<CResourceRecord>& Originals() const { return originals; }
+    void AddOriginal(const CResourceRecord& original) { originals.Add(original); }
 
-    void AddModule(HINSTANCE module);
+    void AddModule(const CResourceRecord& record) { records.Add(record); }
     /// Add the library itself, and then the modules that are the program. They contain original texts, so
     /// they are asked for a name only if no module that the application added, before or after, knows it.
-    void AddLibrary(HINSTANCE module);
-    void AddProgramModule(HINSTANCE module);
-    void AddFamily(const CUnicodeString& folder, const CUnicodeString& prefix);
+    void AddLibrary(const CResourceRecord& record);
+    void AddProgramModule(const CResourceRecord& record);
     /// Removes the records of a module handle, or only those of one that is no longer loaded.
     void Forget(HINSTANCE module, bool isUnlessLoaded);
 
-    /// Finds the languages that are present and chooses one of them.
-    void CompleteSetUp();
+    /// Families are never removed, so each keeps its number: its place among the families, from 0.
+    int NumberOfFamilies() const;
+    const CResourceRecord& Family(int number) const { return records[familyIndex(number)]; }
+    CResourceRecord& Family(int number) { return records[familyIndex(number)]; }
 
     int NumberOfLanguages() const { return codes.Size(); }
     int LanguageCode(int index) const { return codes[index]; }
     int LanguageIndex(int code) const;
     const CUnicodeString& LanguageName(int code) const { return names[code]; }
+    void AddLanguage(int code, const CUnicodeString& name);
     int CurrentLanguage() const { return currentLanguage; }
-    /// The code must be one of an available language.
-    void SetCurrentLanguage(int code);
+    void SetCurrentLanguage(int code) { currentLanguage = code; }
     int ChooseDefaultLanguage() const;
 
     /// Calls `visit(record, isOriginal)` for each module that may be asked for a name, in search order, until
     /// it returns true; false if it never does.
     template<class Visitor>
     bool VisitForNames(Visitor visit) const;
-    /// The libraries of the original language, in the order of their families.
-    const CArray<CResourceRecord>& Originals() const { return originals; }
 
 private:
     bool isSetUp = false;
@@ -92,14 +95,9 @@ private:
     int programBegin = 0;
     int programEnd = 0;
 
-    friend class CLateObject<CResourceRegistry>;
     friend struct CLayout<CResourceRegistry>;
-    CResourceRegistry();
 
-    void addLanguage(int code, const CUnicodeString& name);
-    void addLanguagesOf(int index);
-    void loadLanguage(int index, int code);
-    void loadOriginal(int index);
+    int familyIndex(int number) const;
 };
 TARNKIT_LAYOUT(CResourceRegistry, 440, isSetUp, currentLanguage, codes, names, positions, records, originals,
                libraryEnd, programBegin, programEnd);
@@ -123,8 +121,37 @@ bool CResourceRegistry::VisitForNames(Visitor visit) const {
 /// The primary language of a Windows language identifier.
 constexpr int PrimaryLanguage(int languageId) { return languageId & 0x3FF; }
 
-/// The registry of the process.
-CResourceRegistry& GetResourceRegistry();
+/// Read access to the registry for a scope, in which nothing is unloaded that it refers to. Nothing in the
+/// scope may change the registry or load a module.
+class CResourceLookup {
+public:
+    CResourceLookup();
+
+    /// False before the first module is registered and after `ReleaseResourceModules`.
+    bool HasRegistry() const { return registry != nullptr; }
+    const CResourceRegistry* operator->() const { return registry; }
+    const CResourceRegistry& operator*() const { return *registry; }
+
+private:
+    CGracePeriod::CReader reader;
+    const CResourceRegistry* registry;
+};
+
+/// Held by a thread that loads, initialises or terminates modules or changes the language: one does so at a
+/// time. A thread that holds the system's own lock of loading, as in a static constructor, must not wait for
+/// it.
+extern constinit CRecursiveProcessMutex moduleMutex;
+
+/// Called when the library is loaded: they prepare for forks of the process.
+void AttachResourceModules();
+void AttachMessages();
+
+// What `Initialize` does.
+
+void AddResourceLibrary(HINSTANCE module);
+void AddResourceProgramModule(HINSTANCE module);
+/// Finds the languages that are present and chooses one of them.
+void SetUpLanguages();
 
 /// Removes what is registered for a module that was released, unless it is still loaded.
 void ForgetUnloadedResources(HINSTANCE module);

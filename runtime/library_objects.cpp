@@ -1,7 +1,12 @@
 // The objects that acquire system resources when the library is loaded, in the one order that works.
 // Everything else in the library is constant-initialised or built on first use; the message objects
 // (library_messages.cpp), which are built between these two, only join a list.
+#include "catalogue/resource_registry.h"
+#include "errors/application.h"
+#include "files/process_files.h"
 #include "platform/platform.h"
+#include "runtime/registered_modules.h"
+#include "settings/setup_cache.h"
 
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/memory_manager.h>
@@ -14,9 +19,19 @@ namespace Tarn {
 namespace {
 
 struct CFoundation {
+    // Locks that are taken while others are held come first: so it must be when a process forks.
     CFoundation() {
         AttachMemoryManagers();
         AttachThreadStorage();
+        AttachSetPagePool();
+        AttachMessages();
+        AttachApplicationTexts();
+        FileSystem::AttachPaths();
+        TempFile::AttachTempFiles();
+        AttachResourceModules();
+        AttachRegisteredModules();
+        AttachSetupCache();
+        AttachMessageHandlers();
         SetApplicationInstance(Platform::GetModuleHandleW(nullptr));
     }
     ~CFoundation() noexcept(false) {

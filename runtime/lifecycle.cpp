@@ -58,18 +58,18 @@ void setRegistrySections(const char16_t* userSection, const char16_t* machineSec
 
 // Adds the library and the program, wherever the application's own modules are in the order.
 void addResourceModules() {
-    GetResourceRegistry().AddLibrary(GetModuleOfAddress(&initializationCount));
+    AddResourceLibrary(GetModuleOfAddress(&initializationCount));
     executableImage = Platform::LoadLibraryExW(FileSystem::GetEXEFileName(), LOAD_LIBRARY_AS_DATAFILE);
     const bool isClient =
         executableImage != nullptr && Platform::GetProcAddressW(executableImage, kClientMarker) != nullptr;
     if (isClient)
-        GetResourceRegistry().AddProgramModule(executableImage);
+        AddResourceProgramModule(executableImage);
     // On systems where loading the executable as a data file returns the process's own module, it is
     // registered already.
     const HINSTANCE instance = FindApplicationInstance();
     if (instance != nullptr && !(isClient && executableImage == instance))
-        GetResourceRegistry().AddProgramModule(instance);
-    GetResourceRegistry().CompleteSetUp();
+        AddResourceProgramModule(instance);
+    SetUpLanguages();
 }
 
 void setTemporaryFolder() {

@@ -2,6 +2,8 @@
 
 #include "catalogue/resource_registry.h"
 #include "memory/late_object.h"
+#include "memory/process_mutex.h"
+#include "platform/fork.h"
 #include "platform/platform.h"
 #include "runtime/static_constructors.h"
 
@@ -11,6 +13,7 @@
 #include <tarnkit/resource_modules.h>
 #include <tarnkit/thread_storage.h>
 
+#include <mutex>
 #include <utility>
 
 namespace Tarn {
@@ -31,7 +34,12 @@ namespace {
 
 using CModuleRecords = CArray<CModuleRecord, ProcessHeapPolicy>;
 
+// Protects the records. A module registers itself while the system loads it, so this is never held while
+// modules are loaded or asked for an address, or their code runs.
+constinit CProcessMutex recordsMutex;
 constinit CLateObject<CModuleRecords> registeredModules;
+
+// Changed under `moduleMutex`.
 constinit CLateObject<CArray<HINSTANCE, ProcessHeapPolicy>> rejectedModules; // that are still loaded
 constinit bool areModulesBeingReleased = false;
 
@@ -68,18 +76,33 @@ CModuleLoad* findInnermostLoad() {
     return load == nullptr ? nullptr : *load;
 }
 
-CModuleRecord* findRecord(HINSTANCE module) {
-    for (CModuleRecord& record : registeredModules.Get())
-        if (record.module == module)
-            return &record;
-    return nullptr;
+// The place of the module's record, or -1. Under `recordsMutex`.
+int findRecord(HINSTANCE module) {
+    const CModuleRecords& records = registeredModules.Get();
+    for (int i = 0; i < records.Size(); i++)
+        if (records[i].module == module)
+            return i;
+    return -1;
 }
 
+// Under `recordsMutex`.
 CModuleRecord& obtainRecord(HINSTANCE module) {
-    if (CModuleRecord* record = findRecord(module))
-        return *record;
-    registeredModules->Add({module, 0, nullptr, nullptr, false, false});
-    return registeredModules->Last();
+    int index = findRecord(module);
+    if (index < 0) {
+        index = registeredModules->Size();
+        registeredModules->Add({module, 0, nullptr, nullptr, false, false});
+    }
+    return registeredModules.Get()[index];
+}
+
+int numberOfRecords() {
+    const std::lock_guard guard(recordsMutex);
+    return registeredModules->Size();
+}
+
+CModuleRecord copyOfRecord(int index) {
+    const std::lock_guard guard(recordsMutex);
+    return registeredModules.Get()[index];
 }
 
 // The full path of the file that the name refers to; empty if the system's search finds none.
@@ -132,33 +155,43 @@ bool isLoaded(HINSTANCE module, const void* landmark) {
     return landmark != nullptr && Platform::GetModuleHandleFromAddress(landmark) == module;
 }
 
-// The search starts again after each call of a module's function, which may load, register or release others.
-CModuleRecord* findFirstUninitialized() {
+// Marks the first module that is not initialised as such, or the last one that is as not, and returns its
+// record; none is left when the handle is null. Each search is a new one, because a module's function may
+// load, register or release others.
+CModuleRecord takeFirstUninitialized() {
+    const std::lock_guard guard(recordsMutex);
     for (CModuleRecord& record : registeredModules.Get())
-        if (!record.isInitialized)
-            return &record;
-    return nullptr;
+        if (!std::exchange(record.isInitialized, true))
+            return record;
+    return {};
 }
 
-CModuleRecord* findLastInitialized() {
+CModuleRecord takeLastInitialized() {
+    const std::lock_guard guard(recordsMutex);
     for (int i = registeredModules->Size() - 1; i >= 0; i--)
-        if (registeredModules.Get()[i].isInitialized)
-            return &registeredModules.Get()[i];
-    return nullptr;
+        if (std::exchange(registeredModules.Get()[i].isInitialized, false))
+            return registeredModules.Get()[i];
+    return {};
 }
 
 void terminateModules() {
-    while (CModuleRecord* record = findLastInitialized()) {
-        record->isInitialized = false;
-        if (record->term != nullptr)
-            RunAndShowFailure(record->term);
+    for (;;) {
+        const CModuleRecord record = takeLastInitialized();
+        if (record.module == nullptr)
+            return;
+        if (record.term != nullptr)
+            RunAndShowFailure(record.term);
     }
 }
 
 // Releases the references of the record at `index` and returns whether to keep the record.
 bool releaseReferences(int index) {
-    const CModuleRecord record = registeredModules.Get()[index];
-    registeredModules.Get()[index].references = 0;
+    CModuleRecord record;
+    {
+        const std::lock_guard guard(recordsMutex);
+        record = registeredModules.Get()[index];
+        registeredModules.Get()[index].references = 0;
+    }
     // Determined now, because the module may be gone afterwards.
     const bool wasClient = isClient(record.module);
     const void* landmark = findLandmark(record);
@@ -169,13 +202,19 @@ bool releaseReferences(int index) {
     return wasClient && isLoaded(record.module, landmark);
 }
 
-// A landmark for each record; null if its module is not loaded now. None if there is no memory for them.
-CArray<const void*> findLandmarks() {
-    CArray<const void*> landmarks;
+struct CLandmark {
+    HINSTANCE module;
+    const void* address;
+};
+
+// The modules that are registered and loaded, each with a landmark. None if there is no memory for them.
+CArray<CLandmark> findLandmarks() {
+    CArray<CLandmark> landmarks;
     try {
-        for (const CModuleRecord& record : registeredModules.Get()) {
-            const void* landmark = findLandmark(record);
-            landmarks.Add(isLoaded(record.module, landmark) ? landmark : nullptr);
+        for (int i = 0; i < numberOfRecords(); i++) {
+            const CModuleRecord record = copyOfRecord(i);
+            if (const void* address = findLandmark(record); isLoaded(record.module, address))
+                landmarks.Add({record.module, address});
         }
     } catch (CMemoryException* e) {
         e->Delete();
@@ -184,9 +223,11 @@ CArray<const void*> findLandmarks() {
     return landmarks;
 }
 
-void forgetRecord(int index) {
-    ForgetResources(registeredModules.Get()[index].module);
-    registeredModules->DeleteAt(index);
+void forgetModule(HINSTANCE module) {
+    ForgetResources(module);
+    const std::lock_guard guard(recordsMutex);
+    if (const int index = findRecord(module); index >= 0)
+        registeredModules->DeleteAt(index);
 }
 
 // Unloads a module whose static objects could not be built, and removes what was registered for it and for
@@ -195,17 +236,15 @@ void forgetRecord(int index) {
 // either.
 void rejectModule(HINSTANCE module) {
     rejectedModules->Add(module);
-    const CArray<const void*> landmarks = findLandmarks();
+    const CArray<CLandmark> landmarks = findLandmarks();
     const auto marker = reinterpret_cast<const void*>(Platform::GetProcAddressW(module, kClientMarker));
+    forgetModule(module); // before it is unloaded: another thread may be looking for a text in it
     Platform::FreeLibrary(module);
     if (!isLoaded(module, marker))
         rejectedModules->DeleteLast();
-    for (int i = landmarks.Size() - 1; i >= 0; i--)
-        if (landmarks[i] != nullptr && !isLoaded(registeredModules.Get()[i].module, landmarks[i]))
-            forgetRecord(i);
-    if (const CModuleRecord* record = findRecord(module))
-        forgetRecord(static_cast<int>(record - registeredModules->Ptr()));
-    ForgetResources(module);
+    for (const CLandmark& landmark : landmarks)
+        if (!isLoaded(landmark.module, landmark.address))
+            forgetModule(landmark.module);
 }
 
 // Loads a library; null if it does not exist or its static objects cannot be built.
@@ -230,6 +269,8 @@ HINSTANCE loadWhole(const char16_t* name) {
 
 } // namespace
 
+void AttachRegisteredModules() { Platform::KeepUsableAfterFork<recordsMutex>(); }
+
 bool IsLoadingModule() { return findInnermostLoad() != nullptr; }
 
 bool HasModuleLoadFailed() {
@@ -243,41 +284,53 @@ void FailModuleLoad() {
 }
 
 bool InitializeModules() {
-    while (CModuleRecord* record = findFirstUninitialized()) {
-        record->isInitialized = true;
-        if (record->init != nullptr && !RunAndShowFailure(record->init))
+    const std::lock_guard guard(moduleMutex);
+    for (;;) {
+        const CModuleRecord record = takeFirstUninitialized();
+        if (record.module == nullptr)
+            return true;
+        if (record.init != nullptr && !RunAndShowFailure(record.init))
             return false;
     }
-    return true;
 }
 
 void ReleaseModules() {
+    const std::lock_guard guard(moduleMutex);
     areModulesBeingReleased = true;
     terminateModules();
-    for (int i = registeredModules->Size() - 1; i >= 0; i--)
-        if (!releaseReferences(i))
+    for (int i = numberOfRecords() - 1; i >= 0; i--)
+        if (!releaseReferences(i)) {
+            const std::lock_guard recordsGuard(recordsMutex);
             registeredModules->DeleteAt(i);
+        }
     areModulesBeingReleased = false;
 }
 
 void ForgetModules() {
+    const std::lock_guard guard(recordsMutex);
     registeredModules.Release();
     rejectedModules.Release();
 }
 
 void RegisterModule(HINSTANCE module, void (*init)(), void (*term)()) {
-    CModuleRecord& record = obtainRecord(module);
-    if (record.hasAnnouncedItself) {
-        if (record.init != init)
-            GenAssert(u"Tarnkit", 286);
-        if (record.term != term)
-            GenAssert(u"Tarnkit", 287);
-        return;
+    CModuleRecord known;
+    {
+        const std::lock_guard guard(recordsMutex);
+        CModuleRecord& record = obtainRecord(module);
+        known = record;
+        if (!record.hasAnnouncedItself) {
+            record.init = init;
+            record.term = term;
+            record.isInitialized = false;
+            record.hasAnnouncedItself = true;
+        }
     }
-    record.init = init;
-    record.term = term;
-    record.isInitialized = false;
-    record.hasAnnouncedItself = true;
+    if (!known.hasAnnouncedItself)
+        return;
+    if (known.init != init)
+        GenAssert(u"Tarnkit", 286);
+    if (known.term != term)
+        GenAssert(u"Tarnkit", 287);
 }
 
 HINSTANCE LoadDLL(const char16_t* name) {
@@ -285,10 +338,14 @@ HINSTANCE LoadDLL(const char16_t* name) {
         GenAssert(u"ResourceInfo", __LINE__);
         return nullptr;
     }
+    const std::lock_guard guard(moduleMutex);
     HINSTANCE module = loadWhole(name);
     if (module == nullptr)
         return nullptr;
-    obtainRecord(module).references++;
+    {
+        const std::lock_guard recordsGuard(recordsMutex);
+        obtainRecord(module).references++;
+    }
     initializeIfStarted();
     return module;
 }
@@ -296,19 +353,30 @@ HINSTANCE LoadDLL(const char16_t* name) {
 HINSTANCE LoadOwnedLibrary(const char16_t* name) {
     HINSTANCE module = LoadDLL(name);
     // The caller owns this load; the record stays while the module is loaded or registered.
-    if (CModuleRecord* record = module == nullptr ? nullptr : findRecord(module))
-        record->references--;
+    const std::lock_guard guard(recordsMutex);
+    if (const int index = module == nullptr ? -1 : findRecord(module); index >= 0)
+        registeredModules.Get()[index].references--;
     return module;
 }
 
 void FreeOwnedLibrary(HINSTANCE module) {
-    CModuleRecord* record = findRecord(module);
-    const void* landmark = record == nullptr ? nullptr : findLandmark(*record);
+    const std::lock_guard guard(moduleMutex);
+    CModuleRecord known{};
+    {
+        const std::lock_guard recordsGuard(recordsMutex);
+        if (const int index = findRecord(module); index >= 0)
+            known = registeredModules.Get()[index];
+    }
+    const void* landmark = known.module == nullptr ? nullptr : findLandmark(known);
     Platform::FreeLibrary(module);
-    record = findRecord(module);
-    if (record != nullptr && record->references == 0 &&
-        !(record->hasAnnouncedItself && isLoaded(module, landmark)))
-        registeredModules->DeleteAt(static_cast<int>(record - registeredModules->Ptr()));
+    const bool isStillLoaded = isLoaded(module, landmark);
+    const std::lock_guard recordsGuard(recordsMutex);
+    const int index = findRecord(module);
+    if (index < 0)
+        return;
+    const CModuleRecord& record = registeredModules.Get()[index];
+    if (record.references == 0 && !(record.hasAnnouncedItself && isStillLoaded))
+        registeredModules->DeleteAt(index);
 }
 
 } // namespace Tarn

@@ -1,7 +1,8 @@
 // The modules that are initialised and terminated with the library, and its references to them.
 //
 // A record is created when a module announces itself (`RegisterModule`) or is loaded (`LoadDLL`); a module
-// that does both has one record. Main thread only.
+// that does both has one record. Any thread may load modules; they are loaded, initialised and terminated by
+// one thread at a time.
 #pragma once
 
 #include <tarnkit/exceptions.h>
@@ -10,6 +11,9 @@
 #include <tarnkit/types.h>
 
 namespace Tarn {
+
+/// Called when the library is loaded: prepares for forks of the process.
+void AttachRegisteredModules();
 
 /// Calls the initialisation function of every module that is not initialised yet, in the order of
 /// registration. If one fails, shows the failure, leaves the modules after it for the next call and returns

@@ -4,8 +4,10 @@
 ///
 /// An application calls `Initialize` when it starts and `Clean` before it ends; the calls nest and only the
 /// outermost pair does the work. Client modules register an initialisation and a termination function, which
-/// the outermost pair calls. All this is for the main thread, at start-up and shut-down, and takes no lock.
-/// The static-part and error flags belong to the calling thread.
+/// the outermost pair calls. `Initialize`, `Clean` and registration belong to the main thread, at start-up
+/// and shut-down; other threads must have ended before the last `Clean`. Everything else here may be called
+/// on any thread at any time. The static-part and error flags belong to the calling thread; the throwing
+/// switch, the title, the main window and the registry sections belong to the process.
 ///
 /// \code
 /// if (!Initialize(u"Software\\Example\\Editor", u"Software\\Example\\Editor"))

@@ -7,8 +7,9 @@
 /// its name stands in for the text. A missing message never makes anything here throw.
 ///
 /// Every live object is in one library-wide list, which it joins when it is built and leaves when it is
-/// destroyed; a module's messages should therefore be static objects. Any thread may look up texts in the
-/// current language; messages are created and destroyed only while modules are loaded and unloaded.
+/// destroyed; a module's messages should therefore be static objects. Any thread may look up texts at any
+/// time. While another thread changes the language, each lookup returns the text of the old language or of
+/// the new one, and waits for neither.
 ///
 /// \code
 /// static CMessage MSG_NOTES_FOUND(u"MSG_NOTES_FOUND", 0); // "%0 notes contain \"%1\"."
@@ -43,8 +44,7 @@ public:
     CUnicodeString UnicodeStr() const;
 
     /// The text in the interface language with this code, that is, what `UnicodeStr()` would return if it
-    /// were the current one. Loads the libraries of the language for the length of the call: main thread
-    /// only.
+    /// were the current one. Loads the libraries of another language for the length of the call.
     CUnicodeString UnicodeStr(int language) const;
 
     /// The text with %0, %1, ... replaced by the parameters. A message without a text becomes its name
@@ -69,6 +69,7 @@ public:
 
 private:
     static CMessage* head;
+    static CArray<CUnicodeString, CurrentMemoryManager> usedNames();
 
     CUnicodeString substitute(const char16_t* const* parameters, int count) const;
 

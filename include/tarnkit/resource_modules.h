@@ -10,8 +10,11 @@
 /// program or in a library of language 0.
 ///
 /// `Initialize` completes the set-up: it finds the languages that are present and chooses one. Until then
-/// language libraries are not searched, and language queries are assertions. For the main thread, except for
-/// lookups, which any thread may make while no thread changes the registry.
+/// language libraries are not searched, and language queries are assertions.
+///
+/// Any thread may look things up, add modules and change the language at any time. Lookups wait for no
+/// change: each finds the modules as they were before a change or as they are after it. Modules are loaded
+/// and initialised, and languages changed, by one thread at a time.
 ///
 /// \code
 /// AddResourcePrefix(FileSystem::GetEXEDir(), u"App"); // App0.dll, App2.dll, ...
@@ -51,7 +54,8 @@ TARNKIT_API void AddResourceModule(const char16_t* fileName);
 TARNKIT_API void AddResourcePrefix(const char16_t* folder, const char16_t* prefix);
 
 /// The first registered module that has the resource, or null. For a string the type is 6 and the name its
-/// id; `ResourceId` turns a number into a name or type. Language libraries are searched first.
+/// id; `ResourceId` turns a number into a name or type. Language libraries are searched first. If it is one
+/// of those, a change of language on another thread may unload it at any time.
 TARNKIT_API HINSTANCE FindResourceW(const char16_t* name, const char16_t* type);
 inline const char16_t* ResourceId(int id) {
     return reinterpret_cast<const char16_t*>(static_cast<std::uintptr_t>(static_cast<WORD>(id)));
@@ -97,8 +101,10 @@ TARNKIT_API int GetInterfaceCodeFromSystemLanguageId(unsigned short languageId);
 // For the message catalogue.
 
 /// The first module that knows a message name, in the order above, and the string id there; false when none
-/// does.
+/// does. A change of language may unload the module at any time; `LoadMessage` is safe from that.
 TARNKIT_API bool FindMessage(const char16_t* name, HINSTANCE& module, int& id);
+/// The text of a message in the current language; false when there is none.
+TARNKIT_API bool LoadMessage(const char16_t* name, CUnicodeString& text);
 /// The text of a message as if `language` were the current one; false when there is none.
 TARNKIT_API bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& text);
 /// Appends the names that the registered modules define, module by module in the order of registration.
