@@ -1,10 +1,12 @@
 #include "errors/application.h"
 
-#include "memory/late_object.h"
+#include "memory/shared_state.h"
 
 #include <tarnkit/failures.h>
 #include <tarnkit/layout.h>
 #include <tarnkit/thread_storage.h>
+
+#include <atomic>
 
 namespace Tarn {
 
@@ -26,11 +28,11 @@ struct CTexts {
     CUnicodeString machineSection;
 };
 
-constinit TLibraryState libraryState = TLibraryState::neverInitialized;
-constinit bool isThrowing = true;
-constinit HINSTANCE applicationInstance = nullptr;
-constinit HWND mainWindow = nullptr;
-constinit CLateObject<CTexts> texts;
+constinit std::atomic<TLibraryState> libraryState{TLibraryState::neverInitialized};
+constinit std::atomic<bool> isThrowing{true};
+constinit std::atomic<HINSTANCE> applicationInstance{nullptr};
+constinit std::atomic<HWND> mainWindow{nullptr};
+constinit CSharedState<CTexts> texts;
 constinit CThreadRecord threadFlags(sizeof(CThreadFlags));
 
 CThreadFlags* findThreadFlags() { return static_cast<CThreadFlags*>(threadFlags.Find()); }
@@ -44,20 +46,33 @@ bool IsTarnkitInitialized() { return libraryState == TLibraryState::initialized;
 
 HINSTANCE FindApplicationInstance() { return applicationInstance; }
 
+void AttachApplicationTexts() { texts.KeepUsableAfterFork<texts>(); }
+
 void ReleaseApplicationTexts() { texts.Release(); }
 
+namespace {
+
+CUnicodeString getText(CUnicodeString CTexts::*text) {
+    return texts.Use([&](CTexts& all) { return all.*text; });
+}
+
+void setText(CUnicodeString CTexts::*text, const CUnicodeString& value) {
+    texts.Use([&](CTexts& all) { all.*text = value; });
+}
+
+} // namespace
+
 HINSTANCE GetApplicationInstance() {
-    if (applicationInstance == nullptr)
+    const HINSTANCE instance = applicationInstance;
+    if (instance == nullptr)
         GenAssert(kSource, 601);
-    return applicationInstance;
+    return instance;
 }
 
 void SetApplicationInstance(HINSTANCE instance) {
-    if (applicationInstance != nullptr) {
+    HINSTANCE none = nullptr;
+    if (!applicationInstance.compare_exchange_strong(none, instance))
         GenAssert(kSource, 595);
-        return;
-    }
-    applicationInstance = instance;
 }
 
 void BeginStaticPart() {
@@ -88,12 +103,12 @@ void SetErrorFlag(bool isSet) {
 bool IsThrowingEnabled() { return isThrowing; }
 void SetThrowingEnabled(bool isEnabled) { isThrowing = isEnabled; }
 
-bool IsAppTitleDefined() { return texts.Exists() && !texts->title.IsEmpty(); }
+bool IsAppTitleDefined() { return !getText(&CTexts::title).IsEmpty(); }
 CUnicodeString GetAppTitle() {
-    // Copies the characters: any thread may show messages, and strings must not be shared between threads.
-    return IsAppTitleDefined() ? texts->title.Ptr() : kDefaultTitle;
+    const CUnicodeString title = getText(&CTexts::title);
+    return title.IsEmpty() ? CUnicodeString(kDefaultTitle) : title;
 }
-void SetAppTitle(const CUnicodeString& title) { texts->title = title; }
+void SetAppTitle(const CUnicodeString& title) { setText(&CTexts::title, title); }
 
 HWND GetMainWindow() { return mainWindow; }
 void SetMainWindow(HWND window) { mainWindow = window; }
@@ -101,13 +116,13 @@ void SetMainWindow(HWND window) { mainWindow = window; }
 CUnicodeString GetUserRegistrySection() {
     if (!IsTarnkitInitialized())
         GenAssert(kSource, 341);
-    return texts->userSection;
+    return getText(&CTexts::userSection);
 }
 
 CUnicodeString GetMachineRegistrySection() {
     if (!IsTarnkitInitialized())
         GenAssert(kSource, 347);
-    return texts->machineSection;
+    return getText(&CTexts::machineSection);
 }
 
 void SetUserRegistrySection(const char16_t* section) {
@@ -115,7 +130,7 @@ void SetUserRegistrySection(const char16_t* section) {
         GenAssert(kSource, 355);
         return;
     }
-    texts->userSection = section;
+    setText(&CTexts::userSection, section);
 }
 
 void SetMachineRegistrySection(const char16_t* section) {
@@ -123,7 +138,7 @@ void SetMachineRegistrySection(const char16_t* section) {
         GenAssert(kSource, 363);
         return;
     }
-    texts->machineSection = section;
+    setText(&CTexts::machineSection, section);
 }
 
 } // namespace Tarn

@@ -15,6 +15,9 @@ void SetLibraryState(TLibraryState state);
 /// The process's main module, or null if it is not recorded; `GetApplicationInstance` would assert then.
 HINSTANCE FindApplicationInstance();
 
+/// Called when the library is loaded: prepares for forks of the process.
+void AttachApplicationTexts();
+
 /// Forgets the title and the registry sections.
 void ReleaseApplicationTexts();
 

@@ -11,6 +11,8 @@
 #include <tarnkit/thread_storage.h>
 
 #include "errors/reporting.h"
+#include "memory/process_mutex.h"
+#include "platform/fork.h"
 #include "platform/message_box_buttons.h"
 #include "platform/platform.h"
 #include "strings/byte_order_mark.h"
@@ -18,6 +20,7 @@
 #include <atomic>
 #include <climits>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 
@@ -123,10 +126,16 @@ CMessageHandler* getDefaultHandler() {
     return chosen;
 }
 
+// Messages of all threads are written to log files one after the other. Recursive, because a failure to write
+// may itself be shown.
+constinit CRecursiveProcessMutex logMutex;
+
 constinit std::atomic<CMessageHandler*> processHandler{nullptr};
 constinit CThreadRecord threadHandler{sizeof(CMessageHandler*)};
 
 } // namespace
+
+void AttachMessageHandlers() { Platform::MakeNewAfterFork<logMutex>(); }
 
 // CMessageHandler. --------------------------------------------------------------------------------------
 
@@ -156,8 +165,8 @@ int CMessageBoxHandler::ShowMessage(HWND owner, const char16_t* text, const char
 
 // CConsoleMessageHandler. -------------------------------------------------------------------------------
 
-constinit bool CConsoleMessageHandler::isEnabled = false;
-constinit bool CConsoleMessageHandler::isAddCRLF = true;
+constinit std::atomic<bool> CConsoleMessageHandler::isEnabled{false};
+constinit std::atomic<bool> CConsoleMessageHandler::isAddCRLF{true};
 
 CConsoleMessageHandler::CConsoleMessageHandler()
     : logFile(INVALID_HANDLE_VALUE), logFileName(FileSystem::GetEXEFileName()) {
@@ -193,6 +202,7 @@ void CConsoleMessageHandler::write(const void* bytes, int size) {
 
 int CConsoleMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned) {
     text = textOrEmpty(text);
+    const std::lock_guard guard(logMutex);
     Platform::OutputDebugStringW(text);
     if (isAddCRLF)
         Platform::OutputDebugStringW(kLineEnd);
@@ -219,6 +229,7 @@ CFileMessageHandler::CFileMessageHandler(const CUnicodeString& name) : fileName(
 CFileMessageHandler::~CFileMessageHandler() = default;
 
 int CFileMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned flags) {
+    const std::lock_guard guard(logMutex);
     try {
         CFile file(fileName, CFile::ForWriting | CFile::DenyWrite | CFile::Create | CFile::KeepContents);
         if (file.Seek(Int64{0}, CFile::End) == 0)

@@ -4,6 +4,8 @@
 
 #include "files/full_path.h"
 #include "files/platform_text.h"
+#include "files/process_files.h"
+#include "memory/shared_state.h"
 #include "platform/platform.h"
 
 #include <climits>
@@ -14,21 +16,12 @@ namespace {
 
 constexpr int kApplicationDataPaths = 3;
 
-// What the process remembers; created when it is first needed.
 struct CProcessPaths {
     CUnicodeString current; // empty until it is first asked for
     CUnicodeString applicationData[kApplicationDataPaths];
 };
 
-constinit CProcessPaths* processPaths = nullptr;
-
-CProcessPaths& getPaths() {
-    if (processPaths == nullptr) {
-        CMemoryManagerSwitcher useDefault(nullptr); // outlives every caller
-        processPaths = new CProcessPaths;
-    }
-    return *processPaths;
-}
+constinit CSharedState<CProcessPaths> processPaths;
 
 [[noreturn]] void throwLastError(const CUnicodeString& path) {
     const DWORD code = Platform::GetLastError();
@@ -183,50 +176,64 @@ constexpr struct {
     {TSpecialFolder::Fonts, 20},  {TSpecialFolder::Favorites, 6},
 };
 
-// Where an application data path is kept; null for an unknown kind, when the assertion returns.
-CUnicodeString* findDataPath(TApplicationDataPathType type) {
-    const int index = static_cast<int>(type);
-    if (index < 0 || index >= kApplicationDataPaths) {
-        GenAssert(u"FileSystem", __LINE__);
-        return nullptr;
-    }
-    return &getPaths().applicationData[index];
+// The place of an application data path; -1 for an unknown kind, when the assertion returns.
+int placeOfDataPath(TApplicationDataPathType type) {
+    const int place = static_cast<int>(type);
+    if (place >= 0 && place < kApplicationDataPaths)
+        return place;
+    GenAssert(u"FileSystem", __LINE__);
+    return -1;
 }
 
 } // namespace
 
 CUnicodeString GetCurrentDir() {
-    CUnicodeString& current = getPaths().current;
-    if (current.IsEmpty())
-        current = GetEXEDir();
-    return current;
+    const CUnicodeString current = processPaths.Use([](CProcessPaths& paths) { return paths.current; });
+    if (!current.IsEmpty())
+        return current;
+    const CUnicodeString first = GetEXEDir();
+    return processPaths.Use([&](CProcessPaths& paths) {
+        if (paths.current.IsEmpty()) // another thread may have changed it
+            paths.current = first;
+        return paths.current;
+    });
 }
 
 void ChangeDir(const CUnicodeString& dir) {
     const CUnicodeString path = FullPath(dir);
     check(AccessDir(path), path);
-    getPaths().current = path;
+    processPaths.Use([&](CProcessPaths& paths) { paths.current = path; });
 }
 
 void SetApplicationDataPath(TApplicationDataPathType type, const CUnicodeString& path) {
-    if (CUnicodeString* place = findDataPath(type))
-        *place = path;
+    if (const int place = placeOfDataPath(type); place >= 0)
+        processPaths.Use([&](CProcessPaths& paths) { paths.applicationData[place] = path; });
 }
 
 CUnicodeString GetApplicationDataPath(TApplicationDataPathType type) {
-    const CUnicodeString* place = findDataPath(type);
-    if (place == nullptr)
+    const int place = placeOfDataPath(type);
+    if (place < 0)
         return CUnicodeString();
-    const CUnicodeString path = *place;
-    if (!AccessDir(path))
+    const CUnicodeString path =
+        processPaths.Use([&](CProcessPaths& paths) { return paths.applicationData[place]; });
+    if (AccessDir(path))
+        return path;
+    try {
         MakeDir(path);
+    } catch (CException* e) {
+        if (!AccessDir(path)) // otherwise another thread was faster
+            throw;
+        e->Delete();
+    }
     return path;
 }
 
 void SetRelativeApplicationDataPath(const CUnicodeString& relative) {
     const CUnicodeString path = MergePath(GetSpecialFolder(TSpecialFolder::Documents), relative);
-    for (CUnicodeString& place : getPaths().applicationData)
-        place = path;
+    processPaths.Use([&](CProcessPaths& paths) {
+        for (CUnicodeString& place : paths.applicationData)
+            place = path;
+    });
 }
 
 CUnicodeString GetSpecialFolder(TSpecialFolder folder) {
@@ -257,10 +264,9 @@ CUnicodeString GetEXEDir() { return GetDrivePath(GetEXEFileName()); }
 
 CUnicodeString GetEXEFileName() { return GetModuleFileNameW(nullptr); }
 
-void ResetPaths() {
-    delete processPaths;
-    processPaths = nullptr;
-}
+void AttachPaths() { processPaths.KeepUsableAfterFork<processPaths>(); }
+
+void ResetPaths() { processPaths.Release(); }
 
 bool AccessDir(const CUnicodeString& path) {
     const DWORD attributes = Platform::GetFileAttributesW(FullPath(path));

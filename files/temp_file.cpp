@@ -8,6 +8,9 @@
 #include "errors/requirement.h"
 #include "files/full_path.h"
 #include "files/platform_text.h"
+#include "files/process_files.h"
+#include "memory/shared_state.h"
+#include "platform/fork.h"
 #include "platform/platform.h"
 
 #include <exception>
@@ -20,39 +23,59 @@ constexpr CRequirement require(u"TempFile");
 
 constexpr const char16_t* kDefaultPrefix = u"tmp";
 
-// What the process remembers; created when it is first needed.
-struct CState {
-    CUnicodeString chosenDir;
-    CArray<CUnicodeString> names; // full paths
-};
-
-constinit CState* state = nullptr;
-
-CState& getState() {
-    if (state == nullptr) {
-        CMemoryManagerSwitcher useDefault(nullptr); // outlives every caller
-        state = new CState;
-    }
-    return *state;
-}
-
-void releaseState() {
-    delete state;
-    state = nullptr;
-}
-
 bool isSameName(const CUnicodeString& a, const CUnicodeString& b) {
     return FileSystem::CmpNames(&a, &b) == 0;
 }
 
-// The index in the list of the file with this full path, or -1.
-int findName(const CUnicodeString& path) {
-    if (state != nullptr)
-        for (int i = 0; i < state->names.Size(); i++)
-            if (isSameName(state->names[i], path))
+// What the process remembers of its temporary files.
+struct CTempFiles {
+    CUnicodeString chosenDir;
+    CArray<CUnicodeString> names; // full paths
+    int reserved = 0;             // the names that are about to be added
+
+    // The index in the list of the file with this full path, or -1.
+    int Find(const CUnicodeString& path) const {
+        for (int i = 0; i < names.Size(); i++)
+            if (isSameName(names[i], path))
                 return i;
-    return -1;
+        return -1;
+    }
+};
+
+constinit CSharedState<CTempFiles> tempFiles;
+
+bool isListed(const CUnicodeString& path) {
+    return tempFiles.Use([&](CTempFiles& files) { return files.Find(path) >= 0; });
 }
+
+void removeFromList(const CUnicodeString& path) {
+    tempFiles.Use([&](CTempFiles& files) {
+        if (const int place = files.Find(path); place >= 0)
+            files.names.DeleteAt(place);
+    });
+}
+
+// Room in the list for one more name, so that adding it takes no memory.
+class CReservation {
+public:
+    CReservation() {
+        CMemoryManagerSwitcher toDefault(nullptr); // outlives every caller
+        tempFiles.Use([](CTempFiles& files) {
+            files.names.Reserve(files.names.Size() + files.reserved + 1);
+            files.reserved++;
+        });
+    }
+    ~CReservation() {
+        tempFiles.Use([](CTempFiles& files) { files.reserved--; });
+    }
+
+    CReservation(const CReservation&) = delete;
+    CReservation& operator=(const CReservation&) = delete;
+
+    void Use(const CUnicodeString& path) {
+        tempFiles.Use([&](CTempFiles& files) { files.names.Add(path); });
+    }
+};
 
 bool areTempFilesKept() { return ReadLibraryFlag(u"KeepTempFiles", false); }
 
@@ -136,49 +159,53 @@ void removeIfPresent(const CUnicodeString& path) {
 
 } // namespace
 
+void AttachTempFiles() {
+    tempFiles.KeepUsableAfterFork<tempFiles>();
+    // The files stay those of the process that created them: a child's `Clean` must not remove them.
+    Platform::HandleForks([] {}, [] {},
+                          [] { tempFiles.Use([](CTempFiles& files) { files.names.DeleteAll(); }); });
+}
+
 CUnicodeString GetTemporaryDir() {
-    if (state != nullptr && !state->chosenDir.IsEmpty())
-        return state->chosenDir;
+    const CUnicodeString chosen = tempFiles.Use([](CTempFiles& files) { return files.chosenDir; });
+    if (!chosen.IsEmpty())
+        return chosen;
     CUnicodeString dir =
         AskPlatformForText([](char16_t* buffer, DWORD size) { return Platform::GetTempPathW(size, buffer); });
     FileSystem::NormalizePath(dir);
     return dir.IsEmpty() || !FileSystem::AccessDir(dir) ? FileSystem::GetWindowsDir() : dir;
 }
 
-void SetTemporaryDir(const CUnicodeString& dir) { getState().chosenDir = dir; }
+void SetTemporaryDir(const CUnicodeString& dir) {
+    tempFiles.Use([&](CTempFiles& files) { files.chosenDir = dir; });
+}
 
 CUnicodeString New(const char16_t* prefix) { return NewInDir(GetTemporaryDir(), prefix); }
 
 CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix) {
-    CArray<CUnicodeString>& names = getState().names;
-    {
-        CMemoryManagerSwitcher useDefault(nullptr);
-        names.Reserve(names.Size() + 1); // so that no file is created that cannot be listed
-    }
+    CReservation place; // so that no file is created that cannot be listed
     const bool hasPrefix = prefix != nullptr && *prefix != 0;
     const CUnicodeString name = create(FileSystem::FullPath(dir), hasPrefix ? prefix : kDefaultPrefix);
     if (!name.IsEmpty())
-        names.Add(name);
+        place.Use(name);
     return name;
 }
 
-bool IsTempFile(const CUnicodeString& name) { return findName(FileSystem::FullPath(name)) >= 0; }
+bool IsTempFile(const CUnicodeString& name) { return isListed(FileSystem::FullPath(name)); }
 
 void Delete(const CUnicodeString& name) {
     const CUnicodeString path = FileSystem::FullPath(name);
-    const int place = findName(path);
-    if (!require(place >= 0, __LINE__))
+    if (!require(isListed(path), __LINE__))
         return;
     if (!areTempFilesKept())
         FileSystem::Remove(path);
-    state->names.DeleteAt(place);
+    removeFromList(path);
 }
 
 void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permanentName) {
     const CUnicodeString temp = FileSystem::FullPath(tempName);
     const CUnicodeString permanent = FileSystem::FullPath(permanentName);
-    const int place = findName(temp);
-    if (!require(place >= 0 && FileSystem::AccessFile(temp, 0), __LINE__))
+    if (!require(isListed(temp) && FileSystem::AccessFile(temp, 0), __LINE__))
         return;
     if (!isSameName(temp, permanent)) {
         const CUnicodeString dir = FileSystem::GetDrivePath(permanent);
@@ -187,25 +214,23 @@ void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permane
         else
             putInPlaceElsewhere(temp, permanent, dir);
     }
-    state->names.DeleteAt(place);
+    removeFromList(temp);
     // The final name may have belonged to another temporary file, now replaced; the new file must stay.
-    if (const int replaced = findName(permanent); replaced >= 0)
-        state->names.DeleteAt(replaced);
+    removeFromList(permanent);
 }
 
 void DeleteAll() {
-    if (state == nullptr)
-        return;
-    state->chosenDir.Empty();
+    SetTemporaryDir(CUnicodeString());
     if (areTempFilesKept()) {
-        state->names.DeleteAll();
+        tempFiles.Use([](CTempFiles& files) { files.names.DeleteAll(); });
         return;
     }
     std::exception_ptr failure;
-    for (int i = state->names.Size() - 1; i >= 0; i--) {
+    const CArray<CUnicodeString> names = tempFiles.Use([](CTempFiles& files) { return files.names; });
+    for (int i = names.Size() - 1; i >= 0; i--) {
         try {
-            removeIfPresent(state->names[i]);
-            state->names.DeleteAt(i);
+            removeIfPresent(names[i]);
+            removeFromList(names[i]);
         } catch (CException* e) {
             if (failure)
                 e->Delete();
@@ -221,10 +246,10 @@ void Reset() {
     try {
         DeleteAll();
     } catch (...) {
-        releaseState();
+        tempFiles.Release();
         throw;
     }
-    releaseState();
+    tempFiles.Release();
 }
 
 } // namespace Tarn::TempFile

@@ -6,6 +6,13 @@
 #include <tarnkit/setup.h>
 #include <tarnkit/text_of_values.h>
 
+#include "memory/process_mutex.h"
+#include "platform/fork.h"
+#include "settings/setup_cache.h"
+
+#include <atomic>
+#include <mutex>
+
 namespace Tarn {
 
 namespace {
@@ -45,6 +52,17 @@ CUnicodeString enumToString(const CEnumItem* items, int value) {
 } // namespace
 
 constinit CCriticalSection cacheSetupSection;
+
+namespace {
+
+// Recursive, because a failure that is shown may lead to other cached settings.
+constinit CRecursiveProcessMutex setupCacheMutex;
+
+} // namespace
+
+CRecursiveProcessMutex& GetSetupCacheMutex() { return setupCacheMutex; }
+
+void AttachSetupCache() { Platform::KeepUsableAfterFork<setupCacheMutex>(); }
 
 // The address of a setting. ------------------------------------------------------------------------------
 
@@ -162,21 +180,30 @@ CCacheSetup<T>::CCacheSetup(const CUnicodeString& keyPath, const CUnicodeString&
 template<class T>
 CCacheSetup<T>::~CCacheSetup() = default;
 
+// A setting that is cached is read without the lock.
 template<class T>
 T CCacheSetup<T>::Get() {
-    if (!isCached) {
-        cachedValue = this->ConvertFromString(this->GetString());
-        isCached = true;
+    if (!std::atomic_ref(isCached).load(std::memory_order_acquire)) {
+        const std::lock_guard guard(GetSetupCacheMutex());
+        if (!isCached)
+            cache(this->ConvertFromString(this->GetString()));
     }
-    return cachedValue;
+    return std::atomic_ref(cachedValue).load(std::memory_order_relaxed);
 }
 
+// The lock is held until the registry has the value, so that what is cached last is also stored last.
 template<class T>
 void CCacheSetup<T>::Set(T value) {
     CMemoryManagerSwitcher toDefault(nullptr);
-    cachedValue = value;
-    isCached = true;
+    const std::lock_guard guard(GetSetupCacheMutex());
+    cache(value);
     CSetup<T>::Set(value);
+}
+
+template<class T>
+void CCacheSetup<T>::cache(T value) {
+    std::atomic_ref(cachedValue).store(value, std::memory_order_relaxed);
+    std::atomic_ref(isCached).store(true, std::memory_order_release);
 }
 
 template class CSetup<int>;

@@ -1,6 +1,10 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/setup.h>
 
+#include "settings/setup_cache.h"
+
+#include <mutex>
+
 namespace Tarn {
 
 namespace {
@@ -85,13 +89,16 @@ CCacheSetupStringArray::CCacheSetupStringArray(const CUnicodeString& keyPath, co
     : CSetupStringArray(keyPath, name, setupType) {}
 
 CCacheSetupStringArray::CCacheSetupStringArray(const CCacheSetupStringArray& other)
-    : CSetupStringArray(other), isCached(other.isCached) {
+    : CSetupStringArray(other) {
     CMemoryManagerSwitcher toDefault(nullptr);
+    const std::lock_guard guard(GetSetupCacheMutex());
+    isCached = other.isCached;
     cachedItems = other.cachedItems;
 }
 
 CCacheSetupStringArray& CCacheSetupStringArray::operator=(const CCacheSetupStringArray& other) {
     CMemoryManagerSwitcher toDefault(nullptr);
+    const std::lock_guard guard(GetSetupCacheMutex());
     cachedItems = other.cachedItems;
     CSetupStringArray::operator=(other);
     isCached = other.isCached;
@@ -101,6 +108,7 @@ CCacheSetupStringArray& CCacheSetupStringArray::operator=(const CCacheSetupStrin
 CCacheSetupStringArray::~CCacheSetupStringArray() = default;
 
 void CCacheSetupStringArray::Get(CArray<CUnicodeString, CurrentMemoryManager>& items) {
+    const std::lock_guard guard(GetSetupCacheMutex());
     if (!isCached) {
         CMemoryManagerSwitcher toDefault(nullptr);
         ConvertFromString(GetString(), cachedItems);
@@ -111,11 +119,15 @@ void CCacheSetupStringArray::Get(CArray<CUnicodeString, CurrentMemoryManager>& i
 
 void CCacheSetupStringArray::Set(const CArray<CUnicodeString, CurrentMemoryManager>& items) {
     CMemoryManagerSwitcher toDefault(nullptr);
+    const std::lock_guard guard(GetSetupCacheMutex());
     cachedItems = items;
     isCached = true;
     CSetupStringArray::Set(cachedItems);
 }
 
-void CCacheSetupStringArray::Reset() { isCached = false; }
+void CCacheSetupStringArray::Reset() {
+    const std::lock_guard guard(GetSetupCacheMutex());
+    isCached = false;
+}
 
 } // namespace Tarn

@@ -130,9 +130,10 @@ CTime CTime::CreateFromSystemTimeGmt(const SYSTEMTIME& time) { return CTime(unit
 CTime CTime::CreateFromFileTimeGmt(const FILETIME& time) { return CTime(unitsOf(time)); }
 
 CTime CTime::GetCurrentTime() {
-    SYSTEMTIME localTime;
-    Platform::GetLocalTime(&localTime);
-    return localTime;
+    FILETIME time;
+    Platform::GetSystemTimeAsFileTime(&time);
+    const Int64 now = unitsOf(time);
+    return CTime(now - now % CTimeSpan::kMillisecond);
 }
 
 void CTime::GetAsFileTimeGmt(FILETIME& time) const {

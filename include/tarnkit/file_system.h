@@ -6,8 +6,9 @@
 /// directory, so the library keeps one for the process, on every system: each call that touches the file
 /// system first makes its names full paths with it. Functions on text alone touch nothing and never throw;
 /// the others throw a `CFileException*` with the system's code and the full path that failed; an empty path
-/// never names anything. The current directory and the application data paths are not locked: change them
-/// only while no other thread works with files.
+/// never names anything. Any thread may call anything here at any time. The current directory and the
+/// application data paths belong to the process: a relative path is resolved against the directory that is
+/// current at that moment, whichever thread has set it.
 ///
 /// \code
 /// const CUnicodeString dir = FileSystem::CombinePath(FileSystem::GetEXEDir(), u"data");

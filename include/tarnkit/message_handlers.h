@@ -4,8 +4,10 @@
 /// The default shows a message box. A program without a user installs a handler that writes the text
 /// somewhere and answers each question with the button that the box would have preselected.
 /// `CMessageHandlerSwitcher` installs a handler for a scope, for the process or for the calling thread alone;
-/// it does not own the handler, which must outlive the scope. Switch for the process at start-up or on the
-/// main thread.
+/// it does not own the handler, which must outlive the scope. Any thread may switch, for itself or for the
+/// process. A handler is called on the thread that reports, by several threads at a time if it is the handler
+/// of the process; the handlers of this header allow that. One for the process must outlive every report that
+/// another thread began before the switch ended.
 ///
 /// \code
 /// CFileMessageHandler log(u"convert.log");
@@ -22,6 +24,7 @@
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
+#include <atomic>
 #include <cstdarg>
 
 namespace Tarn {
@@ -78,8 +81,8 @@ private:
     HANDLE logFile;
     CUnicodeString logFileName;
 
-    static bool isEnabled;
-    static bool isAddCRLF;
+    static std::atomic<bool> isEnabled;
+    static std::atomic<bool> isAddCRLF;
 
     friend void ReleaseMessageHandlers();
     friend struct CLayout<CConsoleMessageHandler>;
@@ -155,5 +158,8 @@ TARNKIT_API void VTrace(const char16_t* format, va_list arguments);
 
 /// Closes the log of the default handler. Called when the library is unloaded.
 void ReleaseMessageHandlers();
+
+/// Library-internal: prepares for forks of the process, when the library is loaded.
+void AttachMessageHandlers();
 
 } // namespace Tarn

@@ -9,8 +9,9 @@
 /// through; they do not see what others write later. What they keep in memory always comes from the default
 /// memory manager.
 ///
-/// Setup values do no locking, and even reading changes a cached one: threads that share a cached value need
-/// a lock of their own around every use. `cacheSetupSection` is not that lock.
+/// Any thread may read and set any value at any time, cached ones included: what was set last is what is
+/// cached and stored. Copying and assigning a setup object counts as a change of the object, which others
+/// must not use meanwhile. `cacheSetupSection` is not needed for any of this.
 ///
 /// \code
 /// static CSetup<int> width(u"Window", u"Width", 800, ST_UserSection);
@@ -113,6 +114,8 @@ public:
 private:
     T cachedValue{};
     bool isCached = false;
+
+    void cache(T value);
 
     template<class>
     friend struct CLayout;
@@ -256,7 +259,7 @@ private:
 TARNKIT_LAYOUT(CCacheSetupStringArray, 32, type, path, valueName, isCached, cachedItems);
 
 /// Lets client code mark, with a `CCriticalSectionLock`, where cached setup values are shared between
-/// threads. Like every `CCriticalSection` it is empty and keeps no thread out.
+/// threads. Like every `CCriticalSection` it is empty; the values need no lock.
 extern TARNKIT_API CCriticalSection cacheSetupSection;
 
 } // namespace Tarn

@@ -3,8 +3,8 @@
 ///
 /// The library remembers every file that it creates here until the file is deleted or made permanent;
 /// `DeleteAll`, which `Clean` calls, removes the rest. Names are compared without regard to case. With the
-/// library's switch "KeepTempFiles" on, the files are forgotten but stay on disk for inspection. Nothing here
-/// is locked: call it on the main thread only.
+/// library's switch "KeepTempFiles" on, the files are forgotten but stay on disk for inspection. Any thread
+/// may call anything here at any time; one file is created, deleted or made permanent by one thread.
 ///
 /// \code
 /// const CUnicodeString document = u"\\home\\me\\letter.txt";
