@@ -16,8 +16,8 @@
 /// An archive uses the file and neither owns nor closes it; the file must live until the archive is closed.
 /// The archive has a buffer of its own, so a small value costs only a copy into memory. Exceptions of the
 /// file pass through unchanged; if the file ends too early, the exception kind is `endOfFile`. The errors of
-/// the archive carry its name. Transfers in the wrong direction, or after `Close` or `Abort`, assert. An
-/// archive is used by one thread at a time.
+/// the archive carry its name. Transfers in the wrong direction, or after `Close` or `Abort`, assert. Threads
+/// may use different archives at the same time, but each archive, with its file, one thread at a time.
 #pragma once
 
 #include <tarnkit/array.h>

@@ -6,7 +6,8 @@
 /// move the elements. An operation that adds or copies elements either succeeds or leaves the array as it
 /// was, unless the elements can neither be copied nor be moved without failing. A wrong position or count in
 /// an insertion or removal is an assertion, after which nothing has changed; access to single elements is not
-/// checked. Destructors of elements must not throw. One thread at a time.
+/// checked. Destructors of elements must not throw. Threads may use different arrays at the same time;
+/// several may use one array only if none of them changes it.
 ///
 /// \code
 /// CArray<CUnicodeString> names{u"pear", u"fig"};

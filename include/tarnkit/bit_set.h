@@ -2,11 +2,11 @@
 /// CPagedBitSet: a set of small integers as bits, divided into pages. A page without elements need not exist,
 /// so that a small set costs little whatever its bound is.
 ///
-/// A set is a value that owns its pages. They come from its `Allocator`, whose rules for threads apply. Pages
-/// that an operation has emptied are kept until the set is assigned to or destroyed; whether an empty page
-/// exists makes no difference to what a set contains. Every operation either succeeds or, for lack of memory,
-/// leaves the elements as they were. CUnicodeSet (unicode_set.h) is the set of this kind that the library
-/// itself uses.
+/// A set is a value that owns its pages. They come from its `Allocator`, whose rules for threads apply to it.
+/// Pages that an operation has emptied are kept until the set is assigned to or destroyed; whether an empty
+/// page exists makes no difference to what a set contains. Every operation either succeeds or, for lack of
+/// memory, leaves the elements as they were. CUnicodeSet (unicode_set.h) is the set of this kind that the
+/// library itself uses.
 ///
 /// \code
 /// CPagedBitSet<1000, 64, CurrentMemoryManager> squares;

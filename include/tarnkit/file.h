@@ -4,8 +4,9 @@
 /// Archives and text streams work on any CBaseFile and never own or close it. A CFile owns its system handle
 /// from `Open` until `Close`, `Abort` or its destruction. A call that the system refuses throws a
 /// `CFileException*` with the system's code and the file's full name; misuse (a file that is not open, null
-/// buffers, negative sizes) is an assertion. A file is used by one thread at a time; several objects may have
-/// the same file open as far as the share bits of their flags allow.
+/// buffers, negative sizes) is an assertion. Threads may use different objects at the same time, but each
+/// object one thread at a time. Several objects may have the same file open as far as the share bits of their
+/// flags allow.
 ///
 /// \code
 /// CFile file(u"scores.bin", CFile::ForWriting | CFile::Create); // nobody else can open it meanwhile

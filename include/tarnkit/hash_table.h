@@ -9,8 +9,8 @@
 ///
 /// Elements are visited in the order of their insertion. Inserting during an iteration is allowed, and new
 /// elements are visited last; deleting an element invalidates only the iterators that point to it. Every
-/// insertion either succeeds or changes nothing. Destructors of elements must not throw. One thread at a
-/// time.
+/// insertion either succeeds or changes nothing. Destructors of elements must not throw. Threads may use
+/// different tables at the same time; several may use one table only if none of them changes it.
 ///
 /// \code
 /// struct CPerson {

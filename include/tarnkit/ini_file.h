@@ -14,7 +14,8 @@
 /// which they were created: a section with its first spelling, a key with its latest. Names and values are
 /// not escaped: one that contains a line break, or a key that contains "=", is read back as something else.
 ///
-/// A `CIniFile` must not be used by two threads at a time.
+/// Threads may use different objects at the same time; several may use one object only if none of them
+/// changes it.
 ///
 /// \code
 /// CIniFile file(u"settings.ini");

@@ -12,8 +12,8 @@
 /// static part (lifecycle.h): assertions and failed checks in their destructors are shown rather than thrown,
 /// even where a destructor would catch them. A node that is deleted directly has no such protection, and a
 /// failure that leaves its destructor ends the program. A node with a member whose destructor may throw, such
-/// as a file or a memory pool, keeps it in a CNonThrowing (non_throwing.h). A list and its nodes belong to
-/// one thread at a time.
+/// as a file or a memory pool, keeps it in a CNonThrowing (non_throwing.h). Threads may use different lists
+/// at the same time; several may use one list and its nodes only if none of them changes it.
 ///
 /// \code
 /// class CTask : public CListNodeBase {

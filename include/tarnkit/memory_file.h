@@ -5,8 +5,8 @@
 /// steps; a caller may hand over a block (`Attach`) or take the block away (`Detach`). Blocks are allocated
 /// with `alloc_new_array` and freed with `alloc_delete_array`; a derived class that keeps its contents
 /// elsewhere overrides `GrowBuffer` and `FreeBuffer`, calls `Close` in its own destructor and defines what
-/// copying and moving mean. The name of every memory file is the text of `MSG_MEMORY_FILE`. A file is used by
-/// one thread at a time.
+/// copying and moving mean. The name of every memory file is the text of `MSG_MEMORY_FILE`. Threads may use
+/// different files at the same time, but each file one thread at a time.
 ///
 /// \code
 /// CMemoryFile file;

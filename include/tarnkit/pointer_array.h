@@ -2,7 +2,8 @@
 /// CPointerArray: a growable array of pointers to objects that belong to somebody else.
 ///
 /// It grows as CArray does, with memory from its `Policy`; what the pointers point to is neither copied nor
-/// deleted. A wrong position or count is an assertion, after which nothing has changed. One thread at a time.
+/// deleted. A wrong position or count is an assertion, after which nothing has changed. Threads may use
+/// different arrays at the same time; several may use one array only if none of them changes it.
 #pragma once
 
 #include <tarnkit/array.h>

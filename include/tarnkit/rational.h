@@ -6,7 +6,7 @@
 /// brought back to 32: a result whose terms fit is kept as it is; any other is reduced and, if that is not
 /// enough, rounded, with its integer part kept exact. A result too small even then becomes 0; one too large
 /// raises `ERR_RATIONAL_OVERFLOW`, and a zero denominator `ERR_DIVIDE_ZERO`. An operator that raises an error
-/// leaves its target as it was. A plain value: any thread may use its own.
+/// leaves its target as it was. Threads may use different values at the same time.
 ///
 /// \code
 /// rational share(1, 3);

@@ -4,7 +4,7 @@
 ///
 /// A rectangle's left and top edges lie inside it, its right and bottom edges outside. A rectangle without
 /// area, or with edges the wrong way round, is empty; one whose edges are all 0 is also null. Coordinates
-/// that leave 32 bits are the caller's error. Plain values: any thread may use its own.
+/// that leave 32 bits are the caller's error. Threads may use different values at the same time.
 ///
 /// \code
 /// const CRect page(0, 0, 210, 297);

@@ -5,8 +5,9 @@
 /// A key object owns its handle and closes it in its destructor. It does not throw when a registry call
 /// fails: every call, whether it succeeds or not, sets the thread's last-error code, and reading from a
 /// closed key, or reading something that is not there, returns 0, false or the default. Misuse (null names,
-/// writing through a read-only key, opening twice) is an assertion. A key object must not be used by two
-/// threads at a time; the registry itself is shared by threads and processes.
+/// writing through a read-only key, opening twice) is an assertion. Threads may use different key objects at
+/// the same time, even for the same key, but each object one thread at a time. The registry itself is shared
+/// by all threads and processes.
 ///
 /// On Windows this is the registry of the system. Elsewhere it is a pair of databases, one for the user and
 /// one for the machine; when a database is damaged, calls end with ERROR_BADDB.

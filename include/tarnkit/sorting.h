@@ -6,7 +6,7 @@
 /// outside the range is touched and no element is lost or duplicated. With a predicate that contradicts
 /// itself (`a <= b` instead of `a < b`, for instance) the resulting order is unspecified, but nothing else
 /// goes wrong. The predicate must not throw: the element that is being moved would be lost, and another one
-/// be there twice. Any thread, as long as it is the only one to use the elements.
+/// be there twice. Any thread, while no other uses the elements.
 #pragma once
 
 #include <algorithm>

@@ -4,8 +4,8 @@
 /// The text goes to any CBaseFile, as 8-bit text in the system's code page or as little-endian UTF-16; a
 /// UTF-16 stream at the start of its file begins with the byte order mark. Without a file the text goes to
 /// the debugger output. Nothing is added between values. The stream uses the file and neither owns nor closes
-/// it. It has no buffer of its own. Exceptions of the file pass through unchanged. A stream is used by one
-/// thread at a time.
+/// it. It has no buffer of its own. Exceptions of the file pass through unchanged. Threads may use different
+/// streams, with different files, at the same time, but each stream one thread at a time.
 ///
 /// \code
 /// CFile log(u"log.txt", CFile::ForWriting | CFile::Create);

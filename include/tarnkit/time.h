@@ -6,7 +6,7 @@
 /// time; all others use local time and convert with the offset from GMT that is in force at the moment of the
 /// call, even for dates when the clocks are set differently. A date that does not exist or lies before 1601
 /// is an assertion failure where it is converted; arithmetic is not checked. Default construction initialises
-/// nothing. These are plain values, which any thread may use.
+/// nothing. Threads may use different values at the same time.
 ///
 /// \code
 /// const CTime start = CTime::CreateFromTimeGmt(2026, February, 28, 22, 30, 0, 0, 0);

@@ -6,8 +6,8 @@
 /// not throw. The parents and children of a tree node must be tree nodes too. Destroying a node takes it out
 /// of its parent's children and deletes the tree below it. The destructor of the derived class runs first,
 /// then the children are deleted, then the memory of the node is freed; only more than 500 levels down is a
-/// node freed before its children, so that a deep tree does not exhaust the stack. A tree belongs to one
-/// thread at a time.
+/// node freed before its children, so that a deep tree does not exhaust the stack. Threads may use different
+/// trees at the same time; several may use one tree only if none of them changes it.
 ///
 /// \code
 /// class CFolder : public CTreeBase {}; // with members of its own

@@ -3,9 +3,9 @@
 /// separators. Testing for a unit takes two array lookups and a bit test.
 ///
 /// A set is a value. It needs 128 bytes for each range of 1,024 units of which it contains at least one, from
-/// a pool of its own. The pool takes no lock: only one thread at a time may create, change or destroy sets,
-/// whichever sets they are. Texts are zero-terminated and must not be null; the terminator does not count as
-/// a unit.
+/// a pool of its own. Threads may use different sets at the same time; several may use one set only if none
+/// of them changes it. Texts are zero-terminated and must not be null; the terminator does not count as a
+/// unit.
 ///
 /// \code
 /// const CUnicodeSet digits = u"0123456789";
@@ -44,6 +44,9 @@ public:
 
 /// Library-internal: the blocks of 128 bytes that `CUnicodeSetAllocator` allocates.
 TARNKIT_API CBlockManager& GetSetPagePool();
+
+/// Library-internal: called when the library is loaded, so that the pool will be usable in a forked child.
+void AttachSetPagePool();
 
 /// Library-internal: frees the memory of the pool when the library is unloaded, unless a set still uses it.
 void ReleaseSetPagePool();

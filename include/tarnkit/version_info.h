@@ -1,8 +1,8 @@
 /// \file
 /// CVerInfo: the version record of a module.
 ///
-/// Version records are not read on any system; this class is a placeholder for them. A value; for one thread
-/// at a time.
+/// Version records are not read on any system; this class is a placeholder for them. Threads may use
+/// different objects at the same time; several may use one object only if none of them changes it.
 #pragma once
 
 #include <tarnkit/array.h>
