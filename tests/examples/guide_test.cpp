@@ -28,10 +28,15 @@ TEST_P(GuidePage, ShowsTheProgramThatIsBuiltAndWhatItPrints) {
         expectBlock("po", readText("examples/guide/errors.po"));
 }
 
+std::string nameOf(const testing::TestParamInfo<const char*>& page) { return page.param; }
+
 INSTANTIATE_TEST_SUITE_P(Docs, GuidePage,
                          testing::Values("memory", "strings", "errors", "files", "settings", "values",
-                                         "containers", "runtime"),
-                         [](const auto& page) { return std::string(page.param); });
+                                         "containers", "runtime", "threads"),
+                         nameOf);
+#ifdef TARNKIT_SINGLE_PORT_PAGES
+INSTANTIATE_TEST_SUITE_P(DocsOfThisPort, GuidePage, testing::Values(TARNKIT_SINGLE_PORT_PAGES), nameOf);
+#endif
 
 } // namespace
 } // namespace Tarn

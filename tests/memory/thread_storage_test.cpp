@@ -1,5 +1,7 @@
 #include <tarnkit/thread_storage.h>
 
+#include "tests/threads/threads.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -29,6 +31,7 @@ TEST(ThreadDataStorage, SeparatesThreadsThatUseItForTheFirstTimeTogether) {
     static CThreadRecord record{2};
     const int slot = storage.AllocSlot();
     std::vector<void*> blocks(16);
+    CMeeting haveAllBlocks(16);
     std::vector<std::thread> threads;
     for (int i = 0; i < 16; i++)
         threads.emplace_back([&, i] {
@@ -37,7 +40,7 @@ TEST(ThreadDataStorage, SeparatesThreadsThatUseItForTheFirstTimeTogether) {
             EXPECT_EQ(record.Find(), nullptr) << "Find allocates no block";
             auto* block = static_cast<unsigned char*>(record.Get());
             EXPECT_TRUE(block[0] == 0 && block[1] == 0);
-            std::this_thread::yield();
+            haveAllBlocks.ArriveAndWait();
             EXPECT_EQ(record.Find(), block);
             EXPECT_EQ(storage.GetSlotData(slot), pointerOf(i));
             blocks[static_cast<std::size_t>(i)] = block;

@@ -28,6 +28,8 @@ extern const CCapability kLocaleFromEnvironment;
 extern const CCapability kTraceOutput;
 /// The test program can be started again by itself, as death tests of the style "threadsafe" do.
 extern const CCapability kRestartsItself;
+/// A process with threads can be copied while it runs: `RunInChild`.
+extern const CCapability kFork;
 
 } // namespace Tarn
 

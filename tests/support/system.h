@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 namespace Tarn {
@@ -30,5 +31,9 @@ struct CProgramRun {
 /// arguments. If `blocks` is not 0 and the system has kFileSizeLimit, files that the program writes cannot
 /// grow beyond that many blocks of 512 bytes.
 CProgramRun RunProgram(const std::string& commandLine, int blocks = 0);
+
+/// Runs `action` in a copy of this process, which ends with its result. Returns that, or -1 if the copy does
+/// not end within some seconds. Needs kFork.
+int RunInChild(const std::function<int()>& action);
 
 } // namespace Tarn

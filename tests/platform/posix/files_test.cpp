@@ -1,4 +1,5 @@
 // Tests of POSIX features: names that are bytes, links, devices, permissions, the user's folders.
+#include "platform/fork.h"
 #include "tests/platform/files_fixture.h"
 #include "tests/support/system.h"
 
@@ -6,6 +7,7 @@
 #include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -251,4 +253,35 @@ TEST_F(PosixFiles, TheUsersFoldersFollowTheSettingsAndAreCreated) {
     EXPECT_LT(P::SHGetSpecialFolderLocation(nullptr, 2, &location), 0) << "a file is in the way";
     Tarn::SetEnvironment("XDG_DATA_HOME", nullptr);
     Tarn::SetEnvironment("HOME", usualHome.c_str());
+}
+
+TEST_F(PosixFiles, StayTheParentsWhenAForkedChildClosesThem) {
+    P::HandleForks(nullptr, nullptr, nullptr); // for programs without the library
+    const Text name = base + u"removed at the end";
+    Opened file(name, kRead, FILE_SHARE_READ, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE);
+    ASSERT_TRUE(file.IsOpen());
+    EXPECT_EQ(
+        Tarn::RunInChild([&] { return static_cast<int>(codeOf([&] { return P::CloseHandle(file); })); }), 0);
+    EXPECT_EQ(opening(u"removed at the end", kWrite, OPEN_EXISTING), ERROR_SHARING_VIOLATION);
+    file.Close();
+    EXPECT_FALSE(exists(name));
+}
+
+TEST_F(PosixFiles, AreFreeInAForkedChildWhateverTheParentIsDoingWithThem) {
+    P::HandleForks(nullptr, nullptr, nullptr);
+    ASSERT_EQ(mkfifo("files/pipe", 0600), 0);
+    Opened reader(base + u"pipe", kBoth, 0);
+    ASSERT_TRUE(reader.IsOpen());
+    char byte = 0;
+    DWORD read = 0;
+    std::thread waiting([&] { P::ReadFile(reader, &byte, 1, &read); });
+    usleep(100'000); // until it waits for the byte
+    EXPECT_EQ(Tarn::RunInChild([&] {
+                  DWORD written = 0;
+                  const bool isWritten = P::WriteFile(reader, "x", 1, &written) && written == 1;
+                  return isWritten && P::CloseHandle(reader) ? 0 : 1;
+              }),
+              0);
+    waiting.join();
+    EXPECT_EQ(byte, 'x');
 }

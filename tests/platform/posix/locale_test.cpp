@@ -3,7 +3,10 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <tuple>
+#include <unistd.h>
+#include <utility>
 
 // glibc's newlocale leaks the folder names that it takes from LOCPATH.
 extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppressions() {
@@ -68,6 +71,56 @@ TEST_F(LocaleOfDates, ReportsDaylightTime) {
     }
     EXPECT_EQ(here + enterZone("NST-10NDT,M4.1.0,M10.1.0/3", zone), // the other half of the year
               TIME_ZONE_ID_STANDARD + TIME_ZONE_ID_DAYLIGHT);
+}
+
+TEST_F(LocaleOfDates, SeesEveryChangeOfTheEnvironment) {
+    const auto zone = [] {
+        TIME_ZONE_INFORMATION information{};
+        P::GetTimeZoneInformation(&information);
+        return Text(information.StandardName);
+    };
+    unsetenv("TZ");
+    const Text system = zone();
+    static char own[] = "TZ=OWN1";
+    static char variable[] = "TARNKIT_X=1";
+    char* const shorter[] = {variable, own, nullptr};
+    char** whole = nullptr;
+    const std::pair<std::function<void()>, Text> steps[] = {
+        {[] { setenv("TZ", "AAA1", 1); }, u"AAA"},
+        {[] { setenv("TZ", "BBB1", 1); }, u"BBB"},
+        {[] { setenv("TARNKIT_X", "2", 1); }, u"BBB"},
+        {[] { putenv(own); }, u"OWN"},
+        {[] { own[5] = 'X'; }, u"OWX"},
+        {[&] { whole = std::exchange(environ, const_cast<char**>(shorter)); }, u"OWX"},
+        {[&] { environ = whole, unsetenv("TZ"), setenv("TZ", "CCC1", 1); }, u"CCC"},
+        {[] {
+             for (int i = 0; i < 300; i++)
+                 setenv(("TARNKIT_X" + std::to_string(i)).c_str(), "", 1);
+         },
+         u"CCC"},
+        {[] { setenv("TZ", "DDD1", 1); }, u"DDD"},
+        {[] {
+             for (int i = 0; i < 300; i++)
+                 unsetenv(("TARNKIT_X" + std::to_string(i)).c_str());
+         },
+         u"DDD"},
+        // The same number of variables, and the same last one.
+        {[] { setenv("TARNKIT_X", "1", 1), setenv("TARNKIT_Y", "1", 1), unsetenv("TZ"); }, system},
+        {[] {
+             for (const char* name : {"TARNKIT_X", "TARNKIT_Y"})
+                 unsetenv(name);
+             setenv("TZ", "EEE1", 1), setenv("TARNKIT_Y", "1", 1);
+         },
+         u"EEE"},
+        {[] { setenv("TZ", "", 1); }, u"UTC"},
+    };
+    for (const auto& [change, expected] : steps) {
+        change();
+        for (int i = 0; i < 2; i++)
+            EXPECT_EQ(zone(), expected) << &change - &steps[0].first;
+    }
+    for (const char* name : {"TARNKIT_X", "TARNKIT_Y"})
+        unsetenv(name);
 }
 
 TEST_F(LocaleOfDates, GivesPicturesByItsFormats) {

@@ -1,5 +1,6 @@
 #include "tests/support/system.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <sys/wait.h>
@@ -42,6 +43,21 @@ CProgramRun RunProgram(const std::string& commandLine, int blocks) {
     const int status = pclose(pipe);
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return result;
+}
+
+int RunInChild(const std::function<int()>& action) {
+    constexpr int kMostSeconds = 20;
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(action());
+    int status = -1;
+    for (int milliseconds = 0; waitpid(child, &status, WNOHANG) == 0; milliseconds++) {
+        if (milliseconds == kMostSeconds * 1000)
+            kill(child, SIGKILL);
+        usleep(1000);
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 } // namespace Tarn

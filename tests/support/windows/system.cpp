@@ -82,4 +82,6 @@ CProgramRun RunProgram(const std::string& commandLine, int) {
     return run;
 }
 
+int RunInChild(const std::function<int()>&) { return -1; }
+
 } // namespace Tarn
