@@ -10,8 +10,10 @@
 
 #include <algorithm>
 #include <array>
+#include <barrier>
 #include <numeric>
 #include <random>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -66,6 +68,37 @@ struct PaddedRuntime {
 struct Routed {
     void* Take(int size) { return Tarn::doAlloc(static_cast<unsigned>(size)); }
     void Give(void* block, int) { Tarn::doFree(block); }
+};
+
+// Allocates as `new` does while a private heap is the thread's current manager. All threads share the heap.
+struct RoutedToHeap : Routed {
+    static Tarn::CHeapManager& Heap() {
+        static Tarn::CHeapManager heap;
+        static const bool isCreated = (heap.Create(), true);
+        static_cast<void>(isCreated);
+        return heap;
+    }
+    Tarn::CMemoryManagerSwitcher switcher{&Heap()};
+};
+
+// While another thread has a manager of its own.
+struct RoutedBesideSwitcher : Routed {
+    std::barrier<> isOver{2};
+    std::thread other;
+
+    RoutedBesideSwitcher() {
+        std::barrier isSwitched(2);
+        other = std::thread([&] {
+            const Tarn::CMemoryManagerSwitcher switcher(&RoutedToHeap::Heap());
+            isSwitched.arrive_and_wait();
+            isOver.arrive_and_wait();
+        });
+        isSwitched.arrive_and_wait();
+    }
+    ~RoutedBesideSwitcher() {
+        isOver.arrive_and_wait();
+        other.join();
+    }
 };
 
 struct BlockPool {
@@ -212,6 +245,12 @@ BENCHMARK(each<PaddedRuntime, MixedSizes>)->Name("mixed/each/padded-malloc");
 BENCHMARK(many<PaddedRuntime, MixedSizes>)->Name("mixed/many/padded-malloc");
 BENCHMARK(many<Routed, MixedSizes>)->Name("mixed/many/doAlloc");
 BENCHMARK(many<Runtime, MixedSizes>)->Name("mixed/many/malloc");
+
+BENCHMARK(each<RoutedToHeap, MixedSizes>)->Name("mixed/each/doAlloc-CHeapManager");
+BENCHMARK(each<Runtime, MixedSizes>)->Name("mixed/each/2/malloc")->Threads(2);
+BENCHMARK(each<Routed, MixedSizes>)->Name("mixed/each/2/doAlloc")->Threads(2);
+BENCHMARK(each<RoutedBesideSwitcher, MixedSizes>)->Name("mixed/each/2/doAlloc-beside-switcher")->Threads(2);
+BENCHMARK(each<RoutedToHeap, MixedSizes>)->Name("mixed/each/2/doAlloc-CHeapManager")->Threads(2);
 
 BENCHMARK(stacked<Stack>)->Name("stacked/CStackManager");
 BENCHMARK(stacked<StandardStack>)->Name("stacked/std::pmr");
