@@ -4,6 +4,7 @@
 #include <tarnkit/file.h>
 #include <tarnkit/messages.h>
 
+#include "files/file_replacement.h"
 #include "strings/byte_order_mark.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@ namespace Tarn {
 namespace {
 
 constexpr unsigned kForReading = CFile::ForReading | CFile::DenyWrite;
-constexpr unsigned kForWriting = CFile::ForWriting | CFile::Exclusive | CFile::Create;
 constexpr int kWriteBufferSize = 4096;
 
 constexpr int kUnitSize = sizeof(char16_t);
@@ -85,14 +85,22 @@ bool convert(const CUnicodeString& text, unsigned codePage, const CUnicodeString
     return isConverted;
 }
 
-// Creates or empties a file, lets `write` fill it through an archive, and closes it.
+// Replaces or creates a file that `write` fills.
 template<class Write>
 void writeFile(const CUnicodeString& fileName, Write write) {
-    CFile file(fileName, kForWriting);
-    CArchive archive(&file, CArchive::Storing, kWriteBufferSize);
-    write(archive);
-    archive.Close();
-    file.Close();
+    CFileReplacement replacement(fileName);
+    replacement.Fill(write);
+    replacement.Commit();
+}
+
+// The same through an archive.
+template<class Write>
+void writeLines(const CUnicodeString& fileName, Write write) {
+    writeFile(fileName, [&write](CFile& file) {
+        CArchive archive(&file, CArchive::Storing, kWriteBufferSize);
+        write(archive);
+        archive.Close();
+    });
 }
 
 } // namespace
@@ -120,14 +128,14 @@ void CFile::ReadText(const CUnicodeString& fileName, CArray<CUnicodeString>& lin
 }
 
 void CFile::WriteText(const CUnicodeString& fileName, const CUnicodeString& text) {
-    CFile file(fileName, kForWriting);
-    file.WriteWord(kByteOrderMark);
-    file.Write(text.Ptr(), text.GetLength() * kUnitSize);
-    file.Close();
+    writeFile(fileName, [&text](CFile& file) {
+        file.WriteWord(kByteOrderMark);
+        file.Write(text.Ptr(), text.GetLength() * kUnitSize);
+    });
 }
 
 void CFile::WriteText(const CUnicodeString& fileName, const CArray<CUnicodeString>& lines) {
-    writeFile(fileName, [&lines](CArchive& archive) {
+    writeLines(fileName, [&lines](CArchive& archive) {
         archive << kByteOrderMark;
         for (int i = 0; i < lines.Size(); i++)
             archive.WriteUnicodeString(lines[i], i + 1 < lines.Size());
@@ -145,13 +153,11 @@ void CFile::ReadANSIText(const CUnicodeString& fileName, CArray<CString>& lines)
 }
 
 void CFile::WriteANSIText(const CUnicodeString& fileName, const CString& text) {
-    CFile file(fileName, kForWriting);
-    file.Write(text.Ptr(), text.GetLength());
-    file.Close();
+    writeFile(fileName, [&text](CFile& file) { file.Write(text.Ptr(), text.GetLength()); });
 }
 
 void CFile::WriteANSIText(const CUnicodeString& fileName, const CArray<CString>& lines) {
-    writeFile(fileName, [&lines](CArchive& archive) {
+    writeLines(fileName, [&lines](CArchive& archive) {
         for (int i = 0; i < lines.Size(); i++)
             archive.WriteString(lines[i], i + 1 < lines.Size());
     });

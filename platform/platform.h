@@ -26,6 +26,8 @@ void DebugBreak();
 /// Ends this process without running destructors.
 [[noreturn]] void TerminateThisProcess(UINT exitCode);
 DWORD GetCurrentProcessId();
+/// Fills a buffer with bytes that nobody can guess.
+BOOL RtlGenRandom(void* buffer, DWORD size);
 
 // Memory.
 HANDLE GetProcessHeap();
@@ -47,6 +49,7 @@ void* TlsGetValue(DWORD index);
 BOOL TlsSetValue(DWORD index, void* value);
 
 // Files.
+/// On POSIX only its owner can read a new file that has FILE_ATTRIBUTE_TEMPORARY.
 HANDLE CreateFileW(const char16_t* name, DWORD access, DWORD share, DWORD disposition, DWORD attributes);
 /// What Windows CE requires for a file that is going to be mapped; elsewhere the same as `CreateFileW`.
 HANDLE CreateFileForMappingW(const char16_t* name, DWORD access, DWORD share, DWORD disposition,
@@ -58,6 +61,7 @@ DWORD SetFilePointer(HANDLE file, LONG low, LONG* high, DWORD from);
 BOOL SetEndOfFile(HANDLE file);
 DWORD GetFileSize(HANDLE file, DWORD* high);
 BOOL FlushFileBuffers(HANDLE file);
+DWORD GetFileType(HANDLE file);
 BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* write);
 BOOL SetFileTime(HANDLE file, const FILETIME* creation, const FILETIME* access, const FILETIME* write);
 DWORD GetFileAttributesW(const char16_t* name);
@@ -68,10 +72,22 @@ BOOL FindClose(HANDLE search);
 BOOL DeleteFileW(const char16_t* name);
 BOOL CopyFileW(const char16_t* from, const char16_t* to, BOOL failIfExists);
 BOOL MoveFileW(const char16_t* from, const char16_t* to);
+/// A file that is replaced is replaced in one step: at every moment, also after a crash of the system, `to`
+/// names the whole old or the whole new file. On POSIX, MOVEFILE_WRITE_THROUGH stores the folders; the
+/// contents of the file must have been stored before (`FlushFileBuffers`). Knows the three flags of types.h.
+BOOL MoveFileExW(const char16_t* from, const char16_t* to, DWORD flags);
+/// Prepares `file`, which only its owner can read, to replace `model`: it gets the attributes, the owner, the
+/// group, the mode and the access-control list of `model` and on POSIX its extended attributes, as far as the
+/// system allows this user to give them. If there is no `model`, it gets what any new file gets. Stands for
+/// several calls of Windows.
+BOOL CopyFileSecurityW(const char16_t* model, const char16_t* file);
+/// Writes the path of the file that a symbolic link leads to in the end. On POSIX that file may be missing.
+/// Returns its length, 0 if `link` is no link, or the size needed if `size` is too small. Stands for several
+/// calls of Windows.
+DWORD GetLinkTargetW(const char16_t* link, DWORD size, char16_t* path);
 BOOL CreateDirectoryW(const char16_t* name);
 BOOL RemoveDirectoryW(const char16_t* name);
 DWORD GetTempPathW(DWORD size, char16_t* buffer);
-UINT GetTempFileNameW(const char16_t* directory, const char16_t* prefix, UINT unique, char16_t* name);
 BOOL GetDiskFreeSpaceExW(const char16_t* directory, UInt64* available, UInt64* total, UInt64* free);
 UINT GetSystemDirectoryW(char16_t* buffer, UINT size);
 UINT GetWindowsDirectoryW(char16_t* buffer, UINT size);

@@ -233,6 +233,13 @@ inline constexpr DWORD FILE_FLAG_RANDOM_ACCESS = 0x10000000;
 inline constexpr DWORD FILE_FLAG_NO_BUFFERING = 0x20000000;
 inline constexpr DWORD FILE_FLAG_OVERLAPPED = 0x40000000;
 inline constexpr DWORD FILE_FLAG_WRITE_THROUGH = 0x80000000;
+inline constexpr DWORD FILE_TYPE_UNKNOWN = 0;
+inline constexpr DWORD FILE_TYPE_DISK = 1;
+inline constexpr DWORD FILE_TYPE_CHAR = 2;
+inline constexpr DWORD FILE_TYPE_PIPE = 3;
+inline constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
+inline constexpr DWORD MOVEFILE_COPY_ALLOWED = 0x2;
+inline constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
 
 // The shell's folders.
 inline constexpr int CSIDL_DESKTOP = 0x00;

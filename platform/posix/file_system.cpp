@@ -22,6 +22,7 @@ namespace {
 constexpr unsigned kPermissions = 0777;
 constexpr unsigned kWriteBits = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr int kMostTries = 100;
+constexpr DWORD kMoveFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH;
 
 DWORD codeOfLastCall(int result) { return result == 0 ? DWORD{ERROR_SUCCESS} : CodeOf(errno); }
 
@@ -210,9 +211,13 @@ DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsig
     return succeeded ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
 }
 
-/// Copies to a free name. A file that is being moved keeps its owner and permissions; any other copy is a new
+/// What a copy is for. A file that is being moved keeps its owner and permissions; any other copy is a new
 /// file of this user.
-DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& target, bool moves) {
+enum class CopyPurpose { Copy, Move, MoveOver };
+
+/// Copies to a free name, or over what has the name.
+DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& target, CopyPurpose purpose) {
+    const bool moves = purpose != CopyPurpose::Copy;
     NewCopy copy;
     if (const DWORD code = copy.Begin(target, from.mode & kPermissions); code != ERROR_SUCCESS)
         return code;
@@ -230,7 +235,7 @@ DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& tar
         return CodeOf(errno);
     if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
         return code;
-    return copy.TakeName(target);
+    return purpose == CopyPurpose::MoveOver ? copy.Replace(target) : copy.TakeName(target);
 }
 
 /// Copies into the open file itself: a device, or a file in a directory where no new file can be created or
@@ -281,7 +286,7 @@ DWORD tryCopy(OpenFile& source, const FileInformation& information, const char16
     const DWORD code = Find(to, target);
     if (code == ERROR_FILE_NOT_FOUND)
         return target.endsWithSeparator ? DWORD{ERROR_INVALID_NAME}
-                                        : copyToNew(source, information, target.path, false);
+                                        : copyToNew(source, information, target.path, CopyPurpose::Copy);
     if (code != ERROR_SUCCESS)
         return code;
     if (failIfExists)
@@ -319,14 +324,21 @@ DWORD copyFile(const char16_t* from, const char16_t* to, BOOL failIfExists) {
     return ERROR_SHARING_VIOLATION;
 }
 
+/// Where a file is moved to, and what is there now, if it is to be replaced.
+struct MoveTarget {
+    String path;
+    Name replaced;
+    bool replaces = false;
+};
+
 /// Moves to another file system: a file is copied and a symbolic link recreated; nothing else can be moved.
-DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
-    if (from.entry.IsLink()) {
+DWORD moveAcross(const char16_t* text, const Name& from, const MoveTarget& to) {
+    if (from.entry.IsLink() && !to.replaces) {
         char text8[PATH_MAX];
         const ssize_t size = readlink(from.path.c_str(), text8, sizeof text8);
         if (size < 0 || size == sizeof text8)
             return size < 0 ? CodeOf(errno) : DWORD{ERROR_FILENAME_EXCED_RANGE};
-        if (symlink(String(text8, static_cast<std::size_t>(size)).c_str(), to.c_str()) != 0)
+        if (symlink(String(text8, static_cast<std::size_t>(size)).c_str(), to.path.c_str()) != 0)
             return CodeOf(errno);
     } else if (from.entry.IsRegular()) {
         Owned<OpenFile> source;
@@ -334,7 +346,8 @@ DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
         if (const DWORD code = Open(text, GENERIC_READ, kAllAccesses, OPEN_EXISTING, 0, source, existed);
             code != ERROR_SUCCESS)
             return code;
-        if (const DWORD code = copyToNew(*source, from.entry, to, true); code != ERROR_SUCCESS)
+        const CopyPurpose purpose = to.replaces ? CopyPurpose::MoveOver : CopyPurpose::Move;
+        if (const DWORD code = copyToNew(*source, from.entry, to.path, purpose); code != ERROR_SUCCESS)
             return code;
     } else {
         return ERROR_NOT_SAME_DEVICE;
@@ -344,40 +357,94 @@ DWORD moveAcross(const char16_t* text, const Name& from, const String& to) {
     return ERROR_SUCCESS;
 }
 
-/// Finds the free path that `text` names. The moved file's own name in another spelling counts as free.
-DWORD findMoveTarget(const char16_t* text, const Name& from, String& path) {
+/// Finds the path that `text` names. The moved file's own name in another spelling counts as free.
+DWORD findMoveTarget(const char16_t* text, const Name& from, bool mayReplace, MoveTarget& found) {
     Name target;
     const DWORD code = Find(text, target);
     if (code == ERROR_FILE_NOT_FOUND) {
-        path = target.path;
+        found.path = target.path;
         return target.endsWithSeparator && !from.IsDirectory() ? DWORD{ERROR_INVALID_NAME}
                                                                : DWORD{ERROR_SUCCESS};
     }
     if (code != ERROR_SUCCESS)
         return code;
-    if (target.path != from.path || target.given.empty())
+    const bool isItself = target.path == from.path;
+    if (isItself ? target.given.empty() : !mayReplace)
         return ERROR_ALREADY_EXISTS;
-    path = Join(ParentOf(target.path), target.given);
-    return ERROR_SUCCESS;
+    found.path = isItself ? Join(ParentOf(target.path), target.given) : target.path;
+    found.replaces = !isItself;
+    found.replaced = target;
+    const bool isProtected = target.IsDirectory() || (!target.entry.IsLink() && target.entry.IsReadOnly());
+    return !isItself && (isProtected || from.IsDirectory()) ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
-DWORD moveFile(const char16_t* fromText, const char16_t* toText) {
+/// The folder of a path, for storing what happens in it. What cannot be opened or stored, the system stores
+/// in its own time.
+class StoredFolder {
+public:
+    explicit StoredFolder(const String& path)
+        : descriptor(open(ParentOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+    ~StoredFolder() {
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+    StoredFolder(const StoredFolder&) = delete;
+    StoredFolder& operator=(const StoredFolder&) = delete;
+
+    void Store() const {
+        while (descriptor >= 0 && fsync(descriptor) != 0 && errno == EINTR) {
+        }
+    }
+
+private:
+    int descriptor;
+};
+
+/// Two names of one file stay as they are when one is moved over the other, so the first is removed.
+int moveOver(const Name& from, const MoveTarget& to) {
+    const bool isSameFile = from.entry.IsSameFile(to.replaced.entry);
+    const int result = isSameFile ? unlink(from.path.c_str()) : rename(from.path.c_str(), to.path.c_str());
+    return result == 0 ? 0 : errno;
+}
+
+DWORD move(const char16_t* fromText, const Name& from, const MoveTarget& to, DWORD flags) {
+    DeletionClaim claims[2];
+    if (const DWORD code = claims[0].Take(from); code != ERROR_SUCCESS)
+        return code;
+    if (from.path == to.path)
+        return ERROR_SUCCESS;
+    // As on Windows, a file that is in use counts as one that may not be replaced.
+    if (const DWORD code = to.replaces ? claims[1].Take(to.replaced) : DWORD{ERROR_SUCCESS};
+        code != ERROR_SUCCESS)
+        return code == ERROR_SHARING_VIOLATION ? DWORD{ERROR_ACCESS_DENIED} : code;
+    const int error = to.replaces ? moveOver(from, to) : renameToFree(from.path, to.path);
+    if (error != EXDEV)
+        return CodeOf(error);
+    return (flags & MOVEFILE_COPY_ALLOWED) != 0 ? moveAcross(fromText, from, to)
+                                                : DWORD{ERROR_NOT_SAME_DEVICE};
+}
+
+DWORD moveFile(const char16_t* fromText, const char16_t* toText, DWORD flags) {
+    if ((flags & ~kMoveFlags) != 0)
+        return ERROR_INVALID_PARAMETER;
     Name from;
     if (const DWORD code = Find(fromText, from); code != ERROR_SUCCESS)
         return code;
-    String to;
-    if (const DWORD code = findMoveTarget(toText, from, to); code != ERROR_SUCCESS)
+    MoveTarget to;
+    if (const DWORD code = findMoveTarget(toText, from, (flags & MOVEFILE_REPLACE_EXISTING) != 0, to);
+        code != ERROR_SUCCESS)
         return code;
-    for (const String* path : {&std::as_const(from.path), &std::as_const(to)})
+    for (const String* path : {&std::as_const(from.path), &std::as_const(to.path)})
         if (const DWORD code = CheckParentWritable(*path); code != ERROR_SUCCESS)
             return code;
-    DeletionClaim claim;
-    if (const DWORD code = claim.Take(from); code != ERROR_SUCCESS)
-        return code;
-    if (from.path == to)
-        return ERROR_SUCCESS;
-    const int error = renameToFree(from.path, to);
-    return error == EXDEV ? moveAcross(fromText, from, to) : CodeOf(error);
+    if ((flags & MOVEFILE_WRITE_THROUGH) == 0)
+        return move(fromText, from, to, flags);
+    const StoredFolder newFolder(to.path);
+    const StoredFolder oldFolder(from.path);
+    const DWORD code = move(fromText, from, to, flags);
+    newFolder.Store(); // first: the file must not lose its old name before it has the new one
+    oldFolder.Store();
+    return code;
 }
 
 } // namespace
@@ -407,7 +474,11 @@ BOOL CopyFileW(const char16_t* from, const char16_t* to, BOOL failIfExists) {
 }
 
 BOOL MoveFileW(const char16_t* from, const char16_t* to) {
-    return Report(Guarded([&] { return moveFile(from, to); }));
+    return MoveFileExW(from, to, MOVEFILE_COPY_ALLOWED);
+}
+
+BOOL MoveFileExW(const char16_t* from, const char16_t* to, DWORD flags) {
+    return Report(Guarded([&] { return moveFile(from, to, flags); }));
 }
 
 BOOL CreateDirectoryW(const char16_t* name) {

@@ -183,6 +183,15 @@ BOOL FlushFileBuffers(HANDLE handle) {
     });
 }
 
+DWORD GetFileType(HANDLE handle) {
+    DWORD type = FILE_TYPE_UNKNOWN;
+    onFile(handle, [&](OpenFile& file) {
+        type = file.isRegular ? FILE_TYPE_DISK : file.isSeekable ? FILE_TYPE_CHAR : FILE_TYPE_PIPE;
+        return DWORD{ERROR_SUCCESS};
+    });
+    return type;
+}
+
 BOOL GetFileTime(HANDLE handle, FILETIME* creation, FILETIME* access, FILETIME* write) {
     return onFile(handle, [&](OpenFile& file) {
         FileInformation information;

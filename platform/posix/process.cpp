@@ -1,6 +1,7 @@
 // Last error, debugger output and the end of the process.
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/error_codes.h"
 #include "platform/posix/support/last_error.h"
 #include "platform/posix/support/standard_streams.h"
 #include "platform/posix/support/write_signals.h"
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/random.h>
 #include <unistd.h>
 
 namespace Tarn::Platform::Posix {
@@ -75,6 +77,20 @@ void DebugBreak() { raise(SIGTRAP); }
 void TerminateThisProcess(UINT exitCode) { _exit(static_cast<int>(exitCode)); }
 
 DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
+
+BOOL RtlGenRandom(void* buffer, DWORD size) {
+    auto bytes = static_cast<char*>(buffer);
+    while (size > 0) {
+        const ssize_t given = getrandom(bytes, size, 0);
+        if (given < 0 && errno != EINTR)
+            return Posix::Report(Posix::CodeOf(errno));
+        if (given > 0) {
+            bytes += given;
+            size -= static_cast<DWORD>(given);
+        }
+    }
+    return Posix::Report(ERROR_SUCCESS);
+}
 
 } // namespace Tarn::Platform
 

@@ -18,6 +18,10 @@ BOOL CopyFileW(const char16_t* from, const char16_t* to, BOOL failIfExists) {
 
 BOOL MoveFileW(const char16_t* from, const char16_t* to) { return ::MoveFileW(wide(from), wide(to)); }
 
+BOOL MoveFileExW(const char16_t* from, const char16_t* to, DWORD flags) {
+    return ::MoveFileExW(wide(from), wide(to), flags);
+}
+
 BOOL CreateDirectoryW(const char16_t* name) { return ::CreateDirectoryW(wide(name), nullptr); }
 
 BOOL RemoveDirectoryW(const char16_t* name) { return ::RemoveDirectoryW(wide(name)); }

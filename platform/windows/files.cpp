@@ -33,6 +33,8 @@ DWORD GetFileSize(HANDLE file, DWORD* high) { return ::GetFileSize(file, high); 
 
 BOOL FlushFileBuffers(HANDLE file) { return ::FlushFileBuffers(file); }
 
+DWORD GetFileType(HANDLE file) { return ::GetFileType(file); }
+
 BOOL GetFileTime(HANDLE file, FILETIME* creation, FILETIME* access, FILETIME* write) {
     return ::GetFileTime(file, creation, access, write);
 }

@@ -2,6 +2,10 @@
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 
+#include <ntsecapi.h>
+
+#undef RtlGenRandom // a macro for the name that the library exports
+
 namespace Tarn::Platform {
 
 DWORD GetLastError() { return ::GetLastError(); }
@@ -18,5 +22,7 @@ void TerminateThisProcess(UINT exitCode) {
 }
 
 DWORD GetCurrentProcessId() { return ::GetCurrentProcessId(); }
+
+BOOL RtlGenRandom(void* buffer, DWORD size) { return SystemFunction036(buffer, size); }
 
 } // namespace Tarn::Platform

@@ -1,14 +1,10 @@
-// The folders of the system, names for temporary files, and the free space on a disk.
+// The folders of the system, and the free space on a disk.
 #include "platform/platform.h"
 #include "platform/windows/text16.h"
 
 namespace Tarn::Platform {
 
 DWORD GetTempPathW(DWORD size, char16_t* buffer) { return ::GetTempPathW(size, wide(buffer)); }
-
-UINT GetTempFileNameW(const char16_t* directory, const char16_t* prefix, UINT unique, char16_t* name) {
-    return ::GetTempFileNameW(wide(directory), wide(prefix), unique, wide(name));
-}
 
 BOOL GetDiskFreeSpaceExW(const char16_t* directory, UInt64* available, UInt64* total, UInt64* free) {
     static_assert(sizeof(UInt64) == sizeof(ULARGE_INTEGER));

@@ -17,7 +17,11 @@ protected:
     }
     ~TempFileTest() override { Reset(); }
 
-    auto CountIn(const char* dir) const { return std::distance(stdfs::directory_iterator(folder / dir), {}); }
+    // The mark of the process is not counted.
+    auto CountIn(const char* dir) const {
+        return std::count_if(stdfs::directory_iterator(folder / dir), {},
+                             [](const auto& entry) { return entry.path().filename().string()[0] != '.'; });
+    }
 };
 
 TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
@@ -74,6 +78,23 @@ TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
     file.Close();
     DeleteAll();
     EXPECT_EQ(CountIn("temp"), 2);
+}
+
+TEST_F(TempFileTest, OfAProcessThatIsGoneAreRemovedByTheNextOneAndNoOthers) {
+    const char* const stray[] = {".tarnkit-12.lock", "nbk12-1.tmp", "12-A.tmp", ".tarnkit-.lock"};
+    const char* const kept[] = {".tarnkit-34.lock", "nbk34-1.tmp", "nbk56-1.tmp",
+                                "nbk12.tmp",        "12-1.txt",    "-1.tmp"};
+    for (const char* name : stray)
+        WriteBytes(folder / name, "");
+    for (const char* name : kept)
+        WriteBytes(folder / name, "");
+    CFile lock(u".tarnkit-34.lock", CFile::ForReadingAndWriting | CFile::Exclusive);
+    Delete(NewInDir(Full(""), nullptr));
+    for (const char* name : stray)
+        EXPECT_EQ(stdfs::exists(folder / name), name == stray[3]) << name;
+    for (const char* name : kept)
+        EXPECT_TRUE(stdfs::exists(folder / name)) << name;
+    EXPECT_EQ(std::distance(stdfs::directory_iterator(folder), {}), 8) << "the own mark is gone";
 }
 
 TEST_F(TempFileTest, StayOnDiskIfTheUserKeepsThem) {

@@ -378,29 +378,27 @@ TEST_F(Files, DirectoriesAndMovesReportWhatPreventsThem) {
     EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"file"}));
 }
 
-TEST_F(Files, TemporaryNamesAreUniqueAndPrefixedAndFilesCreatedOnlyOnRequest) {
-    char16_t name[MAX_PATH];
-    const Text place = base + u"folder";
-    EXPECT_EQ(P::GetTempFileNameW(place.c_str(), u"prefix", 0x1A2B, name), 0x1A2BU);
-    Text expected = place + u"\\pre1A2B.tmp";
-    P::CharLowerBuffW(expected.data(), static_cast<DWORD>(expected.size()));
-    Text given = name;
-    P::CharLowerBuffW(given.data(), static_cast<DWORD>(given.size()));
-    EXPECT_EQ(given, expected);
-    EXPECT_FALSE(exists(name));
-    const UINT first = P::GetTempFileNameW(place.c_str(), u"t", 0, name);
-    const UINT second = P::GetTempFileNameW(place.c_str(), u"t", 0, name);
-    EXPECT_TRUE(first != 0 && second != 0 && first != second);
-    EXPECT_EQ(get(name), "");
-    EXPECT_EQ(find(place + u"\\T*.TMP").size(), 2U);
-    for (const char16_t* wrong : {u"none", u"file"})
-        EXPECT_EQ(codeOf([&] { return P::GetTempFileNameW((base + wrong).c_str(), u"t", 0, name); }),
-                  ERROR_DIRECTORY);
-    constexpr DWORD kBufferOverflow = 111;
-    expectEach(kBufferOverflow, {orWines(ERROR_DIRECTORY, kBufferOverflow, codeOf([&] {
-                                             return P::GetTempFileNameW(Text(250, u'x').c_str(), u"t", 1,
-                                                                        name);
-                                         }))});
+TEST_F(Files, AreReplacedByOthersOnlyOnRequestAndWhereThatIsAllowed) {
+    const auto moveWith = [this](DWORD flags) {
+        return with([=](auto from, auto to) { return P::MoveFileExW(from, to, flags); });
+    };
+    const auto replace = moveWith(MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    put(base + u"new", "new");
+    EXPECT_EQ(moveWith(0)(u"new", u"file"), ERROR_ALREADY_EXISTS);
+    expectEach(ERROR_ACCESS_DENIED, {replace(u"new", u"folder"), replace(u"folder", u"file")});
+    EXPECT_EQ(replace(u"none", u"file"), ERROR_FILE_NOT_FOUND);
+    for (const DWORD share : {DWORD{FILE_SHARE_READ}, kShareAll}) {
+        const Opened held(base + u"file", kRead, share);
+        EXPECT_EQ(replace(u"new", u"file"), ERROR_ACCESS_DENIED);
+    }
+    P::SetFileAttributesW((base + u"file").c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(replace(u"new", u"file"), ERROR_ACCESS_DENIED);
+    P::SetFileAttributesW((base + u"file").c_str(), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_EQ(get(base + u"file") + get(base + u"new"), "oldnew");
+    expectEach(ERROR_SUCCESS,
+               {replace(u"new", u"file"), replace(u"file", u"FILE"), replace(u"file", u"free")});
+    EXPECT_EQ(get(base + u"free"), "new");
+    EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"folder", u"free"}));
 }
 
 TEST_F(Files, FoldersOfTheSystemExistAndSmallBuffersGetTheSizeNeeded) {

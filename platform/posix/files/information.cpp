@@ -43,19 +43,6 @@ int query(int directory, const char* path, int flags, FileInformation& result) {
     return 0;
 }
 
-/// The process's mask for new files. Reading it with umask() would change it for a moment, for all threads.
-unsigned fileModeMask() {
-    unsigned mask = 022;
-    if (FILE* status = std::fopen("/proc/self/status", "re"); status != nullptr) {
-        char line[128];
-        while (std::fgets(line, sizeof line, status) != nullptr)
-            if (std::sscanf(line, "Umask: %o", &mask) == 1)
-                break;
-        std::fclose(status);
-    }
-    return mask;
-}
-
 } // namespace
 
 int Query(const char* path, FileInformation& result, int flags, int directory) {
@@ -75,9 +62,22 @@ DWORD AttributesOf(const FileInformation& entry, const FileInformation& target) 
     return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
 }
 
+// Reading it with umask() would change it for a moment, for all threads.
+unsigned FileModeMask() {
+    unsigned mask = 022;
+    if (FILE* status = std::fopen("/proc/self/status", "re"); status != nullptr) {
+        char line[128];
+        while (std::fgets(line, sizeof line, status) != nullptr)
+            if (std::sscanf(line, "Umask: %o", &mask) == 1)
+                break;
+        std::fclose(status);
+    }
+    return mask;
+}
+
 unsigned WritableMode(unsigned mode) {
     const unsigned readers = (mode & kReadBits) >> 1;
-    return mode | S_IWUSR | (readers & kWriteBits & ~fileModeMask());
+    return mode | S_IWUSR | (readers & kWriteBits & ~FileModeMask());
 }
 
 timespec ToTimespec(const FILETIME& time) {

@@ -41,6 +41,9 @@ DWORD AttributesOf(const FileInformation& entry, const FileInformation& target);
 /// unless the process's mask forbids it for new files.
 unsigned WritableMode(unsigned mode);
 
+/// The process's mask for new files.
+unsigned FileModeMask();
+
 timespec ToTimespec(const FILETIME& time);
 
 } // namespace Tarn::Platform::Posix

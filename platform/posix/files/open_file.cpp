@@ -18,6 +18,7 @@ namespace {
 
 constexpr unsigned kNewFileMode = 0666;
 constexpr unsigned kNewReadOnlyMode = 0444;
+constexpr unsigned kNewTemporaryMode = 0600;
 constexpr std::size_t kTransferSize = 0x10000;
 constexpr std::size_t kMostInOneCall = 0x40000000;
 constexpr int kCommonFlags = O_CLOEXEC | O_NOCTTY;
@@ -40,7 +41,9 @@ struct Request {
     bool Truncates() const { return disposition == CREATE_ALWAYS || disposition == TRUNCATE_EXISTING; }
     bool DeletesOnClose() const { return (attributes & FILE_FLAG_DELETE_ON_CLOSE) != 0; }
     unsigned NewMode() const {
-        return (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? kNewReadOnlyMode : kNewFileMode;
+        return (attributes & FILE_ATTRIBUTE_READONLY) != 0    ? kNewReadOnlyMode
+               : (attributes & FILE_ATTRIBUTE_TEMPORARY) != 0 ? kNewTemporaryMode
+                                                              : kNewFileMode;
     }
     /// The accesses that others may deny.
     DWORD Accesses() const {

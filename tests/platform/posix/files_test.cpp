@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <thread>
 #include <unistd.h>
 
@@ -186,6 +187,57 @@ TEST_F(PosixFiles, CopiesAndAttributesKeepThePermissionsOfAFile) {
     EXPECT_TRUE(P::SetFileAttributesW((base + u"new").c_str(), FILE_ATTRIBUTE_NORMAL));
     EXPECT_EQ(modeOf("files/new"), 0750U);
     umask(mask);
+}
+
+TEST_F(PosixFiles, AReplacementTakesOverWhoMayDoWhatWithTheOldFile) {
+    const mode_t mask = umask(027);
+    const auto securityOf = [this](const char16_t* model) {
+        fs::remove("files/temp");
+        EXPECT_EQ(Opened(base + u"temp", kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY).Failure(), 0U);
+        EXPECT_EQ(modeOf("files/temp"), 0600U);
+        EXPECT_EQ(with(P::CopyFileSecurityW)(model, u"temp"), 0U);
+        return modeOf("files/temp");
+    };
+    EXPECT_EQ(securityOf(u"none"), 0640U);
+    umask(mask);
+    for (const mode_t mode : {0600U, 0664U, 0755U})
+        EXPECT_EQ((chmod("files/file", mode), securityOf(u"file")), mode);
+    const bool hasAttributes = setxattr("files/file", "user.origin", "here", 4, 0) == 0;
+    const bool isRoot = chown("files/file", 65534, 65533) == 0;
+    EXPECT_EQ(securityOf(u"file"), 0755U);
+    struct stat status {};
+    EXPECT_EQ(stat("files/temp", &status), 0);
+    EXPECT_TRUE(!isRoot || (status.st_uid == 65534 && status.st_gid == 65533));
+    char value[9] = "";
+    EXPECT_TRUE(!hasAttributes || getxattr("files/temp", "user.origin", value, 8) == 4) << value;
+    chmod("files/file", 0674);
+    const bool isOther = isRoot && chmod("files", 0777) == 0 && seteuid(65532) == 0;
+    fs::remove("files/temp");
+    EXPECT_EQ(Opened(u"files\\temp", kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY).Failure(), 0U);
+    EXPECT_TRUE(P::CopyFileSecurityW(u"files\\file", u"files\\temp"));
+    EXPECT_TRUE(!isOther || seteuid(0) == 0);
+    EXPECT_EQ(modeOf("files/temp"), isOther ? 0644U : 0674U) << "another group gets no more than everybody";
+}
+
+TEST_F(PosixFiles, ANameIsFollowedThroughLinksAndTwoNamesOfOneFileBecomeOne) {
+    const auto targetOf = [this](const char16_t* link) {
+        char16_t path[MAX_PATH];
+        const DWORD length = P::GetLinkTargetW((base + link).c_str(), MAX_PATH, path);
+        return Text(path, length);
+    };
+    fs::create_symlink("to next", "files/to link");
+    fs::create_symlink(fs::absolute("files/folder/missing"), "files/to next");
+    fs::create_symlink("loop", "files/loop");
+    EXPECT_TRUE(targetOf(u"to link").ends_with(u"files\\folder\\missing"));
+    for (const char16_t* name : {u"file", u"folder", u"none", u"loop"})
+        EXPECT_EQ(targetOf(name), u"");
+    fs::create_hard_link("files/file", "files/second");
+    EXPECT_EQ(codeOf([&] {
+                  return P::MoveFileExW((base + u"second").c_str(), (base + u"file").c_str(),
+                                        MOVEFILE_REPLACE_EXISTING);
+              }),
+              0U);
+    EXPECT_TRUE(exists(base + u"file") && !exists(base + u"second"));
 }
 
 TEST_F(PosixFiles, AReaderCannotTruncateAFileThatOthersMayNotWrite) {

@@ -1,0 +1,34 @@
+// How temporary files are told from those that a process which was killed has left behind.
+//
+// A process with temporary files in a folder has a lock file there, ".tarnkit-TOKEN.lock", which it keeps
+// open exclusively, and the names of its temporary files contain the same random token. However the process
+// ends, the system then lets others open the lock. Who can do so removes the files of that token, then the
+// lock. Files whose lock is missing are left alone, and so is everything where locks exclude nobody.
+#pragma once
+
+#include <tarnkit/types.h>
+#include <tarnkit/unicode_string.h>
+
+namespace Tarn {
+
+/// This process's mark in a folder. Copies are the same mark; it ends with `Remove`.
+struct CTempFolder {
+    CUnicodeString dir; // a full path that ends with a separator
+    CUnicodeString token;
+    HANDLE lock = INVALID_HANDLE_VALUE;
+    int files = 0;       // how many files of this process need the mark
+    bool isKept = false; // even without files
+    int lastNumber = 0;
+
+    /// Puts a mark into the folder. Returns false and leaves the last error if that cannot be done.
+    bool Create(const CUnicodeString& folder);
+    void Remove() const;
+
+    /// The full name of the next temporary file, which begins with at most three units of `prefix`.
+    CUnicodeString NextName(const char16_t* prefix);
+};
+
+/// Removes from a folder what processes that are gone have left. Ignores what cannot be removed.
+void RemoveStrayTempFiles(const CUnicodeString& folder);
+
+} // namespace Tarn
