@@ -9,7 +9,7 @@ namespace {
 
 constexpr unsigned kForWriting = CFile::ForWriting | CFile::Exclusive | CFile::Create;
 
-enum class TOldFile { missing, onDisk, device };
+enum class TOldFile { missing, replaceable, inPlace };
 
 // What is there to be replaced. A file that could not be overwritten must not be replaced either.
 TOldFile checkOldFile(const CUnicodeString& name) {
@@ -22,7 +22,8 @@ TOldFile checkOldFile(const CUnicodeString& name) {
     }
     const DWORD type = Platform::GetFileType(old);
     Platform::CloseHandle(old);
-    return type == FILE_TYPE_DISK ? TOldFile::onDisk : TOldFile::device;
+    const bool isDocument = type == FILE_TYPE_DISK && !TempFile::IsTempFile(name);
+    return isDocument ? TOldFile::replaceable : TOldFile::inPlace;
 }
 
 } // namespace
@@ -30,11 +31,11 @@ TOldFile checkOldFile(const CUnicodeString& name) {
 CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
     : name(TempFile::FollowLinks(FileSystem::FullPath(fileName))) {
     const TOldFile old = checkOldFile(name);
-    if (old != TOldFile::device)
+    if (old != TOldFile::inPlace)
         temp = TempFile::TryNewInDir(FileSystem::GetDrivePath(name), nullptr);
     if (temp.IsEmpty()) {
         const DWORD code = Platform::GetLastError();
-        if (old == TOldFile::missing || (old == TOldFile::onDisk && code != ERROR_ACCESS_DENIED))
+        if (old == TOldFile::missing || (old == TOldFile::replaceable && code != ERROR_ACCESS_DENIED))
             ThrowFileException(code, name);
         file.Open(name, kForWriting);
         return;

@@ -50,12 +50,11 @@ void CBook::load(CArchive& archive) {
 void CBook::Save(const CUnicodeString& fileName) const {
     CUnicodeString fullName(fileName);
     FileSystem::MakeFullPath(fullName);
-    // The old book stays untouched until the new one is complete on the disk beside it.
+    // The old book stays untouched until the new one is complete and stored beside it.
     const CUnicodeString tempName = TempFile::NewInDir(FileSystem::GetDrivePath(fullName), u"nbk");
     try {
         CFile file(tempName, CFile::ForWriting | CFile::Create);
         Save(file);
-        file.Flush();
         file.Close();
         TempFile::MakePermanent(tempName, fullName);
     } catch (CException*) {

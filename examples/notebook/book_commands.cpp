@@ -46,9 +46,19 @@ CNote readNote(const CUnicodeString& fileName, const CArguments& arguments) {
     return note;
 }
 
-void addNote(CBook& book, const CUnicodeString& bookName, const CNote& note) {
-    if (FileSystem::AccessFile(bookName, 0))
+// Only a book that does not exist is begun. Any other failure must not replace the user's notes by one.
+void loadIfThere(CBook& book, const CUnicodeString& bookName) {
+    try {
         book.Load(bookName);
+    } catch (CFileException* e) {
+        if (e->ErrorCode() != ERROR_FILE_NOT_FOUND)
+            throw;
+        e->Delete();
+    }
+}
+
+void addNote(CBook& book, const CUnicodeString& bookName, const CNote& note) {
+    loadIfThere(book, bookName);
     book.Add(note);
 }
 

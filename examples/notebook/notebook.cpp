@@ -58,11 +58,24 @@ bool execute(const CArguments& arguments, CSettings& settings) {
             (!arguments.IsDryRun() && ExecuteSettingCommand(arguments.Words(), settings)));
 }
 
+// Shows whatever goes wrong in `action`, a lack of memory included.
+template<class Action>
+bool report(Action action) {
+    try {
+        action();
+        return true;
+    } catch (CException* e) {
+        Warning(e);
+        e->Delete();
+        return false;
+    }
+}
+
 // Runs the command and shows what goes wrong, in a log when the user named one.
 bool runAndReport(const CArray<CUnicodeString>& argumentList) {
     std::optional<CFileMessageHandler> log;
     std::optional<CMessageHandlerSwitcher> logging;
-    try {
+    return report([&] {
         enterUsersFolder();
         CArguments arguments(argumentList);
         CSettings settings(arguments.Profile());
@@ -76,12 +89,14 @@ bool runAndReport(const CArray<CUnicodeString>& argumentList) {
             GenCheck(ERR_NOTEBOOK_USAGE);
         if (!Console::IsAllPrinted())
             ThrowFileException(CFileException::generic, u"stdout");
-        return true;
-    } catch (CException* e) {
-        Warning(e);
-        e->Delete();
-        return false;
-    }
+    });
+}
+
+void prepare() {
+    const CUnicodeString folder = FileSystem::GetEXEDir();
+    AddResourcePrefix(folder, u"Notebook");
+    AddResourcePrefix(folder, u"Tarnkit");
+    SetAppTitle(u"Notebook");
 }
 
 } // namespace
@@ -89,12 +104,12 @@ bool runAndReport(const CArray<CUnicodeString>& argumentList) {
 int main(int argc, char** argv) {
     CErrorOutputHandler errorOutput;
     CMessageHandlerSwitcher toErrorOutput(&errorOutput);
-    const CUnicodeString folder = FileSystem::GetEXEDir();
-    AddResourcePrefix(folder, u"Notebook");
-    AddResourcePrefix(folder, u"Tarnkit");
-    SetAppTitle(u"Notebook");
-    const bool isDone = Initialize(u"Software\\Velmora\\Notebook", u"Software\\Velmora\\Notebook") &&
-                        runAndReport(Console::Arguments(argc, argv));
-    Clean();
-    return isDone ? 0 : 1;
+    bool isDone = false;
+    report([&] {
+        prepare();
+        isDone = Initialize(u"Software\\Velmora\\Notebook", u"Software\\Velmora\\Notebook") &&
+                 runAndReport(Console::Arguments(argc, argv));
+    });
+    const bool isClean = report(Clean);
+    return isDone && isClean ? 0 : 1;
 }
