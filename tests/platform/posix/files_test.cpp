@@ -232,11 +232,10 @@ TEST_F(PosixFiles, ANameIsFollowedThroughLinksAndTwoNamesOfOneFileBecomeOne) {
     for (const char16_t* name : {u"file", u"folder", u"none", u"loop"})
         EXPECT_EQ(targetOf(name), u"");
     fs::create_hard_link("files/file", "files/second");
-    EXPECT_EQ(codeOf([&] {
-                  return P::MoveFileExW((base + u"second").c_str(), (base + u"file").c_str(),
-                                        MOVEFILE_REPLACE_EXISTING);
-              }),
-              0U);
+    const auto replace =
+        with([](auto from, auto to) { return P::MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING); });
+    EXPECT_EQ(replace(u"second", u"file"), 0U);
+    EXPECT_EQ(replace(u"folder", u"file"), ERROR_ACCESS_DENIED);
     EXPECT_TRUE(exists(base + u"file") && !exists(base + u"second"));
 }
 
