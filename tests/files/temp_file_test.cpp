@@ -1,11 +1,16 @@
 #include "tests/files/support.h"
+#include "tests/support/capabilities.h"
 
 #include <tarnkit/registry_key.h>
 #include <tarnkit/temp_file.h>
 
+#include <atomic>
+#include <thread>
+
 using namespace Tarn;
 using namespace Tarn::TempFile;
 namespace stdfs = std::filesystem;
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -64,6 +69,58 @@ TEST_F(TempFileTest, ReplaceAnOldFileWhenMadePermanentOrLeaveEverythingUnchanged
     DeleteAll();
     EXPECT_EQ(CountIn("temp"), 2);
     EXPECT_EQ(CountIn(""), 6);
+}
+
+TEST_F(TempFileTest, GiveWayToDocumentsThatAreWholeWheneverSomebodyLooks) {
+    WriteBytes(folder / "document", "old");
+    std::atomic<bool> isOver = false;
+    int looks = 0;
+    int failures = 0;
+    std::thread watcher([&] {
+        for (; !isOver; looks++) {
+            std::ifstream stream(folder / "document", std::ios::binary);
+            const Bytes bytes(std::istreambuf_iterator<char>(stream), {});
+            const bool isWhole = bytes == "old" || bytes == "\xFF\xFEn\0e\0w\0"sv;
+            // While it is exchanged, it may not be open to others, but it is always there.
+            failures += stream ? !isWhole : !stdfs::exists(folder / "document");
+        }
+    });
+    for (int i = 0; i < 40; i++) {
+        const CUnicodeString temp = i % 2 == 0 ? New(nullptr) : NewInDir(Full(""), nullptr);
+        WriteBytes(PathOf(temp), "old");
+        const std::string failure = FailureOf([&] {
+            MakePermanent(temp, u"document");
+            CFile::WriteText(u"document", u"new");
+        });
+        // Where files that somebody has open cannot be replaced, they stay as they are.
+        EXPECT_TRUE(failure == "" || failure == FileFailure(ERROR_SHARING_VIOLATION, "document") ||
+                    failure == FileFailure(ERROR_ACCESS_DENIED, "document"))
+            << failure;
+    }
+    isOver = true;
+    watcher.join();
+    EXPECT_EQ(failures, 0) << "of " << looks;
+    EXPECT_GT(looks, 0);
+}
+
+TEST_F(TempFileTest, TakeOverTheRightsOfTheOldFileAndTheLinksToIt) {
+    TARNKIT_TEST_NEEDS(kSymbolicLinks);
+    stdfs::create_directory(folder / "dir");
+    stdfs::create_symlink("dir/document", folder / "link");
+    const auto secret = stdfs::perms::owner_read | stdfs::perms::owner_write;
+    for (const auto perms : {secret, secret | stdfs::perms::group_read, secret | stdfs::perms::all}) {
+        WriteBytes(folder / "dir/document", "old");
+        stdfs::permissions(folder / "dir/document", perms);
+        CFile::WriteANSIText(u"link", "text");
+        const CUnicodeString temp = New(nullptr);
+        EXPECT_EQ(stdfs::status(PathOf(temp)).permissions(), secret);
+        WriteBytes(PathOf(temp), BytesOf(folder / "dir/document") + "more");
+        MakePermanent(temp, u"link");
+        EXPECT_EQ(BytesOf(folder / "dir/document"), "textmore");
+        EXPECT_EQ(stdfs::status(folder / "dir/document").permissions(), perms);
+        EXPECT_TRUE(stdfs::is_symlink(folder / "link"));
+    }
+    EXPECT_EQ(CountIn("dir"), 1);
 }
 
 TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
