@@ -1,12 +1,10 @@
 // Functions that tell what stopped an action.
 #pragma once
 
+#include "tests/support/testing.h"
+
 #include <tarnkit/exceptions.h>
 #include <tarnkit/messages.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <string>
 
 namespace Tarn {
 

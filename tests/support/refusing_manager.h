@@ -5,10 +5,6 @@
 
 #include <tarnkit/memory_manager.h>
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-
 namespace Tarn {
 
 /// Allocates any number of blocks, or only as many as a test allows.
