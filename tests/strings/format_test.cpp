@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <random>
 
 namespace Tarn {
 namespace {

@@ -1,8 +1,5 @@
 #include "tests/strings/text_literals.h"
 
-#include <random>
-#include <tuple>
-
 namespace Tarn {
 namespace {
 
@@ -191,7 +188,7 @@ public:
     }
 
 private:
-    enum { kAppend, kInsert, kReplace, kDelete, kDouble, kCopy, kJoin, kCut, kSearch, kAssign, kKinds };
+    static constexpr int kCut = 0, kKinds = 11;
 
     std::mt19937 random{20};
     String text, copy, before;
@@ -202,49 +199,28 @@ private:
     int below(int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
     static std::size_t size(int value) { return static_cast<std::size_t>(value); }
 
+    // Makes an edit of the chosen kind to the string and to the standard one.
     void edit(const Unit* source, const Standard& other, int place, Unit unit) {
-        switch (kind) {
-        case kAppend:
-            text += source;
-            expected += other;
-            break;
-        case kInsert:
-            text.StrIns(source, place);
-            expected.insert(size(place), other);
-            break;
-        case kReplace:
-            text.StrReplace(place, count, source);
-            expected.replace(size(place), size(count), other);
-            break;
-        case kDelete:
-            text.StrDel(position, count);
-            expected.erase(size(position), size(count));
-            break;
-        case kDouble:
-            text.StrReplace(position, count, text);
-            expected.replace(size(position), size(count), Standard(expected));
-            text += text;
-            expected += expected;
-            break;
-        case kCopy:
-            copy = text;
-            expectedCopy = expected;
-            break;
-        case kJoin:
-            text = copy + text.Mid(position, count);
-            expected = expectedCopy + expected.substr(size(position), size(count));
-            break;
-        case kCut:
-            text = text.Right(count);
-            expected.erase(0, expected.size() - size(count));
-            break;
-        case kSearch:
-            isFound = areFound(unit);
-            break;
-        default:
-            text = source;
-            expected = other;
-        }
+        const std::size_t from = size(position), units = size(count);
+        const std::function<void()> edits[kKinds] = {
+            [&] { text = text.Right(count), expected.erase(0, expected.size() - units); },
+            [&] { text += source, expected += other; },
+            [&] { text.StrIns(source, place), expected.insert(size(place), other); },
+            [&] { text.StrReplace(place, count, source), expected.replace(size(place), units, other); },
+            [&] { text.StrDel(position, count), expected.erase(from, units); },
+            [&] {
+                text.StrReplace(position, count, text);
+                expected.replace(from, units, Standard(expected));
+            },
+            [&] { text += text, expected += expected; },
+            [&] { copy = text, expectedCopy = expected; },
+            [&] {
+                text = copy + text.Mid(position, count);
+                expected = expectedCopy + expected.substr(from, units);
+            },
+            [&] { isFound = areFound(unit); },
+            [&] { text = source, expected = other; }};
+        edits[kind]();
     }
 
     bool areFound(Unit unit) const {

@@ -4,12 +4,7 @@
 #include <tarnkit/string.h>
 #include <tarnkit/unicode_string.h>
 
-#include <gtest/gtest.h>
-
-#include <ostream>
-#include <string>
-#include <string_view>
-#include <utility>
+#include "tests/support/testing.h"
 
 namespace Tarn {
 

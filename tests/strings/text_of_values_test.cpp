@@ -3,12 +3,8 @@
 
 #include <tarnkit/text_of_values.h>
 
-#include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <tuple>
-#include <vector>
 
 namespace Tarn {
 namespace {
