@@ -3,12 +3,7 @@
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/rational.h>
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <cstdlib>
-#include <random>
-#include <tuple>
 
 namespace Tarn {
 namespace {

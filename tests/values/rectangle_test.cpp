@@ -1,10 +1,6 @@
 #include <tarnkit/rectangle.h>
 
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <ostream>
-#include <utility>
+#include "tests/support/testing.h"
 
 namespace Tarn {
 
@@ -60,23 +56,22 @@ TEST(Rectangle, ShrinksToNothingButItsEdgesNeverPassEachOther) {
 
 TEST(Rectangle, IntersectsAndUnitesEvenEmptyOnes) {
     const CRect empty(50, 3, 50, 9);
-    const struct {
-        CRect a, b, common, both;
-    } rows[] = {{kSquare, CRect(5, 5, 15, 15), CRect(5, 5, 10, 10), CRect(0, 0, 15, 15)},
-                {kSquare, CRect(10, 0, 20, 10), kZeros, CRect(0, 0, 20, 10)},
-                {kZeros, CRect(5, 5, 6, 6), kZeros, CRect(5, 5, 6, 6)},
-                {empty, kSquare, kZeros, kSquare},
-                {CRect(9, 9, 1, 1), kSquare, kZeros, kSquare},
-                {empty, CRect(7, 7, 7, 8), kZeros, kZeros}};
-    for (const auto& row : rows)
-        for (const auto& [a, b] : {std::pair(row.a, row.b), std::pair(row.b, row.a)}) {
+    const std::tuple<CRect, CRect, CRect, CRect> rows[] = {
+        {kSquare, CRect(5, 5, 15, 15), CRect(5, 5, 10, 10), CRect(0, 0, 15, 15)},
+        {kSquare, CRect(10, 0, 20, 10), kZeros, CRect(0, 0, 20, 10)},
+        {kZeros, CRect(5, 5, 6, 6), kZeros, CRect(5, 5, 6, 6)},
+        {empty, kSquare, kZeros, kSquare},
+        {CRect(9, 9, 1, 1), kSquare, kZeros, kSquare},
+        {empty, CRect(7, 7, 7, 8), kZeros, kZeros}};
+    for (const auto& [one, other, common, both] : rows)
+        for (const auto& [a, b] : {std::pair(one, other), std::pair(other, one)}) {
             CRect r;
-            EXPECT_EQ(r.IntersectRect(a, b), row.common != kZeros);
-            EXPECT_EQ(r, row.common) << a << b;
-            EXPECT_EQ(r.UnionRect(a, b), row.both != kZeros);
-            EXPECT_EQ(r, row.both) << a << b;
-            EXPECT_EQ(a & b, row.common) << "with the target as an operand";
-            EXPECT_EQ(a | b, row.both);
+            EXPECT_EQ(r.IntersectRect(a, b), common != kZeros);
+            EXPECT_EQ(r, common) << a << b;
+            EXPECT_EQ(r.UnionRect(a, b), both != kZeros);
+            EXPECT_EQ(r, both) << a << b;
+            EXPECT_EQ(a & b, common) << "with the target as an operand";
+            EXPECT_EQ(a | b, both);
         }
 }
 

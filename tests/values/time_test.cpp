@@ -1,13 +1,8 @@
 #include <tarnkit/time.h>
 
-#include "tests/support/capabilities.h"
 #include "tests/support/failure.h"
-#include "tests/support/system.h"
 
 #include <chrono>
-#include <climits>
-#include <string>
-#include <tuple>
 
 using namespace Tarn;
 
