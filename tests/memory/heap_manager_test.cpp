@@ -1,15 +1,10 @@
-#include "tests/support/capabilities.h"
 #include "tests/support/failure.h"
-#include "tests/support/system.h"
 
 #include <tarnkit/heap_manager.h>
 #include <tarnkit/text_of_values.h>
 
-#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <thread>
-#include <vector>
 
 using namespace Tarn;
 

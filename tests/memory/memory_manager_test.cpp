@@ -3,13 +3,8 @@
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/pool_allocators.h>
 
-#include <climits>
 #include <cstdint>
-#include <cstring>
 #include <new>
-#include <thread>
-#include <tuple>
-#include <vector>
 
 using namespace Tarn;
 
@@ -45,6 +40,13 @@ struct CLastMessage : CMessageHandler {
         return GetDefaultReturnValue(flags);
     }
 };
+
+struct CPair {
+    int first;
+    int second;
+};
+
+constexpr CFieldPlace wordAt(std::size_t offset) { return CFieldPlace::Of<int>(offset); }
 
 } // namespace
 
@@ -195,4 +197,11 @@ TEST(MemoryManager, CountersKeepSumsCurrentValuesAndPeaks) {
     GetCurrentMemoryCounters(c);
     const int expected[] = {2, 15, 2, 10, 5, 15, 3, 7, 1, 1};
     EXPECT_EQ(std::memcmp(&c, expected, sizeof(c)), 0);
+}
+
+TEST(Layout, FindsTheFirstFieldThatDiffersFromTheList) {
+    EXPECT_EQ(MisplacedField<CPair>({wordAt(4), wordAt(0)}), 1) << "in another order";
+    EXPECT_EQ(MisplacedField<CPair>({wordAt(0), CFieldPlace::Of<short>(4)}), 2) << "narrower";
+    EXPECT_EQ(MisplacedField<CPair>({wordAt(0)}), 2) << "one field more than listed";
+    EXPECT_EQ(MisplacedField<IMemoryManager>({wordAt(0)}), 1) << "in the place of the virtual table pointer";
 }

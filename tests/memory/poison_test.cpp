@@ -1,10 +1,7 @@
-#include "tests/support/capabilities.h"
+#include "tests/support/testing.h"
 
 #include <tarnkit/heap_manager.h>
 #include <tarnkit/pool_allocators.h>
-
-#include <cstring>
-#include <functional>
 
 using namespace Tarn;
 

@@ -2,12 +2,6 @@
 
 #include <tarnkit/pool_allocators.h>
 
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cstring>
-#include <vector>
-
 using namespace Tarn;
 
 namespace {

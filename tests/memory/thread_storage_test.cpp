@@ -1,13 +1,9 @@
 #include <tarnkit/thread_storage.h>
 
+#include "tests/support/testing.h"
 #include "tests/threads/threads.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <set>
-#include <thread>
-#include <vector>
 
 namespace Tarn {
 namespace {
@@ -32,21 +28,17 @@ TEST(ThreadDataStorage, SeparatesThreadsThatUseItForTheFirstTimeTogether) {
     const int slot = storage.AllocSlot();
     std::vector<void*> blocks(16);
     CMeeting haveAllBlocks(16);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 16; i++)
-        threads.emplace_back([&, i] {
-            EXPECT_EQ(storage.GetSlotData(slot), nullptr);
-            storage.SetSlotData(slot, pointerOf(i));
-            EXPECT_EQ(record.Find(), nullptr) << "Find allocates no block";
-            auto* block = static_cast<unsigned char*>(record.Get());
-            EXPECT_TRUE(block[0] == 0 && block[1] == 0);
-            haveAllBlocks.ArriveAndWait();
-            EXPECT_EQ(record.Find(), block);
-            EXPECT_EQ(storage.GetSlotData(slot), pointerOf(i));
-            blocks[static_cast<std::size_t>(i)] = block;
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    RunOnThreads(16, [&](int i) {
+        EXPECT_EQ(storage.GetSlotData(slot), nullptr);
+        storage.SetSlotData(slot, pointerOf(i));
+        EXPECT_EQ(record.Find(), nullptr) << "Find allocates no block";
+        auto* block = static_cast<unsigned char*>(record.Get());
+        EXPECT_TRUE(block[0] == 0 && block[1] == 0);
+        haveAllBlocks.ArriveAndWait();
+        EXPECT_EQ(record.Find(), block);
+        EXPECT_EQ(storage.GetSlotData(slot), pointerOf(i));
+        blocks[static_cast<std::size_t>(i)] = block;
+    });
     EXPECT_EQ(std::set<void*>(blocks.begin(), blocks.end()).size(), 16u);
 }
 
