@@ -1,8 +1,6 @@
 #include "tests/errors/reports.h"
 #include "tests/support/refusing_manager.h"
 
-#include <utility>
-
 namespace Tarn {
 namespace {
 

@@ -2,11 +2,9 @@
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/window_system.h>
 
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 #include <cstddef>
-#include <string>
-#include <utility>
 
 namespace Tarn {
 namespace {

@@ -1,9 +1,5 @@
 #include "tests/errors/reports.h"
-#include "tests/support/capabilities.h"
-#include "tests/support/system.h"
 
-#include <cstdlib>
-#include <thread>
 #include <type_traits>
 
 namespace Tarn {

@@ -1,10 +1,7 @@
 #include "tests/errors/reports.h"
-#include "tests/support/capabilities.h"
 #include "tests/support/failure.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <thread>
 
 namespace Tarn {
 namespace {

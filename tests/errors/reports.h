@@ -4,11 +4,7 @@
 
 #include <tarnkit/tarnkit.h>
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-#include <vector>
+#include "tests/support/testing.h"
 
 struct CShownMessage {
     std::u16string text;
