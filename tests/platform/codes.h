@@ -2,10 +2,7 @@
 #pragma once
 
 #include "platform/platform.h"
-#include "tests/support/capabilities.h"
-
-#include <string>
-#include <vector>
+#include "tests/support/testing.h"
 
 namespace Tarn::Platform {
 

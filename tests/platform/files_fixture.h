@@ -4,8 +4,6 @@
 #include "tests/platform/codes.h"
 #include "tests/support/fresh_folder.h"
 
-#include <algorithm>
-
 namespace P = Tarn::Platform;
 using P::expectEach;
 using P::orWines;

@@ -1,11 +1,8 @@
 // Heaps, virtual memory and thread-local storage.
 #include "tests/platform/codes.h"
+#include "tests/threads/threads.h"
 
 #include <atomic>
-#include <cstring>
-#include <random>
-#include <string_view>
-#include <thread>
 
 namespace Tarn::Platform {
 
@@ -64,11 +61,8 @@ TEST(Heap, ReturnsAllItsMemoryWhenItIsDestroyed) {
 }
 
 TEST(Heap, NeverLetsBlocksOfDifferentThreadsOverlap) {
-    constexpr unsigned kThreads = 4;
-    constexpr int kSteps = 10'000;
     const HANDLE heap = HeapCreate(0);
-    std::vector<std::atomic<char*>> slots(
-        500); // blocks that begin with their size; the rest repeats one byte
+    std::vector<std::atomic<char*>> slots(500); // blocks: their size, then that many equal bytes
     std::atomic<int> damaged = 0;
     const auto exchange = [&](std::atomic<char*>& slot, char* block) {
         block = slot.exchange(block);
@@ -80,19 +74,16 @@ TEST(Heap, NeverLetsBlocksOfDifferentThreadsOverlap) {
         damaged += rest.find_first_not_of(rest[0]) != rest.npos ? 1 : 0;
         EXPECT_TRUE(HeapFree(heap, block));
     };
-    std::vector<std::thread> threads;
-    for (unsigned number = 0; number < kThreads; number++)
-        threads.emplace_back([&, random = std::minstd_rand(number + 1)]() mutable {
-            for (int step = 0; step < kSteps; step++) {
-                const std::size_t size = 1 + random() % (step % 100 == 0 ? 400'000 : 600);
-                const auto block = static_cast<char*>(HeapAlloc(heap, sizeof(size) + size));
-                std::memcpy(block, &size, sizeof(size));
-                std::memset(block + sizeof(size), static_cast<int>(random() & 0xFF), size);
-                exchange(slots[random() % slots.size()], block);
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    RunOnThreads(4, [&](int number) {
+        std::minstd_rand random(static_cast<unsigned>(number) + 1);
+        for (int step = 0; step < 10'000; step++) {
+            const std::size_t size = 1 + random() % (step % 100 == 0 ? 400'000 : 600);
+            const auto block = static_cast<char*>(HeapAlloc(heap, sizeof(size) + size));
+            std::memcpy(block, &size, sizeof(size));
+            std::memset(block + sizeof(size), static_cast<int>(random() & 0xFF), size);
+            exchange(slots[random() % slots.size()], block);
+        }
+    });
     for (std::atomic<char*>& slot : slots)
         exchange(slot, nullptr);
     EXPECT_EQ(damaged, 0);

@@ -1,12 +1,8 @@
 #include "platform/platform.h"
 
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
-#include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <string>
-#include <tuple>
 
 namespace {
 

@@ -1,9 +1,7 @@
 #include "platform/platform.h"
 #include "tests/platform/codes.h"
 
-#include <cstring>
 #include <initializer_list>
-#include <string>
 
 namespace {
 
@@ -31,12 +29,7 @@ TEST(SystemText, EndsInALineBreakAndIsNeverCutShort) {
     EXPECT_EQ(Platform::GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST(SystemValues, AreDefinedUnderAllTheirNames) {
-    EXPECT_EQ((std::vector<DWORD>{MB_ICONERROR, MB_ICONSTOP, MB_ICONWARNING, MB_ICONINFORMATION, REG_QWORD}),
-              (std::vector<DWORD>{MB_ICONHAND, MB_ICONHAND, MB_ICONEXCLAMATION, MB_ICONASTERISK,
-                                  REG_QWORD_LITTLE_ENDIAN}));
-    EXPECT_EQ(MB_DEFBUTTON4 & MB_DEFMASK, MB_DEFBUTTON2 | MB_DEFBUTTON3);
-    EXPECT_EQ(KEY_ALL_ACCESS, KEY_READ | KEY_WRITE | KEY_CREATE_LINK | STANDARD_RIGHTS_REQUIRED);
+TEST(SystemValues, AreMadeOfTheirParts) {
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), E_ACCESSDENIED);
     EXPECT_TRUE(FAILED(E_ACCESSDENIED) && SUCCEEDED(HRESULT_FROM_WIN32(ERROR_SUCCESS)));
     EXPECT_EQ(RGB(1, 2, 3), 0x030201u);
@@ -60,36 +53,20 @@ TEST(SystemVersion, IsWrittenOnlyWhereItFits) {
     EXPECT_FALSE(Platform::SystemParametersInfoW(0xFFFF, sizeof(type), type));
 }
 
-TEST(CalendarTime, IsConvertedBothWaysIfTheDateExists) {
-    const std::pair<SYSTEMTIME, Tarn::UInt64> dates[] = {
-        {{1601, 1, 1, 1, 0, 0, 0, 0}, 0},
-        {{1970, 1, 4, 1, 0, 0, 0, 1}, 116444736000010000},
-        {{2000, 2, 2, 29, 23, 59, 59, 999}, 125963423999990000},
-        {{30827, 12, 5, 31, 23, 59, 59, 999}, 9223149887999990000},
-    };
+// scripts/compare-ports converts days of every year and random times both ways. Here is where Wine differs.
+TEST(CalendarTime, EndsWithTheYear30827AndHasNoLeapDayInOtherYears) {
     FILETIME time{};
-    for (const auto& [date, units] : dates) {
-        ASSERT_TRUE(Platform::SystemTimeToFileTime(&date, &time));
-        EXPECT_EQ(Tarn::UInt64{time.dwHighDateTime} << 32 | time.dwLowDateTime, units);
-        SYSTEMTIME back{};
-        time.dwLowDateTime += 9999; // less than a millisecond
-        EXPECT_TRUE(Platform::FileTimeToSystemTime(&time, &back));
-        EXPECT_EQ(std::memcmp(&back, &date, sizeof(back)), 0) << units;
-    }
-    SYSTEMTIME impossible[] = {
-        {1600, 12, 0, 31, 23, 59, 59, 999}, {2001, 13, 0, 1, 0, 0, 0, 0},   {2001, 4, 0, 31, 0, 0, 0, 0},
-        {2001, 1, 0, 0, 0, 0, 0, 0},        {2001, 1, 0, 1, 24, 0, 0, 0},   {2001, 1, 0, 1, 0, 60, 0, 0},
-        {2001, 1, 0, 1, 0, 0, 60, 0},       {2001, 1, 0, 1, 0, 0, 0, 1000}, {2100, 2, 0, 29, 0, 0, 0, 0}};
-    for (const SYSTEMTIME& date : impossible) {
+    SYSTEMTIME back{};
+    const SYSTEMTIME last = {30827, 12, 5, 31, 23, 59, 59, 999};
+    ASSERT_TRUE(Platform::SystemTimeToFileTime(&last, &time));
+    EXPECT_EQ(Tarn::UInt64{time.dwHighDateTime} << 32 | time.dwLowDateTime, 9223149887999990000);
+    time.dwLowDateTime += 9999; // less than a millisecond
+    EXPECT_TRUE(Platform::FileTimeToSystemTime(&time, &back));
+    EXPECT_EQ(std::memcmp(&back, &last, sizeof(back)), 0);
+    for (const SYSTEMTIME& date : {SYSTEMTIME{30828, 1, 0, 1, 0, 0, 0, 0}, {2100, 2, 0, 29, 0, 0, 0, 0}}) {
         const DWORD code = Platform::SystemTimeToFileTime(&date, &time) ? 0 : Platform::GetLastError();
-        constexpr DWORD kRefused = ERROR_INVALID_PARAMETER;
-        // On Wine every year has a 29 February.
-        EXPECT_EQ(date.wMonth == 2 ? Platform::orWines(0, kRefused, code) : code, kRefused)
-            << &date - impossible;
+        EXPECT_EQ(Platform::orWines(0, ERROR_INVALID_PARAMETER, code), ERROR_INVALID_PARAMETER) << date.wYear;
     }
-    const FILETIME negative{0, 0x80000000};
-    EXPECT_FALSE(Platform::FileTimeToSystemTime(&negative, impossible));
-    EXPECT_EQ(Platform::GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
 TEST(SystemColors, KeepWhatIsSet) {

@@ -1,8 +1,5 @@
 #include "tests/platform/codes.h"
 
-#include <tuple>
-#include <utility>
-
 namespace {
 
 namespace Platform = Tarn::Platform;
@@ -53,29 +50,20 @@ TEST(CodePages, EveryByteOfASingleBytePageSurvivesARoundTrip) {
     }
 }
 
+// scripts/compare-ports compares every byte, pair of bytes and unit in every code page with Windows. Here are
+// pages and characters of each kind.
 TEST(CodePages, MapBytesToTheSameCharactersAsWindows) {
     const std::tuple<UINT, std::string, std::u16string> table[] = {
-        {437, "\x80\xE1\xFE", u"\u00C7\u00DF\u25A0"},
-        {874, "\x80\xA1\x81", u"\u20AC\u0E01\u0081"},
         {1252, "\x80\x81\x9F\xE9", u"\u20AC\u0081\u0178\u00E9"},
         {1253, "\xC1\xAA", u"\u0391\uF8F9"},
-        {1255, "\xE0\xC8", u"\u05D0\u05B8"},
-        {1258, "\xEC\xD2\xFE", u"\u0301\u0309\u20AB"},
-        {20866, "\xC1\xA3", u"\u0430\u0451"},
         // Backslash and tilde are unchanged; among similar characters the choice is that of Windows.
         {932, "\\~\xB1\x82\xA0\x81\x60\x87\x40\xFA\x54", u"\\~\uFF71\u3042\uFF5E\u2460\uFFE2"},
         {932, "\xFA\x40\xED\x40\xF0\x40\xA0\xFD", u"\u2170\u7E8A\uE000\uF8F0\uF8F1"},
-        {936, "\x80\xD6\xD0\xAA\xA1", u"\u20AC\u4E2D\uE000"},
         {949, "\xB0\xA1\x81\x41\xC9\xA1", u"\uAC00\uAC02\uE000"},
-        {950, "\xA4\xA4\xA1\x45\xFA\x40", u"\u4E2D\u2027\uE000"},
         {864, "%\xA6\xFF", u"%\uF8BE\uF8C0"},
         {1361, "\\\xD0\x65\x88\x41\x84\x42\xDA\xD4\xD8\x31", u"\\\uD55C\u1100\u11A8\u115F\uE000"},
-        {10000, "\xBD\xC6\xF0", u"\u2126\u2206\uF8FF"},
-        {10007, "\xA2\xB6", u"\u00A2\u2202"},
         {20932, "\xB0\xA1\xB0\x21\x8E\xB1\xF5\xA1", u"\u4E9C\u4E02\uFF71\uE000"},
         {20949, "\xB0\xA1\xA0\xAD", u"\uAC00\uF8E6\uF8E7"},
-        {21866, "\xAE\xBE", u"\u045E\u040E"},
-        {28597, "\xA1\xA2\xA4", u"\u02BD\u02BC\uF7C2"},
         {28598, "\xAF\xE0\xFD", u"\u203E\u05D0\uF7BF"},
     };
     for (const auto& [page, bytes, text] : table)
@@ -84,25 +72,11 @@ TEST(CodePages, MapBytesToTheSameCharactersAsWindows) {
     EXPECT_EQ(encode(932, 0, u"\uFFE2\u2252\u2160\u2170\u7E8A"), "\x81\xCA\x81\xE0\x87\x54\xFA\x40\xFA\x5C");
 }
 
-TEST(CodePages, InvalidBytesFailOnlyWhenThatIsAskedFor) {
-    EXPECT_EQ(decode(932, 0, "a\x85\x40z"), u"a\u30FBz");
-    const std::pair<UINT, std::string> invalid[] = {{1253, "\xD2"}, {932, "a\x85\x40z"}, {932, "a\x82"}};
-    for (const auto& [page, bytes] : invalid)
-        EXPECT_EQ(errorOf(decode(page, kStrict, bytes)), ERROR_NO_UNICODE_TRANSLATION) << page;
-    const std::pair<UINT, std::string> valid[] = {{1252, "a\x81z"}, {936, "\xFE\xFD"}, {950, "\x82\xA1"}};
-    for (const auto& [page, bytes] : valid)
-        EXPECT_NE(decode(page, kStrict, bytes), u"") << page;
-}
-
 TEST(Utf8, EveryPlaneAndBadSequence) {
-    const std::pair<std::string, std::u16string> valid[] = {
-        {"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", u"a\u00E9\u20AC\xD83D\xDE00"},
-        {"\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\u0080\u0800\xD800\xDC00\xDBFF\xDFFF"},
-    };
-    for (const auto& [bytes, text] : valid) {
-        EXPECT_EQ(decode(CP_UTF8, MB_ERR_INVALID_CHARS, bytes), text) << bytes;
-        EXPECT_EQ(encode(CP_UTF8, WC_ERR_INVALID_CHARS, text), bytes);
-    }
+    const std::string valid = "a\xC2\x80\xC3\xA9\xE0\xA0\x80\xE2\x82\xAC\xF0\x90\x80\x80\xF4\x8F\xBF\xBF";
+    const std::u16string text = u"a\u0080\u00E9\u0800\u20AC\xD800\xDC00\xDBFF\xDFFF";
+    EXPECT_EQ(decode(CP_UTF8, MB_ERR_INVALID_CHARS, valid), text);
+    EXPECT_EQ(encode(CP_UTF8, WC_ERR_INVALID_CHARS, text), valid);
     const std::pair<std::string, std::u16string> invalid[] = {
         {"\x80z", u"\uFFFDz"},                       // a trail byte alone
         {"\xC0\xAFz", u"\uFFFD\uFFFDz"},             // overlong
@@ -112,8 +86,8 @@ TEST(Utf8, EveryPlaneAndBadSequence) {
         {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD"}, // beyond Unicode
         {"12345678\xFFz", u"12345678\uFFFDz"},
     };
-    for (const auto& [bytes, text] : invalid) {
-        EXPECT_EQ(decode(CP_UTF8, 0, bytes), text) << bytes;
+    for (const auto& [bytes, replaced] : invalid) {
+        EXPECT_EQ(decode(CP_UTF8, 0, bytes), replaced) << bytes;
         EXPECT_EQ(errorOf(decode(CP_UTF8, MB_ERR_INVALID_CHARS, bytes)), ERROR_NO_UNICODE_TRANSLATION);
     }
     for (const std::u16string lone : {u"\xD83D", u"a\xDE00", u"\xD83Dz", u"\xDE00\xD83D"}) {
@@ -178,19 +152,10 @@ TEST(Conversion, LookAlikesReplaceUnitsThatACodePageLacks) {
     const std::tuple<UINT, std::u16string, std::string, std::string> table[] = {
         {1252, u"\u0100\uFF21\u2033\u221E", "AA?8", "????"},
         {437, u"\u266B\u2020\u03BC", "\x0E+\xE6", "???"},
-        {866, u"\u00C9\u2116", "E\xFC", "?\xFC"},
         {932, u"\u00E9\u00A5", "e\\", "??"},
-        {1257, u"\u0416\uFF10", "?0", "??"},
-        {864, u"\u0392\u266A", "\x90\x02", "??"},
         {1361, u"\u20A9\u3131", "\\\x88\x41", "??"},
         {20127, u"\u00E9\u2122\u00C6", "eTA", "???"},
-        {20866, u"\u00A6\u00C9",
-         "\x81"
-         "E",
-         "??"},
         {28592, u"\u00A2\u2019\u0142", "c'\xB3", "??\xB3"},
-        {28603, u"\u00C0\u0416", "A?", "??"},
-        {28605, u"\u00A6\u0100", "|A", "??"},
     };
     for (const auto& [page, text, best, exact] : table) {
         EXPECT_EQ(encode(page, 0, text), best) << page;
@@ -212,18 +177,6 @@ TEST(Conversion, LettersWithMarksBecomeOneCharacterWhereThereIsOne) {
     EXPECT_EQ(encode(1252, kReplaced, u"c\u030Cx", "*"), "*x");
     EXPECT_EQ(encode(1252, kDiscarded, u"c\u030Cx", "*"), "cx");
     EXPECT_EQ(decode(1252, MB_COMPOSITE, "e\xE9"), u"ee\u0301");
-}
-
-TEST(Case, MapsOneToOneOverTheWholePlane) {
-    const std::u16string text =
-        u"az\u00E4\u00DF\u00FF\u0436\u03AE\u1E01\u2170\uFF41\xD801\xDC28\u00B5\u0131\u01C5";
-    std::u16string upper = text;
-    Platform::CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
-    EXPECT_EQ(upper, u"AZ\u00C4\u00DF\u0178\u0416\u0389\u1E00\u2160\uFF21\xD801\xDC28\u00B5\u0131\u01C5");
-    Platform::CharLowerBuffW(upper.data(), static_cast<DWORD>(upper.size()));
-    EXPECT_EQ(upper, text);
-    Platform::CharUpperBuffW(upper.data(), 1);
-    EXPECT_EQ(upper, u"A" + text.substr(1));
 }
 
 } // namespace

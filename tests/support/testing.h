@@ -1,4 +1,4 @@
-// What most tests use: the test framework, the support from the system, everyday parts of the standard library.
+// What most tests use: the test framework, the system, everyday parts of the standard library.
 #pragma once
 
 #include "tests/support/capabilities.h"

@@ -1,9 +1,7 @@
 // Tests of POSIX features: names that are bytes, links, devices, permissions, the user's folders.
 #include "platform/fork.h"
 #include "tests/platform/files_fixture.h"
-#include "tests/support/system.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>

@@ -1,10 +1,8 @@
 #include "platform/posix/support/handle_table.h"
 
-#include "tests/support/capabilities.h"
+#include "tests/support/testing.h"
 
 #include <map>
-#include <random>
-#include <vector>
 
 namespace Tarn::Platform::Posix {
 

@@ -1,11 +1,7 @@
 // What the POSIX port guarantees for private heaps and virtual memory beyond the documented calls.
 #include "tests/platform/codes.h"
-#include "tests/support/system.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <cstring>
-#include <random>
 #include <sys/mman.h>
 #include <sys/resource.h>
 

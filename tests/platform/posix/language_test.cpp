@@ -3,12 +3,7 @@
 
 #include "platform/platform.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <tuple>
-#include <utility>
-#include <vector>
+#include "tests/support/testing.h"
 
 namespace {
 

@@ -1,12 +1,7 @@
 // How the POSIX port interprets the user's time zone and the formats of his locale.
 #include "tests/platform/locale_texts.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <tuple>
 #include <unistd.h>
-#include <utility>
 
 // glibc's newlocale leaks the folder names that it takes from LOCPATH.
 extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppressions() {
@@ -85,6 +80,10 @@ TEST_F(LocaleOfDates, SeesEveryChangeOfTheEnvironment) {
     static char variable[] = "TARNKIT_X=1";
     char* const shorter[] = {variable, own, nullptr};
     char** whole = nullptr;
+    const auto forMany = [](auto change) {
+        for (int i = 0; i < 300; i++)
+            change(("TARNKIT_X" + std::to_string(i)).c_str());
+    };
     const std::pair<std::function<void()>, Text> steps[] = {
         {[] { setenv("TZ", "AAA1", 1); }, u"AAA"},
         {[] { setenv("TZ", "BBB1", 1); }, u"BBB"},
@@ -93,17 +92,9 @@ TEST_F(LocaleOfDates, SeesEveryChangeOfTheEnvironment) {
         {[] { own[5] = 'X'; }, u"OWX"},
         {[&] { whole = std::exchange(environ, const_cast<char**>(shorter)); }, u"OWX"},
         {[&] { environ = whole, unsetenv("TZ"), setenv("TZ", "CCC1", 1); }, u"CCC"},
-        {[] {
-             for (int i = 0; i < 300; i++)
-                 setenv(("TARNKIT_X" + std::to_string(i)).c_str(), "", 1);
-         },
-         u"CCC"},
+        {[&] { forMany([](const char* name) { setenv(name, "", 1); }); }, u"CCC"},
         {[] { setenv("TZ", "DDD1", 1); }, u"DDD"},
-        {[] {
-             for (int i = 0; i < 300; i++)
-                 unsetenv(("TARNKIT_X" + std::to_string(i)).c_str());
-         },
-         u"DDD"},
+        {[&] { forMany(unsetenv); }, u"DDD"},
         // The same number of variables, and the same last one.
         {[] { setenv("TARNKIT_X", "1", 1), setenv("TARNKIT_Y", "1", 1), unsetenv("TZ"); }, system},
         {[] {

@@ -1,7 +1,6 @@
 // Message boxes of the POSIX port: on a real terminal and without one.
 #include "platform/platform.h"
-#include "tests/support/capabilities.h"
-#include "tests/support/system.h"
+#include "tests/support/testing.h"
 #include "tests/threads/threads.h"
 
 #include <tarnkit/window_system.h>
@@ -9,16 +8,11 @@
 #include <atomic>
 
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <pty.h>
-#include <string>
 #include <termios.h>
-#include <tuple>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 

@@ -4,15 +4,9 @@
 #include <tarnkit/message_handlers.h>
 
 #include "platform/windows/text16.h"
-#include "tests/support/capabilities.h"
-#include "tests/support/system.h"
+#include "tests/support/testing.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace Tarn {
 namespace {
