@@ -1,13 +1,10 @@
 #include "tests/files/support.h"
-#include "tests/support/capabilities.h"
 
 #include <tarnkit/archive.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/rational.h>
 
-#include <climits>
 #include <set>
-#include <vector>
 
 using namespace Tarn;
 using namespace std::string_literals;

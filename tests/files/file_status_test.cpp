@@ -1,7 +1,5 @@
 #include "tests/files/support.h"
 
-#include <tuple>
-
 using namespace Tarn;
 
 namespace {

@@ -1,5 +1,4 @@
 #include "tests/files/support.h"
-#include "tests/support/capabilities.h"
 
 using namespace Tarn;
 using namespace Tarn::FileSystem;

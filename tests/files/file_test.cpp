@@ -1,10 +1,7 @@
 #include "tests/files/support.h"
-#include "tests/support/system.h"
 
 #include <tarnkit/archive.h>
 #include <tarnkit/text_of_values.h>
-
-#include <vector>
 
 using namespace Tarn;
 

@@ -1,9 +1,6 @@
 #include "tests/files/support.h"
 #include "tests/support/refusing_manager.h"
 
-#include <climits>
-#include <cstring>
-
 using namespace Tarn;
 
 namespace {

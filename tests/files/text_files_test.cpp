@@ -1,11 +1,8 @@
 #include "tests/files/support.h"
-#include "tests/support/capabilities.h"
-#include "tests/support/system.h"
 
 #include <tarnkit/text_stream.h>
 
 #include <cstdint>
-#include <tuple>
 
 using namespace Tarn;
 

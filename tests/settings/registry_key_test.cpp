@@ -2,10 +2,6 @@
 
 #include "tests/errors/reports.h"
 
-#include <algorithm>
-#include <cstring>
-#include <tuple>
-
 using namespace Tarn;
 
 namespace {

@@ -5,8 +5,6 @@
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/registry_key.h>
 
-#include <tuple>
-
 using namespace Tarn;
 
 namespace {
