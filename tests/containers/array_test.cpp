@@ -3,10 +3,6 @@
 #include <tarnkit/pointer_array.h>
 #include <tarnkit/unicode_string.h>
 
-#include <algorithm>
-#include <climits>
-#include <vector>
-
 using namespace Tarn;
 
 TEST(Array, GrowsToWhatIsNeededByHalfTheCapacityOrByEight) {
@@ -34,29 +30,15 @@ void compareWithVector() {
         std::vector<int> next = model;
         next.reserve(200); // no operation below makes it allocate
         const auto place = next.begin() + at;
-        const bool isDone = manager.TryWith(Random(size + 2), [&] {
-            switch (size > 60 ? Random(1) : Random(5)) {
-            case 0:
-                next.erase(place, place + number);
-                return array.DeleteAt(at, number);
-            case 1:
-                next.resize(static_cast<std::size_t>(newSize));
-                return array.SetSize(newSize);
-            case 2:
-                next.insert(next.end(), model.begin(), model.end());
-                return array.Append(array);
-            case 3:
-                next.clear();
-                array = CArray<Element>();
-                return;
-            case 4:
-                next.insert(place, value);
-                return array.InsertAt(at, value);
-            default:
-                next.push_back(value);
-                return array.Add(value);
-            }
-        });
+        const std::function<void()> operations[] = {
+            [&] { next.erase(place, place + number), array.DeleteAt(at, number); },
+            [&] { next.resize(static_cast<std::size_t>(newSize)), array.SetSize(newSize); },
+            [&] { next.insert(next.end(), model.begin(), model.end()), array.Append(array); },
+            [&] { next.clear(), array = CArray<Element>(); },
+            [&] { next.insert(place, value), array.InsertAt(at, value); },
+            [&] { next.push_back(value), array.Add(value); }};
+        const auto& operation = operations[Random(size > 60 ? 1 : 5)];
+        const bool isDone = manager.TryWith(Random(size + 2), [&] { operation(); });
         failures += isDone ? 0 : 1;
         if (isDone)
             model = next;

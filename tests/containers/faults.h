@@ -3,9 +3,6 @@
 
 #include "tests/support/refusing_manager.h"
 
-#include <memory>
-#include <random>
-
 namespace Tarn {
 
 /// A number in a block of its own. If it is not movable, containers copy it instead, which takes memory too.

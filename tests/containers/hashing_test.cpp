@@ -3,8 +3,6 @@
 #include <tarnkit/hashing.h>
 #include <tarnkit/unicode_string.h>
 
-#include <climits>
-
 using namespace Tarn;
 
 TEST(Hashing, BucketCountsAreTheNextPrimeOfTheTable) {

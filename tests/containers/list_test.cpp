@@ -4,10 +4,8 @@
 #include <tarnkit/non_throwing.h>
 #include <tarnkit/tree.h>
 
-#include <algorithm>
 #include <bit>
 #include <stdexcept>
-#include <vector>
 
 using namespace Tarn;
 

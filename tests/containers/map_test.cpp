@@ -3,9 +3,6 @@
 #include <tarnkit/map.h>
 #include <tarnkit/unicode_string.h>
 
-#include <algorithm>
-#include <vector>
-
 using namespace Tarn;
 
 namespace {

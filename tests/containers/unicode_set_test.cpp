@@ -3,7 +3,6 @@
 #include <tarnkit/pool_allocators.h>
 #include <tarnkit/unicode_set.h>
 
-#include <algorithm>
 #include <bit>
 #include <bitset>
 
