@@ -1,6 +1,4 @@
 #include "tests/files/support.h"
-#include "tests/support/capabilities.h"
-#include "tests/support/system.h"
 
 namespace Tarn {
 namespace {

@@ -1,6 +1,5 @@
 // Checks that the pages of docs/ show the programs that are built, and their output.
 #include "tests/files/support.h"
-#include "tests/support/system.h"
 
 namespace Tarn {
 namespace {

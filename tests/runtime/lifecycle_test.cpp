@@ -1,7 +1,5 @@
 #include "tests/runtime/started_library.h"
 
-#include <cstdlib>
-
 namespace Tarn {
 namespace {
 

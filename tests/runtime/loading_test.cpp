@@ -1,8 +1,5 @@
 #include "platform/platform.h"
 #include "tests/runtime/started_library.h"
-#include "tests/support/capabilities.h"
-
-#include <thread>
 
 namespace Tarn {
 namespace {

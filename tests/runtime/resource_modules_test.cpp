@@ -1,6 +1,5 @@
 #include "platform/platform.h"
 #include "tests/runtime/started_library.h"
-#include "tests/support/system.h"
 
 namespace Tarn {
 namespace {
