@@ -110,8 +110,10 @@ LSTATUS RegDeleteKeyW(HKEY key, const char16_t* name);
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize);
 LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DWORD* type, void* data,
                       DWORD* size);
-/// Releases what the POSIX port holds for the registry; does nothing on Windows. Open keys stay open, and
-/// later calls work.
+/// Returns when everything that was written to the registry before is on the disk.
+LSTATUS RegFlushKey(HKEY key);
+/// Releases what the POSIX port holds for the registry and folds its logs into its databases; does nothing on
+/// Windows. Open keys stay open, and later calls work.
 void ReleaseRegistry();
 
 // Modules and resources.

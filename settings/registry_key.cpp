@@ -149,6 +149,8 @@ void CRegistryKey::DeleteSubKey(const char16_t* subKeyName) {
     setResult(Platform::RegDeleteKeyW(key, subKeyName));
 }
 
+bool CRegistryKey::Flush() { return key != nullptr && setResult(Platform::RegFlushKey(key)); }
+
 void CRegistryKey::GetSubKeys(CArray<CUnicodeString, CurrentMemoryManager>& names) const {
     names.DeleteAll();
     if (key == nullptr)

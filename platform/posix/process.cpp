@@ -29,9 +29,10 @@ namespace {
 
 constexpr const char* kTraceVariable = "TARNKIT_TRACE";
 
-// The descriptor that debugger output goes to, or -1 for none. Determined once.
+// The descriptor that debugger output goes to, or -1 for none. Determined once. A program that has other
+// rights than the user who started it does not open files that this user names.
 int openTraceOutput() {
-    const char* target = std::getenv(kTraceVariable);
+    const char* target = secure_getenv(kTraceVariable);
     if (target == nullptr || *target == '\0')
         return -1;
     if (std::strcmp(target, "stderr") == 0)

@@ -30,8 +30,8 @@ struct KeyReference {
 // Constant-initialised and never destroyed, as the handle table requires.
 struct Registry {
     std::mutex lock;
-    RegistryStore user{RegistryDatabase::Kind::User};
-    RegistryStore machine{RegistryDatabase::Kind::Machine};
+    RegistryStore user{RegistryKind::User};
+    RegistryStore machine{RegistryKind::Machine};
     HandleTable<KeyReference> keys;
 };
 constinit Registry registry;
@@ -40,8 +40,8 @@ constinit Registry registry;
 // and child reopen theirs when they need them.
 void beforeFork() {
     registry.lock.lock();
-    registry.user.Close();
-    registry.machine.Close();
+    registry.user.Suspend();
+    registry.machine.Suspend();
 }
 void afterFork() { registry.lock.unlock(); }
 
@@ -54,7 +54,9 @@ namespace {
 template<class Call>
 LSTATUS locked(Call call) {
     HandleForks();
+    const RegistryClock::time_point start = RegistryClock::now(); // waiting for other threads counts, too
     const std::lock_guard guard(registry.lock);
+    LimitRegistryWaits(start);
     try {
         return call();
     } catch (const std::exception&) {
@@ -319,11 +321,24 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
     });
 }
 
+LSTATUS RegFlushKey(HKEY key) {
+    return locked([=] {
+        KeyReference place;
+        const LSTATUS failure = resolve(key, KEY_QUERY_VALUE, &place);
+        return failure != 0 ? failure : place.store->Flush();
+    });
+}
+
 void ReleaseRegistry() {
-    const std::lock_guard guard(registry.lock);
-    registry.user.Close();
-    registry.machine.Close();
-    registry.keys.Release();
+    locked([]() -> LSTATUS {
+        registry.user.Close();
+        return 0;
+    });
+    locked([]() -> LSTATUS {
+        registry.machine.Close();
+        registry.keys.Release();
+        return 0;
+    });
 }
 
 } // namespace Tarn::Platform

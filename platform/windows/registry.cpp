@@ -41,6 +41,8 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
     return ::RegEnumValueW(key, index, wide(name), nameSize, nullptr, type, static_cast<BYTE*>(data), size);
 }
 
+LSTATUS RegFlushKey(HKEY key) { return ::RegFlushKey(key); }
+
 void ReleaseRegistry() {}
 
 } // namespace Tarn::Platform

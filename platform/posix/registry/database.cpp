@@ -1,19 +1,22 @@
 #include "platform/posix/registry/database.h"
 
-#include "platform/posix/support/error_codes.h"
-#include "platform/posix/support/user_folders.h"
-
+#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
+#include <cstring>
 #include <iterator>
-#include <sys/stat.h>
+#include <thread>
 
 namespace Tarn::Platform::Posix {
 
 namespace {
 
-constexpr int kBusyTimeout = 10'000; // milliseconds
-constexpr int kRetryDelay = 10;      // milliseconds
+using namespace std::chrono_literals;
+constexpr auto kLongestWait = 1s;              // of one call of the registry
+constexpr auto kLongestWaitForFolding = 100ms; // after a write
+constexpr auto kLongestSleep = 10ms;
+// Each process that waits looks again this soon, however long it has been waiting: so they all get their
+// turn.
+constexpr auto kTimeBetweenLooks = 500us;
 constexpr mode_t kAnyWriteBit = 0222;
 
 #define TARNKIT_REGISTRY_FORMAT "1"
@@ -21,12 +24,15 @@ constexpr mode_t kAnyWriteBit = 0222;
 constexpr sqlite3_int64 kFormat = 1;
 constexpr sqlite3_int64 kApplication = 1413567054;
 
-// The log is copied back into the database whenever it has this many pages. It grows beyond that only while
-// somebody is reading.
-#define TARNKIT_REGISTRY_LOG_PAGES "256"
+// The log is folded when it has this many pages, and is cut to about their size after it had to hold more.
+constexpr int kLogPages = 256;
+#define TARNKIT_REGISTRY_LOG_SIZE "1048576"
 
+// In WAL mode, NORMAL keeps the order of what reaches the disk: a power cut takes only the latest writes.
 constexpr char kConfigure[] = "PRAGMA synchronous=NORMAL;"
-                              "PRAGMA wal_autocheckpoint=" TARNKIT_REGISTRY_LOG_PAGES ";"
+                              "PRAGMA journal_size_limit=" TARNKIT_REGISTRY_LOG_SIZE ";"
+                              "PRAGMA cell_size_check=ON;"
+                              "PRAGMA trusted_schema=OFF;"
                               "PRAGMA temp_store=MEMORY;";
 
 // The root has no row; its sub-keys have the parent 0. The numbers of keys start at a random one, so that a
@@ -80,48 +86,6 @@ constexpr const char* kQueries[] = {
 };
 static_assert(std::size(kQueries) == static_cast<std::size_t>(RegistryQuery::Count));
 
-// The folder of a database, and the mode for creating missing folders; empty if the user has no home.
-String folderOf(RegistryDatabase::Kind kind, mode_t* mode) {
-    *mode = 0777;
-    if (const char* chosen = std::getenv("TARNKIT_REGISTRY"); chosen != nullptr && *chosen != 0)
-        return chosen;
-    if (kind == RegistryDatabase::Kind::Machine)
-        return "/etc/tarnkit";
-    *mode = 0700;
-    const String settings = ConfigFolder();
-    return settings.empty() ? settings : settings + "/tarnkit";
-}
-
-// A store that cannot be used for any reason except a full or broken disk counts as one that this user may
-// not use.
-LSTATUS storeCodeOf(int error) {
-    switch (const DWORD code = CodeOf(error)) {
-    case ERROR_DISK_FULL:
-    case ERROR_TOO_MANY_OPEN_FILES:
-    case ERROR_NOT_ENOUGH_MEMORY:
-    case ERROR_IO_DEVICE:
-        return static_cast<LSTATUS>(code);
-    default:
-        return ERROR_ACCESS_DENIED;
-    }
-}
-
-// Creates a folder and those above it. A folder without any write bit is left alone, even if root asks.
-LSTATUS makeFolder(const String& folder, mode_t mode) {
-    struct stat status;
-    if (stat(folder.c_str(), &status) == 0)
-        return S_ISDIR(status.st_mode) && (status.st_mode & kAnyWriteBit) != 0 ? 0 : ERROR_ACCESS_DENIED;
-    if (errno != ENOENT)
-        return storeCodeOf(errno);
-    const std::size_t separator = folder.find_last_not_of('/') == String::npos
-                                      ? String::npos
-                                      : folder.rfind('/', folder.find_last_not_of('/'));
-    if (separator != String::npos && separator > 0)
-        if (const LSTATUS failure = makeFolder(folder.substr(0, separator), mode); failure != 0)
-            return failure;
-    return mkdir(folder.c_str(), mode) == 0 || errno == EEXIST ? 0 : storeCodeOf(errno);
-}
-
 // The name by which SQLite opens a file that it may neither lock nor keep a log for.
 String snapshotName(const String& file) {
     constexpr char kDigits[] = "0123456789abcdef";
@@ -137,106 +101,228 @@ String snapshotName(const String& file) {
     return name + "?immutable=1";
 }
 
-bool hasLog(const String& file) {
+bool isFilled(const char* file) {
     struct stat status;
-    return stat((file + "-wal").c_str(), &status) == 0 && status.st_size > 0;
+    return stat(file, &status) == 0 && status.st_size > 0;
+}
+
+bool isSame(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+// Waiting for other processes. ----------------------------------------------------------------------------
+
+constinit RegistryClock::time_point endOfWaits; // under the lock that registry.cpp holds
+
+bool maySleep(RegistryClock::duration time) {
+    if (RegistryClock::now() >= endOfWaits)
+        return false;
+    std::this_thread::sleep_for(time);
+    return true;
+}
+
+int waitForLock(void*, int) { return maySleep(kTimeBetweenLooks) ? 1 : 0; }
+
+// Between attempts to begin reading, SQLite sleeps on its own account, for ten seconds altogether.
+int sleepInSQLite(sqlite3_vfs*, int microseconds) {
+    maySleep(std::min<RegistryClock::duration>(std::chrono::microseconds(microseconds), kLongestSleep));
+    return microseconds;
+}
+
+// Opens a connection that sleeps in this way. The connection needs SQLite's table of system calls as long as
+// it exists, but its entry in the list of the process only now: this library may be unloaded.
+int openConnection(const char* file, int flags, sqlite3** connection) {
+    static constinit sqlite3_vfs system = {};
+    const sqlite3_vfs* const usual = sqlite3_vfs_find("unix");
+    if (usual == nullptr)
+        return SQLITE_NOMEM;
+    system = *usual;
+    system.pNext = nullptr;
+    system.zName = "tarnkit";
+    system.xSleep = sleepInSQLite;
+    if (const int code = sqlite3_vfs_register(&system, 0); code != SQLITE_OK)
+        return code;
+    const int code =
+        sqlite3_open_v2(file, connection, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, system.zName);
+    sqlite3_vfs_unregister(&system);
+    return code;
+}
+
+// Called after each write, which has succeeded whatever happens here. Unlike SQLite's own way, this holds
+// writers up until the log begins anew: others that write all the time would make it grow for ever.
+int foldLargeLog(void*, sqlite3* connection, const char* name, int pages) {
+    if (pages >= kLogPages) {
+        const RegistryClock::time_point kept = endOfWaits;
+        endOfWaits = std::min(kept, RegistryClock::now() + kLongestWaitForFolding);
+        sqlite3_wal_checkpoint_v2(connection, name, SQLITE_CHECKPOINT_RESTART, nullptr, nullptr);
+        endOfWaits = kept;
+    }
+    return SQLITE_OK;
 }
 
 } // namespace
+
+void LimitRegistryWaits(RegistryClock::time_point start) { endOfWaits = start + kLongestWait; }
 
 LSTATUS RegistryDatabase::Open(Use use) {
     if (connection != nullptr) {
         int isReplaced = 0;
         sqlite3_file_control(connection, "main", SQLITE_FCNTL_HAS_MOVED, &isReplaced);
         const bool isTooWeak = isSnapshot || (isReadOnly && use != Use::Read);
-        if (isReplaced == 0 && !isTooWeak)
-            return 0;
-        Close();
+        if (isReplaced != 0 || isTooWeak)
+            disconnect();
     }
-    mode_t mode;
-    const String folder = folderOf(kind, &mode);
-    if (folder.empty())
-        return use == Use::Create ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND;
-    const String file = folder + (kind == Kind::User ? "/user.db" : "/machine.db");
-    LSTATUS failure = open(file, use);
-    if (failure == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) && use == Use::Create) {
-        failure = makeFolder(folder, mode);
-        if (failure == 0)
-            failure = connect(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-        if (failure == 0)
-            failure = makeTables();
+    if (connection == nullptr) {
+        const String file = RegistryFile(kind);
+        if (file.empty())
+            return use == Use::Create ? ERROR_ACCESS_DENIED : ERROR_FILE_NOT_FOUND;
+        LSTATUS failure = open(file, use);
+        if (failure == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) && use == Use::Create) {
+            failure = MakeRegistryFile(kind, file);
+            if (failure == 0)
+                failure = connect(file.c_str(), SQLITE_OPEN_READWRITE);
+            if (failure == 0)
+                failure = makeTables();
+        }
+        if (failure != 0) {
+            disconnect();
+            return failure;
+        }
     }
-    if (failure != 0)
-        Close();
-    else if (isReadOnly && use != Use::Read)
-        return ERROR_ACCESS_DENIED;
-    return failure;
+    if (use == Use::Read)
+        return 0;
+    return isReadOnly ? ERROR_ACCESS_DENIED : checkAll();
 }
 
 LSTATUS RegistryDatabase::open(const String& file, Use use) {
+    // Asked before the file's size: it is only when the file is complete that a log is begun.
+    const bool hasLog = isFilled((file + "-wal").c_str());
     struct stat status;
     if (stat(file.c_str(), &status) != 0) {
         const bool isAbsent = errno == ENOENT || (errno == ENOTDIR && use != Use::Create);
-        return isAbsent ? ERROR_FILE_NOT_FOUND : storeCodeOf(errno);
+        return isAbsent ? ERROR_FILE_NOT_FOUND : RegistryCodeOf(errno);
     }
+    if (!S_ISREG(status.st_mode))
+        return ERROR_ACCESS_DENIED;
+    if (status.st_size == 0 && hasLog)
+        return ERROR_BADDB; // SQLite would delete the log, which may still hold everything
     const bool isWriteProtected = (status.st_mode & kAnyWriteBit) == 0;
     LSTATUS failure = connect(file.c_str(), isWriteProtected ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
     if (failure == 0)
         failure = checkFormat();
-    if (failure == static_cast<LSTATUS>(ERROR_ACCESS_DENIED) && !hasLog(file)) {
-        Close();
+    if (failure == static_cast<LSTATUS>(ERROR_ACCESS_DENIED) && !hasLog) {
         failure = connect(snapshotName(file).c_str(), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
         isSnapshot = true;
         if (failure == 0)
             failure = checkFormat();
     }
+    isSound = isSame(status, suspendedFile);
     return failure;
 }
 
 LSTATUS RegistryDatabase::connect(const char* file, int flags) {
-    Close();
+    disconnect();
     openings++;
-    int code =
-        sqlite3_open_v2(file, &connection, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+    int code = openConnection(file, flags, &connection);
     if (connection == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
     if (code != SQLITE_OK)
         errno = sqlite3_system_errno(connection);
     else {
-        sqlite3_busy_timeout(connection, kBusyTimeout);
+        int isLogKept = 1;
+        sqlite3_busy_handler(connection, waitForLock, nullptr);
+        sqlite3_wal_hook(connection, foldLargeLog, nullptr);
         sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        sqlite3_file_control(connection, "main", SQLITE_FCNTL_PERSIST_WAL, &isLogKept);
         isReadOnly = sqlite3_db_readonly(connection, "main") == 1;
         code = sqlite3_exec(connection, kConfigure, nullptr, nullptr, nullptr);
     }
     return resultOf(code);
 }
 
-void RegistryDatabase::Close() {
+void RegistryDatabase::disconnect() {
+    if (connection != nullptr && hasWritten())
+        mustFold = true;
     for (sqlite3_stmt*& statement : statements) {
         sqlite3_finalize(statement);
         statement = nullptr;
     }
     sqlite3_close(connection);
     connection = nullptr;
-    isReadOnly = isSnapshot = false;
+    isReadOnly = isSnapshot = isSound = false;
 }
 
-// ERROR_SUCCESS for a database of this format, ERROR_FILE_NOT_FOUND for an empty one, ERROR_BADDB for any
-// other.
+// A process that has written folds the log even while others use the store: if two leave at the same time,
+// neither is the last one. The last one folds what others left who were killed.
+void RegistryDatabase::Close() {
+    if (mustFold)
+        Open(Use::Write);
+    if (connection != nullptr && !isReadOnly && isFilled(logName()) && checkAll() == 0) {
+        if (hasWritten())
+            sqlite3_wal_checkpoint_v2(connection, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+        sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    }
+    disconnect();
+    mustFold = false;
+    suspendedFile = {};
+}
+
+void RegistryDatabase::Suspend() {
+    if (connection == nullptr)
+        return;
+    if (!isSound || stat(sqlite3_db_filename(connection, "main"), &suspendedFile) != 0)
+        suspendedFile = {};
+    disconnect();
+}
+
+// A log that another process folds meanwhile is on the disk, too: in the database.
+LSTATUS RegistryDatabase::Flush() {
+    const LSTATUS failure = Open(Use::Read);
+    if (failure != 0 || isReadOnly)
+        return failure == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : failure;
+    const String log = logName();
+    const LSTATUS result = SyncRegistryFile(log.c_str());
+    return result != 0 ? result : SyncRegistryFile(log.substr(0, log.rfind('/') + 1).c_str());
+}
+
+// ERROR_SUCCESS for a database of this format, ERROR_FILE_NOT_FOUND for one that nothing was written to yet,
+// ERROR_BADDB for any other. A database that can be written is one whose header says so, too.
 LSTATUS RegistryDatabase::checkFormat() {
     sqlite3_stmt* query = nullptr;
     int code = sqlite3_prepare_v2(connection,
                                   "SELECT count(*), (SELECT application_id FROM pragma_application_id),"
-                                  " (SELECT user_version FROM pragma_user_version) FROM sqlite_schema",
+                                  " (SELECT user_version FROM pragma_user_version),"
+                                  " (SELECT page_count FROM pragma_page_count),"
+                                  " total(type NOT IN ('table', 'index')) FROM sqlite_schema",
                                   -1, &query, nullptr);
     if (code == SQLITE_OK)
         code = sqlite3_step(query);
     LSTATUS result = resultOf(code);
     if (code == SQLITE_ROW) {
-        const bool isEmpty = sqlite3_column_int64(query, 0) == 0;
-        const bool isOurs =
-            sqlite3_column_int64(query, 1) == kApplication && sqlite3_column_int64(query, 2) == kFormat;
+        const auto number = [query](int column) { return sqlite3_column_int64(query, column); };
+        const bool isEmpty = number(0) == 0 && number(1) == 0 && number(2) == 0 && number(3) <= 1;
+        const bool isOurs = number(1) == kApplication && number(2) == kFormat && number(4) == 0 &&
+                            (isReadOnly || sqlite3_db_readonly(connection, "main") == 0);
         result = isEmpty ? ERROR_FILE_NOT_FOUND : isOurs ? ERROR_SUCCESS : ERROR_BADDB;
+    }
+    sqlite3_finalize(query);
+    return result;
+}
+
+// Reads the whole database unless it is known to be sound. ERROR_BADDB if it is not.
+LSTATUS RegistryDatabase::checkAll() {
+    if (isSound)
+        return 0;
+    sqlite3_stmt* query = nullptr;
+    int code = sqlite3_prepare_v2(connection, "PRAGMA integrity_check(1)", -1, &query, nullptr);
+    if (code == SQLITE_OK)
+        code = sqlite3_step(query);
+    LSTATUS result = resultOf(code);
+    if (code == SQLITE_ROW) {
+        const void* const answer = sqlite3_column_text(query, 0);
+        isSound = answer != nullptr && std::strcmp(static_cast<const char*>(answer), "ok") == 0;
+        result = isSound ? ERROR_SUCCESS : answer == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ERROR_BADDB;
     }
     sqlite3_finalize(query);
     return result;
@@ -245,7 +331,7 @@ LSTATUS RegistryDatabase::checkFormat() {
 // Several processes may do this at the same time: the later ones find the tables created. Switching to the
 // log fails immediately while another process does so, hence the loop.
 LSTATUS RegistryDatabase::makeTables() {
-    for (int waited = 0; waited < kBusyTimeout; waited += kRetryDelay) {
+    do {
         const LSTATUS state = checkFormat();
         if (state != static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND))
             return state;
@@ -257,8 +343,7 @@ LSTATUS RegistryDatabase::makeTables() {
         const bool isRace = (code & 0xFF) == SQLITE_BUSY || (code & 0xFF) == SQLITE_ERROR;
         if (!isRace)
             return failure;
-        sqlite3_sleep(kRetryDelay);
-    }
+    } while (maySleep(kLongestSleep));
     return ERROR_BUSY;
 }
 
@@ -301,9 +386,11 @@ LSTATUS RegistryDatabase::resultOf(int code) {
     case SQLITE_FULL:
         return ERROR_DISK_FULL;
     case SQLITE_CANTOPEN:
-        return storeCodeOf(errno);
+        return RegistryCodeOf(errno);
     case SQLITE_IOERR: {
-        const LSTATUS reason = storeCodeOf(errno);
+        if (code == SQLITE_IOERR_SHORT_READ)
+            return ERROR_BADDB;
+        const LSTATUS reason = RegistryCodeOf(errno);
         return reason == static_cast<LSTATUS>(ERROR_ACCESS_DENIED) ? ERROR_IO_DEVICE : reason;
     }
     case SQLITE_ERROR: // our own statements are right, so the tables are wrong
@@ -352,7 +439,10 @@ LSTATUS RegistryStatement::Step() {
     if (failure != 0)
         return failure;
     const int code = sqlite3_step(statement);
-    return code == SQLITE_DONE ? static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS) : database.resultOf(code);
+    const LSTATUS result = database.resultOf(code);
+    if (result == static_cast<LSTATUS>(ERROR_BADDB))
+        database.isSound = false; // nothing more is written until that is known
+    return code == SQLITE_DONE ? static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS) : result;
 }
 
 LSTATUS RegistryStatement::Run() {
@@ -376,7 +466,7 @@ RegistryTransaction::~RegistryTransaction() {
     // Closing the connection makes sure of the rollback even if it failed: a transaction that stayed open
     // would block every other process.
     if (isOpen && RegistryStatement(database, RegistryQuery::Rollback).Run() != 0)
-        database.Close();
+        database.disconnect();
 }
 
 } // namespace Tarn::Platform::Posix

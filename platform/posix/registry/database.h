@@ -1,20 +1,25 @@
-// The SQLite database behind one half of the POSIX port's registry: where it is stored, how it is opened and
-// created, and the statements that are run on it.
+// The SQLite database behind one half of the POSIX port's registry: how it is opened, created and closed, and
+// the statements that are run on it.
 //
 // The connection is opened on first use, and again if the file was replaced. Because of the write-ahead log,
-// a process that dies in the middle of a write blocks nobody; the log's files stay beside the database, so
-// that readers who may not write to the folder can still read. A commit reaches the operating system
+// a process that dies in the middle of a write blocks nobody. A commit reaches the operating system
 // immediately and the disk with the next checkpoint of the log: a killed process loses nothing, a power cut
 // at most the latest writes, and the database stays consistent either way.
+//
+// The log is folded into the database when it is large, when a process that has written leaves, and when the
+// last user leaves. Its empty files stay beside the database, so that readers who may not write to the folder
+// can still lock it.
+//
+// Whoever is going to write checks the whole database first: a damaged one is never written to.
 //
 // Results are the registry's codes. Not synchronised: registry.cpp holds the lock.
 #pragma once
 
-#include "platform/posix/memory/allocator.h"
+#include "platform/posix/registry/place.h"
 
-#include <tarnkit/types.h>
-
+#include <chrono>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 namespace Tarn::Platform::Posix {
 
@@ -40,43 +45,62 @@ enum class RegistryQuery {
     Count
 };
 
+using RegistryClock = std::chrono::steady_clock;
+
+/// From `start` on, the calls below wait for other processes for a second altogether, and then return
+/// ERROR_BUSY.
+void LimitRegistryWaits(RegistryClock::time_point start);
+
 class RegistryDatabase {
 public:
-    enum class Kind { User, Machine };
     enum class Use {
         Read,
         Write,
         Create ///< for writing; creates the database if it does not exist
     };
 
-    explicit constexpr RegistryDatabase(Kind databaseKind) : kind(databaseKind) {}
+    explicit constexpr RegistryDatabase(RegistryKind databaseKind) : kind(databaseKind) {}
 
     /// Makes the connection ready. ERROR_FILE_NOT_FOUND if there is no database, ERROR_ACCESS_DENIED if it
     /// may not be used that way.
     LSTATUS Open(Use use);
 
-    /// Closes the connection until it is used again.
+    /// Brings all writes that have succeeded to the disk.
+    LSTATUS Flush();
+
+    /// Closes the connection until it is used again, and folds the log.
     void Close();
+
+    /// Closes the connection around a fork, which is not delayed by the log: a later `Close` folds it.
+    void Suspend();
 
     /// A number that changes whenever anybody changes the database.
     LSTATUS GetChangeMark(sqlite3_int64* mark);
 
 private:
     friend class RegistryStatement;
+    friend class RegistryTransaction;
 
     LSTATUS open(const String& file, Use use);
     LSTATUS connect(const char* file, int flags);
+    void disconnect();
     LSTATUS checkFormat();
+    LSTATUS checkAll();
     LSTATUS makeTables();
+    bool hasWritten() const { return mustFold || sqlite3_total_changes64(connection) > 0; }
+    const char* logName() const { return sqlite3_filename_wal(sqlite3_db_filename(connection, "main")); }
     LSTATUS statementFor(RegistryQuery query, sqlite3_stmt** statement);
     static LSTATUS resultOf(int code);
 
-    const Kind kind;
+    const RegistryKind kind;
     sqlite3* connection = nullptr;
     sqlite3_stmt* statements[static_cast<int>(RegistryQuery::Count)] = {};
     sqlite3_int64 openings = 0;
     bool isReadOnly = false;
-    bool isSnapshot = false; ///< opened without locks, because no log can be kept; valid for one call
+    bool isSnapshot = false;        ///< opened without locks, because no log can be kept; valid for one call
+    bool isSound = false;           ///< checked since the connection was opened, or since it was suspended
+    bool mustFold = false;          ///< something was written before the connection was suspended
+    struct stat suspendedFile = {}; ///< what the sound file was like at that moment
 };
 
 /// One run of a query. At most one per query at a time.

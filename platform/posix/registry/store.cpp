@@ -201,9 +201,18 @@ LSTATUS RegistryStore::DeleteValue(RegistryKeyId key, const RegistryName& name) 
 }
 
 void RegistryStore::Close() {
+    forgetPlaces();
+    database.Close();
+}
+
+void RegistryStore::Suspend() {
+    forgetPlaces();
+    database.Suspend();
+}
+
+void RegistryStore::forgetPlaces() {
     for (Enumeration* enumeration : {&subKeys, &values})
         enumeration->cursor.MoveTo(Cursor());
-    database.Close();
 }
 
 // Makes the database ready. If there is none, a predefined key is empty, which gives `codeWhenEmpty`, and any

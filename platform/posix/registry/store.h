@@ -55,7 +55,7 @@ struct RegistryValueBuffer {
 
 class RegistryStore {
 public:
-    explicit constexpr RegistryStore(RegistryDatabase::Kind kind) : database(kind) {}
+    explicit constexpr RegistryStore(RegistryKind kind) : database(kind) {}
 
     LSTATUS FindKey(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key);
     /// Finds the key at the end of `path`, or creates it and all keys on the way.
@@ -76,8 +76,11 @@ public:
     /// ERROR_ACCESS_DENIED if writes would be refused.
     LSTATUS CheckWritable() { return database.Open(RegistryDatabase::Use::Write); }
 
-    /// Closes the database until it is used again.
+    LSTATUS Flush() { return database.Flush(); }
+
+    /// Closes the database until it is used again. `Suspend` is for a fork, and leaves the log as it is.
     void Close();
+    void Suspend();
 
 private:
     // The item that was listed last, so that the next one need not be counted from the start.
@@ -97,6 +100,7 @@ private:
         Cursor cursor;
     };
 
+    void forgetPlaces();
     LSTATUS open(RegistryDatabase::Use use, RegistryKeyId key, DWORD codeWhenEmpty);
     LSTATUS whyMissing(RegistryKeyId key, DWORD codeWhenPresent);
     LSTATUS getDepth(RegistryKeyId key, int* depth);

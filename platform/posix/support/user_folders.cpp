@@ -19,7 +19,7 @@ String baseFolder(const char* variable, const char* standard) {
 } // namespace
 
 String AbsolutePathIn(const char* variable) {
-    const char* value = std::getenv(variable);
+    const char* value = secure_getenv(variable);
     return value != nullptr && *value == '/' ? value : "";
 }
 

@@ -1,4 +1,5 @@
-// The user's home and the XDG base directories below it, as absolute paths on disk.
+// The user's home and the XDG base directories below it, as absolute paths on disk. A program that has other
+// rights than the user who started it takes none of them from the environment, but from the system's list.
 #pragma once
 
 #include "platform/posix/memory/allocator.h"

@@ -101,7 +101,7 @@ UINT ansiOfLocale() {
 
 /// The code page that a variable names; 0 if it is not set or names none that exists.
 UINT codePageVariable(const char* name) {
-    const char* text = std::getenv(name);
+    const char* text = secure_getenv(name);
     if (text == nullptr)
         return 0;
     UINT number = 0;
