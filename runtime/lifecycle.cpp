@@ -142,6 +142,7 @@ void Clean() {
     }
     SetLibraryState(TLibraryState::cleanedUp);
     releaseResources();
+    Platform::ReleaseRegistry();
 }
 
 void TerminateTarnkit() {

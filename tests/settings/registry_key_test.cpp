@@ -92,6 +92,8 @@ TEST_F(RegistryKey, ReadsStringsWithoutOneTerminator) {
 
 TEST_F(RegistryKey, RefusesNegativeSizes) {
     ASSERT_TRUE(key.SetValue(u"v", REG_BINARY, "1234", 4));
+    EXPECT_TRUE(key.Flush());
+    EXPECT_FALSE(CRegistryKey(false).Flush());
     char buffer[4];
     EXPECT_EQ(key.QueryValue(u"v", buffer, -1), 0);
     EXPECT_FALSE(key.SetValue(u"v", REG_BINARY, "1234", -1));

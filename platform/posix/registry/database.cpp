@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <cstdlib>
 #include <iterator>
+#include <string_view>
 #include <thread>
 
 namespace Tarn::Platform::Posix {
@@ -190,9 +191,9 @@ LSTATUS RegistryDatabase::Open(Use use) {
             return failure;
         }
     }
-    if (use == Use::Read)
-        return 0;
-    return isReadOnly ? ERROR_ACCESS_DENIED : checkAll();
+    if (const LSTATUS failure = isSound ? 0 : checkAll(); failure != 0)
+        return failure;
+    return isReadOnly && use != Use::Read ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
 LSTATUS RegistryDatabase::open(const String& file, Use use) {
@@ -217,7 +218,7 @@ LSTATUS RegistryDatabase::open(const String& file, Use use) {
         if (failure == 0)
             failure = checkFormat();
     }
-    isSound = isSame(status, suspendedFile);
+    isSound = isSame(status, checkedFile);
     return failure;
 }
 
@@ -258,22 +259,25 @@ void RegistryDatabase::disconnect() {
 void RegistryDatabase::Close() {
     if (mustFold)
         Open(Use::Write);
-    if (connection != nullptr && !isReadOnly && isFilled(logName()) && checkAll() == 0) {
+    if (connection != nullptr && !isReadOnly && isSound && isFilled(logName())) {
         if (hasWritten())
             sqlite3_wal_checkpoint_v2(connection, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
         sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     }
     disconnect();
     mustFold = false;
-    suspendedFile = {};
+    checkedFile = {};
 }
 
 void RegistryDatabase::Suspend() {
-    if (connection == nullptr)
-        return;
-    if (!isSound || stat(sqlite3_db_filename(connection, "main"), &suspendedFile) != 0)
-        suspendedFile = {};
+    if (connection != nullptr && isSound)
+        rememberChecked();
     disconnect();
+}
+
+void RegistryDatabase::rememberChecked() {
+    if (stat(sqlite3_db_filename(connection, "main"), &checkedFile) != 0)
+        checkedFile = {};
 }
 
 // A log that another process folds meanwhile is on the disk, too: in the database.
@@ -310,21 +314,25 @@ LSTATUS RegistryDatabase::checkFormat() {
     return result;
 }
 
-// Reads the whole database unless it is known to be sound. ERROR_BADDB if it is not.
+// Reads the whole database. ERROR_BADDB if any of it is damaged.
 LSTATUS RegistryDatabase::checkAll() {
-    if (isSound)
-        return 0;
     sqlite3_stmt* query = nullptr;
     int code = sqlite3_prepare_v2(connection, "PRAGMA integrity_check(1)", -1, &query, nullptr);
     if (code == SQLITE_OK)
         code = sqlite3_step(query);
     LSTATUS result = resultOf(code);
     if (code == SQLITE_ROW) {
-        const void* const answer = sqlite3_column_text(query, 0);
-        isSound = answer != nullptr && std::strcmp(static_cast<const char*>(answer), "ok") == 0;
-        result = isSound ? ERROR_SUCCESS : answer == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ERROR_BADDB;
+        const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(query, 0));
+        const std::string_view answer = text == nullptr ? "error code=7" : text; // no memory
+        isSound = answer == "ok";
+        const std::size_t reason = answer.find("error code="); // of a page that could not be read
+        result = isSound                            ? ERROR_SUCCESS
+                 : reason == std::string_view::npos ? ERROR_BADDB
+                                                    : resultOf(std::atoi(&answer[reason + 11]));
     }
     sqlite3_finalize(query);
+    if (isSound)
+        rememberChecked();
     return result;
 }
 
@@ -441,7 +449,7 @@ LSTATUS RegistryStatement::Step() {
     const int code = sqlite3_step(statement);
     const LSTATUS result = database.resultOf(code);
     if (result == static_cast<LSTATUS>(ERROR_BADDB))
-        database.isSound = false; // nothing more is written until that is known
+        database.isSound = false;
     return code == SQLITE_DONE ? static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS) : result;
 }
 

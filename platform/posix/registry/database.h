@@ -10,7 +10,7 @@
 // last user leaves. Its empty files stay beside the database, so that readers who may not write to the folder
 // can still lock it.
 //
-// Whoever is going to write checks the whole database first: a damaged one is never written to.
+// Before anything else is done with a database, all of it is checked: a damaged one is never written to.
 //
 // Results are the registry's codes. Not synchronised: registry.cpp holds the lock.
 #pragma once
@@ -86,6 +86,7 @@ private:
     void disconnect();
     LSTATUS checkFormat();
     LSTATUS checkAll();
+    void rememberChecked();
     LSTATUS makeTables();
     bool hasWritten() const { return mustFold || sqlite3_total_changes64(connection) > 0; }
     const char* logName() const { return sqlite3_filename_wal(sqlite3_db_filename(connection, "main")); }
@@ -97,10 +98,10 @@ private:
     sqlite3_stmt* statements[static_cast<int>(RegistryQuery::Count)] = {};
     sqlite3_int64 openings = 0;
     bool isReadOnly = false;
-    bool isSnapshot = false;        ///< opened without locks, because no log can be kept; valid for one call
-    bool isSound = false;           ///< checked since the connection was opened, or since it was suspended
-    bool mustFold = false;          ///< something was written before the connection was suspended
-    struct stat suspendedFile = {}; ///< what the sound file was like at that moment
+    bool isSnapshot = false;      ///< opened without locks, because no log can be kept; valid for one call
+    bool isSound = false;         ///< all of it was checked, and nothing was wrong since then
+    bool mustFold = false;        ///< something was written before the connection was suspended
+    struct stat checkedFile = {}; ///< what the sound file was like when it was checked or suspended
 };
 
 /// One run of a query. At most one per query at a time.

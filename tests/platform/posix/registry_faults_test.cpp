@@ -1,19 +1,24 @@
 // What the POSIX port's registry does when processes die and when files are damaged or cannot be written.
 #include "tests/platform/registry_calls.h"
 #include "tests/support/fresh_folder.h"
+#include "tests/support/system.h"
 
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
 #include <set>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace Tarn::Platform {
@@ -58,14 +63,16 @@ bool succeeds(pid_t child) {
     return waitpid(child, &status, 0) == child && status == 0;
 }
 
-// Runs SQL directly on a database and returns the last column of the first row.
+// Runs SQL directly on a database and returns the last column of the first row, or "failed".
 std::string runSql(const fs::path& file, const char* sql) {
     sqlite3* database;
     char** cells;
-    int rows, columns;
+    int rows = 0, columns = 0;
     EXPECT_EQ(sqlite3_open(file.c_str(), &database), SQLITE_OK);
-    EXPECT_EQ(sqlite3_get_table(database, sql, &cells, &rows, &columns, nullptr), SQLITE_OK);
-    const std::string result = rows == 0 ? "" : cells[2 * columns - 1]; // the first row has the names
+    const int code = sqlite3_get_table(database, sql, &cells, &rows, &columns, nullptr);
+    const std::string result = code != SQLITE_OK ? "failed"
+                               : rows == 0       ? ""
+                                                 : cells[2 * columns - 1]; // the first row has the names
     sqlite3_free_table(cells);
     sqlite3_close(database);
     return result;
@@ -106,33 +113,303 @@ private:
 
 } // namespace
 
-TEST_F(RegistryFaults, ReadingADamagedStoreEndsAndChangesNothing) {
+// Damages pages, single bytes, or the end of a file.
+void damage(std::string& bytes, std::minstd_rand& random) {
+    constexpr std::size_t kPage = 4096;
+    const std::size_t pages = bytes.size() / kPage;
+    const std::size_t page = random() % pages * kPage;
+    switch (random() % 8) {
+    case 0:
+        bytes.resize(1 + random() % bytes.size());
+        break;
+    case 1:
+        bytes.replace(page, kPage, kPage, static_cast<char>(random()));
+        break;
+    case 2:
+        bytes.replace(page, kPage, bytes.substr(random() % pages * kPage, kPage));
+        break;
+    default:
+        for (auto count = 1 + random() % 3; count > 0;)
+            if (char& byte = bytes[random() % bytes.size()]; byte != 0) { // zeros are mostly unused space
+                byte = static_cast<char>(random());
+                count--;
+            }
+    }
+}
+
+// What each call that looks into the store returns.
+std::vector<Int64> callEach(HKEY key) {
+    char16_t name[300];
+    HKEY opened = nullptr;
+    DWORD length = 300, sameLength = 300;
+    std::vector<Int64> results = {RegOpenKeyExW(key, u"1", 0, KEY_READ, &opened)};
+    Platform::RegCloseKey(opened);
+    results.push_back(RegCreateKeyExW(key, u"New", KEY_READ, &opened, nullptr));
+    Platform::RegCloseKey(opened);
+    results.insert(results.end(),
+                   {RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                    RegQueryValueExW(key, u"0", nullptr, nullptr, nullptr),
+                    RegEnumKeyExW(key, 0, name, &length),
+                    RegEnumValueW(key, 0, name, &sameLength, nullptr, nullptr, nullptr),
+                    RegSetValueExW(key, u"new", REG_BINARY, "x", 1), RegDeleteValueW(key, u"0"),
+                    RegDeleteKeyW(key, u"2\\1\\16"), RegFlushKey(key)});
+    return results;
+}
+
+TEST_F(RegistryFaults, EveryCallReportsADamagedStoreAndLeavesItAlone) {
     for (int i = 0; i < 30; i++) {
         const Key key(HKEY_CURRENT_USER, nameOf(i % 7) + u"\\" + nameOf(i % 3) + u"\\" + nameOf(i));
         for (int value = 0; value < i % 5; value++)
             ASSERT_EQ(set(key, nameOf(value), std::to_string(i)), ERROR_SUCCESS);
     }
+    const Key handle(HKEY_CURRENT_USER, u"3");
     ReleaseRegistry();
-    runSql(userFile, "PRAGMA wal_checkpoint(TRUNCATE)");
     const std::string sound = bytesOf(userFile);
     const std::set<LSTATUS> allowed = {ERROR_SUCCESS,       ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA,
                                        ERROR_NO_MORE_ITEMS, ERROR_BADDB,          ERROR_KEY_DELETED};
     std::minstd_rand random(20260118);
-    for (int round = 0; round < 200; round++) {
-        std::string damaged = sound;
-        for (auto bytes = 1 + random() % 3; bytes > 0;)
-            if (char& byte = damaged[random() % damaged.size()]; byte != 0) { // zeros are mostly unused space
-                byte = static_cast<char>(random());
-                bytes--;
-            }
-        std::ofstream(userFile) << damaged;
+    int damagedRounds = 0;
+    for (int round = 0; round < 400; round++) {
+        SCOPED_TRACE(round);
+        std::string bytes = sound;
+        damage(bytes, random);
+        std::ofstream(userFile) << bytes;
         Walk walk;
         walk.Read(HKEY_CURRENT_USER);
-        EXPECT_LT(walk.calls, Walk::kMostCalls) << "round " << round;
-        EXPECT_TRUE(std::ranges::includes(allowed, walk.results))
-            << "round " << round << ": " << testing::PrintToString(walk.results);
+        EXPECT_LT(walk.calls, Walk::kMostCalls);
+        EXPECT_TRUE(std::ranges::includes(allowed, walk.results)) << testing::PrintToString(walk.results);
         ReleaseRegistry();
-        EXPECT_TRUE(bytesOf(userFile) == damaged) << "round " << round;
+        EXPECT_TRUE(bytesOf(userFile) == bytes);
+
+        const fs::path copy = FreshFolder::folder / "copy.db";
+        std::ofstream(copy) << bytes;
+        const bool isDamaged = bytes != sound && runSql(copy, "PRAGMA integrity_check(1)") != "ok";
+        damagedRounds += isDamaged;
+        for (const HKEY key : {HKEY_CURRENT_USER, HKEY(handle)}) {
+            const std::vector<Int64> results = callEach(key);
+            if (isDamaged) {
+                expectEach(ERROR_BADDB, results);
+            }
+        }
+        ReleaseRegistry();
+        EXPECT_TRUE(bytesOf(userFile) == bytes || runSql(userFile, "PRAGMA integrity_check") == "ok");
+        EXPECT_TRUE(bytesOf(userFile) == bytes || !isDamaged);
+    }
+    EXPECT_GT(damagedRounds, 100);
+    std::ofstream(userFile) << sound;
+}
+
+TEST_F(RegistryFaults, FilesAndFoldersAreForTheirOwnerUnlessTheyWereOtherwise) {
+    const auto modes = [this] {
+        std::string all;
+        for (const char* name :
+             {"", "user.db", "user.db-wal", "user.db-shm", "machine.db", "machine.db-wal"}) {
+            char octal[8];
+            std::snprintf(octal, sizeof(octal), "%o ", unsigned(fs::status(folder / name).permissions()));
+            all += octal;
+        }
+        return all;
+    };
+    const mode_t kept = umask(0);
+    for (const char* expected : {"700 600 600 600 644 644 ", "755 640 640 640 660 660 "}) {
+        for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
+            EXPECT_EQ(set(root, u"v", "x"), ERROR_SUCCESS);
+        EXPECT_EQ(modes(), expected);
+        ReleaseRegistry();
+        for (const auto& [name, mode] : {std::pair("", 0755), {"user.db", 0640}, {"machine.db", 0660}})
+            fs::permissions(folder / name, fs::perms(mode));
+        for (const fs::path& file : {userFile, machineFile})
+            for (const char* log : {"-wal", "-shm"})
+                fs::remove(file.string() + log);
+    }
+    umask(kept);
+}
+
+// The last column has the code for reading and the code for creating something.
+TEST_F(RegistryFaults, TheFolderIsChosenByTheEnvironment) {
+    using Codes = std::pair<DWORD, DWORD>;
+    const std::string base = FreshFolder::folder;
+    const Codes missing{ERROR_FILE_NOT_FOUND, ERROR_SUCCESS},
+        blocked{ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}, denied{ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED};
+    std::ofstream(base + "/file") << "kept";
+    for (const char* name : {"closed", "fixed", "directory", "pipe", "link", "unreadable"})
+        fs::create_directory(base + "/" + name);
+    fs::create_directory(base + "/directory/user.db");
+    EXPECT_EQ(mkfifo((base + "/pipe/user.db").c_str(), 0666), 0);
+    fs::create_symlink("user.db", base + "/link/user.db");
+    std::ofstream(base + "/unreadable/user.db").close();
+    for (const auto& [name, mode] :
+         {std::pair("", 0777), {"/closed", 0}, {"/fixed", 0555}, {"/unreadable/user.db", 0}})
+        fs::permissions(base + name, fs::perms(mode));
+    fs::permissions(fs::current_path(), fs::perms(0755));
+    const struct {
+        std::string variable, home, settings;
+        Codes codes;
+        std::string created = "";
+    } cases[] = {{"/new/below", "", "", missing, "/new/below/user.db"},
+                 {"", "/home", "", missing, "/home/.config/tarnkit/user.db"},
+                 {"", "/other", "relative", missing, "/other/.config/tarnkit/user.db"},
+                 {"", "/home", "/settings", missing, "/settings/tarnkit/user.db"},
+                 {"", "", "", blocked}, // the home of the user that runs this does not exist
+                 {"", "relative", "", blocked},
+                 {"/file", "", "", blocked},
+                 {"/file/below", "", "", blocked},
+                 {"", "/file", "", blocked},
+                 {"/fixed/new", "", "", blocked},
+                 {"/closed/new", "", "", denied},
+                 {"/directory", "", "", denied},
+                 {"/pipe", "", "", denied},
+                 {"/link", "", "", denied},
+                 {"/unreadable", "", "", denied},
+                 {"/" + std::string(300, 'n'), "", "", denied}};
+    ReleaseRegistry();
+    EXPECT_TRUE(succeeds(start([&] {
+        ASSERT_TRUE(getuid() != 0 || setuid(65534) == 0);
+        for (const auto& [variable, home, settings, codes, created] : cases) {
+            if (home.find('/') == home.npos && settings.empty() && variable.empty() && getuid() != 65534)
+                continue;
+            const auto choose = [&](const char* name, const std::string& value) {
+                setenv(name, (value[0] == '/' ? base + value : value).c_str(), 1);
+            };
+            choose("TARNKIT_REGISTRY", variable);
+            choose("HOME", home);
+            choose("XDG_CONFIG_HOME", settings);
+            HKEY key = nullptr;
+            const DWORD read = tryOpen(HKEY_CURRENT_USER, u"Key");
+            const LSTATUS creation = RegCreateKeyExW(HKEY_CURRENT_USER, u"Key", KEY_READ, &key, nullptr);
+            EXPECT_EQ(Codes(read, creation), codes) << variable << " " << home << " " << settings;
+            EXPECT_TRUE(created.empty() || fs::exists(base + created)) << created;
+            Platform::RegCloseKey(key);
+            ReleaseRegistry();
+        }
+    })));
+    EXPECT_EQ(bytesOf(base + "/file"), "kept");
+}
+
+TEST_F(RegistryFaults, VariablesAreReadAtLoadAndOnlyWithoutOtherRights) {
+    ASSERT_EQ(set(HKEY_CURRENT_USER, u"v", "x"), ERROR_SUCCESS);
+    ReleaseRegistry();
+    const fs::path base = FreshFolder::folder, trace = base / "trace.txt", program = base / "raised";
+    const std::string in = "cd '" + base.string() + "'; TARNKIT_TRACE=trace.txt TARNKIT_REGISTRY=";
+    EXPECT_EQ(RunProgram("true; " + in + "registry '" TARNKIT_REGISTRY_READER "'").exitCode, 0);
+    EXPECT_EQ(bytesOf(trace), "trace\n");
+
+    fs::remove(trace);
+    fs::copy_file(TARNKIT_REGISTRY_READER, program);
+    if (chown(program.c_str(), 65534, gid_t(-1)) != 0 || chmod(program.c_str(), 04755) != 0)
+        GTEST_SKIP() << "only root can do this";
+    for (const fs::path& place : {fs::current_path(), base, folder})
+        fs::permissions(place, fs::perms(0777));
+    fs::permissions(userFile, fs::perms(0666));
+    const int result = RunProgram("true; " + in + folder.string() + " ./raised raised").exitCode;
+    if (result == 100)
+        GTEST_SKIP() << "the system gives programs no other rights here";
+    EXPECT_EQ(result, ERROR_FILE_NOT_FOUND);
+    EXPECT_FALSE(fs::exists(trace));
+}
+
+TEST_F(RegistryFaults, TheDatabaseAloneHoldsWhatWasWritten) {
+    const auto isInDatabase = [this](const Text& name) {
+        const fs::path copy = FreshFolder::folder / "copy";
+        fs::create_directory(copy);
+        fs::copy_file(userFile, copy / "user.db", fs::copy_options::overwrite_existing);
+        return succeeds(start([&] {
+            moveTo(copy);
+            EXPECT_EQ(get(HKEY_CURRENT_USER, name.c_str()), "3:x");
+        }));
+    };
+    const auto write = [](const Text& name) { EXPECT_EQ(set(HKEY_CURRENT_USER, name, "x"), ERROR_SUCCESS); };
+    write(u"by this");
+    EXPECT_TRUE(succeeds(start([&] { // while this process uses the store
+        write(u"by another");
+        ReleaseRegistry();
+    })));
+    EXPECT_TRUE(isInDatabase(u"by another"));
+    write(u"before a fork");
+    EXPECT_TRUE(succeeds(start([] {})));
+    ReleaseRegistry();
+    EXPECT_TRUE(isInDatabase(u"before a fork"));
+    EXPECT_TRUE(succeeds(start([&] { write(u"by one that is killed"); })));
+    EXPECT_EQ(get(HKEY_CURRENT_USER, u"by this"), "3:x");
+    ReleaseRegistry();
+    EXPECT_TRUE(isInDatabase(u"by one that is killed"));
+    EXPECT_EQ(fs::file_size(userFile.string() + "-wal"), 0u);
+}
+
+// A power cut takes the end of the log, or leaves something else in its place.
+TEST_F(RegistryFaults, AnyPartOfTheLogHoldsTheFirstWrites) {
+    ASSERT_EQ(set(HKEY_CURRENT_USER, u"first", "x"), ERROR_SUCCESS);
+    ReleaseRegistry();
+    EXPECT_TRUE(succeeds(start([] {
+        for (int i = 0; i < 20; i++)
+            EXPECT_EQ(set(HKEY_CURRENT_USER, nameOf(i), std::string(i * 100, 'x')), ERROR_SUCCESS);
+    })));
+    const std::string database = bytesOf(userFile), log = bytesOf(userFile.string() + "-wal");
+    ASSERT_GT(log.size(), 100'000u);
+    std::minstd_rand random(20020913);
+    std::set<int> found;
+    for (int round = 0; round < 60; round++) {
+        ReleaseRegistry();
+        fs::remove(userFile.string() + "-shm");
+        const std::size_t size = random() % log.size();
+        std::ofstream(userFile) << database;
+        std::ofstream(userFile.string() + "-wal")
+            << log.substr(0, size)
+            << std::string(round % 2 * (log.size() - size), static_cast<char>(random()));
+        int written = 0;
+        while (get(HKEY_CURRENT_USER, nameOf(written).c_str()) == "3:" + std::string(written * 100, 'x'))
+            written++;
+        for (int i = written; i < 20; i++)
+            EXPECT_EQ(get(HKEY_CURRENT_USER, nameOf(i).c_str()), "failed 2");
+        EXPECT_EQ(get(HKEY_CURRENT_USER, u"first"), "3:x");
+        found.insert(written);
+    }
+    EXPECT_GT(found.size(), 10u);
+}
+
+TEST_F(RegistryFaults, WritersShareAStoreWithoutLongWaitsOrALongLog) {
+    pid_t writers[16];
+    for (pid_t& writer : writers)
+        writer = start([&] {
+            const Key key(HKEY_CURRENT_USER, nameOf(static_cast<int>(&writer - writers)));
+            for (int i = 0; i < 60; i++) // those that wait for more than a second fail
+                EXPECT_EQ(set(key, u"v", std::string(4000, static_cast<char>(i))), ERROR_SUCCESS);
+        });
+    for (const pid_t writer : writers)
+        EXPECT_TRUE(succeeds(writer));
+    EXPECT_LT(fs::file_size(userFile.string() + "-wal"), 5'000'000u); // without folding, four times as much
+}
+
+// Another process holds the lock for writing, or all locks.
+TEST_F(RegistryFaults, ALockThatIsNotReleasedIsWaitedForOnce) {
+    ASSERT_EQ(set(HKEY_CURRENT_USER, u"v", "x"), ERROR_SUCCESS);
+    for (const int first : {120, 0}) {
+        int pipeEnds[2];
+        char ready;
+        ASSERT_EQ(pipe(pipeEnds), 0);
+        const pid_t holder = start([&] {
+            EXPECT_EQ(set(HKEY_CURRENT_USER, u"w", "x"), ERROR_SUCCESS);
+            struct flock lock = {};
+            lock.l_type = F_WRLCK;
+            lock.l_start = first;
+            lock.l_len = first == 0 ? 128 : 1;
+            EXPECT_EQ(fcntl(open((userFile.string() + "-shm").c_str(), O_RDWR), F_SETLK, &lock), 0);
+            EXPECT_EQ(::write(pipeEnds[1], "", 1), 1);
+            pause();
+        });
+        EXPECT_EQ(::read(pipeEnds[0], &ready, 1), 1);
+        const auto start = std::chrono::steady_clock::now();
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; i++)
+            threads.emplace_back([] { EXPECT_EQ(set(HKEY_CURRENT_USER, u"v", "y"), ERROR_BUSY); });
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+        EXPECT_EQ(get(HKEY_CURRENT_USER, u"v"), first == 0 ? "failed 170" : "3:x");
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(7));
+        kill(holder, SIGKILL);
+        waitpid(holder, nullptr, 0);
+        EXPECT_EQ(set(HKEY_CURRENT_USER, u"v", "x"), ERROR_SUCCESS);
     }
 }
 
@@ -276,7 +553,13 @@ TEST_F(RegistryFaults, AForeignFileIsReportedAndLeftUnchanged) {
     EXPECT_EQ(bytesOf(userFile), garbage);
     EXPECT_EQ(runSql(machineFile, "SELECT count(*) FROM sqlite_schema"), "1");
 
+    // An empty file holds nothing, unless there is a log that belongs to it.
+    const fs::path log = userFile.string() + "-wal";
     fs::resize_file(userFile, 0);
+    std::ofstream(log) << garbage;
+    expectEach(ERROR_BADDB, {tryOpen(HKEY_CURRENT_USER, u"Any"), set(HKEY_CURRENT_USER, u"v", "x")});
+    EXPECT_TRUE(fs::file_size(userFile) == 0 && bytesOf(log) == garbage);
+    fs::remove(log);
     EXPECT_EQ(set(HKEY_CURRENT_USER, u"v", "x"), ERROR_SUCCESS);
 }
 
