@@ -52,8 +52,7 @@ constinit const ForkHandlers Posix::kRegistryAtFork = {beforeFork, afterFork, af
 namespace {
 
 template<class Call>
-LSTATUS locked(Call call) {
-    HandleForks();
+LSTATUS runLocked(Call call) {
     const RegistryClock::time_point start = RegistryClock::now(); // waiting for other threads counts, too
     const std::lock_guard guard(registry.lock);
     LimitRegistryWaits(start);
@@ -62,6 +61,12 @@ LSTATUS locked(Call call) {
     } catch (const std::exception&) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
+}
+
+template<class Call>
+LSTATUS locked(Call call) {
+    HandleForks();
+    return runLocked(call);
 }
 
 // The number of a predefined key, whether the handle was sign-extended or zero-extended; 0 for other handles.
@@ -330,12 +335,12 @@ LSTATUS RegFlushKey(HKEY key) {
 }
 
 void ReleaseRegistry() {
-    locked([]() -> LSTATUS {
-        registry.user.Close();
-        return 0;
-    });
-    locked([]() -> LSTATUS {
-        registry.machine.Close();
+    for (RegistryStore* store : {&registry.user, &registry.machine})
+        runLocked([store]() -> LSTATUS {
+            store->Close();
+            return 0;
+        });
+    runLocked([]() -> LSTATUS {
         registry.keys.Release();
         return 0;
     });
