@@ -15,6 +15,7 @@
 #include "platform/fork.h"
 #include "platform/message_box_buttons.h"
 #include "platform/platform.h"
+#include "platform/terminal_control.h"
 #include "strings/byte_order_mark.h"
 
 #include <atomic>
@@ -322,6 +323,19 @@ int MessageBoxW(const char16_t* text, int flags) {
 int MessageBoxW(const CMessage& message, int flags) {
     CMemoryManagerSwitcher toDefault(nullptr);
     return MessageBoxW(message.UnicodeStr(), flags);
+}
+
+CUnicodeString TerminalText(const CUnicodeString& text, bool isOneLine) {
+    CUnicodeString shown;
+    for (int i = 0; i < text.GetLength(); i++) {
+        const bool isLayout =
+            text[i] == u'\n' || text[i] == u'\t' || (text[i] == u'\r' && text[i + 1] == u'\n');
+        if (Platform::IsTerminalControl(text[i]) && (isOneLine || !isLayout))
+            Platform::PutVisibly(text[i], [&](char c) { shown += static_cast<char16_t>(c); });
+        else
+            shown += text[i];
+    }
+    return shown;
 }
 
 void Trace(const char16_t* format, ...) {

@@ -5,9 +5,12 @@
 #include <tarnkit/messages.h>
 
 #include "files/file_replacement.h"
+#include "files/whole_text.h"
 #include "strings/byte_order_mark.h"
 
 #include <algorithm>
+#include <climits>
+#include <optional>
 
 namespace Tarn {
 
@@ -17,6 +20,9 @@ constexpr unsigned kForReading = CFile::ForReading | CFile::DenyWrite;
 constexpr int kWriteBufferSize = 4096;
 
 constexpr int kUnitSize = sizeof(char16_t);
+constexpr unsigned kUtf8 = 65001;
+constexpr char kUtf8Mark[] = "\xEF\xBB\xBF";
+constexpr char16_t kReplacement = 0xFFFD; // stands for bytes that are not UTF-8
 
 template<class Unit, std::size_t count>
 bool isOneOf(Unit unit, const Unit (&units)[count]) {
@@ -76,6 +82,36 @@ CString readBytes(CFile& file, int length) {
     return readUnits<CString>(file, length, [](char) {});
 }
 
+// A check, because the call on the length is for files that fit and would report misuse.
+bool fitsIntoText(const CFile& file) {
+    const bool fits = file.GetLength64() <= INT_MAX;
+    if (!fits)
+        GenCheck(TEXT_FILE_TOO_LARGE, file.UnicodeName());
+    return fits;
+}
+
+// The text of a file that begins with a mark of UTF-16, without the mark; otherwise nothing, and the position
+// is still at the beginning.
+std::optional<CUnicodeString> readIfUtf16(CFile& file, const CUnicodeString& fileName) {
+    const int length = file.GetLength();
+    const char16_t mark = length >= kUnitSize ? file.ReadWord() : u'\0';
+    if (mark != kByteOrderMark && mark != kSwappedByteOrderMark) {
+        file.SeekToBegin();
+        return std::nullopt;
+    }
+    if (length % kUnitSize == 0)
+        return readUtf16(file, length / kUnitSize - 1, mark == kSwappedByteOrderMark);
+    GenCheck(ERR_BAD_TEXT_FILE, fileName);
+    return CUnicodeString();
+}
+
+// Whether `text`, made of these bytes, is all that they say.
+bool isExactText(const CString& bytes, const CUnicodeString& text, unsigned codePage) {
+    if (text.IsEmpty())
+        return bytes.IsEmpty();
+    return text.Find(kReplacement) < 0 || text.CreateString(codePage) == bytes;
+}
+
 // Converts the text to a code page; false if it cannot be converted and the check returned.
 bool convert(const CUnicodeString& text, unsigned codePage, const CUnicodeString& fileName, CString& result) {
     result = text.CreateString(codePage);
@@ -105,20 +141,34 @@ void writeLines(const CUnicodeString& fileName, Write write) {
 
 } // namespace
 
+CUnicodeString ReadMarkedText(const CUnicodeString& fileName, unsigned codePage, bool& isExact) {
+    isExact = false;
+    CFile file(fileName, kForReading);
+    if (!fitsIntoText(file))
+        return CUnicodeString();
+    if (const std::optional<CUnicodeString> text = readIfUtf16(file, fileName)) {
+        isExact = !text->IsEmpty() || file.GetLength() == kUnitSize;
+        return *text;
+    }
+    CString bytes = readBytes(file, file.GetLength());
+    if (bytes.Left(3) == kUtf8Mark) {
+        bytes = bytes.Mid(3);
+        codePage = kUtf8;
+    }
+    CUnicodeString text = bytes.CreateUnicodeString(codePage);
+    isExact = isExactText(bytes, text, codePage);
+    return text;
+}
+
+void SplitLines(const CUnicodeString& text, CArray<CUnicodeString>& lines) { splitLines(text, lines); }
+
 CUnicodeString CFile::ReadText(const CUnicodeString& fileName, unsigned int codePage) {
     CFile file(fileName, kForReading);
-    const int length = file.GetLength();
-    if (length >= kUnitSize) {
-        const char16_t mark = file.ReadWord();
-        if (mark == kByteOrderMark || mark == kSwappedByteOrderMark) {
-            if (length % kUnitSize == 0)
-                return readUtf16(file, length / kUnitSize - 1, mark == kSwappedByteOrderMark);
-            GenCheck(ERR_BAD_TEXT_FILE, fileName);
-            return CUnicodeString();
-        }
-        file.SeekToBegin();
-    }
-    return readBytes(file, length).CreateUnicodeString(codePage);
+    if (!fitsIntoText(file))
+        return CUnicodeString();
+    if (const std::optional<CUnicodeString> text = readIfUtf16(file, fileName))
+        return *text;
+    return readBytes(file, file.GetLength()).CreateUnicodeString(codePage);
 }
 
 void CFile::ReadText(const CUnicodeString& fileName, CArray<CUnicodeString>& lines, unsigned int codePage) {
@@ -144,7 +194,7 @@ void CFile::WriteText(const CUnicodeString& fileName, const CArray<CUnicodeStrin
 
 CString CFile::ReadANSIText(const CUnicodeString& fileName) {
     CFile file(fileName, kForReading);
-    return readBytes(file, file.GetLength());
+    return fitsIntoText(file) ? readBytes(file, file.GetLength()) : CString();
 }
 
 void CFile::ReadANSIText(const CUnicodeString& fileName, CArray<CString>& lines) {

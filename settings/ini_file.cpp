@@ -4,9 +4,11 @@
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 #include <tarnkit/lifecycle.h>
+#include <tarnkit/message_handlers.h>
 #include <tarnkit/messages.h>
 #include <tarnkit/text_of_values.h>
 
+#include "files/whole_text.h"
 #include "memory/in_destructor.h"
 
 #include <algorithm>
@@ -35,11 +37,34 @@ bool isComment(const CUnicodeString& line) { return line[0] == u';' || (line[0] 
 
 bool isHeader(const CUnicodeString& line) { return line[0] == u'[' && line[line.GetLength() - 1] == u']'; }
 
-// Whether a file that yielded no text holds more than a byte order mark; if so, it is not text in the code
-// page.
-bool hasInvalidText(const CUnicodeString& fileName) {
-    const CString bytes = CFile::ReadANSIText(fileName);
-    return !bytes.IsEmpty() && bytes != "\xFF\xFE" && bytes != "\xFE\xFF";
+CUnicodeString headerLine(const CUnicodeString& section) { return u"[" + section + u"]"; }
+CUnicodeString keyLine(const CUnicodeString& key, const CUnicodeString& value) { return key + u"=" + value; }
+
+enum class TLine { Nothing, Header, Key, Malformed };
+
+// What a line says: the name of a section or of a key, and the value of the key.
+TLine parseLine(const CUnicodeString& untrimmed, CUnicodeString& name, CUnicodeString& value) {
+    const CUnicodeString line = trimmed(untrimmed);
+    if (line.IsEmpty() || isComment(line))
+        return TLine::Nothing;
+    if (isHeader(line)) {
+        name = line.Mid(1, line.GetLength() - 2);
+        return TLine::Header;
+    }
+    const int separator = line.Find(u'=');
+    if (separator < 0)
+        return TLine::Malformed;
+    name = line.Left(separator);
+    value = trimmed(line.Mid(separator + 1));
+    return TLine::Key;
+}
+
+// Whether the text is read back as one line, which null characters, read as spaces, would change.
+bool isOneLine(const CUnicodeString& text) {
+    CArray<CUnicodeString> lines;
+    SplitLines(text, lines);
+    return lines.Size() <= 1 &&
+           std::find(text.Ptr(), text.Ptr() + text.GetLength(), u'\0') == text.Ptr() + text.GetLength();
 }
 
 CUnicodeString directoryOfApplication() {
@@ -48,8 +73,11 @@ CUnicodeString directoryOfApplication() {
 
 } // namespace
 
-CIniFile::CIniFile(const CUnicodeString& name)
-    : fileName(FileSystem::CombinePath(directoryOfApplication(), name)) {}
+CIniFile::CIniFile(const CUnicodeString& name) : CIniFile(name, MustExist) {}
+
+CIniFile::CIniFile(const CUnicodeString& name, TPresence presence)
+    : fileName(FileSystem::CombinePath(directoryOfApplication(), name)),
+      mayBeMissing(presence == MayBeMissing) {}
 
 CIniFile::~CIniFile() noexcept(false) {
     RunInDestructor([this] {
@@ -63,10 +91,14 @@ void CIniFile::Reload() { read(); }
 void CIniFile::Save() {
     if (!load())
         return;
+    if (!isExact) {
+        GenCheck(ERR_BAD_TEXT_FILE, fileName);
+        return;
+    }
     CUnicodeString text;
     const auto appendLines = [&text](const CSection& section) {
         for (const auto& [form, entry] : section.entries)
-            text += entry.name + u"=" + entry.value + kLineEnd;
+            text += keyLine(entry.name, entry.value) + kLineEnd;
         text += kLineEnd;
     };
     const CSection* unnamed = findSection(CUnicodeString());
@@ -74,7 +106,7 @@ void CIniFile::Save() {
         appendLines(*unnamed);
     for (const auto& section : sections)
         if (section.get() != unnamed) {
-            text += u"[" + section->name + u"]" + kLineEnd;
+            text += headerLine(section->name) + kLineEnd;
             appendLines(*section);
         }
     CFile::WriteText(fileName, text);
@@ -89,9 +121,9 @@ CUnicodeString CIniFile::GetString(const CUnicodeString& section, const CUnicode
 
 void CIniFile::SetString(const CUnicodeString& section, const CUnicodeString& key,
                          const CUnicodeString& value) {
-    if (!load())
+    if (!load() || !checkStorable(section, key, trimmed(value)))
         return;
-    store(section, key, value);
+    store(section, key, trimmed(value));
     isModified = true;
 }
 
@@ -135,40 +167,80 @@ void CIniFile::read() const {
     sections.DeleteAll();
 
     CArray<CUnicodeString> lines;
-    CFile::ReadText(fileName, lines, kSystemCodePage);
-    if (lines.IsEmpty() && hasInvalidText(fileName)) {
-        GenCheck(ERR_BAD_TEXT_FILE, fileName);
+    if (!readLines(lines))
         return;
-    }
     CUnicodeString section;
     for (int i = 0; i < lines.Size(); i++)
-        if (!readLine(trimmed(lines[i]), section)) {
+        if (!readLine(lines[i], section)) {
             GenCheck(ERR_BAD_INI_FILE, fileName, UnicodeStr(i));
             return;
         }
     isLoaded = true;
 }
 
+// Returns false if the file is not text and the check returned. A file that may be missing and is has no
+// lines.
+bool CIniFile::readLines(CArray<CUnicodeString>& lines) const {
+    isExact = true;
+    CUnicodeString text;
+    try {
+        text = ReadMarkedText(fileName, kSystemCodePage, isExact);
+    } catch (CFileException* e) {
+        if (!mayBeMissing || e->ErrorCode() != ERROR_FILE_NOT_FOUND)
+            throw;
+        e->Delete();
+        isExact = true;
+    }
+    if (text.IsEmpty() && !isExact) {
+        GenCheck(ERR_BAD_TEXT_FILE, fileName);
+        return false;
+    }
+    SplitLines(text, lines);
+    return true;
+}
+
 // Stores the key of a line; a header instead sets `section`, to which the keys of the following lines belong.
 // Returns false for a malformed line.
 bool CIniFile::readLine(const CUnicodeString& line, CUnicodeString& section) const {
-    if (line.IsEmpty() || isComment(line))
+    CUnicodeString name;
+    CUnicodeString value;
+    switch (parseLine(line, name, value)) {
+    case TLine::Nothing:
         return true;
-    if (isHeader(line)) {
-        section = line.Mid(1, line.GetLength() - 2);
+    case TLine::Header:
+        section = name;
         return true;
-    }
-    const int separator = line.Find(u'=');
-    if (separator < 0)
+    case TLine::Key:
+        store(section, name, value);
+        return true;
+    default:
         return false;
-    store(section, line.Left(separator), line.Mid(separator + 1));
-    return true;
+    }
+}
+
+// Whether the lines that `Save` would write for this entry are read back as the same entry; raises a check if
+// not. A section that exists keeps its name, and the one with the empty name has no header.
+bool CIniFile::checkStorable(const CUnicodeString& section, const CUnicodeString& key,
+                             const CUnicodeString& value) const {
+    const bool hasNewHeader = findSection(section) == nullptr && !lookupForm(section).IsEmpty();
+    const CUnicodeString line = keyLine(key, value);
+    CUnicodeString name;
+    CUnicodeString readValue;
+    CError* error = nullptr;
+    if (!isOneLine(line) || (hasNewHeader && !isOneLine(section)))
+        error = &REFUSED_INI_TEXT;
+    else if (parseLine(line, name, readValue) != TLine::Key || lookupForm(name) != lookupForm(key) ||
+             readValue != value)
+        error = &REFUSED_INI_KEY;
+    if (error != nullptr)
+        GenCheck(*error, fileName, TerminalText(section, true), TerminalText(key, true));
+    return error == nullptr;
 }
 
 void CIniFile::store(const CUnicodeString& section, const CUnicodeString& key,
                      const CUnicodeString& value) const {
     const CUnicodeString form = lookupForm(key);
-    CEntry entry{key, trimmed(value)};
+    CEntry entry{key, value};
     if (CSection* existing = findSection(section)) {
         existing->entries.Set(form, std::move(entry));
         return;

@@ -170,7 +170,8 @@ public:
     // being read, but nobody can open one that is being written. Zeros are read as spaces. Lines end at LF,
     // CR, CR LF, VT and FF, in 16-bit text also at U+2028 and U+2029; a line break at the very end is
     // followed by an empty line, and an empty text has no lines. Lines are written with CR LF between them.
-    // Code pages are those of `CUnicodeString`.
+    // Code pages are those of `CUnicodeString`. A file of more than 2^31 - 1 bytes raises
+    // `TEXT_FILE_TOO_LARGE`.
 
     /// Reads UTF-16 of either byte order if the file begins with a byte order mark, otherwise text in the
     /// code page. Bytes that are invalid in UTF-8 read as U+FFFD; if bytes are invalid in any other code

@@ -148,6 +148,12 @@ TARNKIT_API CMessageHandler* GetCurrentMessageHandler();
 TARNKIT_API int MessageBoxW(const char16_t* text, int flags);
 TARNKIT_API int MessageBoxW(const CMessage& message, int flags);
 
+/// The text as it can be written to a terminal without being obeyed there: control characters, and those that
+/// change the order of what follows (U+202A to U+202E, U+2066 to U+2069), become visible, as \x1B or \u202E.
+/// Tabs and line ends stay unless `isOneLine`; a carriage return stays only before a line feed. Of the
+/// library, what asks on a terminal or traces does this itself.
+TARNKIT_API CUnicodeString TerminalText(const CUnicodeString& text, bool isOneLine = false);
+
 /// Sends formatted text to the debugger output.
 TARNKIT_API void Trace(const char16_t* format, ...);
 // Chosen, and refused, for an argument that is neither a number nor a pointer, as in `Format`.

@@ -19,6 +19,13 @@ Bytes littleEndian(const CUnicodeString& text) {
     return bytes;
 }
 
+TEST_F(TextFile, IsRefusedWhereItIsTooLarge) {
+    CFile(u"large", CFile::ForWriting | CFile::Create).SetLength(Int64{3} << 30);
+    CArray<CString> lines;
+    EXPECT_EQ(FailureOf([] { CFile::ReadText(u"large", kUtf8); }), "TEXT_FILE_TOO_LARGE");
+    EXPECT_EQ(FailureOf([&] { CFile::ReadANSIText(u"large", lines); }), "TEXT_FILE_TOO_LARGE");
+}
+
 TEST_F(TextFile, IsReadInTheEncodingThatItsFirstBytesIndicate) {
     const std::tuple<Bytes, unsigned, CUnicodeString> rows[] = {
         {"\xE6", 1251, u"ж"},

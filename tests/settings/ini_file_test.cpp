@@ -3,7 +3,11 @@
 #include "tests/errors/reports.h"
 #include "tests/files/support.h"
 
+#include <algorithm>
+#include <array>
+#include <random>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 using namespace Tarn;
@@ -99,4 +103,84 @@ TEST_F(IniFile, ThrowsFileFailures) {
     };
     EXPECT_EQ(FailureOf([&] { change(false); }), FileFailure(ERROR_SHARING_VIOLATION, path));
     EXPECT_THROW(change(true), std::runtime_error);
+}
+
+TEST_F(IniFile, ReadsUtf8WithAMarkAndNeverOverwritesWhatItCouldNotRead) {
+    EXPECT_EQ(afterwards("\xEF\xBB\xBF[\xC3\xA9]\n\xE2\x82\xAC= \xC3\xBC",
+                         [](CIniFile& file) {
+                             EXPECT_EQ(file.GetString(u"\u00C9", u"\u20AC", u"-"), u"\u00FC");
+                             file.Save();
+                         }),
+              u"\uFEFF[\u00E9]\r\n\u20AC=\u00FC\r\n\r\n");
+    const Bytes damaged = "\xEF\xBB\xBF;\xE9\nk=1";
+    afterwards(damaged, [](CIniFile& file) {
+        EXPECT_EQ(file.GetString(u"", u"k", u"-"), u"1");
+        EXPECT_EQ(FailureOf([&] { file.Save(); }), "ERR_BAD_TEXT_FILE");
+    });
+    EXPECT_EQ(BytesOf(path), damaged);
+}
+
+TEST_F(IniFile, BeginsAFileOnlyIfItMayBeMissing) {
+    const auto use = [&](CIniFile::TPresence presence, const CUnicodeString& name) {
+        return FailureOf([&] {
+            CIniFile file(name, presence);
+            EXPECT_EQ(file.GetString(u"a", u"k", u"-"), u"-");
+            EXPECT_FALSE(std::filesystem::exists(path)) << "nothing to save yet";
+            file.SetString(u"a", u"k", u"1");
+        });
+    };
+    EXPECT_EQ(use(CIniFile::MustExist, NameOf(path)), FileFailure(ERROR_FILE_NOT_FOUND, path));
+    EXPECT_EQ(use(CIniFile::MayBeMissing, Full("no/file")),
+              FileFailure(ERROR_PATH_NOT_FOUND, folder / "no" / "file"));
+    EXPECT_EQ(use(CIniFile::MayBeMissing, NameOf(path)), "");
+    EXPECT_EQ(UnitsOf(NameOf(path)), u"\uFEFF[a]\r\nk=1\r\n\r\n");
+}
+
+// What is refused is tried in a file that nobody checked: there it must not come back.
+TEST_F(IniFile, StoresExactlyWhatItCanReadBack) {
+    static constexpr std::u16string_view kUnits(u"A=;/[] \t\r\n\v\f\u2028\u2029\u0085\u00A0\uFEFF\xD800\0",
+                                                20);
+    std::mt19937 random(1);
+    const auto text = [&] {
+        std::u16string units(random() % 4, u'a');
+        for (char16_t& unit : units)
+            if (random() % 3 != 0)
+                unit = kUnits[random() % kUnits.size()];
+        CUnicodeString result;
+        std::copy(units.begin(), units.end(), result.GetBuffer(static_cast<int>(units.size())));
+        result.ReleaseBuffer(static_cast<int>(units.size()));
+        return result;
+    };
+    const auto trimmed = [](CUnicodeString value) {
+        value.Trim();
+        return value;
+    };
+    const Path other = folder / "unchecked.ini";
+    const auto comesBack = [&](const CUnicodeString& section, const CUnicodeString& key,
+                               const CUnicodeString& value) {
+        CFile::WriteText(NameOf(other), (trimmed(section).IsEmpty() ? u"" : u"[" + section + u"]\r\n") + key +
+                                            u"=" + value + u"\r\n[\r]");
+        const CIniFile file(NameOf(other));
+        bool isSame = false;
+        FailureOf([&] { isSame = file.HasKey(section, key) && file.GetString(section, key, u"-") == value; });
+        return isSame;
+    };
+    int refused = 0;
+    for (int round = 0; round < 60; round++) {
+        std::vector<std::array<CUnicodeString, 3>> stored;
+        CIniFile file(Full("new.ini"), CIniFile::MayBeMissing);
+        for (int i = 0; i < 20; i++) {
+            const CUnicodeString section = text(), key = text(), value = trimmed(text());
+            const std::string failure = FailureOf([&] { file.SetString(section, key, value); });
+            if (failure.empty())
+                stored.push_back({section, key, value});
+            else
+                refused += !comesBack(section, key, value) && failure.starts_with("REFUSED_INI_") ? 1 : 10000;
+        }
+        file.Save();
+        const CIniFile saved(Full("new.ini"));
+        for (const auto& [section, key, value] : stored)
+            EXPECT_EQ(saved.GetString(section, key, u"-"), file.GetString(section, key, u"-"));
+    }
+    EXPECT_TRUE(refused > 300 && refused < 1000) << refused;
 }

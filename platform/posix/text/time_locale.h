@@ -42,7 +42,7 @@ public:
 
 private:
     struct Free {
-        void operator()(locale_t locale) const { freelocale(locale); }
+        void operator()(locale_t freed) const { freelocale(freed); }
     };
 
     TimeLocale(const char* localeName, const char* localePath);
