@@ -97,7 +97,6 @@ private:
 };
 
 bool isDirectory(DWORD attributes) { return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0; }
-bool isLink(DWORD attributes) { return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; }
 
 const char16_t* allFilesIfEmpty(const CUnicodeString& mask) { return mask.IsEmpty() ? u"*" : mask.Ptr(); }
 
@@ -118,21 +117,6 @@ CArray<CFileInfo> listEntries(const CUnicodeString& dir, const CUnicodeString& m
             entries.Add(entry);
     }
     return entries;
-}
-
-// Read-only files and directories cannot be removed. The attributes of a link may be those of its target,
-// which is left alone.
-void clearReadOnly(const CUnicodeString& path, DWORD attributes) {
-    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0 && !isLink(attributes))
-        check(Platform::SetFileAttributesW(path, attributes & ~FILE_ATTRIBUTE_READONLY), path);
-}
-
-void removeEntry(const CUnicodeString& path, DWORD attributes) {
-    clearReadOnly(path, attributes);
-    if (isDirectory(attributes) && !isLink(attributes))
-        for (const CFileInfo& entry : listEntries(path, u"*"))
-            removeEntry(Merge(path, entry.Name, CUnicodeString()), entry.Attributes);
-    check(isDirectory(attributes) ? Platform::RemoveDirectoryW(path) : Platform::DeleteFileW(path), path);
 }
 
 // The location of a special folder, and the shell's allocator that frees it; both released with the scope.
@@ -357,10 +341,14 @@ void DelDir(const CUnicodeString& dir) {
 void DelTree(const CUnicodeString& dir) {
     CUnicodeString path = FullPath(dir);
     NormalizePath(path);
-    const DWORD attributes = GetAttributes(path);
-    if (!isDirectory(attributes))
-        ThrowFileException(ERROR_DIRECTORY, path);
-    removeEntry(path, attributes);
+    constexpr DWORD kLongestName = 32768;
+    CUnicodeString failed;
+    const BOOL isRemoved =
+        Platform::RemoveTreeW(path, failed.GetBuffer(static_cast<int>(kLongestName)), kLongestName);
+    const DWORD code = Platform::GetLastError();
+    failed.ReleaseBuffer();
+    if (!isRemoved)
+        ThrowFileException(code, failed.IsEmpty() ? path : Merge(path, failed, CUnicodeString()));
 }
 
 long GetDiskFree() { return GetDiskFree(GetCurrentDir()); }

@@ -87,6 +87,11 @@ BOOL CopyFileSecurityW(const char16_t* model, const char16_t* file);
 DWORD GetLinkTargetW(const char16_t* link, DWORD size, char16_t* path);
 BOOL CreateDirectoryW(const char16_t* name);
 BOOL RemoveDirectoryW(const char16_t* name);
+/// Removes a directory with everything in it, read-only files too; links are removed and never followed, even
+/// if somebody exchanges a directory for a link meanwhile. Stops at the first failure and writes to `failed`,
+/// which has room for `size` units, the path of what could not be removed, seen from the directory and cut if
+/// it is too long; an empty one for the directory itself.
+BOOL RemoveTreeW(const char16_t* name, char16_t* failed, DWORD size);
 DWORD GetTempPathW(DWORD size, char16_t* buffer);
 BOOL GetDiskFreeSpaceExW(const char16_t* directory, UInt64* available, UInt64* total, UInt64* free);
 UINT GetSystemDirectoryW(char16_t* buffer, UINT size);

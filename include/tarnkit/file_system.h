@@ -171,8 +171,9 @@ TARNKIT_API void Rename(const CUnicodeString& from, const CUnicodeString& to);
 TARNKIT_API void MakeDir(const CUnicodeString& path);
 /// Removes an empty directory.
 TARNKIT_API void DelDir(const CUnicodeString& path);
-/// Removes a directory with everything in it, including read-only files. Links are removed, not followed.
-/// Stops at the first failure, which carries the path that could not be removed.
+/// Removes a directory with everything in it, including read-only files. Links are removed, not followed,
+/// even those that take the place of a directory meanwhile. Stops at the first failure, which carries the
+/// path that could not be removed.
 TARNKIT_API void DelTree(const CUnicodeString& path);
 
 /// The number of bytes that are free to the user on the volume of the directory (by default the current

@@ -1,5 +1,6 @@
 // Files and directories by name: attributes, removal, copying, moving and creation.
 #include "platform/platform.h"
+#include "platform/posix/files/deletion_claim.h"
 #include "platform/posix/files/open_file.h"
 #include "platform/posix/files/paths.h"
 #include "platform/posix/files/shares.h"
@@ -26,42 +27,6 @@ constexpr DWORD kMoveFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED |
 
 DWORD codeOfLastCall(int result) { return result == 0 ? DWORD{ERROR_SUCCESS} : CodeOf(errno); }
 
-// The right to remove the name of a file, held until the name is gone. Anybody who has the file open can deny
-// it. The marks on a file that this user can neither read nor write cannot be seen and are ignored.
-class DeletionClaim {
-public:
-    DeletionClaim() = default;
-    DeletionClaim(const DeletionClaim&) = delete;
-    DeletionClaim& operator=(const DeletionClaim&) = delete;
-    ~DeletionClaim() {
-        if (descriptor >= 0) {
-            Disclaim(descriptor);
-            close(descriptor);
-        }
-    }
-
-    DWORD Take(const Name& name) {
-        if (!name.entry.IsRegular())
-            return ERROR_SUCCESS;
-        descriptor = open(name.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-        if (descriptor < 0 && errno == EACCES)
-            descriptor = open(name.path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
-        if (descriptor < 0)
-            return errno == EACCES || errno == ETXTBSY ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
-        if (const DWORD code = Claim(descriptor, kDeletes, kAllAccesses); code != ERROR_SUCCESS)
-            return code;
-        FileInformation opened;
-        FileInformation now;
-        const bool isStillThere = Query(descriptor, opened) == 0 &&
-                                  Query(name.path.c_str(), now, AT_SYMLINK_NOFOLLOW) == 0 &&
-                                  now.IsSameFile(opened);
-        return isStillThere ? ERROR_SUCCESS : ERROR_SHARING_VIOLATION;
-    }
-
-private:
-    int descriptor = -1;
-};
-
 DWORD deleteFile(const char16_t* text) {
     Name name;
     if (const DWORD code = Find(text, name); code != ERROR_SUCCESS)
@@ -71,7 +36,7 @@ DWORD deleteFile(const char16_t* text) {
     if (const DWORD code = CheckParentWritable(name.path); code != ERROR_SUCCESS)
         return code;
     DeletionClaim claim;
-    if (const DWORD code = claim.Take(name); code != ERROR_SUCCESS)
+    if (const DWORD code = claim.Take(name.path.c_str(), name.entry); code != ERROR_SUCCESS)
         return code;
     return codeOfLastCall(unlink(name.path.c_str()));
 }
@@ -409,12 +374,13 @@ int moveOver(const Name& from, const MoveTarget& to) {
 
 DWORD move(const char16_t* fromText, const Name& from, const MoveTarget& to, DWORD flags) {
     DeletionClaim claims[2];
-    if (const DWORD code = claims[0].Take(from); code != ERROR_SUCCESS)
+    if (const DWORD code = claims[0].Take(from.path.c_str(), from.entry); code != ERROR_SUCCESS)
         return code;
     if (from.path == to.path)
         return ERROR_SUCCESS;
     // As on Windows, a file that is in use counts as one that may not be replaced.
-    if (const DWORD code = to.replaces ? claims[1].Take(to.replaced) : DWORD{ERROR_SUCCESS};
+    if (const DWORD code =
+            to.replaces ? claims[1].Take(to.path.c_str(), to.replaced.entry) : DWORD{ERROR_SUCCESS};
         code != ERROR_SUCCESS)
         return code == ERROR_SHARING_VIOLATION ? DWORD{ERROR_ACCESS_DENIED} : code;
     const int error = to.replaces ? moveOver(from, to) : renameToFree(from.path, to.path);
