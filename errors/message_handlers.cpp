@@ -5,6 +5,7 @@
 #include <tarnkit/file_system.h>
 #include <tarnkit/immortal.h>
 #include <tarnkit/lifecycle.h>
+#include <tarnkit/memory_file.h>
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/messages.h>
 #include <tarnkit/text_of_values.h>
@@ -102,6 +103,30 @@ void writeText(CBaseFile* file, const char16_t* text) {
             piece[count++] = last = *text++;
         }
         file->Write(piece, count * static_cast<int>(sizeof(char16_t)));
+    }
+}
+
+void writeEntry(CBaseFile& file, const char16_t* text, bool isFirst) {
+    if (isFirst)
+        file.Write(&kByteOrderMark, sizeof kByteOrderMark);
+    writeText(&file, text);
+    writeText(&file, u"\n\n"); // a blank line between messages
+}
+
+// Adds a message to a log in one write, so that the log never ends with half of it. Only if there is no
+// memory to build it in, there are several writes.
+void append(CFile& log, const char16_t* text) {
+    const Int64 end = log.Seek(Int64{0}, CFile::End);
+    try {
+        CMemoryFile entry;
+        writeEntry(entry, text, end == 0);
+        log.Write(entry.GetBufferPtr(), entry.GetLength());
+    } catch (CMemoryException* e) {
+        e->Delete();
+        writeEntry(log, text, end == 0);
+    } catch (CFileException*) {
+        log.SetLength(end); // a full disk took a part
+        throw;
     }
 }
 
@@ -233,10 +258,7 @@ int CFileMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*
     const std::lock_guard guard(logMutex);
     try {
         CFile file(fileName, CFile::ForWriting | CFile::DenyWrite | CFile::Create | CFile::KeepContents);
-        if (file.Seek(Int64{0}, CFile::End) == 0)
-            file.Write(&kByteOrderMark, sizeof kByteOrderMark);
-        writeText(&file, textOrEmpty(text));
-        writeText(&file, u"\n\n"); // a blank line between messages
+        append(file, textOrEmpty(text));
         file.Flush();
         file.Close();
     } catch (CException* e) {

@@ -93,8 +93,8 @@ private:
 };
 TARNKIT_LAYOUT(CConsoleMessageHandler, 12, logFile, logFileName);
 
-/// Appends each message and a blank line to a file in UTF-16 with a byte order mark. Answers with the
-/// preselected button.
+/// Appends each message with a blank line, in one write, to a file in UTF-16 with a byte order mark. Answers
+/// with the preselected button.
 class TARNKIT_API CFileMessageHandler : public CMessageHandler {
 public:
     explicit CFileMessageHandler(const CString& name);
