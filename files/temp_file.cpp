@@ -151,6 +151,7 @@ bool enterFolder(const CUnicodeString& dir) {
         return false;
     try {
         tempFiles.Use([&](CTempFiles& files) {
+            files.folders.Reserve(files.folders.Size() + 1);
             if (files.FindFolder(dir) == nullptr)
                 files.folders.Add(std::exchange(made, CTempFolder()));
         });

@@ -33,10 +33,6 @@ CUnicodeString randomToken() {
     return token;
 }
 
-CUnicodeString lockName(const CUnicodeString& dir, const CUnicodeString& token) {
-    return dir + kLockPrefix + token + kLockExtension;
-}
-
 HANDLE openLock(const CUnicodeString& name, DWORD disposition) {
     return Platform::CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, disposition,
                                  FILE_ATTRIBUTE_TEMPORARY | FILE_ATTRIBUTE_HIDDEN);
@@ -96,7 +92,8 @@ bool CTempFolder::Create(const CUnicodeString& folder) {
         token = randomToken();
         if (token.IsEmpty())
             return false;
-        lock = openLock(lockName(dir, token), CREATE_NEW);
+        lockFile = dir + kLockPrefix + token + kLockExtension;
+        lock = openLock(lockFile, CREATE_NEW);
         code = Platform::GetLastError();
         // Somebody may open a lock that was just created, and take it for one that was left.
         if (lock != INVALID_HANDLE_VALUE || (code != ERROR_FILE_EXISTS && code != ERROR_SHARING_VIOLATION))
@@ -108,7 +105,7 @@ bool CTempFolder::Create(const CUnicodeString& folder) {
 
 void CTempFolder::Remove() const {
     Platform::CloseHandle(lock);
-    Platform::DeleteFileW(lockName(dir, token));
+    Platform::DeleteFileW(lockFile);
 }
 
 CUnicodeString CTempFolder::NextName(const char16_t* prefix) {

@@ -15,6 +15,7 @@ namespace Tarn {
 struct CTempFolder {
     CUnicodeString dir; // a full path that ends with a separator
     CUnicodeString token;
+    CUnicodeString lockFile;
     HANDLE lock = INVALID_HANDLE_VALUE;
     int files = 0;       // how many files of this process need the mark
     bool isKept = false; // even without files
@@ -22,6 +23,7 @@ struct CTempFolder {
 
     /// Puts a mark into the folder. Returns false and leaves the last error if that cannot be done.
     bool Create(const CUnicodeString& folder);
+    /// Takes no memory from the current manager.
     void Remove() const;
 
     /// The full name of the next temporary file, which begins with at most three units of `prefix`.
