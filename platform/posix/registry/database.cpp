@@ -36,16 +36,20 @@ constexpr char kConfigure[] = "PRAGMA synchronous=NORMAL;"
                               "PRAGMA trusted_schema=OFF;"
                               "PRAGMA temp_store=MEMORY;";
 
-// The root has no row; its sub-keys have the parent 0. The numbers of keys start at a random one, so that a
-// handle to a key of a database that was removed does not match a key of its successor.
+// The root has no row; its sub-keys have the parent 0. Part of the format, letter by letter: a file that has
+// other tables, or more than these, may do anything when it is written to.
+#define TARNKIT_REGISTRY_TABLES                                                                              \
+    "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"                       \
+    " folded BLOB NOT NULL, name BLOB NOT NULL, depth INTEGER NOT NULL, UNIQUE(parent, folded));"            \
+    "CREATE TABLE key_values(id INTEGER PRIMARY KEY, key INTEGER NOT NULL, folded BLOB NOT NULL,"            \
+    " name BLOB NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));"                  \
+    "CREATE INDEX values_in_order ON key_values(key)"
+
+// The numbers of keys start at a random one, so that a handle to a key of a database that was removed does
+// not match a key of its successor.
 constexpr char kMakeTables[] =
     "PRAGMA journal_mode=WAL;"
-    "BEGIN IMMEDIATE;"
-    "CREATE TABLE keys(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER NOT NULL,"
-    " folded BLOB NOT NULL, name BLOB NOT NULL, depth INTEGER NOT NULL, UNIQUE(parent, folded));"
-    "CREATE TABLE key_values(id INTEGER PRIMARY KEY, key INTEGER NOT NULL, folded BLOB NOT NULL,"
-    " name BLOB NOT NULL, type INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(key, folded));"
-    "CREATE INDEX values_in_order ON key_values(key);"
+    "BEGIN IMMEDIATE;" TARNKIT_REGISTRY_TABLES ";"
     "INSERT INTO sqlite_sequence(name, seq) VALUES('keys', random() & 0x7FFFFFFF0000);"
     "PRAGMA application_id=" TARNKIT_REGISTRY_APPLICATION ";"
     "PRAGMA user_version=" TARNKIT_REGISTRY_FORMAT ";"
@@ -290,23 +294,25 @@ LSTATUS RegistryDatabase::Flush() {
     return result != 0 ? result : SyncRegistryFile(log.substr(0, log.rfind('/') + 1).c_str());
 }
 
+// What tells a database of this format; tables of SQLite's own do not count.
+constexpr char kAskFormat[] =
+    "SELECT count(*), (SELECT application_id FROM pragma_application_id),"
+    " (SELECT user_version FROM pragma_user_version), (SELECT page_count FROM pragma_page_count),"
+    " group_concat(sql, ';') FILTER (WHERE NOT (type='table' AND name GLOB 'sqlite_*'))"
+    " IS '" TARNKIT_REGISTRY_TABLES "' FROM sqlite_schema";
+
 // ERROR_SUCCESS for a database of this format, ERROR_FILE_NOT_FOUND for one that nothing was written to yet,
 // ERROR_BADDB for any other. A database that can be written is one whose header says so, too.
 LSTATUS RegistryDatabase::checkFormat() {
     sqlite3_stmt* query = nullptr;
-    int code = sqlite3_prepare_v2(connection,
-                                  "SELECT count(*), (SELECT application_id FROM pragma_application_id),"
-                                  " (SELECT user_version FROM pragma_user_version),"
-                                  " (SELECT page_count FROM pragma_page_count),"
-                                  " total(type NOT IN ('table', 'index')) FROM sqlite_schema",
-                                  -1, &query, nullptr);
+    int code = sqlite3_prepare_v2(connection, kAskFormat, -1, &query, nullptr);
     if (code == SQLITE_OK)
         code = sqlite3_step(query);
     LSTATUS result = resultOf(code);
     if (code == SQLITE_ROW) {
         const auto number = [query](int column) { return sqlite3_column_int64(query, column); };
         const bool isEmpty = number(0) == 0 && number(1) == 0 && number(2) == 0 && number(3) <= 1;
-        const bool isOurs = number(1) == kApplication && number(2) == kFormat && number(4) == 0 &&
+        const bool isOurs = number(1) == kApplication && number(2) == kFormat && number(4) != 0 &&
                             (isReadOnly || sqlite3_db_readonly(connection, "main") == 0);
         result = isEmpty ? ERROR_FILE_NOT_FOUND : isOurs ? ERROR_SUCCESS : ERROR_BADDB;
     }
