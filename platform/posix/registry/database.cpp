@@ -155,9 +155,14 @@ int openConnection(const char* file, int flags, sqlite3** connection) {
 }
 
 // Called after each write, which has succeeded whatever happens here. Unlike SQLite's own way, this holds
-// writers up until the log begins anew: others that write all the time would make it grow for ever.
-int foldLargeLog(void*, sqlite3* connection, const char* name, int pages) {
-    if (pages >= kLogPages) {
+// writers up until the log begins anew: others that write all the time would make it grow for ever. If that
+// fails, since some process has stopped while reading, the next attempt is made after as many pages again.
+int foldLargeLog(void* limit, sqlite3* connection, const char* name, int pages) {
+    int& pagesToFold = *static_cast<int*>(limit);
+    if (pages < kLogPages)
+        pagesToFold = kLogPages;
+    else if (pages >= pagesToFold) {
+        pagesToFold = pages + kLogPages;
         const RegistryClock::time_point kept = endOfWaits;
         endOfWaits = std::min(kept, RegistryClock::now() + kLongestWaitForFolding);
         sqlite3_wal_checkpoint_v2(connection, name, SQLITE_CHECKPOINT_RESTART, nullptr, nullptr);
@@ -237,7 +242,7 @@ LSTATUS RegistryDatabase::connect(const char* file, int flags) {
     else {
         int isLogKept = 1;
         sqlite3_busy_handler(connection, waitForLock, nullptr);
-        sqlite3_wal_hook(connection, foldLargeLog, nullptr);
+        sqlite3_wal_hook(connection, foldLargeLog, &pagesToFold);
         sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         sqlite3_file_control(connection, "main", SQLITE_FCNTL_PERSIST_WAL, &isLogKept);
         isReadOnly = sqlite3_db_readonly(connection, "main") == 1;

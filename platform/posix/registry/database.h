@@ -97,6 +97,7 @@ private:
     sqlite3* connection = nullptr;
     sqlite3_stmt* statements[static_cast<int>(RegistryQuery::Count)] = {};
     sqlite3_int64 openings = 0;
+    int pagesToFold = 0; ///< the length of the log at which it is folded next
     bool isReadOnly = false;
     bool isSnapshot = false;      ///< opened without locks, because no log can be kept; valid for one call
     bool isSound = false;         ///< all of it was checked, and nothing was wrong since then
