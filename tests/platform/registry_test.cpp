@@ -73,8 +73,8 @@ TEST_F(Registry, RefusesBadHandlesPointersAndLongNames) {
     expectEach(ERROR_INVALID_HANDLE,
                {RegOpenKeyExW(nullptr, u"x", 0, KEY_READ, &key), Platform::RegCloseKey(closed),
                 Platform::RegCloseKey(nullptr), RegOpenKeyExW(closed, u"x", 0, KEY_READ, &key),
-                RegEnumKeyExW(closed, 0, name, &size), RegFlushKey(closed)});
-    expectEach(ERROR_SUCCESS, {RegFlushKey(scratch), RegFlushKey(HKEY_CURRENT_USER)});
+                RegEnumKeyExW(closed, 0, name, &size), Platform::RegFlushKey(closed)});
+    expectEach(ERROR_SUCCESS, {Platform::RegFlushKey(scratch), Platform::RegFlushKey(HKEY_CURRENT_USER)});
     expectEach(ERROR_INVALID_PARAMETER, {RegOpenKeyExW(scratch, u"x", 0, KEY_READ, nullptr),
                                          RegQueryValueExW(scratch, u"x", nullptr, name, nullptr)});
 

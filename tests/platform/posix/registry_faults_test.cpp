@@ -152,7 +152,7 @@ std::vector<Int64> callEach(HKEY key) {
                     RegEnumKeyExW(key, 0, name, &length),
                     RegEnumValueW(key, 0, name, &sameLength, nullptr, nullptr, nullptr),
                     RegSetValueExW(key, u"new", REG_BINARY, "x", 1), RegDeleteValueW(key, u"0"),
-                    RegDeleteKeyW(key, u"2\\1\\16"), RegFlushKey(key)});
+                    RegDeleteKeyW(key, u"2\\1\\16"), Platform::RegFlushKey(key)});
     return results;
 }
 
