@@ -120,4 +120,25 @@ TEST_F(Registry, EnumeratesInOrderAndReportsSizes) {
     EXPECT_EQ(subKeyAt(scratch, 2), u"delta");
 }
 
+TEST_F(Registry, DeletesKeysWithoutSubKeysAndRecognisesTheirHandles) {
+    const Key key(scratch, u"Doomed");
+    const Key child(key, u"Child");
+    ASSERT_EQ(set(key, u"v", "x"), ERROR_SUCCESS);
+    expectEach(ERROR_ACCESS_DENIED, {RegDeleteKeyW(scratch, u"Doomed")});
+    expectEach(ERROR_SUCCESS, {RegDeleteKeyW(scratch, u"DOOMED\\child"), RegDeleteKeyW(scratch, u"Doomed")});
+    const Key successor(scratch, u"Doomed");
+    EXPECT_EQ(get(successor, u"v"), "failed 2");
+    HKEY other;
+    char16_t name[10];
+    DWORD size = 10;
+    expectEach(ERROR_KEY_DELETED,
+               {tryOpen(key, u"x"), tryOpen(key, u""), RegCreateKeyExW(key, u"x", KEY_READ, &other, nullptr),
+                RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+                RegQueryValueExW(key, u"v", nullptr, nullptr, nullptr), set(key, u"v", "x"),
+                RegDeleteValueW(key, u"v"), RegEnumKeyExW(key, 0, name, &size),
+                RegEnumValueW(key, 0, name, &size, nullptr, nullptr, nullptr)});
+    EXPECT_EQ(RegDeleteKeyW(successor, u""), 0);
+    EXPECT_EQ(tryOpen(scratch, u"Doomed"), ERROR_FILE_NOT_FOUND);
+}
+
 } // namespace Tarn::Platform

@@ -59,7 +59,7 @@ TEST(CalendarTime, EndsWithTheYear30827AndHasNoLeapDayInOtherYears) {
     SYSTEMTIME back{};
     const SYSTEMTIME last = {30827, 12, 5, 31, 23, 59, 59, 999};
     ASSERT_TRUE(Platform::SystemTimeToFileTime(&last, &time));
-    EXPECT_EQ(Tarn::UInt64{time.dwHighDateTime} << 32 | time.dwLowDateTime, 9223149887999990000);
+    EXPECT_EQ(Tarn::UInt64{time.dwHighDateTime} << 32 | time.dwLowDateTime, 9223149887999990000U);
     time.dwLowDateTime += 9999; // less than a millisecond
     EXPECT_TRUE(Platform::FileTimeToSystemTime(&time, &back));
     EXPECT_EQ(std::memcmp(&back, &last, sizeof(back)), 0);
