@@ -174,10 +174,10 @@ Result load(const std::string& script, const std::string& bytes, int bufferSize,
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    FuzzedDataProvider input(data, size);
-    const int bufferSize = input.ConsumeIntegralInRange(CArchive::kLeastBufferSize, 64);
-    const std::string script = input.ConsumeRandomLengthString(64);
-    const std::string bytes = input.ConsumeRemainingBytesAsString();
+    FuzzInput input(data, size);
+    const int bufferSize = input.TakeIn(CArchive::kLeastBufferSize, 64);
+    const std::string script = input.TakeString(64);
+    const std::string bytes = input.TakeRest();
 
     const Result small = load(script, bytes, bufferSize, true);
     const Result large = load(script, bytes, CArchive::kDefaultBufferSize, true);

@@ -11,10 +11,10 @@ using namespace Tarn;
 bool isSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
 
 // Paths consist mostly of characters that have a meaning in paths.
-CUnicodeString takePath(FuzzedDataProvider& input) {
+CUnicodeString takePath(FuzzInput& input) {
     static constexpr std::u16string_view kUnits = u"\\/.:aAbB? \u00E4\u00C4";
     std::u16string path;
-    for (const char c : input.ConsumeRandomLengthString(40)) {
+    for (const char c : input.TakeString(40)) {
         const auto byte = static_cast<unsigned char>(c);
         path.push_back(byte < 0xF0 ? kUnits[byte % kUnits.size()] : static_cast<char16_t>(byte * 257));
     }
@@ -86,7 +86,7 @@ void checkPairs(const CUnicodeString& a, const CUnicodeString& b) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    FuzzedDataProvider input(data, size);
+    FuzzInput input(data, size);
     const CUnicodeString a = takePath(input);
     const CUnicodeString b = takePath(input);
     checkParts(a);

@@ -4,6 +4,8 @@
 #include "tools/tarnmsg/po_file.h"
 #include "tools/tarnmsg/unicode.h"
 
+#include <vector>
+
 namespace {
 
 using namespace tarnmsg;
@@ -17,7 +19,7 @@ std::vector<PoEntry> read(const std::string& bytes, bool& isAccepted) {
 
 void append(std::string& bytes, std::u16string_view text) {
     const auto addByte = [&bytes](unsigned value) {
-        char escape[5];
+        char escape[8];
         std::snprintf(escape, sizeof(escape), "\\%03o", value);
         bytes += escape;
     };

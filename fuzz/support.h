@@ -2,10 +2,12 @@
 // process when one result contradicts another; the sanitizers stop it at all other faults.
 #pragma once
 
+#include "fuzz/input.h"
+
+#include <tarnkit/exceptions.h>
+#include <tarnkit/messages.h>
 #include <tarnkit/string.h>
 #include <tarnkit/unicode_string.h>
-
-#include <fuzzer/FuzzedDataProvider.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +31,28 @@ inline Tarn::CUnicodeString UnicodeTextOf(const std::string& bytes) {
             text.push_back(static_cast<char16_t>(unit));
     }
     return text.c_str();
+}
+
+/// The check or the file failure that stops `action`; both are null if nothing does. Anything else is a
+/// fault.
+struct Stopped {
+    const Tarn::CError* check = nullptr;
+    unsigned long fileError = 0;
+
+    explicit operator bool() const { return check != nullptr || fileError != 0; }
+};
+Stopped StopOf(auto action) {
+    Stopped stopped;
+    try {
+        action();
+    } catch (Tarn::CCheckException* e) {
+        stopped.check = &e->Error();
+        e->Delete();
+    } catch (Tarn::CFileException* e) {
+        stopped.fileError = e->ErrorCode() != 0 ? e->ErrorCode() : static_cast<unsigned long>(e->ErrorType());
+        e->Delete();
+    }
+    return stopped;
 }
 
 /// ASCII text in both widths.

@@ -4,22 +4,25 @@
 
 #include <tarnkit/text_of_values.h>
 
+#include <algorithm>
 #include <climits>
+#include <string>
+#include <vector>
 
 namespace {
 
 using namespace Tarn;
 
 // A format with one conversion: "%", flags, width, precision and the conversion of the caller.
-std::string takeFormat(FuzzedDataProvider& input, const char* conversion) {
+std::string takeFormat(FuzzInput& input, const char* conversion) {
     std::string format = "<%";
     for (const char flag : {'-', '+', ' ', '#', '0'})
-        if (input.ConsumeBool())
+        if (input.TakeBool())
             format += flag;
-    if (input.ConsumeBool())
-        format += std::to_string(input.ConsumeIntegralInRange(1, 40));
-    if (input.ConsumeBool())
-        format += "." + std::to_string(input.ConsumeIntegralInRange(0, 40));
+    if (input.TakeBool())
+        format += std::to_string(input.TakeIn(1, 40));
+    if (input.TakeBool())
+        format += "." + std::to_string(input.TakeIn(0, 40));
     return format + conversion + ">";
 }
 
@@ -35,19 +38,18 @@ void compareFormats(const std::string& format, Value value, bool isLikeRuntime) 
     MUST(length >= 0 && narrow == expected);
 }
 
-void formatNumbers(FuzzedDataProvider& input) {
+void formatNumbers(FuzzInput& input) {
     static constexpr const char* kInts[] = {"d", "i", "u", "x", "X", "o", "hd", "hhu"};
     static constexpr const char* kLongs[] = {"lld", "llu", "llx", "llX", "llo"};
     static constexpr const char* kDoubles[] = {"f", "F", "e", "E", "g", "G", "a", "A"};
-    compareFormats(takeFormat(input, input.PickValueInArray(kInts)), input.ConsumeIntegral<int>(), true);
-    compareFormats(takeFormat(input, input.PickValueInArray(kLongs)), input.ConsumeIntegral<Int64>(), true);
-    compareFormats(takeFormat(input, input.PickValueInArray(kDoubles)), input.ConsumeFloatingPoint<double>(),
-                   false);
-    compareFormats(takeFormat(input, "I64d"), input.ConsumeIntegral<Int64>(), false);
+    compareFormats(takeFormat(input, input.Pick(kInts)), input.Take<int>(), true);
+    compareFormats(takeFormat(input, input.Pick(kLongs)), input.Take<Int64>(), true);
+    compareFormats(takeFormat(input, input.Pick(kDoubles)), input.TakeDouble(), false);
+    compareFormats(takeFormat(input, "I64d"), input.Take<Int64>(), false);
 }
 
-void formatTexts(FuzzedDataProvider& input) {
-    const AsciiText text(input.ConsumeRandomLengthString(30));
+void formatTexts(FuzzInput& input) {
+    const AsciiText text(input.TakeString(30));
     std::string format = takeFormat(input, "s");
     std::erase_if(format, [](char c) { return c == '#' || c == '+' || c == ' '; });
     const AsciiText formatText(format);
@@ -62,8 +64,8 @@ void formatTexts(FuzzedDataProvider& input) {
 }
 
 // A format that takes only numbers by value, however it is parsed.
-void formatAnything(FuzzedDataProvider& input) {
-    std::string format = AsciiText(input.ConsumeRandomLengthString(30)).narrow.Ptr();
+void formatAnything(FuzzInput& input) {
+    std::string format = AsciiText(input.TakeString(30)).narrow.Ptr();
     std::erase_if(format,
                   [](char c) { return std::string_view("sScCeEfFgGaApnZ*").find(c) != std::string::npos; });
     // A width takes memory. Larger ones would find no further faults.
@@ -73,7 +75,7 @@ void formatAnything(FuzzedDataProvider& input) {
             format[i] = 'x';
     }
     const AsciiText text(format);
-    const long long value = input.ConsumeIntegral<long long>();
+    const long long value = input.Take<long long>();
     MUST(AreSame(Format(text.narrow.Ptr(), value, value, value, value, value, value, value, value, value,
                         value, value, value, value, value, value, value),
                  Format(text.wide.Ptr(), value, value, value, value, value, value, value, value, value, value,
@@ -96,13 +98,13 @@ std::string substituted(const std::string& text, const std::vector<std::string>&
     return result;
 }
 
-void substitute(FuzzedDataProvider& input) {
-    const AsciiText text(input.ConsumeRandomLengthString(60));
+void substitute(FuzzInput& input) {
+    const AsciiText text(input.TakeString(60));
     CArray<CString> narrow;
     CArray<CUnicodeString> wide;
     std::vector<std::string> plain;
-    for (int count = input.ConsumeIntegralInRange(0, 12); count > 0; count--) {
-        const AsciiText parameter(input.ConsumeRandomLengthString(20));
+    for (int count = input.TakeIn(0, 12); count > 0; count--) {
+        const AsciiText parameter(input.TakeString(20));
         narrow.Add(parameter.narrow);
         wide.Add(parameter.wide);
         plain.push_back(parameter.narrow.Ptr());
@@ -120,21 +122,21 @@ void readBack(const AsciiText& text, auto... radix) {
     MUST(narrow == wide || (narrow != narrow && wide != wide));
 }
 
-void readValues(FuzzedDataProvider& input) {
-    const int radix = input.ConsumeIntegralInRange(2, 36);
-    const int number = input.ConsumeIntegral<int>();
-    const double fraction = input.ConsumeFloatingPoint<double>();
+void readValues(FuzzInput& input) {
+    const int radix = input.TakeIn(2, 36);
+    const int number = input.Take<int>();
+    const double fraction = input.TakeDouble();
     int back = 0;
     MUST(Str(number).Value(back) && back == number);
     unsigned int bits = 0;
     MUST(Str(static_cast<unsigned>(number), radix).Value(bits, radix) &&
          bits == static_cast<unsigned>(number));
-    const Int64 large = input.ConsumeIntegral<Int64>();
+    const Int64 large = input.Take<Int64>();
     Int64 largeBack = 0;
     MUST(UnicodeStr(large).Value(largeBack) && largeBack == large);
     MUST(AreSame(Str(fraction), UnicodeStr(fraction)));
 
-    const AsciiText text(input.ConsumeRemainingBytesAsString());
+    const AsciiText text(input.TakeRest());
     readBack<bool>(text);
     readBack<int>(text, radix);
     readBack<int>(text, 0);
@@ -146,8 +148,8 @@ void readValues(FuzzedDataProvider& input) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    FuzzedDataProvider input(data, size);
-    switch (input.ConsumeIntegralInRange(0, 4)) {
+    FuzzInput input(data, size);
+    switch (input.TakeIn(0, 4)) {
     case 0:
         formatNumbers(input);
         break;

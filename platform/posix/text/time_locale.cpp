@@ -26,7 +26,7 @@ const TimeLocale& TimeLocale::OfUser() {
     const char* const found = variables.TimeLocale();
     const char* const name = found == nullptr ? kDefaultName : found;
     const char* const path = variables.localePath == nullptr ? "" : variables.localePath;
-    return locales.Get([&](const TimeLocale& locale) { return locale.isNamed(name, path); },
+    return locales.Get([&](const TimeLocale& known) { return known.isNamed(name, path); },
                        [&] { return TimeLocale(name, path); });
 }
 
