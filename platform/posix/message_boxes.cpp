@@ -5,7 +5,7 @@
 #include "platform/posix/support/fork_handlers.h"
 #include "platform/posix/support/standard_streams.h"
 #include "platform/posix/support/write_signals.h"
-#include "platform/posix/text/utf8.h"
+#include "platform/posix/text/terminal_text.h"
 
 #include <tarnkit/window_system.h>
 
@@ -174,20 +174,16 @@ public:
     void Add(const char16_t* text) {
         const char16_t* end = text + std::char_traits<char16_t>::length(text);
         while (text != end) {
-            const char32_t character = Platform::Posix::ReadUtf16(text, end);
-            if (character == U'\r')
-                continue;
-            if (size + kLongestCharacter > kRoom)
+            if (text[0] == u'\r' && text[1] == u'\n')
+                text++;
+            if (size + Platform::Posix::kLongestShown > kRoom)
                 flush();
-            Platform::Posix::PutUtf8(
-                Platform::Posix::IsSurrogate(character) ? Platform::Posix::kReplacementCharacter : character,
-                [this](char byte) { bytes[size++] = byte; });
+            Platform::Posix::PutShown(text, end, [this](char byte) { bytes[size++] = byte; });
         }
     }
 
 private:
     static constexpr int kRoom = 1024;
-    static constexpr int kLongestCharacter = 4;
 
     char bytes[kRoom];
     int size = 0;

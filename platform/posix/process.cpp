@@ -5,6 +5,7 @@
 #include "platform/posix/support/last_error.h"
 #include "platform/posix/support/standard_streams.h"
 #include "platform/posix/support/write_signals.h"
+#include "platform/posix/text/terminal_text.h"
 
 #include <cerrno>
 #include <csignal>
@@ -12,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <string>
 #include <sys/random.h>
 #include <unistd.h>
 
@@ -64,10 +66,12 @@ void OutputDebugStringW(const char16_t* text) {
     if (descriptor < 0)
         return;
     const DWORD kept = lastError;
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (char* bytes = size > 0 ? static_cast<char*>(std::malloc(static_cast<std::size_t>(size))) : nullptr) {
-        WideCharToMultiByte(CP_UTF8, 0, text, -1, bytes, size, nullptr, nullptr);
-        writeFully(descriptor, bytes, static_cast<std::size_t>(size - 1));
+    const std::size_t length = std::char_traits<char16_t>::length(text);
+    if (char* bytes = static_cast<char*>(std::malloc(length * Posix::kLongestShown + 1))) {
+        std::size_t size = 0;
+        for (const char16_t* end = text + length; text != end;)
+            Posix::PutShown(text, end, [&](char byte) { bytes[size++] = byte; });
+        writeFully(descriptor, bytes, size);
         std::free(bytes);
     }
     lastError = kept;

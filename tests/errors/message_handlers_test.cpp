@@ -83,13 +83,19 @@ TEST(ConsoleMessageHandler, LogsBesideTheExecutableAsSoonAsItCan) {
     FileSystem::Remove(log);
 }
 
+TEST(TerminalText, ShowsWhatATerminalWouldObey) {
+    const CUnicodeString text = u"\x1B\ta\u202E\rb\r\n\u00E9\x9B";
+    EXPECT_EQ(TerminalText(text), u"\\x1B\ta\\u202E\\x0Db\r\n\u00E9\\x9B");
+    EXPECT_EQ(TerminalText(text, true), u"\\x1B\\x09a\\u202E\\x0Db\\x0D\\x0A\u00E9\\x9B");
+}
+
 TEST(Trace, FormatsTextsLongerThanItsFirstBuffer) {
     TARNKIT_TEST_NEEDS(kRestartsItself);
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not traced yet
     SetEnvironment("TARNKIT_TRACE", "stderr");
     const std::u16string text(3000, u'x');
-    EXPECT_EXIT((Trace(u"<%s %d>", text.c_str(), 7), std::_Exit(0)), testing::ExitedWithCode(0),
-                "^<" + std::string(3000, 'x') + " 7>$");
+    EXPECT_EXIT((Trace(u"<%s %d>\x1B", text.c_str(), 7), std::_Exit(0)), testing::ExitedWithCode(0),
+                "^<" + std::string(3000, 'x') + " 7>\\\\x1B$");
     SetEnvironment("TARNKIT_TRACE", nullptr);
 }
 

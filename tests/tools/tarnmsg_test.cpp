@@ -20,6 +20,13 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
+TEST(MessageCompiler, ShowsNothingThatATerminalWouldObey) {
+    WriteBytes("in.po", "msgid \"\x1B[2J\xE2\x80\xAE\xC2\x9B\xC3\xA4\"\nmsgstr \"x\"\n");
+    EXPECT_FALSE(compile("in.po"));
+    EXPECT_TRUE(contains(said, "in.po:1: the name '\\x1B[2J\\u202E\\x9B\xC3\xA4' is not an identifier"))
+        << said;
+}
+
 TEST(MessageCompiler, ReadsEverythingThatACatalogueMayContain) {
     WriteBytes(
         "in.po",

@@ -3,6 +3,8 @@
 /// line they are about.
 #pragma once
 
+#include "tools/tarnmsg/unicode.h"
+
 #include <iostream>
 #include <string>
 
@@ -28,7 +30,7 @@ private:
     int errors = 0;
 
     static void print(const Place& place, const std::string& message) {
-        std::cerr << place.file << ':' << place.line << ": " << message << '\n';
+        std::cerr << Visible(place.file) << ':' << place.line << ": " << Visible(message) << '\n';
     }
 };
 

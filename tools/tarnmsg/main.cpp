@@ -103,7 +103,7 @@ bool writeFile(const std::string& fileName, const std::string& text) {
         if (!error)
             return true;
     }
-    std::cerr << fileName << ": the file cannot be written\n";
+    std::cerr << Visible(fileName) << ": the file cannot be written\n";
     std::filesystem::remove(temporaryName, error);
     return false;
 }
@@ -136,7 +136,7 @@ int main(int argc, char** argv) {
     try {
         return compile(parseArguments(arguments));
     } catch (const UsageError& error) {
-        std::cerr << "tarnmsg: " << error.message << '\n' << kUsage;
+        std::cerr << "tarnmsg: " << Visible(error.message) << '\n' << kUsage;
         return kExitUsage;
     }
 }

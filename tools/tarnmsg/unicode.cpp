@@ -1,5 +1,7 @@
 #include "tools/tarnmsg/unicode.h"
 
+#include "platform/terminal_control.h"
+
 #include <cstddef>
 
 namespace tarnmsg {
@@ -31,28 +33,51 @@ void append(std::u16string& text, char32_t code) {
     text += static_cast<char16_t>(0xDC00 + (code & 0x3FF));
 }
 
+// The character at `place`, which moves past it; no value, and `place` as it was, if there is no valid one.
+std::optional<char32_t> decode(std::string_view bytes, std::size_t& place) {
+    const auto first = static_cast<unsigned char>(bytes[place]);
+    const std::size_t length = sequenceLength(first);
+    if (length == 0 || length > bytes.size() - place)
+        return std::nullopt;
+    char32_t code = length == 1 ? first : first & (0xFFu >> (length + 1));
+    for (std::size_t k = 1; k < length; k++) {
+        const auto next = static_cast<unsigned char>(bytes[place + k]);
+        if ((next & 0xC0) != 0x80)
+            return std::nullopt;
+        code = code << 6 | (next & 0x3F);
+    }
+    if (!isScalarValue(code, length))
+        return std::nullopt;
+    place += length;
+    return code;
+}
+
 } // namespace
 
 std::optional<std::u16string> ToUtf16(std::string_view bytes) {
     std::u16string text;
     for (std::size_t i = 0; i < bytes.size();) {
-        const auto first = static_cast<unsigned char>(bytes[i]);
-        const std::size_t length = sequenceLength(first);
-        if (length == 0 || length > bytes.size() - i)
+        const std::optional<char32_t> code = decode(bytes, i);
+        if (!code)
             return std::nullopt;
-        char32_t code = length == 1 ? first : first & (0xFFu >> (length + 1));
-        for (std::size_t k = 1; k < length; k++) {
-            const auto next = static_cast<unsigned char>(bytes[i + k]);
-            if ((next & 0xC0) != 0x80)
-                return std::nullopt;
-            code = code << 6 | (next & 0x3F);
-        }
-        if (!isScalarValue(code, length))
-            return std::nullopt;
-        append(text, code);
-        i += length;
+        append(text, *code);
     }
     return text;
+}
+
+std::string Visible(std::string_view bytes) {
+    std::string shown;
+    for (std::size_t i = 0; i < bytes.size();) {
+        const std::size_t start = i;
+        const std::optional<char32_t> code = decode(bytes, i);
+        if (code && !Tarn::Platform::IsTerminalControl(*code)) {
+            shown += bytes.substr(start, i - start);
+            continue;
+        }
+        Tarn::Platform::PutVisibly(code ? *code : static_cast<unsigned char>(bytes[i++]),
+                                   [&](char c) { shown += c; });
+    }
+    return shown;
 }
 
 } // namespace tarnmsg

@@ -13,4 +13,8 @@ namespace tarnmsg {
 /// code points beyond U+10FFFF.
 std::optional<std::u16string> ToUtf16(std::string_view bytes);
 
+/// The text as a terminal can show it: control characters, line ends included, characters that change the
+/// order of others, and bytes that are not UTF-8 become visible.
+std::string Visible(std::string_view bytes);
+
 } // namespace tarnmsg

@@ -1,6 +1,7 @@
 #include "console.h"
 
 #include <cstdio>
+#include <unistd.h>
 
 using namespace Tarn;
 
@@ -27,11 +28,14 @@ CArray<CUnicodeString> Arguments(int argc, char** argv) {
     return arguments;
 }
 
-void Print(const CUnicodeString& text) { print(stdout, text); }
+void Print(const CUnicodeString& text, bool hasOwnSequences) {
+    const bool isShown = !hasOwnSequences && isatty(STDOUT_FILENO) != 0;
+    print(stdout, isShown ? TerminalText(text) : text);
+}
 
 void PrintError(const CUnicodeString& text) {
     std::fflush(stdout);
-    print(stderr, text);
+    print(stderr, TerminalText(text));
 }
 
 bool IsAllPrinted() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }

@@ -28,13 +28,13 @@ bool printBytes(HANDLE file, const CString& bytes) {
     return WriteFile(file, bytes.Ptr(), size, &written, nullptr) && written == size;
 }
 
-bool print(DWORD which, const CUnicodeString& text) {
+bool print(DWORD which, const CUnicodeString& text, bool hasOwnSequences) {
     const HANDLE output = GetStdHandle(which);
     DWORD mode = 0;
     if (!GetConsoleMode(output, &mode))
         return printBytes(output, CString(text, text.GetLength(), CP_UTF8));
     SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING); // for colors, where they are supported
-    return printOnConsole(output, text);
+    return printOnConsole(output, hasOwnSequences ? text : TerminalText(text));
 }
 
 } // namespace
@@ -49,9 +49,11 @@ CArray<CUnicodeString> Arguments(int, char**) {
     return arguments;
 }
 
-void Print(const CUnicodeString& text) { isAllPrinted = print(STD_OUTPUT_HANDLE, text) && isAllPrinted; }
+void Print(const CUnicodeString& text, bool hasOwnSequences) {
+    isAllPrinted = print(STD_OUTPUT_HANDLE, text, hasOwnSequences) && isAllPrinted;
+}
 
-void PrintError(const CUnicodeString& text) { print(STD_ERROR_HANDLE, text); }
+void PrintError(const CUnicodeString& text) { print(STD_ERROR_HANDLE, TerminalText(text), false); }
 
 bool IsAllPrinted() { return isAllPrinted; }
 

@@ -89,6 +89,13 @@ TEST(MessageBoxWithoutATerminal, AnswersThePreselectedButton) {
         EXPECT_EQ(showWithoutTerminal(u"text", u"caption", flags, &shown), answer);
     EXPECT_EQ(shown, "caption: text\n");
 
+    // Nothing that a terminal would obey.
+    showWithoutTerminal(u"a\x1B[2J\r\n\tb\rc\x9B"
+                        u"1m\x7F\u202E\u2066\u200Fd\xD800",
+                        u"\a", MB_OK, &shown);
+    EXPECT_EQ(shown, "\\x07: a\\x1B[2J\n\tb\\x0Dc\\x9B1m\\x7F\\u202E\\u2066\xE2\x80\x8F"
+                     "d\xEF\xBF\xBD\n");
+
     // Longer than a single write.
     std::string line;
     std::u16string text;
