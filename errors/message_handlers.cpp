@@ -125,7 +125,11 @@ void append(CFile& log, const char16_t* text) {
         e->Delete();
         writeEntry(log, text, end == 0);
     } catch (CFileException*) {
-        log.SetLength(end); // a full disk took a part
+        try {
+            log.SetLength(end);       // a full disk took a part
+        } catch (CFileException* e) { // nor can a device be cut
+            e->Delete();
+        }
         throw;
     }
 }
