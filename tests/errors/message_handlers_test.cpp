@@ -94,8 +94,8 @@ TEST(Trace, FormatsTextsLongerThanItsFirstBuffer) {
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not traced yet
     SetEnvironment("TARNKIT_TRACE", "stderr");
     const std::u16string text(3000, u'x');
-    EXPECT_EXIT((Trace(u"<%s %d>\x1B", text.c_str(), 7), std::_Exit(0)), testing::ExitedWithCode(0),
-                "^<" + std::string(3000, 'x') + " 7>\\\\x1B$");
+    EXPECT_EXIT((Trace(u"<%s %d>", text.c_str(), 7), std::_Exit(0)), testing::ExitedWithCode(0),
+                "^<" + std::string(3000, 'x') + " 7>$");
     SetEnvironment("TARNKIT_TRACE", nullptr);
 }
 

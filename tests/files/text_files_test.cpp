@@ -131,9 +131,11 @@ TEST(TextStream, GoesToTheDebuggerOutputWithoutAFile) {
     TARNKIT_TEST_NEEDS(kRestartsItself);
     GTEST_FLAG_SET(death_test_style, "threadsafe"); // a process that has not traced yet
     SetEnvironment("TARNKIT_TRACE", "stderr");
-    const auto write = [](CTextStream::TFormat format) { CTextStream(nullptr, format) << "%d" << 7 << u"ж"; };
+    const auto write = [](CTextStream::TFormat format) {
+        CTextStream(nullptr, format) << "%d" << 7 << u"ж\x1B";
+    };
     EXPECT_EXIT((write(CTextStream::ANSI), write(CTextStream::Unicode), std::_Exit(0)),
-                testing::ExitedWithCode(0), "^%d7ж%d7ж$");
+                testing::ExitedWithCode(0), "^%d7ж\\\\x1B%d7ж\\\\x1B$");
     SetEnvironment("TARNKIT_TRACE", nullptr);
 }
 
