@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -65,18 +66,48 @@ void completeChanges() {
         delete std::exchange(old, old->older);
 }
 
+// Called when the system has not found something: what there was no memory to look for may be there.
+void throwIfOutOfMemory() {
+    if (Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
+        ThrowMemoryException();
+}
+
 template<class Function>
 Function findExport(HINSTANCE module, const char16_t* name) {
     if (module == nullptr) {
         GenAssert(kSource, 90);
         return nullptr;
     }
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(Platform::GetProcAddressW(module, name)));
+    const FARPROC address = Platform::GetProcAddressW(module, name);
+    if (address == nullptr)
+        throwIfOutOfMemory();
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(address));
 }
 
-bool isFile(const char16_t* name) {
+// Whether a language does without this library, for good: otherwise it must not be taken for complete.
+bool isNoLibrary(DWORD code) {
+    constexpr DWORD kReasons[] = {ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, ERROR_ACCESS_DENIED,
+                                  ERROR_MOD_NOT_FOUND,  ERROR_PROC_NOT_FOUND, ERROR_BAD_EXE_FORMAT,
+                                  ERROR_DLL_INIT_FAILED};
+    return std::find(std::begin(kReasons), std::end(kReasons), code) != std::end(kReasons);
+}
+
+// Null if there is no such library. Throws when it cannot be loaded at present.
+HINSTANCE loadLanguageLibrary(const CUnicodeString& name) {
     const DWORD attributes = Platform::GetFileAttributesW(name);
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+    HINSTANCE module = nullptr;
+    if (attributes != INVALID_FILE_ATTRIBUTES) {
+        if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
+            return nullptr;
+        module = LoadOwnedLibrary(name);
+    }
+    if (module == nullptr) {
+        throwIfOutOfMemory();
+        const DWORD code = Platform::GetLastError();
+        if (!isNoLibrary(code))
+            ThrowFileException(code, name);
+    }
+    return module;
 }
 
 // Whether a module knows the name of a message. If so, `text` receives its text, empty if it cannot be
@@ -91,10 +122,14 @@ bool findText(HINSTANCE module, const CMessageExports& exports, const char16_t* 
 // A language library that is not in the registry, loaded for a scope. The file may be missing.
 class CLanguageLibrary {
 public:
-    explicit CLanguageLibrary(const CUnicodeString& name)
-        : module(isFile(name) ? LoadOwnedLibrary(name) : nullptr) {
-        if (module != nullptr)
-            exports.Find(module);
+    explicit CLanguageLibrary(const CUnicodeString& name) : module(loadLanguageLibrary(name)) {
+        try {
+            if (module != nullptr)
+                exports.Find(module);
+        } catch (...) {
+            FreeOwnedLibrary(module);
+            throw;
+        }
     }
     ~CLanguageLibrary() {
         if (module != nullptr)
@@ -132,8 +167,12 @@ int parseLanguageCode(const CUnicodeString& fileName, const CUnicodeString& pref
 bool isStringId(const char16_t* name) { return reinterpret_cast<std::uintptr_t>(name) <= 0xFFFF; }
 
 bool holdsResource(HINSTANCE module, const char16_t* name, const char16_t* type) {
-    if (type != ResourceId(kTypeString) || !isStringId(name))
-        return Platform::FindResourceW(module, name, type) != nullptr;
+    if (type != ResourceId(kTypeString) || !isStringId(name)) {
+        const HRSRC found = Platform::FindResourceW(module, name, type);
+        if (found == nullptr)
+            throwIfOutOfMemory();
+        return found != nullptr;
+    }
     CUnicodeString text;
     return LoadStringW(module, static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
 }
@@ -321,7 +360,7 @@ public:
     void Load(CResourceRecord record, int language) {
         records.Reserve(records.Size() + 1);
         const CUnicodeString name = record.LibraryName(language);
-        record.module = isFile(name) ? LoadOwnedLibrary(name) : nullptr;
+        record.module = loadLanguageLibrary(name);
         record.exports = CMessageExports();
         records.Add(record);
         if (record.module != nullptr)
@@ -541,6 +580,8 @@ bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
         const int length = Platform::LoadStringW(module, static_cast<UINT>(id), buffer.GetBuffer(size), size);
         if (length >= size - 1)
             continue;
+        if (length == 0)
+            throwIfOutOfMemory();
         buffer.ReleaseBuffer(length);
         if (length > 0)
             text = buffer.Ptr(); // a copy that is no larger than needed

@@ -6,6 +6,12 @@ else()
   set(TARNKIT_PORT posix)
 endif()
 
+# Whether a test program can define the C library's calls itself: one sanitizer cannot live with that, and under an
+# emulator it takes too long.
+if(CMAKE_SYSTEM_NAME STREQUAL Linux AND NOT CMAKE_CROSSCOMPILING AND NOT TARNKIT_SANITIZERS MATCHES thread)
+  set(TARNKIT_CALLS_CAN_BE_HOOKED TRUE)
+endif()
+
 # tarnkit_port_sources(<target> <port> <source>...): adds sources of a single port.
 function(tarnkit_port_sources target port)
   if(TARNKIT_PORT STREQUAL port)

@@ -6,6 +6,7 @@
 
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 
@@ -38,24 +39,27 @@ HANDLE openLock(const CUnicodeString& name, DWORD disposition) {
                                  FILE_ATTRIBUTE_TEMPORARY | FILE_ATTRIBUTE_HIDDEN);
 }
 
-// Calls `use(name)` with each plain file that matches.
+// Calls `use(name)` with each plain file that matches. Returns whether the search came to its end.
 template<class Use>
-void forEachFile(const CUnicodeString& dir, const CUnicodeString& mask, Use use) {
+bool forEachFile(const CUnicodeString& dir, const CUnicodeString& mask, Use use) {
     WIN32_FIND_DATAW data;
     const HANDLE search = Platform::FindFirstFileW(dir + mask, &data);
     if (search == INVALID_HANDLE_VALUE)
-        return;
+        return Platform::GetLastError() == ERROR_FILE_NOT_FOUND;
     constexpr DWORD kNoPlainFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    bool isComplete;
     try {
         do
             if ((data.dwFileAttributes & kNoPlainFile) == 0)
                 use(CUnicodeString(reinterpret_cast<const char16_t*>(data.cFileName)));
         while (Platform::FindNextFileW(search, &data));
+        isComplete = Platform::GetLastError() == ERROR_NO_MORE_FILES;
     } catch (...) {
         Platform::FindClose(search);
         throw;
     }
     Platform::FindClose(search);
+    return isComplete;
 }
 
 // Whether the lock, which this process has open, keeps others out here.
@@ -76,8 +80,10 @@ void removeFilesOf(const CUnicodeString& dir, const CUnicodeString& lock) {
     const int length = lock.GetLength() - start - static_cast<int>(std::size(kLockExtension)) + 1;
     bool isDone = length > 0 && excludesOthers(name);
     if (isDone)
-        forEachFile(dir, u"*" + lock.Mid(start, length) + u"-*" + kTempExtension,
-                    [&](const CUnicodeString& file) { isDone &= Platform::DeleteFileW(dir + file) != 0; });
+        isDone = forEachFile(
+                     dir, u"*" + lock.Mid(start, length) + u"-*" + kTempExtension,
+                     [&](const CUnicodeString& file) { isDone &= Platform::DeleteFileW(dir + file) != 0; }) &&
+                 isDone;
     Platform::CloseHandle(opened);
     if (isDone)
         Platform::DeleteFileW(name);
@@ -110,7 +116,8 @@ void CTempFolder::Remove() const {
 
 CUnicodeString CTempFolder::NextName(const char16_t* prefix) {
     const CUnicodeString number = UnicodeStr(++lastNumber, kHex);
-    return dir + CUnicodeString(prefix).Left(kMostPrefix) + token + u"-" + number + kTempExtension;
+    const CUnicodeString start(prefix);
+    return dir + start.Left(std::min(start.GetLength(), kMostPrefix)) + token + u"-" + number + kTempExtension;
 }
 
 void RemoveStrayTempFiles(const CUnicodeString& folder) {

@@ -129,7 +129,14 @@ HINSTANCE loadLibrary(const char16_t* name) {
     // Where case matters, the lower-case spelling may be the name of another file.
     const bool isPathFirst = Platform::AreFileNamesCaseSensitive();
     HINSTANCE module = Platform::LoadLibraryW(isPathFirst ? path : lowerCasePath);
-    return module != nullptr ? module : Platform::LoadLibraryW(isPathFirst ? lowerCasePath : path);
+    if (module != nullptr)
+        return module;
+    const DWORD code = Platform::GetLastError();
+    module = Platform::LoadLibraryW(isPathFirst ? lowerCasePath : path);
+    // That there is no other file does not tell why this one cannot be loaded.
+    if (module == nullptr && Platform::GetLastError() == ERROR_MOD_NOT_FOUND)
+        Platform::SetLastError(code);
+    return module;
 }
 
 // A library that is loaded while the modules are being terminated, for example for a text in another

@@ -23,6 +23,13 @@ constexpr int kHoursOfHalfDay = 12;
 // itself.
 constexpr int kDeepestFormat = 3;
 
+// Whether the system has answered. A text that there is no memory for must not read as an unknown one.
+bool isAnswered(int length) {
+    if (length == 0 && Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
+        ThrowMemoryException();
+    return length != 0;
+}
+
 class CTimeFormatter {
 public:
     CTimeFormatter(char16_t* buffer, int room, const SYSTEMTIME& systemTime)
@@ -144,7 +151,8 @@ bool CTimeFormatter::putNumber(int number, int leastDigits) {
 
 bool CTimeFormatter::putLocaleText(LCTYPE type) {
     char16_t text[kLocaleTextSize];
-    const bool isKnown = Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, text, kLocaleTextSize) != 0;
+    const bool isKnown =
+        isAnswered(Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, text, kLocaleTextSize));
     return put(isKnown ? asText(text) : kUnknown);
 }
 
@@ -155,15 +163,16 @@ bool CTimeFormatter::putName(LCTYPE first, int number, int count) {
 
 bool CTimeFormatter::putPicture(LCTYPE type) {
     char16_t picture[kLocaleTextSize];
-    const bool isKnown = depth < kDeepestFormat &&
-                         Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, picture, kLocaleTextSize) != 0;
+    const bool isKnown =
+        depth < kDeepestFormat &&
+        isAnswered(Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, picture, kLocaleTextSize));
     return isKnown ? Format(picture) : put(kUnknown);
 }
 
 bool CTimeFormatter::putEra() {
     char16_t era[kLocaleTextSize];
-    const bool isKnown = Platform::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_USE_ALT_CALENDAR, &time, u"gg",
-                                                  era, kLocaleTextSize) != 0;
+    const bool isKnown = isAnswered(Platform::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_USE_ALT_CALENDAR,
+                                                             &time, u"gg", era, kLocaleTextSize));
     return put(isKnown ? asText(era) : kUnknown);
 }
 

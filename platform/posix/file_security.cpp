@@ -1,6 +1,7 @@
 // Who may do what with a file, and where symbolic links lead.
 #include "platform/platform.h"
 #include "platform/posix/files/paths.h"
+#include "platform/posix/support/descriptor.h"
 #include "platform/posix/support/error_codes.h"
 
 #include <cerrno>
@@ -21,22 +22,6 @@ constexpr unsigned kNewFileMode = 0666;
 constexpr std::size_t kMostAttributeBytes = 0x10000;
 constexpr int kMostLinks = 40;
 constexpr const char* kAccessControlList = "system.posix_acl_access";
-
-class Descriptor {
-public:
-    explicit Descriptor(int opened) : descriptor(opened) {}
-    ~Descriptor() {
-        if (descriptor >= 0)
-            close(descriptor);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    operator int() const { return descriptor; }
-
-private:
-    int descriptor;
-};
 
 // Attributes that describe what a file is, not what is in it. Those of the kernel's own modules stay with the
 // file for which the kernel made them.

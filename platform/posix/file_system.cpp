@@ -131,10 +131,10 @@ public:
         char last[64];
         do {
             std::snprintf(last, sizeof last, ".tarnkit-copy-%ld-%u", static_cast<long>(getpid()), count++);
-            const String candidate = Join(ParentOf(target), last);
+            String candidate = Join(ParentOf(target), last);
             file.descriptor = open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
             if (file.descriptor >= 0)
-                path = candidate;
+                path.swap(candidate); // takes no memory: what exists now is known
         } while (file.descriptor < 0 && errno == EEXIST);
         if (file.descriptor < 0)
             return errno == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(errno);

@@ -199,6 +199,8 @@ HINSTANCE load(const char16_t* name) {
     const char* reason = dlerror();
     if (reason != nullptr && std::strstr(reason, "undefined symbol") != nullptr)
         return fail(ERROR_PROC_NOT_FOUND);
+    if (reason != nullptr && std::strstr(reason, "annot allocate memory") != nullptr)
+        return fail(ERROR_NOT_ENOUGH_MEMORY);
     // If the loader refuses a complete library, another one that it needs is missing.
     return fail(kind == Posix::LibraryKind::kProgram ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
 }

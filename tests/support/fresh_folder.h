@@ -23,7 +23,7 @@ class FreshFolder : public testing::Test {
 protected:
     explicit FreshFolder(const char* name = testing::UnitTest::GetInstance()->current_test_info()->name())
         : folder(std::filesystem::current_path() / name) {
-        std::filesystem::create_directory(folder);
+        std::filesystem::create_directories(folder);
     }
     ~FreshFolder() override { RemoveFolder(folder); }
 

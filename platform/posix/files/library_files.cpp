@@ -1,6 +1,7 @@
 #include "platform/posix/files/library_files.h"
 
 #include "platform/posix/files/paths.h"
+#include "platform/posix/support/descriptor.h"
 #include "platform/posix/support/error_codes.h"
 
 #include <dlfcn.h>
@@ -85,9 +86,12 @@ String fileInSearchPath(const U16String& name) {
     return found.empty() ? fileOfLoader(name) : found;
 }
 
-/// Reads a part of a file; false if the file is too short.
+/// Reads a part of a file; false with `errno` 0 if the file is too short.
 bool readAt(int file, void* buffer, std::size_t size, off_t position) {
-    return pread(file, buffer, size, position) == static_cast<ssize_t>(size);
+    const ssize_t read = pread(file, buffer, size, position);
+    if (read >= 0)
+        errno = 0;
+    return read == static_cast<ssize_t>(size);
 }
 
 /// Whether a file with this header is for this processor.
@@ -155,12 +159,15 @@ bool IsExecutableFile(const String& path) {
 
 DWORD CheckLibraryFile(const String& path, LibraryKind* kind) {
     *kind = LibraryKind::kNone;
-    int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file < 0)
-        return errno == EACCES || errno == EPERM ? ERROR_ACCESS_DENIED : ERROR_MOD_NOT_FOUND;
+        return errno == ENOENT || errno == ENOTDIR ? DWORD{ERROR_MOD_NOT_FOUND} : CodeOf(errno);
+    errno = 0;
     *kind = kindOf(file);
-    close(file);
-    return *kind == LibraryKind::kNone ? ERROR_BAD_EXE_FORMAT : ERROR_SUCCESS;
+    const int error = errno;
+    if (*kind != LibraryKind::kNone)
+        return ERROR_SUCCESS;
+    return error != 0 ? CodeOf(error) : DWORD{ERROR_BAD_EXE_FORMAT};
 }
 
 } // namespace Tarn::Platform::Posix

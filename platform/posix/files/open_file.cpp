@@ -119,7 +119,13 @@ DWORD takeUp(OpenFile& file, const Request& request, const String& path, const F
     if ((request.attributes & FILE_FLAG_RANDOM_ACCESS) != 0)
         posix_fadvise(file.descriptor, 0, 0, POSIX_FADV_RANDOM);
     const DWORD code = claim(file, request);
-    return code == ERROR_SUCCESS && file.isClaimed && !isStillThere(path, opened) ? kLookAgain : code;
+    if (code != ERROR_SUCCESS || !file.isClaimed)
+        return code;
+    FileInformation now;
+    const int error = Query(path.c_str(), now);
+    if (error == 0 ? now.IsSameFile(opened) : error != ENOENT)
+        return CodeOf(error);
+    return kLookAgain;
 }
 
 DWORD empty(OpenFile& file, const Request& request, const FileInformation& information) {
