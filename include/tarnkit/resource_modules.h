@@ -87,7 +87,8 @@ TARNKIT_API int FindLanguageIndex(int code);
 TARNKIT_API CUnicodeString GetLanguageDisplayName(int code);
 
 TARNKIT_API int GetCurrentLanguageCode();
-/// Makes an available language the current one and loads its libraries instead of the previous ones.
+/// Makes an available language the current one and loads its libraries instead of the previous ones. Throws,
+/// with nothing changed, when there is no memory or a library cannot be opened or read at present.
 TARNKIT_API void SetCurrentLanguageCode(int code);
 
 /// Always true; asserts on a code outside the range.

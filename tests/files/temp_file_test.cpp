@@ -32,6 +32,7 @@ protected:
 TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
     const CUnicodeString name = New(u"abc");
     EXPECT_NE(name, NewInDir(u"temp", nullptr));
+    EXPECT_NE(NewInDir(u"temp", u"a"), NewInDir(u"temp", u"a")) << "a short prefix";
     EXPECT_EQ(name.Find(Full("temp\\abc")), 0) << PathOf(name);
     EXPECT_TRUE(stdfs::is_empty(PathOf(name)) && IsTempFile(name));
     Delete(name);
