@@ -62,72 +62,63 @@ CHookedCalls::~CHookedCalls() { currentHook = nullptr; }
 } // namespace Tarn
 
 // Each call under its own name for the linker, and another one here, where the headers declare the first.
-#define TARNKIT_CALL(Result, name, arguments, ...)                                                           \
-    extern "C" [[gnu::visibility("default")]] Result hooked_##name(__VA_ARGS__) __asm__(#name);              \
-    extern "C" Result hooked_##name(__VA_ARGS__) {                                                           \
-        static Result (*next)(__VA_ARGS__) = nullptr;                                                        \
-        return Tarn::pass arguments;                                                                         \
+#define TARNKIT_CALL(Result, name, parameters, ...)                                                          \
+    extern "C" [[gnu::visibility("default")]] Result hooked_##name parameters __asm__(#name);                \
+    extern "C" Result hooked_##name parameters {                                                             \
+        static Result(*next) parameters = nullptr;                                                           \
+        return Tarn::pass(#name, next, __VA_ARGS__);                                                         \
     }
-#define TARNKIT_CALL_1(Result, name, A) TARNKIT_CALL(Result, name, (#name, next, a), A a)
-#define TARNKIT_CALL_2(Result, name, A, B) TARNKIT_CALL(Result, name, (#name, next, a, b), A a, B b)
-#define TARNKIT_CALL_3(Result, name, A, B, C)                                                                \
-    TARNKIT_CALL(Result, name, (#name, next, a, b, c), A a, B b, C c)
-#define TARNKIT_CALL_4(Result, name, A, B, C, D)                                                             \
-    TARNKIT_CALL(Result, name, (#name, next, a, b, c, d), A a, B b, C c, D d)
-#define TARNKIT_CALL_5(Result, name, A, B, C, D, E)                                                          \
-    TARNKIT_CALL(Result, name, (#name, next, a, b, c, d, e), A a, B b, C c, D d, E e)
-#define TARNKIT_CALL_6(Result, name, A, B, C, D, E, F)                                                       \
-    TARNKIT_CALL(Result, name, (#name, next, a, b, c, d, e, f), A a, B b, C c, D d, E e, F f)
 
 using TText = const char*;
 using TSize = std::size_t;
 using TOffset = std::int64_t;
 
-TARNKIT_CALL_1(void*, malloc, TSize)
-TARNKIT_CALL_2(void*, calloc, TSize, TSize)
-TARNKIT_CALL_2(void*, realloc, void*, TSize)
-TARNKIT_CALL_3(int, posix_memalign, void**, TSize, TSize)
-TARNKIT_CALL_2(void*, aligned_alloc, TSize, TSize)
-TARNKIT_CALL_6(void*, mmap64, void*, TSize, int, int, int, TOffset)
-TARNKIT_CALL_3(int, mprotect, void*, TSize, int)
-TARNKIT_CALL_3(int, open64, TText, int, unsigned)
-TARNKIT_CALL_4(int, openat64, int, TText, int, unsigned)
-TARNKIT_CALL_2(void*, fopen64, TText, TText)
-TARNKIT_CALL_3(TOffset, read, int, void*, TSize)
-TARNKIT_CALL_4(TOffset, pread64, int, void*, TSize, TOffset)
-TARNKIT_CALL_3(TOffset, write, int, const void*, TSize)
-TARNKIT_CALL_4(TOffset, pwrite64, int, const void*, TSize, TOffset)
-TARNKIT_CALL_6(TOffset, copy_file_range, int, TOffset*, int, TOffset*, TSize, unsigned)
-TARNKIT_CALL_2(int, ftruncate64, int, TOffset)
-TARNKIT_CALL_3(TOffset, lseek64, int, TOffset, int)
-TARNKIT_CALL_1(int, fsync, int)
-TARNKIT_CALL_1(int, fdatasync, int)
-TARNKIT_CALL_1(int, close, int)
-TARNKIT_CALL_2(int, rename, TText, TText)
-TARNKIT_CALL_5(int, renameat2, int, TText, int, TText, unsigned)
-TARNKIT_CALL_2(int, link, TText, TText)
-TARNKIT_CALL_2(int, symlink, TText, TText)
-TARNKIT_CALL_1(int, unlink, TText)
-TARNKIT_CALL_3(int, unlinkat, int, TText, int)
-TARNKIT_CALL_2(int, mkdir, TText, unsigned)
-TARNKIT_CALL_1(int, rmdir, TText)
-TARNKIT_CALL_5(int, statx, int, TText, int, unsigned, void*)
-TARNKIT_CALL_2(int, stat64, TText, void*)
-TARNKIT_CALL_2(int, lstat64, TText, void*)
-TARNKIT_CALL_2(int, fstat64, int, void*)
-TARNKIT_CALL_2(int, fstatvfs64, int, void*)
-TARNKIT_CALL_1(void*, opendir, TText)
-TARNKIT_CALL_1(void*, fdopendir, int)
-TARNKIT_CALL_1(void*, readdir64, void*)
-TARNKIT_CALL_3(int, fcntl64, int, int, void*)
-TARNKIT_CALL_2(int, flock, int, int)
-TARNKIT_CALL_2(int, chmod, TText, unsigned)
-TARNKIT_CALL_2(int, fchmod, int, unsigned)
-TARNKIT_CALL_3(int, fchown, int, unsigned, unsigned)
-TARNKIT_CALL_2(int, futimens, int, const void*)
-TARNKIT_CALL_2(char*, getcwd, char*, TSize)
-TARNKIT_CALL_3(TOffset, readlink, TText, char*, TSize)
-TARNKIT_CALL_2(char*, realpath, TText, char*)
-TARNKIT_CALL_2(void*, dlopen, TText, int)
-TARNKIT_CALL_3(void*, newlocale, int, TText, void*)
-TARNKIT_CALL_2(void*, iconv_open, TText, TText)
+TARNKIT_CALL(void*, malloc, (TSize a), a)
+TARNKIT_CALL(void*, calloc, (TSize a, TSize b), a, b)
+TARNKIT_CALL(void*, realloc, (void* a, TSize b), a, b)
+TARNKIT_CALL(int, posix_memalign, (void** a, TSize b, TSize c), a, b, c)
+TARNKIT_CALL(void*, aligned_alloc, (TSize a, TSize b), a, b)
+TARNKIT_CALL(void*, mmap64, (void* a, TSize b, int c, int d, int e, TOffset f), a, b, c, d, e, f)
+TARNKIT_CALL(int, mprotect, (void* a, TSize b, int c), a, b, c)
+TARNKIT_CALL(int, open64, (TText a, int b, unsigned c), a, b, c)
+TARNKIT_CALL(int, openat64, (int a, TText b, int c, unsigned d), a, b, c, d)
+TARNKIT_CALL(void*, fopen64, (TText a, TText b), a, b)
+TARNKIT_CALL(TOffset, read, (int a, void* b, TSize c), a, b, c)
+TARNKIT_CALL(TOffset, pread64, (int a, void* b, TSize c, TOffset d), a, b, c, d)
+TARNKIT_CALL(TOffset, write, (int a, const void* b, TSize c), a, b, c)
+TARNKIT_CALL(TOffset, pwrite64, (int a, const void* b, TSize c, TOffset d), a, b, c, d)
+TARNKIT_CALL(TOffset, copy_file_range, (int a, TOffset* b, int c, TOffset* d, TSize e, unsigned f), a, b, c,
+             d, e, f)
+TARNKIT_CALL(int, ftruncate64, (int a, TOffset b), a, b)
+TARNKIT_CALL(TOffset, lseek64, (int a, TOffset b, int c), a, b, c)
+TARNKIT_CALL(int, fsync, (int a), a)
+TARNKIT_CALL(int, fdatasync, (int a), a)
+TARNKIT_CALL(int, close, (int a), a)
+TARNKIT_CALL(int, rename, (TText a, TText b), a, b)
+TARNKIT_CALL(int, renameat2, (int a, TText b, int c, TText d, unsigned e), a, b, c, d, e)
+TARNKIT_CALL(int, link, (TText a, TText b), a, b)
+TARNKIT_CALL(int, symlink, (TText a, TText b), a, b)
+TARNKIT_CALL(int, unlink, (TText a), a)
+TARNKIT_CALL(int, unlinkat, (int a, TText b, int c), a, b, c)
+TARNKIT_CALL(int, mkdir, (TText a, unsigned b), a, b)
+TARNKIT_CALL(int, rmdir, (TText a), a)
+TARNKIT_CALL(int, statx, (int a, TText b, int c, unsigned d, void* e), a, b, c, d, e)
+TARNKIT_CALL(int, stat64, (TText a, void* b), a, b)
+TARNKIT_CALL(int, lstat64, (TText a, void* b), a, b)
+TARNKIT_CALL(int, fstat64, (int a, void* b), a, b)
+TARNKIT_CALL(int, fstatvfs64, (int a, void* b), a, b)
+TARNKIT_CALL(void*, opendir, (TText a), a)
+TARNKIT_CALL(void*, fdopendir, (int a), a)
+TARNKIT_CALL(void*, readdir64, (void* a), a)
+TARNKIT_CALL(int, fcntl64, (int a, int b, void* c), a, b, c)
+TARNKIT_CALL(int, flock, (int a, int b), a, b)
+TARNKIT_CALL(int, chmod, (TText a, unsigned b), a, b)
+TARNKIT_CALL(int, fchmod, (int a, unsigned b), a, b)
+TARNKIT_CALL(int, fchown, (int a, unsigned b, unsigned c), a, b, c)
+TARNKIT_CALL(int, futimens, (int a, const void* b), a, b)
+TARNKIT_CALL(char*, getcwd, (char* a, TSize b), a, b)
+TARNKIT_CALL(TOffset, readlink, (TText a, char* b, TSize c), a, b, c)
+TARNKIT_CALL(char*, realpath, (TText a, char* b), a, b)
+TARNKIT_CALL(void*, dlopen, (TText a, int b), a, b)
+TARNKIT_CALL(void*, newlocale, (int a, TText b, void* c), a, b, c)
+TARNKIT_CALL(void*, iconv_open, (TText a, TText b), a, b)
