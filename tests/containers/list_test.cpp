@@ -5,7 +5,6 @@
 #include <tarnkit/tree.h>
 
 #include <bit>
-#include <stdexcept>
 
 using namespace Tarn;
 

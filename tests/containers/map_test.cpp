@@ -1,7 +1,6 @@
 #include "faults.h"
 
 #include <tarnkit/map.h>
-#include <tarnkit/unicode_string.h>
 
 using namespace Tarn;
 
@@ -66,18 +65,4 @@ TEST(Map, PairsCanBeDeletedAndAddedWhileIterating) {
         else
             EXPECT_EQ(place->value, 100);
     EXPECT_TRUE(map.IsEmpty());
-}
-
-TEST(Map, FindsStringKeysByTheirText) {
-    CMap<CUnicodeString, int> map;
-    map.Set(u"one", 1);
-    map.Set(CUnicodeString(u"o") + u"ne", 11);
-    EXPECT_EQ(map.Size(), 1);
-    EXPECT_EQ(*map.Find(u"one"), 11);
-    EXPECT_EQ(map.Find(u"One"), nullptr);
-
-    CMap<const char*, int> byText;
-    byText.Set("key", 1);
-    const CString sameText = CString("k") + "ey";
-    EXPECT_TRUE(byText.Has(sameText.Ptr()));
 }

@@ -4,8 +4,6 @@
 
 #include "tests/support/testing.h"
 
-#include <cstddef>
-
 namespace Tarn {
 namespace {
 

@@ -1,7 +1,5 @@
 #include "tests/errors/reports.h"
 
-#include <type_traits>
-
 namespace Tarn {
 namespace {
 

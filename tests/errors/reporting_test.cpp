@@ -1,8 +1,6 @@
 #include "tests/errors/reports.h"
 #include "tests/support/failure.h"
 
-#include <cstdio>
-
 namespace Tarn {
 namespace {
 

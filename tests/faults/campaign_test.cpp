@@ -6,14 +6,10 @@
 #include "tests/faults/interposer.h"
 #include "tests/files/support.h"
 #include "tests/support/memory_in_use.h"
-#include "tests/support/system.h"
 
 #include <tarnkit/tarnkit.h>
 
 #include <dlfcn.h>
-#include <map>
-#include <set>
-#include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,8 +17,6 @@ extern "C" [[gnu::weak]] int __lsan_do_recoverable_leak_check();
 
 namespace Tarn {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kShort = -1; // half of what was asked for is transferred
 
@@ -64,8 +58,8 @@ struct CPoint {
 class CFault : public CCallHook {
 public:
     int Before(CCall& call) override {
-        // A reference to what is loaded already is not refused.
-        if (call.name == "dlopen" && (call.arguments[1] & RTLD_NOLOAD) != 0)
+        // A reference to what is loaded already is not refused; for `munmap` see mappings_test.cpp.
+        if (call.name == "munmap" || (call.name == "dlopen" && (call.arguments[1] & RTLD_NOLOAD) != 0))
             return 0;
         if (struck.call < 0) {
             calls.emplace_back(call.name);
@@ -177,39 +171,96 @@ CUnicodeString writeAndRead(CRegistryKey& key) {
 // A library that this user may not read has no texts.
 bool isTranslated() { return struck.error == EACCES || ERR_BAD_ARCHIVE.UnicodeStr() != u"%0 is corrupted."; }
 
+void prepareTree() {
+    prepareFolder();
+    fs::create_directories(place / "tree" / "branch");
+    WriteBytes(place / "tree" / "branch" / "leaf", "l");
+    WriteBytes(place / "tree" / "twig", "t", true);
+}
+
+void prepareSource() {
+    prepareFolder();
+    WriteBytes(otherDisk / "source", std::string(70'000, 's'));
+}
+
+TState filesAndSource() {
+    TState files = filesIn(place);
+    if (fs::exists(otherDisk / "source"))
+        files["source"] = BytesOf(otherDisk / "source");
+    return files;
+}
+
+fs::path stray(const char* name) { return place / result / name; }
+
+void prepareStray() {
+    static int round = 0; // a folder is searched once
+    prepareFolder();
+    result = "stray" + std::to_string(round++) + "/";
+    fs::create_directory(place / result);
+    WriteBytes(stray(".tarnkit-00112233445566.lock"), "");
+    WriteBytes(stray("doc00112233445566-1.tmp"), "stray");
+}
+
+// What cannot be removed waits for the next program, with the mark that says what it is.
+TState strays() {
+    TState files = filesIn(place / result);
+    if (!files.empty())
+        files["mark"] = fs::exists(stray(".tarnkit-00112233445566.lock")) ? "yes" : "no";
+    return files;
+}
+
+TState language() {
+    return {{"language", bytes(UnicodeStr(GetCurrentLanguageCode(), 10))},
+            {"text", bytes(ERR_BAD_ARCHIVE.UnicodeStr())}};
+}
+
+void prepareLanguage() { SetCurrentLanguageCode(0); }
+
+void prepareLocale() {
+    static int round = 0; // the texts of a locale are read once
+    prepareFolder();
+    SetEnvironment("LOCPATH", ("/missing" + std::to_string(round++)).c_str());
+}
+
+TState logged() {
+    std::string log = BytesOf(place / "log");
+    for (const char c : {'\0', '\r', '\n', '\xFE', '\xFF'})
+        std::erase(log, c);
+    return {{"log", log}};
+}
+
 bool isPartOfBefore(const TState& now, const TState& before, const TState&) {
     return std::ranges::includes(before, now);
 }
-
 bool isPartOfAfter(const TState& now, const TState&, const TState& after) {
     return std::ranges::includes(after, now) && now.contains("old");
 }
-
 // A file that is moved may be in both places for a moment, and is never in none.
 bool isSomewhere(const TState& now, const TState& before, const TState& after) {
     TState both = before;
     both.insert(after.begin(), after.end());
     return now == both;
 }
-
 bool isBegun(const TState& now, const TState&, const TState& after) {
     return std::ranges::all_of(now, [&](const auto& file) {
         return after.contains(file.first) && after.at(file.first).starts_with(file.second);
     });
 }
+// A library that this user may not read has no texts.
+bool isUnreadable(const TState&, const TState&, const TState&) { return struck.error == EACCES; }
+bool isUnreadableLanguage(const TState& now, const TState& before, const TState& after) {
+    return struck.error == EACCES && now.at("language") == after.at("language") &&
+           now.at("text") == before.at("text");
+}
+bool isPartlyLogged(const TState& now, const TState&, const TState&) {
+    return std::set<std::string>{"first", "second", "firstsecond"}.contains(now.at("log"));
+}
 
 enum TKind {
     kUsual,
-    kGrows,          // what the process keeps grows with every use
+    kGrows,          // what the process keeps grows with every use, such as a registry that is read anew
     kReportsNothing, // neither success nor failure
     kOnce            // only the first use in a process makes these calls; what it leaves is not looked at
-};
-
-struct COptions {
-    TKind kind = kUsual;
-    void (*prepare)() = prepareFolder;
-    TState (*state)() = filesAndResult;
-    bool (*alsoAllows)(const TState& now, const TState& before, const TState& after) = nullptr;
 };
 
 // A use of the library: the least number of faults in it, what is done, and how it differs from others.
@@ -217,17 +268,19 @@ const struct CScenario {
     const char* name;
     int leastFaults;
     void (*act)();
-    COptions options = {};
+    bool (*alsoAllows)(const TState& now, const TState& before, const TState& after) = nullptr;
+    TKind kind = kUsual;
+    void (*prepare)() = prepareFolder;
+    TState (*state)() = filesAndResult;
 } kScenarios[] = {
     {"SaveDocument", 500, [] { saveThrough(in("")); }},
     {"SaveAcrossDisks", 500, [] { saveThrough(NameOf(otherDisk)); }},
-    {"WriteText",
-     300,
+    {"WriteText", 300,
      [] {
          CFile::WriteText(in("old"), kText);
          CFile::WriteANSIText(in("new"), kText, 1251);
      },
-     {.alsoAllows = isPartOfAfter}},
+     isPartOfAfter},
     {"ReadText", 50,
      [] {
          CArray<CUnicodeString> lines;
@@ -242,8 +295,7 @@ const struct CScenario {
          file.Reload();
          require(file.GetString(u"S", u"K", u"") == u"w");
      }},
-    {"Registry",
-     200,
+    {"Registry", 200,
      [] {
          CRegistryKey key(false);
          key.Open(HKEY_CURRENT_USER, u"Faults\\Sub");
@@ -253,9 +305,8 @@ const struct CScenario {
          key.DeleteValue(u"v");
          require(value == u"new" && names.Size() == 1);
      },
-     {.kind = kOnce}},
-    {"Settings",
-     200,
+     nullptr, kOnce},
+    {"Settings", 200,
      [] {
          CSetup<int> number(u"Faults", u"number", 1, ST_CurrentUser);
          CCacheSetupStringArray list(u"Faults", u"list", ST_CurrentUser);
@@ -267,9 +318,8 @@ const struct CScenario {
          list.Get(items);
          require(number.Get() == 3 && items.Size() == 2);
      },
-     {.kind = kOnce}},
-    {"Archive",
-     100,
+     nullptr, kOnce},
+    {"Archive", 100,
      [] {
          CFile onDisk(in("archive"), CFile::ForReadingAndWriting | CFile::Create);
          CMemoryFile inMemory;
@@ -277,49 +327,23 @@ const struct CScenario {
          archiveIn(inMemory);
          onDisk.Close();
      },
-     {.alsoAllows = isBegun}},
-    {"Copy", 150, [] { FileSystem::Copy(in("second"), in("old")); }, {.prepare = prepareTwoFiles}},
+     isBegun},
+    {"Copy", 150, [] { FileSystem::Copy(in("second"), in("old")); }, nullptr, kUsual, prepareTwoFiles},
     {"CopyToNew", 140, [] { FileSystem::Copy(in("old"), in("new")); }},
-    {"Move", 100, [] { FileSystem::Move(in("old"), in("new")); }, {.alsoAllows = isSomewhere}},
-    {"MoveAcrossDisks",
-     200,
-     [] { FileSystem::Move(NameOf(otherDisk / "source"), in("new")); },
-     {.prepare =
-          [] {
-              prepareFolder();
-              WriteBytes(otherDisk / "source", std::string(70'000, 's'));
-          },
-      .state =
-          [] {
-              TState files = filesIn(place);
-              if (fs::exists(otherDisk / "source"))
-                  files["source"] = BytesOf(otherDisk / "source");
-              return files;
-          },
-      .alsoAllows = isSomewhere}},
-    {"DelTree",
-     200,
-     [] { FileSystem::DelTree(in("tree")); },
-     {.prepare =
-          [] {
-              prepareFolder();
-              fs::create_directories(place / "tree" / "branch");
-              WriteBytes(place / "tree" / "branch" / "leaf", "l");
-              WriteBytes(place / "tree" / "twig", "t", true);
-          },
-      .alsoAllows = isPartOfBefore}},
-    {"FindFiles",
-     100,
+    {"Move", 100, [] { FileSystem::Move(in("old"), in("new")); }, isSomewhere},
+    {"MoveAcrossDisks", 200, [] { FileSystem::Move(NameOf(otherDisk / "source"), in("new")); }, isSomewhere,
+     kUsual, prepareSource, filesAndSource},
+    {"DelTree", 150, [] { FileSystem::DelTree(in("tree")); }, isPartOfBefore, kUsual, prepareTree},
+    {"FindFiles", 100,
      [] {
          CArray<CUnicodeString> names;
          FileSystem::GetFilesInDir(in(""), u"*", names);
          result = bytes(names[0] + u' ' + names[names.Size() - 1]);
          require(FileSystem::AccessDir(in("")));
      },
-     {.prepare = prepareTwoFiles}},
-    {"MakeDir", 100, [] { FileSystem::MakeDir(in("a/b/c")); }, {.alsoAllows = isPartOfAfter}},
-    {"TempFiles",
-     200,
+     nullptr, kUsual, prepareTwoFiles},
+    {"MakeDir", 100, [] { FileSystem::MakeDir(in("a/b/c")); }, isPartOfAfter},
+    {"TempFiles", 200,
      [] {
          const CUnicodeString first = TempFile::NewInDir(in(""), u"a"),
                               second = TempFile::NewInDir(in(""), u"b");
@@ -328,34 +352,14 @@ const struct CScenario {
          TempFile::DeleteAll();
          require(isRight);
      },
-     {.kind = kGrows}}, // deleting one asks the registry, which looks anew at its file
-    {"StrayTempFiles",
-     100,
+     nullptr, kGrows},
+    {"StrayTempFiles", 100,
      [] {
          TempFile::Delete(TempFile::NewInDir(in(result.c_str()), u"a"));
-         require(access((place / (result + "doc00112233445566-1.tmp")).c_str(), F_OK) != 0);
+         require(access(stray("doc00112233445566-1.tmp").c_str(), F_OK) != 0);
      },
-     {.kind = kGrows,
-      .prepare =
-          [] {
-              static int round = 0; // a folder is searched once
-              prepareFolder();
-              result = "stray" + std::to_string(round++) + "/";
-              fs::create_directory(place / result);
-              WriteBytes(place / (result + ".tarnkit-00112233445566.lock"), "");
-              WriteBytes(place / (result + "doc00112233445566-1.tmp"), "stray");
-          },
-      // What cannot be removed waits for the next program, with the mark that says what it is.
-      .state =
-          [] {
-              TState files = filesIn(place / result);
-              if (!files.empty())
-                  files["mark"] =
-                      fs::exists(place / (result + ".tarnkit-00112233445566.lock")) ? "yes" : "no";
-              return files;
-          }}},
-    {"ModuleAndMessages",
-     100,
+     nullptr, kGrows, prepareStray, strays},
+    {"ModuleAndMessages", 100,
      [] {
          LoadModule(FileSystem::Merge(FileSystem::GetEXEDir(), u"Tarnkit2.dll"));
          CArray<CUnicodeString> names;
@@ -364,36 +368,16 @@ const struct CScenario {
              bytes(ERR_BAD_ARCHIVE.UnicodeStr(2)) + bytes(ERR_CANT_LOAD_DLL.SubstParam(u"a", u"b", u"c"));
          require(!names.IsEmpty());
      },
-     // A library that this user may not read has no texts.
-     {.kind = kGrows,
-      .alsoAllows = [](const TState&, const TState&, const TState&) { return struck.error == EACCES; }}},
-    {"ChangeOfLanguage",
-     100,
+     isUnreadable, kGrows},
+    {"ChangeOfLanguage", 100,
      [] {
          SetCurrentLanguageCode(2);
          require(isTranslated());
      },
-     {.prepare = [] { SetCurrentLanguageCode(0); },
-      .state =
-          [] {
-              return TState{{"language", bytes(UnicodeStr(GetCurrentLanguageCode(), 10))},
-                            {"text", bytes(ERR_BAD_ARCHIVE.UnicodeStr())}};
-          },
-      .alsoAllows =
-          [](const TState& now, const TState& before, const TState& after) {
-              return struck.error == EACCES && now.at("language") == after.at("language") &&
-                     now.at("text") == before.at("text");
-          }}},
-    {"Times",
-     40,
+     isUnreadableLanguage, kUsual, prepareLanguage, language},
+    {"Times", 40,
      [] { result = bytes(CTime(2026, 5, 2, 14, 30, 0, 0, 0).UnicodeFormat(u"%A %a %B %b %p %c %#x %X %g")); },
-     {.kind = kGrows,
-      .prepare =
-          [] {
-              static int round = 0; // the texts of a locale are read once
-              prepareFolder();
-              SetEnvironment("LOCPATH", ("/missing" + std::to_string(round++)).c_str());
-          }}},
+     nullptr, kGrows, prepareLocale},
     {"Conversions", 10,
      [] {
          CString text;
@@ -404,26 +388,14 @@ const struct CScenario {
                          .CreateString(65001);
          result = text.Ptr();
      }},
-    {"Log",
-     50,
+    {"Log", 50,
      [] {
          CFileMessageHandler log(in("log"));
          log.ShowMessage(nullptr, u"first", u"", 0);
          log.ShowMessage(nullptr, u"second", u"", 0);
          require(false); // it does not say: a message that cannot be written is lost
      },
-     {.kind = kReportsNothing,
-      .state =
-          [] {
-              std::string log = BytesOf(place / "log");
-              for (const char c : {'\0', '\r', '\n', '\xFE', '\xFF'})
-                  std::erase(log, c);
-              return TState{{"log", log}};
-          },
-      .alsoAllows =
-          [](const TState& now, const TState&, const TState&) {
-              return std::set<std::string>{"first", "second", "firstsecond"}.contains(now.at("log"));
-          }}},
+     isPartlyLogged, kReportsNothing, prepareFolder, logged},
     {"Containers", 50,
      [] {
          CArray<CUnicodeString> array;
@@ -438,8 +410,7 @@ const struct CScenario {
          result = bytes(array[0]) + bytes(Str(rational(*map.Find(u"7"), 2)).CreateUnicodeString());
          require(set.Has(300));
      }},
-    {"FirstUses",
-     300,
+    {"FirstUses", 300,
      [] {
          require(Initialize(nullptr, nullptr));
          AddResourcePrefix(nullptr, u"Tarnkit");
@@ -450,8 +421,7 @@ const struct CScenario {
          key.Open(HKEY_CURRENT_USER, u"First");
          writeAndRead(key);
      },
-     {.kind = kOnce}},
-};
+     nullptr, kOnce}};
 
 void PrintTo(const CScenario& scenario, std::ostream* out) { *out << scenario.name; }
 
@@ -463,7 +433,7 @@ protected:
                                              : folder.string();
         fs::create_directories(place);
         otherDisk = folder;
-        if (options.kind == kOnce)
+        if (scenario.kind == kOnce)
             return;
         EXPECT_TRUE(Initialize(nullptr, nullptr));
         AddResourcePrefix(nullptr, u"Tarnkit");
@@ -485,7 +455,7 @@ protected:
         CException* thrown = nullptr;
         try {
             const CHookedCalls hooked(calls);
-            GetParam().act();
+            scenario.act();
         } catch (CException* e) {
             outcome = kFailed;
             thrown = e;
@@ -502,24 +472,24 @@ protected:
 
     // One fault and the next use. What the process has after that is in `held`.
     void strike(const CPoint& point) {
-        options.prepare();
-        const TState before = options.state();
+        scenario.prepare();
+        const TState before = scenario.state();
         const TOutcome outcome = run(point);
         EXPECT_NE(outcome, kForeign);
         struck = point;
-        const TState now = options.state();
+        const TState now = scenario.state();
         EXPECT_TRUE(now == after || (outcome != kSucceeded && now == before) ||
-                    (options.alsoAllows != nullptr && options.alsoAllows(now, before, after)))
+                    (scenario.alsoAllows != nullptr && scenario.alsoAllows(now, before, after)))
             << (outcome == kSucceeded ? "reported success: " : "failed: ") << testing::PrintToString(now);
         struck = {};
         use();
-        EXPECT_EQ(options.state(), after);
+        EXPECT_EQ(scenario.state(), after);
         held = {MemoryInUse(), std::distance(fs::directory_iterator("/proc/self/fd"), {})};
     }
 
     void use() {
-        options.prepare();
-        EXPECT_TRUE(run({}) == kSucceeded || options.kind == kReportsNothing) << "without a fault";
+        scenario.prepare();
+        EXPECT_TRUE(run({}) == kSucceeded || scenario.kind == kReportsNothing) << "without a fault";
     }
 
     // What a use leaks, it leaks every time.
@@ -530,7 +500,7 @@ protected:
             strike(point);
             more = std::max(static_cast<std::ptrdiff_t>(held.first - last.first), held.second - last.second);
         }
-        EXPECT_TRUE(more <= 0 || options.kind == kGrows) << more << " bytes or descriptors are lost";
+        EXPECT_TRUE(more <= 0 || scenario.kind == kGrows) << more << " bytes or descriptors are lost";
     }
 
     // The outcome in a process of its own; another number if it crashes.
@@ -551,10 +521,10 @@ protected:
     }
 
     std::vector<std::string> callsOfUse() {
-        if (options.kind != kOnce) {
+        if (scenario.kind != kOnce) {
             for (int i = 0; i < 3; i++) // the first uses fill what the process keeps
                 use();
-            after = options.state();
+            after = scenario.state();
             return calls.calls;
         }
         EXPECT_EQ(inProcess([&] {
@@ -568,7 +538,7 @@ protected:
         return {std::istream_iterator<std::string>(list), {}};
     }
 
-    const COptions& options = GetParam().options;
+    const CScenario& scenario = GetParam();
     CFault calls;
     TState after;
     std::pair<std::size_t, std::ptrdiff_t> held;
@@ -582,7 +552,7 @@ TEST_P(Faults, LoseNothing) {
             for (int stays = 0; stays <= canStay(error); stays++)
                 points.push_back({name, call, error, stays != 0});
     }
-    const bool isOnce = options.kind == kOnce;
+    const bool isOnce = scenario.kind == kOnce;
     const std::size_t most = isOnce ? 500 : 1000; // more are sampled
     const std::size_t step = (points.size() + most - 1) / most;
     int strikes = 0;
@@ -593,7 +563,7 @@ TEST_P(Faults, LoseNothing) {
                                         << (point.stays ? " from then on" : ""));
         isOnce ? strikeFirstUse(point) : strikeAndLookForLeaks(point);
     }
-    EXPECT_GE(strikes, GetParam().leastFaults);
+    EXPECT_GE(strikes, scenario.leastFaults);
     RecordProperty("faults", strikes);
     EXPECT_TRUE(&__lsan_do_recoverable_leak_check == nullptr || __lsan_do_recoverable_leak_check() == 0);
 }

@@ -1,9 +1,7 @@
 #include "tests/faults/interposer.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <dlfcn.h>
-#include <iterator>
 #include <type_traits>
 #include <utility>
 
@@ -79,6 +77,7 @@ TARNKIT_CALL(void*, realloc, (void* a, TSize b), a, b)
 TARNKIT_CALL(int, posix_memalign, (void** a, TSize b, TSize c), a, b, c)
 TARNKIT_CALL(void*, aligned_alloc, (TSize a, TSize b), a, b)
 TARNKIT_CALL(void*, mmap64, (void* a, TSize b, int c, int d, int e, TOffset f), a, b, c, d, e, f)
+TARNKIT_CALL(int, munmap, (void* a, TSize b), a, b)
 TARNKIT_CALL(int, mprotect, (void* a, TSize b, int c), a, b, c)
 TARNKIT_CALL(int, open64, (TText a, int b, unsigned c), a, b, c)
 TARNKIT_CALL(int, openat64, (int a, TText b, int c, unsigned d), a, b, c, d)

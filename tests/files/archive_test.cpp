@@ -1,10 +1,6 @@
 #include "tests/files/support.h"
 
-#include <tarnkit/archive.h>
-#include <tarnkit/lifecycle.h>
-#include <tarnkit/rational.h>
-
-#include <set>
+#include <tarnkit/tarnkit.h>
 
 using namespace Tarn;
 using namespace std::string_literals;

@@ -2,7 +2,6 @@
 
 using namespace Tarn;
 using namespace Tarn::FileSystem;
-namespace stdfs = std::filesystem;
 
 namespace {
 
@@ -46,11 +45,11 @@ TEST_F(FileSystemTest, MakesDirectoriesWithTheirParentsAndChangesToThoseThatExis
 }
 
 TEST_F(FileSystemTest, RemovesTreesWithReadOnlyFiles) {
-    stdfs::create_directories(folder / "tree/a/b");
+    fs::create_directories(folder / "tree/a/b");
     WriteBytes(folder / "tree/a/b/file", "x", true);
-    stdfs::permissions(folder / "tree/a/b", stdfs::perms::owner_read | stdfs::perms::owner_exec);
+    fs::permissions(folder / "tree/a/b", fs::perms::owner_read | fs::perms::owner_exec);
     DelTree(u"tree/");
-    EXPECT_FALSE(stdfs::exists(folder / "tree"));
+    EXPECT_FALSE(fs::exists(folder / "tree"));
 
     MakeDir(u"tree/sub");
     CFile held(u"tree/sub/held", CFile::ForWriting | CFile::Create);
@@ -61,17 +60,17 @@ TEST_F(FileSystemTest, RemovesLinksInATreeButNotWhatTheyLeadTo) {
     TARNKIT_TEST_NEEDS(kSymbolicLinks);
     WriteBytes(folder / "kept", "x", true);
     MakeDir(u"tree");
-    stdfs::create_directory_symlink(folder, folder / "tree/dirlink");
-    stdfs::create_symlink(folder / "nowhere", folder / "tree/deadlink");
+    fs::create_directory_symlink(folder, folder / "tree/dirlink");
+    fs::create_symlink(folder / "nowhere", folder / "tree/deadlink");
     DelTree(u"tree");
-    EXPECT_FALSE(stdfs::exists(folder / "tree"));
+    EXPECT_FALSE(fs::exists(folder / "tree"));
     EXPECT_TRUE(AccessFile(u"kept", kRead) && !AccessFile(u"kept", kWrite));
 }
 
 TEST_F(FileSystemTest, ListsTheFilesOfADirectorySorted) {
     for (const char* name : {"b.txt", "A.txt", "c.dat", "a.txt.bak"})
         WriteBytes(folder / name, "123");
-    stdfs::create_directory(folder / "dir.txt");
+    fs::create_directory(folder / "dir.txt");
     CArray<CUnicodeString> names{u"old"};
     GetFilesInDir(Full(""), u"*.txt", names);
     EXPECT_EQ(names, (CArray<CUnicodeString>{u"A.txt", u"b.txt"}));

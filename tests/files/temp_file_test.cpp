@@ -1,15 +1,10 @@
 #include "tests/files/support.h"
-#include "tests/support/capabilities.h"
 
 #include <tarnkit/registry_key.h>
 #include <tarnkit/temp_file.h>
 
-#include <atomic>
-#include <thread>
-
 using namespace Tarn;
 using namespace Tarn::TempFile;
-namespace stdfs = std::filesystem;
 using namespace std::string_view_literals;
 
 namespace {
@@ -17,14 +12,14 @@ namespace {
 class TempFileTest : public FolderTest {
 protected:
     TempFileTest() {
-        stdfs::create_directory(folder / "temp");
+        fs::create_directory(folder / "temp");
         SetTemporaryDir(Full("temp"));
     }
     ~TempFileTest() override { Reset(); }
 
     // The mark of the process is not counted.
     auto CountIn(const char* dir) const {
-        return std::count_if(stdfs::directory_iterator(folder / dir), {},
+        return std::count_if(fs::directory_iterator(folder / dir), {},
                              [](const auto& entry) { return entry.path().filename().string()[0] != '.'; });
     }
 };
@@ -34,21 +29,21 @@ TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
     EXPECT_NE(name, NewInDir(u"temp", nullptr));
     EXPECT_NE(NewInDir(u"temp", u"a"), NewInDir(u"temp", u"a")) << "a short prefix";
     EXPECT_EQ(name.Find(Full("temp\\abc")), 0) << PathOf(name);
-    EXPECT_TRUE(stdfs::is_empty(PathOf(name)) && IsTempFile(name));
+    EXPECT_TRUE(fs::is_empty(PathOf(name)) && IsTempFile(name));
     Delete(name);
-    EXPECT_FALSE(stdfs::exists(PathOf(name)));
+    EXPECT_FALSE(fs::exists(PathOf(name)));
     EXPECT_EQ(FailureOf([&] { Delete(name); }), "assertion");
     for (const char16_t* noDir : {u"missing", u""})
         EXPECT_EQ(FailureOf([&] { NewInDir(noDir, nullptr); }), "ERR_CREATE_TEMP_FILE");
     DeleteAll(); // forgets the directory too
-    EXPECT_EQ(PathOf(GetTemporaryDir()) / "", stdfs::temp_directory_path() / "");
+    EXPECT_EQ(PathOf(GetTemporaryDir()) / "", fs::temp_directory_path() / "");
 }
 
 // In the temporary directory and in another one.
 TEST_F(TempFileTest, ReplaceAnOldFileWhenMadePermanentOrLeaveEverythingUnchanged) {
     for (const char* name : {"old", "temp/old", "readonly", "temp/readonly", "held"})
         WriteBytes(folder / name, "old", Path(name).filename() == "readonly");
-    stdfs::create_directory(folder / "dir");
+    fs::create_directory(folder / "dir");
     CFile held(u"held", CFile::ForReading | CFile::DenyNone);
     const std::pair<const char*, std::string> targets[] = {
         {"old", ""},
@@ -83,7 +78,7 @@ TEST_F(TempFileTest, GiveWayToDocumentsThatAreWholeWheneverSomebodyLooks) {
             const Bytes bytes(std::istreambuf_iterator<char>(stream), {});
             const bool isWhole = bytes == "old" || bytes == "\xFF\xFEn\0e\0w\0"sv;
             // While it is exchanged, it may not be open to others, but it is always there.
-            failures += stream ? !isWhole : !stdfs::exists(folder / "document");
+            failures += stream ? !isWhole : !fs::exists(folder / "document");
         }
     });
     for (int i = 0; i < 40; i++) {
@@ -106,26 +101,26 @@ TEST_F(TempFileTest, GiveWayToDocumentsThatAreWholeWheneverSomebodyLooks) {
 
 TEST_F(TempFileTest, TakeOverTheRightsOfTheOldFileAndTheLinksToIt) {
     TARNKIT_TEST_NEEDS(kSymbolicLinks);
-    stdfs::create_directory(folder / "dir");
-    stdfs::create_symlink("dir/document", folder / "link");
-    const auto secret = stdfs::perms::owner_read | stdfs::perms::owner_write;
-    for (const auto perms : {secret, secret | stdfs::perms::group_read, secret | stdfs::perms::all}) {
+    fs::create_directory(folder / "dir");
+    fs::create_symlink("dir/document", folder / "link");
+    const auto secret = fs::perms::owner_read | fs::perms::owner_write;
+    for (const auto perms : {secret, secret | fs::perms::group_read, secret | fs::perms::all}) {
         WriteBytes(folder / "dir/document", "old");
-        stdfs::permissions(folder / "dir/document", perms);
+        fs::permissions(folder / "dir/document", perms);
         CFile::WriteANSIText(u"link", "text");
         const CUnicodeString temp = New(nullptr);
-        EXPECT_EQ(stdfs::status(PathOf(temp)).permissions(), secret);
+        EXPECT_EQ(fs::status(PathOf(temp)).permissions(), secret);
         WriteBytes(PathOf(temp), BytesOf(folder / "dir/document") + "more");
         MakePermanent(temp, u"link");
         EXPECT_EQ(BytesOf(folder / "dir/document"), "textmore");
-        EXPECT_EQ(stdfs::status(folder / "dir/document").permissions(), perms);
-        EXPECT_TRUE(stdfs::is_symlink(folder / "link"));
+        EXPECT_EQ(fs::status(folder / "dir/document").permissions(), perms);
+        EXPECT_TRUE(fs::is_symlink(folder / "link"));
     }
     EXPECT_EQ(CountIn("dir"), 1);
 }
 
 TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
-    stdfs::remove(PathOf(New(nullptr)));
+    fs::remove(PathOf(New(nullptr)));
     const CUnicodeString inUse = New(nullptr), replaced = New(nullptr), own = New(nullptr);
     MakePermanent(New(nullptr), replaced);
     MakePermanent(own, own);
@@ -149,10 +144,10 @@ TEST_F(TempFileTest, OfAProcessThatIsGoneAreRemovedByTheNextOneAndNoOthers) {
     CFile lock(u".tarnkit-34.lock", CFile::ForReadingAndWriting | CFile::Exclusive);
     Delete(NewInDir(Full(""), nullptr));
     for (const char* name : stray)
-        EXPECT_EQ(stdfs::exists(folder / name), name == stray[3]) << name;
+        EXPECT_EQ(fs::exists(folder / name), name == stray[3]) << name;
     for (const char* name : kept)
-        EXPECT_TRUE(stdfs::exists(folder / name)) << name;
-    EXPECT_EQ(std::distance(stdfs::directory_iterator(folder), {}), 8) << "the own mark is gone";
+        EXPECT_TRUE(fs::exists(folder / name)) << name;
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 8) << "the own mark is gone";
 }
 
 TEST_F(TempFileTest, StayOnDiskIfTheUserKeepsThem) {

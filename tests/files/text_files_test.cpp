@@ -2,8 +2,6 @@
 
 #include <tarnkit/text_stream.h>
 
-#include <cstdint>
-
 using namespace Tarn;
 
 namespace {
@@ -103,7 +101,7 @@ TEST_F(TextFile, IsLeftUnchangedWhenItIsInUseOrTheCodePageDoesNotExist) {
     EXPECT_EQ(FailureOf([] { CFile::ReadText(u"text", 0); }), shared);
 }
 
-TEST_F(TextFile, ReportsAFullDisk) {
+TEST_F(TextFile, ReportsAFullDevice) {
     TARNKIT_TEST_NEEDS(kFullDevice);
     const std::string full = FileFailure(ERROR_DISK_FULL, "full");
     EXPECT_EQ(FailureOf([] { CFile::WriteText(u"\\dev\\full", u""); }), full);

@@ -1,10 +1,8 @@
 #include "tests/support/failure.h"
+#include "tests/support/fresh_folder.h"
 
 #include <tarnkit/heap_manager.h>
 #include <tarnkit/text_of_values.h>
-
-#include <fstream>
-#include <iterator>
 
 using namespace Tarn;
 
@@ -94,8 +92,6 @@ TEST(HeapManager, TracesItsHandleAndWhatRefersToIt) {
         CMemoryManagerSwitcher switcher(&heap);
         heap.DumpExt();
     }
-    std::ifstream trace("heap trace");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(trace), {}),
-              Format("Heap Handle=%IX\nRefCount=2\n", heap.Handle()).Ptr());
+    EXPECT_EQ(BytesOf("heap trace"), Format("Heap Handle=%IX\nRefCount=2\n", heap.Handle()).Ptr());
     heap.Free(block);
 }

@@ -42,8 +42,7 @@ TEST(AddressSanitizer, ReportsAccessToWhatBelongsToNoBlock) {
         {"a block of a heap used after it is freed", [&] { heap.Free(inHeap), touch(inHeap, 10); }},
         {"beyond its end", [&] { touch(inHeap, 20); }},
         {"in front of it", [&] { touch(inHeap, -1); }},
-        {"beyond a large one", [&] { touch(largeInHeap, kLarge); }},
-    };
+        {"beyond a large one", [&] { touch(largeInHeap, kLarge); }}};
     for (const auto& [name, mistake] : mistakes) {
         SCOPED_TRACE(name);
         EXPECT_DEATH(mistake(), "use-after-poison");

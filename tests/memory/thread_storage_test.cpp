@@ -1,9 +1,6 @@
 #include <tarnkit/thread_storage.h>
 
-#include "tests/support/testing.h"
 #include "tests/threads/threads.h"
-
-#include <set>
 
 namespace Tarn {
 namespace {

@@ -108,6 +108,9 @@ protected:
         return [=, this](auto... names) { return codeOf([&] { return call((base + names).c_str()...); }); };
     }
     static BOOL copyOver(const char16_t* from, const char16_t* to) { return P::CopyFileW(from, to, FALSE); }
+    static BOOL replace(const char16_t* from, const char16_t* to) {
+        return P::MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    }
     static BOOL copyNew(const char16_t* from, const char16_t* to) { return P::CopyFileW(from, to, TRUE); }
     const Text base = folder.u16string() + u"\\";
 };

@@ -1,9 +1,6 @@
 #include "tests/platform/files_fixture.h"
 #include "tests/threads/threads.h"
 
-#include <atomic>
-#include <chrono>
-
 TEST_F(Files, OpeningReportsWhatPreventsIt) {
     const std::tuple<const char16_t*, DWORD, DWORD, DWORD> cases[] = {
         {u"missing", kRead, OPEN_EXISTING, ERROR_FILE_NOT_FOUND},
@@ -13,8 +10,7 @@ TEST_F(Files, OpeningReportsWhatPreventsIt) {
         {u"folder", kRead, OPEN_EXISTING, ERROR_ACCESS_DENIED},
         {u"folder", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
         {u"file", kWrite, CREATE_NEW, ERROR_FILE_EXISTS},
-        {u"file", kRead, 9, ERROR_INVALID_PARAMETER},
-    };
+        {u"file", kRead, 9, ERROR_INVALID_PARAMETER}};
     for (const auto& [name, access, disposition, code] : cases)
         EXPECT_EQ(Opened(base + name, access, kShareAll, disposition).Failure(), code)
             << std::filesystem::path(name) << " disposition " << disposition;
@@ -33,8 +29,7 @@ TEST_F(Files, DispositionsCreateKeepOrTruncateAndReportAnExistingFile) {
         {u"new3", kBoth, CREATE_ALWAYS, ERROR_SUCCESS, ""},
         {u"kept", kWrite, OPEN_ALWAYS, ERROR_ALREADY_EXISTS, "old"},
         {u"emptied1", kWrite, CREATE_ALWAYS, ERROR_ALREADY_EXISTS, ""},
-        {u"emptied2", kRead, CREATE_ALWAYS, ERROR_ALREADY_EXISTS, ""},
-    };
+        {u"emptied2", kRead, CREATE_ALWAYS, ERROR_ALREADY_EXISTS, ""}};
     for (const auto& [name, access, disposition, code, contents] : cases) {
         if (code == ERROR_ALREADY_EXISTS)
             put(base + name, "old");
@@ -82,10 +77,11 @@ TEST_F(Files, TransfersMoveThePositionAndObeyTheAccessRights) {
 TEST_F(Files, PositionsHave64BitsAndTheirFailuresAreReported) {
     const Opened file(base + u"file", kBoth, 0);
     const std::tuple<LONG, LONG, DWORD, DWORD, Int64> cases[] = {
-        {-1, 0, FILE_BEGIN, ERROR_SUCCESS, 0xFFFFFFFF}, {1, 1, FILE_CURRENT, ERROR_SUCCESS, 0x200000000},
-        {-3, -1, FILE_END, ERROR_SUCCESS, 0},           {-1, -1, FILE_CURRENT, ERROR_NEGATIVE_SEEK, 0},
-        {0, 0, 3, ERROR_INVALID_PARAMETER, 0},
-    };
+        {-1, 0, FILE_BEGIN, ERROR_SUCCESS, 0xFFFFFFFF},
+        {1, 1, FILE_CURRENT, ERROR_SUCCESS, 0x200000000},
+        {-3, -1, FILE_END, ERROR_SUCCESS, 0},
+        {-1, -1, FILE_CURRENT, ERROR_NEGATIVE_SEEK, 0},
+        {0, 0, 3, ERROR_INVALID_PARAMETER, 0}};
     for (const auto& [distance, distanceHigh, from, code, position] : cases) {
         LONG high = distanceHigh;
         P::SetLastError(kUntouched);
@@ -223,12 +219,10 @@ TEST_F(Files, ReadOnlyFilesAreKeptAndCarryTheirAttributeAlong) {
         DWORD written = 0;
         EXPECT_TRUE(P::WriteFile(made, "fixed", 5, &written));
     }
-    const auto replace =
-        with([](auto from, auto to) { return P::MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING); });
     expectEach(ERROR_ACCESS_DENIED,
                {Opened(name, kWrite, 0).Failure(), Opened(name, kWrite, 0, CREATE_ALWAYS).Failure(),
                 with(P::DeleteFileW)(u"fixed"), with(copyOver)(u"file", u"fixed"),
-                replace(u"file", u"fixed")});
+                with(replace)(u"file", u"fixed")});
     expectEach(ERROR_SUCCESS, {with(copyNew)(u"fixed", u"copy"), with(copyOver)(u"fixed", u"file"),
                                with(P::MoveFileW)(u"fixed", u"moved")});
     for (const char16_t* copy : {u"copy", u"file", u"moved"}) {
@@ -284,8 +278,7 @@ TEST_F(Files, PatternsMatchNamesWithoutRegardToCase) {
         {u"*.tar.*", {u"x.tar.gz"}},
         {u"ABC", {u"abc"}},
         {u"none", {u"failure", Text(1, ERROR_FILE_NOT_FOUND)}},
-        {u"none\\*", {u"failure", Text(1, ERROR_PATH_NOT_FOUND)}},
-    };
+        {u"none\\*", {u"failure", Text(1, ERROR_PATH_NOT_FOUND)}}};
     for (const auto& [pattern, names] : cases) {
         Names found = find(in + pattern);
         if (Text(pattern) == u"a?.txt")
@@ -352,21 +345,18 @@ TEST_F(Files, DirectoriesAndMovesReportWhatPreventsThem) {
 }
 
 TEST_F(Files, AreReplacedByOthersOnlyOnRequestAndWhereThatIsAllowed) {
-    const auto moveWith = [this](DWORD flags) {
-        return with([=](auto from, auto to) { return P::MoveFileExW(from, to, flags); });
-    };
-    const auto replace = moveWith(MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
     put(base + u"new", "new");
-    EXPECT_EQ(moveWith(0)(u"new", u"file"), ERROR_ALREADY_EXISTS);
-    EXPECT_EQ(replace(u"new", u"folder"), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(replace(u"none", u"file"), ERROR_FILE_NOT_FOUND);
+    const auto move = with([](auto from, auto to) { return P::MoveFileExW(from, to, 0); });
+    EXPECT_EQ(move(u"new", u"file"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(with(replace)(u"new", u"folder"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(replace)(u"none", u"file"), ERROR_FILE_NOT_FOUND);
     for (const DWORD share : {DWORD{FILE_SHARE_READ}, kShareAll}) {
         const Opened held(base + u"file", kRead, share);
-        EXPECT_EQ(replace(u"new", u"file"), ERROR_ACCESS_DENIED);
+        EXPECT_EQ(with(replace)(u"new", u"file"), ERROR_ACCESS_DENIED);
     }
     EXPECT_EQ(get(base + u"file") + get(base + u"new"), "oldnew");
-    expectEach(ERROR_SUCCESS,
-               {replace(u"new", u"file"), replace(u"file", u"FILE"), replace(u"file", u"free")});
+    expectEach(ERROR_SUCCESS, {with(replace)(u"new", u"file"), with(replace)(u"file", u"FILE"),
+                               with(replace)(u"file", u"free")});
     EXPECT_EQ(get(base + u"free"), "new");
     EXPECT_EQ(find(base + u"*"), (Names{u".", u"..", u"folder", u"free"}));
 }

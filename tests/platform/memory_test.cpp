@@ -1,8 +1,5 @@
 // Heaps, virtual memory and thread-local storage.
 #include "tests/platform/codes.h"
-#include "tests/threads/threads.h"
-
-#include <atomic>
 
 namespace Tarn::Platform {
 
@@ -58,36 +55,6 @@ TEST(Heap, ReturnsAllItsMemoryWhenItIsDestroyed) {
     expectEach(ERROR_INVALID_HANDLE,
                {orWines(ERROR_SUCCESS, ERROR_INVALID_HANDLE, codeOf(HeapDestroy(nullptr))),
                 codeOf(HeapDestroy(GetProcessHeap())), codeOf(HeapDestroy(notAHeap))});
-}
-
-TEST(Heap, NeverLetsBlocksOfDifferentThreadsOverlap) {
-    const HANDLE heap = HeapCreate(0);
-    std::vector<std::atomic<char*>> slots(500); // blocks: their size, then that many equal bytes
-    std::atomic<int> damaged = 0;
-    const auto exchange = [&](std::atomic<char*>& slot, char* block) {
-        block = slot.exchange(block);
-        if (block == nullptr)
-            return;
-        std::size_t size;
-        std::memcpy(&size, block, sizeof(size));
-        const std::string_view rest(block + sizeof(size), size);
-        damaged += rest.find_first_not_of(rest[0]) != rest.npos ? 1 : 0;
-        EXPECT_TRUE(HeapFree(heap, block));
-    };
-    RunOnThreads(4, [&](int number) {
-        std::minstd_rand random(static_cast<unsigned>(number) + 1);
-        for (int step = 0; step < 10'000; step++) {
-            const std::size_t size = 1 + random() % (step % 100 == 0 ? 400'000 : 600);
-            const auto block = static_cast<char*>(HeapAlloc(heap, sizeof(size) + size));
-            std::memcpy(block, &size, sizeof(size));
-            std::memset(block + sizeof(size), static_cast<int>(random() & 0xFF), size);
-            exchange(slots[random() % slots.size()], block);
-        }
-    });
-    for (std::atomic<char*>& slot : slots)
-        exchange(slot, nullptr);
-    EXPECT_EQ(damaged, 0);
-    EXPECT_TRUE(HeapDestroy(heap));
 }
 
 TEST(VirtualMemory, IsReservedCommittedAndReturnedPageByPage) {
@@ -159,14 +126,9 @@ TEST(ThreadLocalStorage, EachThreadHasItsOwnValues) {
     expectEach(ERROR_INVALID_PARAMETER, {codeOf(TlsFree(index)), codeOf(TlsFree(kNever)),
                                          codeOf(TlsSetValue(kNever, values)), codeOf(TlsGetValue(kNever))});
 
-    std::vector<DWORD> all;
-    for (DWORD next = TlsAlloc(); next != TLS_OUT_OF_INDEXES; next = TlsAlloc()) {
-        EXPECT_EQ(TlsGetValue(next), nullptr) << "even if the index was in use before";
-        all.push_back(next);
-    }
-    EXPECT_GT(all.size(), 32u);
-    for (const DWORD taken : all)
-        EXPECT_TRUE(TlsFree(taken));
+    const DWORD again = TlsAlloc();
+    EXPECT_EQ(TlsGetValue(again), nullptr) << "even if the index was in use before";
+    EXPECT_TRUE(TlsFree(again));
 }
 
 } // namespace

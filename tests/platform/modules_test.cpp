@@ -2,8 +2,6 @@
 
 #include "tests/support/testing.h"
 
-#include <fstream>
-
 namespace {
 
 namespace Platform = Tarn::Platform;

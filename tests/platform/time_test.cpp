@@ -1,8 +1,6 @@
 // Local time, the time zone, and the texts of the user's locale.
 #include "tests/platform/locale_texts.h"
 
-#include <set>
-
 namespace {
 
 namespace P = Tarn::Platform;
@@ -77,8 +75,7 @@ TEST(LocaleTexts, WriteDatesByPictures) {
         {u"dddd|ddd", localeText(LOCALE_SDAYNAME1 + 6) + u"|" + localeText(LOCALE_SABBREVDAYNAME1 + 6)},
         {u"MMMM|MMM", localeText(LOCALE_SMONTHNAME1 + 2) + u"|" + localeText(LOCALE_SABBREVMONTHNAME1 + 2)},
         {u"", u""},
-        {u"'open", u"open"},
-    };
+        {u"'open", u"open"}};
     for (const auto& [picture, text] : table)
         EXPECT_EQ(dateText(date, picture), text);
     const std::pair<DWORD, LCTYPE> pictures[] = {

@@ -2,9 +2,6 @@
 #include "tests/runtime/started_library.h"
 #include "tests/threads/threads.h"
 
-#include <atomic>
-#include <set>
-
 namespace Tarn {
 namespace {
 

@@ -3,12 +3,7 @@
 #include "tests/errors/reports.h"
 #include "tests/files/support.h"
 
-#include <algorithm>
 #include <array>
-#include <random>
-#include <stdexcept>
-#include <string_view>
-#include <vector>
 
 using namespace Tarn;
 

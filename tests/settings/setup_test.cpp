@@ -1,9 +1,6 @@
-#include <tarnkit/setup.h>
+#include <tarnkit/tarnkit.h>
 
 #include "tests/support/refusing_manager.h"
-
-#include <tarnkit/lifecycle.h>
-#include <tarnkit/registry_key.h>
 
 using namespace Tarn;
 

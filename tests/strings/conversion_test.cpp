@@ -16,8 +16,7 @@ TEST(Conversion, RoundTripsInEveryKindOfCodePage) {
         {"plain", u"plain", kOem},
         {"\xCF\xF0\xE8", u"\u041F\u0440\u0438", kCyrillic},
         {"\x93\xFA\x96{\xB1", u"\u65E5\u672C\uFF71", kShiftJis},
-        {"\xD0\x9F\xE2\x82\xAC\xF0\x9F\x98\x80", u"\u041F\u20AC\U0001F600", kUtf8},
-    };
+        {"\xD0\x9F\xE2\x82\xAC\xF0\x9F\x98\x80", u"\u041F\u20AC\U0001F600", kUtf8}};
     for (const auto& [bytes, text, codePage] : kCases) {
         EXPECT_EQ(CUnicodeString(bytes, codePage), text) << codePage;
         EXPECT_EQ(CString(text, codePage), bytes) << codePage;

@@ -153,91 +153,50 @@ TYPED_TEST(StringsOfBothWidths, ALengthBeyondIntIsTheMemoryExceptionAndLosesNoth
     EXPECT_EQ(String::Body::RequiredMemorySize(9), sizeof(Unit) == 1 ? 22 : 32);
 }
 
-// A string and a standard one, with a copy of each, that go through the same random edits.
-template<class String>
-class CRandomEdits {
-    using Unit = UnitOf<String>;
+// A string and a standard one, with a copy of each, go through the same random edits, with text from the
+// string itself or from another one.
+TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
+    using Unit = UnitOf<TypeParam>;
     using Standard = std::basic_string<Unit>;
-
-public:
-    // Makes an edit of a random kind at a random position, with text from the string itself or from another
-    // one.
-    void Step() {
-        const int length = text.GetLength();
-        position = below(length + 1);
-        count = below(length - position + 1);
-        isOwn = below(4) == 0;
-        const Unit unit = static_cast<Unit>('a' + below(4));
-        const Standard other =
-            isOwn ? expected.substr(size(position)) : Standard(size(below(below(8) == 0 ? 300 : 20)), unit);
-        before = text;
-        kind = length > 3000 ? kCut : below(kKinds);
-        edit(isOwn ? text.Ptr() + position : other.c_str(), other, below(position + 1), unit);
-    }
-
-    bool IsAsExpected() const {
-        return isFound && text.GetLength() == static_cast<int>(expected.size()) && text == expected.c_str() &&
-               copy == expectedCopy.c_str() && (text < copy) == (expected < expectedCopy) &&
-               (text == copy) == (expected == expectedCopy);
-    }
-
-    friend std::ostream& operator<<(std::ostream& stream, const CRandomEdits& edits) {
-        return stream << "kind " << edits.kind << " at " << edits.position << ", " << edits.count
-                      << (edits.isOwn ? " units, own text" : " units") << "\nof    " << edits.before
-                      << "\ngives " << edits.text << "\nnot   " << String(edits.expected.c_str());
-    }
-
-private:
-    static constexpr int kCut = 0, kKinds = 11;
-
-    std::mt19937 random{20};
-    String text, copy, before;
+    std::mt19937 random(20);
+    const auto below = [&](std::size_t limit) { return random() % limit; };
+    TypeParam text, copy;
     Standard expected, expectedCopy;
-    int kind = 0, position = 0, count = 0;
-    bool isOwn = false, isFound = true;
-
-    int below(int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
-    static std::size_t size(int value) { return static_cast<std::size_t>(value); }
-
-    // Makes an edit of the chosen kind to the string and to the standard one.
-    void edit(const Unit* source, const Standard& other, int place, Unit unit) {
-        const std::size_t from = size(position), units = size(count);
-        const std::function<void()> edits[kKinds] = {
+    for (int step = 0; step < 40000; step++) {
+        const std::size_t from = below(expected.size() + 1), units = below(expected.size() - from + 1),
+                          to = below(from + 1);
+        const int position = static_cast<int>(from), count = static_cast<int>(units),
+                  place = static_cast<int>(to);
+        const bool isOwn = below(4) == 0;
+        const Unit unit = static_cast<Unit>('a' + below(4)), wanted[] = {unit, text[position], 0};
+        const Standard before = expected;
+        const Standard other = isOwn ? before.substr(from) : Standard(below(below(8) == 0 ? 300 : 20), unit);
+        const Unit* const source = isOwn ? text.Ptr() + position : other.c_str();
+        ASSERT_EQ(text.Find(wanted, position), static_cast<int>(expected.find(wanted, from)));
+        ASSERT_EQ(text.Find(unit, position), static_cast<int>(expected.find(unit, from)));
+        ASSERT_EQ(text.ReverseFind(unit), static_cast<int>(expected.rfind(unit)));
+        ASSERT_EQ(text.FindOneOf(wanted, position), static_cast<int>(expected.find_first_of(wanted, from)));
+        const std::function<void()> edits[] = {
             [&] { text = text.Right(count), expected.erase(0, expected.size() - units); },
             [&] { text += source, expected += other; },
-            [&] { text.StrIns(source, place), expected.insert(size(place), other); },
-            [&] { text.StrReplace(place, count, source), expected.replace(size(place), units, other); },
+            [&] { text.StrIns(source, place), expected.insert(to, other); },
+            [&] { text.StrReplace(place, count, source), expected.replace(to, units, other); },
             [&] { text.StrDel(position, count), expected.erase(from, units); },
-            [&] {
-                text.StrReplace(position, count, text);
-                expected.replace(from, units, Standard(expected));
-            },
-            [&] { text += text, expected += expected; },
+            [&] { text.StrReplace(position, count, text), expected.replace(from, units, before); },
+            [&] { text += text, expected += before; },
             [&] { copy = text, expectedCopy = expected; },
             [&] {
-                text = copy + text.Mid(position, count);
-                expected = expectedCopy + expected.substr(from, units);
+                text = copy + text.Mid(position, count), expected = expectedCopy + before.substr(from, units);
             },
-            [&] { isFound = areFound(unit); },
             [&] { text = source, expected = other; }};
+        const std::size_t kind = expected.size() > 3000 ? 0 : below(std::size(edits));
         edits[kind]();
-    }
-
-    bool areFound(Unit unit) const {
-        const Unit wanted[] = {unit, text[position], 0};
-        const auto from = size(position);
-        return text.Find(wanted, position) == static_cast<int>(expected.find(wanted, from)) &&
-               text.Find(unit, position) == static_cast<int>(expected.find(unit, from)) &&
-               text.ReverseFind(unit) == static_cast<int>(expected.rfind(unit)) &&
-               text.FindOneOf(wanted, position) == static_cast<int>(expected.find_first_of(wanted, from));
-    }
-};
-
-TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
-    CRandomEdits<TypeParam> edits;
-    for (int step = 0; step < 40000; step++) {
-        edits.Step();
-        ASSERT_TRUE(edits.IsAsExpected()) << "step " << step << ": " << edits;
+        ASSERT_TRUE(text.GetLength() == static_cast<int>(expected.size()) && text == expected.c_str() &&
+                    copy == expectedCopy.c_str() && (text < copy) == (expected < expectedCopy) &&
+                    (text == copy) == (expected == expectedCopy))
+            << "step " << step << ": kind " << kind << " at " << from << ", " << units
+            << (isOwn ? " units, own text" : " units") << "\nof    " << TypeParam(before.c_str())
+            << "\ngives " << text << "\nnot   " << TypeParam(expected.c_str());
     }
 }
 

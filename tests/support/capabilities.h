@@ -18,8 +18,6 @@ extern const CCapability kDocumentedCalls;
 extern const CCapability kReadOnlyFiles;
 /// The device `\dev\full`, on which every write finds a full disk.
 extern const CCapability kFullDevice;
-/// A program can be run with a limit on the size of the files that it writes.
-extern const CCapability kFileSizeLimit;
 /// Symbolic links can be created without special rights.
 extern const CCapability kSymbolicLinks;
 /// The user's locale and code pages come from environment variables.

@@ -28,9 +28,8 @@ struct CProgramRun {
 };
 
 /// Runs a program of this target to its end, without input. The command line is its path in quotes, then the
-/// arguments. If `blocks` is not 0 and the system has kFileSizeLimit, files that the program writes cannot
-/// grow beyond that many blocks of 512 bytes.
-CProgramRun RunProgram(const std::string& commandLine, int blocks = 0);
+/// arguments.
+CProgramRun RunProgram(const std::string& commandLine);
 
 /// Runs `action` in a copy of this process, which ends with its result. Returns that, or -1 if the copy does
 /// not end within some seconds. Needs kFork.

@@ -5,11 +5,12 @@
 #include "tests/support/system.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <map>
 #include <random>
+#include <set>
 #include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>

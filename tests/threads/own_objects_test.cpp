@@ -1,25 +1,47 @@
-// Objects of their own on many threads at once, whatever they share inside.
+// Objects of their own on many threads at once, whatever they share inside; and in children of a process
+// whose other threads are in the middle of something.
 #include "tests/support/failure.h"
 #include "tests/threads/threads.h"
 
 #include <tarnkit/tarnkit.h>
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <string>
 
 namespace Tarn {
 namespace {
 
 constexpr int kThreads = 8;
 
-// What a thread may touch: its number, and values that all of them share and only read.
+// What the threads share: values that they only read, and a heap with blocks that any of them frees.
+struct CShared {
+    const CUnicodeString text = CUnicodeString(u"Общий текст, ") + CUnicodeString(u'x', 60);
+    const CArray<CUnicodeString> texts{u"zwei", u"один", u"three"};
+    CHeapManager heap;
+    std::atomic<char*> blocks[500] = {}; // each its size, then that many equal bytes
+
+    CShared() { heap.Create(); }
+    ~CShared() {
+        for (auto& slot : blocks)
+            Exchange(slot, nullptr);
+    }
+    CShared(const CShared&) = delete;
+    CShared& operator=(const CShared&) = delete;
+
+    /// Frees the block that was there. Returns whether it was whole.
+    bool Exchange(std::atomic<char*>& slot, char* block) {
+        block = slot.exchange(block);
+        if (block == nullptr)
+            return true;
+        std::size_t size;
+        std::memcpy(&size, block, sizeof(size));
+        const std::string_view rest(block + sizeof(size), size);
+        const bool isWhole = rest.find_first_not_of(rest[0]) == rest.npos;
+        heap.Free(block);
+        return isWhole;
+    }
+};
+
 struct CThreadOfTest {
     int index;
-    const CUnicodeString& sharedText;
-    const CArray<CUnicodeString>& sharedTexts;
+    CShared& shared;
 
     CUnicodeString Name(const char16_t* suffix) const { return u"thread" + UnicodeStr(index) + suffix; }
 };
@@ -28,22 +50,28 @@ struct CJob {
     const char* name;
     int rounds;
     /// Whether everything came out as on a thread that is alone.
-    std::function<bool(const CThreadOfTest& thread, int round)> run;
+    bool (*run)(const CThreadOfTest& thread, int round);
 };
 
 void PrintTo(const CJob& job, std::ostream* out) { *out << job.name; }
 
 bool editSharedTexts(const CThreadOfTest& thread, int round) {
-    CUnicodeString copy = thread.sharedText;
+    CUnicodeString copy = thread.shared.text;
     CUnicodeString grown = copy;
     grown += u'!';
     for (int i = 0; i < round % 40; i++)
         grown += thread.Name(u"");
+    static constexpr unsigned kPages[] = {437,  737,  775,  850,  852,  855,  857,  860,  861,  862,
+                                          863,  864,  865,  866,  869,  874,  932,  936,  949,  950,
+                                          1250, 1251, 1252, 1253, 1254, 1255, 1256, 1257, 1258, 28591};
+    const unsigned page = kPages[static_cast<unsigned>(round) / 3 % std::size(kPages)];
+    const CUnicodeString ascii = thread.Name(u"");
     const CString narrow(grown, 65001);
-    CArray<CUnicodeString> texts = thread.sharedTexts;
+    CArray<CUnicodeString> texts = thread.shared.texts;
     texts.Add(grown);
     texts.Sort(CUnicodeString::Cmp);
-    return copy == thread.sharedText && narrow.CreateUnicodeString(65001) == grown && texts.Has(grown);
+    return copy == thread.shared.text && narrow.CreateUnicodeString(65001) == grown && texts.Has(grown) &&
+           CString(ascii, page).CreateUnicodeString(page) == ascii;
 }
 
 bool fillContainers(const CThreadOfTest& thread, int round) {
@@ -65,7 +93,7 @@ bool writeAndReadFiles(const CThreadOfTest& thread, int round) {
     {
         CFile file(name, CFile::ForWriting | CFile::Create);
         CArchive store(&file, CArchive::Storing);
-        store << thread.sharedText << round;
+        store << thread.shared.text << round;
         store.Close();
         file.Close();
         file.Open(name, CFile::ForReading | CFile::DenyWrite);
@@ -75,7 +103,7 @@ bool writeAndReadFiles(const CThreadOfTest& thread, int round) {
     CMemoryFile memory;
     memory.Write(text.Ptr(), text.GetLength() * 2);
     TempFile::Delete(name);
-    return text == thread.sharedText && number == round && memory.GetLength() == text.GetLength() * 2 &&
+    return text == thread.shared.text && number == round && memory.GetLength() == text.GetLength() * 2 &&
            FailureOf([&] { CFile(name, CFile::ForReading); }) != "";
 }
 
@@ -85,9 +113,9 @@ bool useTheRegistry(const CThreadOfTest& thread, int round) {
     CCacheSetup<int> cached(thread.Name(u"\\own"), u"Number", -1, ST_CurrentUser);
     CRegistryKey shared(false);
     shared.Open(HKEY_CURRENT_USER, u"shared");
-    shared.SetStringValue(thread.Name(u""), thread.sharedText);
+    shared.SetStringValue(thread.Name(u""), thread.shared.text);
     return own.Get() == round && cached.Get() == round &&
-           shared.QueryStringValue(thread.Name(u""), u"") == thread.sharedText;
+           shared.QueryStringValue(thread.Name(u""), u"") == thread.shared.text;
 }
 
 bool failAndCatch(const CThreadOfTest& thread, int round) {
@@ -106,12 +134,28 @@ bool failAndCatch(const CThreadOfTest& thread, int round) {
 
 bool formatValues(const CThreadOfTest& thread, int round) {
     const CTime time = CTime::GetCurrentTime();
-    const CUnicodeString text = Format(u"%d %s %.3f", round, thread.sharedText.Ptr(), round / 8.0);
+    const CUnicodeString text = Format(u"%d %s %.3f", round, thread.shared.text.Ptr(), round / 8.0);
     int number = 0;
     return text.Mid(0, text.Find(u' ')).Value(number) && number == round &&
            !time.UnicodeFormat(u"%A %d %B %X").IsEmpty() &&
            ERR_FILE_DISK_FULL.SubstParam(text).Find(text) >= 0 &&
            rational(round + 1, 3) * rational(3) == rational(round + 1);
+}
+
+bool exchangeBlocks(const CThreadOfTest& thread, int round) {
+    std::minstd_rand random(static_cast<unsigned>(thread.index * 1000 + round + 1));
+    int damaged = 0;
+    for (int i = 0; i < 100; i++) {
+        const std::size_t size = 1 + random() % (i == 0 ? 400'000 : 600);
+        const auto block =
+            static_cast<char*>(thread.shared.heap.Alloc(static_cast<int>(sizeof(size) + size)));
+        std::memcpy(block, &size, sizeof(size));
+        std::memset(block + sizeof(size), static_cast<int>(random() & 0xFF), size);
+        damaged += !thread.shared.Exchange(thread.shared.blocks[random() % 500], block);
+    }
+    for (int i = 0; i < 20; i++)
+        doFree(doAllocLarge(100'000));
+    return damaged == 0;
 }
 
 bool switchManagers(const CThreadOfTest& thread, int round) {
@@ -136,22 +180,26 @@ bool switchManagers(const CThreadOfTest& thread, int round) {
     return isWhole && thread.index >= 0 && CMemoryManagerSwitcher::CurrentManager() == nullptr;
 }
 
+constexpr CJob kJobs[] = {{"Texts", 100, editSharedTexts},  {"Containers", 20, fillContainers},
+                          {"Files", 10, writeAndReadFiles}, {"Registry", 3, useTheRegistry},
+                          {"Failures", 40, failAndCatch},   {"Values", 40, formatValues},
+                          {"Blocks", 100, exchangeBlocks},  {"Managers", 20, switchManagers}};
+
 class OnManyThreads : public testing::TestWithParam<CJob> {};
 
+INSTANTIATE_TEST_SUITE_P(Jobs, OnManyThreads, testing::ValuesIn(kJobs),
+                         [](const testing::TestParamInfo<CJob>& job) { return job.param.name; });
+
 TEST_P(OnManyThreads, DoesWhatOneThreadDoes) {
-    const CUnicodeString sharedText = CUnicodeString(u"Общий текст, ") + CUnicodeString(u'x', 60);
-    CArray<CUnicodeString> sharedTexts;
-    for (const char16_t* text : {u"zwei", u"один", u"three"})
-        sharedTexts.Add(text);
+    CShared shared;
     for (const char* state : {"before Initialize", "started", "after Clean"}) {
         if (state == std::string("started")) {
             ASSERT_TRUE(Initialize(nullptr, nullptr));
         }
         std::vector<int> failures(kThreads);
         RunOnThreads(kThreads, [&](int index) {
-            const CThreadOfTest thread{index, sharedText, sharedTexts};
             for (int round = 0; round < GetParam().rounds; round++)
-                failures[static_cast<std::size_t>(index)] += !GetParam().run(thread, round);
+                failures[static_cast<std::size_t>(index)] += !GetParam().run({index, shared}, round);
         });
         EXPECT_EQ(failures, std::vector<int>(kThreads)) << "by thread, " << state;
         if (IsTarnkitInitialized())
@@ -205,14 +253,49 @@ TEST(OnAnotherThread, ObjectsCanBeUsedAndDestroyed) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Jobs, OnManyThreads,
-                         testing::Values(CJob{"Texts", 100, editSharedTexts},
-                                         CJob{"Containers", 20, fillContainers},
-                                         CJob{"Files", 10, writeAndReadFiles},
-                                         CJob{"Registry", 3, useTheRegistry},
-                                         CJob{"Failures", 40, failAndCatch}, CJob{"Values", 40, formatValues},
-                                         CJob{"Managers", 20, switchManagers}),
-                         [](const testing::TestParamInfo<CJob>& job) { return job.param.name; });
+// The name of the first job that fails, or "".
+std::string failedJob(const CThreadOfTest& thread, int round) {
+    for (const CJob& job : kJobs) {
+        // The registry is slow. What formats times may wait for locks of the C library in a child.
+        const bool isDue = job.run != formatValues && (job.run != useTheRegistry || round % 10 == 9);
+        bool isRight = false;
+        const std::string failure = FailureOf([&] { isRight = !isDue || job.run(thread, round); });
+        if (!isRight)
+            return job.name + (" " + failure);
+    }
+    return "";
+}
+
+TEST(Fork, LeavesTheChildALibraryThatWorks) {
+    TARNKIT_TEST_NEEDS(kFork);
+    constexpr int kForking = 4, kForks = 200;
+    CShared shared;
+    std::atomic<bool> isOver = false;
+    std::vector<std::string> failures(kForking);
+    int failedChildren = 0;
+    const CUnicodeString file = TempFile::New(nullptr);
+    RunOnThreads(kForking + 1, [&](int index) {
+        const CThreadOfTest thread{index, shared};
+        for (int round = 0; index < kForking && !isOver && failures[static_cast<std::size_t>(index)].empty();
+             round++)
+            failures[static_cast<std::size_t>(index)] = failedJob(thread, round);
+        for (int i = 0; index == kForking && i < kForks && failedChildren < 3; i++) {
+            void* const inherited = doAllocLarge(100'000);
+            failedChildren += RunInChild([&] {
+                                  doFree(inherited);
+                                  TempFile::DeleteAll();
+                                  const std::string failed = failedJob(thread, 10 * i + 9);
+                                  std::fprintf(stderr, "%s", failed.c_str());
+                                  return static_cast<int>(failed.size());
+                              }) != 0; // -1 is a child that did not end
+            doFree(inherited);
+        }
+        isOver = isOver || index == kForking;
+    });
+    EXPECT_EQ(failedChildren, 0);
+    EXPECT_EQ(failures, std::vector<std::string>(kForking));
+    EXPECT_EQ(FailureOf([&] { TempFile::Delete(file); }), "") << "a child removed a file of its parent";
+}
 
 } // namespace
 } // namespace Tarn

@@ -1,15 +1,9 @@
 // Calls of the system on many threads at once. What each thread reads must be what one thread reads alone,
 // also where all of them come first: tables and locales are made at the first use.
 #include "platform/platform.h"
-#include "tests/support/capabilities.h"
-#include "tests/support/system.h"
 #include "tests/threads/threads.h"
 
 #include <tarnkit/time.h>
-
-#include <gtest/gtest.h>
-
-#include <string>
 
 namespace Tarn {
 namespace {
@@ -42,15 +36,14 @@ void PrintTo(const CPortJob& job, std::ostream* out) { *out << job.name; }
 
 Text formatDates(int, int) {
     Text result;
-    for (const char16_t* picture : {u"d.M.yy", u"dddd, d MMMM yyyy", u"ddd MMM yyyy gg", u"'am' dd. MMMM"})
-        for (const DWORD flags : {DWORD{0}, DWORD{DATE_USE_ALT_CALENDAR}})
-            result += written([&](char16_t* buffer, int size) {
-                return Platform::GetDateFormatW(LOCALE_USER_DEFAULT, flags, &kDate, picture, buffer, size);
-            });
-    for (const DWORD flags : {DATE_SHORTDATE, DATE_LONGDATE})
+    const auto add = [&result](DWORD flags, const char16_t* picture) {
         result += written([&](char16_t* buffer, int size) {
-            return Platform::GetDateFormatW(LOCALE_USER_DEFAULT, flags, &kDate, nullptr, buffer, size);
+            return Platform::GetDateFormatW(LOCALE_USER_DEFAULT, flags, &kDate, picture, buffer, size);
         });
+    };
+    for (const char16_t* picture : {u"d.M.yy", u"dddd, d MMMM yyyy", u"ddd MMM yyyy gg", u"'am' dd. MMMM"})
+        add(0, picture), add(DATE_USE_ALT_CALENDAR, picture);
+    add(DATE_SHORTDATE, nullptr), add(DATE_LONGDATE, nullptr);
     for (const auto& [first, count] : {std::pair<LCTYPE, LCTYPE>{LOCALE_SDAYNAME1, 7},
                                        {LOCALE_SABBREVDAYNAME1, 7},
                                        {LOCALE_SMONTHNAME1, 12},

@@ -5,12 +5,6 @@
 
 #include <tarnkit/tarnkit.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
-#include <string>
-
 namespace Tarn {
 namespace {
 
@@ -103,8 +97,7 @@ const CProcessValue kProcessValues[] = {
          CArray<CUnicodeString> texts;
          cachedTexts.Get(texts);
          return texts.Size() == 1 && isOneOfThem(texts[0]);
-     }},
-};
+     }}};
 
 class ProcessValues : public testing::TestWithParam<CProcessValue> {
 protected:

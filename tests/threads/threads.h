@@ -1,10 +1,9 @@
 // Threads that begin together.
 #pragma once
 
+#include "tests/support/testing.h"
+
 #include <condition_variable>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 namespace Tarn {
 

@@ -2,7 +2,6 @@
 #include "tools/compare_ports/comparison.h"
 
 #include <sstream>
-#include <stdexcept>
 
 namespace {
 

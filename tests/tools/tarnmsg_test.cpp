@@ -16,14 +16,10 @@ std::string entry(const std::string& name, const std::string& text) {
     return "msgid \"" + name + "\"\nmsgstr \"" + text + "\"\n";
 }
 
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 TEST(MessageCompiler, ShowsNothingThatATerminalWouldObey) {
     WriteBytes("in.po", "msgid \"\x1B[2J\xE2\x80\xAE\xC2\x9B\xC3\xA4\"\nmsgstr \"x\"\n");
     EXPECT_FALSE(compile("in.po"));
-    EXPECT_TRUE(contains(said, "in.po:1: the name '\\x1B[2J\\u202E\\x9B\xC3\xA4' is not an identifier"))
+    EXPECT_TRUE(Contains(said, "in.po:1: the name '\\x1B[2J\\u202E\\x9B\xC3\xA4' is not an identifier"))
         << said;
 }
 
@@ -43,17 +39,17 @@ TEST(MessageCompiler, ReadsEverythingThatACatalogueMayContain) {
     EXPECT_EQ(said, "");
     const std::string source = BytesOf("out.cpp");
     EXPECT_TRUE(
-        contains(source, "    {65533, u\"ALFA\"},\n    {65534, u\"ZULU\"},\n    {65535, u\"_under1\"},\n"));
-    EXPECT_TRUE(contains(source, R"({65533, u"\012\011\015\134\042\007\010\014\013AJ'?", 13})"));
-    EXPECT_TRUE(contains(source, R"({65534, u"abc", 3})"));
-    EXPECT_TRUE(contains(source, R"({65535, u"\u00E4\u20AC\U0001F600\u0416", 5})"));
+        Contains(source, "    {65533, u\"ALFA\"},\n    {65534, u\"ZULU\"},\n    {65535, u\"_under1\"},\n"));
+    EXPECT_TRUE(Contains(source, R"({65533, u"\012\011\015\134\042\007\010\014\013AJ'?", 13})"));
+    EXPECT_TRUE(Contains(source, R"({65534, u"abc", 3})"));
+    EXPECT_TRUE(Contains(source, R"({65535, u"\u00E4\u20AC\U0001F600\u0416", 5})"));
     for (const char* absent : {"FUZZY", "GONE", "UNTRANSLATED"})
-        EXPECT_FALSE(contains(source, absent));
+        EXPECT_FALSE(Contains(source, absent));
 
     ASSERT_TRUE(compile("--rc out.rc --windows win.cpp --first-id 7 --language 1049 in.po"));
-    EXPECT_TRUE(contains(BytesOf("out.rc"), "LANGUAGE 25, 1\n"));
-    EXPECT_TRUE(contains(BytesOf("out.rc"), R"(    9 L"\x00E4\x20AC\xD83D\xDE00\x0416")"));
-    EXPECT_TRUE(contains(BytesOf("win.cpp"), "{9, u\"_under1\"}"));
+    EXPECT_TRUE(Contains(BytesOf("out.rc"), "LANGUAGE 25, 1\n"));
+    EXPECT_TRUE(Contains(BytesOf("out.rc"), R"(    9 L"\x00E4\x20AC\xD83D\xDE00\x0416")"));
+    EXPECT_TRUE(Contains(BytesOf("win.cpp"), "{9, u\"_under1\"}"));
 }
 
 TEST(MessageCompiler, RefusesWithFileAndLineAndLeavesNoOutput) {
@@ -70,17 +66,16 @@ TEST(MessageCompiler, RefusesWithFileAndLineAndLeavesNoOutput) {
         {"msgid \"A\"\nmsgid_plural \"As\"\nmsgstr[0] \"x\"\n", "in.po:2: messages have no plural forms"},
         {entry("", "a header") + entry("", "another"), "in.po:3: a second header; the first is on line 1"},
         {entry("", "Content-Type: text/plain; charset=KOI8-R\\n"), "in.po:2: the charset is 'koi8-r'"},
-        {entry("A", "x") + entry("B", "x"), "in.po:3: no id is left for 'B': the largest is 65535"},
-    };
+        {entry("A", "x") + entry("B", "x"), "in.po:3: no id is left for 'B': the largest is 65535"}};
     for (const auto& [catalogue, reason] : refusals) {
         WriteBytes("in.po", catalogue);
         WriteBytes("out.cpp", "as it was");
         EXPECT_FALSE(compile("--posix out.cpp --first-id 65535 in.po")) << reason;
-        EXPECT_TRUE(contains(said, reason)) << said;
+        EXPECT_TRUE(Contains(said, reason)) << said;
         EXPECT_EQ(BytesOf("out.cpp"), "as it was");
     }
     EXPECT_TRUE(compile("--help"));
-    EXPECT_TRUE(contains(said, "--original FILE.po"));
+    EXPECT_TRUE(Contains(said, "--original FILE.po"));
     for (const char* wrong : {"missing.po", ".", "--unknown x in.po", "in.po in.po", "in.po --rc",
                               "in.po --first-id 0", "in.po --first-id 12x"})
         EXPECT_FALSE(compile(wrong)) << wrong;
@@ -100,7 +95,7 @@ TEST(MessageCompiler, ComparesATranslationWithItsOriginal) {
     ASSERT_TRUE(compile("--posix out.cpp --first-id 10 --original en.po de.po"));
     EXPECT_EQ(said, "de.po:5: warning: the original has no 'D'\n");
     // The ids are those of the original, in every language.
-    EXPECT_TRUE(contains(BytesOf("out.cpp"), "    {10, u\"A\"},\n    {12, u\"C\"},\n    {13, u\"D\"},\n"));
+    EXPECT_TRUE(Contains(BytesOf("out.cpp"), "    {10, u\"A\"},\n    {12, u\"C\"},\n    {13, u\"D\"},\n"));
 
     WriteBytes("de.po", entry("B", "b") + entry("A", "%1\\n%2 %12 %10"));
     EXPECT_FALSE(compile("--posix out2.cpp --original en.po de.po"));

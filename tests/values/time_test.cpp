@@ -2,8 +2,6 @@
 
 #include "tests/support/failure.h"
 
-#include <chrono>
-
 using namespace Tarn;
 
 namespace {
@@ -52,8 +50,7 @@ TEST(Time, AcceptsOnlyPartsOfAValidDate) {
     EXPECT_EQ(time.GetMillisecond(), 128);
     const std::tuple<int, int, int, int, int, int, int, int> wrong[] = {
         {-1, 1, 1, 0, 0, 0, 0, 0},    {2001, 65'537, 1, 0, 0, 0, 0, 0}, {2001, 2, 30, 0, 0, 0, 0, 0},
-        {2001, 1, 1, 0, 0, 0, 0, -1}, {2001, 1, 1, 0, 0, 0, 65'536, 0}, {1600, 12, 31, 0, 0, 0, 0, 0},
-    };
+        {2001, 1, 1, 0, 0, 0, 0, -1}, {2001, 1, 1, 0, 0, 0, 65'536, 0}, {1600, 12, 31, 0, 0, 0, 0, 0}};
     for (const auto& parts : wrong) {
         EXPECT_EQ(assertingSource([&] { std::apply(CTime::CreateFromTimeGmt, parts); }), u"Time");
         EXPECT_EQ(assertingSource([&] { std::make_from_tuple<CTime>(parts); }), u"Time");
@@ -133,8 +130,7 @@ TEST(TimeFormat, WritesPaddedAndBareNumbers) {
     const std::tuple<const char16_t*, const char16_t*, const char16_t*> table[] = {
         {u"%H:%M:%S", u"00:05:09", u"23:59:10"},       {u"%I", u"12", u"11"},
         {u"%d.%m.%y", u"06.03.05", u"31.12.99"},       {u"%Y %C %w", u"2005 20 0", u"1999 19 5"},
-        {u"100%% %q %", u"100% 00 00", u"100% 00 00"}, {u"%+d %#d %+#+H %#", u"06 06 00 00", u"31 31 23 00"},
-    };
+        {u"100%% %q %", u"100% 00 00", u"100% 00 00"}, {u"%+d %#d %+#+H %#", u"06 06 00 00", u"31 31 23 00"}};
     for (const auto& [format, ofNight, ofEvening] : table) {
         EXPECT_EQ(CTime::CreateFromSystemTimeGmt(night).UnicodeFormatGmt(format), ofNight);
         EXPECT_EQ(CTime::CreateFromSystemTimeGmt(evening).UnicodeFormatGmt(format), ofEvening);
@@ -152,8 +148,7 @@ TEST(TimeFormat, IsTruncatedToTheBufferAndThenReturnsZero) {
     char16_t buffer[4] = u"xxx";
     const std::tuple<int, const char16_t*, int, const char16_t*> table[] = {
         {0, u"%H", 0, u"xxx"},    {1, u"%H", 0, u""},       {2, u"%H", 0, u"0"}, {3, u"%H", 2, u"04"},
-        {4, u"%H:%M", 0, u"04:"}, {4, u"a%%b%", 0, u"a%b"}, {3, u"", 0, u""},    {4, u"abc", 3, u"abc"},
-    };
+        {4, u"%H:%M", 0, u"04:"}, {4, u"a%%b%", 0, u"a%b"}, {3, u"", 0, u""},    {4, u"abc", 3, u"abc"}};
     for (const auto& [size, format, length, written] : table) {
         EXPECT_EQ(wcsftime(buffer, size, format, time), length);
         EXPECT_EQ(std::u16string(buffer), written);

@@ -2,11 +2,10 @@
 #include "platform/fork.h"
 #include "tests/platform/files_fixture.h"
 
-#include <fstream>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
-#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -230,27 +229,17 @@ TEST_F(PosixFiles, ANameIsFollowedThroughLinksAndTwoNamesOfOneFileBecomeOne) {
     for (const char16_t* name : {u"file", u"folder", u"none", u"loop"})
         EXPECT_EQ(targetOf(name), u"");
     fs::create_hard_link("files/file", "files/second");
-    const auto replace =
-        with([](auto from, auto to) { return P::MoveFileExW(from, to, MOVEFILE_REPLACE_EXISTING); });
-    EXPECT_EQ(replace(u"second", u"file"), 0U);
-    EXPECT_EQ(replace(u"folder", u"file"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(with(replace)(u"second", u"file"), 0U);
+    EXPECT_EQ(with(replace)(u"folder", u"file"), ERROR_ACCESS_DENIED);
     EXPECT_TRUE(exists(base + u"file") && !exists(base + u"second"));
 }
 
-TEST_F(PosixFiles, AReaderCannotTruncateAFileThatOthersMayNotWrite) {
+TEST_F(PosixFiles, AReaderCannotTruncateAFileThatOthersMayNotWriteAndIsNoSearch) {
     const Opened reader(base + u"file", GENERIC_READ, FILE_SHARE_READ);
+    EXPECT_EQ(codeOf([&] { return P::FindClose(reader); }), ERROR_INVALID_HANDLE);
     EXPECT_EQ(Opened(base + u"file", GENERIC_READ, FILE_SHARE_READ, CREATE_ALWAYS).Failure(),
               ERROR_SHARING_VIOLATION);
     EXPECT_EQ(get(base + u"file"), "old");
-}
-
-TEST_F(PosixFiles, AStaleHandleNeverRefersToALaterFile) {
-    Opened first(base + u"file", GENERIC_WRITE, 0);
-    const HANDLE stale = first;
-    first.Close();
-    const Opened second(base + u"file", GENERIC_WRITE, 0);
-    EXPECT_EQ(codeOf([&] { return P::CloseHandle(stale); }), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(codeOf([&] { return P::FindClose(second); }), ERROR_INVALID_HANDLE);
 }
 
 TEST_F(PosixFiles, FilesMoveBetweenFileSystemsAndFoldersDoNot) {
@@ -281,11 +270,7 @@ TEST_F(PosixFiles, TheUsersFoldersFollowTheSettingsAndAreCreated) {
     Tarn::SetEnvironment("HOME", home.c_str());
     Tarn::SetEnvironment("XDG_DATA_HOME", (home + "/data").c_str());
     const std::pair<int, const char*> folders[] = {
-        {0, "/On \"top\""},
-        {2, "/data/applications"},
-        {5, "/Documents"},
-        {7, "/.config/autostart"},
-    };
+        {0, "/On \"top\""}, {2, "/data/applications"}, {5, "/Documents"}, {7, "/.config/autostart"}};
     IMalloc* allocator = nullptr;
     EXPECT_EQ(P::SHGetMalloc(&allocator), S_OK);
     ITEMIDLIST* location = nullptr;
@@ -333,4 +318,26 @@ TEST_F(PosixFiles, AreFreeInAForkedChildWhateverTheParentIsDoingWithThem) {
               0);
     waiting.join();
     EXPECT_EQ(byte, 'x');
+}
+
+TEST_F(PosixFiles, AreRemovedWithTheirTreeAsDeepAsThereAreFoldersUnlessOneStopsIt) {
+    const int start = open(".", O_RDONLY | O_DIRECTORY);
+    for (int depth = 0; depth < 3000; depth++)
+        if (mkdir("folder of a name of some length", 0700) != 0 ||
+            chdir("folder of a name of some length") != 0)
+            FAIL() << depth;
+    EXPECT_TRUE(fchdir(start) == 0 && close(start) == 0);
+    char16_t failed[99];
+    EXPECT_TRUE(P::RemoveTreeW(u"folder of a name of some length", failed, 99)) << P::GetLastError();
+
+    fs::create_directories("tree/a/b\x01");
+    {
+        const Opened held(u"tree/a/b\uF001/c", kWrite, 0, CREATE_NEW);
+        EXPECT_EQ(codeOf([&] { return P::RemoveTreeW(u"tree", failed, 99); }), ERROR_SHARING_VIOLATION);
+        EXPECT_EQ(Text(failed), u"a\\b\uF001\\c");
+        EXPECT_FALSE(P::RemoveTreeW(u"tree", failed, 4));
+        EXPECT_EQ(Text(failed), u"a\\b");
+    }
+    EXPECT_EQ(codeOf([&] { return P::RemoveTreeW(u"tree/a/b\uF001/c", failed, 99); }), ERROR_DIRECTORY);
+    EXPECT_TRUE(P::RemoveTreeW(u"tree/", failed, 99));
 }

@@ -2,8 +2,6 @@
 
 #include "tests/support/testing.h"
 
-#include <map>
-
 namespace Tarn::Platform::Posix {
 
 TEST(HandleTable, KnowsOpenHandlesFromClosedOnes) {

@@ -41,8 +41,7 @@ TEST_F(UserLocale, GivesTheCodePages) {
         {{{"TARNKIT_ACP", "1250"}}, 1250, 852},
         {{{"TARNKIT_ACP", "65001"}, {"TARNKIT_OEMCP", "855"}}, CP_UTF8, 855},
         {{{"TARNKIT_ACP", "1"}, {"TARNKIT_OEMCP", "12x"}}, 1252, 437},
-        {{{"TARNKIT_ACP", "99999999999999999999"}, {"TARNKIT_OEMCP", ""}}, 1252, 437},
-    };
+        {{{"TARNKIT_ACP", "99999999999999999999"}, {"TARNKIT_OEMCP", ""}}, 1252, 437}};
     for (const auto& [variables, ansi, oem] : table) {
         setVariables(variables);
         UINT found[2] = {};
@@ -53,16 +52,14 @@ TEST_F(UserLocale, GivesTheCodePages) {
 }
 
 TEST_F(UserLocale, GivesTheLanguage) {
-    const std::pair<const char*, LANGID> table[] = {
-        {"C", 0x0409},
-        {"xx", 0x0409},
-        {"de_CH", 0x0807},
-        {"pt_BR.UTF-8", 0x0416},
-        {"sr_RS", 0x0C1A},
-        {"sr_RS@latin", 0x081A},
-        {"uz_UZ.UTF-8@cyrillic", 0x0843},
-        {"zh_CN.GB18030", 0x0804},
-    };
+    const std::pair<const char*, LANGID> table[] = {{"C", 0x0409},
+                                                    {"xx", 0x0409},
+                                                    {"de_CH", 0x0807},
+                                                    {"pt_BR.UTF-8", 0x0416},
+                                                    {"sr_RS", 0x0C1A},
+                                                    {"sr_RS@latin", 0x081A},
+                                                    {"uz_UZ.UTF-8@cyrillic", 0x0843},
+                                                    {"zh_CN.GB18030", 0x0804}};
     for (const auto& [locale, id] : table)
         EXPECT_EQ(Posix::LanguageOf(locale).id, id) << locale;
     setVariables({{"LANG", "fr_FR"}, {"LC_MESSAGES", "cs_CZ.UTF-8"}});

@@ -103,8 +103,7 @@ TEST_F(LocaleOfDates, SeesEveryChangeOfTheEnvironment) {
              setenv("TZ", "EEE1", 1), setenv("TARNKIT_Y", "1", 1);
          },
          u"EEE"},
-        {[] { setenv("TZ", "", 1); }, u"UTC"},
-    };
+        {[] { setenv("TZ", "", 1); }, u"UTC"}};
     for (const auto& [change, expected] : steps) {
         change();
         for (int i = 0; i < 2; i++)
@@ -120,8 +119,7 @@ TEST_F(LocaleOfDates, GivesPicturesByItsFormats) {
         {"en_US", "UTF-8", u"MM/dd/yyyy|dddd dd MMMM yyyy|hh:mm:ss tt"},
         {"cs_CZ", "ISO-8859-2", u"d.M.yyyy|dddd d. MMMM yyyy|HH:mm:ss"},
         {"lt_LT", "UTF-8", u"yyyy-MM-dd|yyyy 'm'. MMMM dd 'd'.|HH:mm:ss"},
-        {"ja_JP", "EUC-JP", u"yyyy年MM月dd日|yyyy年MM月dd日|HH時mm分ss秒"},
-    };
+        {"ja_JP", "EUC-JP", u"yyyy年MM月dd日|yyyy年MM月dd日|HH時mm分ss秒"}};
     for (const auto& [locale, codeset, expected] : table) {
         enter(locale, codeset);
         EXPECT_EQ(pictures(), expected) << locale;

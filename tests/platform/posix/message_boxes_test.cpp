@@ -1,15 +1,11 @@
 // Message boxes of the POSIX port: on a real terminal and without one.
 #include "platform/platform.h"
-#include "tests/support/testing.h"
+#include "tests/support/fresh_folder.h"
 #include "tests/threads/threads.h"
 
 #include <tarnkit/window_system.h>
 
-#include <atomic>
-
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
 #include <pty.h>
 #include <termios.h>
 #include <unistd.h>
@@ -57,8 +53,7 @@ int showWithoutTerminal(const std::u16string& text, const char16_t* caption, UIN
     const int answer = show(nothing, output, text.c_str(), caption, flags);
     close(nothing);
     close(output);
-    std::ifstream file("box.txt");
-    shown->assign(std::istreambuf_iterator<char>(file), {});
+    *shown = Tarn::BytesOf("box.txt");
     return answer;
 }
 
@@ -74,8 +69,7 @@ TEST(MessageBoxOnATerminal, AsksUntilAButtonIsNamed) {
         {MB_ABORTRETRYIGNORE, "IGNORE\n", IDIGNORE},
         {MB_RETRYCANCEL | MB_DEFBUTTON3, "\n", IDRETRY},
         {7, "", IDABORT}, // an unknown set has no buttons to ask about
-        {MB_YESNO | MB_DEFBUTTON2, "yes\n", IDYES},
-    };
+        {MB_YESNO | MB_DEFBUTTON2, "yes\n", IDYES}};
     std::string screen;
     for (const auto& [flags, typed, answer] : questions)
         EXPECT_EQ(ask(flags, typed, &screen), answer) << flags << " " << typed;

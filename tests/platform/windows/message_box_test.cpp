@@ -6,8 +6,6 @@
 #include "platform/windows/text16.h"
 #include "tests/support/testing.h"
 
-#include <cstdio>
-
 namespace Tarn {
 namespace {
 
@@ -156,10 +154,8 @@ class MessageBoxes : public testing::Test {
 protected:
     void SetUp() override {
         TARNKIT_TEST_NEEDS(kWindowsOnScreen);
-        static constexpr struct {
-            DWORD style;
-            int parentOrOwner;
-        } kKinds[kWindows] = {
+        static constexpr std::pair<DWORD, int> kKinds[kWindows] = {
+            // the style, and the parent or owner
             {WS_OVERLAPPEDWINDOW | WS_VISIBLE, kNone},
             {WS_POPUP | WS_VISIBLE, kMain},
             {WS_POPUP | WS_VISIBLE, kTool},
@@ -167,10 +163,9 @@ protected:
             {WS_POPUP, kMain},
             {WS_CHILD | WS_VISIBLE, kMain},
             {WS_OVERLAPPEDWINDOW | WS_VISIBLE, kNone},
-            {WS_POPUP | WS_VISIBLE, kMain},
-        };
+            {WS_POPUP | WS_VISIBLE, kMain}};
         for (int i = 0; i < kWindows; i++)
-            windows[i] = createWindow(kKinds[i].style, windows[kKinds[i].parentOrOwner]);
+            windows[i] = createWindow(kKinds[i].first, windows[kKinds[i].second]);
         // For a window with the child style its parent counts, not its owner.
         SetWindowLongW(windows[kChildless], GWL_STYLE, WS_CHILD | WS_VISIBLE);
         SetMainWindow(windows[kMain]);
@@ -187,11 +182,7 @@ protected:
 
 TEST_F(MessageBoxes, HaveTheButtonsAndTheIconOfTheirFlagsAndReturnTheAnswer) {
     const HICON exclamation = systemIcon(IDI_EXCLAMATION);
-    const struct {
-        unsigned flags;
-        std::vector<int> buttons;
-        HICON icon;
-    } kBoxes[] = {
+    const std::tuple<unsigned, std::vector<int>, HICON> kBoxes[] = {
         {MB_OK, {IDOK}, exclamation},
         {MB_OKCANCEL, {IDOK, IDCANCEL}, exclamation},
         {MB_ABORTRETRYIGNORE, {IDABORT, IDRETRY, IDIGNORE}, nullptr},
@@ -200,49 +191,46 @@ TEST_F(MessageBoxes, HaveTheButtonsAndTheIconOfTheirFlagsAndReturnTheAnswer) {
         {MB_RETRYCANCEL, {IDRETRY, IDCANCEL}, nullptr},
         {MB_OK | MB_ICONHAND, {IDOK}, systemIcon(IDI_HAND)},
         {MB_RETRYCANCEL | MB_ICONQUESTION, {IDRETRY, IDCANCEL}, systemIcon(IDI_QUESTION)},
-        {MB_YESNO | MB_ICONASTERISK, {IDYES, IDNO}, systemIcon(IDI_ASTERISK)},
-    };
-    for (const auto& row : kBoxes) {
-        const auto answer = [&row](unsigned flags, int button) {
+        {MB_YESNO | MB_ICONASTERISK, {IDYES, IDNO}, systemIcon(IDI_ASTERISK)}};
+    for (const auto& [rowFlags, buttons, icon] : kBoxes) {
+        const auto answer = [&buttons = buttons, icon = icon](unsigned flags, int button) {
             SCOPED_TRACE(testing::Message() << "flags " << flags << ", answer " << button);
             int result = -1;
             const CSeenBox box = seeBox(u"Größe 字", button, [&] {
                 result = MessageBoxW(u"Text of 字\nlines", static_cast<int>(flags));
             });
             EXPECT_EQ(box.text, u"Text of 字\nlines");
-            EXPECT_EQ(box.buttons, row.buttons);
-            EXPECT_EQ(box.icon, row.icon);
+            EXPECT_EQ(box.buttons, buttons);
+            EXPECT_EQ(box.icon, icon);
             EXPECT_EQ(box.owner, windows[kMain]);
             return result;
         };
-        for (int button : row.buttons)
-            EXPECT_EQ(answer(row.flags, button), button);
-        for (unsigned i = 0; i < row.buttons.size(); i++) {
-            const unsigned flags = row.flags | MB_DEFBUTTON2 * i;
-            EXPECT_EQ(answer(flags, kEnter), row.buttons[i]);
-            EXPECT_EQ(CMessageHandler::GetDefaultReturnValue(flags), row.buttons[i]);
+        for (int button : buttons)
+            EXPECT_EQ(answer(rowFlags, button), button);
+        for (unsigned i = 0; i < buttons.size(); i++) {
+            const unsigned flags = rowFlags | MB_DEFBUTTON2 * i;
+            EXPECT_EQ(answer(flags, kEnter), buttons[i]);
+            EXPECT_EQ(CMessageHandler::GetDefaultReturnValue(flags), buttons[i]);
         }
     }
 }
 
 TEST_F(MessageBoxes, DisableTheOtherWindowsOfTheApplicationMeanwhile) {
-    static constexpr struct {
-        int owner;
-        const char* meanwhile; // main, tool, palette, disabled, hidden, inner, foreign, childless
-        int main = kMain;
-    } kBoxes[] = {
-        {kMain, "-----+++"},        {kTool, "-----+++"},        {kHidden, "-----+++"}, {kForeign, "-----+-+"},
-        {kNone, "-----+++"},        {kTool, "+-+-++++", kNone}, // the owner by the system
-        {kNone, "+++-++++", kNone},
-    };
-    for (const auto& row : kBoxes) {
-        SCOPED_TRACE(testing::Message() << "owner " << row.owner << ", main window " << row.main);
-        SetMainWindow(windows[row.main]);
-        const CSeenBox box = seeBox(u"caption", IDOK, [&] {
-            GetCurrentMessageHandler()->ShowMessage(windows[row.owner], u"text", u"caption", MB_OK);
+    // The owner of the box, the main window, and what is enabled meanwhile: main, tool, palette, disabled,
+    // hidden, inner, foreign, childless. With no main window, that is the owner by the system.
+    static constexpr std::tuple<int, int, const char*> kBoxes[] = {
+        {kMain, kMain, "-----+++"},    {kTool, kMain, "-----+++"}, {kHidden, kMain, "-----+++"},
+        {kForeign, kMain, "-----+-+"}, {kNone, kMain, "-----+++"}, {kTool, kNone, "+-+-++++"},
+        {kNone, kNone, "+++-++++"}};
+    for (const auto& [ownerOfBox, mainWindow, meanwhile] : kBoxes) {
+        SCOPED_TRACE(testing::Message() << "owner " << ownerOfBox << ", main window " << mainWindow);
+        SetMainWindow(windows[mainWindow]);
+        const HWND owner = windows[ownerOfBox];
+        const CSeenBox box = seeBox(u"caption", IDOK, [owner] {
+            GetCurrentMessageHandler()->ShowMessage(owner, u"text", u"caption", MB_OK);
         });
-        EXPECT_EQ(box.enabled, row.meanwhile);
-        EXPECT_EQ(box.owner, windows[row.owner]);
+        EXPECT_EQ(box.enabled, meanwhile);
+        EXPECT_EQ(box.owner, owner);
         EXPECT_EQ(enabledWindows(), kAtRest);
     }
 }

@@ -1,9 +1,6 @@
 // A plug-in that registers itself while it is loaded and records in the application's title when it is
 // initialised (+) and terminated (-). It is built a second time with an initialisation that fails.
-#include <tarnkit/failures.h>
-#include <tarnkit/lifecycle.h>
-#include <tarnkit/messages.h>
-#include <tarnkit/tarnkit_static.h>
+#include <tarnkit/tarnkit.h>
 
 namespace {
 

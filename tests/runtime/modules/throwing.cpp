@@ -1,10 +1,6 @@
 // A plug-in that cannot be loaded: it registers itself, and then one of its static objects throws. Built
 // twice, for an exception of the library and for another one.
-#include <tarnkit/exceptions.h>
-#include <tarnkit/lifecycle.h>
-#include <tarnkit/messages.h>
-#include <tarnkit/resource_modules.h>
-#include <tarnkit/tarnkit_static.h>
+#include <tarnkit/tarnkit.h>
 
 namespace {
 

@@ -5,7 +5,6 @@ namespace Tarn {
 const CCapability kDocumentedCalls{nullptr};
 const CCapability kReadOnlyFiles{nullptr};
 const CCapability kFullDevice{nullptr};
-const CCapability kFileSizeLimit{nullptr};
 const CCapability kSymbolicLinks{nullptr};
 const CCapability kLocaleFromEnvironment{nullptr};
 const CCapability kTraceOutput{nullptr};

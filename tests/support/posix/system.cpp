@@ -29,12 +29,9 @@ void EnterOwnRegistry(const std::filesystem::path& folder) {
 
 void LeaveOwnRegistry() {}
 
-CProgramRun RunProgram(const std::string& commandLine, int blocks) {
+CProgramRun RunProgram(const std::string& commandLine) {
     CProgramRun result{-1, {}};
-    // A write beyond the limit then fails instead of ending the program.
-    const std::string limit = "trap '' XFSZ; ulimit -f " + std::to_string(blocks) + "; ";
-    const std::string command =
-        (blocks == 0 ? "" : limit) + TARNKIT_TEST_EMULATOR + commandLine + " </dev/null 2>&1";
+    const std::string command = TARNKIT_TEST_EMULATOR + commandLine + " </dev/null 2>&1";
     std::FILE* const pipe = popen(command.c_str(), "r");
     if (pipe == nullptr)
         return result;

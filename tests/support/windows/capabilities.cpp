@@ -28,7 +28,6 @@ const CCapability kDocumentedCalls{isWine() ? "Wine differs here" : nullptr};
 const CCapability kReadOnlyFiles{writesReadOnlyFiles() ? "Wine lets root write them" : nullptr};
 
 const CCapability kFullDevice{"no device here is always full"};
-const CCapability kFileSizeLimit{"programs have no limits for the sizes of files"};
 const CCapability kSymbolicLinks{"links need a special right"};
 const CCapability kLocaleFromEnvironment{"the locale is the user's in the registry"};
 const CCapability kTraceOutput{"what is traced goes to a debugger"};

@@ -55,7 +55,7 @@ void LeaveOwnRegistry() {
     RegDeleteTreeW(HKEY_CURRENT_USER, ownRegistry.c_str());
 }
 
-CProgramRun RunProgram(const std::string& commandLine, int) {
+CProgramRun RunProgram(const std::string& commandLine) {
     SECURITY_ATTRIBUTES inherited{sizeof(inherited), nullptr, TRUE};
     STARTUPINFOW start{};
     start.cb = sizeof(start);
