@@ -3,7 +3,6 @@
 #include <tarnkit/pool_allocators.h>
 #include <tarnkit/unicode_set.h>
 
-#include <bit>
 #include <bitset>
 
 using namespace Tarn;
@@ -131,9 +130,4 @@ TEST(UnicodeSet, FindsTheUnitsOfATextThatItHasOrLacks) {
     const char16_t* text = u"x1y";
     EXPECT_TRUE(digits.FirstIncluding(text) == text + 1 && digits.FirstExcluding(text + 1) == text + 2);
     EXPECT_TRUE(digits.FirstIncluding(text + 2) == nullptr && digits.FirstExcluding(u"") == nullptr);
-}
-
-TEST(BitSetElementsTable, CountsTheBitsOfEveryByte) {
-    for (unsigned value = 0; value < 256; value++)
-        EXPECT_EQ(BitSetElementsTable[value], std::popcount(value));
 }
