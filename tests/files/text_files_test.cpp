@@ -101,7 +101,7 @@ TEST_F(TextFile, IsLeftUnchangedWhenItIsInUseOrTheCodePageDoesNotExist) {
     EXPECT_EQ(FailureOf([] { CFile::ReadText(u"text", 0); }), shared);
 }
 
-TEST_F(TextFile, ReportsAFullDevice) {
+TEST_F(TextFile, ReportsAFullDisk) {
     TARNKIT_TEST_NEEDS(kFullDevice);
     const std::string full = FileFailure(ERROR_DISK_FULL, "full");
     EXPECT_EQ(FailureOf([] { CFile::WriteText(u"\\dev\\full", u""); }), full);
