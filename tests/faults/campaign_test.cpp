@@ -42,7 +42,7 @@ const std::map<std::string_view, std::vector<int>> kFaults = [] {
         {{"opendir", "fdopendir", "iconv_open"}, {EMFILE, ENOMEM}},
         {{"readdir64", "fstatvfs64", "lseek64", "futimens"}, {EIO}},
         {{"unlink", "unlinkat", "rmdir", "statx", "stat64", "lstat64", "fstat64", "chmod", "fchmod", "fchown",
-          "readlink", "realpath", "getcwd", "dlopen"},
+          "fsetxattr", "fremovexattr", "readlink", "realpath", "getcwd", "dlopen"},
          {EIO, EACCES}}};
     std::map<std::string_view, std::vector<int>> faults;
     for (const auto& [names, errors] : groups)

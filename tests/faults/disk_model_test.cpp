@@ -29,9 +29,11 @@ constexpr unsigned kMostChanges = 12; // of folders, that may be missing at a ti
 
 class CDisk : public CCallHook {
 public:
-    CDisk(const Path& ofDocument, bool isNew) : document(ofDocument), existed(!isNew) {
-        if (existed)
-            stored[document] = names[document] = add(BytesOf(document));
+    /// If the document is not there, it may be in `source`.
+    CDisk(const Path& ofDocument, const Path& source = {}) : document(ofDocument), elsewhere(source) {
+        for (const Path& path : {document, elsewhere})
+            if (fs::exists(path))
+                stored[path] = names[path] = add(BytesOf(path));
     }
 
     int Before(CCall&) override { return 0; }
@@ -85,8 +87,7 @@ private:
         std::vector<std::pair<Path, int>> entries; // -1 for a name that is gone
     };
 
-    const Path document;
-    const bool existed;
+    const Path document, elsewhere;
     std::vector<CInode> inodes;
     std::map<int, int> files;    // by descriptor
     std::map<int, Path> folders; // the same
@@ -159,8 +160,12 @@ private:
             for (unsigned i = 0; i < changes.size(); i++)
                 if ((subset >> i & 1) != 0)
                     apply(changes[i], entries);
-            const auto found = entries.find(document);
-            const bool isThere = found != entries.end() && found->second >= 0;
+            const auto find = [&](const Path& path, auto& found) {
+                found = entries.find(path);
+                return found != entries.end() && found->second >= 0;
+            };
+            auto found = entries.end();
+            const bool isThere = find(document, found) || find(elsewhere, found);
             present.insert(!isThere                         ? kMissing
                            : inodes[found->second].isStored ? inodes[found->second].contents
                                                             : kTorn);
@@ -233,7 +238,7 @@ TEST_P(DiskModel, ADocumentIsWholeWheneverThePowerFails) {
                 WriteBytes(document, old);
             if (isLink)
                 fs::create_symlink("document", folder / "link");
-            CDisk disk(document, isNew);
+            CDisk disk(document);
             {
                 const CHookedCalls hooked(disk);
                 save.save(Full(isLink ? "link" : "document"));
@@ -248,6 +253,22 @@ TEST_P(DiskModel, ADocumentIsWholeWheneverThePowerFails) {
             EXPECT_TRUE(!isLink || fs::is_symlink(folder / "link"));
             TempFile::DeleteAll();
         }
+}
+
+class DiskModelOfAMove : public FolderTest {};
+
+TEST_F(DiskModelOfAMove, AMovedFileIsSomewhereWheneverThePowerFails) {
+    const Path source = "/dev/shm/tarnkit-moved-" + std::to_string(getpid());
+    const Path document = fs::canonical(folder) / "document";
+    WriteBytes(source, "moved");
+    CDisk disk(document, source);
+    {
+        const CHookedCalls hooked(disk);
+        FileSystem::Move(NameOf(source), NameOf(document));
+    }
+    EXPECT_EQ(disk.AllOutcomes(), std::set<Bytes>{"moved"});
+    EXPECT_EQ(BytesOf(document), "moved");
+    EXPECT_GE(disk.Steps(), 6);
 }
 
 INSTANTIATE_TEST_SUITE_P(Disk, DiskModel, testing::Bool(),
