@@ -36,19 +36,25 @@ CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
     : name(TempFile::FollowLinks(FileSystem::FullPath(fileName))) {
     const bool isThere = openOldFile(file, name);
     const bool isReplaced = !isThere || (isOnDisk(file) && !TempFile::IsTempFile(name));
-    if (isReplaced)
-        temp = TempFile::TryNewInDir(FileSystem::GetDrivePath(name), nullptr);
-    if (temp.IsEmpty()) {
-        const DWORD code = Platform::GetLastError();
-        if (isReplaced && !(isThere && isRefusal(code)))
-            ThrowFileException(code, name);
-        if (isOnDisk(file))
-            file.SetLength(Int64{0});
-        return;
-    }
-    try {
+    if (isReplaced) {
         file.Close();
-        file.Open(temp, kForWriting | CFile::Create);
+        temp = TempFile::TryNewInDir(FileSystem::GetDrivePath(name), nullptr);
+        if (!temp.IsEmpty()) {
+            openTemp();
+            return;
+        }
+        const DWORD code = Platform::GetLastError();
+        if (!isThere || !isRefusal(code))
+            ThrowFileException(code, name);
+        file.Open(name, kForWriting);
+    }
+    if (isOnDisk(file))
+        file.SetLength(Int64{0});
+}
+
+void CFileReplacement::openTemp() {
+    try {
+        file.Open(temp, kForWriting);
     } catch (...) {
         TempFile::Discard(temp);
         throw;

@@ -33,6 +33,7 @@ private:
     CUnicodeString temp; // empty when the file is overwritten in place, and when all is done
     CFile file;
 
+    void openTemp();
     void takeName();
 };
 

@@ -40,7 +40,9 @@ DWORD linkTarget(const char16_t* link, U16String& target) {
     const DWORD failure = FollowLinks(name, path);
     if (failure == ERROR_SUCCESS && path != name.path)
         target = ToWide(path);
-    return failure;
+    // Not the code of a name that is missing itself, and so no link.
+    const bool leadsNowhere = failure == ERROR_PATH_NOT_FOUND || failure == ERROR_FILE_NOT_FOUND;
+    return leadsNowhere ? kCannotResolveName : failure;
 }
 
 } // namespace

@@ -58,8 +58,11 @@ DWORD GetLinkTargetW(const char16_t* link, DWORD size, char16_t* path) {
     }
     const HANDLE file = ::CreateFileW(wide(link), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    if (file == INVALID_HANDLE_VALUE) {
+        if (isAboutMissingName(::GetLastError()))
+            ::SetLastError(ERROR_CANT_RESOLVE_FILENAME); // the link is there, what it leads to is not
         return 0;
+    }
     DWORD length = GetFinalPathNameByHandleW(file, wide(path), size, FILE_NAME_NORMALIZED);
     const DWORD code = ::GetLastError();
     ::CloseHandle(file);

@@ -323,8 +323,8 @@ TEST_F(PosixFiles, ANameIsFollowedThroughLinksAndTwoNamesOfOneFileBecomeOne) {
     for (const char16_t* name : {u"file", u"folder", u"none", u"none\\file", u"to pipe"})
         EXPECT_EQ(targetOf(name), Target());
     constexpr DWORD kUnresolved = 1921;
-    EXPECT_EQ(targetOf(u"loop"), Target(u"", kUnresolved));
-    EXPECT_EQ(targetOf(u"nowhere"), Target(u"", ERROR_PATH_NOT_FOUND));
+    for (const char16_t* name : {u"loop", u"nowhere"})
+        EXPECT_EQ(targetOf(name), Target(u"", kUnresolved));
     close(pipes[0]), close(pipes[1]);
     fs::create_hard_link("files/file", "files/second");
     const auto replace =
