@@ -268,7 +268,7 @@ TEST_F(DiskModelOfAMove, AMovedFileIsSomewhereWheneverThePowerFails) {
     }
     EXPECT_EQ(disk.AllOutcomes(), std::set<Bytes>{"moved"});
     EXPECT_EQ(BytesOf(document), "moved");
-    EXPECT_GE(disk.Steps(), 6);
+    EXPECT_GE(disk.Steps(), 5);
 }
 
 INSTANTIATE_TEST_SUITE_P(Disk, DiskModel, testing::Bool(),

@@ -41,7 +41,7 @@ public:
         FileInformation opened;
         if (const int error = Query(descriptor, opened); error != 0)
             return CodeOf(error);
-        if (!opened.IsSameFile(entry))
+        if (!opened.IsSameFile(entry) || !opened.IsRegular()) // the number of a file is soon given to another
             return kNameChanged;
         if (const DWORD code = Claim(descriptor, kDeletes, kAllAccesses); code != ERROR_SUCCESS)
             return code;
