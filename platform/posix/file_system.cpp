@@ -327,11 +327,13 @@ DWORD tryCopy(OpenFile& source, const FileInformation& information, const char16
     // Whoever may rename things here must not turn the name into a link in the very moment of opening.
     FileInformation now;
     FileInformation there;
-    const bool isSpecial = target.entry.IsLink() && path == target.path;
-    if (const int error = Query(opened->descriptor, now); error != 0)
-        return CodeOf(error);
-    if (Query(path.c_str(), there, isSpecial ? 0 : AT_SYMLINK_NOFOLLOW) != 0 || !there.IsSameFile(now))
-        return kNameChanged;
+    int error = Query(opened->descriptor, now);
+    if (error == 0)
+        error = Query(path.c_str(), there, AT_SYMLINK_NOFOLLOW);
+    if (error == 0 && IsOfProcess(there))
+        error = Query(path.c_str(), there);
+    if (error != 0 || !there.IsSameFile(now))
+        return error == 0 || error == ENOENT ? kNameChanged : CodeOf(error);
     const DWORD result = copyOver(source, information, *opened, path);
     if (result != ERROR_SUCCESS && !existed)
         unlink(path.c_str());

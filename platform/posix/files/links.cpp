@@ -55,23 +55,19 @@ DWORD followOne(String& path, FileInformation& entry) {
 
 } // namespace
 
+bool IsOfProcess(const FileInformation& entry) {
+    FileInformation process;
+    return entry.IsLink() && Query("/proc/self", process, AT_SYMLINK_NOFOLLOW) == 0 &&
+           process.device == entry.device;
+}
+
 DWORD FollowLinks(const Name& name, String& target) {
     target = name.path;
     FileInformation entry = name.entry;
-    UInt64 device = 0;
-    DWORD code = ERROR_SUCCESS;
-    for (int i = 0; entry.IsLink() && code == ERROR_SUCCESS; i++) {
-        device = entry.device;
-        code = i < kMostLinks ? followOne(target, entry) : CodeOf(ELOOP);
-    }
-    // The links to what a process has open lead there whatever their text names.
-    const bool isMissed =
-        code == ERROR_SUCCESS ? !entry.IsSameFile(name.target) : code == ERROR_PATH_NOT_FOUND;
-    FileInformation process;
-    if (name.IsBrokenLink() || !isMissed || Query("/proc/self", process, AT_SYMLINK_NOFOLLOW) != 0 ||
-        process.device != device)
-        return code;
-    target = name.path;
+    for (int i = 0; entry.IsLink() && !IsOfProcess(entry); i++)
+        if (const DWORD code = i < kMostLinks ? followOne(target, entry) : CodeOf(ELOOP);
+            code != ERROR_SUCCESS)
+            return code;
     return ERROR_SUCCESS;
 }
 

@@ -320,7 +320,9 @@ TEST_F(PosixFiles, ANameIsFollowedThroughLinksAndTwoNamesOfOneFileBecomeOne) {
     EXPECT_EQ(targetOf(u"to link"), at("folder/missing"));
     EXPECT_EQ(targetOf(u"short\\up"), at("folder/target"));
     EXPECT_EQ(targetOf(u"slashes"), at("file"));
-    for (const char16_t* name : {u"file", u"folder", u"none", u"none\\file", u"to pipe"})
+    const std::string opened = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(pipes[0]);
+    EXPECT_EQ(targetOf(u"to pipe"), at(opened.c_str()));
+    for (const char16_t* name : {u"file", u"folder", u"none", u"none\\file"})
         EXPECT_EQ(targetOf(name), Target());
     constexpr DWORD kUnresolved = 1921;
     for (const char16_t* name : {u"loop", u"nowhere"})
