@@ -66,10 +66,14 @@ void completeChanges() {
         delete std::exchange(old, old->older);
 }
 
-// Called when the system has not found something: what there was no memory to look for may be there.
-void throwIfOutOfMemory() {
-    if (Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
+// Asks the system for what may not exist. What there was no memory to look for may well exist.
+template<class Ask>
+auto askSystem(Ask ask) {
+    Platform::SetLastError(ERROR_SUCCESS); // a call that finds nothing need not set it
+    const auto found = ask();
+    if (!found && Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
         ThrowMemoryException();
+    return found;
 }
 
 template<class Function>
@@ -78,9 +82,7 @@ Function findExport(HINSTANCE module, const char16_t* name) {
         GenAssert(kSource, 90);
         return nullptr;
     }
-    const FARPROC address = Platform::GetProcAddressW(module, name);
-    if (address == nullptr)
-        throwIfOutOfMemory();
+    const FARPROC address = askSystem([&] { return Platform::GetProcAddressW(module, name); });
     return reinterpret_cast<Function>(reinterpret_cast<void*>(address));
 }
 
@@ -95,19 +97,18 @@ bool isNoLibrary(DWORD code) {
 // Null if there is no such library. Throws when it cannot be loaded at present.
 HINSTANCE loadLanguageLibrary(const CUnicodeString& name) {
     const DWORD attributes = Platform::GetFileAttributesW(name);
-    HINSTANCE module = nullptr;
     if (attributes != INVALID_FILE_ATTRIBUTES) {
         if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
             return nullptr;
-        module = LoadOwnedLibrary(name);
+        if (const HINSTANCE module = LoadOwnedLibrary(name))
+            return module;
     }
-    if (module == nullptr) {
-        throwIfOutOfMemory();
-        const DWORD code = Platform::GetLastError();
-        if (!isNoLibrary(code))
-            ThrowFileException(code, name);
-    }
-    return module;
+    const DWORD code = Platform::GetLastError();
+    if (code == ERROR_NOT_ENOUGH_MEMORY)
+        ThrowMemoryException();
+    if (!isNoLibrary(code))
+        ThrowFileException(code, name);
+    return nullptr;
 }
 
 // Whether a module knows the name of a message. If so, `text` receives its text, empty if it cannot be
@@ -167,12 +168,8 @@ int parseLanguageCode(const CUnicodeString& fileName, const CUnicodeString& pref
 bool isStringId(const char16_t* name) { return reinterpret_cast<std::uintptr_t>(name) <= 0xFFFF; }
 
 bool holdsResource(HINSTANCE module, const char16_t* name, const char16_t* type) {
-    if (type != ResourceId(kTypeString) || !isStringId(name)) {
-        const HRSRC found = Platform::FindResourceW(module, name, type);
-        if (found == nullptr)
-            throwIfOutOfMemory();
-        return found != nullptr;
-    }
+    if (type != ResourceId(kTypeString) || !isStringId(name))
+        return askSystem([&] { return Platform::FindResourceW(module, name, type); }) != nullptr;
     CUnicodeString text;
     return LoadStringW(module, static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
 }
@@ -577,11 +574,11 @@ bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
     }
     for (int size = kFirstBufferSize;; size *= 2) {
         CUnicodeString buffer;
-        const int length = Platform::LoadStringW(module, static_cast<UINT>(id), buffer.GetBuffer(size), size);
+        char16_t* const start = buffer.GetBuffer(size);
+        const int length =
+            askSystem([&] { return Platform::LoadStringW(module, static_cast<UINT>(id), start, size); });
         if (length >= size - 1)
             continue;
-        if (length == 0)
-            throwIfOutOfMemory();
         buffer.ReleaseBuffer(length);
         if (length > 0)
             text = buffer.Ptr(); // a copy that is no larger than needed

@@ -7,39 +7,52 @@ namespace Tarn {
 
 namespace {
 
-constexpr unsigned kForWriting = CFile::ForWriting | CFile::Exclusive | CFile::Create;
+constexpr unsigned kForWriting = CFile::ForWriting | CFile::Exclusive;
 
-enum class TOldFile { missing, replaceable, inPlace };
+// Whether the folder, not the file, cannot be changed as a replacement needs it.
+bool isRefusal(DWORD code) {
+    return code == ERROR_ACCESS_DENIED || code == ERROR_BUSY || code == ERROR_WRITE_PROTECT;
+}
 
-// What is there to be replaced. A file that could not be overwritten must not be replaced either.
-TOldFile checkOldFile(const CUnicodeString& name) {
-    const HANDLE old = Platform::CreateFileW(name, GENERIC_WRITE, 0, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
-    if (old == INVALID_HANDLE_VALUE) {
-        const DWORD code = Platform::GetLastError();
-        if (code != ERROR_FILE_NOT_FOUND)
-            ThrowFileException(code, name);
-        return TOldFile::missing;
+bool isOnDisk(CFile& file) { return Platform::GetFileType(file.Handle()) == FILE_TYPE_DISK; }
+
+// Opens what is there to be replaced, if there is anything. A file that could not be overwritten must not be
+// replaced either.
+bool openOldFile(CFile& file, const CUnicodeString& name) {
+    try {
+        file.Open(name, kForWriting);
+        return true;
+    } catch (CFileException* e) {
+        if (e->ErrorCode() != ERROR_FILE_NOT_FOUND)
+            throw;
+        e->Delete();
+        return false;
     }
-    const DWORD type = Platform::GetFileType(old);
-    Platform::CloseHandle(old);
-    const bool isDocument = type == FILE_TYPE_DISK && !TempFile::IsTempFile(name);
-    return isDocument ? TOldFile::replaceable : TOldFile::inPlace;
 }
 
 } // namespace
 
 CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
     : name(TempFile::FollowLinks(FileSystem::FullPath(fileName))) {
-    const TOldFile old = checkOldFile(name);
-    if (old != TOldFile::inPlace)
+    const bool isThere = openOldFile(file, name);
+    const bool isReplaced = !isThere || (isOnDisk(file) && !TempFile::IsTempFile(name));
+    if (isReplaced) {
+        file.Close();
         temp = TempFile::TryNewInDir(FileSystem::GetDrivePath(name), nullptr);
-    if (temp.IsEmpty()) {
+        if (!temp.IsEmpty()) {
+            openTemp();
+            return;
+        }
         const DWORD code = Platform::GetLastError();
-        if (old == TOldFile::missing || (old == TOldFile::replaceable && code != ERROR_ACCESS_DENIED))
+        if (!isThere || !isRefusal(code))
             ThrowFileException(code, name);
         file.Open(name, kForWriting);
-        return;
     }
+    if (isOnDisk(file))
+        file.SetLength(Int64{0});
+}
+
+void CFileReplacement::openTemp() {
     try {
         file.Open(temp, kForWriting);
     } catch (...) {
@@ -56,11 +69,26 @@ CFileReplacement::~CFileReplacement() {
 
 void CFileReplacement::Commit() {
     TempFile::RunOnBehalfOf(name, temp, [this] {
+        if (temp.IsEmpty() && isOnDisk(file))
+            file.Flush();
         file.Close();
         if (!temp.IsEmpty())
-            TempFile::MakePermanent(temp, name);
+            takeName();
     });
     temp.Empty();
+}
+
+void CFileReplacement::takeName() {
+    try {
+        TempFile::MakePermanent(temp, name);
+    } catch (CFileException* e) {
+        if (!isRefusal(e->ErrorCode()))
+            throw;
+        e->Delete();
+        if (!Platform::CopyFileW(temp, name, FALSE))
+            ThrowFileException(Platform::GetLastError(), name);
+        TempFile::Discard(temp);
+    }
 }
 
 } // namespace Tarn

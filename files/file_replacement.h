@@ -9,8 +9,9 @@ namespace Tarn {
 
 /// A file that is being written anew. What is written goes to a temporary file beside it; `Commit` stores
 /// that and gives it the name in one step. Whatever happens before, the old file stays as it is. What cannot
-/// be replaced is overwritten in place instead: a device, and a file in a folder where this user cannot
-/// create files.
+/// be replaced is overwritten in place instead: a device, and a file that this user may write but not
+/// replace, because he may not create files or take this name in its folder, or because it is mounted on its
+/// own.
 class CFileReplacement {
 public:
     /// Throws as opening the file for writing does.
@@ -31,6 +32,9 @@ private:
     CUnicodeString name;
     CUnicodeString temp; // empty when the file is overwritten in place, and when all is done
     CFile file;
+
+    void openTemp();
+    void takeName();
 };
 
 } // namespace Tarn

@@ -79,12 +79,14 @@ BOOL MoveFileW(const char16_t* from, const char16_t* to);
 BOOL MoveFileExW(const char16_t* from, const char16_t* to, DWORD flags);
 /// Prepares `file`, which only its owner can read, to replace `model`: it gets the attributes, the owner, the
 /// group, the mode and the access-control list of `model` and on POSIX its extended attributes, as far as the
-/// system allows this user to give them. If there is no `model`, it gets what any new file gets. Stands for
-/// several calls of Windows.
+/// system allows this user to give them. If there is no `model`, it gets what any new file in its folder
+/// gets; on Windows it keeps the list of the folder that it was made in. Stands for several calls of Windows.
 BOOL CopyFileSecurityW(const char16_t* model, const char16_t* file);
 /// Writes the path of the file that a symbolic link leads to in the end. On POSIX that file may be missing.
-/// Returns its length, 0 if `link` is no link, or the size needed if `size` is too small. Stands for several
-/// calls of Windows.
+/// Returns its length, or the size needed if `size` is too small. Returns 0 with the last error ERROR_SUCCESS
+/// if `link` is no link, and with an error code if it is not known where the link leads, or if it must not be
+/// followed: on POSIX, a link that somebody else has put into a folder where everybody may. Stands for
+/// several calls of Windows.
 DWORD GetLinkTargetW(const char16_t* link, DWORD size, char16_t* path);
 BOOL CreateDirectoryW(const char16_t* name);
 BOOL RemoveDirectoryW(const char16_t* name);

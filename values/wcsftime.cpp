@@ -23,11 +23,19 @@ constexpr int kHoursOfHalfDay = 12;
 // itself.
 constexpr int kDeepestFormat = 3;
 
-// Whether the system has answered. A text that there is no memory for must not read as an unknown one.
-bool isAnswered(int length) {
-    if (length == 0 && Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
+// Whether the system answers. A text that there is no memory for must not read as an unknown one.
+template<class Ask>
+bool isAnswered(Ask ask) {
+    Platform::SetLastError(ERROR_SUCCESS);
+    const bool answered = ask() != 0;
+    if (!answered && Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
         ThrowMemoryException();
-    return length != 0;
+    return answered;
+}
+
+bool readLocaleText(LCTYPE type, char16_t (&text)[kLocaleTextSize]) {
+    return isAnswered(
+        [&] { return Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, text, kLocaleTextSize); });
 }
 
 class CTimeFormatter {
@@ -151,9 +159,7 @@ bool CTimeFormatter::putNumber(int number, int leastDigits) {
 
 bool CTimeFormatter::putLocaleText(LCTYPE type) {
     char16_t text[kLocaleTextSize];
-    const bool isKnown =
-        isAnswered(Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, text, kLocaleTextSize));
-    return put(isKnown ? asText(text) : kUnknown);
+    return put(readLocaleText(type, text) ? asText(text) : kUnknown);
 }
 
 bool CTimeFormatter::putName(LCTYPE first, int number, int count) {
@@ -163,16 +169,16 @@ bool CTimeFormatter::putName(LCTYPE first, int number, int count) {
 
 bool CTimeFormatter::putPicture(LCTYPE type) {
     char16_t picture[kLocaleTextSize];
-    const bool isKnown =
-        depth < kDeepestFormat &&
-        isAnswered(Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, picture, kLocaleTextSize));
+    const bool isKnown = depth < kDeepestFormat && readLocaleText(type, picture);
     return isKnown ? Format(picture) : put(kUnknown);
 }
 
 bool CTimeFormatter::putEra() {
     char16_t era[kLocaleTextSize];
-    const bool isKnown = isAnswered(Platform::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_USE_ALT_CALENDAR,
-                                                             &time, u"gg", era, kLocaleTextSize));
+    const bool isKnown = isAnswered([&] {
+        return Platform::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_USE_ALT_CALENDAR, &time, u"gg", era,
+                                        kLocaleTextSize);
+    });
     return put(isKnown ? asText(era) : kUnknown);
 }
 

@@ -161,7 +161,7 @@ TARNKIT_API void SetAttributes(const CUnicodeString& name, DWORD attributes);
 /// Removes a file.
 TARNKIT_API void Remove(const CUnicodeString& name);
 TARNKIT_API void RemoveIgnoreErrors(const CUnicodeString& name);
-/// Replaces an existing target.
+/// Replaces an existing target; where this user may write the target but not replace it, overwrites it.
 TARNKIT_API void Copy(const CUnicodeString& from, const CUnicodeString& to);
 /// Refuses an existing target.
 TARNKIT_API void Move(const CUnicodeString& from, const CUnicodeString& to);

@@ -27,9 +27,10 @@ TARNKIT_API CUnicodeString GetTemporaryDir();
 TARNKIT_API void SetTemporaryDir(const CUnicodeString& dir);
 
 /// Creates an empty file with a unique name that nobody can guess, and returns its full name. The name begins
-/// with the first three units of `prefix`, or with "tmp" if `prefix` is null or empty. Only the owner can
-/// read the file. Raises `ERR_CREATE_TEMP_FILE`. The first file in a directory also removes the temporary
-/// files that processes which were killed have left there.
+/// with the first three units of `prefix`, or with "tmp" if `prefix` is null or empty. On POSIX, only the
+/// owner can read the file; on Windows, whoever may read new files in that directory. Raises
+/// `ERR_CREATE_TEMP_FILE`. The first file in a directory also removes the temporary files that processes
+/// which were killed have left there.
 TARNKIT_API CUnicodeString New(const char16_t* prefix);
 TARNKIT_API CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix);
 
@@ -42,10 +43,11 @@ TARNKIT_API void Delete(const CUnicodeString& name);
 
 /// Stores a temporary file on the disk, gives it its final name in one step, replacing an existing file, and
 /// forgets it: at every moment, also after a power cut, the final name stands for the whole old or the whole
-/// new file. The new file gets the old one's mode, owner, group, access-control list and extended attributes
-/// as far as the system allows. If the name is a symbolic link, the file that it leads to is replaced. If
-/// this fails, a `CFileException*` says why, and both files keep their names and contents. A read-only file
-/// is not replaced.
+/// new file. On POSIX, the new file gets the old one's mode, owner, group, access-control list and extended
+/// attributes as far as the system allows; on Windows, the access-control list and some attributes. If the
+/// name is a symbolic link, the file that it leads to is replaced. If this fails, a `CFileException*` says
+/// why, and both files keep their names and contents, unless it is the disk that fails at the very end. A
+/// read-only file is not replaced.
 TARNKIT_API void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permanentName);
 
 /// Forgets the directory of `SetTemporaryDir` and removes all temporary files. Those that cannot be removed

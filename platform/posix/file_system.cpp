@@ -1,8 +1,10 @@
 // Files and directories by name: attributes, removal, copying, moving and creation.
 #include "platform/platform.h"
 #include "platform/posix/files/deletion_claim.h"
+#include "platform/posix/files/links.h"
 #include "platform/posix/files/open_file.h"
 #include "platform/posix/files/paths.h"
+#include "platform/posix/files/security.h"
 #include "platform/posix/files/shares.h"
 #include "platform/posix/support/error_codes.h"
 
@@ -22,12 +24,22 @@ namespace {
 
 constexpr unsigned kPermissions = 0777;
 constexpr unsigned kWriteBits = S_IWUSR | S_IWGRP | S_IWOTH;
+constexpr unsigned kOwnerOnly = S_IRUSR | S_IWUSR;
 constexpr int kMostTries = 100;
 constexpr DWORD kMoveFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH;
 
 DWORD codeOfLastCall(int result) { return result == 0 ? DWORD{ERROR_SUCCESS} : CodeOf(errno); }
 
-DWORD deleteFile(const char16_t* text) {
+/// Repeats what has found names changed by others meanwhile.
+template<class Attempt>
+DWORD untilNamesStay(Attempt attempt) {
+    for (int i = 0; i < kMostTries; i++)
+        if (const DWORD code = attempt(); code != kNameChanged)
+            return code;
+    return ERROR_SHARING_VIOLATION;
+}
+
+DWORD tryDelete(const char16_t* text) {
     Name name;
     if (const DWORD code = Find(text, name); code != ERROR_SUCCESS)
         return code;
@@ -39,6 +51,10 @@ DWORD deleteFile(const char16_t* text) {
     if (const DWORD code = claim.Take(name.path.c_str(), name.entry); code != ERROR_SUCCESS)
         return code;
     return codeOfLastCall(unlink(name.path.c_str()));
+}
+
+DWORD deleteFile(const char16_t* text) {
+    return untilNamesStay([&] { return tryDelete(text); });
 }
 
 DWORD makeDirectory(const char16_t* text) {
@@ -86,17 +102,41 @@ DWORD setAttributes(const char16_t* text, DWORD attributes) {
     return codeOfLastCall(chmod(name.path.c_str(), readOnly ? mode & ~kWriteBits : WritableMode(mode)));
 }
 
-/// The absolute path on disk of the file that the name refers to.
-DWORD followLinks(const Name& name, String& path) {
-    path = name.path;
-    if (!name.entry.IsLink())
+/// The folder of a path, for storing what happens in it. It is opened before that, so that whatever prevents
+/// it from being stored at all does so before anything has changed.
+class StoredFolder {
+public:
+    StoredFolder() = default;
+    ~StoredFolder() {
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+    StoredFolder(const StoredFolder&) = delete;
+    StoredFolder& operator=(const StoredFolder&) = delete;
+
+    DWORD Open(const String& path) {
+        do
+            descriptor = open(ParentOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        while (descriptor < 0 && errno == EINTR);
+        isUnreadable = descriptor < 0 && errno == EACCES;
+        return descriptor >= 0 || isUnreadable ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
+    }
+
+    DWORD Store() const {
+        if (isUnreadable)
+            sync(); // stores all folders
+        while (descriptor >= 0 && fsync(descriptor) != 0)
+            if (errno == EINVAL || errno == EROFS)
+                break; // a file system that stores folders in another way
+            else if (errno != EINTR)
+                return CodeOf(errno);
         return ERROR_SUCCESS;
-    const std::unique_ptr<char, decltype(&std::free)> real(realpath(name.path.c_str(), nullptr), &std::free);
-    if (real == nullptr)
-        return CodeOf(errno);
-    path = real.get();
-    return ERROR_SUCCESS;
-}
+    }
+
+private:
+    int descriptor = -1;
+    bool isUnreadable = false;
+};
 
 /// Renames without replacing anything, even on a file system that cannot do so in one step.
 int renameToFree(const String& from, const String& to) {
@@ -164,49 +204,50 @@ private:
     String path;
 };
 
-/// Sets the owner, the permissions and the time of the last write of a copy as far as the system allows, so
-/// that another user's file remains that user's.
-DWORD giveProperties(const OpenFile& copy, unsigned owner, unsigned group, unsigned mode,
-                     const FILETIME& write) {
+/// Sets the time of the last write as far as the system allows.
+DWORD finish(const OpenFile& copy, const FILETIME& write) {
     timespec times[2] = {{}, ToTimespec(write)};
     times[0].tv_nsec = UTIME_OMIT;
-    const auto isDone = [](int result) { return result == 0 || errno == EPERM; };
-    const bool succeeded = isDone(fchown(copy.descriptor, owner, group)) &&
-                           isDone(fchmod(copy.descriptor, mode)) && isDone(futimens(copy.descriptor, times));
-    return succeeded ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
+    return futimens(copy.descriptor, times) == 0 || errno == EPERM ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
 }
 
-/// What a copy is for. A file that is being moved keeps its owner and permissions; any other copy is a new
-/// file of this user.
-enum class CopyPurpose { Copy, Move, MoveOver };
+/// Makes a copy read-only as far as the system allows.
+DWORD makeReadOnly(const OpenFile& copy) {
+    FileInformation made;
+    if (const int error = Query(copy.descriptor, made); error != 0)
+        return CodeOf(error);
+    const bool isDone = fchmod(copy.descriptor, made.mode & kPermissions & ~kWriteBits) == 0;
+    return isDone || errno == EPERM ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
+}
 
-/// Copies to a free name, or over what has the name.
-DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& target, CopyPurpose purpose) {
-    const bool moves = purpose != CopyPurpose::Copy;
+/// Copies to a free name, or over what has the name. A file that is being moved, whose path is then `moved`,
+/// keeps its owner and permissions; any other copy is a new file of this user.
+DWORD copyToNew(OpenFile& source, const FileInformation& from, const String& target,
+                const String* moved = nullptr, bool replaces = false) {
     NewCopy copy;
-    if (const DWORD code = copy.Begin(target, from.mode & kPermissions); code != ERROR_SUCCESS)
+    if (const DWORD code = copy.Begin(target, moved != nullptr ? kOwnerOnly : from.mode & kPermissions);
+        code != ERROR_SUCCESS)
         return code;
     if (const DWORD code = CopyContents(source, copy.file); code != ERROR_SUCCESS)
         return code;
-    FileInformation made = from;
-    if (const int error = moves ? 0 : Query(copy.file.descriptor, made); error != 0)
-        return CodeOf(error);
     if (const DWORD code =
-            giveProperties(copy.file, made.owner, made.group, made.mode & kPermissions, from.write);
+            moved != nullptr ? CopySecurity(*moved, from, copy.file.descriptor) : DWORD{ERROR_SUCCESS};
         code != ERROR_SUCCESS)
         return code;
+    if (const DWORD code = finish(copy.file, from.write); code != ERROR_SUCCESS)
+        return code;
     // The copy of a file that is being moved is stored before the original is removed.
-    if (moves && fdatasync(copy.file.descriptor) != 0)
+    if (moved != nullptr && fdatasync(copy.file.descriptor) != 0)
         return CodeOf(errno);
     if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
         return code;
-    return purpose == CopyPurpose::MoveOver ? copy.Replace(target) : copy.TakeName(target);
+    return replaces ? copy.Replace(target) : copy.TakeName(target);
 }
 
 /// Copies into the open file itself: a device, or a file in a directory where no new file can be created or
 /// take its name.
-DWORD copyInPlace(OpenFile& source, const FileInformation& from, OpenFile& opened, const FileInformation& old,
-                  unsigned mode) {
+DWORD copyInPlace(OpenFile& source, const FileInformation& from, OpenFile& opened,
+                  const FileInformation& old) {
     if (!opened.isRegular)
         return CopyContents(source, opened);
     // A full disk is reported before a byte of the old contents is lost.
@@ -217,7 +258,40 @@ DWORD copyInPlace(OpenFile& source, const FileInformation& from, OpenFile& opene
         return code;
     if (const DWORD code = Resize(opened, opened.position); code != ERROR_SUCCESS)
         return code;
-    return giveProperties(opened, old.owner, old.group, mode, from.write);
+    if (const DWORD code = from.IsReadOnly() ? makeReadOnly(opened) : DWORD{ERROR_SUCCESS};
+        code != ERROR_SUCCESS)
+        return code;
+    if (fdatasync(opened.descriptor) != 0 && errno != EINVAL && errno != EROFS)
+        return CodeOf(errno);
+    return finish(opened, from.write);
+}
+
+/// Copies beside the file at `path` and puts the copy in its place. `isRefused` says that the file must be
+/// overwritten instead.
+DWORD copyBeside(OpenFile& source, const FileInformation& from, const FileInformation& old,
+                 const String& path, bool& isRefused) {
+    NewCopy copy;
+    const DWORD begun = copy.Begin(path, kOwnerOnly);
+    isRefused = begun == ERROR_ACCESS_DENIED || begun == ERROR_WRITE_PROTECT;
+    if (begun != ERROR_SUCCESS)
+        return begun;
+    if (const DWORD code = CopyContents(source, copy.file); code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = CopySecurity(path, old, copy.file.descriptor); code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = from.IsReadOnly() ? makeReadOnly(copy.file) : DWORD{ERROR_SUCCESS};
+        code != ERROR_SUCCESS)
+        return code;
+    if (const DWORD code = finish(copy.file, from.write); code != ERROR_SUCCESS)
+        return code;
+    // The copy is stored before it replaces the old file.
+    if (fdatasync(copy.file.descriptor) != 0)
+        return CodeOf(errno);
+    if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
+        return code;
+    const DWORD code = copy.Replace(path);
+    isRefused = code == ERROR_ACCESS_DENIED || code == ERROR_BUSY;
+    return code;
 }
 
 /// Copies over the file at `path`, which the caller has open exclusively.
@@ -225,25 +299,10 @@ DWORD copyOver(OpenFile& source, const FileInformation& from, OpenFile& opened, 
     FileInformation old;
     if (const int error = Query(opened.descriptor, old); error != 0)
         return CodeOf(error);
-    const unsigned mode = old.mode & kPermissions & (from.IsReadOnly() ? ~kWriteBits : ~0U);
-    NewCopy copy;
-    const DWORD begun = opened.isRegular ? copy.Begin(path, mode | S_IWUSR) : DWORD{ERROR_ACCESS_DENIED};
-    if (begun == ERROR_ACCESS_DENIED)
-        return copyInPlace(source, from, opened, old, mode);
-    if (begun != ERROR_SUCCESS)
-        return begun;
-    if (const DWORD code = CopyContents(source, copy.file); code != ERROR_SUCCESS)
-        return code;
-    if (const DWORD code = giveProperties(copy.file, old.owner, old.group, mode, from.write);
-        code != ERROR_SUCCESS)
-        return code;
-    // The copy is stored before it replaces the old file.
-    if (fdatasync(copy.file.descriptor) != 0)
-        return CodeOf(errno);
-    if (const DWORD code = copy.file.Shut(); code != ERROR_SUCCESS)
-        return code;
-    const DWORD replaced = copy.Replace(path);
-    return replaced == ERROR_ACCESS_DENIED ? copyInPlace(source, from, opened, old, mode) : replaced;
+    bool isRefused = !opened.isRegular;
+    const DWORD code =
+        isRefused ? DWORD{ERROR_ACCESS_DENIED} : copyBeside(source, from, old, path, isRefused);
+    return isRefused ? copyInPlace(source, from, opened, old) : code;
 }
 
 DWORD tryCopy(OpenFile& source, const FileInformation& information, const char16_t* to, BOOL failIfExists) {
@@ -251,20 +310,30 @@ DWORD tryCopy(OpenFile& source, const FileInformation& information, const char16
     const DWORD code = Find(to, target);
     if (code == ERROR_FILE_NOT_FOUND)
         return target.endsWithSeparator ? DWORD{ERROR_INVALID_NAME}
-                                        : copyToNew(source, information, target.path, CopyPurpose::Copy);
+                                        : copyToNew(source, information, target.path);
     if (code != ERROR_SUCCESS)
         return code;
     if (failIfExists)
         return ERROR_FILE_EXISTS;
+    String path;
+    if (const DWORD failure = FollowLinks(target, path); failure != ERROR_SUCCESS)
+        return failure;
     Owned<OpenFile> opened;
     bool existed;
     if (const DWORD failure = Open(to, GENERIC_WRITE, 0,
                                    target.IsBrokenLink() ? CREATE_ALWAYS : OPEN_EXISTING, 0, opened, existed);
         failure != ERROR_SUCCESS)
         return failure;
-    String path;
-    if (const DWORD failure = followLinks(target, path); failure != ERROR_SUCCESS)
-        return failure;
+    // Whoever may rename things here must not turn the name into a link in the very moment of opening.
+    FileInformation now;
+    FileInformation there;
+    int error = Query(opened->descriptor, now);
+    if (error == 0)
+        error = Query(path.c_str(), there, AT_SYMLINK_NOFOLLOW);
+    if (error == 0 && IsOfProcess(there))
+        error = Query(path.c_str(), there);
+    if (error != 0 || !there.IsSameFile(now))
+        return error == 0 || error == ENOENT ? kNameChanged : CodeOf(error);
     const DWORD result = copyOver(source, information, *opened, path);
     if (result != ERROR_SUCCESS && !existed)
         unlink(path.c_str());
@@ -281,12 +350,10 @@ DWORD copyFile(const char16_t* from, const char16_t* to, BOOL failIfExists) {
     FileInformation information;
     if (const int error = Query(source->descriptor, information); error != 0)
         return CodeOf(error);
-    for (int i = 0; i < kMostTries; i++) {
+    return untilNamesStay([&] {
         const DWORD code = tryCopy(*source, information, to, failIfExists);
-        if (code != ERROR_ALREADY_EXISTS)
-            return code;
-    }
-    return ERROR_SHARING_VIOLATION;
+        return code == ERROR_ALREADY_EXISTS ? kNameChanged : code;
+    });
 }
 
 /// Where a file is moved to, and what is there now, if it is to be replaced.
@@ -298,6 +365,9 @@ struct MoveTarget {
 
 /// Moves to another file system: a file is copied and a symbolic link recreated; nothing else can be moved.
 DWORD moveAcross(const char16_t* text, const Name& from, const MoveTarget& to) {
+    StoredFolder folder;
+    if (const DWORD code = folder.Open(to.path); code != ERROR_SUCCESS)
+        return code;
     if (from.entry.IsLink() && !to.replaces) {
         char text8[PATH_MAX];
         const ssize_t size = readlink(from.path.c_str(), text8, sizeof text8);
@@ -311,13 +381,15 @@ DWORD moveAcross(const char16_t* text, const Name& from, const MoveTarget& to) {
         if (const DWORD code = Open(text, GENERIC_READ, kAllAccesses, OPEN_EXISTING, 0, source, existed);
             code != ERROR_SUCCESS)
             return code;
-        const CopyPurpose purpose = to.replaces ? CopyPurpose::MoveOver : CopyPurpose::Move;
-        if (const DWORD code = copyToNew(*source, from.entry, to.path, purpose); code != ERROR_SUCCESS)
+        if (const DWORD code = copyToNew(*source, from.entry, to.path, &from.path, to.replaces);
+            code != ERROR_SUCCESS)
             return code;
     } else {
         return ERROR_NOT_SAME_DEVICE;
     }
-    // The new file is complete; if the old one cannot be removed, both exist.
+    if (const DWORD code = folder.Store(); code != ERROR_SUCCESS)
+        return code;
+    // The new file is complete and will stay; if the old one cannot be removed, both exist.
     unlink(from.path.c_str());
     return ERROR_SUCCESS;
 }
@@ -343,28 +415,6 @@ DWORD findMoveTarget(const char16_t* text, const Name& from, bool mayReplace, Mo
     return !isItself && (isProtected || from.IsDirectory()) ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
-/// The folder of a path, for storing what happens in it. What cannot be opened or stored, the system stores
-/// in its own time.
-class StoredFolder {
-public:
-    explicit StoredFolder(const String& path)
-        : descriptor(open(ParentOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
-    ~StoredFolder() {
-        if (descriptor >= 0)
-            close(descriptor);
-    }
-    StoredFolder(const StoredFolder&) = delete;
-    StoredFolder& operator=(const StoredFolder&) = delete;
-
-    void Store() const {
-        while (descriptor >= 0 && fsync(descriptor) != 0 && errno == EINTR) {
-        }
-    }
-
-private:
-    int descriptor;
-};
-
 /// Two names of one file stay as they are when one is moved over the other, so the first is removed.
 int moveOver(const Name& from, const MoveTarget& to) {
     const bool isSameFile = from.entry.IsSameFile(to.replaced.entry);
@@ -382,17 +432,18 @@ DWORD move(const char16_t* fromText, const Name& from, const MoveTarget& to, DWO
     if (const DWORD code =
             to.replaces ? claims[1].Take(to.path.c_str(), to.replaced.entry) : DWORD{ERROR_SUCCESS};
         code != ERROR_SUCCESS)
-        return code == ERROR_SHARING_VIOLATION ? DWORD{ERROR_ACCESS_DENIED} : code;
+        return code == ERROR_SHARING_VIOLATION ? DWORD{ERROR_ACCESS_DENIED}
+               : code == ERROR_FILE_NOT_FOUND  ? kNameChanged
+                                               : code;
     const int error = to.replaces ? moveOver(from, to) : renameToFree(from.path, to.path);
-    if (error != EXDEV)
-        return CodeOf(error);
-    return (flags & MOVEFILE_COPY_ALLOWED) != 0 ? moveAcross(fromText, from, to)
-                                                : DWORD{ERROR_NOT_SAME_DEVICE};
+    const DWORD code = error != EXDEV                         ? CodeOf(error)
+                       : (flags & MOVEFILE_COPY_ALLOWED) != 0 ? moveAcross(fromText, from, to)
+                                                              : DWORD{ERROR_NOT_SAME_DEVICE};
+    const bool wasFree = code == ERROR_ALREADY_EXISTS && (flags & MOVEFILE_REPLACE_EXISTING) != 0;
+    return wasFree ? kNameChanged : code;
 }
 
-DWORD moveFile(const char16_t* fromText, const char16_t* toText, DWORD flags) {
-    if ((flags & ~kMoveFlags) != 0)
-        return ERROR_INVALID_PARAMETER;
+DWORD tryMove(const char16_t* fromText, const char16_t* toText, DWORD flags) {
     Name from;
     if (const DWORD code = Find(fromText, from); code != ERROR_SUCCESS)
         return code;
@@ -403,14 +454,21 @@ DWORD moveFile(const char16_t* fromText, const char16_t* toText, DWORD flags) {
     for (const String* path : {&std::as_const(from.path), &std::as_const(to.path)})
         if (const DWORD code = CheckParentWritable(*path); code != ERROR_SUCCESS)
             return code;
-    if ((flags & MOVEFILE_WRITE_THROUGH) == 0)
-        return move(fromText, from, to, flags);
-    const StoredFolder newFolder(to.path);
-    const StoredFolder oldFolder(from.path);
-    const DWORD code = move(fromText, from, to, flags);
-    newFolder.Store(); // first: the file must not lose its old name before it has the new one
-    oldFolder.Store();
+    StoredFolder folders[2]; // the new one first: the file must not lose its old name before it has that
+    if ((flags & MOVEFILE_WRITE_THROUGH) != 0)
+        for (int i = 0; i < 2; i++)
+            if (const DWORD code = folders[i].Open(i == 0 ? to.path : from.path); code != ERROR_SUCCESS)
+                return code;
+    DWORD code = move(fromText, from, to, flags);
+    for (int i = 0; i < 2 && code == ERROR_SUCCESS; i++)
+        code = folders[i].Store();
     return code;
+}
+
+DWORD moveFile(const char16_t* from, const char16_t* to, DWORD flags) {
+    if ((flags & ~kMoveFlags) != 0)
+        return ERROR_INVALID_PARAMETER;
+    return untilNamesStay([&] { return tryMove(from, to, flags); });
 }
 
 } // namespace

@@ -137,7 +137,7 @@ private:
             return enter(current.Descriptor(), name.c_str());
         DeletionClaim claim;
         if (const DWORD code = claim.Take(name.c_str(), entry, current.Descriptor()); code != ERROR_SUCCESS)
-            return code;
+            return code == kNameChanged ? DWORD{ERROR_SHARING_VIOLATION} : code;
         return unlinkCurrent(0);
     }
 

@@ -32,6 +32,12 @@ void copyAccessList(const char16_t* model, const char16_t* file) {
     LocalFree(descriptor);
 }
 
+// A name that does not exist, or that cannot, is no link.
+bool isAboutMissingName(DWORD code) {
+    return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND || code == ERROR_INVALID_NAME ||
+           code == ERROR_BAD_NETPATH || code == ERROR_BAD_NET_NAME;
+}
+
 } // namespace
 
 BOOL CopyFileSecurityW(const char16_t* model, const char16_t* file) {
@@ -44,14 +50,23 @@ BOOL CopyFileSecurityW(const char16_t* model, const char16_t* file) {
 
 DWORD GetLinkTargetW(const char16_t* link, DWORD size, char16_t* path) {
     const DWORD attributes = ::GetFileAttributesW(wide(link));
-    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
+    const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
+    if (!isThere || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+        if (isThere || isAboutMissingName(::GetLastError()))
+            ::SetLastError(ERROR_SUCCESS);
         return 0;
+    }
     const HANDLE file = ::CreateFileW(wide(link), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    if (file == INVALID_HANDLE_VALUE) {
+        if (isAboutMissingName(::GetLastError()))
+            ::SetLastError(ERROR_CANT_RESOLVE_FILENAME); // the link is there, what it leads to is not
         return 0;
+    }
     DWORD length = GetFinalPathNameByHandleW(file, wide(path), size, FILE_NAME_NORMALIZED);
+    const DWORD code = ::GetLastError();
     ::CloseHandle(file);
+    ::SetLastError(length == 0 ? code : ERROR_SUCCESS);
     if (length < kDevicePrefix || length >= size)
         return length < kDevicePrefix ? 0 : length;
     // The prefix is for names that no other call takes: "\\?\C:\x" is C:\x, "\\?\UNC\server" is \\server.

@@ -34,7 +34,7 @@ const std::pair<std::set<std::string_view>, std::vector<int>> kFaults[] = {
     {{"opendir", "fdopendir", "iconv_open"}, {EMFILE, ENOMEM}},
     {{"readdir64", "fstatvfs64", "lseek64", "futimens"}, {EIO}},
     {{"unlink", "unlinkat", "rmdir", "statx", "stat64", "lstat64", "fstat64", "chmod", "fchmod", "fchown",
-      "readlink", "realpath", "getcwd", "dlopen"},
+      "fsetxattr", "fremovexattr", "readlink", "realpath", "getcwd", "dlopen"},
      {EIO, EACCES}}};
 
 const std::vector<int>& faultsOf(std::string_view call) {

@@ -18,9 +18,11 @@ constexpr unsigned kMostChanges = 12; // of folders, that may be missing at a ti
 
 class CDisk : public CCallHook {
 public:
-    CDisk(const Path& ofDocument, bool isNew) : document(ofDocument) {
-        if (!isNew)
-            stored[document] = names[document] = add(BytesOf(document));
+    /// If the document is not there, it may be in `source`.
+    CDisk(const Path& ofDocument, const Path& source = {}) : places{ofDocument, source} {
+        for (const Path& path : places)
+            if (fs::exists(path))
+                stored[path] = names[path] = add(BytesOf(path));
     }
 
     int Before(CCall&) override { return 0; }
@@ -73,7 +75,7 @@ private:
         std::vector<std::pair<Path, int>> entries; // -1 for a name that is gone
     };
 
-    const Path document;
+    const Path places[2]; // of the document
     std::vector<CInode> inodes;
     std::map<int, int> files;    // by descriptor
     std::map<int, Path> folders; // the same
@@ -144,11 +146,10 @@ private:
             for (unsigned i = 0; i < changes.size(); i++)
                 if ((subset >> i & 1) != 0)
                     apply(changes[i], entries);
-            const auto found = entries.find(document);
-            const bool isThere = found != entries.end() && found->second >= 0;
-            present.insert(!isThere                         ? kMissing
-                           : inodes[found->second].isStored ? inodes[found->second].contents
-                                                            : kTorn);
+            const auto place = std::ranges::find_if(
+                places, [&](const Path& path) { return entries.contains(path) && entries[path] >= 0; });
+            const CInode* inode = place != std::end(places) ? &inodes[entries[*place]] : nullptr;
+            present.insert(inode == nullptr ? kMissing : inode->isStored ? inode->contents : kTorn);
         }
         all.insert(present.begin(), present.end());
     }
@@ -218,7 +219,7 @@ TEST_P(DiskModel, ADocumentIsWholeWheneverThePowerFails) {
                 WriteBytes(document, old);
             if (isLink)
                 fs::create_symlink("document", folder / "link");
-            CDisk disk(document, isNew);
+            CDisk disk(document);
             {
                 const CHookedCalls hooked(disk);
                 save.save(Full(isLink ? "link" : "document"));
@@ -232,6 +233,22 @@ TEST_P(DiskModel, ADocumentIsWholeWheneverThePowerFails) {
             EXPECT_TRUE(!isLink || fs::is_symlink(folder / "link"));
             TempFile::DeleteAll();
         }
+}
+
+class DiskModelOfAMove : public FolderTest {};
+
+TEST_F(DiskModelOfAMove, AMovedFileIsSomewhereWheneverThePowerFails) {
+    const Path source = "/dev/shm/tarnkit-moved-" + std::to_string(getpid());
+    const Path document = fs::canonical(folder) / "document";
+    WriteBytes(source, "moved");
+    CDisk disk(document, source);
+    {
+        const CHookedCalls hooked(disk);
+        FileSystem::Move(NameOf(source), NameOf(document));
+    }
+    EXPECT_EQ(disk.all, std::set<Bytes>{"moved"});
+    EXPECT_EQ(BytesOf(document), "moved");
+    EXPECT_GE(disk.steps, 5);
 }
 
 INSTANTIATE_TEST_SUITE_P(Disk, DiskModel, testing::Bool(),

@@ -11,6 +11,9 @@
 
 namespace Tarn::Platform::Posix {
 
+/// Not a system code: the name no longer leads to what it did.
+inline constexpr DWORD kNameChanged = 0xFFFFFFFF;
+
 class DeletionClaim {
 public:
     DeletionClaim() = default;
@@ -23,26 +26,41 @@ public:
         }
     }
 
-    /// Claims what the path, seen from the open directory, is the name of. `entry` is what it was before.
+    /// Claims what the path, seen from the open directory, is the name of. `entry` is what it was before; it
+    /// must still be that, or the result is kNameChanged or ERROR_FILE_NOT_FOUND.
     DWORD Take(const char* path, const FileInformation& entry, int directory = AT_FDCWD) {
         if (!entry.IsRegular())
             return ERROR_SUCCESS;
-        descriptor = openat(directory, path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+        // What has become a pipe meanwhile must not be waited for.
+        constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+        descriptor = openat(directory, path, O_RDONLY | kFlags);
         if (descriptor < 0 && errno == EACCES)
-            descriptor = openat(directory, path, O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
+            descriptor = openat(directory, path, O_WRONLY | kFlags);
         if (descriptor < 0)
-            return errno == EACCES || errno == ETXTBSY ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
+            return codeOfOpening(errno);
+        FileInformation opened;
+        if (const int error = Query(descriptor, opened); error != 0)
+            return CodeOf(error);
+        if (!opened.IsSameFile(entry) || !opened.IsRegular()) // the number of a file is soon given to another
+            return kNameChanged;
         if (const DWORD code = Claim(descriptor, kDeletes, kAllAccesses); code != ERROR_SUCCESS)
             return code;
-        FileInformation opened;
         FileInformation now;
-        const bool isStillThere = Query(descriptor, opened) == 0 &&
-                                  Query(path, now, AT_SYMLINK_NOFOLLOW, directory) == 0 &&
-                                  now.IsSameFile(opened);
-        return isStillThere ? ERROR_SUCCESS : ERROR_SHARING_VIOLATION;
+        if (const int error = Query(path, now, AT_SYMLINK_NOFOLLOW, directory); error != 0)
+            return CodeOf(error);
+        return now.IsSameFile(entry) ? DWORD{ERROR_SUCCESS} : kNameChanged;
     }
 
 private:
+    static DWORD codeOfOpening(int error) {
+        if (error == EACCES || error == ETXTBSY)
+            return ERROR_SUCCESS;
+        // A link now; or a file that somebody has leased, who is asked to give it back.
+        return error == ELOOP    ? kNameChanged
+               : error == EAGAIN ? DWORD{ERROR_SHARING_VIOLATION}
+                                 : CodeOf(error);
+    }
+
     int descriptor = -1;
 };
 

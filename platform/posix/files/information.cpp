@@ -62,9 +62,10 @@ DWORD AttributesOf(const FileInformation& entry, const FileInformation& target) 
     return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
 }
 
-// Reading it with umask() would change it for a moment, for all threads.
+// Reading it with umask() would change it for a moment, for all threads. Where it cannot be read otherwise,
+// new files are this user's only.
 unsigned FileModeMask() {
-    unsigned mask = 022;
+    unsigned mask = 077;
     if (FILE* status = std::fopen("/proc/self/status", "re"); status != nullptr) {
         char line[128];
         while (std::fgets(line, sizeof line, status) != nullptr)

@@ -31,6 +31,16 @@ protected:
     }
 };
 
+// An access-control list as the system takes it, with an entry for user 65534.
+using List = std::vector<unsigned>;
+constexpr const char* kAccessList = "system.posix_acl_access";
+List accessList(unsigned owner, unsigned user, unsigned group, unsigned mask, unsigned others) {
+    return {2,   1 | owner << 16, ~0U, 2 | user << 16,    65534, 4 | group << 16,
+            ~0U, 16 | mask << 16, ~0U, 32 | others << 16, ~0U};
+}
+
+const Tarn::CCapability kOtherUsers{geteuid() == 0 ? nullptr : "only root can be somebody else"};
+
 } // namespace
 
 TEST_F(PosixFiles, EveryNameOnDiskIsTranslatedThereAndBack) {
@@ -149,7 +159,6 @@ TEST_F(PosixFiles, AFolderWithoutWriteBitsIsNotChangedEvenByRoot) {
 }
 
 TEST_F(PosixFiles, AFileThatEverybodyMayWriteStaysItsOwnersWhenAnotherUserDoes) {
-    const Tarn::CCapability kOtherUsers{geteuid() == 0 ? nullptr : "only root can be somebody else"};
     TARNKIT_TEST_NEEDS(kOtherUsers);
     constexpr uid_t kOtherUser = 65534;
     chmod("files/file", 0666);
@@ -169,6 +178,70 @@ TEST_F(PosixFiles, AFileThatEverybodyMayWriteStaysItsOwnersWhenAnotherUserDoes) 
     struct stat status {};
     EXPECT_EQ(stat("files/folder/file", &status), 0);
     EXPECT_EQ(status.st_uid, 0U);
+}
+
+TEST_F(PosixFiles, ALinkThatAnotherUserHasPutWhereEverybodyMayIsNotFollowed) {
+    TARNKIT_TEST_NEEDS(kOtherUsers);
+    put(base + u"source", "new");
+    fs::create_symlink("../file", "files/folder/link");
+    const std::tuple<mode_t, uid_t, uid_t, DWORD> rows[] = {// of the folder; the owners of that and the link
+                                                            {01777, 0, 65534, ERROR_ACCESS_DENIED},
+                                                            {01777, 65533, 65534, ERROR_ACCESS_DENIED},
+                                                            {01777, 65534, 65534, 0},
+                                                            {01777, 65534, 0, 0},
+                                                            {01755, 0, 65534, 0},
+                                                            {0777, 0, 65534, 0}};
+    for (const auto& [mode, ownerOfFolder, ownerOfLink, code] : rows) {
+        put(base + u"file", "old");
+        chown("files/folder", ownerOfFolder, 0), lchown("files/folder/link", ownerOfLink, 0);
+        chmod("files/folder", mode);
+        char16_t path[MAX_PATH];
+        EXPECT_EQ(
+            codeOf([&] { return P::GetLinkTargetW((base + u"folder\\link").c_str(), MAX_PATH, path) != 0; }),
+            code);
+        EXPECT_EQ(with(copyOver)(u"source", u"folder\\link"), code);
+        EXPECT_EQ(get(base + u"file"), code == 0 ? "new" : "old");
+    }
+}
+
+TEST_F(PosixFiles, AnAccessListStaysAndHandsNothingToAnotherGroup) {
+    TARNKIT_TEST_NEEDS(kOtherUsers);
+    const auto expectList = [](const char* file, const char* attribute, const List& list) {
+        List found(list.size() + 1);
+        const ssize_t size = getxattr(file, attribute, found.data(), found.size() * sizeof found[0]);
+        found.resize(static_cast<std::size_t>(std::max<ssize_t>(size, 0)) / sizeof found[0]);
+        EXPECT_EQ(found, list) << file;
+    };
+    put(base + u"source", "new");
+    chmod("files", 0777), chmod(".", 0755);
+    for (const bool isMember : {false, true})
+        for (const bool copies : {false, true}) {
+            const char* const made = copies ? "files/doc" : "files/temp";
+            fs::remove(made), put(base + u"doc", "old");
+            ASSERT_EQ(chown("files/doc", 1000, 4242), 0);
+            List list = accessList(6, 6, 6, 6, 0);
+            const List note = {7};
+            ASSERT_EQ(setxattr("files/doc", kAccessList, list.data(), list.size() * 4, 0), 0);
+            ASSERT_EQ(setxattr("files/doc", "user.note", note.data(), 4, 0), 0);
+            ASSERT_TRUE(setegid(isMember ? 4242 : 0) == 0 && seteuid(65534) == 0);
+            const DWORD code =
+                copies ? codeOf([] { return copyOver(u"files\\source", u"files\\doc"); })
+                       : Opened(u"files\\temp", kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY).Failure();
+            EXPECT_TRUE(copies || P::CopyFileSecurityW(u"files\\doc", u"files\\temp"));
+            EXPECT_TRUE(seteuid(0) == 0 && setegid(0) == 0);
+            EXPECT_EQ(code, 0U);
+            expectList(made, kAccessList, accessList(6, 6, isMember ? 6 : 0, 6, 0));
+            expectList(made, "user.note", note);
+        }
+    // What a folder prescribes for new files goes before the mask.
+    const List list = accessList(7, 7, 5, 7, 0);
+    ASSERT_EQ(setxattr("files/folder", "system.posix_acl_default", list.data(), list.size() * 4, 0), 0);
+    put(base + u"folder\\opened", "");
+    Opened(base + u"folder\\temp", kWrite, 0, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY).Close();
+    EXPECT_EQ(with(P::CopyFileSecurityW)(u"folder\\none", u"folder\\temp"), 0U);
+    EXPECT_EQ(modeOf("files/folder/temp"), modeOf("files/folder/opened"));
+    for (const char* file : {"files/folder/opened", "files/folder/temp"})
+        expectList(file, kAccessList, accessList(6, 7, 5, 6, 0));
 }
 
 TEST_F(PosixFiles, CopiesAndAttributesKeepThePermissionsOfAFile) {
@@ -217,17 +290,43 @@ TEST_F(PosixFiles, AReplacementTakesOverWhoMayDoWhatWithTheOldFile) {
 }
 
 TEST_F(PosixFiles, ANameIsFollowedThroughLinksAndTwoNamesOfOneFileBecomeOne) {
+    using Target = std::pair<Text, DWORD>; // or the failure
     const auto targetOf = [this](const char16_t* link) {
         char16_t path[MAX_PATH];
         const DWORD length = P::GetLinkTargetW((base + link).c_str(), MAX_PATH, path);
-        return Text(path, length);
+        return Target(Text(path, length), length == 0 ? P::GetLastError() : 0);
     };
-    fs::create_symlink("to next", "files/to link");
-    fs::create_symlink(fs::absolute("files/folder/missing"), "files/to next");
-    fs::create_symlink("loop", "files/loop");
-    EXPECT_TRUE(targetOf(u"to link").ends_with(u"files\\folder\\missing"));
-    for (const char16_t* name : {u"file", u"folder", u"none", u"loop"})
-        EXPECT_EQ(targetOf(name), u"");
+    const fs::path here = fs::canonical("files");
+    int pipes[2];
+    ASSERT_EQ(pipe(pipes), 0);
+    fs::create_directories("files/folder/deep");
+    const std::pair<fs::path, const char*> links[] = {
+        {"to next", "to link"},
+        {here / "folder/missing", "to next"},
+        {"loop", "loop"},
+        {"folder/deep", "short"}, // so that ".." is not what precedes it in the path
+        {"../target", "folder/deep/up"},
+        {"/" + (here / "file").string(), "slashes"},
+        {"missing/file", "nowhere"},
+        {"/proc/self/fd/" + std::to_string(pipes[0]), "to pipe"}};
+    for (const auto& [text, name] : links)
+        fs::create_symlink(text, fs::path("files") / name);
+    const auto at = [&](const char* path) {
+        Text text = (here / path).u16string();
+        std::replace(text.begin(), text.end(), u'/', u'\\');
+        return Target(text, 0);
+    };
+    EXPECT_EQ(targetOf(u"to link"), at("folder/missing"));
+    EXPECT_EQ(targetOf(u"short\\up"), at("folder/target"));
+    EXPECT_EQ(targetOf(u"slashes"), at("file"));
+    const std::string opened = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(pipes[0]);
+    EXPECT_EQ(targetOf(u"to pipe"), at(opened.c_str()));
+    for (const char16_t* name : {u"file", u"folder", u"none", u"none\\file"})
+        EXPECT_EQ(targetOf(name), Target());
+    constexpr DWORD kUnresolved = 1921;
+    for (const char16_t* name : {u"loop", u"nowhere"})
+        EXPECT_EQ(targetOf(name), Target(u"", kUnresolved));
+    close(pipes[0]), close(pipes[1]);
     fs::create_hard_link("files/file", "files/second");
     EXPECT_EQ(with(replace)(u"second", u"file"), 0U);
     EXPECT_EQ(with(replace)(u"folder", u"file"), ERROR_ACCESS_DENIED);
