@@ -32,7 +32,7 @@ CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
     : name(TempFile::FollowLinks(FileSystem::FullPath(fileName))) {
     const TOldFile old = checkOldFile(name);
     if (old != TOldFile::inPlace)
-        temp = TempFile::TryNewInDir(FileSystem::GetDrivePath(name), nullptr);
+        temp = TempFile::TryNewInDir(TempFile::FolderOf(name), nullptr);
     if (temp.IsEmpty()) {
         const DWORD code = Platform::GetLastError();
         if (old == TOldFile::missing || (old == TOldFile::replaceable && code != ERROR_ACCESS_DENIED))
