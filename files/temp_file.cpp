@@ -491,6 +491,11 @@ void Discard(const CUnicodeString& name) noexcept {
         dispose(name, false);
     } catch (CException* e) {
         e->Delete();
+        // Nobody uses the file any more, so `DeleteAll` may remove it. This takes no memory.
+        tempFiles.Use([&](CTempFiles& all) {
+            for (CTempFile& file : all.files)
+                file.isInternal = file.isInternal && file.name != name;
+        });
     }
 }
 

@@ -14,7 +14,7 @@ CUnicodeString FolderOf(const CUnicodeString& path);
 CUnicodeString TryNewInDir(const CUnicodeString& dir, const char16_t* prefix);
 
 /// Removes a temporary file that has become useless while another failure is on its way. If that cannot be
-/// done, the file stays in the list.
+/// done, the file stays in the list, and `DeleteAll` removes it.
 void Discard(const CUnicodeString& name) noexcept;
 
 /// The file that a name leads to in the end, if it is a symbolic link; otherwise the name itself. Throws if
