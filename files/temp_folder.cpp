@@ -92,7 +92,7 @@ bool excludesOthers(const CUnicodeString& name) {
     return false;
 }
 
-// The lock of a process that is gone, as long as it exists.
+// A file that a process which is gone has left, usually its lock, while nobody else has it open.
 class CLeftLock {
 public:
     explicit CLeftLock(const CUnicodeString& name) : handle(openLock(name, OPEN_EXISTING)) {}
@@ -100,7 +100,8 @@ public:
     CLeftLock(const CLeftLock&) = delete;
     CLeftLock& operator=(const CLeftLock&) = delete;
 
-    /// False if its process lives, or if another user may have made it to get files removed.
+    /// False if its process lives and keeps it open, or if another user may have made it to get files
+    /// removed.
     bool IsOf(const CTempFolder& own) const {
         return handle != INVALID_HANDLE_VALUE && Platform::HaveSameOwner(handle, own.lock);
     }
@@ -145,6 +146,18 @@ void removeFilesOf(const CTempFolder& own, const CUnicodeString& lockName) {
         return;
     lock.Close();
     Platform::DeleteFileW(own.dir + lockName);
+}
+
+// Who is at work on a copy denies its deletion.
+void removeUnfinishedCopy(const CTempFolder& own, const CUnicodeString& name) {
+    const int start = static_cast<int>(std::size(Platform::kUnfinishedCopyPrefix)) - 1;
+    if (name.Left(start) != Platform::kUnfinishedCopyPrefix)
+        return;
+    for (int i = start; i < name.GetLength(); i++)
+        if (CUnicodeString(u"0123456789-").Find(name[i]) < 0)
+            return;
+    if (CLeftLock(own.dir + name).IsOf(own))
+        Platform::DeleteFileW(own.dir + name);
 }
 
 } // namespace
@@ -209,6 +222,8 @@ void RemoveStrayTempFiles(const CTempFolder& own) {
     try {
         forEachFile(own.dir, CUnicodeString(kLockPrefix) + u"*" + kLockExtension,
                     [&](const CUnicodeString& lock) { removeFilesOf(own, lock); });
+        forEachFile(own.dir, CUnicodeString(Platform::kUnfinishedCopyPrefix) + u"*",
+                    [&](const CUnicodeString& copy) { removeUnfinishedCopy(own, copy); });
     } catch (CException* e) { // the next program tries again
         e->Delete();
     }

@@ -353,17 +353,24 @@ const struct CScenario {
          fillFolder();
          result = "stray" + std::to_string(round++) + "/";
          fs::create_directory(place / result);
-         WriteBytes(place / (result + ".tarnkit-00112233445566.lock"), "");
-         WriteBytes(place / (result + "doc00112233445566-1.tmp"), "stray");
+         for (const std::string token : {"00112233445566", "66554433221100"}) {
+             WriteBytes(place / (result + ".tarnkit-" + token + ".lock"), "");
+             WriteBytes(place / (result + "doc" + token + "-1.tmp"), "stray");
+         }
+         // Another user must not have files removed; only root can make one his.
+         const std::string lock = place / (result + ".tarnkit-66554433221100.lock");
+         EXPECT_EQ(chown(lock.c_str(), 65534, 65534) == 0, geteuid() == 0);
      },
      [] {
          TempFile::Delete(TempFile::NewInDir(in(result.c_str()), u"a"));
-         return access((place / (result + "doc00112233445566-1.tmp")).c_str(), F_OK) != 0;
+         return access((place / (result + "doc00112233445566-1.tmp")).c_str(), F_OK) != 0 &&
+                (access((place / (result + "doc66554433221100-1.tmp")).c_str(), F_OK) == 0) ==
+                    (geteuid() == 0);
      },
      // What cannot be removed waits for the next program, with the mark that says what it is.
      [] {
          TState files = filesIn(place / result);
-         if (!files.empty())
+         if (files.contains("doc00112233445566-1.tmp"))
              files["mark"] = fs::exists(place / (result + ".tarnkit-00112233445566.lock")) ? "yes" : "no";
          return files;
      },

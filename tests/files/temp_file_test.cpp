@@ -187,12 +187,12 @@ TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
 
 TEST_F(TempFileTest, OfAProcessThatIsGoneAreRemovedByTheNextOneAndNoOthers) {
     const char* const stray[] = {".tarnkit-00000000000012.lock", "nbk00000000000012-1.tmp",
-                                 "00000000000012-A.tmp", ".tarnkit-.lock"};
+                                 "00000000000012-A.tmp", ".tarnkit-copy-7-1", ".tarnkit-.lock"};
     const char* const kept[] = {
         ".tarnkit-00000000000034.lock", "nbk00000000000034-1.tmp", "nbk00000000000056-1.tmp",
         "nbk00000000000012.tmp",        "00000000000012-1.txt",    "-1.tmp",
         "name00000000000012-1.tmp",     "00000000000012-1-1.tmp",  ".tarnkit-000000000000AB.lock",
-        "nbk000000000000ab-1.tmp",      "nbk000000000000AB-1.tmp"};
+        "nbk000000000000ab-1.tmp",      "nbk000000000000AB-1.tmp", ".tarnkit-copy-of-mine"};
     for (const char* name : stray)
         WriteBytes(folder / name, "");
     for (const char* name : kept)
@@ -200,10 +200,10 @@ TEST_F(TempFileTest, OfAProcessThatIsGoneAreRemovedByTheNextOneAndNoOthers) {
     CFile lock(u".tarnkit-00000000000034.lock", CFile::ForReadingAndWriting | CFile::Exclusive);
     Delete(NewInDir(Full(""), nullptr));
     for (const char* name : stray)
-        EXPECT_EQ(stdfs::exists(folder / name), name == stray[3]) << name;
+        EXPECT_EQ(stdfs::exists(folder / name), name == stray[4]) << name;
     for (const char* name : kept)
         EXPECT_TRUE(stdfs::exists(folder / name)) << name;
-    EXPECT_EQ(std::distance(stdfs::directory_iterator(folder), {}), 13) << "the own mark is gone";
+    EXPECT_EQ(std::distance(stdfs::directory_iterator(folder), {}), 14) << "the own mark is gone";
 }
 
 TEST_F(TempFileTest, StayWhenTheirProcessIsKilledOncePermanentOrKept) {
