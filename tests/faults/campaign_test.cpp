@@ -304,7 +304,7 @@ const struct CScenario {
          return files;
      },
      isSomewhere},
-    {"DelTree", 200,
+    {"DelTree", 150,
      [] {
          fillFolder();
          fs::create_directories(place / "tree" / "branch");
