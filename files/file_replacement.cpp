@@ -38,7 +38,7 @@ CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
     const bool isReplaced = !isThere || (isOnDisk(file) && !TempFile::IsTempFile(name));
     if (isReplaced) {
         file.Close();
-        temp = TempFile::TryNewInDir(FileSystem::GetDrivePath(name), nullptr);
+        temp = TempFile::TryNewInDir(TempFile::FolderOf(name), nullptr);
         if (!temp.IsEmpty()) {
             openTemp();
             return;

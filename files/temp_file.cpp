@@ -16,6 +16,7 @@
 #include "platform/fork.h"
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -26,33 +27,45 @@ namespace {
 constexpr CRequirement require(u"TempFile");
 
 constexpr const char16_t* kDefaultPrefix = u"tmp";
+constexpr const char16_t* kNeverInNames = u"*?<>:\"|\\/";
 
 bool isSameName(const CUnicodeString& a, const CUnicodeString& b) {
     return FileSystem::CmpNames(&a, &b) == 0;
 }
 
-CUnicodeString folderOf(const CUnicodeString& path) { return FileSystem::GetDrivePath(path); }
+// On a disk that tells them apart, names that differ in case are those of different folders. Where two
+// spellings mean one folder, nothing is lost if they count as two.
+bool isSameSpelling(CUnicodeString a, CUnicodeString b) {
+    FileSystem::ForceBackslashes(a);
+    FileSystem::ForceBackslashes(b);
+    return a == b;
+}
 
 constexpr int kMostSearchedFolders = 100;
+
+struct CTempFile {
+    CUnicodeString name; // a full path
+    bool isInternal;     // not made by a client of the library, so not his to remove
+};
 
 // What the process remembers of its temporary files.
 struct CTempFiles {
     CUnicodeString chosenDir;
-    CArray<CUnicodeString> names; // full paths
-    int reserved = 0;             // the names that are about to be added
+    CArray<CTempFile> files;
+    int reserved = 0; // the names that are about to be added
     CArray<CTempFolder> folders;
     CArray<CUnicodeString> searchedFolders; // for what other processes have left
 
     // The index in the list of the file with this full path, or -1.
     int Find(const CUnicodeString& path) const {
-        for (int i = 0; i < names.Size(); i++)
-            if (isSameName(names[i], path))
+        for (int i = 0; i < files.Size(); i++)
+            if (isSameName(files[i].name, path))
                 return i;
         return -1;
     }
     CTempFolder* FindFolder(const CUnicodeString& dir) {
         for (CTempFolder& folder : folders)
-            if (isSameName(folder.dir, dir))
+            if (isSameSpelling(folder.dir, dir))
                 return &folder;
         return nullptr;
     }
@@ -79,14 +92,31 @@ void leaveFolder(const CUnicodeString& dir) {
 }
 
 void removeFromList(const CUnicodeString& path) {
-    const bool wasListed = tempFiles.Use([&](CTempFiles& files) {
-        const int place = files.Find(path);
-        if (place >= 0)
-            files.names.DeleteAt(place);
-        return place >= 0;
+    const CUnicodeString name = tempFiles.Use([&](CTempFiles& all) {
+        const int place = all.Find(path);
+        CUnicodeString found;
+        if (place >= 0) {
+            found = all.files[place].name;
+            all.files.DeleteAt(place);
+        }
+        return found;
     });
-    if (wasListed)
-        leaveFolder(folderOf(path));
+    if (!name.IsEmpty())
+        leaveFolder(FolderOf(name));
+}
+
+// A file that is about to become permanent under a name of the library's, or to be kept: nobody must take it
+// for one that was left behind, even if this process is killed the next moment.
+void protect(const CUnicodeString& path) {
+    const CUnicodeString name = path.Mid(FolderOf(path).GetLength());
+    const bool isDone = tempFiles.Use([&](CTempFiles& all) {
+        for (CTempFolder& folder : all.folders)
+            if (!folder.List(name))
+                return false;
+        return true;
+    });
+    if (!isDone)
+        ThrowFileException(Platform::GetLastError(), path);
 }
 
 // Room in the list for one more name, so that adding it takes no memory.
@@ -95,7 +125,7 @@ public:
     CReservation() {
         CMemoryManagerSwitcher toDefault(nullptr); // outlives every caller
         tempFiles.Use([](CTempFiles& files) {
-            files.names.Reserve(files.names.Size() + files.reserved + 1);
+            files.files.Reserve(files.files.Size() + files.reserved + 1);
             files.reserved++;
         });
     }
@@ -106,8 +136,8 @@ public:
     CReservation(const CReservation&) = delete;
     CReservation& operator=(const CReservation&) = delete;
 
-    void Use(const CUnicodeString& path) {
-        tempFiles.Use([&](CTempFiles& files) { files.names.Add(path); });
+    void Use(const CTempFile& file) {
+        tempFiles.Use([&](CTempFiles& files) { files.files.Add(file); });
     }
 };
 
@@ -116,7 +146,7 @@ bool areTempFilesKept() { return ReadLibraryFlag(u"KeepTempFiles", false); }
 // The full path of a folder as it begins the names of its files.
 CUnicodeString markedFolder(const CUnicodeString& dir) {
     const CUnicodeString path = FileSystem::FullPath(dir);
-    const bool isComplete = path.IsEmpty() || folderOf(path) == path;
+    const bool isComplete = path.IsEmpty() || FolderOf(path) == path;
     return isComplete ? path : path + u"\\";
 }
 
@@ -132,24 +162,28 @@ CUnicodeString nextName(const CUnicodeString& dir, const char16_t* prefix) {
     });
 }
 
-// Puts a mark into a folder, unless another thread has just done so. Returns false with the last error.
-bool enterFolder(const CUnicodeString& dir) {
-    CMemoryManagerSwitcher toDefault(nullptr);
-    const bool isNew = tempFiles.Use([&](CTempFiles& files) {
+// Whether nobody has asked for this folder before. The memory must be the process's own.
+bool isFirstUse(const CUnicodeString& dir) {
+    return tempFiles.Use([&](CTempFiles& files) {
         for (const CUnicodeString& known : files.searchedFolders)
-            if (isSameName(known, dir))
+            if (isSameSpelling(known, dir))
                 return false;
         if (files.searchedFolders.Size() == kMostSearchedFolders)
             files.searchedFolders.DeleteAll();
         files.searchedFolders.Add(dir);
         return true;
     });
-    if (isNew)
-        RemoveStrayTempFiles(dir);
+}
+
+// Puts a mark into a folder, unless another thread has just done so. Returns false with the last error.
+bool enterFolder(const CUnicodeString& dir) {
+    CMemoryManagerSwitcher toDefault(nullptr);
     CTempFolder made;
     if (!made.Create(dir))
         return false;
     try {
+        if (isFirstUse(dir))
+            RemoveStrayTempFiles(made);
         tempFiles.Use([&](CTempFiles& files) {
             files.folders.Reserve(files.folders.Size() + 1);
             if (files.FindFolder(dir) == nullptr)
@@ -192,6 +226,26 @@ CUnicodeString create(const CUnicodeString& dir, const char16_t* prefix) {
     }
 }
 
+// Creates and lists a file. Returns an empty name with the last error.
+CUnicodeString newFile(const CUnicodeString& dir, const char16_t* prefix, bool isInternal) {
+    const CUnicodeString start(prefix == nullptr || *prefix == 0 ? kDefaultPrefix : prefix);
+    if (start.FindOneOf(kNeverInNames) >= 0) { // might lead into another folder
+        Platform::SetLastError(ERROR_INVALID_NAME);
+        return CUnicodeString();
+    }
+    CReservation place; // so that no file is created that cannot be listed
+    const CUnicodeString name = create(markedFolder(dir), start);
+    if (!name.IsEmpty())
+        place.Use({name, isInternal});
+    return name;
+}
+
+CUnicodeString checked(const CUnicodeString& name, const CUnicodeString& dir) {
+    if (name.IsEmpty())
+        GenCheck(ERR_CREATE_TEMP_FILE, FileSystem::FullPath(dir));
+    return name;
+}
+
 // Where two paths are involved, a failure is that of the permanent file.
 void checkMove(BOOL result, const CUnicodeString& permanent) {
     if (result)
@@ -209,19 +263,6 @@ void checkMove(BOOL result, const CUnicodeString& permanent) {
     ThrowFileException(code, permanent);
 }
 
-// Makes the contents of a file survive a crash of the system. Only a file that can be written can be stored.
-void store(const CUnicodeString& name) {
-    const DWORD attributes = FileSystem::GetAttributes(name);
-    const bool isReadOnly = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
-    if (isReadOnly)
-        FileSystem::SetAttributes(name, attributes & ~FILE_ATTRIBUTE_READONLY);
-    CFile file(name, CFile::ForWriting | CFile::DenyNone);
-    file.Flush();
-    file.Close();
-    if (isReadOnly)
-        FileSystem::SetAttributes(name, attributes);
-}
-
 void checkReplaceable(const CUnicodeString& permanent) {
     const DWORD attributes = Platform::GetFileAttributesW(permanent);
     if (attributes == INVALID_FILE_ATTRIBUTES)
@@ -232,12 +273,40 @@ void checkReplaceable(const CUnicodeString& permanent) {
         ThrowFileException(ERROR_ACCESS_DENIED, permanent);
 }
 
-// Gives a file its final name in its own folder.
+// Gives a file the rights of its final name, and stores both rights and contents so that they survive a crash
+// of the system. Only a file that can be written can be stored.
+void prepare(const CUnicodeString& file, const CUnicodeString& permanent, const CUnicodeString& model) {
+    CFile opened(file, CFile::ForWriting | CFile::DenyNone);
+    checkMove(Platform::CopyFileSecurityW(model, file), permanent);
+    opened.Flush();
+    opened.Close();
+}
+
+// The mark in a folder, or an empty one.
+CTempFolder markIn(const CUnicodeString& dir) {
+    return tempFiles.Use([&](CTempFiles& files) {
+        const CTempFolder* folder = files.FindFolder(dir);
+        return folder == nullptr ? CTempFolder() : *folder;
+    });
+}
+
+// Gives a file its final name in its own folder, or makes it permanent under its own. If that fails, it is
+// again as private as any temporary file.
 void putInPlace(const CUnicodeString& file, const CUnicodeString& permanent) {
-    store(file);
-    checkMove(Platform::CopyFileSecurityW(permanent, file), permanent);
-    checkMove(Platform::MoveFileExW(file, permanent, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH),
-              permanent);
+    const CTempFolder mark = markIn(FolderOf(file));
+    const DWORD attributes = FileSystem::GetAttributes(file);
+    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
+        FileSystem::SetAttributes(file, attributes & ~FILE_ATTRIBUTE_READONLY);
+    try {
+        prepare(file, permanent, isSameName(file, permanent) ? mark.UnusedName() : permanent);
+        checkMove(Platform::MoveFileExW(file, permanent, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH),
+                  permanent);
+    } catch (...) {
+        Platform::CopyFileSecurityW(mark.lockFile, file);
+        if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
+            Platform::SetFileAttributesW(file, attributes);
+        throw;
+    }
 }
 
 void copyContents(const CUnicodeString& from, const CUnicodeString& to) {
@@ -254,7 +323,8 @@ void copyContents(const CUnicodeString& from, const CUnicodeString& to) {
 // there. It is moved, or copied if it cannot be moved; a copied original is only removed when everything else
 // has succeeded. Returns whether it is gone.
 bool putInPlaceElsewhere(const CUnicodeString& temp, const CUnicodeString& permanent) {
-    const CUnicodeString fresh = NewInDir(folderOf(permanent), nullptr);
+    const CUnicodeString dir = FolderOf(permanent);
+    const CUnicodeString fresh = checked(newFile(dir, nullptr, true), dir);
     const bool isMoved = Platform::MoveFileExW(temp, fresh, MOVEFILE_REPLACE_EXISTING) != 0;
     try {
         RunOnBehalfOf(permanent, fresh, [&] {
@@ -280,17 +350,6 @@ void removeIfPresent(const CUnicodeString& path) {
         ThrowFileException(code, path);
 }
 
-// Empties the list and ends the marks; the files stay on disk.
-void forgetAll() {
-    CArray<CTempFolder> left;
-    tempFiles.Use([&](CTempFiles& files) {
-        files.names.DeleteAll();
-        left.Swap(files.folders);
-    });
-    for (const CTempFolder& folder : left)
-        folder.Remove();
-}
-
 // Marks that were kept for files to come end with the last file.
 void leaveUnusedFolders() {
     CArray<CTempFolder> left;
@@ -307,6 +366,36 @@ void leaveUnusedFolders() {
         folder.Remove();
 }
 
+// Takes a file from the list, and from the disk unless it is to be kept.
+void dispose(const CUnicodeString& path, bool isKept) {
+    if (isKept)
+        protect(path);
+    else
+        removeIfPresent(path);
+    removeFromList(path);
+}
+
+// Disposes of the files that clients have made, or of all. Throws the first failure at the end.
+void disposeOfAll(bool internalToo) {
+    const bool areKept = areTempFilesKept();
+    std::exception_ptr failure;
+    const CArray<CTempFile> all = tempFiles.Use([](CTempFiles& files) { return files.files; });
+    for (int i = all.Size() - 1; i >= 0; i--) {
+        try {
+            if (internalToo || !all[i].isInternal)
+                dispose(all[i].name, areKept && !all[i].isInternal);
+        } catch (CException* e) {
+            if (failure)
+                e->Delete();
+            else
+                failure = std::current_exception();
+        }
+    }
+    leaveUnusedFolders();
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
 } // namespace
 
 void AttachTempFiles() {
@@ -315,7 +404,7 @@ void AttachTempFiles() {
     Platform::HandleForks([] {}, [] {},
                           [] {
                               tempFiles.Use([](CTempFiles& files) {
-                                  files.names.DeleteAll();
+                                  files.files.DeleteAll();
                                   files.folders.DeleteAll();
                               });
                           });
@@ -335,21 +424,16 @@ void SetTemporaryDir(const CUnicodeString& dir) {
     tempFiles.Use([&](CTempFiles& files) { files.chosenDir = dir; });
 }
 
+CUnicodeString FolderOf(const CUnicodeString& path) {
+    return path.Left(std::max(path.ReverseFind(u'\\'), path.ReverseFind(u'/')) + 1);
+}
+
 CUnicodeString TryNewInDir(const CUnicodeString& dir, const char16_t* prefix) {
-    CReservation place; // so that no file is created that cannot be listed
-    const CUnicodeString folder = markedFolder(dir);
-    const bool hasPrefix = prefix != nullptr && *prefix != 0;
-    const CUnicodeString name = create(folder, hasPrefix ? prefix : kDefaultPrefix);
-    if (!name.IsEmpty())
-        place.Use(name);
-    return name;
+    return newFile(dir, prefix, true);
 }
 
 CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix) {
-    CUnicodeString name = TryNewInDir(dir, prefix);
-    if (name.IsEmpty())
-        GenCheck(ERR_CREATE_TEMP_FILE, FileSystem::FullPath(dir));
-    return name;
+    return checked(newFile(dir, prefix, false), dir);
 }
 
 // Programs make many files in this folder, so the mark stays there until `DeleteAll`.
@@ -357,7 +441,7 @@ CUnicodeString New(const char16_t* prefix) {
     const CUnicodeString dir = GetTemporaryDir();
     CUnicodeString name = NewInDir(dir, prefix);
     tempFiles.Use([&](CTempFiles& files) {
-        if (CTempFolder* folder = files.FindFolder(folderOf(name)); folder != nullptr)
+        if (CTempFolder* folder = files.FindFolder(FolderOf(name)); folder != nullptr)
             folder->isKept = true;
     });
     return name;
@@ -369,7 +453,9 @@ void Delete(const CUnicodeString& name) {
     const CUnicodeString path = FileSystem::FullPath(name);
     if (!require(isListed(path), __LINE__))
         return;
-    if (!areTempFilesKept())
+    if (areTempFilesKept())
+        protect(path);
+    else
         FileSystem::Remove(path);
     removeFromList(path);
 }
@@ -380,13 +466,15 @@ void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permane
     if (!require(isListed(temp) && FileSystem::AccessFile(temp, 0), __LINE__))
         return;
     bool isTempGone = true;
-    if (!isSameName(temp, permanent)) {
+    if (!isSameSpelling(temp, permanent))
         checkReplaceable(permanent);
-        if (isSameName(folderOf(temp), folderOf(permanent)))
+    protect(permanent);
+    RunOnBehalfOf(permanent, temp, [&] {
+        if (isSameSpelling(FolderOf(temp), FolderOf(permanent)))
             putInPlace(temp, permanent);
         else
             isTempGone = putInPlaceElsewhere(temp, permanent);
-    }
+    });
     if (isTempGone)
         removeFromList(temp);
     // The final name may have belonged to another temporary file, now replaced; the new file must stay.
@@ -395,44 +483,39 @@ void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permane
 
 void DeleteAll() {
     SetTemporaryDir(CUnicodeString());
-    if (areTempFilesKept())
-        return forgetAll();
-    std::exception_ptr failure;
-    const CArray<CUnicodeString> names = tempFiles.Use([](CTempFiles& files) { return files.names; });
-    for (int i = names.Size() - 1; i >= 0; i--) {
-        try {
-            removeIfPresent(names[i]);
-            removeFromList(names[i]);
-        } catch (CException* e) {
-            if (failure)
-                e->Delete();
-            else
-                failure = std::current_exception();
-        }
-    }
-    leaveUnusedFolders();
-    if (failure)
-        std::rethrow_exception(failure);
+    disposeOfAll(false);
 }
 
 void Discard(const CUnicodeString& name) noexcept {
     try {
-        removeIfPresent(name);
-        removeFromList(name);
+        dispose(name, false);
     } catch (CException* e) {
         e->Delete();
+        // Nobody uses the file any more, so `DeleteAll` may remove it. This takes no memory.
+        tempFiles.Use([&](CTempFiles& all) {
+            for (CTempFile& file : all.files)
+                file.isInternal = file.isInternal && file.name != name;
+        });
     }
 }
 
 CUnicodeString FollowLinks(const CUnicodeString& path) {
-    const CUnicodeString target = AskPlatformForText(
-        [&](char16_t* buffer, DWORD size) { return Platform::GetLinkTargetW(path, size, buffer); });
+    DWORD code = ERROR_SUCCESS;
+    const CUnicodeString target = AskPlatformForText([&](char16_t* buffer, DWORD size) {
+        Platform::SetLastError(ERROR_SUCCESS);
+        const DWORD length = Platform::GetLinkTargetW(path, size, buffer);
+        code = length == 0 ? Platform::GetLastError() : DWORD{ERROR_SUCCESS};
+        return length;
+    });
+    if (code != ERROR_SUCCESS && code != ERROR_FILE_NOT_FOUND && code != ERROR_PATH_NOT_FOUND)
+        ThrowFileException(code, path);
     return target.IsEmpty() ? path : target;
 }
 
 void Reset() {
     try {
-        DeleteAll();
+        SetTemporaryDir(CUnicodeString());
+        disposeOfAll(true);
     } catch (...) {
         tempFiles.Release();
         throw;

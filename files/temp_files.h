@@ -6,14 +6,19 @@
 
 namespace Tarn::TempFile {
 
-/// As `NewInDir`, but where that raises an error, this returns an empty name and leaves the last error.
+/// The folder of a full path, with a separator at its end, however long it is.
+CUnicodeString FolderOf(const CUnicodeString& path);
+
+/// As `NewInDir`, but where that raises an error, this returns an empty name and leaves the last error; and
+/// `DeleteAll` leaves the file alone, because its caller knows nothing of it. `Reset` removes it.
 CUnicodeString TryNewInDir(const CUnicodeString& dir, const char16_t* prefix);
 
 /// Removes a temporary file that has become useless while another failure is on its way. If that cannot be
-/// done, the file stays in the list.
+/// done, the file stays in the list, and `DeleteAll` removes it.
 void Discard(const CUnicodeString& name) noexcept;
 
-/// The file that a name leads to in the end, if it is a symbolic link; otherwise the name itself.
+/// The file that a name leads to in the end, if it is a symbolic link; otherwise the name itself. Throws if
+/// the system does not say.
 CUnicodeString FollowLinks(const CUnicodeString& path);
 
 /// Runs `action`. Its failures with a temporary file, whose name tells a user nothing, become failures with

@@ -1,7 +1,6 @@
 #include "files/temp_folder.h"
 
 #include <tarnkit/exceptions.h>
-#include <tarnkit/file_system.h>
 #include <tarnkit/text_of_values.h>
 
 #include "platform/platform.h"
@@ -18,12 +17,13 @@ constexpr char16_t kLockPrefix[] = u".tarnkit-";
 constexpr char16_t kLockExtension[] = u".lock";
 constexpr char16_t kTempExtension[] = u".tmp";
 constexpr int kMostPrefix = 3;
+constexpr int kTokenBytes = 7;
 constexpr int kMostTries = 100;
 constexpr unsigned kHex = 16;
 
 // Nobody can guess it, so nobody can be waiting under a name that contains it.
 CUnicodeString randomToken() {
-    std::uint8_t bytes[7];
+    std::uint8_t bytes[kTokenBytes];
     if (!Platform::RtlGenRandom(bytes, sizeof bytes))
         return {};
     CUnicodeString token;
@@ -32,6 +32,27 @@ CUnicodeString randomToken() {
         token += u"0123456789abcdef"[byte & 15];
     }
     return token;
+}
+
+bool isToken(const CUnicodeString& text) {
+    for (int i = 0; i < text.GetLength(); i++)
+        if (CUnicodeString(u"0123456789abcdef").Find(text[i]) < 0)
+            return false;
+    return text.GetLength() == 2 * kTokenBytes;
+}
+
+// What follows the token in the name of a temporary file, as in "-1F.tmp"; empty if it is not one of that
+// token. The system compares names without regard to case, this does not.
+CUnicodeString numberIn(const CUnicodeString& name, const CUnicodeString& token) {
+    const int start = name.Find(token);
+    if (start < 0 || start > kMostPrefix)
+        return {};
+    const CUnicodeString rest = name.Mid(start + token.GetLength());
+    const int end = rest.GetLength() - static_cast<int>(std::size(kTempExtension)) + 1;
+    bool isNumber = end > 1 && rest[0] == u'-' && rest.Mid(end) == kTempExtension;
+    for (int i = 1; i < end; i++)
+        isNumber = isNumber && CUnicodeString(u"0123456789ABCDEF").Find(rest[i]) >= 0;
+    return isNumber ? rest : CUnicodeString();
 }
 
 HANDLE openLock(const CUnicodeString& name, DWORD disposition) {
@@ -62,7 +83,7 @@ bool forEachFile(const CUnicodeString& dir, const CUnicodeString& mask, Use use)
     return isComplete;
 }
 
-// Whether the lock, which this process has open, keeps others out here.
+// Whether a lock that this process has open keeps others out here.
 bool excludesOthers(const CUnicodeString& name) {
     const HANDLE second = openLock(name, OPEN_EXISTING);
     if (second == INVALID_HANDLE_VALUE)
@@ -71,22 +92,72 @@ bool excludesOthers(const CUnicodeString& name) {
     return false;
 }
 
-void removeFilesOf(const CUnicodeString& dir, const CUnicodeString& lock) {
-    const CUnicodeString name = dir + lock;
-    const HANDLE opened = openLock(name, OPEN_EXISTING);
-    if (opened == INVALID_HANDLE_VALUE)
-        return; // its process lives, or belongs to another user
+// A file that a process which is gone has left, usually its lock, while nobody else has it open.
+class CLeftLock {
+public:
+    explicit CLeftLock(const CUnicodeString& name) : handle(openLock(name, OPEN_EXISTING)) {}
+    ~CLeftLock() { Close(); }
+    CLeftLock(const CLeftLock&) = delete;
+    CLeftLock& operator=(const CLeftLock&) = delete;
+
+    /// False if its process lives and keeps it open, or if another user may have made it to get files
+    /// removed.
+    bool IsOf(const CTempFolder& own) const {
+        return handle != INVALID_HANDLE_VALUE && Platform::HaveSameOwner(handle, own.lock);
+    }
+    /// Reads which files stay. Returns false if that fails.
+    bool ReadList(CString& list) const {
+        char part[256];
+        DWORD size;
+        do {
+            if (!Platform::ReadFile(handle, part, sizeof part, &size))
+                return false;
+            list += CString(part, static_cast<int>(size));
+        } while (size > 0);
+        return true;
+    }
+    void Close() {
+        if (handle != INVALID_HANDLE_VALUE)
+            Platform::CloseHandle(handle);
+        handle = INVALID_HANDLE_VALUE;
+    }
+
+private:
+    HANDLE handle;
+};
+
+void removeFilesOf(const CTempFolder& own, const CUnicodeString& lockName) {
     const int start = static_cast<int>(std::size(kLockPrefix)) - 1;
-    const int length = lock.GetLength() - start - static_cast<int>(std::size(kLockExtension)) + 1;
-    bool isDone = length > 0 && excludesOthers(name);
-    if (isDone)
-        isDone = forEachFile(
-                     dir, u"*" + lock.Mid(start, length) + u"-*" + kTempExtension,
-                     [&](const CUnicodeString& file) { isDone &= Platform::DeleteFileW(dir + file) != 0; }) &&
-                 isDone;
-    Platform::CloseHandle(opened);
-    if (isDone)
-        Platform::DeleteFileW(name);
+    const int length = lockName.GetLength() - start - static_cast<int>(std::size(kLockExtension)) + 1;
+    const CUnicodeString token = lockName.Mid(start, std::max(length, 0));
+    if (!isToken(token) || lockName != kLockPrefix + token + kLockExtension)
+        return;
+    CLeftLock lock(own.dir + lockName);
+    CString list;
+    if (!lock.IsOf(own) || !lock.ReadList(list))
+        return;
+    bool isDone = true;
+    const auto remove = [&](const CUnicodeString& file) {
+        const CUnicodeString number = numberIn(file, token);
+        if (!number.IsEmpty() && list.Find((number + u"\n").CreateString()) < 0)
+            isDone &= Platform::DeleteFileW(own.dir + file) != 0;
+    };
+    if (!forEachFile(own.dir, u"*" + token + u"-*" + kTempExtension, remove) || !isDone)
+        return;
+    lock.Close();
+    Platform::DeleteFileW(own.dir + lockName);
+}
+
+// Who is at work on a copy denies its deletion.
+void removeUnfinishedCopy(const CTempFolder& own, const CUnicodeString& name) {
+    const int start = static_cast<int>(std::size(Platform::kUnfinishedCopyPrefix)) - 1;
+    if (name.Left(start) != Platform::kUnfinishedCopyPrefix)
+        return;
+    for (int i = start; i < name.GetLength(); i++)
+        if (CUnicodeString(u"0123456789-").Find(name[i]) < 0)
+            return;
+    if (CLeftLock(own.dir + name).IsOf(own))
+        Platform::DeleteFileW(own.dir + name);
 }
 
 } // namespace
@@ -117,13 +188,42 @@ void CTempFolder::Remove() const {
 CUnicodeString CTempFolder::NextName(const char16_t* prefix) {
     const CUnicodeString number = UnicodeStr(++lastNumber, kHex);
     const CUnicodeString start(prefix);
-    return dir + start.Left(std::min(start.GetLength(), kMostPrefix)) + token + u"-" + number + kTempExtension;
+    return dir + start.Left(std::min(start.GetLength(), kMostPrefix)) + token + u"-" + number +
+           kTempExtension;
 }
 
-void RemoveStrayTempFiles(const CUnicodeString& folder) {
+CUnicodeString CTempFolder::UnusedName() const {
+    const CUnicodeString name = randomToken();
+    return name.IsEmpty() ? name : dir + name;
+}
+
+// If writing fails half-way, the next entry goes over this one. Entries are never read while they are
+// written.
+bool CTempFolder::List(const CUnicodeString& name) {
+    const CUnicodeString number = numberIn(name, token);
+    if (number.IsEmpty())
+        return true;
+    const CString entry = (number + u"\n").CreateString();
+    const auto size = static_cast<DWORD>(entry.GetLength());
+    DWORD written = 0;
+    Platform::SetFilePointer(lock, listed, nullptr, FILE_BEGIN);
+    if (!Platform::WriteFile(lock, entry.Ptr(), size, &written) || !Platform::FlushFileBuffers(lock))
+        return false;
+    Platform::SetLastError(ERROR_DISK_FULL);
+    if (written < size)
+        return false;
+    listed += entry.GetLength();
+    return true;
+}
+
+void RemoveStrayTempFiles(const CTempFolder& own) {
+    if (!excludesOthers(own.lockFile))
+        return;
     try {
-        forEachFile(folder, CUnicodeString(kLockPrefix) + u"*" + kLockExtension,
-                    [&](const CUnicodeString& lock) { removeFilesOf(folder, lock); });
+        forEachFile(own.dir, CUnicodeString(kLockPrefix) + u"*" + kLockExtension,
+                    [&](const CUnicodeString& lock) { removeFilesOf(own, lock); });
+        forEachFile(own.dir, CUnicodeString(Platform::kUnfinishedCopyPrefix) + u"*",
+                    [&](const CUnicodeString& copy) { removeUnfinishedCopy(own, copy); });
     } catch (CException* e) { // the next program tries again
         e->Delete();
     }

@@ -2,8 +2,9 @@
 //
 // A process with temporary files in a folder has a lock file there, ".tarnkit-TOKEN.lock", which it keeps
 // open exclusively, and the names of its temporary files contain the same random token. However the process
-// ends, the system then lets others open the lock. Who can do so removes the files of that token, then the
-// lock. Files whose lock is missing are left alone, and so is everything where locks exclude nobody.
+// ends, the system then lets others open the lock. Who can do so, and is the user whose lock it is, removes
+// the files of that token, then the lock. Left alone are files whose lock is missing, those that the lock
+// file lists, because they have become documents, and everything where locks exclude nobody.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -20,6 +21,7 @@ struct CTempFolder {
     int files = 0;       // how many files of this process need the mark
     bool isKept = false; // even without files
     int lastNumber = 0;
+    int listed = 0; // the length of the list in the lock file, in bytes
 
     /// Puts a mark into the folder. Returns false and leaves the last error if that cannot be done.
     bool Create(const CUnicodeString& folder);
@@ -28,9 +30,15 @@ struct CTempFolder {
 
     /// The full name of the next temporary file, which begins with at most three units of `prefix`.
     CUnicodeString NextName(const char16_t* prefix);
+    /// A full name that no file has; empty if there is none.
+    CUnicodeString UnusedName() const;
+    /// Lists a file of the folder, so that it stays whatever becomes of this process and of the system. A
+    /// file without this mark's token stays anyway. Returns false and leaves the last error if that fails.
+    bool List(const CUnicodeString& name);
 };
 
-/// Removes from a folder what processes that are gone have left. Ignores what cannot be removed.
-void RemoveStrayTempFiles(const CUnicodeString& folder);
+/// Removes from the marked folder what this user's processes that are gone have left. Ignores what cannot be
+/// removed.
+void RemoveStrayTempFiles(const CTempFolder& own);
 
 } // namespace Tarn

@@ -88,6 +88,11 @@ BOOL CopyFileSecurityW(const char16_t* model, const char16_t* file);
 /// followed: on POSIX, a link that somebody else has put into a folder where everybody may. Stands for
 /// several calls of Windows.
 DWORD GetLinkTargetW(const char16_t* link, DWORD size, char16_t* path);
+/// Whether two open files belong to the same user. Stands for several calls of Windows.
+BOOL HaveSameOwner(HANDLE a, HANDLE b);
+/// How the name of a copy begins that `CopyFileW` and `MoveFileExW` have not completed, on POSIX. Who is at
+/// work on it denies its deletion to others.
+inline constexpr char16_t kUnfinishedCopyPrefix[] = u".tarnkit-copy-";
 BOOL CreateDirectoryW(const char16_t* name);
 BOOL RemoveDirectoryW(const char16_t* name);
 /// Removes a directory with everything in it, read-only files too; links are removed and never followed, even

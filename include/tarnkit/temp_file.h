@@ -29,8 +29,8 @@ TARNKIT_API void SetTemporaryDir(const CUnicodeString& dir);
 /// Creates an empty file with a unique name that nobody can guess, and returns its full name. The name begins
 /// with the first three units of `prefix`, or with "tmp" if `prefix` is null or empty. On POSIX, only the
 /// owner can read the file; on Windows, whoever may read new files in that directory. Raises
-/// `ERR_CREATE_TEMP_FILE`. The first file in a directory also removes the temporary files that processes
-/// which were killed have left there.
+/// `ERR_CREATE_TEMP_FILE`, also for a prefix with units that no name contains. The first file in a directory
+/// also removes the temporary files that this user's processes which were killed have left there.
 TARNKIT_API CUnicodeString New(const char16_t* prefix);
 TARNKIT_API CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix);
 
@@ -45,16 +45,17 @@ TARNKIT_API void Delete(const CUnicodeString& name);
 /// forgets it: at every moment, also after a power cut, the final name stands for the whole old or the whole
 /// new file. On POSIX, the new file gets the old one's mode, owner, group, access-control list and extended
 /// attributes as far as the system allows; on Windows, the access-control list and some attributes. If the
-/// name is a symbolic link, the file that it leads to is replaced. If this fails, a `CFileException*` says
-/// why, and both files keep their names and contents, unless it is the disk that fails at the very end. A
-/// read-only file is not replaced.
+/// name is a symbolic link, the file that it leads to is replaced. The final name can be the temporary file's
+/// own. If this fails, a `CFileException*` says why, and both files keep their names, contents and rights,
+/// unless it is the disk that fails at the very end. A read-only file is not replaced.
 TARNKIT_API void MakePermanent(const CUnicodeString& tempName, const CUnicodeString& permanentName);
 
-/// Forgets the directory of `SetTemporaryDir` and removes all temporary files. Those that cannot be removed
-/// are still remembered, and the first failure is thrown when all have been tried.
+/// Forgets the directory of `SetTemporaryDir` and removes all temporary files but those with which the
+/// library itself is saving a file. Those that cannot be removed are still remembered, and the first failure
+/// is thrown when all have been tried.
 TARNKIT_API void DeleteAll();
 
-/// Calls `DeleteAll` and frees the list. Meant for the library's clean-up.
+/// As `DeleteAll`, but for all temporary files; frees the list. Meant for the library's clean-up.
 TARNKIT_API void Reset();
 
 } // namespace TempFile

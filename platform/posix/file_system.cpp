@@ -162,6 +162,10 @@ public:
     ~NewCopy() {
         if (!path.empty())
             unlink(path.c_str());
+        if (mark >= 0) {
+            Disclaim(mark);
+            close(mark);
+        }
     }
 
     DWORD Begin(const String& target, unsigned mode) {
@@ -175,6 +179,11 @@ public:
             file.descriptor = open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
             if (file.descriptor >= 0)
                 path.swap(candidate); // takes no memory: what exists now is known
+            if (file.descriptor >= 0 && !keepsName()) {
+                path.clear();
+                close(std::exchange(file.descriptor, -1));
+                errno = EEXIST;
+            }
         } while (file.descriptor < 0 && errno == EEXIST);
         if (file.descriptor < 0)
             return errno == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(errno);
@@ -201,7 +210,22 @@ public:
     OpenFile file;
 
 private:
+    /// Denies the deletion of the copy to those who remove what killed processes have left. False if one of
+    /// them was faster.
+    bool keepsName() {
+        if (Claim(file.descriptor, 0, kReads | kWrites) == ERROR_SHARING_VIOLATION)
+            return false;
+        FileInformation opened;
+        FileInformation now;
+        const int error = Query(path.c_str(), now, AT_SYMLINK_NOFOLLOW);
+        if (error == ENOENT || (error == 0 && Query(file.descriptor, opened) == 0 && !now.IsSameFile(opened)))
+            return false;
+        mark = fcntl(file.descriptor, F_DUPFD_CLOEXEC, 0); // holds on until the copy has its name
+        return true;
+    }
+
     String path;
+    int mark = -1;
 };
 
 /// Sets the time of the last write as far as the system allows.

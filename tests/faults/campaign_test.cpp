@@ -190,21 +190,26 @@ TState filesAndSource() {
     return files;
 }
 
-fs::path stray(const char* name) { return place / result / name; }
+fs::path stray(const std::string& name) { return place / result / name; }
 
 void prepareStray() {
     static int round = 0; // a folder is searched once
     prepareFolder();
     result = "stray" + std::to_string(round++) + "/";
     fs::create_directory(place / result);
-    WriteBytes(stray(".tarnkit-00112233445566.lock"), "");
-    WriteBytes(stray("doc00112233445566-1.tmp"), "stray");
+    for (const std::string token : {"00112233445566", "66554433221100"}) {
+        WriteBytes(stray(".tarnkit-" + token + ".lock"), "");
+        WriteBytes(stray("doc" + token + "-1.tmp"), "stray");
+    }
+    // Another user must not have files removed; only root can make one his.
+    const fs::path other = stray(".tarnkit-66554433221100.lock");
+    EXPECT_EQ(chown(other.c_str(), 65534, 65534) == 0, geteuid() == 0);
 }
 
 // What cannot be removed waits for the next program, with the mark that says what it is.
 TState strays() {
     TState files = filesIn(place / result);
-    if (!files.empty())
+    if (files.contains("doc00112233445566-1.tmp"))
         files["mark"] = fs::exists(stray(".tarnkit-00112233445566.lock")) ? "yes" : "no";
     return files;
 }
@@ -357,6 +362,7 @@ const struct CScenario {
      [] {
          TempFile::Delete(TempFile::NewInDir(in(result.c_str()), u"a"));
          require(access(stray("doc00112233445566-1.tmp").c_str(), F_OK) != 0);
+         require((access(stray("doc66554433221100-1.tmp").c_str(), F_OK) == 0) == (geteuid() == 0));
      },
      nullptr, kGrows, prepareStray, strays},
     {"ModuleAndMessages", 100,

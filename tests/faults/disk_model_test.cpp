@@ -48,9 +48,9 @@ public:
             return;
         } else if (const int target =
                        call.name == "copy_file_range" ? static_cast<int>(call.arguments[2]) : descriptor;
-                   files.contains(target) &&
-                   std::set<std::string_view>{"write", "pwrite64", "ftruncate64", "copy_file_range"}.contains(
-                       call.name)) {
+                   files.contains(target) && std::set<std::string_view>{"write", "pwrite64", "ftruncate64",
+                                                                        "copy_file_range", "fchown", "fchmod"}
+                                                 .contains(call.name)) {
             inodes[files[target]] = {contentsOf(target), false};
         } else {
             return;

@@ -1,4 +1,6 @@
 #include "tests/files/support.h"
+#include "tests/support/capabilities.h"
+#include "tests/support/system.h"
 
 #include <tarnkit/registry_key.h>
 #include <tarnkit/temp_file.h>
@@ -35,6 +37,8 @@ TEST_F(TempFileTest, AreNewEmptyFilesUntilTheyAreDeleted) {
     EXPECT_EQ(FailureOf([&] { Delete(name); }), "assertion");
     for (const char16_t* noDir : {u"missing", u""})
         EXPECT_EQ(FailureOf([&] { NewInDir(noDir, nullptr); }), "ERR_CREATE_TEMP_FILE");
+    for (const char16_t* noPrefix : {u"..\\", u"a/b", u"c:", u"?"})
+        EXPECT_EQ(FailureOf([&] { New(noPrefix); }), "ERR_CREATE_TEMP_FILE");
     DeleteAll(); // forgets the directory too
     EXPECT_EQ(PathOf(GetTemporaryDir()) / "", fs::temp_directory_path() / "");
 }
@@ -56,11 +60,17 @@ TEST_F(TempFileTest, ReplaceAnOldFileWhenMadePermanentOrLeaveEverythingUnchanged
         {"missing/final", "ERR_CREATE_TEMP_FILE"}};
     for (const auto& [name, failure] : targets) {
         const CUnicodeString temp = New(nullptr);
-        WriteBytes(PathOf(temp), "new");
+        std::ofstream(PathOf(temp)) << "new";
+        const auto rights = fs::status(PathOf(temp)).permissions();
         EXPECT_EQ(FailureOf([&, n = name] { MakePermanent(temp, Full(n)); }), failure);
+        EXPECT_TRUE(failure == "" || fs::status(PathOf(temp)).permissions() == rights) << name;
         EXPECT_EQ(BytesOf(failure == "" ? folder / name : PathOf(temp)), "new") << name;
         EXPECT_EQ(IsTempFile(temp), failure != "");
     }
+    CFile inUse(New(nullptr), CFile::ForWriting | CFile::Exclusive);
+    EXPECT_EQ(FailureOf([&] { MakePermanent(inUse.GetFileName(), u"x"); }),
+              FileFailure(ERROR_SHARING_VIOLATION, "x"));
+    inUse.Close();
     EXPECT_EQ(BytesOf(folder / "readonly") + BytesOf(folder / "held"), "oldold");
     DeleteAll();
     EXPECT_EQ(CountIn("temp"), 2);
@@ -117,6 +127,44 @@ TEST_F(TempFileTest, TakeOverTheRightsOfTheOldFileAndTheLinksToIt) {
         EXPECT_TRUE(fs::is_symlink(folder / "link"));
     }
     EXPECT_EQ(CountIn("dir"), 1);
+    fs::create_symlink("loop", folder / "loop");
+    EXPECT_NE(FailureOf([] { MakePermanent(New(nullptr), u"loop"); }), "");
+    EXPECT_TRUE(fs::is_symlink(folder / "loop"));
+}
+
+TEST_F(TempFileTest, OfASaveAreNotThoseThatDeleteAllRemoves) {
+    std::atomic<bool> isOver = false;
+    std::string failures, failuresOfSaves;
+    std::thread deleter([&] {
+        while (!isOver && failures == "")
+            failures = FailureOf(DeleteAll);
+    });
+    for (int i = 0; i < 100; i++)
+        failuresOfSaves += FailureOf([] { CFile::WriteText(u"document", u"text"); });
+    isOver = true;
+    deleter.join();
+    EXPECT_EQ(failures + failuresOfSaves, "");
+}
+
+TEST_F(TempFileTest, AreMadeInTheVeryFolderThatIsNamedHoweverLongItsName) {
+    const Path longer = Path(std::string(200, 'd')) / std::string(200, 'd') / "d",
+               twin = longer.parent_path() / "D";
+    std::error_code error;
+    fs::create_directories(folder / longer, error);
+    fs::create_directory(folder / twin, error);
+    const bool isOne = error || fs::equivalent(folder / longer, folder / twin);
+    const CCapability kCaseTellsFilesApart{isOne ? "case does not tell names apart, or they are too long"
+                                                 : nullptr};
+    TARNKIT_TEST_NEEDS(kCaseTellsFilesApart);
+    const CUnicodeString names[] = {NewInDir(NameOf(longer), nullptr), NewInDir(NameOf(twin), nullptr)};
+    EXPECT_TRUE(PathOf(names[0]).parent_path() == folder / longer &&
+                PathOf(names[1]).parent_path() == folder / twin);
+    CFile::WriteText(NameOf(longer / "document"), u"text");
+    MakePermanent(names[1], NameOf(longer / "other"));
+    DeleteAll();
+    EXPECT_EQ(CountIn(longer.string().c_str()), 2);
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        EXPECT_NE(entry.path().extension(), ".lock") << "a mark is left";
 }
 
 TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
@@ -134,20 +182,45 @@ TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
 }
 
 TEST_F(TempFileTest, OfAProcessThatIsGoneAreRemovedByTheNextOneAndNoOthers) {
-    const char* const stray[] = {".tarnkit-12.lock", "nbk12-1.tmp", "12-A.tmp", ".tarnkit-.lock"};
-    const char* const kept[] = {".tarnkit-34.lock", "nbk34-1.tmp", "nbk56-1.tmp",
-                                "nbk12.tmp",        "12-1.txt",    "-1.tmp"};
+    const char* const stray[] = {".tarnkit-00000000000012.lock", "nbk00000000000012-1.tmp",
+                                 "00000000000012-A.tmp", ".tarnkit-copy-7-1", ".tarnkit-.lock"};
+    const char* const kept[] = {
+        ".tarnkit-00000000000034.lock", "nbk00000000000034-1.tmp", "nbk00000000000056-1.tmp",
+        "nbk00000000000012.tmp",        "00000000000012-1.txt",    "-1.tmp",
+        "name00000000000012-1.tmp",     "00000000000012-1-1.tmp",  ".tarnkit-000000000000AB.lock",
+        "nbk000000000000ab-1.tmp",      "nbk000000000000AB-1.tmp", ".tarnkit-copy-of-mine"};
     for (const char* name : stray)
         WriteBytes(folder / name, "");
     for (const char* name : kept)
         WriteBytes(folder / name, "");
-    CFile lock(u".tarnkit-34.lock", CFile::ForReadingAndWriting | CFile::Exclusive);
+    CFile lock(u".tarnkit-00000000000034.lock", CFile::ForReadingAndWriting | CFile::Exclusive);
     Delete(NewInDir(Full(""), nullptr));
     for (const char* name : stray)
-        EXPECT_EQ(fs::exists(folder / name), name == stray[3]) << name;
+        EXPECT_EQ(fs::exists(folder / name), name == stray[4]) << name;
     for (const char* name : kept)
         EXPECT_TRUE(fs::exists(folder / name)) << name;
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 8) << "the own mark is gone";
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 14) << "the own mark is gone";
+}
+
+TEST_F(TempFileTest, StayWhenTheirProcessIsKilledOncePermanentOrKept) {
+    TARNKIT_TEST_NEEDS(kFork);
+    CRegistryKey key(false);
+    key.Open(HKEY_CURRENT_USER, u"Software\\Velmora\\Tarnkit");
+    EXPECT_EQ(RunInChild([&] {
+                  const CUnicodeString own = New(nullptr), replaced = New(nullptr), stray = New(nullptr);
+                  MakePermanent(own, own);
+                  MakePermanent(New(nullptr), replaced);
+                  key.SetStringValue(u"KeepTempFiles", u"1");
+                  Delete(New(nullptr));
+                  key.DeleteValue(u"KeepTempFiles");
+                  WriteBytes(folder / "document", "");
+                  return fs::status(PathOf(own)).permissions() !=
+                         fs::status(folder / "document").permissions();
+              }),
+              0);
+    EXPECT_EQ(CountIn("temp"), 4);
+    Delete(New(nullptr));
+    EXPECT_EQ(CountIn("temp"), 3) << "one is nobody's";
 }
 
 TEST_F(TempFileTest, StayOnDiskIfTheUserKeepsThem) {

@@ -360,6 +360,27 @@ TEST_F(PosixFiles, FilesMoveBetweenFileSystemsAndFoldersDoNot) {
     fs::remove(away);
 }
 
+TEST_F(PosixFiles, ACopyInProgressIsNotDeletedAndAFilesOwnerIsKnown) {
+    ASSERT_EQ(mkfifo("files/source", 0600), 0);
+    std::thread copier([this] { EXPECT_EQ(with(copyOver)(u"source", u"new"), 0U); });
+    std::ofstream source("files/source");
+    source << "some" << std::flush;
+    fs::path copy;
+    for (std::error_code error; copy.empty() || fs::file_size(copy, error) == 0; usleep(1000))
+        for (const auto& entry : fs::directory_iterator("files"))
+            if (entry.path().filename().string().starts_with(".tarnkit-copy-"))
+                copy = entry.path();
+    EXPECT_EQ(codeOf([&] { return P::DeleteFileW(copy.u16string().c_str()); }), ERROR_SHARING_VIOLATION);
+    source.close();
+    copier.join();
+    EXPECT_EQ(get(base + u"new"), "some");
+    const bool isRoot = chown("files/new", 65534, 65534) == 0;
+    const Opened mine(base + u"file", GENERIC_READ, 0), second(base + u"new", GENERIC_READ, 0);
+    EXPECT_TRUE(P::HaveSameOwner(mine, mine));
+    EXPECT_EQ(P::HaveSameOwner(mine, second) != 0, !isRoot);
+    EXPECT_FALSE(P::HaveSameOwner(mine, nullptr));
+}
+
 TEST_F(PosixFiles, TheUsersFoldersFollowTheSettingsAndAreCreated) {
     const std::string home = fs::absolute("files/home").string();
     fs::create_directories(home + "/.config");
