@@ -226,7 +226,9 @@ private:
     bool areFound(Unit unit) const {
         const Unit wanted[] = {unit, text[position], 0};
         const auto from = size(position);
-        return text.Find(wanted, position) == static_cast<int>(expected.find(wanted, from)) &&
+        const Standard part = expected.substr(from, size(count)) + unit;
+        return text.Find(part.c_str()) == static_cast<int>(expected.find(part)) &&
+               text.Find(wanted, position) == static_cast<int>(expected.find(wanted, from)) &&
                text.Find(unit, position) == static_cast<int>(expected.find(unit, from)) &&
                text.ReverseFind(unit) == static_cast<int>(expected.rfind(unit)) &&
                text.FindOneOf(wanted, position) == static_cast<int>(expected.find_first_of(wanted, from));
