@@ -1,31 +1,254 @@
-// Copying and destroying a text.
+// Texts: copying, comparing, searching, appending and converting.
 #include "malloc_memory.h"
 
 #include <tarnkit/unicode_string.h>
 
+#include <QString>
+#include <QStringConverter>
 #include <benchmark/benchmark.h>
+#include <unicode/ucnv.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <utility>
 
 namespace {
 
-constexpr int kLength = 100;
-
+using Tarn::CString;
+using Tarn::CUnicodeString;
 using StandardString = std::basic_string<char16_t, std::char_traits<char16_t>, MallocAllocator<char16_t>>;
 
-template<class String>
-void copyAndDestroy(benchmark::State& state, const String& text) {
-    for (auto _ : state) {
-        String copy(text);
-        benchmark::DoNotOptimize(&copy);
-        benchmark::ClobberMemory();
+void check(bool isEqual, const char* what) {
+    if (isEqual)
+        return;
+    std::fprintf(stderr, "The results of %s differ.\n", what);
+    std::exit(1);
+}
+
+QString qString(const std::u16string& text) { return QString::fromStdU16String(text); }
+CUnicodeString tarnString(const std::u16string& text) { return CUnicodeString(text.c_str()); }
+StandardString standardString(const std::u16string& text) { return {text.begin(), text.end()}; }
+
+std::u16string repeated(const std::u16string& part, int length) {
+    std::u16string text;
+    while (text.size() < static_cast<std::size_t>(length))
+        text += part;
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
+// A pair of benchmarks that do `work` with a text of either library.
+template<class First, class Second>
+void compete(const std::string& name, const char* peer, First ours, Second theirs) {
+    const auto measure = [](benchmark::State& state, auto work) {
+        for (auto _ : state)
+            benchmark::DoNotOptimize(work());
+    };
+    benchmark::RegisterBenchmark((name + "/CUnicodeString").c_str(), measure, ours);
+    benchmark::RegisterBenchmark((name + "/" + peer).c_str(), measure, theirs);
+}
+
+// Objects that live as long as the program, because the benchmarks run after they were registered.
+template<class T>
+const T& kept(T value) {
+    return *new T(std::move(value));
+}
+
+void registerCopies() {
+    const std::u16string text(100, u'x');
+    const auto& ours = kept(tarnString(text));
+    const auto& theirs = kept(standardString(text));
+    compete(
+        "copy", "std::u16string",
+        [&ours] {
+            CUnicodeString copy(ours);
+            benchmark::DoNotOptimize(&copy);
+            return 0;
+        },
+        [&theirs] {
+            StandardString copy(theirs);
+            benchmark::DoNotOptimize(&copy);
+            return 0;
+        });
+}
+
+void registerComparisons() {
+    const std::u16string text = repeated(u"Comparing one text with another. ", 200);
+    const std::pair<const char*, std::u16string> others[] = {
+        {"equal", text}, {"longer", text + u'x'}, {"last-unit", text.substr(0, 199) + u'!'}};
+    const auto& ours = kept(tarnString(text));
+    const auto& theirs = kept(qString(text));
+    for (const auto& [kind, other] : others) {
+        const auto& ourOther = kept(tarnString(other));
+        const auto& theirOther = kept(qString(other));
+        check((ours == ourOther) == (theirs == theirOther), kind);
+        check((ours < ourOther) == (theirs < theirOther), kind);
+        compete(
+            std::string("==/") + kind, "QString", [&] { return ours == ourOther; },
+            [&] { return theirs == theirOther; });
+        compete(
+            std::string("order/") + kind, "QString", [&] { return ours < ourOther; },
+            [&] { return theirs < theirOther; });
+    }
+    const std::pair<const char*, std::u16string> alphabets[] = {
+        {"ascii", u"Comparing texts "}, {"cyrillic", u"Сравнение текстов "}, {"cjk", u"比較文字列漢字"}};
+    for (const auto& [kind, part] : alphabets) {
+        const std::u16string mixed = repeated(part, 200);
+        const auto& ourMixed = kept(tarnString(mixed));
+        const auto& theirMixed = kept(qString(mixed));
+        const auto& ourLower = kept([&] {
+            CUnicodeString lower = ourMixed;
+            lower.MakeLower();
+            return lower;
+        }());
+        const auto& theirLower = kept(theirMixed.toLower());
+        check(qString(ourLower.Ptr()) == theirLower, "toLower");
+        compete(
+            std::string("no-case/") + kind, "QString", [&] { return ourMixed.CompareNoCase(ourLower) == 0; },
+            [&] { return theirMixed.compare(theirLower, Qt::CaseInsensitive) == 0; });
+        compete(
+            std::string("upper/") + kind, "QString",
+            [&] {
+                CUnicodeString upper = ourLower;
+                upper.MakeUpper();
+                return upper.GetAt(0);
+            },
+            [&] { return theirLower.toUpper().at(0); });
     }
 }
 
-void copyTarnkit(benchmark::State& state) { copyAndDestroy(state, Tarn::CUnicodeString(u'x', kLength)); }
-void copyStandard(benchmark::State& state) { copyAndDestroy(state, StandardString(kLength, u'x')); }
+void registerSearches() {
+    const std::u16string text = repeated(u"Where does it stand? ", 1000) + u"Zebra crossing";
+    const auto& ours = kept(tarnString(text));
+    const auto& theirs = kept(qString(text));
+    check(ours.Find(u'Z') == theirs.indexOf(u'Z'), "find");
+    compete(
+        "find/unit", "QString", [&] { return ours.Find(u'Z'); }, [&] { return theirs.indexOf(u'Z'); });
+    const auto& theirWanted = kept(QString("Zebra"));
+    compete(
+        "find/text", "QString", [&] { return ours.Find(u"Zebra"); },
+        [&] { return theirs.indexOf(theirWanted); });
+
+    const std::u16string many(100'000, u'a');
+    const std::u16string wanted = std::u16string(2000, u'a') + u'b';
+    const auto& ourMany = kept(tarnString(many));
+    const auto& ourHard = kept(tarnString(wanted));
+    const auto& theirMany = kept(qString(many));
+    const auto& theirHard = kept(qString(wanted));
+    check(ourMany.Find(ourHard) == theirMany.indexOf(theirHard), "find");
+    compete(
+        "find/hard", "QString", [&] { return ourMany.Find(ourHard); },
+        [&] { return theirMany.indexOf(theirHard); });
+}
+
+void registerAppends() {
+    for (const int count : {1000, 1'000'000}) {
+        const std::string size = std::to_string(count);
+        compete(
+            "append-units/" + size, "QString",
+            [count] {
+                CUnicodeString text;
+                for (int i = 0; i < count; i++)
+                    text += static_cast<char16_t>('a' + i % 26);
+                return text.GetLength();
+            },
+            [count] {
+                QString text;
+                for (int i = 0; i < count; i++)
+                    text += QChar('a' + i % 26);
+                return text.size();
+            });
+        const auto& ourPart = kept(CUnicodeString(u"ten units."));
+        const auto& theirPart = kept(QString("ten units."));
+        compete(
+            "append-texts/" + size, "QString",
+            [count, &ourPart] {
+                CUnicodeString text;
+                for (int i = 0; i < count; i += 10)
+                    text += ourPart;
+                return text.GetLength();
+            },
+            [count, &theirPart] {
+                QString text;
+                for (int i = 0; i < count; i += 10)
+                    text += theirPart;
+                return text.size();
+            });
+    }
+}
+
+// Conversions both ways of texts of 20 and of 2,000 units, by ICU's converters.
+void registerConversions() {
+    const struct {
+        const char* name;
+        unsigned codePage;
+        const char* converter;
+        std::u16string part;
+    } cases[] = {{"utf8-ascii", 65001, "UTF-8", u"Plain text of ASCII "},
+                 {"utf8-cyrillic", 65001, "UTF-8", u"Текст по-русски, и "},
+                 {"utf8-cjk", 65001, "UTF-8", u"漢字とかなの文章。"},
+                 {"1251", 1251, "windows-1251", u"Текст по-русски, и "},
+                 {"932", 932, "ibm-943_P15A-2003", u"漢字とかなの文章。"}};
+    for (const auto& each : cases)
+        for (const int length : {20, 2000}) {
+            const std::string name = std::string(each.name) + "/" + std::to_string(length);
+            const std::u16string text = repeated(each.part, length);
+            const auto& ours = kept(tarnString(text));
+            const auto& ourBytes = kept(ours.CreateString(each.codePage));
+            check(ourBytes.CreateUnicodeString(each.codePage) == ours, each.name);
+            const unsigned page = each.codePage;
+            if (each.codePage == 65001) {
+                const auto& theirs = kept(qString(text));
+                const auto& theirBytes = kept(theirs.toUtf8());
+                check(theirBytes == ourBytes.Ptr(), each.name);
+                compete(
+                    "to/" + name, "QString", [&ours, page] { return ours.CreateString(page).GetLength(); },
+                    [&] { return theirs.toUtf8().size(); });
+                compete(
+                    "from/" + name, "QString",
+                    [&ourBytes, page] { return ourBytes.CreateUnicodeString(page).GetLength(); },
+                    [&] { return QString::fromUtf8(theirBytes).size(); });
+                continue;
+            }
+            UErrorCode error = U_ZERO_ERROR;
+            UConverter* const converter = ucnv_open(each.converter, &error);
+            check(U_SUCCESS(error), "opening a converter");
+            const auto& theirs = kept(text);
+            const auto encode = [converter, &theirs] {
+                UErrorCode code = U_ZERO_ERROR;
+                std::string bytes(2 * theirs.size() + 2, '\0');
+                bytes.resize(static_cast<std::size_t>(
+                    ucnv_fromUChars(converter, bytes.data(), static_cast<int>(bytes.size()), theirs.data(),
+                                    static_cast<int>(theirs.size()), &code)));
+                return bytes;
+            };
+            const auto& theirBytes = kept(encode());
+            check(theirBytes == ourBytes.Ptr(), each.name);
+            compete(
+                "to/" + name, "ICU", [&ours, page] { return ours.CreateString(page).GetLength(); },
+                [encode] { return encode().size(); });
+            compete(
+                "from/" + name, "ICU",
+                [&ourBytes, page] { return ourBytes.CreateUnicodeString(page).GetLength(); },
+                [converter, &theirBytes] {
+                    UErrorCode code = U_ZERO_ERROR;
+                    std::u16string units(theirBytes.size() + 1, u'\0');
+                    units.resize(static_cast<std::size_t>(
+                        ucnv_toUChars(converter, units.data(), static_cast<int>(units.size()),
+                                      theirBytes.data(), static_cast<int>(theirBytes.size()), &code)));
+                    return units.size();
+                });
+        }
+}
+
+[[maybe_unused]] const bool areRegistered = [] {
+    registerCopies();
+    registerComparisons();
+    registerSearches();
+    registerAppends();
+    registerConversions();
+    return true;
+}();
 
 } // namespace
-
-BENCHMARK(copyTarnkit)->Name("copy/CUnicodeString");
-BENCHMARK(copyStandard)->Name("copy/std::u16string");

@@ -7,6 +7,7 @@
 #include "memory/in_destructor.h"
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cstring>
 #include <utility>
@@ -20,6 +21,16 @@ constexpr CRequirement require(u"MemoryFile");
 void copyBytes(void* to, const void* from, int size) {
     if (size > 0)
         std::memcpy(to, from, static_cast<std::size_t>(size));
+}
+
+// The room that a block has which was allocated for `size` bytes. Large blocks have more than the growth
+// steps show, so that a file of any length copies its contents a few times only, however small its steps are.
+int roomFor(int size) {
+    constexpr int kExactUpTo = 0x1000;
+    if (size <= kExactUpTo)
+        return size;
+    const Int64 grain = std::bit_floor(static_cast<unsigned>(size)) / 4;
+    return static_cast<int>(std::min<Int64>((size + grain - 1) / grain * grain, INT_MAX));
 }
 
 int toIntOrFail(Int64 size) {
@@ -57,6 +68,7 @@ void CMemoryFile::Attach(unsigned char* block, int size, int step) {
     freeBlock();
     buffer = block;
     bufferSize = size;
+    hasHiddenRoom = false;
     growthStep = step;
 }
 
@@ -125,7 +137,10 @@ void CMemoryFile::FreeBuffer(unsigned char* block) { alloc_delete_array(block); 
 unsigned char* CMemoryFile::GrowBuffer(unsigned char* block, int oldSize, int newSize) {
     if (!require(newSize > oldSize, __LINE__))
         return block;
-    auto* grown = static_cast<unsigned char*>(alloc_new_array(static_cast<unsigned>(newSize)));
+    if (block != nullptr && block == buffer && hasHiddenRoom && newSize <= roomFor(oldSize))
+        return block;
+    auto* grown = static_cast<unsigned char*>(alloc_new_array(static_cast<unsigned>(roomFor(newSize))));
+    hasHiddenRoom = true;
     copyBytes(grown, block, oldSize);
     if (block != nullptr)
         FreeBuffer(block);

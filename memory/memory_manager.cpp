@@ -63,6 +63,7 @@ void AttachMemoryManagers() {
 
 void DetachMemoryManagers() {
     DetachThreadStates();
+    ReturnSpareBodyBlocks();
     stringBodyPool.object.ReleaseIfUnused();
 }
 

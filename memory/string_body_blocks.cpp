@@ -1,5 +1,6 @@
-// The blocks of string bodies. Each thread keeps a few free blocks of every size, in front of the pool of the
-// process, which has a lock.
+// The blocks of string bodies. Each thread keeps a few free blocks of every size. What it has too many of it
+// puts aside in batches, which any thread takes up again, so that texts may be made on one thread and dropped
+// on another. Behind both stands the pool of the process. Batches and pool share a lock.
 #include "memory/spin_lock.h"
 #include "memory/thread_state.h"
 #include "platform/fork.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <bit>
 #include <mutex>
+#include <utility>
 
 namespace Tarn {
 
@@ -42,9 +44,40 @@ int cacheFor(int size) {
 
 std::size_t sizeOf(int index) { return static_cast<std::size_t>(kLeastBlock << index); }
 
+using CFreeBlock = CBlockCache::CFreeBlock;
+
+// What the first block of a batch holds.
+struct CBatch : CFreeBlock {
+    CBatch* older;
+    int count;
+};
+static_assert(sizeof(CBatch) <= kLeastBlock);
+
+// The batches that were put aside, for each size of block: 64 KB at most.
+struct CBatches {
+    static constexpr int kMost = 16;
+
+    CBatch* newest = nullptr;
+    int count = 0;
+};
+constinit CBatches batches[kBlockCaches];
+
+// Free blocks are poisoned, but for the time of these calls.
+CFreeBlock* nextOf(CFreeBlock* block) {
+    Unpoison(block, sizeof *block);
+    CFreeBlock* const next = block->next;
+    Poison(block, sizeof *block);
+    return next;
+}
+void setNext(CFreeBlock* block, CFreeBlock* next) {
+    Unpoison(block, sizeof *block);
+    block->next = next;
+    Poison(block, sizeof *block);
+}
+
 void push(CThreadState& state, int index, void* block) {
     CBlockCache& cache = state.bodies[index];
-    auto* const freed = static_cast<CBlockCache::CFreeBlock*>(block);
+    auto* const freed = static_cast<CFreeBlock*>(block);
     freed->next = cache.first;
     cache.first = freed;
     cache.count++;
@@ -53,22 +86,63 @@ void push(CThreadState& state, int index, void* block) {
 
 void* pop(CThreadState& state, int index) {
     CBlockCache& cache = state.bodies[index];
-    CBlockCache::CFreeBlock* const block = cache.first;
+    CFreeBlock* const block = cache.first;
     Unpoison(block, sizeOf(index));
     cache.first = block->next;
     cache.count--;
     return block;
 }
 
-// Allocates a block and fills the thread's empty cache. The cache hands out its blocks in the order in which
-// the pool allocated them.
+// The three below are called with the lock held.
+
+void freeToPool(int index, CFreeBlock* first) {
+    while (first != nullptr) {
+        CFreeBlock* const block = std::exchange(first, nextOf(first));
+        Unpoison(block, sizeOf(index));
+        poolOf(index).Free(block);
+    }
+}
+
+void putAside(int index, CFreeBlock* first, int count) {
+    CBatches& spare = batches[index];
+    if (spare.count == CBatches::kMost)
+        return freeToPool(index, first);
+    auto* const batch = static_cast<CBatch*>(first);
+    Unpoison(batch, sizeof *batch);
+    batch->older = std::exchange(spare.newest, batch);
+    batch->count = count;
+    Poison(batch, sizeof *batch);
+    spare.count++;
+}
+
+// Takes up the batch that was put aside last: the first of its blocks, and their number. Null if there is
+// none.
+CFreeBlock* takeUp(int index, int& count) {
+    CBatches& spare = batches[index];
+    CBatch* const batch = spare.newest;
+    if (batch == nullptr)
+        return nullptr;
+    Unpoison(batch, sizeof *batch);
+    spare.newest = batch->older;
+    count = batch->count;
+    Poison(batch, sizeof *batch);
+    spare.count--;
+    return batch;
+}
+
+// Allocates a block and fills the thread's empty cache. What comes from the pool is handed out in the order
+// in which the pool allocated it.
 [[gnu::noinline]] void* popRefilled(int index) {
     CThreadState* const state = ObtainThreadState();
     std::lock_guard guard(poolLock);
     CBlockManager& pool = poolOf(index);
-    void* const first = pool.Alloc();
     if (state == nullptr)
-        return first;
+        return pool.Alloc();
+    CBlockCache& cache = state->bodies[index];
+    cache.first = takeUp(index, cache.count);
+    if (cache.first != nullptr)
+        return pop(*state, index);
+    void* const first = pool.Alloc();
     void* blocks[kLargestBatch];
     int count = 0;
     try {
@@ -84,11 +158,20 @@ void* pop(CThreadState& state, int index) {
     return first;
 }
 
-// Returns all but `kept` blocks to the pool.
+// Puts all blocks of a thread aside but the `kept` that were freed last.
 [[gnu::noinline]] void giveBack(CThreadState& state, int index, int kept) {
+    CBlockCache& cache = state.bodies[index];
+    CFreeBlock* last = nullptr;
+    CFreeBlock* rest = cache.first;
+    for (int i = 0; i < kept; i++)
+        rest = nextOf(last = rest);
+    if (last == nullptr)
+        cache.first = nullptr;
+    else
+        setNext(last, nullptr);
     std::lock_guard guard(poolLock);
-    while (state.bodies[index].count > kept)
-        poolOf(index).Free(pop(state, index));
+    putAside(index, rest, cache.count - kept);
+    cache.count = kept;
 }
 
 } // namespace
@@ -121,6 +204,13 @@ void FreeStringBody(void* body, int actualSize) {
     push(*state, index, body);
     if (state->bodies[index].count > limitOf(index)) [[unlikely]]
         giveBack(*state, index, batchOf(index));
+}
+
+void ReturnSpareBodyBlocks() {
+    std::lock_guard guard(poolLock);
+    for (int index = 0, count; index < kBlockCaches; index++)
+        while (CFreeBlock* const first = takeUp(index, count))
+            freeToPool(index, first);
 }
 
 void AttachBodyBlocks() { Platform::KeepUsableAfterFork<poolLock>(); }

@@ -21,9 +21,7 @@ void endThread(void* pointer) {
 
 } // namespace
 
-CThreadState* ObtainThreadState() {
-    if (CThreadState* state = FindThreadState())
-        return state;
+CThreadState* MakeThreadState() {
     void* const memory = Platform::HeapAlloc(Platform::GetProcessHeap(), sizeof(CThreadState));
     if (memory == nullptr)
         return nullptr;

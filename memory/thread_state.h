@@ -36,8 +36,14 @@ struct CThreadState {
 /// The calling thread's state; null while it has none.
 inline CThreadState* FindThreadState() { return static_cast<CThreadState*>(Platform::GetThreadPointer()); }
 
-/// The same, made when there is none; null when there is no memory for it.
-CThreadState* ObtainThreadState();
+/// Makes the state of a thread that has none; null when there is no memory for it.
+CThreadState* MakeThreadState();
+
+/// The calling thread's state, made when there is none; null when there is no memory for it.
+inline CThreadState* ObtainThreadState() {
+    CThreadState* const state = FindThreadState();
+    return state != nullptr ? state : MakeThreadState();
+}
 
 /// Called when the library is loaded: from now on threads can have a state.
 void AttachThreadStates();
@@ -49,8 +55,11 @@ void DetachThreadStates();
 /// Called when the library is loaded: the pool of string bodies will be usable in a forked child.
 void AttachBodyBlocks();
 
-/// Gives the free blocks of a thread that ends back to the pool.
+/// Puts the free blocks of a thread that ends at the disposal of others.
 void ReturnBodyBlocks(CThreadState& state);
+
+/// Called when the library is unloaded: gives what threads have put aside back to the pool.
+void ReturnSpareBodyBlocks();
 
 /// Frees the arrays of a thread that ends.
 void FreeThreadSlots(CThreadState& state);

@@ -120,33 +120,24 @@ private:
         findExponent('p');
     }
 
-    // `precision` significant digits; the exponent of the rounded number decides between the two forms.
+    // `precision` significant digits; with zeros at the end, the exponent of the rounded number decides
+    // between the two forms here.
     void writeGeneral(double value, int precision, bool keepsZeros) {
-        constexpr int kSmallestFixedExponent = -4;
         const long long digits = std::max(precision, 1);
+        if (!keepsZeros) {
+            write(value, std::chars_format::general, digits);
+            missingZeros = 0;
+            return;
+        }
+        constexpr int kSmallestFixedExponent = -4;
         write(value, std::chars_format::scientific, digits - 1);
         int power = 0;
         std::from_chars(exponent + (exponent[1] == '+' ? 2 : 1), end, power);
         if (power >= kSmallestFixedExponent && power < digits)
             write(value, std::chars_format::fixed, digits - 1 - power);
-        if (!keepsZeros)
-            dropZeros();
     }
 
     void findExponent(char letter) { exponent = std::find(text, end, letter); }
-
-    void dropZeros() {
-        missingZeros = 0;
-        if (std::find(text, exponent, '.') == exponent)
-            return;
-        char* last = exponent;
-        while (last[-1] == '0')
-            last--;
-        if (last[-1] == '.')
-            last--;
-        end = std::move(exponent, end, last);
-        exponent = last;
-    }
 
     void addPoint() {
         if (std::find(text, exponent, '.') != exponent)
@@ -262,6 +253,9 @@ bool CPrintfFormatter<Unit>::skip(std::string_view text) {
 
 template<class Unit>
 void CPrintfFormatter<Unit>::parseSize(CConversion& conversion) {
+    constexpr std::string_view kFirstLetters = "hlIztjLw";
+    if (*format > 'z' || kFirstLetters.find(static_cast<char>(*format)) == kFirstLetters.npos)
+        return;
     // Of two prefixes that begin alike, the longer comes first.
     static constexpr struct {
         std::string_view text;

@@ -4,6 +4,7 @@
 #include <tarnkit/unicode_string.h>
 
 #include "platform/platform.h"
+#include "strings/converted_text.h"
 #include "strings/text_units.h"
 
 #include <algorithm>
@@ -274,6 +275,19 @@ int CStringOf<Unit>::Compare(const Unit* text) const {
 }
 
 template<class Unit>
+int CStringOf<Unit>::compare(const CStringOf& other) const {
+    return TextUnits::Compare(Ptr(), GetLength(), other.Ptr(), other.GetLength());
+}
+
+// Texts with the same units are equal. Others mostly are not, but a NUL before the end of a text ends it.
+template<class Unit>
+bool CStringOf<Unit>::isEqual(const CStringOf& other) const {
+    const auto size = static_cast<std::size_t>(GetLength()) * sizeof(Unit);
+    return (GetLength() == other.GetLength() && std::memcmp(Ptr(), other.Ptr(), size) == 0) ||
+           compare(other) == 0;
+}
+
+template<class Unit>
 int CStringOf<Unit>::CompareNoCase(const Unit* text) const {
     return TextUnits::CompareNoCase(Ptr(), text);
 }
@@ -433,16 +447,10 @@ CStringBody* CString::construct(const char16_t* text, int length, unsigned codeP
 
 CStringBody* CString::createFromUnicodeText(const char16_t* text, int length, unsigned codePage,
                                             unsigned flags) {
-    const int size =
-        Platform::WideCharToMultiByte(codePage, flags, text, length, nullptr, 0, nullptr, nullptr);
-    if (size <= 0)
-        return nullptr;
-    CStringBody* result = CStringBody::MakeNew(size);
-    const int converted =
-        Platform::WideCharToMultiByte(codePage, flags, text, length, result->Body(), size, nullptr, nullptr);
-    result->Body()[converted] = 0;
-    result->SetLength(TextUnits::LengthUpTo(result->Body(), converted));
-    return result;
+    constexpr Int64 kMostBytes = 3; // for a unit, in most code pages
+    return MakeConvertedBody<char>(kMostBytes * length, [&](char* buffer, int size) {
+        return Platform::WideCharToMultiByte(codePage, flags, text, length, buffer, size, nullptr, nullptr);
+    });
 }
 
 CUnicodeString CString::CreateUnicodeString(unsigned codePage) const {

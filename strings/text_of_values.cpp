@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <iterator>
 #include <type_traits>
@@ -12,24 +13,40 @@ namespace Tarn {
 
 namespace {
 
-// The room that results start with: enough for numbers in all but the longest forms, and for most formats.
-constexpr int kNumberRoom = 40;
+// Enough for most formats.
 constexpr int kFirstFormatRoom = 256;
 
 constexpr int kModuleNameRoom = 261;
 
+constexpr int kLongestNumber = 1 + 64;
+
+// The text of a number, without a terminator.
+template<class String>
+String numberText(const char* begin, const char* end) {
+    std::remove_cvref_t<decltype(String().GetAt(0))> units[kLongestNumber];
+    std::copy(begin, end, units);
+    return String(units, static_cast<int>(end - begin));
+}
+
 template<class String>
 String magnitudeText(unsigned long long magnitude, bool isNegative, int radix) {
-    String result;
     if (radix < 2 || radix > 36)
-        return result;
-    char digits[1 + 64] = {'-'};
+        return String();
+    char digits[kLongestNumber] = {'-'};
     const char* end = std::to_chars(digits + 1, std::end(digits), magnitude, radix).ptr;
-    const char* begin = isNegative ? digits : digits + 1;
-    const int length = static_cast<int>(end - begin);
-    std::copy(begin, end, result.GetBuffer(std::max(length, kNumberRoom)));
-    result.ReleaseBuffer(length);
-    return result;
+    return numberText<String>(isNegative ? digits : digits + 1, end);
+}
+
+template<class String>
+String doubleText(double value) {
+    constexpr int kDigits = 10;
+    if (!std::isfinite(value)) {
+        const CString name = Format("%f", value);
+        return numberText<String>(name.Ptr(), name.Ptr() + name.GetLength());
+    }
+    char text[kLongestNumber];
+    const auto end = std::to_chars(text, std::end(text), value, std::chars_format::general, kDigits).ptr;
+    return numberText<String>(text, end);
 }
 
 // A number of any integer type, as wide as that type is. 64-bit numbers have only three radixes.
@@ -46,9 +63,15 @@ String integerText(Number value, int radix) {
 
 template<class String, class Unit>
 String formatted(const Unit* format, va_list arguments) {
+    Unit text[kFirstFormatRoom];
+    const int shortLength = FormatInto(text, kFirstFormatRoom, format, arguments);
+    String result;
+    if (shortLength > 0)
+        std::copy_n(text, shortLength, result.GetBufferSetLength(shortLength));
+    if (shortLength >= 0)
+        return result;
     constexpr int kLongest = String::Body::kLongestLength;
-    for (int room = kFirstFormatRoom;; room = room > kLongest / 2 ? kLongest : room * 2) {
-        String result;
+    for (int room = 2 * kFirstFormatRoom;; room = room > kLongest / 2 ? kLongest : room * 2) {
         const int length = FormatInto(result.GetBuffer(room), room, format, arguments);
         if (length >= 0) {
             result.ReleaseBuffer(length);
@@ -101,8 +124,8 @@ CUnicodeString UnicodeStr(unsigned long value, int radix) {
 CUnicodeString UnicodeStr(Int64 value, int radix) { return integerText<CUnicodeString>(value, radix); }
 CUnicodeString UnicodeStr(UInt64 value, int radix) { return integerText<CUnicodeString>(value, radix); }
 
-CString Str(double value) { return Format("%.10g", value); }
-CUnicodeString UnicodeStr(double value) { return Str(value).CreateUnicodeString(); }
+CString Str(double value) { return doubleText<CString>(value); }
+CUnicodeString UnicodeStr(double value) { return doubleText<CUnicodeString>(value); }
 
 CString Str(const rational& value) { return rationalText<CString>(value, '/'); }
 CUnicodeString UnicodeStr(const rational& value) { return rationalText<CUnicodeString>(value, u'/'); }

@@ -13,17 +13,44 @@ namespace Tarn {
 
 namespace {
 
-// What the 8-bit parsers read: 8-bit text as it is, 16-bit text without its own kinds of white space.
-CString numberText(const CString& text) { return text; }
-CString numberText(const CUnicodeString& text) {
-    CUnicodeString trimmed(text);
-    trimmed.Trim();
-    return trimmed.CreateString();
-}
+// What the 8-bit parsers read of a text.
+class CNumberText {
+public:
+    explicit CNumberText(const CString& number) : text(number), start(text.Ptr()) {}
+
+    // Without the kinds of white space that only 16-bit text has. ASCII is the same in every code page.
+    explicit CNumberText(const CUnicodeString& number) : start(buffer) {
+        const char16_t* begin = number.Ptr();
+        const char16_t* end = begin + number.GetLength();
+        while (begin != end && TextUnits::IsSpace(*begin))
+            begin++;
+        while (begin != end && TextUnits::IsSpace(end[-1]))
+            end--;
+        const auto isAscii = [](char16_t unit) { return unit < 0x80; };
+        if (end - begin < kRoom && std::all_of(begin, end, isAscii)) {
+            *std::transform(begin, end, buffer, [](char16_t unit) { return static_cast<char>(unit); }) = 0;
+            return;
+        }
+        text = CUnicodeString(begin, static_cast<int>(end - begin)).CreateString();
+        start = text.Ptr();
+    }
+
+    CNumberText(const CNumberText&) = delete;
+    CNumberText& operator=(const CNumberText&) = delete;
+
+    const char* Ptr() const { return start; }
+
+private:
+    static constexpr int kRoom = 64;
+
+    CString text;
+    char buffer[kRoom];
+    const char* start;
+};
 
 // Stores what was parsed; true when nothing but white space is left of the text.
 template<class Number, class Target>
-bool store(const CString& text, const CParsedNumber<Number>& parsed, Target& result) {
+bool store(const CNumberText& text, const CParsedNumber<Number>& parsed, Target& result) {
     result = parsed.value;
     const char* rest = parsed.end;
     while (TextUnits::IsSpace(*rest))
@@ -33,10 +60,10 @@ bool store(const CString& text, const CParsedNumber<Number>& parsed, Target& res
 
 // Reads an integer within the limits of a type, which may be one of the two `long`s.
 template<class Target>
-bool readInteger(const CString& text, Target& result, int radix) {
+bool readInteger(const CNumberText& text, Target& result, int radix) {
     using Signed = std::conditional_t<sizeof(Target) == sizeof(int), int, Int64>;
     using Number = std::conditional_t<std::is_signed_v<Target>, Signed, std::make_unsigned_t<Signed>>;
-    return store(text, ParseInteger<Number>(text, radix), result);
+    return store(text, ParseInteger<Number>(text.Ptr(), radix), result);
 }
 
 } // namespace
@@ -57,38 +84,38 @@ bool CStringOf<Unit>::Value(bool& result) const {
 
 template<class Unit>
 bool CStringOf<Unit>::Value(int& result, int radix) const {
-    return readInteger(numberText(self()), result, radix);
+    return readInteger(CNumberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(long& result, int radix) const {
-    return readInteger(numberText(self()), result, radix);
+    return readInteger(CNumberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(Int64& result, int radix) const {
-    return readInteger(numberText(self()), result, radix);
+    return readInteger(CNumberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(unsigned int& result, int radix) const {
-    return readInteger(numberText(self()), result, radix);
+    return readInteger(CNumberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(unsigned long& result, int radix) const {
-    return readInteger(numberText(self()), result, radix);
+    return readInteger(CNumberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(UInt64& result, int radix) const {
-    return readInteger(numberText(self()), result, radix);
+    return readInteger(CNumberText(self()), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(double& result) const {
-    const CString text = numberText(self());
-    return store(text, ParseDouble(text), result);
+    const CNumberText text(self());
+    return store(text, ParseDouble(text.Ptr()), result);
 }
 
 template<class Unit>

@@ -23,16 +23,17 @@ int CheckedLength(const Unit* text) {
 }
 
 /// The length of a text, or `limit` when there is no terminator within `limit` units.
-template<class Unit>
-int LengthUpTo(const Unit* text, int limit) {
-    int length = 0;
-    while (length < limit && text[length] != 0)
-        length++;
-    return length;
+inline int LengthUpTo(const char* text, int limit) {
+    const void* const end = limit > 0 ? std::memchr(text, 0, static_cast<std::size_t>(limit)) : nullptr;
+    return end != nullptr ? static_cast<int>(static_cast<const char*>(end) - text) : limit;
 }
+int LengthUpTo(const char16_t* text, int limit);
 
 inline int Compare(const char* a, const char* b) { return std::strcmp(a, b); }
 int Compare(const char16_t* a, const char16_t* b);
+/// The same for texts whose lengths are known. Either may have a NUL before its end, which then ends it.
+inline int Compare(const char* a, int, const char* b, int) { return std::strcmp(a, b); }
+int Compare(const char16_t* a, int lengthA, const char16_t* b, int lengthB);
 inline int Compare(const char* a, const char* b, int count) {
     return std::strncmp(a, b, static_cast<std::size_t>(count));
 }
@@ -50,7 +51,7 @@ const char16_t* FindUnit(const char16_t* text, char16_t unit);
 inline const char* FindLastUnit(const char* text, char unit) { return std::strrchr(text, unit); }
 const char16_t* FindLastUnit(const char16_t* text, char16_t unit);
 
-/// The first place of `wanted` in `text`, or null.
+/// The first place of `wanted` in `text`, or null. Takes time in proportion to the lengths of both.
 inline const char* FindText(const char* text, const char* wanted) { return std::strstr(text, wanted); }
 const char16_t* FindText(const char16_t* text, const char16_t* wanted);
 

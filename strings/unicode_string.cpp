@@ -1,6 +1,7 @@
 #include <tarnkit/unicode_string.h>
 
 #include "platform/platform.h"
+#include "strings/converted_text.h"
 #include "strings/text_units.h"
 
 namespace Tarn {
@@ -30,14 +31,10 @@ CUnicodeStringBody* CUnicodeString::construct(const char* text, int length, unsi
     if (length == 0)
         return CUnicodeStringBody::MakeNew();
     const DWORD flags = decodingFlags(codePage);
-    const int size = Platform::MultiByteToWideChar(codePage, flags, text, length, nullptr, 0);
-    if (size <= 0)
-        return CUnicodeStringBody::MakeNew();
-    CUnicodeStringBody* result = CUnicodeStringBody::MakeNew(size);
-    const int converted = Platform::MultiByteToWideChar(codePage, flags, text, length, result->Body(), size);
-    result->Body()[converted] = 0;
-    result->SetLength(TextUnits::LengthUpTo(result->Body(), converted));
-    return result;
+    CUnicodeStringBody* result = MakeConvertedBody<char16_t>(length, [&](char16_t* buffer, int size) {
+        return Platform::MultiByteToWideChar(codePage, flags, text, length, buffer, size);
+    });
+    return result != nullptr ? result : CUnicodeStringBody::MakeNew();
 }
 
 CString CUnicodeString::CreateString(unsigned codePage) const { return CString(Ptr(), codePage); }

@@ -2,11 +2,12 @@
 /// CMemoryFile: a file whose contents are one block of memory.
 ///
 /// Archives and text streams use it as they use a file on disk. The file owns its block, which grows in fixed
-/// steps; a caller may hand over a block (`Attach`) or take the block away (`Detach`). Blocks are allocated
-/// with `alloc_new_array` and freed with `alloc_delete_array`; a derived class that keeps its contents
-/// elsewhere overrides `GrowBuffer` and `FreeBuffer`, calls `Close` in its own destructor and defines what
-/// copying and moving mean. The name of every memory file is the text of `MSG_MEMORY_FILE`. Threads may use
-/// different files at the same time, but each file one thread at a time.
+/// steps (a large one is allocated with some room ahead, so that small steps do not copy it over and over); a
+/// caller may hand over a block (`Attach`) or take the block away (`Detach`). Blocks are allocated with
+/// `alloc_new_array` and freed with `alloc_delete_array`; a derived class that keeps its contents elsewhere
+/// overrides `GrowBuffer` and `FreeBuffer`, calls `Close` in its own destructor and defines what copying and
+/// moving mean. The name of every memory file is the text of `MSG_MEMORY_FILE`. Threads may use different
+/// files at the same time, but each file one thread at a time.
 ///
 /// \code
 /// CMemoryFile file;
@@ -89,9 +90,10 @@ private:
     int growthStep;
     int position = 0;
     bool isOpen = true;
+    bool hasHiddenRoom = false; // the block is one of `GrowBuffer`'s own
 
     friend struct CLayout<CMemoryFile>;
 };
-TARNKIT_LAYOUT(CMemoryFile, 28, buffer, bufferSize, fileLength, growthStep, position, isOpen);
+TARNKIT_LAYOUT(CMemoryFile, 28, buffer, bufferSize, fileLength, growthStep, position, isOpen, hasHiddenRoom);
 
 } // namespace Tarn

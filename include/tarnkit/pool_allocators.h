@@ -318,7 +318,7 @@ TARNKIT_API CSizeClassAllocator& GetStringBodyPool();
 
 /// Library-internal: returns a block of at least `size` bytes for a string body. `actualSize` receives its
 /// size, which must be passed to `FreeStringBody`. Any thread may free a block, whichever allocated it. Each
-/// thread keeps up to 40 KB of free blocks, which return to the pool when the thread ends.
+/// thread keeps up to 40 KB of free blocks, and the process up to 64 KB of each size that no thread needs.
 void* AllocStringBody(int size, int& actualSize);
 void FreeStringBody(void* body, int actualSize);
 

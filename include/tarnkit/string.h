@@ -107,7 +107,10 @@ public:
     int Length() const { return length; }
     int AllocatedSize() const { return allocatedSize; }
     /// The number of units that the block has room for; negative for the empty body.
-    int Room() const { return allocatedSize / kUnitSize - kHeaderSize / kUnitSize - 1; }
+    int Room() const {
+        return static_cast<int>(static_cast<unsigned>(allocatedSize) / kUnitSize) - kHeaderSize / kUnitSize -
+               1;
+    }
     const Unit* Body() const { return text; }
     Unit* Body() { return text; }
 
@@ -297,19 +300,15 @@ public:
     /// Ignores case: that of ASCII letters in 8-bit text, that of the whole BMP in 16-bit text.
     int CompareNoCase(const Unit* text) const;
     /// The same for two strings, with the signature that `CArray::Sort` takes.
-    static int Cmp(const String* a, const String* b) { return a->Compare(b->Ptr()); }
+    static int Cmp(const String* a, const String* b) { return a->compare(*b); }
     static int CmpNoCase(const String* a, const String* b) { return a->CompareNoCase(b->Ptr()); }
     /// Compares at most `count` units, from `position` on, with `text`.
     int CompareSubstr(int position, const Unit* text, int count) const;
     int CompareSubstrNoCase(int position, const Unit* text, int count) const;
 
-    friend bool operator==(const String& a, const String& b) {
-        return a.Ptr() == b.Ptr() || a.Compare(b.Ptr()) == 0;
-    }
+    friend bool operator==(const String& a, const String& b) { return a.body == b.body || a.isEqual(b); }
     friend bool operator==(const String& a, const Unit* b) { return a.Compare(b) == 0; }
-    friend std::strong_ordering operator<=>(const String& a, const String& b) {
-        return a.Compare(b.Ptr()) <=> 0;
-    }
+    friend std::strong_ordering operator<=>(const String& a, const String& b) { return a.compare(b) <=> 0; }
     friend std::strong_ordering operator<=>(const String& a, const Unit* b) { return a.Compare(b) <=> 0; }
 
     /// The number of leading units of `text` that equal the units from `position` on.
@@ -442,6 +441,8 @@ private:
     void insertStr(const Unit* text, int count, int position);
     void replaceStr(int position, int count, const Unit* text, int newCount);
     int commonSuffix(const Unit* text, int count) const;
+    int compare(const CStringOf& other) const;
+    bool isEqual(const CStringOf& other) const;
 };
 
 TARNKIT_EXTERN_TEMPLATE(class CStringOf<char>);

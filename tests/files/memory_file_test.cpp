@@ -1,6 +1,9 @@
 #include "tests/files/support.h"
 #include "tests/support/refusing_manager.h"
 
+#include <cstring>
+#include <set>
+
 using namespace Tarn;
 
 namespace {
@@ -37,6 +40,20 @@ TEST(MemoryFile, GrowsInWholeStepsAndLosesNothingWhenMemoryRunsOut) {
     file.Abort();
     EXPECT_FALSE(file.IsOpen());
     EXPECT_TRUE(file.GetBufferPtr() == nullptr && file.GetLength() == 0 && file.GetPosition() == 0);
+}
+
+TEST(MemoryFile, IsCopiedAFewTimesHoweverSmallItsStepsAre) {
+    CMemoryFile file(16);
+    std::set<const unsigned char*> blocks;
+    for (int i = 0; i < 0x40000; i++) {
+        file.Write(&i, sizeof i);
+        blocks.insert(file.GetBufferPtr());
+    }
+    EXPECT_LT(blocks.size(), 0x1000 / 16 + 50u);
+    for (int i = 0; i < 0x40000; i++)
+        ASSERT_EQ(std::memcmp(file.GetBufferPtr() + 4 * i, &i, sizeof i), 0);
+    file.Attach(static_cast<unsigned char*>(alloc_new_array(0x2000)), 0x2000, 16);
+    file.SetLength(0x2010); // not into what would be room in a block of its own
 }
 
 TEST(MemoryFile, ReadsOverwritesAndSeeksWithinItsLength) {

@@ -169,9 +169,10 @@ TYPED_TEST(StringsOfBothWidths, EditingAgreesWithTheStandardString) {
                   place = static_cast<int>(to);
         const bool isOwn = below(4) == 0;
         const Unit unit = static_cast<Unit>('a' + below(4)), wanted[] = {unit, text[position], 0};
-        const Standard before = expected;
+        const Standard before = expected, part = before.substr(from, units) + unit;
         const Standard other = isOwn ? before.substr(from) : Standard(below(below(8) == 0 ? 300 : 20), unit);
         const Unit* const source = isOwn ? text.Ptr() + position : other.c_str();
+        ASSERT_EQ(text.Find(part.c_str()), static_cast<int>(expected.find(part)));
         ASSERT_EQ(text.Find(wanted, position), static_cast<int>(expected.find(wanted, from)));
         ASSERT_EQ(text.Find(unit, position), static_cast<int>(expected.find(unit, from)));
         ASSERT_EQ(text.ReverseFind(unit), static_cast<int>(expected.rfind(unit)));

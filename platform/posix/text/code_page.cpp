@@ -145,6 +145,7 @@ CodePage* CodePage::load(UINT number, const char* name) {
             page->invert(number, back);
             iconv_close(back);
             page->addLookAlikes(number);
+            page->findStraight();
             return page;
         }
         if (back != reinterpret_cast<iconv_t>(-1))
@@ -320,6 +321,14 @@ void CodePage::addLookAlikes(UINT number) {
         for (std::size_t i = 0; i < table->units.size(); i++)
             if (unsigned short& bytes = encoded[table->units[i]]; bytes == 0)
                 bytes = encoded[table->characters[i]];
+}
+
+void CodePage::findStraight() {
+    for (unsigned value = 0; value <= 0xFF; value++) {
+        const auto byte = static_cast<unsigned char>(value);
+        if (!IsLead(byte) && single[byte] != kNone && IsValid(single[byte], byte))
+            straight[byte] = single[byte];
+    }
 }
 
 } // namespace Tarn::Platform::Posix

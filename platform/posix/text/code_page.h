@@ -32,6 +32,16 @@ public:
     char16_t Decode(unsigned char byte) const { return single[byte]; }
     char16_t Decode(unsigned char lead, unsigned char trail) const { return pairs[lead][trail]; }
 
+    /// What a single byte that is valid becomes; 0 for every other byte, and for NUL.
+    char16_t DecodeStraight(unsigned char byte) const { return straight[byte]; }
+
+    /// Whether what a single byte becomes is a character of the code page. Bytes that it does not define
+    /// become private characters; 20127 turns one of them into '?'.
+    static bool IsValid(char16_t unit, unsigned char byte) {
+        const bool isPrivate = unit >= 0xE000 && unit <= 0xF8FF;
+        return !isPrivate && (unit != u'?' || byte == '?');
+    }
+
     /// The bytes of a unit, with a lead byte in the upper half; with `bestFit`, those of its look-alike if
     /// the code page lacks the unit. `found` says whether there are any.
     unsigned Encode(char16_t unit, bool bestFit, bool* found) const {
@@ -61,6 +71,7 @@ private:
     void fillUndefined(UINT number);
     void invert(UINT number, void* converter);
     void addLookAlikes(UINT number);
+    void findStraight();
     char16_t* pairTable(unsigned char lead);
     char16_t decodeWhole(unsigned bytes) const {
         return bytes > 0xFF ? pairs[bytes >> 8][bytes & 0xFF] : single[bytes];
@@ -71,6 +82,7 @@ private:
     friend T* New(Arguments&&...);
 
     char16_t single[256] = {};
+    char16_t straight[256] = {};
     char16_t* pairs[256] = {};
     unsigned short* encoded = nullptr; // by unit, look-alikes included; 0 means none
     bool doubleByte = false;

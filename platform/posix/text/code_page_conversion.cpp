@@ -12,9 +12,8 @@ char16_t glyphOf(char16_t unit) {
     return unit < 0x20 ? kGlyphs[unit] : unit == 0x7F ? u'\u2302' : unit;
 }
 
-bool isPrivate(char16_t unit) { return unit >= 0xE000 && unit <= 0xF8FF; }
-
-void putDecoded(Output<char16_t>& output, char16_t unit, DWORD flags) {
+template<class AnyOutput>
+void putDecoded(AnyOutput& output, char16_t unit, DWORD flags) {
     char16_t letter;
     char16_t mark;
     if ((flags & MB_COMPOSITE) == 0 || !DecomposeCharacter(unit, &letter, &mark))
@@ -29,9 +28,10 @@ void putDecoded(Output<char16_t>& output, char16_t unit, DWORD flags) {
 /// WC_SEPCHARS and WC_DISCARDNS only decide what happens when a letter and the marks after it make a single
 /// character (WC_COMPOSITECHECK) that the code page lacks. So a conversion fails only for bad arguments.
 /// Unless WC_NO_BEST_FIT_CHARS rules out look-alikes, they count as characters of the code page.
+template<class AnyOutput>
 class Encoder {
 public:
-    Encoder(const CodePage& toPage, DWORD withFlags, const char* defaultChar, Output<char> toOutput)
+    Encoder(const CodePage& toPage, DWORD withFlags, const char* defaultChar, AnyOutput toOutput)
         : page(toPage), flags(withFlags), output(toOutput) {
         if (defaultChar == nullptr)
             return;
@@ -44,13 +44,11 @@ public:
     int Encode(const char16_t* text, int size) {
         const char16_t* end = text + size;
         while (text != end) {
-            if (page.IsAsciiCompatible()) {
-                std::size_t ascii = AsciiRun(text, end);
+            if (page.IsAsciiCompatible() && IsAscii(*text)) {
                 // The last letter may have a mark after it.
-                if (ascii > 0 && text + ascii != end && (flags & WC_COMPOSITECHECK) != 0)
-                    ascii--;
-                output.PutAscii(text, ascii);
-                text += ascii;
+                const std::size_t ascii = AsciiRun(text, end);
+                const bool isFollowed = text + ascii != end && (flags & WC_COMPOSITECHECK) != 0;
+                output.PutAscii(text, text + ascii - isFollowed);
                 if (text == end)
                     break;
             }
@@ -125,33 +123,27 @@ private:
 
     const CodePage& page;
     DWORD flags;
-    Output<char> output;
+    AnyOutput output;
     unsigned defaultBytes = '?';
     bool usedDefault = false;
 };
 
-} // namespace
-
-int ConvertFromCodePage(const CodePage& page, DWORD flags, bool glyphs, const char* bytes, int size,
-                        Output<char16_t> output) {
-    auto text = reinterpret_cast<const unsigned char*>(bytes);
-    const unsigned char* end = text + size;
+template<class AnyOutput>
+int decode(const CodePage& page, DWORD flags, bool glyphs, const unsigned char* text,
+           const unsigned char* end, AnyOutput output) {
+    const bool isStraight = !glyphs && (flags & MB_COMPOSITE) == 0;
     while (text != end) {
-        if (page.IsAsciiCompatible() && !glyphs) {
-            std::size_t ascii = AsciiRun(text, end);
-            output.PutAscii(text, ascii);
-            text += ascii;
-            if (text == end)
-                break;
-        }
+        if (isStraight)
+            for (char16_t unit; text != end && (unit = page.DecodeStraight(*text)) != 0; text++)
+                output.Put(unit);
+        if (text == end)
+            break;
         char16_t unit;
         bool valid;
         unsigned char byte = *text++;
         if (!page.IsLead(byte)) {
             unit = page.Decode(byte);
-            // Bytes that the code page does not define become private characters; 20127 turns one of them
-            // into '?'.
-            valid = !isPrivate(unit) && (unit != u'?' || byte == '?');
+            valid = CodePage::IsValid(unit, byte);
         } else if (text == end || *text == 0) {
             unit = CodePage::kNone;
             valid = false;
@@ -168,13 +160,33 @@ int ConvertFromCodePage(const CodePage& page, DWORD flags, bool glyphs, const ch
     return output.Finish();
 }
 
-int ConvertToCodePage(const CodePage& page, DWORD flags, const char16_t* text, int size,
-                      const char* defaultChar, Output<char> output, BOOL* usedDefault) {
-    Encoder encoder(page, flags, defaultChar, output);
+template<class AnyOutput>
+int encode(const CodePage& page, DWORD flags, const char16_t* text, int size, const char* defaultChar,
+           AnyOutput output, BOOL* usedDefault) {
+    Encoder<AnyOutput> encoder(page, flags, defaultChar, output);
     const int count = encoder.Encode(text, size);
     if (usedDefault != nullptr)
         *usedDefault = encoder.UsedDefault() ? TRUE : FALSE;
     return count;
+}
+
+} // namespace
+
+int ConvertFromCodePage(const CodePage& page, DWORD flags, bool glyphs, const char* bytes, int size,
+                        Output<char16_t> output) {
+    const auto* text = reinterpret_cast<const unsigned char*>(bytes);
+    // Decomposed, a byte may become several units.
+    return output.HasRoomFor(size) && (flags & MB_COMPOSITE) == 0
+               ? decode(page, flags, glyphs, text, text + size, RoomyOutput(output.Buffer()))
+               : decode(page, flags, glyphs, text, text + size, output);
+}
+
+int ConvertToCodePage(const CodePage& page, DWORD flags, const char16_t* text, int size,
+                      const char* defaultChar, Output<char> output, BOOL* usedDefault) {
+    constexpr long long kMostBytes = 2; // for a unit
+    return output.HasRoomFor(kMostBytes * size)
+               ? encode(page, flags, text, size, defaultChar, RoomyOutput(output.Buffer()), usedDefault)
+               : encode(page, flags, text, size, defaultChar, output, usedDefault);
 }
 
 } // namespace Tarn::Platform::Posix

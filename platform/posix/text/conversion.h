@@ -5,10 +5,12 @@
 
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace Tarn::Platform::Posix {
 
@@ -16,6 +18,54 @@ namespace Tarn::Platform::Posix {
 inline int FailConversion(DWORD code) {
     SetLastError(code);
     return 0;
+}
+
+template<class Unit>
+constexpr bool IsAscii(Unit unit) {
+    return (unit & ~Unit{0x7F}) == 0;
+}
+
+/// Sixteen units of text, in the vector types of GCC and Clang.
+template<class Unit>
+class AsciiBlock {
+public:
+    static constexpr int kUnits = 16;
+
+    explicit AsciiBlock(const Unit* text) { std::memcpy(&units, text, sizeof(units)); }
+
+    bool IsAscii() const {
+        std::uint64_t words[2 * sizeof(Unit)];
+        std::memcpy(words, &units, sizeof(units));
+        std::uint64_t all = 0;
+        for (const std::uint64_t word : words)
+            all |= word;
+        return (all & kBeyondAscii) == 0;
+    }
+
+    template<class To>
+    void Write(To* text) const {
+        const auto converted = __builtin_convertvector(units, Vector<To>);
+        std::memcpy(text, &converted, sizeof(converted));
+    }
+
+private:
+    template<class T>
+    using Vector [[gnu::vector_size(kUnits * sizeof(T))]] =
+        std::conditional_t<sizeof(T) == 1, std::uint8_t, std::uint16_t>;
+    static constexpr std::uint64_t kBeyondAscii = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
+
+    Vector<Unit> units;
+};
+
+/// The number of ASCII units from `text`, which must lie before `end`, to the first other unit.
+template<class Unit>
+std::size_t AsciiRun(const Unit* text, const Unit* end) {
+    const Unit* at = text;
+    while (end - at >= AsciiBlock<Unit>::kUnits && AsciiBlock<Unit>(at).IsAscii())
+        at += AsciiBlock<Unit>::kUnits;
+    while (at != end && IsAscii(*at))
+        at++;
+    return static_cast<std::size_t>(at - text);
 }
 
 /// Receives the units of a result: writes those that fit and counts all of them. Without a buffer it only
@@ -32,18 +82,22 @@ public:
             *next++ = unit;
     }
 
-    /// Adds `length` ASCII characters.
+    /// Adds the ASCII characters from `text` on and moves `text` past them.
     template<class Source>
-    void PutAscii(const Source* text, std::size_t length) {
-        count += static_cast<long long>(length);
-        std::size_t left = static_cast<std::size_t>(end - next);
-        if (left < length)
-            length = left;
-        for (std::size_t i = 0; i < length; i++)
+    void PutAscii(const Source*& text, const Source* textEnd) {
+        const auto length = static_cast<long long>(AsciiRun(text, textEnd));
+        const auto fitting = std::min<long long>(length, end - next);
+        for (long long i = 0; i < fitting; i++)
             next[i] = static_cast<Unit>(text[i]);
-        if (length != 0)
-            next += length;
+        if (fitting > 0)
+            next += fitting;
+        count += length;
+        text += length;
     }
+
+    /// Whether the buffer has room for that many units.
+    bool HasRoomFor(long long units) const { return units <= room; }
+    Unit* Buffer() const { return next; }
 
     /// The number of units; 0, with the last error, if there are too many for the buffer or for an `int`.
     int Finish() const {
@@ -61,24 +115,32 @@ private:
     long long count = 0;
 };
 
-/// The number of ASCII units from `text`, which must lie before `end`, to the first other unit.
+/// The same for a buffer that has room for all that may come, so that nothing needs to be counted.
 template<class Unit>
-std::size_t AsciiRun(const Unit* text, const Unit* end) {
-    const auto isAscii = [](Unit unit) { return (unit & ~Unit{0x7F}) == 0; };
-    if (!isAscii(*text))
-        return 0;
-    constexpr std::size_t kAtOnce = sizeof(std::uint64_t) / sizeof(Unit);
-    constexpr std::uint64_t kBeyondAscii = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
-    const Unit* at = text;
-    for (; static_cast<std::size_t>(end - at) >= kAtOnce; at += kAtOnce) {
-        std::uint64_t word;
-        std::memcpy(&word, at, sizeof(word));
-        if ((word & kBeyondAscii) != 0)
-            break;
+class RoomyOutput {
+public:
+    explicit RoomyOutput(Unit* buffer) : start(buffer), next(buffer) {}
+
+    void Put(Unit unit) { *next++ = unit; }
+
+    template<class Source>
+    void PutAscii(const Source*& text, const Source* textEnd) {
+        for (; textEnd - text >= AsciiBlock<Source>::kUnits; text += AsciiBlock<Source>::kUnits) {
+            const AsciiBlock block(text);
+            if (!block.IsAscii())
+                break;
+            block.Write(next);
+            next += AsciiBlock<Source>::kUnits;
+        }
+        while (text != textEnd && IsAscii(*text))
+            *next++ = static_cast<Unit>(*text++);
     }
-    while (at != end && isAscii(*at))
-        at++;
-    return static_cast<std::size_t>(at - text);
-}
+
+    int Finish() const { return static_cast<int>(next - start); }
+
+private:
+    Unit* const start;
+    Unit* next;
+};
 
 } // namespace Tarn::Platform::Posix
