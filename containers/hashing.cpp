@@ -9,13 +9,22 @@ namespace {
 // The multiplicative hash of all keys; it wraps around.
 constexpr unsigned nextHash(unsigned hash, unsigned value) { return hash * 33 + value; }
 
-// Each type of 16-bit text needs a function of its own: neither may be read as the other.
-template<class Unit>
-int wideHash(const Unit* key) {
+// Four units at a time: only one multiplication has to wait for the hash of those before. Each type of 16-bit
+// text needs a function of its own: neither may be read as the other.
+template<class Value, class Unit>
+int textHash(const Unit* key) {
     unsigned hash = 0;
-    for (; *key != 0; key++)
-        hash = nextHash(hash, *key);
-    return static_cast<int>(hash);
+    for (;; key += 4) {
+        unsigned part = 0; // the hash of the units that are read now
+        unsigned factor = 1;
+        for (int i = 0; i < 4; i++) {
+            if (key[i] == 0)
+                return static_cast<int>(hash * factor + part);
+            part = nextHash(part, static_cast<unsigned>(static_cast<Value>(key[i])));
+            factor *= 33;
+        }
+        hash = hash * factor + part;
+    }
 }
 
 template<class Unit>
@@ -58,15 +67,9 @@ int HashMemoryBlock(const void* block, int size) {
 
 } // namespace Tarn
 
-int HashKey(const char* key) {
-    unsigned hash = 0;
-    for (; *key != 0; key++)
-        hash = nextHash(hash, static_cast<unsigned>(static_cast<signed char>(*key)));
-    return static_cast<int>(hash);
-}
-
-int HashKey(const char16_t* key) { return wideHash(key); }
-int HashKey(const unsigned short* key) { return wideHash(key); }
+int HashKey(const char* key) { return textHash<signed char>(key); }
+int HashKey(const char16_t* key) { return textHash<char16_t>(key); }
+int HashKey(const unsigned short* key) { return textHash<unsigned short>(key); }
 
 bool AreHashTableKeysEqual(const char* a, const char* b) { return std::strcmp(a, b) == 0; }
 bool AreHashTableKeysEqual(const char16_t* a, const char16_t* b) { return areWideTextsEqual(a, b); }

@@ -68,6 +68,23 @@ TEST(Map, PairsCanBeDeletedAndAddedWhileIterating) {
     EXPECT_TRUE(map.IsEmpty());
 }
 
+TEST(Map, RoomOfDeletedPairsServesLaterOnes) {
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switcher(&manager);
+    CMap<int, int> map;
+    const auto insert = [&map] {
+        for (int i = 0; i < 3000; i++)
+            map.Insert(i, i);
+    };
+    insert();
+    const int* const last = map.Find(2999);
+    for (int i = 2999; i >= 0; i--)
+        map.Delete(i);
+    EXPECT_TRUE(manager.TryWith(0, insert) && map.Find(2999) == last);
+    map.DeleteAll();
+    EXPECT_FALSE(manager.TryWith(0, insert)) << "all of it was returned";
+}
+
 TEST(Map, FindsStringKeysByTheirText) {
     CMap<CUnicodeString, int> map;
     map.Set(u"one", 1);
@@ -75,6 +92,7 @@ TEST(Map, FindsStringKeysByTheirText) {
     EXPECT_EQ(map.Size(), 1);
     EXPECT_EQ(*map.Find(u"one"), 11);
     EXPECT_EQ(map.Find(u"One"), nullptr);
+    EXPECT_EQ(*map.Find(CUnicodeString(u"one\0two", 7)), 11) << "a key ends at a zero";
 
     CMap<const char*, int> byText;
     byText.Set("key", 1);
