@@ -62,7 +62,6 @@ int HashMemoryBlock(const void* block, int size) {
 } // namespace Tarn
 
 // Each type of 16-bit text needs functions of its own: neither may be read as the other.
-// Each type of 16-bit text needs functions of its own: neither may be read as the other.
 int HashKey(const char* key) { return hashOf(key); }
 int HashKey(const char16_t* key) { return hashOf(key); }
 int HashKey(const unsigned short* key) { return hashOf(key); }

@@ -6,8 +6,10 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/sorting.h>
 
+#include <algorithm>
 #include <bit>
 #include <climits>
+#include <numeric>
 #include <utility>
 
 namespace Tarn {
@@ -31,58 +33,121 @@ void InsertionSort(CListBase& list, Compare compare) {
     }
 }
 
-/// The nodes of a list in its order: up to 256 in the object itself, more of them in memory from the calling
-/// thread's current memory manager.
-class CNodeArray {
+/// Up to 256 objects in this one itself, more of them in memory from the calling thread's current memory
+/// manager.
+template<class T>
+class CSortRoom {
 public:
-    explicit CNodeArray(CListBase& list) : count(list.NumberOfChildren()) {
-        if (count > kInlineSize)
-            nodes = allocate(GrownCapacity(kInlineSize, count, kInlineSize));
-        CListNodeBase* node = list.First();
-        for (int i = 0; i < count; i++, node = node->Next())
-            nodes[i] = node;
+    explicit CSortRoom(int size) {
+        if (size > kInlineSize)
+            objects = allocate(GrownCapacity(kInlineSize, size, kInlineSize));
     }
-    ~CNodeArray() noexcept(false) {
-        if (nodes != inlineNodes)
-            CurrentMemoryManager::Free(nodes);
+    ~CSortRoom() noexcept(false) {
+        if (objects != inlineObjects)
+            CurrentMemoryManager::Free(objects);
     }
 
-    CNodeArray(const CNodeArray&) = delete;
-    CNodeArray& operator=(const CNodeArray&) = delete;
+    CSortRoom(const CSortRoom&) = delete;
+    CSortRoom& operator=(const CSortRoom&) = delete;
 
-    int Size() const { return count; }
-    CListNodeBase*& operator[](int index) { return nodes[index]; }
+    T* Ptr() { return objects; }
 
 private:
     static constexpr int kInlineSize = 256;
 
-    static CListNodeBase** allocate(int capacity) {
-        if (capacity > INT_MAX / kPointerSize)
+    static T* allocate(int capacity) {
+        if (static_cast<unsigned>(capacity) > INT_MAX / sizeof(T))
             ThrowMemoryException();
-        const auto size = static_cast<unsigned>(capacity) * unsigned{kPointerSize};
-        return static_cast<CListNodeBase**>(CurrentMemoryManager::Alloc(size));
+        return static_cast<T*>(
+            CurrentMemoryManager::Alloc(static_cast<unsigned>(capacity) * static_cast<unsigned>(sizeof(T))));
     }
 
-    int count;
-    CListNodeBase** nodes = inlineNodes;
-    CListNodeBase* inlineNodes[kInlineSize];
+    T* objects = inlineObjects;
+    T inlineObjects[kInlineSize];
 };
 
-/// Quick sort of an array of nodes, with a stack of its own for the ranges still to be sorted.
+/// The ranges of a list whose nodes are in order already.
+struct CRuns {
+    int number = 1;
+    bool areAnyEqual = false;
+
+    template<class Compare>
+    CRuns(CListNodeBase* const* nodes, int count, Compare& compare) {
+        for (int i = 1; i < count && number <= kMost; i++) {
+            const int order = compare(nodes[i - 1], nodes[i]);
+            number += order > 0;
+            areAnyEqual |= order == 0;
+        }
+    }
+
+    /// Whether it pays to merge them.
+    bool AreLong(int count) const { return number <= kMost && number <= count / kShortest; }
+
+private:
+    static constexpr int kMost = 8; // no more are counted
+    static constexpr int kShortest = 16;
+};
+
+/// The place of a node in the list, and its rank: nodes that compare equal have the same one.
+struct CRankedPlace {
+    int place;
+    int rank;
+};
+
+/// A merge sort of the places of nodes. Where nodes are in order, it takes one comparison for each.
+template<class Compare>
+class CMergeSort {
+public:
+    CMergeSort(CListNodeBase* const* sorted, Compare& comparison) : nodes(sorted), compare(comparison) {}
+
+    /// `spare` has room for half of the places.
+    void Run(int* first, int* last, int* spare) {
+        if (last - first < 2)
+            return;
+        int* const middle = first + (last - first) / 2;
+        Run(first, middle, spare);
+        Run(middle, last, spare);
+        if (isBefore(*middle, middle[-1]))
+            merge(first, middle, last, spare);
+    }
+    bool HasFoundEqualNodes() const { return hasFoundEqualNodes; }
+
+private:
+    bool isBefore(int a, int b) {
+        const int order = compare(nodes[a], nodes[b]);
+        hasFoundEqualNodes |= order == 0;
+        return order < 0;
+    }
+
+    void merge(int* first, int* middle, int* last, int* spare) {
+        const int* left = spare;
+        const int* const leftEnd = std::copy(first, middle, spare);
+        const int* right = middle;
+        while (left != leftEnd && right != last)
+            *first++ = isBefore(*right, *left) ? *right++ : *left++;
+        std::copy(left, leftEnd, first);
+    }
+
+    CListNodeBase* const* nodes;
+    Compare& compare;
+    bool hasFoundEqualNodes = false;
+};
+
+/// Quick sort of an array, with a stack of its own for the ranges still to be sorted.
 ///
 /// Its pivot is the middle element, which divides some orders badly: rising and then falling, for example, or
 /// two sorted halves one after the other. When a list has taken several times the work of an ordinary one,
 /// `SortRange` (sorting.h) sorts the ranges that are left.
-template<class Compare>
+template<class T, class Compare>
 class CQuickSort {
 public:
-    CQuickSort(CNodeArray& array, Compare comparison)
-        : nodes(array), compare(std::move(comparison)),
-          comparisonsLeft(Int64{kPatience} * array.Size() *
-                          static_cast<int>(std::bit_width(static_cast<unsigned>(array.Size())))) {}
+    CQuickSort(T* array, int size, Compare& comparison)
+        : nodes(array), count(size), compare(comparison),
+          comparisonsLeft(Int64{kPatience} * size *
+                          static_cast<int>(std::bit_width(static_cast<unsigned>(size)))) {}
 
     void Run() {
-        CRange range{0, nodes.Size() - 1};
+        CRange range{0, count - 1};
         for (;;) {
             if (range.Size() > kLongestSelection && comparisonsLeft > 0) {
                 range = divide(range);
@@ -124,17 +189,16 @@ private:
     }
 
     void sortOtherwise(CRange range) {
-        CListNodeBase** first = &nodes[range.first];
-        SortRange(first, first + range.Size(),
-                  [this](const CListNodeBase* a, const CListNodeBase* b) { return compare(a, b) < 0; });
+        T* first = &nodes[range.first];
+        SortRange(first, first + range.Size(), [this](const T& a, const T& b) { return compare(a, b) < 0; });
     }
 
     // Brings what sorts before the middle element to its left and the rest to its right; returns its place.
     int partition(CRange range) {
         comparisonsLeft -= range.Size();
-        CListNodeBase*& front = nodes[range.first];
+        T& front = nodes[range.first];
         std::swap(front, nodes[range.first + range.Size() / 2]);
-        const CListNodeBase* pivot = front;
+        const T pivot = front;
         int up = range.first;
         int down = range.last + 1;
         for (;;) {
@@ -163,20 +227,58 @@ private:
         return smaller;
     }
 
-    CNodeArray& nodes;
-    Compare compare;
+    T* const nodes;
+    const int count;
+    Compare& compare;
     CRange pending[kDeepestStack];
     int pendingCount = 0;
     Int64 comparisonsLeft;
 };
 
+/// Writes the places of nodes that are in a few runs to `places`, in the order that a quick sort would give
+/// them, but with fewer comparisons: if there are equal nodes, it sorts their ranks.
+template<class Compare>
+void SortRuns(CListNodeBase* const* nodes, int count, Compare& compare, int* places) {
+    CSortRoom<int> spare(count);
+    std::iota(places, places + count, 0);
+    CMergeSort<Compare> sort(nodes, compare);
+    sort.Run(places, places + count, spare.Ptr());
+    if (!sort.HasFoundEqualNodes())
+        return;
+    CSortRoom<CRankedPlace> room(count);
+    CRankedPlace* const ranks = room.Ptr();
+    for (int i = 0, rank = 0; i < count; i++) {
+        rank += i > 0 && compare(nodes[places[i - 1]], nodes[places[i]]) != 0;
+        ranks[places[i]] = {places[i], rank};
+    }
+    const auto byRank = [](const CRankedPlace& a, const CRankedPlace& b) { return a.rank - b.rank; };
+    CQuickSort(ranks, count, byRank).Run();
+    std::transform(ranks, ranks + count, places, [](const CRankedPlace& ranked) { return ranked.place; });
+}
+
 template<class Compare>
 void QuickSort(CListBase& list, Compare compare) {
-    CNodeArray nodes(list);
-    CQuickSort<Compare>(nodes, compare).Run();
-    list.DetachAll();
-    for (int i = 0; i < nodes.Size(); i++)
-        list.AddLast(nodes[i]);
+    const int count = list.NumberOfChildren();
+    CSortRoom<CListNodeBase*> room(count);
+    CListNodeBase** const nodes = room.Ptr();
+    CListNodeBase* node = list.First();
+    for (int i = 0; i < count; i++, node = node->Next())
+        nodes[i] = node;
+    const CRuns runs(nodes, count, compare);
+    if (runs.number == 1 && !runs.areAnyEqual)
+        return;
+    if (runs.AreLong(count)) {
+        CSortRoom<int> places(count);
+        SortRuns(nodes, count, compare, places.Ptr());
+        list.DetachAll();
+        for (int i = 0; i < count; i++)
+            list.AddLast(nodes[places.Ptr()[i]]);
+    } else {
+        CQuickSort(nodes, count, compare).Run();
+        list.DetachAll();
+        for (int i = 0; i < count; i++)
+            list.AddLast(nodes[i]);
+    }
 }
 
 } // namespace Tarn

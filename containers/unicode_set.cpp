@@ -40,6 +40,16 @@ void CUnicodeSetAllocator::Free(void* block) {
     GetSetPagePool().Free(block);
 }
 
+void CUnicodeSetAllocator::AllocAll(void** blocks, unsigned int count) {
+    std::lock_guard guard(poolLock);
+    setPagePool.object.AllocAll(blocks, static_cast<int>(count));
+}
+
+void CUnicodeSetAllocator::FreeAll(void* const* blocks, unsigned int count) {
+    std::lock_guard guard(poolLock);
+    setPagePool.object.FreeAll(blocks, static_cast<int>(count));
+}
+
 void CUnicodeSetAllocator::Reset() {
     std::lock_guard guard(poolLock);
     GetSetPagePool().Reset();

@@ -2,7 +2,9 @@
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/pool_allocators.h>
 
+#include "memory/kept_blocks.h"
 #include "memory/thread_state.h"
+#include "platform/fork.h"
 #include "platform/platform.h"
 
 #include <atomic>
@@ -18,11 +20,13 @@ namespace {
 constinit Immortal<CRuntimeHeapManager> defaultManager;
 constinit Immortal<CVirtualMemoryManager> largeBlockManager;
 constinit Immortal<CSizeClassAllocator> stringBodyPool;
+constinit CKeptBlocks keptBlocks;
 constinit struct {
     std::atomic<bool> enableHeapSwitching{CMemorySwitches().enableHeapSwitching};
     std::atomic<bool> breakOnMemoryException{CMemorySwitches().breakOnMemoryException};
     std::atomic<bool> traceSystemMemoryBlocks{CMemorySwitches().traceSystemMemoryBlocks};
     std::atomic<int> systemMemoryBlockOffset{CMemorySwitches().systemMemoryBlockOffset};
+    std::atomic<bool> keepFreedBlocks{CMemorySwitches().keepFreedBlocks};
 } switches;
 
 void* orMemoryException(void* block) {
@@ -38,8 +42,31 @@ void* withPrefix(void* block, IMemoryManager* manager) {
     return result;
 }
 
+IMemoryManager* managerOf(void* ptr) {
+    IMemoryManager* manager;
+    std::memcpy(&manager, static_cast<char*>(ptr) - kPointerSize, sizeof(manager));
+    return manager;
+}
+
 void* allocPages(std::size_t size) {
-    return orMemoryException(Platform::VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE));
+    void* const kept = keptBlocks.Take(size);
+    return kept != nullptr
+               ? kept
+               : orMemoryException(Platform::VirtualAlloc(nullptr, size, MEM_COMMIT, PAGE_READWRITE));
+}
+
+bool releasePages(void* start) { return Platform::VirtualFree(start, 0, MEM_RELEASE) != FALSE; }
+
+bool releaseExcess() {
+    bool isReleased = true;
+    while (void* const start = keptBlocks.TakeExcess().start)
+        isReleased &= releasePages(start);
+    return isReleased;
+}
+
+void keepFreedBlocks(bool isOn) {
+    keptBlocks.Enable(isOn);
+    releaseExcess();
 }
 
 void* allocFrom(IMemoryManager* manager, unsigned size) {
@@ -59,12 +86,14 @@ CSizeClassAllocator& GetStringBodyPool() { return stringBodyPool.object; }
 void AttachMemoryManagers() {
     AttachThreadStates();
     AttachBodyBlocks();
+    Platform::KeepUsableAfterFork<keptBlocks>();
 }
 
 void DetachMemoryManagers() {
     DetachThreadStates();
     ReturnSpareBodyBlocks();
     stringBodyPool.object.ReleaseIfUnused();
+    keepFreedBlocks(false);
 }
 
 void* CRuntimeHeapManager::Alloc(int size) {
@@ -84,7 +113,11 @@ void CVirtualMemoryManager::Free(void* ptr) {
         GenAssert(u"PrivateAllocators", 133);
 }
 
-bool CVirtualMemoryManager::TryFree(void* ptr) { return Platform::VirtualFree(ptr, 0, MEM_RELEASE) != FALSE; }
+bool CVirtualMemoryManager::TryFree(void* ptr) {
+    if (keptBlocks.Has(ptr))
+        return false;
+    return keptBlocks.Keep({ptr, Platform::GetRegionSize(ptr)}) ? releaseExcess() : releasePages(ptr);
+}
 
 void* doAlloc(unsigned int size) {
     if (size > kLargestSmallAllocation) [[unlikely]]
@@ -102,11 +135,21 @@ void* doAllocLarge(std::size_t size) {
     return withPrefix(allocPages(size + kAllocationPrefix), &largeBlockManager.object);
 }
 
+void* doGrow(void* ptr, unsigned int size) {
+    if (managerOf(ptr) != &largeBlockManager.object ||
+        size > static_cast<unsigned>(INT_MAX - kAllocationPrefix))
+        return nullptr;
+    const std::size_t total = std::size_t{size} + kAllocationPrefix;
+    if (keptBlocks.HasFor(total)) // a copy costs less than new pages
+        return nullptr;
+    void* const block = Platform::GrowRegion(static_cast<char*>(ptr) - kAllocationPrefix, total);
+    return block != nullptr ? static_cast<char*>(block) + kAllocationPrefix : nullptr;
+}
+
 void doFree(void* ptr) {
     if (ptr == nullptr)
         return;
-    IMemoryManager* manager;
-    std::memcpy(&manager, static_cast<char*>(ptr) - kPointerSize, sizeof(manager));
+    IMemoryManager* const manager = managerOf(ptr);
     void* block = static_cast<char*>(ptr) - kAllocationPrefix;
     if (manager == &defaultManager.object) [[likely]]
         defaultManager.object.Free(block);
@@ -147,7 +190,7 @@ void ProcessHeap::Free(void* ptr) {
 
 CMemorySwitches GetMemorySwitches() {
     return {switches.enableHeapSwitching, switches.breakOnMemoryException, switches.traceSystemMemoryBlocks,
-            switches.systemMemoryBlockOffset};
+            switches.systemMemoryBlockOffset, switches.keepFreedBlocks};
 }
 
 void SetMemorySwitches(const CMemorySwitches& values) {
@@ -155,6 +198,8 @@ void SetMemorySwitches(const CMemorySwitches& values) {
     switches.breakOnMemoryException = values.breakOnMemoryException;
     switches.traceSystemMemoryBlocks = values.traceSystemMemoryBlocks;
     switches.systemMemoryBlockOffset = values.systemMemoryBlockOffset;
+    switches.keepFreedBlocks = values.keepFreedBlocks;
+    keepFreedBlocks(values.keepFreedBlocks);
 }
 
 bool ShouldBreakOnMemoryException() { return switches.breakOnMemoryException; }

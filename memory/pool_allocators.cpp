@@ -87,6 +87,39 @@ void CBlockManager::allocPage() {
     used = 0;
 }
 
+void CBlockManager::AllocAll(void** blocks, int count) {
+    int done = 0;
+    CFreeBlock* first = freeBlocks;
+    for (; done < count && first != nullptr; done++) {
+        Unpoison(first, sizeof(CFreeBlock));
+        blocks[done] = opened(std::exchange(first, first->next));
+    }
+    freeBlocks = first;
+    AddToSum(freeBlocksSize, -done * blockSize);
+    AddToSum(allocatedBlocksSize, done * blockSize);
+    try {
+        for (; done < count; done++)
+            blocks[done] = doAlloc();
+    } catch (...) {
+        while (done > 0)
+            Free(blocks[--done]);
+        throw;
+    }
+}
+
+void CBlockManager::FreeAll(void* const* blocks, int count) {
+    CFreeBlock* first = freeBlocks; // not a member that the writes below might change
+    for (int i = 0; i < count; i++) {
+        Unpoison(blocks[i], static_cast<std::size_t>(alignedBlockSize));
+        auto* const block = static_cast<CFreeBlock*>(blocks[i]);
+        block->next = std::exchange(first, block);
+        Poison(block, static_cast<std::size_t>(alignedBlockSize));
+    }
+    freeBlocks = first;
+    AddToSum(freeBlocksSize, count * blockSize);
+    AddToSum(allocatedBlocksSize, -count * blockSize);
+}
+
 void CBlockManager::Reset() {
     freeBlocks = nullptr;
     used = 0;

@@ -40,6 +40,12 @@ void* HeapAlloc(HANDLE heap, std::size_t size);
 BOOL HeapFree(HANDLE heap, void* block);
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection);
 BOOL VirtualFree(void* address, std::size_t size, DWORD type);
+/// The size, in whole pages, of the memory that `VirtualAlloc` has committed from `start` on, if that is
+/// where a region starts; 0 otherwise. Stands for VirtualQuery.
+std::size_t GetRegionSize(void* start);
+/// Makes a region of committed memory larger, moving its pages to other addresses if necessary. Returns where
+/// it starts now; null, and nothing has changed, where the system cannot do that, as on Windows.
+void* GrowRegion(void* start, std::size_t size);
 std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* information, std::size_t size);
 DWORD GetPageSize();
 

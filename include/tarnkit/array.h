@@ -28,6 +28,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <new>
@@ -42,6 +43,18 @@ constexpr int GrownCapacity(int capacity, int needed, int minimal = 8) {
     const int growth = std::max(needed - capacity, std::max(capacity / 2, minimal));
     return growth > INT_MAX - capacity ? needed : capacity + growth;
 }
+
+class CString;
+class CUnicodeString;
+
+/// Whether an object can change its place by a copy of its bytes, after which the bytes in the old place are
+/// no object any more. Classes that nothing points into can say so of themselves.
+template<class T>
+inline constexpr bool kIsRelocatable = std::is_trivially_copyable_v<T>;
+template<>
+inline constexpr bool kIsRelocatable<CString> = true;
+template<>
+inline constexpr bool kIsRelocatable<CUnicodeString> = true;
 
 template<class T, class Policy = CurrentMemoryManager>
 class CArray {
@@ -124,7 +137,13 @@ public:
             GenAssert(u"array", __LINE__);
             return;
         }
-        if constexpr (kMovesSafely || !std::is_copy_constructible_v<T>) {
+        if constexpr (kIsRelocatable<T>) {
+            if (count == capacity)
+                grow(sumOrFail(count, 1));
+            relocate(elements + position, elements + count, elements + position + 1);
+            ::new (static_cast<void*>(elements + position)) T(std::move(value));
+            count++;
+        } else if constexpr (kMovesSafely || !std::is_copy_constructible_v<T>) {
             Add(std::move(value));
             std::rotate(elements + position, elements + count - 1, elements + count);
         } else {
@@ -145,8 +164,15 @@ public:
         }
         if (number == 0)
             return;
-        std::move(elements + position + number, elements + count, elements + position);
-        cutTo(count - number);
+        T* const end = elements + position + number;
+        if constexpr (kIsRelocatable<T>) {
+            std::destroy(elements + position, end);
+            relocate(end, elements + count, elements + position);
+            count -= number;
+        } else {
+            std::move(end, elements + count, elements + position);
+            cutTo(count - number);
+        }
     }
 
     /// Removes the last element of a non-empty array.
@@ -182,6 +208,12 @@ public:
     /// unspecified order but does no other harm.
     void Sort(int (*compare)(const T*, const T*), bool isStable = false) {
         sortBy([compare](const T& a, const T& b) { return compare(&a, &b) < 0; }, isStable);
+    }
+    /// The same for any function object, which the compiler can include into the sort.
+    template<class Compare>
+    requires std::is_invocable_r_v<int, Compare&, const T*, const T*>
+    void Sort(Compare compare, bool isStable = false) {
+        sortBy([&compare](const T& a, const T& b) { return compare(&a, &b) < 0; }, isStable);
     }
 
     /// The index of the first element that compares equal to `value` in an array sorted by `compare`, or -1.
@@ -258,11 +290,16 @@ private:
         StableSortRange(begin(), end(), spare.room, isBefore);
     }
 
+    static void relocate(T* from, T* end, T* to) {
+        std::memmove(static_cast<void*>(to), static_cast<const void*>(from),
+                     static_cast<std::size_t>(end - from) * sizeof(T));
+    }
+
     // Moves the elements into `room` if that cannot fail, and copies them otherwise.
     void transferTo(T* room) {
-        if constexpr (std::is_trivially_copyable_v<T>) {
+        if constexpr (kIsRelocatable<T>) {
             if (count > 0)
-                std::memcpy(static_cast<void*>(room), elements, static_cast<std::size_t>(count) * sizeof(T));
+                relocate(elements, elements + count, room);
         } else if constexpr (kConstructsSafely || !std::is_copy_constructible_v<T>) {
             std::uninitialized_move(elements, elements + count, room);
         } else {
@@ -274,13 +311,31 @@ private:
     void adopt(T* room, int newCapacity) {
         T* old = std::exchange(elements, room);
         capacity = newCapacity;
-        std::destroy(old, old + count);
+        if constexpr (!kIsRelocatable<T>)
+            std::destroy(old, old + count);
         if (old != nullptr)
             Policy::Free(old);
     }
 
+    // Lets the system make the buffer larger; returns whether it did.
+    bool growBuffer([[maybe_unused]] int newCapacity) {
+        if constexpr (kIsRelocatable<T> && requires(T * old) { Policy::Grow(old, 0u); }) {
+            const auto size = static_cast<UInt64>(newCapacity) * sizeof(T);
+            if (static_cast<UInt64>(capacity) * sizeof(T) <= kLargestSmallAllocation || size > INT_MAX)
+                return false;
+            if (void* const room = Policy::Grow(elements, static_cast<unsigned>(size))) {
+                elements = static_cast<T*>(room);
+                capacity = newCapacity;
+                return true;
+            }
+        }
+        return false;
+    }
+
     void grow(int needed) {
         const int newCapacity = GrownCapacity(capacity, needed);
+        if (growBuffer(newCapacity))
+            return;
         T* room = allocate(newCapacity);
         try {
             transferTo(room);
@@ -295,16 +350,26 @@ private:
     // element is made before the old ones move.
     template<class Value>
     void emplaceLast(Value&& value) {
-        if (count < capacity)
-            ::new (static_cast<void*>(elements + count)) T(std::forward<Value>(value));
+        const int place = count; // read once: the compiler cannot tell whether the element is the count
+        if (place < capacity) [[likely]]
+            ::new (static_cast<void*>(elements + place)) T(std::forward<Value>(value));
         else
             growAround(std::forward<Value>(value));
-        count++;
+        count = place + 1;
     }
 
     template<class Value>
-    void growAround(Value&& value) {
+    [[gnu::noinline]] void growAround(Value&& value) {
         const int newCapacity = GrownCapacity(capacity, sumOrFail(count, 1));
+        auto* source = std::addressof(value);
+        const bool isInside =
+            !std::less<const T*>()(source, elements) && std::less<const T*>()(source, elements + count);
+        const std::ptrdiff_t index = isInside ? source - elements : 0;
+        if (growBuffer(newCapacity)) {
+            source = isInside ? elements + index : source;
+            ::new (static_cast<void*>(elements + count)) T(std::forward<Value>(*source));
+            return;
+        }
         T* room = allocate(newCapacity);
         T* added = nullptr;
         try {
@@ -331,6 +396,9 @@ private:
         std::destroy(elements + size, elements + old);
     }
 };
+
+template<class T, class Policy>
+inline constexpr bool kIsRelocatable<CArray<T, Policy>> = true;
 
 TARNKIT_LAYOUT(CArray<int>, 12, count, elements, capacity);
 

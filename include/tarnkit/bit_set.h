@@ -72,6 +72,13 @@ private:
 template<class Character>
 concept CSignedCharacter = std::same_as<Character, char> || std::same_as<Character, signed char>;
 
+/// An allocator of pages that hands out and takes back several in one call.
+template<class Allocator>
+concept CBatchAllocator = requires(void** pages, unsigned count) {
+    Allocator::AllocAll(pages, count);
+    Allocator::FreeAll(pages, count);
+};
+
 /// A set of integers from 0 to `bound` - 1, on pages of `pageSize` bits.
 template<unsigned bound, unsigned pageSize, class Allocator>
 class TARNKIT_API CPagedBitSet {
@@ -83,12 +90,8 @@ public:
     CPagedBitSet& operator=(const CPagedBitSet& other) {
         if (this == &other)
             return *this;
-        allocateAsIn(other);
-        for (unsigned p = 0; p < kPageCount; p++)
-            if (other.pages[p] != nullptr)
-                std::copy_n(other.pages[p], kPageWords, pages[p]);
-            else
-                Allocator::Free(std::exchange(pages[p], nullptr));
+        include(other, [](Word, Word b) { return b; });
+        freeUnless([&other](unsigned p) { return other.pages[p] != nullptr; });
         return *this;
     }
     CPagedBitSet& operator=(CPagedBitSet&& other) noexcept {
@@ -97,8 +100,7 @@ public:
         return *this;
     }
     ~CPagedBitSet() {
-        for (Word* page : pages)
-            Allocator::Free(page);
+        freeUnless([](unsigned) { return false; });
     }
 
     void Swap(CPagedBitSet& other) noexcept { std::swap(pages, other.pages); }
@@ -109,10 +111,13 @@ public:
     }
     /// Whether every element of `other` is in the set.
     bool Has(const CPagedBitSet& other) const {
-        for (unsigned p = 0; p < kPageCount; p++)
+        for (unsigned p = 0; p < kPageCount; p++) {
+            Word missing = 0; // of a whole page, so that the compiler can take several words at a time
             for (unsigned w = 0; other.pages[p] != nullptr && w < kPageWords; w++)
-                if ((other.pages[p][w] & ~wordsOf(p)[w]) != 0)
-                    return false;
+                missing |= other.pages[p][w] & ~wordsOf(p)[w];
+            if (missing != 0)
+                return false;
+        }
         return true;
     }
     friend bool operator==(const CPagedBitSet& a, const CPagedBitSet& b) { return a.Has(b) && b.Has(a); }
@@ -181,29 +186,53 @@ public:
     }
 
     CPagedBitSet& operator|=(const CPagedBitSet& other) {
-        allocateAsIn(other);
-        return combine(other, [](Word a, Word b) { return a | b; });
+        return include(other, [](Word a, Word b) { return a | b; });
     }
     CPagedBitSet& operator&=(const CPagedBitSet& other) {
-        return combine(other, [](Word a, Word b) { return a & b; });
+        for (unsigned p = 0; p < kPageCount; p++)
+            if (pages[p] != nullptr)
+                combine(pages[p], pages[p], other.wordsOf(p), [](Word a, Word b) { return a & b; });
+        return *this;
     }
     CPagedBitSet& operator-=(const CPagedBitSet& other) {
-        return combine(other, [](Word a, Word b) { return a & ~b; });
+        for (unsigned p = 0; p < kPageCount; p++)
+            if (pages[p] != nullptr && other.pages[p] != nullptr)
+                combine(pages[p], pages[p], other.pages[p], [](Word a, Word b) { return a & ~b; });
+        return *this;
     }
     CPagedBitSet& operator^=(const CPagedBitSet& other) {
-        allocateAsIn(other);
-        return combine(other, [](Word a, Word b) { return a ^ b; });
+        return include(other, [](Word a, Word b) { return a ^ b; });
     }
 
     /// Replaces the set by its complement, in which every page exists.
     void Invert() {
-        for (unsigned p = 0; p < kPageCount; p++)
-            allocate(p);
-        for (Word* page : pages)
-            for (unsigned w = 0; w < kPageWords; w++)
-                page[w] = ~page[w];
-        for (unsigned element = bound; element < kPageCount * pageSize; element++)
-            *this -= element;
+        CFreshPages fresh(*this, [](unsigned) { return true; });
+        for (Word*& page : pages)
+            if (page == nullptr)
+                std::fill_n(page = fresh.Next(), kPageWords, ~Word{0});
+            else
+                combine(page, page, page, [](Word a, Word) { return ~a; });
+        cutAtBound();
+    }
+
+protected:
+    // These make a set that has no pages yet the result of an operation on two others, in one pass.
+    void becomeUnion(const CPagedBitSet& a, const CPagedBitSet& b) {
+        becomeAny(a, b, [](Word x, Word y) { return x | y; });
+    }
+    void becomeIntersection(const CPagedBitSet& a, const CPagedBitSet& b) {
+        becomePart(a, b, [](Word x, Word y) { return x & y; });
+    }
+    void becomeDifference(const CPagedBitSet& a, const CPagedBitSet& b) {
+        becomePart(a, b, [](Word x, Word y) { return x & ~y; });
+    }
+    void becomeSymmetricDifference(const CPagedBitSet& a, const CPagedBitSet& b) {
+        becomeAny(a, b, [](Word x, Word y) { return x ^ y; });
+    }
+    void becomeComplement(const CPagedBitSet& a) {
+        become(
+            a, a, [](unsigned) { return true; }, [](Word x, Word) { return ~x; });
+        cutAtBound();
     }
 
 private:
@@ -237,18 +266,100 @@ private:
         return page;
     }
 
-    void allocateAsIn(const CPagedBitSet& other) {
+    // The pages that a set needs and lacks. All of them are allocated before the first is used, so that a
+    // failure changes nothing; what they contain is unspecified.
+    class CFreshPages {
+    public:
+        template<class Needed>
+        CFreshPages(const CPagedBitSet& set, Needed isNeeded) {
+            unsigned count = 0;
+            for (unsigned p = 0; p < kPageCount; p++)
+                count += set.pages[p] == nullptr && isNeeded(p);
+            if (count == 0)
+                return;
+            if constexpr (CBatchAllocator<Allocator>) {
+                Allocator::AllocAll(pages, count);
+            } else {
+                unsigned done = 0;
+                try {
+                    for (; done < count; done++)
+                        pages[done] = Allocator::Alloc(pageSize / 8);
+                } catch (...) {
+                    while (done > 0)
+                        Allocator::Free(pages[--done]);
+                    throw;
+                }
+            }
+        }
+        Word* Next() { return static_cast<Word*>(*next++); }
+
+    private:
+        void* pages[kPageCount];
+        void** next = pages;
+    };
+
+    template<class Kept>
+    void freeUnless(Kept isKept) {
+        void* freed[kPageCount];
+        unsigned count = 0;
         for (unsigned p = 0; p < kPageCount; p++)
-            if (other.pages[p] != nullptr)
-                allocate(p);
+            if (pages[p] != nullptr && !isKept(p))
+                freed[count++] = std::exchange(pages[p], nullptr);
+        if constexpr (CBatchAllocator<Allocator>)
+            Allocator::FreeAll(freed, count);
+        else
+            std::for_each(freed, freed + count, [](void* page) { Allocator::Free(page); });
     }
 
-    // Combines each word of this set's pages with the same word of the other set.
+    // `target` = `a` operation `b`, for each word of a page. A few words at a time are computed before any of
+    // them is stored, which lets the compiler take them as one.
     template<class Operation>
-    CPagedBitSet& combine(const CPagedBitSet& other, Operation operation) {
+    static void combine(Word* target, const Word* a, const Word* b, Operation operation) {
+        constexpr unsigned step = kPageWords % 4 == 0 ? 4 : 1;
+        for (unsigned w = 0; w < kPageWords; w += step) {
+            Word result[step];
+            for (unsigned i = 0; i < step; i++)
+                result[i] = operation(a[w + i], b[w + i]);
+            std::copy_n(result, step, target + w);
+        }
+    }
+
+    // Makes this set, which has no pages, the result of an operation, with the pages that are needed.
+    template<class Needed, class Operation>
+    void become(const CPagedBitSet& a, const CPagedBitSet& b, Needed isNeeded, Operation operation) {
+        CFreshPages fresh(*this, isNeeded);
         for (unsigned p = 0; p < kPageCount; p++)
-            if (Word* page = pages[p])
-                std::transform(page, page + kPageWords, other.wordsOf(p), page, operation);
+            if (isNeeded(p))
+                combine(pages[p] = fresh.Next(), a.wordsOf(p), b.wordsOf(p), operation);
+    }
+    template<class Operation>
+    void becomeAny(const CPagedBitSet& a, const CPagedBitSet& b, Operation operation) {
+        const auto isInOne = [&](unsigned p) { return a.pages[p] != nullptr || b.pages[p] != nullptr; };
+        become(a, b, isInOne, operation);
+    }
+    template<class Operation>
+    void becomePart(const CPagedBitSet& a, const CPagedBitSet& b, Operation operation) {
+        become(
+            a, b, [&a](unsigned p) { return a.pages[p] != nullptr; }, operation);
+    }
+    // The bits beyond the bound, which the last page may have, are no elements.
+    void cutAtBound() {
+        for (unsigned element = bound; element < kPageCount * pageSize; element++)
+            *this -= element;
+    }
+
+    // Combines the pages that both sets have, and copies those that only the other one has.
+    template<class Operation>
+    CPagedBitSet& include(const CPagedBitSet& other, Operation operation) {
+        CFreshPages fresh(*this, [&other](unsigned p) { return other.pages[p] != nullptr; });
+        for (unsigned p = 0; p < kPageCount; p++) {
+            if (other.pages[p] == nullptr)
+                continue;
+            if (pages[p] == nullptr)
+                std::copy_n(other.pages[p], kPageWords, pages[p] = fresh.Next());
+            else
+                combine(pages[p], pages[p], other.pages[p], operation);
+        }
         return *this;
     }
 };

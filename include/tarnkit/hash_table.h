@@ -1,10 +1,12 @@
 /// \file
 /// CHashTable: a set of elements that are found by key. Its nodes and chains (CChainedNodes) also serve CMap.
 ///
-/// A table owns copies of its elements. Their memory comes from the `Policy`, one node each, and an element
-/// keeps its address until it is deleted. Overloads of `HashKey` and `AreHashTableKeysEqual` (hashing.h)
-/// decide which key finds an element: an element may be its own key, or a class that contains its key and can
-/// be compared with a key alone. The number of buckets is a prime of `UpperPrimeNumber`; it rises to the next
+/// A table owns copies of its elements. Their memory comes from the `Policy`, in chunks of nodes of which
+/// each is half as large as all before, but of 64 KB at most unless a single node is larger. An element keeps
+/// its address until it is deleted; its room then serves later insertions, and returns to the `Policy` when
+/// all elements are deleted at once. Overloads of `HashKey` and `AreHashTableKeysEqual` (hashing.h) decide
+/// which key finds an element: an element may be its own key, or a class that contains its key and can be
+/// compared with a key alone. The number of buckets is a prime of `UpperPrimeNumber`; it rises to the next
 /// prime before the elements outnumber the buckets.
 ///
 /// Elements are visited in the order of their insertion. Inserting during an iteration is allowed, and new
@@ -31,7 +33,9 @@
 #include <tarnkit/failures.h>
 #include <tarnkit/hashing.h>
 #include <tarnkit/memory_manager.h>
+#include <tarnkit/poison.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <iterator>
@@ -101,12 +105,12 @@ public:
             ThrowMemoryException();
         if (count == bucketCount)
             rehash(UpperPrimeNumber(buckets == nullptr ? wantedSize : bucketCount));
-        void* room = Policy::Alloc(sizeof(Node));
+        void* room = takeRoom();
         Node* node;
         try {
             node = ::new (room) Node(hash, std::forward<Arguments>(arguments)...);
         } catch (...) {
-            Policy::Free(room);
+            giveRoom(room);
             throw;
         }
         link(node);
@@ -117,7 +121,8 @@ public:
     Node* Delete(Node* node) {
         Node* next = node->next;
         unlink(node);
-        destroy(node);
+        std::destroy_at(node);
+        giveRoom(node);
         return next;
     }
 
@@ -128,7 +133,15 @@ public:
         count = 0;
         Node* node = std::exchange(first, nullptr);
         while (node != nullptr)
-            destroy(std::exchange(node, node->next));
+            std::destroy_at(std::exchange(node, node->next));
+        freeRooms = nullptr;
+        newRooms = newRoomsEnd = nullptr;
+        roomCount = 0;
+        while (CChunk* const chunk = chunks) {
+            chunks = chunk->next;
+            Unpoison(chunk->data(), chunk->size);
+            Policy::Free(chunk);
+        }
     }
 
     void FreeBuffer() {
@@ -145,18 +158,75 @@ public:
         std::swap(wantedSize, other.wantedSize);
         std::swap(first, other.first);
         std::swap(last, other.last);
+        std::swap(chunks, other.chunks);
+        std::swap(freeRooms, other.freeRooms);
+        std::swap(newRooms, other.newRooms);
+        std::swap(newRoomsEnd, other.newRoomsEnd);
+        std::swap(roomCount, other.roomCount);
     }
 
 private:
+    // The header of a chunk; rooms for nodes follow.
+    struct alignas(std::max_align_t) CChunk {
+        CChunk* next;
+        unsigned size; // of the rooms
+
+        std::byte* data() { return reinterpret_cast<std::byte*>(this + 1); }
+    };
+    struct CFreeRoom {
+        CFreeRoom* next;
+    };
+
+    static constexpr int kFirstChunk = 4; // nodes
+    static constexpr unsigned kMostInChunk =
+        std::max<unsigned>((kLargestSmallAllocation - sizeof(CChunk)) / sizeof(Node), 1);
+
     Node** buckets = nullptr;
     int bucketCount = 0;
     int count = 0;
     int wantedSize;
     Node* first = nullptr;
     Node* last = nullptr;
+    CChunk* chunks = nullptr;
+    CFreeRoom* freeRooms = nullptr; // of nodes that were deleted, the last one first
+    std::byte* newRooms = nullptr;  // those of the newest chunk that no node has used yet
+    std::byte* newRoomsEnd = nullptr;
+    unsigned roomCount = 0; // of all chunks
 
     static_assert(alignof(Node) <= alignof(std::max_align_t),
                   "over-aligned entries need a manager of their own");
+
+    void* takeRoom() {
+        if (CFreeRoom* const room = freeRooms) {
+            Unpoison(room, sizeof(Node));
+            freeRooms = room->next;
+            return room;
+        }
+        if (newRooms == newRoomsEnd)
+            addChunk();
+        void* const room = newRooms;
+        newRooms += sizeof(Node);
+        Unpoison(room, sizeof(Node));
+        return room;
+    }
+
+    void giveRoom(void* place) {
+        auto* const room = ::new (place) CFreeRoom{freeRooms};
+        freeRooms = room;
+        Poison(room, sizeof(Node));
+    }
+
+    void addChunk() {
+        const unsigned number = std::min(std::max<unsigned>(roomCount / 2, kFirstChunk), kMostInChunk);
+        const auto size = number * static_cast<unsigned>(sizeof(Node));
+        auto* const chunk = static_cast<CChunk*>(Policy::Alloc(static_cast<unsigned>(sizeof(CChunk)) + size));
+        *chunk = {chunks, size};
+        chunks = chunk;
+        newRooms = chunk->data();
+        newRoomsEnd = newRooms + size;
+        roomCount += number;
+        Poison(newRooms, size);
+    }
 
     Node** chainOf(int hash) const {
         return &buckets[static_cast<unsigned>(hash) % static_cast<unsigned>(bucketCount)];
@@ -198,11 +268,6 @@ private:
         (node->previous != nullptr ? node->previous->next : first) = node->next;
         (node->next != nullptr ? node->next->previous : last) = node->previous;
         count--;
-    }
-
-    static void destroy(Node* node) {
-        std::destroy_at(node);
-        Policy::Free(node);
     }
 };
 

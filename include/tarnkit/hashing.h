@@ -21,7 +21,9 @@
 #include <tarnkit/wide_text.h>
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 namespace Tarn {
@@ -87,6 +89,38 @@ int HashKey(const Key& key) {
         return HashKey(static_cast<const char*>(key));
     else
         return HashKey(static_cast<const char16_t*>(key));
+}
+
+namespace Tarn {
+
+/// The same for two strings, which know how long their texts are.
+template<class Unit, class Key>
+bool AreSizedTextsEqual(const Key& a, const Key& b) {
+    const Unit* const left = a;
+    const Unit* const right = b;
+    const int length = a.GetLength();
+    if (length == b.GetLength() &&
+        std::memcmp(left, right, static_cast<std::size_t>(length) * sizeof(Unit)) == 0)
+        return true;
+    return ::AreMapKeysEqual(left, right); // only a text that contains zeros may still be equal
+}
+
+class CString;
+class CUnicodeString;
+
+template<class Key>
+concept CSizedText = std::same_as<Key, CString> || std::same_as<Key, CUnicodeString>;
+
+} // namespace Tarn
+
+template<Tarn::CSizedText Key>
+bool AreMapKeysEqual(const Key& a, const Key& b) {
+    using Unit = std::conditional_t<std::same_as<Key, Tarn::CString>, char, char16_t>;
+    return Tarn::AreSizedTextsEqual<Unit>(a, b);
+}
+template<Tarn::CSizedText Key>
+bool AreHashTableKeysEqual(const Key& a, const Key& b) {
+    return AreMapKeysEqual(a, b);
 }
 
 template<Tarn::CPlainKey Key>

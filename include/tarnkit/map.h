@@ -1,12 +1,12 @@
 /// \file
 /// CMap: values found by key.
 ///
-/// A map owns copies of its keys and values. Their memory comes from the `Policy`, one node for each pair,
-/// and a pair keeps its address until it is deleted. Overloads of `HashKey` and `AreMapKeysEqual` (hashing.h)
-/// decide which keys are the same. Pairs are visited in the order in which their keys were first inserted.
-/// The rules for changes during an iteration and for failures are those of a hash table (hash_table.h): an
-/// insertion succeeds or changes nothing. Threads may use different maps at the same time; several may use
-/// one map only if none of them changes it.
+/// A map owns copies of its keys and values. Their memory comes from the `Policy` as that of a hash table
+/// does, and a pair keeps its address until it is deleted. Overloads of `HashKey` and `AreMapKeysEqual`
+/// (hashing.h) decide which keys are the same. Pairs are visited in the order in which their keys were first
+/// inserted. The rules for changes during an iteration and for failures are those of a hash table
+/// (hash_table.h): an insertion succeeds or changes nothing. Threads may use different maps at the same time;
+/// several may use one map only if none of them changes it.
 ///
 /// \code
 /// CMap<CUnicodeString, int> ages;

@@ -59,8 +59,10 @@ public:
 };
 TARNKIT_LAYOUT(CRuntimeHeapManager, 4);
 
-/// Allocates whole pages of virtual memory, which return to the system as soon as they are freed. The
-/// large-block manager is of this class.
+/// Allocates whole pages of virtual memory, outside of all heaps; what they contain is unspecified. Freed
+/// pages return to the system, but for those freed last: up to 8 blocks, of 8 MB together at most, are kept
+/// for later requests unless the switch `keepFreedBlocks` is off (SetMemorySwitches). The large-block manager
+/// is of this class.
 class TARNKIT_API CVirtualMemoryManager final : public IMemoryManager {
 public:
     constexpr CVirtualMemoryManager() = default;
@@ -94,6 +96,11 @@ TARNKIT_API void* doAlloc(unsigned int size);
 /// This is where `operator new` sends every request of more than `kLargestSmallAllocation` bytes.
 TARNKIT_API void* doAllocLarge(std::size_t size);
 
+/// Makes a block from `doAlloc` or `doAllocLarge` larger, if it is virtual memory and the system can do that
+/// without copying. Returns its new address, with the contents as they were; otherwise null, and nothing has
+/// changed.
+TARNKIT_API void* doGrow(void* ptr, unsigned int size);
+
 /// Returns a block from `doAlloc` or `doAllocLarge` to its manager; ignores null.
 TARNKIT_API void doFree(void* ptr);
 
@@ -123,6 +130,8 @@ TARNKIT_LAYOUT(CMemoryManagerSwitcher, 4, previous);
 struct CurrentMemoryManager {
     static void* Alloc(unsigned int size) { return doAlloc(size); }
     static void Free(void* ptr) { doFree(ptr); }
+    /// Policies may lack this: see `doGrow`.
+    static void* Grow(void* ptr, unsigned int size) { return doGrow(ptr, size); }
 };
 
 /// The allocation policy of containers that must not depend on the current manager: the process heap.
@@ -177,6 +186,7 @@ struct CMemorySwitches {
     bool breakOnMemoryException = false;  ///< if on, a breakpoint precedes each memory exception
     bool traceSystemMemoryBlocks = false; ///< kept for tools; the library does not use it
     int systemMemoryBlockOffset = 0x68C;  ///< kept for tools; the library does not use it
+    bool keepFreedBlocks = true; ///< if off, every large block returns to the system when it is freed
 };
 
 TARNKIT_API CMemorySwitches GetMemorySwitches();

@@ -129,6 +129,11 @@ public:
         AddToSum(allocatedBlocksSize, -blockSize);
     }
 
+    /// Library-internal: the same for several blocks. All of them are returned, or none and the memory
+    /// exception.
+    void AllocAll(void** blocks, int count);
+    void FreeAll(void* const* blocks, int count);
+
     /// Takes back all blocks at once; their pages are kept for reuse.
     void Reset();
     void ResetWithoutDump() { Reset(); }

@@ -38,6 +38,9 @@ public:
     static void* Alloc(unsigned int size, const char* file, int line);
     /// Null is ignored.
     static void Free(void* block);
+    /// The same for `count` blocks: all of them, or none and the memory exception.
+    static void AllocAll(void** blocks, unsigned int count);
+    static void FreeAll(void* const* blocks, unsigned int count);
     /// Takes back the blocks of all existing sets, none of which may be used or destroyed afterwards.
     static void Reset();
 };
@@ -97,10 +100,26 @@ public:
     CUnicodeSet& operator-=(char16_t unit) { return changed(CUnicodeBitSet::operator-=(unsigned{unit})); }
     CUnicodeSet& operator^=(char16_t unit) { return changed(CUnicodeBitSet::operator^=(unsigned{unit})); }
 
-    friend CUnicodeSet operator|(CUnicodeSet a, const CUnicodeSet& b) { return std::move(a |= b); }
-    friend CUnicodeSet operator&(CUnicodeSet a, const CUnicodeSet& b) { return std::move(a &= b); }
-    friend CUnicodeSet operator-(CUnicodeSet a, const CUnicodeSet& b) { return std::move(a -= b); }
-    friend CUnicodeSet operator^(CUnicodeSet a, const CUnicodeSet& b) { return std::move(a ^= b); }
+    friend CUnicodeSet operator|(const CUnicodeSet& a, const CUnicodeSet& b) {
+        CUnicodeSet result;
+        result.becomeUnion(a, b);
+        return result;
+    }
+    friend CUnicodeSet operator&(const CUnicodeSet& a, const CUnicodeSet& b) {
+        CUnicodeSet result;
+        result.becomeIntersection(a, b);
+        return result;
+    }
+    friend CUnicodeSet operator-(const CUnicodeSet& a, const CUnicodeSet& b) {
+        CUnicodeSet result;
+        result.becomeDifference(a, b);
+        return result;
+    }
+    friend CUnicodeSet operator^(const CUnicodeSet& a, const CUnicodeSet& b) {
+        CUnicodeSet result;
+        result.becomeSymmetricDifference(a, b);
+        return result;
+    }
     friend CUnicodeSet operator|(CUnicodeSet a, char16_t unit) { return std::move(a |= unit); }
     friend CUnicodeSet operator&(CUnicodeSet a, char16_t unit) { return std::move(a &= unit); }
     friend CUnicodeSet operator-(CUnicodeSet a, char16_t unit) { return std::move(a -= unit); }
@@ -126,9 +145,10 @@ public:
     template<CForeignCharacter Character>
     friend CUnicodeSet operator^(const CUnicodeSet&, Character) = delete;
 
-    friend CUnicodeSet operator~(CUnicodeSet set) {
-        set.Invert();
-        return set;
+    friend CUnicodeSet operator~(const CUnicodeSet& set) {
+        CUnicodeSet result;
+        result.becomeComplement(set);
+        return result;
     }
 
 private:

@@ -21,6 +21,7 @@
 #include <map>
 #include <mutex>
 #include <sys/mman.h>
+#include <utility>
 
 namespace Tarn::Platform {
 
@@ -67,6 +68,27 @@ public:
         regions.erase(found);
         Posix::HideFromLeakChecker(start, region.size);
         return region;
+    }
+
+    /// Makes the region that starts at `start` larger; null if there is none or the system cannot.
+    void* Grow(void* start, std::size_t size) {
+        std::lock_guard guard(*this);
+        const auto found = regions.find(reinterpret_cast<std::uintptr_t>(start));
+        if (found == regions.end() || found->second.protection != PAGE_READWRITE)
+            return nullptr;
+        const std::size_t oldSize = found->second.size;
+        if (size <= oldSize)
+            return start;
+        void* const moved = mremap(start, oldSize, size, MREMAP_MAYMOVE);
+        if (moved == MAP_FAILED)
+            return nullptr;
+        auto entry = regions.extract(found);
+        entry.key() = reinterpret_cast<std::uintptr_t>(moved);
+        entry.mapped().size = size;
+        regions.insert(std::move(entry));
+        Posix::HideFromLeakChecker(start, oldSize);
+        Posix::ShowToLeakChecker(moved, size);
+        return moved;
     }
 
     /// Returns the start of the region that contains an address; 0, and a region of size 0, if there is none.
@@ -217,6 +239,18 @@ BOOL decommit(void* address, std::size_t size) {
 }
 
 } // namespace
+
+std::size_t GetRegionSize(void* start) {
+    Region region;
+    const auto place = reinterpret_cast<std::uintptr_t>(start);
+    const bool isStart = Regions::Get().Find(place, &region) == place;
+    return isStart && region.protection == PAGE_READWRITE ? region.size : 0;
+}
+
+void* GrowRegion(void* start, std::size_t size) {
+    const std::size_t wholePages = Posix::WholePages(size);
+    return wholePages == 0 ? nullptr : Regions::Get().Grow(start, wholePages);
+}
 
 BOOL VirtualFree(void* address, std::size_t size, DWORD type) {
     if (type == MEM_RELEASE)

@@ -27,6 +27,14 @@ std::size_t VirtualQuery(const void* address, MEMORY_BASIC_INFORMATION* informat
     return ::VirtualQuery(address, information, size);
 }
 
+std::size_t GetRegionSize(void* start) {
+    MEMORY_BASIC_INFORMATION region;
+    const bool isKnown = ::VirtualQuery(start, &region, sizeof(region)) == sizeof(region);
+    return isKnown && region.AllocationBase == start && region.State == MEM_COMMIT ? region.RegionSize : 0;
+}
+
+void* GrowRegion(void*, std::size_t) { return nullptr; }
+
 DWORD GetPageSize() {
     SYSTEM_INFO information;
     ::GetSystemInfo(&information);

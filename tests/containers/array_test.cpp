@@ -54,6 +54,18 @@ TEST(Array, MovesElementsWithoutCopyingAlthoughTheirDestructorsAreNotNoexcept) {
     EXPECT_TRUE(manager.TryWith(1, [&] { array.Reserve(100); }));
 }
 
+TEST(Array, AddsAnElementOfItsOwnWhenItsBufferIsMovedByTheSystem) {
+    CArray<int> array(1);
+    CArray<CUnicodeString> texts{u"text"};
+    for (int i = 1; i < 300'000; i++) {
+        array.Last() = i;
+        array.Add(array.Last());
+        texts.Add(texts.Last());
+    }
+    for (int i = 0; i < array.Size() - 1; i++)
+        ASSERT_TRUE(array[i] == i + 1 && texts[i] == u"text");
+}
+
 TEST(Array, AgreesWithAVectorAndFailuresChangeNothing) {
     compareWithVector<CBox<true>>();
     compareWithVector<CBox<false>>();

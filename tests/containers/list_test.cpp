@@ -118,6 +118,14 @@ TEST(List, SortsAgreeWithAStableSortAndNoOrderMakesQSortSlow) {
         }
 }
 
+TEST(List, QSortPutsEqualNodesInTheOrderOfAQuickSortEvenIfItMergesRuns) {
+    CTreeBase list;
+    for (int i = 0; i < 20; i++)
+        list.AddLast(new CItem(i, i / 5));
+    list.QSort(CItem::ByKey);
+    expectNumbers(list, {0, 1, 2, 3, 4, 8, 9, 6, 7, 5, 13, 14, 10, 12, 11, 15, 16, 17, 18, 19});
+}
+
 TEST(List, ASortThatFailsLosesNoNode) {
     CRefusingManager manager;
     CTreeBase list;

@@ -66,3 +66,20 @@ TEST(Map, PairsCanBeDeletedAndAddedWhileIterating) {
             EXPECT_EQ(place->value, 100);
     EXPECT_TRUE(map.IsEmpty());
 }
+
+TEST(Map, RoomOfDeletedPairsServesLaterOnes) {
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switcher(&manager);
+    CMap<int, int> map;
+    const auto insert = [&map] {
+        for (int i = 0; i < 3000; i++)
+            map.Insert(i, i);
+    };
+    insert();
+    const int* const last = map.Find(2999);
+    for (int i = 2999; i >= 0; i--)
+        map.Delete(i);
+    EXPECT_TRUE(manager.TryWith(0, insert) && map.Find(2999) == last);
+    map.DeleteAll();
+    EXPECT_FALSE(manager.TryWith(0, insert)) << "all of it was returned";
+}

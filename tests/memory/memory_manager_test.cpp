@@ -172,6 +172,38 @@ TEST(MemoryManager, FreeingAnUnknownLargeBlockIsAnAssertionWhichDeleteShows) {
     EXPECT_TRUE(handler.shown.at(0).text.ends_with(u"PrivateAllocators, 133."));
 }
 
+TEST(MemoryManager, LargeBlocksGrowWithTheirContentsAndAFewFreedOnesServeLaterRequestsUnlessSwitchedOff) {
+    IMemoryManager& manager = GetLargeBlockManager();
+    CMemorySwitches off = GetMemorySwitches(), on = off;
+    off.keepFreedBlocks = false;
+    SetMemorySwitches(off);
+    auto* grown = static_cast<unsigned*>(doAlloc(100'000));
+    grown[24'999] = 7;
+    if (void* const larger = doGrow(grown, 20'000'000)) // where the system can
+        grown = static_cast<unsigned*>(larger);
+    EXPECT_TRUE(grown[24'999] == 7 && managerOf(grown) == &manager);
+    doFree(grown);
+    void* const small = doAlloc(100);
+    EXPECT_EQ(doGrow(small, 100'000), nullptr);
+    doFree(small);
+    SetMemorySwitches(on);
+    std::vector<void*> blocks(20);
+    for (void*& block : blocks)
+        block = manager.Alloc(100'000);
+    for (void* const block : blocks)
+        manager.Free(block);
+    for (void* const block : blocks)
+        EXPECT_EQ(AssertionOf([&] { manager.Free(block); }), u"PrivateAllocators:133") << "kept or not";
+    std::vector<void*> again(9);
+    for (void*& block : again)
+        std::memset(block = manager.Alloc(30'000), 1, 30'000);
+    EXPECT_TRUE(std::equal(again.begin(), again.end() - 1, blocks.end() - 8));
+    for (void* const block : again)
+        manager.Free(block);
+    SetMemorySwitches(off);
+    SetMemorySwitches(on);
+}
+
 TEST(MemoryManager, CountersKeepSumsCurrentValuesAndPeaks) {
     ResetMemoryCounters();
     RegisterHeapAlloc(10);
