@@ -13,6 +13,10 @@
 
 #include <cstddef>
 
+namespace Tarn {
+struct CResourceStrings;
+}
+
 namespace Tarn::Platform {
 
 // Last error, debugger output, process.
@@ -143,6 +147,9 @@ HRSRC FindResourceW(HINSTANCE module, const char16_t* name, const char16_t* type
 /// Copies at most `size` units with the terminator. Returns the number copied, 0 if the module has no such
 /// string.
 int LoadStringW(HINSTANCE module, UINT id, char16_t* buffer, int size);
+/// The strings of a module, if they are data that may be read without a call as long as the module is loaded;
+/// null if it has none, or always where they are resources of the system.
+const CResourceStrings* FindResourceStrings(HINSTANCE module);
 
 // Text.
 UINT GetACP();
