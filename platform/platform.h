@@ -183,6 +183,12 @@ DWORD GetTimeZoneInformation(TIME_ZONE_INFORMATION* information);
 int GetLocaleInfoW(LCID locale, LCTYPE type, char16_t* buffer, int size);
 int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, const char16_t* picture,
                    char16_t* buffer, int size);
+class CUserLocale;
+/// The locale that `LOCALE_USER_DEFAULT` means now, if its texts are in memory, where they and the object
+/// stay; otherwise null.
+const CUserLocale* FindUserLocale();
+/// The text of such a locale that `GetLocaleInfoW` copies; null if there is none.
+const char16_t* FindLocaleText(const CUserLocale* locale, LCTYPE type);
 
 // System texts, versions, language.
 /// Writes the system's text for a code, with its line end, in fewer than `size` units; 0 if there is none.
