@@ -25,32 +25,35 @@ namespace {
 constexpr char16_t kSource[] = u"ResourceInfo";
 constexpr char16_t kLibraryExtension[] = u".dll";
 constexpr int kTypeString = 6;
+constexpr int kLastStringId = 0xFFFF;
 constexpr int kOriginalLanguage = 0;
-
-// A registry that lookups read, or read until it was replaced.
-struct CPublishedRegistry {
-    CResourceRegistry registry;
-    CPublishedRegistry* older = nullptr;
-};
+constexpr int kMostKept = 16;
 
 constinit std::atomic<CPublishedRegistry*> published{nullptr};
 constinit CProcessMutex changeMutex; // held by the one who replaces it
 constinit CGracePeriod lookups;
 
-// Applies `change` to a copy of the registry, which then takes its place. Throws, with nothing changed, when
-// `change` does or there is no memory. `change` must not run code of other modules. Does not wait for
+// Applies `change` to a copy of what is published, which then takes its place. Throws, with nothing changed,
+// when `change` does or there is no memory. `change` must not run code of other modules. Does not wait for
 // lookups: those may be waiting for the system's lock of loading, which a module that registers itself holds.
 template<class Change>
-void changeRegistry(Change change) {
+void changePublished(Change change) {
     CMemoryManagerSwitcher toDefault(nullptr); // outlives every caller
     const std::lock_guard guard(changeMutex);
     CPublishedRegistry* const old = published.load(std::memory_order_relaxed);
     auto fresh = std::make_unique<CPublishedRegistry>();
-    if (old != nullptr)
+    if (old != nullptr) {
         fresh->registry = old->registry;
-    change(fresh->registry);
+        fresh->kept = old->kept;
+    }
+    change(*fresh);
     fresh->older = old;
     published.store(fresh.release());
+}
+
+template<class Change>
+void changeRegistry(Change change) {
+    changePublished([&](CPublishedRegistry& fresh) { change(fresh.registry); });
 }
 
 // Waits until all lookups read the present registry, and deletes the older ones. Under `moduleMutex`.
@@ -111,43 +114,35 @@ HINSTANCE loadLanguageLibrary(const CUnicodeString& name) {
     return nullptr;
 }
 
-// Whether a module knows the name of a message. If so, `text` receives its text, empty if it cannot be
-// loaded.
-bool findText(HINSTANCE module, const CMessageExports& exports, const char16_t* name, CUnicodeString& text) {
-    const int id = exports.GetResourceId(name);
-    if (id != 0)
-        LoadStringW(module, id, text);
-    return id != 0;
-}
-
 // A language library that is not in the registry, loaded for a scope. The file may be missing.
 class CLanguageLibrary {
 public:
-    explicit CLanguageLibrary(const CUnicodeString& name) : module(loadLanguageLibrary(name)) {
+    CLanguageLibrary(const CResourceRecord& family, int language) {
+        library.prefix = family.prefix;
+        library.folder = family.folder;
+        library.module = loadLanguageLibrary(family.LibraryName(language));
         try {
-            if (module != nullptr)
-                exports.Find(module);
+            if (library.module != nullptr)
+                library.FindExports();
         } catch (...) {
-            FreeOwnedLibrary(module);
+            FreeOwnedLibrary(library.module);
             throw;
         }
     }
     ~CLanguageLibrary() {
-        if (module != nullptr)
-            FreeOwnedLibrary(module);
+        if (library.module != nullptr)
+            FreeOwnedLibrary(library.module);
     }
 
     CLanguageLibrary(const CLanguageLibrary&) = delete;
     CLanguageLibrary& operator=(const CLanguageLibrary&) = delete;
 
-    /// The same as `findText`.
-    bool Find(const char16_t* name, CUnicodeString& text) const {
-        return findText(module, exports, name, text);
-    }
+    const CResourceModule& Library() const { return library; }
+    /// Leaves it loaded.
+    void Keep() { library.module = nullptr; }
 
 private:
-    HINSTANCE module;
-    CMessageExports exports;
+    CResourceModule library; // without a module if there is none, or it is kept
 };
 
 // The language code of a library whose name is exactly `prefix`, the code in decimal and the extension; -1
@@ -165,21 +160,13 @@ int parseLanguageCode(const CUnicodeString& fileName, const CUnicodeString& pref
     return isCode ? code : -1;
 }
 
-bool isStringId(const char16_t* name) { return reinterpret_cast<std::uintptr_t>(name) <= 0xFFFF; }
+bool isStringId(const char16_t* name) { return reinterpret_cast<std::uintptr_t>(name) <= kLastStringId; }
 
-bool holdsResource(HINSTANCE module, const char16_t* name, const char16_t* type) {
+bool holdsResource(const CResourceModule& record, const char16_t* name, const char16_t* type) {
     if (type != ResourceId(kTypeString) || !isStringId(name))
-        return askSystem([&] { return Platform::FindResourceW(module, name, type); }) != nullptr;
+        return askSystem([&] { return Platform::FindResourceW(record.module, name, type); }) != nullptr;
     CUnicodeString text;
-    return LoadStringW(module, static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
-}
-
-// `findText` in a record of a registry whose language is `current`, as it would be if that were `language`.
-bool findTextInLanguage(const CResourceRecord& record, int current, int language, const char16_t* name,
-                        CUnicodeString& text) {
-    if (record.IsFamily() && language != current)
-        return CLanguageLibrary(record.LibraryName(language)).Find(name, text);
-    return findText(record.module, record.exports, name, text);
+    return record.LoadString(static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
 }
 
 void appendNames(const CResourceRecord& record, CArray<CUnicodeString, CurrentMemoryManager>& names) {
@@ -209,6 +196,35 @@ void CMessageExports::Find(HINSTANCE module) {
     getMessageName = findExport<TGetMessageName>(module, u"GetMessageName");
 }
 
+void CResourceModule::FindExports() {
+    exports.Find(module);
+    strings = askSystem([&] { return Platform::FindResourceStrings(module); });
+}
+
+bool CResourceModule::LoadString(int id, CUnicodeString& text) const {
+    if (strings == nullptr)
+        return LoadStringW(module, id, text);
+    const int wanted = id & kLastStringId;
+    const CResourceString* const end = strings->strings + strings->count;
+    const CResourceString* const string =
+        std::lower_bound(strings->strings, end, wanted,
+                         [](const CResourceString& left, int right) { return left.id < right; });
+    if (string == end || string->id != wanted) {
+        text.Empty();
+        return false;
+    }
+    const char16_t* const zero = std::find(string->text, string->text + string->length, u'\0');
+    text = CUnicodeString(string->text, static_cast<int>(zero - string->text));
+    return !text.IsEmpty();
+}
+
+bool CResourceModule::FindText(const char16_t* name, CUnicodeString& text) const {
+    const int id = exports.GetResourceId(name);
+    if (id != 0)
+        LoadString(id, text);
+    return id != 0;
+}
+
 CUnicodeString CResourceRecord::LibraryName(int language) const {
     return folder + prefix + UnicodeStr(language, 10) + kLibraryExtension;
 }
@@ -228,14 +244,14 @@ void CResourceRecord::FindLanguages(bool (&isPresent)[kNumberOfLanguageCodes]) c
 
 // The registry. ------------------------------------------------------------------------------------------
 
-void CResourceRegistry::AddLibrary(const CResourceRecord& record) {
+void CResourceRegistry::AddLibrary(const CResourceModule& record) {
     AddModule(record);
     std::rotate(records.begin(), records.end() - 1, records.end());
     libraryEnd++;
     programBegin = programEnd = records.Size();
 }
 
-void CResourceRegistry::AddProgramModule(const CResourceRecord& record) {
+void CResourceRegistry::AddProgramModule(const CResourceModule& record) {
     AddModule(record);
     programEnd = records.Size();
 }
@@ -306,10 +322,7 @@ void CResourceRegistry::AddLanguage(int code, const CUnicodeString& name) {
         names[code] = name;
 }
 
-CResourceLookup::CResourceLookup() : reader(lookups), registry(nullptr) {
-    if (const CPublishedRegistry* present = published.load())
-        registry = &present->registry;
-}
+CResourceLookup::CResourceLookup() : reader(lookups), present(published.load()) {}
 
 // Changes of the registry. -------------------------------------------------------------------------------
 
@@ -317,10 +330,10 @@ constinit CRecursiveProcessMutex moduleMutex;
 
 namespace {
 
-CResourceRecord recordOf(HINSTANCE module) {
-    CResourceRecord record;
+CResourceModule recordOf(HINSTANCE module) {
+    CResourceModule record;
     record.module = module;
-    record.exports.Find(module);
+    record.FindExports();
     return record;
 }
 
@@ -329,7 +342,7 @@ int numberOfFamilies() {
     return lookup.HasRegistry() ? lookup->NumberOfFamilies() : 0;
 }
 
-CResourceRecord copyOfFamily(int number) {
+CResourceModule copyOfFamily(int number) {
     const CResourceLookup lookup;
     return lookup->Family(number);
 }
@@ -354,52 +367,74 @@ public:
     CLoadedLibraries& operator=(const CLoadedLibraries&) = delete;
 
     /// Adds the record with its library for the language, or without one if that does not exist.
-    void Load(CResourceRecord record, int language) {
+    void Load(const CResourceRecord& family, int language) {
         records.Reserve(records.Size() + 1);
-        const CUnicodeString name = record.LibraryName(language);
-        record.module = loadLanguageLibrary(name);
-        record.exports = CMessageExports();
-        records.Add(record);
-        if (record.module != nullptr)
-            records.Last().exports.Find(record.module);
+        CLanguageLibrary loaded(family, language);
+        records.Add(loaded.Library());
+        loaded.Keep();
     }
     int Size() const { return records.Size(); }
-    CResourceRecord& operator[](int index) { return records[index]; }
+    CResourceModule& operator[](int index) { return records[index]; }
     void Keep() { records.DeleteAll(); }
+    /// Makes room for `Take`.
+    void Reserve(int additional) { records.Reserve(records.Size() + additional); }
+    /// Takes a library over from a list of kept ones that is not published yet.
+    void Take(CArray<CKeptLibrary>& kept, int index) {
+        records.Add(kept[index].library);
+        kept.DeleteAt(index);
+    }
     /// Unloads libraries that were in the registry.
     void UnloadAfterLookups() {
         if (std::none_of(records.begin(), records.end(),
-                         [](const CResourceRecord& record) { return record.module != nullptr; }))
+                         [](const CResourceModule& record) { return record.module != nullptr; }))
             return;
         completeChanges();
         unload();
     }
 
 private:
-    CArray<CResourceRecord, CurrentMemoryManager> records;
+    CArray<CResourceModule, CurrentMemoryManager> records;
 
     void unload() {
-        for (const CResourceRecord& record : records)
+        for (const CResourceModule& record : records)
             if (record.module != nullptr)
                 FreeOwnedLibrary(record.module);
         records.DeleteAll();
     }
 };
 
-void exchangeLibraries(CResourceRecord& a, CResourceRecord& b) {
+void exchangeLibraries(CResourceModule& a, CResourceModule& b) {
     std::swap(a.module, b.module);
     std::swap(a.exports, b.exports);
+    std::swap(a.strings, b.strings);
+}
+
+int numberOfKept() {
+    const CResourceLookup lookup;
+    return lookup.HasRegistry() ? lookup.Kept().Size() : 0;
+}
+
+// Applies `change` to the registry and hands `unused` the libraries that are kept no longer. Under
+// `moduleMutex`.
+template<class Change>
+void changeAndDropKept(CLoadedLibraries& unused, Change change) {
+    unused.Reserve(numberOfKept());
+    changePublished([&](CPublishedRegistry& changed) {
+        change(changed.registry);
+        while (!changed.kept.IsEmpty())
+            unused.Take(changed.kept, changed.kept.Size() - 1);
+    });
 }
 
 // Adds the languages of a family, and its library of the original language.
 void completeFamily(int number) {
-    const CResourceRecord family = copyOfFamily(number);
+    const CResourceModule family = copyOfFamily(number);
     bool isPresent[kNumberOfLanguageCodes] = {};
     family.FindLanguages(isPresent);
     CUnicodeString names[kNumberOfLanguageCodes];
     for (int code = 0; code < kNumberOfLanguageCodes; code++)
         if (isPresent[code])
-            CLanguageLibrary(family.LibraryName(code)).Find(CURRENT_LANGUAGE_NAME.Name(), names[code]);
+            CLanguageLibrary(family, code).Library().FindText(CURRENT_LANGUAGE_NAME.Name(), names[code]);
     CLoadedLibraries original;
     original.Load(family, kOriginalLanguage);
     changeRegistry([&](CResourceRegistry& changed) {
@@ -418,7 +453,7 @@ void useLanguage(int code, int first) {
     CLoadedLibraries libraries;
     while (first + libraries.Size() < numberOfFamilies())
         libraries.Load(copyOfFamily(first + libraries.Size()), code);
-    changeRegistry([&](CResourceRegistry& changed) {
+    changeAndDropKept(libraries, [&](CResourceRegistry& changed) {
         for (int i = 0; i < libraries.Size(); i++)
             exchangeLibraries(changed.Family(first + i), libraries[i]);
         changed.SetCurrentLanguage(code);
@@ -440,12 +475,12 @@ void AttachResourceModules() {
 }
 
 void AddResourceLibrary(HINSTANCE module) {
-    const CResourceRecord record = recordOf(module);
+    const CResourceModule record = recordOf(module);
     changeRegistry([&](CResourceRegistry& changed) { changed.AddLibrary(record); });
 }
 
 void AddResourceProgramModule(HINSTANCE module) {
-    const CResourceRecord record = recordOf(module);
+    const CResourceModule record = recordOf(module);
     changeRegistry([&](CResourceRegistry& changed) { changed.AddProgramModule(record); });
 }
 
@@ -475,7 +510,8 @@ void ForgetUnloadedResources(HINSTANCE module) {
 void ForgetResources(HINSTANCE module) {
     if (!CResourceLookup().HasRegistry())
         return;
-    changeRegistry([&](CResourceRegistry& changed) { changed.Forget(module, false); });
+    CLoadedLibraries unused; // the module may have libraries of its own among them
+    changeAndDropKept(unused, [&](CResourceRegistry& changed) { changed.Forget(module, false); });
     completeChanges();
 }
 
@@ -491,9 +527,11 @@ void ReleaseResourceModules() {
     if (old == nullptr)
         return;
     for (const auto* const list : {&old->registry.Records(), &old->registry.Originals()})
-        for (const CResourceRecord& record : *list)
+        for (const CResourceModule& record : *list)
             if (record.IsFamily() && record.module != nullptr)
                 FreeOwnedLibrary(record.module);
+    for (const CKeptLibrary& kept : old->kept)
+        FreeOwnedLibrary(kept.library.module);
 }
 
 // Modules and resources. ---------------------------------------------------------------------------------
@@ -503,7 +541,7 @@ void AddResourceModule(HINSTANCE module) {
         GenAssert(u"Tarnkit", 320);
         return;
     }
-    const CResourceRecord record = recordOf(module);
+    const CResourceModule record = recordOf(module);
     changeRegistry([&](CResourceRegistry& changed) { changed.AddModule(record); });
 }
 
@@ -524,7 +562,7 @@ void AddResourcePrefix(const char16_t* folder, const char16_t* prefix) {
         path = FileSystem::GetEXEDir();
     FileSystem::MakeFullPath(path);
     CMemoryManagerSwitcher toDefault(nullptr);
-    CResourceRecord record;
+    CResourceModule record;
     record.prefix = prefix;
     record.folder = FileSystem::AddPathSeparator(path);
     const std::lock_guard guard(moduleMutex);
@@ -542,27 +580,30 @@ void AddResourcePrefix(const char16_t* folder, const char16_t* prefix) {
 namespace {
 
 // The first registered module that has the resource; null if there is none.
-HINSTANCE findResource(const CResourceLookup& lookup, const char16_t* name, const char16_t* type) {
+const CResourceModule* findResource(const CResourceLookup& lookup, const char16_t* name,
+                                    const char16_t* type) {
     if (!lookup.HasRegistry())
         return nullptr;
     for (const bool isFamily : {true, false}) {
         if (isFamily && !lookup->IsSetUp())
             continue;
-        for (const CResourceRecord& record : lookup->Records())
+        for (const CResourceModule& record : lookup->Records())
             if (record.IsFamily() == isFamily && record.module != nullptr &&
-                holdsResource(record.module, name, type))
-                return record.module;
+                holdsResource(record, name, type))
+                return &record;
     }
-    for (const CResourceRecord& original : lookup->Originals())
-        if (holdsResource(original.module, name, type))
-            return original.module;
+    for (const CResourceModule& original : lookup->Originals())
+        if (holdsResource(original, name, type))
+            return &original;
     return nullptr;
 }
 
 } // namespace
 
 HINSTANCE FindResourceW(const char16_t* name, const char16_t* type) {
-    return findResource(CResourceLookup(), name, type);
+    const CResourceLookup lookup;
+    const CResourceModule* const record = findResource(lookup, name, type);
+    return record == nullptr ? nullptr : record->module;
 }
 
 bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
@@ -588,12 +629,12 @@ bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
 
 bool LoadStringW(int id, CUnicodeString& text) {
     const CResourceLookup lookup;
-    HINSTANCE module = findResource(lookup, ResourceId(id), ResourceId(kTypeString));
-    if (module == nullptr) {
+    const CResourceModule* const record = findResource(lookup, ResourceId(id), ResourceId(kTypeString));
+    if (record == nullptr) {
         text.Empty();
         return false;
     }
-    return LoadStringW(module, id, text);
+    return record->LoadString(id, text);
 }
 
 HINSTANCE LoadModule(const char16_t* name) {
@@ -679,36 +720,127 @@ void SetCurrentLanguageCode(int code) {
 
 namespace {
 
-bool findMessage(const CResourceLookup& lookup, const char16_t* name, HINSTANCE& module, int& id) {
-    module = nullptr;
-    id = 0;
-    return lookup.HasRegistry() && lookup->VisitForNames([&](const CResourceRecord& record, bool) {
-        id = record.module == nullptr ? 0 : record.exports.GetResourceId(name);
-        module = id == 0 ? nullptr : record.module;
-        return id != 0;
+// The first module that knows the name, and its id; null if there is none.
+const CResourceModule* findMessage(const CResourceLookup& lookup, const char16_t* name, int& id) {
+    const CResourceModule* found = nullptr;
+    if (lookup.HasRegistry())
+        lookup->VisitForNames([&](const CResourceModule& record, bool) {
+            id = record.module == nullptr ? 0 : record.exports.GetResourceId(name);
+            found = id == 0 ? nullptr : &record;
+            return id != 0;
+        });
+    return found;
+}
+
+// Reads the state of a file; false if there is none, or its state is not known.
+bool readState(const CUnicodeString& name, CFileState& state) {
+    WIN32_FIND_DATAW found;
+    const HANDLE search = Platform::FindFirstFileW(name, &found);
+    if (search == INVALID_HANDLE_VALUE)
+        return false;
+    Platform::FindClose(search);
+    const auto joined = [](DWORD high, DWORD low) { return UInt64{high} << 32 | low; };
+    const auto units = [&](const FILETIME& time) { return joined(time.dwHighDateTime, time.dwLowDateTime); };
+    state = {units(found.ftCreationTime), units(found.ftLastWriteTime),
+             joined(found.nFileSizeHigh, found.nFileSizeLow)};
+    return true;
+}
+
+// The library of a family, if it is kept; otherwise null. `isMissing` tells whether there is none.
+const CResourceModule* findKept(const CResourceLookup& lookup, const CResourceRecord& family, int language,
+                                bool& isMissing) {
+    const CUnicodeString name = family.LibraryName(language);
+    CFileState state;
+    const bool isFile = readState(name, state);
+    const DWORD code = isFile ? ERROR_SUCCESS : Platform::GetLastError();
+    isMissing = code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND;
+    for (const CKeptLibrary& kept : lookup.Kept())
+        if (isFile && kept.IsOf(family, language) && kept.file == state)
+            return &kept.library;
+    return nullptr;
+}
+
+// Looks for a text in another language as long as all libraries are at hand; false if one is not.
+bool findInLoaded(const char16_t* name, int language, CUnicodeString& text) {
+    const CResourceLookup lookup;
+    bool isAtHand = true;
+    if (lookup.HasRegistry())
+        lookup->VisitForNames([&](const CResourceModule& record, bool isOriginal) {
+            if (isOriginal || !record.IsFamily() || language == lookup->CurrentLanguage())
+                return record.FindText(name, text);
+            bool isMissing;
+            const CResourceModule* const library = findKept(lookup, record, language, isMissing);
+            isAtHand = library != nullptr || isMissing;
+            return !isAtHand || (library != nullptr && library->FindText(name, text));
+        });
+    return isAtHand;
+}
+
+// Releases what is kept of a family for a language, or else the oldest library if there is no more room.
+void makeRoom(const CResourceRecord& family, int language) {
+    CLoadedLibraries unused;
+    unused.Reserve(numberOfKept());
+    changePublished([&](CPublishedRegistry& changed) {
+        for (int i = changed.kept.Size() - 1; i >= 0; i--)
+            if (changed.kept[i].IsOf(family, language))
+                unused.Take(changed.kept, i);
+        if (changed.kept.Size() == kMostKept)
+            unused.Take(changed.kept, 0);
     });
+    unused.UnloadAfterLookups();
+}
+
+// Looks for a text in the library of a family for another language, which stays loaded for the next ones.
+bool findInLibrary(const CResourceRecord& family, int language, const char16_t* name, CUnicodeString& text) {
+    {
+        const CResourceLookup lookup;
+        bool isMissing;
+        if (const CResourceModule* const library = findKept(lookup, family, language, isMissing))
+            return library->FindText(name, text);
+    }
+    // Within the system's loader nothing may wait for lookups, so nothing can be released there.
+    CFileState state;
+    bool isKept = false;
+    if (!IsLoadingModule()) {
+        makeRoom(family, language);
+        isKept = readState(family.LibraryName(language), state);
+    }
+    CLanguageLibrary loaded(family, language);
+    const bool isFound = loaded.Library().FindText(name, text);
+    if (isKept && loaded.Library().module != nullptr) {
+        changePublished([&](CPublishedRegistry& changed) {
+            changed.kept.Add({loaded.Library(), language, state});
+        });
+        loaded.Keep();
+    }
+    return isFound;
 }
 
 } // namespace
 
 bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
-    return findMessage(CResourceLookup(), name, module, id);
+    const CResourceLookup lookup;
+    id = 0;
+    const CResourceModule* const record = findMessage(lookup, name, id);
+    module = record == nullptr ? nullptr : record->module;
+    return record != nullptr;
 }
 
 bool LoadMessage(const char16_t* name, CUnicodeString& text) {
     CMemoryManagerSwitcher toDefault(nullptr);
     const CResourceLookup lookup;
-    HINSTANCE module;
     int id;
-    if (findMessage(lookup, name, module, id))
-        return LoadStringW(module, id, text);
+    if (const CResourceModule* const record = findMessage(lookup, name, id))
+        return record->LoadString(id, text);
     text.Empty();
     return false;
 }
 
 bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& text) {
     text.Empty();
-    // The libraries of the language may be loaded, which may change the registry: works on a copy of it.
+    if (findInLoaded(name, language, text))
+        return !text.IsEmpty();
+    // Loading the libraries may change the registry: works on a copy of it.
     const std::lock_guard guard(moduleMutex);
     std::unique_ptr<const CResourceRegistry> copy;
     {
@@ -717,9 +849,10 @@ bool LoadMessageInLanguage(const char16_t* name, int language, CUnicodeString& t
             return false;
         copy = std::make_unique<const CResourceRegistry>(*lookup);
     }
-    copy->VisitForNames([&](const CResourceRecord& record, bool isOriginal) {
-        return isOriginal ? findText(record.module, record.exports, name, text)
-                          : findTextInLanguage(record, copy->CurrentLanguage(), language, name, text);
+    copy->VisitForNames([&](const CResourceModule& record, bool isOriginal) {
+        return isOriginal || !record.IsFamily() || language == copy->CurrentLanguage()
+                   ? record.FindText(name, text)
+                   : findInLibrary(record, language, name, text);
     });
     return !text.IsEmpty();
 }

@@ -9,6 +9,7 @@
 
 #include <tarnkit/layout.h>
 #include <tarnkit/resource_modules.h>
+#include <tarnkit/resource_strings.h>
 
 #include <mutex>
 
@@ -43,6 +44,39 @@ struct CResourceRecord {
 };
 TARNKIT_LAYOUT(CResourceRecord, 24, prefix, folder, module, exports);
 
+/// A record, and what its module keeps at hand.
+struct CResourceModule : CResourceRecord {
+    const CResourceStrings* strings = nullptr; // null if the system must be asked for each
+
+    /// Looks for the exports of `module`.
+    void FindExports();
+    /// Loads a string; false if it is empty or missing.
+    bool LoadString(int id, CUnicodeString& text) const;
+    /// Whether the module knows the name of a message. If so, `text` receives its text, empty if it cannot be
+    /// loaded.
+    bool FindText(const char16_t* name, CUnicodeString& text) const;
+};
+
+/// What shows that a file was replaced.
+struct CFileState {
+    UInt64 created = 0;
+    UInt64 written = 0;
+    UInt64 size = 0;
+
+    bool operator==(const CFileState&) const = default;
+};
+
+/// A library of a family for a language that is not the current one, kept for the next texts.
+struct CKeptLibrary {
+    CResourceModule library;
+    int language;
+    CFileState file; // as it was before the library was loaded
+
+    bool IsOf(const CResourceRecord& family, int code) const {
+        return language == code && library.prefix == family.prefix && library.folder == family.folder;
+    }
+};
+
 /// The modules and languages at one moment.
 class CResourceRegistry {
 public:
@@ -50,23 +84,23 @@ public:
 
     bool IsSetUp() const { return isSetUp; }
     void SetUp() { isSetUp = true; }
-    const CArray<CResourceRecord>& Records() const { return records; }
+    const CArray<CResourceModule>& Records() const { return records; }
     /// The libraries of the original language, in the order of their families.
-    const CArray<CResourceRecord>& Originals() const { return originals; }
-    void AddOriginal(const CResourceRecord& original) { originals.Add(original); }
+    const CArray<CResourceModule>& Originals() const { return originals; }
+    void AddOriginal(const CResourceModule& original) { originals.Add(original); }
 
-    void AddModule(const CResourceRecord& record) { records.Add(record); }
+    void AddModule(const CResourceModule& record) { records.Add(record); }
     /// Add the library itself, and then the modules that are the program. They contain original texts, so
     /// they are asked for a name only if no module that the application added, before or after, knows it.
-    void AddLibrary(const CResourceRecord& record);
-    void AddProgramModule(const CResourceRecord& record);
+    void AddLibrary(const CResourceModule& record);
+    void AddProgramModule(const CResourceModule& record);
     /// Removes the records of a module handle, or only those of one that is no longer loaded.
     void Forget(HINSTANCE module, bool isUnlessLoaded);
 
     /// Families are never removed, so each keeps its number: its place among the families, from 0.
     int NumberOfFamilies() const;
-    const CResourceRecord& Family(int number) const { return records[familyIndex(number)]; }
-    CResourceRecord& Family(int number) { return records[familyIndex(number)]; }
+    const CResourceModule& Family(int number) const { return records[familyIndex(number)]; }
+    CResourceModule& Family(int number) { return records[familyIndex(number)]; }
 
     int NumberOfLanguages() const { return codes.Size(); }
     int LanguageCode(int index) const { return codes[index]; }
@@ -88,8 +122,8 @@ private:
     CArray<int> codes;                            // of the available languages
     CUnicodeString names[kNumberOfLanguageCodes]; // by code; empty if unknown
     int positions[kNumberOfLanguageCodes];        // by code: index into `codes` plus one, 0 if missing
-    CArray<CResourceRecord> records;
-    CArray<CResourceRecord> originals; // the libraries of language 0, one for each family that has it
+    CArray<CResourceModule> records;
+    CArray<CResourceModule> originals; // the libraries of language 0, one for each family that has it
     // The ranges in `records` of the library, which begins at 0, and of the program.
     int libraryEnd = 0;
     int programBegin = 0;
@@ -104,9 +138,9 @@ TARNKIT_LAYOUT(CResourceRegistry, 440, isSetUp, currentLanguage, codes, names, p
 
 template<class Visitor>
 bool CResourceRegistry::VisitForNames(Visitor visit) const {
-    const auto visitBackwards = [&](const CArray<CResourceRecord>& list, int begin, int end) {
+    const auto visitBackwards = [&](const CArray<CResourceModule>& list, int begin, int end) {
         for (int i = end - 1; i >= begin; i--) {
-            const CResourceRecord& record = list[i];
+            const CResourceModule& record = list[i];
             if ((isSetUp || !record.IsFamily()) && visit(record, &list == &originals))
                 return true;
         }
@@ -121,6 +155,13 @@ bool CResourceRegistry::VisitForNames(Visitor visit) const {
 /// The primary language of a Windows language identifier.
 constexpr int PrimaryLanguage(int languageId) { return languageId & 0x3FF; }
 
+/// A registry that lookups read, or read until it was replaced.
+struct CPublishedRegistry {
+    CResourceRegistry registry;
+    CArray<CKeptLibrary> kept; // the oldest first; changed under `moduleMutex`
+    CPublishedRegistry* older = nullptr;
+};
+
 /// Read access to the registry for a scope, in which nothing is unloaded that it refers to. Nothing in the
 /// scope may change the registry or load a module.
 class CResourceLookup {
@@ -128,13 +169,14 @@ public:
     CResourceLookup();
 
     /// False before the first module is registered and after `ReleaseResourceModules`.
-    bool HasRegistry() const { return registry != nullptr; }
-    const CResourceRegistry* operator->() const { return registry; }
-    const CResourceRegistry& operator*() const { return *registry; }
+    bool HasRegistry() const { return present != nullptr; }
+    const CResourceRegistry* operator->() const { return &present->registry; }
+    const CResourceRegistry& operator*() const { return present->registry; }
+    const CArray<CKeptLibrary>& Kept() const { return present->kept; }
 
 private:
     CGracePeriod::CReader reader;
-    const CResourceRegistry* registry;
+    const CPublishedRegistry* present;
 };
 
 /// Held by a thread that loads, initialises or terminates modules or changes the language: one does so at a

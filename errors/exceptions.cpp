@@ -287,13 +287,11 @@ void ThrowMemoryException() {
 }
 
 void ThrowUserException() {
-    CReportingGuard guard(CReportingGuard::plain);
-    throw new CUserException;
+    throw MakeReport(CReportingGuard::plain, [] { return new CUserException; });
 }
 
 void ThrowCOMException(HRESULT result, IErrorInfo* information) {
-    CReportingGuard guard(CReportingGuard::plain);
-    throw new CCOMException(result, information);
+    throw MakeReport(CReportingGuard::plain, [&] { return new CCOMException(result, information); });
 }
 
 void ThrowCOMException(HRESULT result, const CUnicodeString& description, const CUnicodeString& helpFile,
@@ -314,13 +312,11 @@ void ThrowCOMException(HRESULT result, const CUnicodeString& description, const 
 }
 
 void ThrowFileException(unsigned long code, const CUnicodeString& name) {
-    CReportingGuard guard(CReportingGuard::plain);
-    throw new CFileException(code, name);
+    throw MakeReport(CReportingGuard::plain, [&] { return new CFileException(code, name); });
 }
 
 void ThrowFileException(CFileException::TType type, const CUnicodeString& name) {
-    CReportingGuard guard(CReportingGuard::plain);
-    throw new CFileException(type, name);
+    throw MakeReport(CReportingGuard::plain, [&] { return new CFileException(type, name); });
 }
 
 } // namespace Tarn

@@ -137,29 +137,39 @@ bool IsInsideWarning() {
     return state != nullptr && state->warning != 0;
 }
 
+// Throws what `make` returns or, where throwing is off, shows the text that `textOf` returns.
+template<class Maker, class TextMaker>
+static void report(CReportingGuard::TMode mode, const Maker& make, const TextMaker& textOf) {
+    const auto exception = MakeReport(mode, [&]() -> decltype(make()) {
+        if (isThrowingAllowed())
+            return make();
+        showInsteadOfThrowing(textOf);
+        return nullptr;
+    });
+    if (exception != nullptr)
+        throw exception;
+}
+
 void GenAssert(const char16_t* file, long line) {
     assertStop.Apply();
-    CReportingGuard guard(CReportingGuard::assertion);
-    if (isThrowingAllowed())
-        throw new CInternalError(file, line);
-    showInsteadOfThrowing([&] { return assertionText(file, line); });
+    report(
+        CReportingGuard::assertion, [&] { return new CInternalError(file, line); },
+        [&] { return assertionText(file, line); });
 }
 
 void GenCheck(CError& error, const char16_t* p0, const char16_t* p1, const char16_t* p2) {
     errorStop.Apply();
-    CReportingGuard guard(CReportingGuard::plain);
-    if (isThrowingAllowed())
-        throw new CCheckException(error, textOrEmpty(p0), textOrEmpty(p1), textOrEmpty(p2));
-    showInsteadOfThrowing(
+    report(
+        CReportingGuard::plain,
+        [&] { return new CCheckException(error, textOrEmpty(p0), textOrEmpty(p1), textOrEmpty(p2)); },
         [&] { return error.SubstParam(textOrEmpty(p0), textOrEmpty(p1), textOrEmpty(p2)); });
 }
 
 void GenCheckLastError(unsigned long code) {
     errorStop.Apply();
-    CReportingGuard guard(CReportingGuard::plain);
-    if (isThrowingAllowed())
-        throw new CLastErrorException(code);
-    showInsteadOfThrowing([code] { return CLastErrorException::GetErrorText(code); });
+    report(
+        CReportingGuard::plain, [&] { return new CLastErrorException(code); },
+        [&] { return CLastErrorException::GetErrorText(code); });
 }
 
 bool DebugStopOnAssert() { return assertStop.Mode() != stopNever; }

@@ -34,6 +34,14 @@ private:
     CReportingState saved;
 };
 
+/// Runs `make` under a guard. What it returns is thrown afterwards: an exception that finds nothing to
+/// destroy in the function that throws it gets through in half the time.
+template<class Maker>
+[[gnu::noinline]] auto MakeReport(CReportingGuard::TMode mode, const Maker& make) {
+    const CReportingGuard guard(mode);
+    return make();
+}
+
 /// Shows a text with the stop icon, under the application's title and owned by its main window; returns the
 /// button.
 int ShowErrorBox(const CUnicodeString& text, unsigned buttons);

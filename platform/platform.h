@@ -13,6 +13,10 @@
 
 #include <cstddef>
 
+namespace Tarn {
+struct CResourceStrings;
+}
+
 namespace Tarn::Platform {
 
 // Last error, debugger output, process.
@@ -156,6 +160,9 @@ HRSRC FindResourceW(HINSTANCE module, const char16_t* name, const char16_t* type
 /// Copies at most `size` units with the terminator. Returns the number copied, 0 if the module has no such
 /// string.
 int LoadStringW(HINSTANCE module, UINT id, char16_t* buffer, int size);
+/// The strings of a module, if they are data that may be read without a call as long as the module is loaded;
+/// null if it has none, or always where they are resources of the system.
+const CResourceStrings* FindResourceStrings(HINSTANCE module);
 
 // Text.
 UINT GetACP();
@@ -189,6 +196,12 @@ DWORD GetTimeZoneInformation(TIME_ZONE_INFORMATION* information);
 int GetLocaleInfoW(LCID locale, LCTYPE type, char16_t* buffer, int size);
 int GetDateFormatW(LCID locale, DWORD flags, const SYSTEMTIME* date, const char16_t* picture,
                    char16_t* buffer, int size);
+class CUserLocale;
+/// The locale that `LOCALE_USER_DEFAULT` means now, if its texts are in memory, where they and the object
+/// stay; otherwise null.
+const CUserLocale* FindUserLocale();
+/// The text of such a locale that `GetLocaleInfoW` copies; null if there is none.
+const char16_t* FindLocaleText(const CUserLocale* locale, LCTYPE type);
 
 // System texts, versions, language.
 /// Writes the system's text for a code, with its line end, in fewer than `size` units; 0 if there is none.

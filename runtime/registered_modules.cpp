@@ -5,7 +5,6 @@
 #include "memory/process_mutex.h"
 #include "platform/fork.h"
 #include "platform/platform.h"
-#include "runtime/static_constructors.h"
 
 #include <tarnkit/array.h>
 #include <tarnkit/layout.h>

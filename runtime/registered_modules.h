@@ -5,6 +5,8 @@
 // one thread at a time.
 #pragma once
 
+#include "runtime/static_constructors.h"
+
 #include <tarnkit/exceptions.h>
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/messages.h>

@@ -33,11 +33,6 @@ bool isAnswered(Ask ask) {
     return answered;
 }
 
-bool readLocaleText(LCTYPE type, char16_t (&text)[kLocaleTextSize]) {
-    return isAnswered(
-        [&] { return Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, text, kLocaleTextSize); });
-}
-
 class CTimeFormatter {
 public:
     CTimeFormatter(char16_t* buffer, int room, const SYSTEMTIME& systemTime)
@@ -52,12 +47,15 @@ private:
     char16_t* end;
     const SYSTEMTIME& time;
     int depth = 0;
+    const Platform::CUserLocale* locale = nullptr; // looked for at its first text
 
     int dayFromMonday() const { return time.wDayOfWeek == 0 ? kDaysOfWeek : time.wDayOfWeek; }
 
     bool convert(char16_t code, bool isAlternate);
     bool put(TText text);
     bool putNumber(int number, int leastDigits);
+    // Null if there is no such text. `buffer` is for one that is not at hand.
+    const char16_t* findLocaleText(LCTYPE type, char16_t (&buffer)[kLocaleTextSize]);
     bool putLocaleText(LCTYPE type);
     // One of `count` names, which are numbered from 1.
     bool putName(LCTYPE first, int number, int count);
@@ -77,8 +75,10 @@ bool CTimeFormatter::Format(TText format) {
         format.remove_prefix(start);
         if (!isConsumed || format.empty())
             break;
-        const std::size_t code = std::min(format.find_first_not_of(u"+#", 1), format.size());
-        const bool isAlternate = format.substr(0, code).find(u'#') != TText::npos;
+        std::size_t code = 1;
+        bool isAlternate = false;
+        for (; code < format.size() && (format[code] == u'+' || format[code] == u'#'); code++)
+            isAlternate = isAlternate || format[code] == u'#';
         isConsumed = convert(code < format.size() ? format[code] : u'\0', isAlternate);
         format.remove_prefix(std::min(code + 1, format.size()));
     }
@@ -157,9 +157,18 @@ bool CTimeFormatter::putNumber(int number, int leastDigits) {
     return put(TText(first, static_cast<std::size_t>(std::end(digits) - first)));
 }
 
+const char16_t* CTimeFormatter::findLocaleText(LCTYPE type, char16_t (&buffer)[kLocaleTextSize]) {
+    if (locale != nullptr || isAnswered([&] { return (locale = Platform::FindUserLocale()) != nullptr; }))
+        return Platform::FindLocaleText(locale, type);
+    const bool isKnown = isAnswered(
+        [&] { return Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, kLocaleTextSize); });
+    return isKnown ? buffer : nullptr;
+}
+
 bool CTimeFormatter::putLocaleText(LCTYPE type) {
-    char16_t text[kLocaleTextSize];
-    return put(readLocaleText(type, text) ? asText(text) : kUnknown);
+    char16_t buffer[kLocaleTextSize];
+    const char16_t* const text = findLocaleText(type, buffer);
+    return put(text != nullptr ? asText(text) : kUnknown);
 }
 
 bool CTimeFormatter::putName(LCTYPE first, int number, int count) {
@@ -168,9 +177,9 @@ bool CTimeFormatter::putName(LCTYPE first, int number, int count) {
 }
 
 bool CTimeFormatter::putPicture(LCTYPE type) {
-    char16_t picture[kLocaleTextSize];
-    const bool isKnown = depth < kDeepestFormat && readLocaleText(type, picture);
-    return isKnown ? Format(picture) : put(kUnknown);
+    char16_t buffer[kLocaleTextSize];
+    const char16_t* const picture = depth < kDeepestFormat ? findLocaleText(type, buffer) : nullptr;
+    return picture != nullptr ? Format(TText(picture)) : put(kUnknown);
 }
 
 bool CTimeFormatter::putEra() {

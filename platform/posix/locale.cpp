@@ -152,6 +152,20 @@ int handOut(LCID locale, char16_t* buffer, int size, Make make) {
 
 } // namespace
 
+const CUserLocale* FindUserLocale() {
+    const CUserLocale* locale = nullptr;
+    Report(Guarded([&]() -> DWORD {
+        locale = reinterpret_cast<const CUserLocale*>(&TimeLocale::OfUser());
+        return ERROR_SUCCESS;
+    }));
+    return locale;
+}
+
+const char16_t* FindLocaleText(const CUserLocale* locale, LCTYPE type) {
+    View text;
+    return find(*reinterpret_cast<const TimeLocale*>(locale), type, text) ? text.data() : nullptr;
+}
+
 int GetLocaleInfoW(LCID locale, LCTYPE type, char16_t* buffer, int size) {
     return handOut<View>(locale, buffer, size, [&](View& text) -> DWORD {
         return find(TimeLocale::OfUser(), type & ~LOCALE_NOUSEROVERRIDE, text) ? ERROR_SUCCESS

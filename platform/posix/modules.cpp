@@ -425,4 +425,11 @@ int LoadStringW(HINSTANCE module, UINT id, char16_t* buffer, int size) {
     return guarded([&] { return loadString(module, id, buffer, size); });
 }
 
+const CResourceStrings* FindResourceStrings(HINSTANCE module) {
+    return guarded([&] {
+        const StringTable table(module);
+        return table ? &*table : nullptr;
+    });
+}
+
 } // namespace Tarn::Platform

@@ -102,4 +102,9 @@ int LoadStringW(HINSTANCE module, UINT id, char16_t* buffer, int size) {
     return ::LoadStringW(module, id, wide(buffer), size);
 }
 
+const CResourceStrings* FindResourceStrings(HINSTANCE) {
+    ::SetLastError(ERROR_RESOURCE_DATA_NOT_FOUND);
+    return nullptr;
+}
+
 } // namespace Tarn::Platform

@@ -80,6 +80,39 @@ TEST_F(Languages, ChangeWhileTheProgramRuns) {
     EXPECT_EQ(TEST_GREETING.UnicodeStr(), u"TEST_GREETING");
 }
 
+// Libraries for other languages stay loaded for a while, but a change of their files is noticed at once.
+TEST_F(Languages, InOtherLanguagesFollowTheirFiles) {
+    addFamily();
+    ASSERT_TRUE(Initialize(nullptr, nullptr));
+    SetCurrentLanguageCode(7);
+    const auto greeting = [] { return TEST_GREETING.UnicodeStr(2); };
+    const auto isLoaded = [&](const std::string& name) {
+        return Platform::GetModuleHandleW(NameOf(folder / name)) != nullptr;
+    };
+    EXPECT_TRUE(greeting() == u"Hallo %0" && greeting() == u"Hallo %0" && isLoaded("res2.DLL"));
+    std::filesystem::rename(folder / "res2.DLL", folder / "old");
+    EXPECT_EQ(greeting(), u"Hello %0") << "there is no library any more";
+    copyModule("Res1.dll", "Res2.dll");
+    EXPECT_EQ(greeting(), u"\u041F\u0440\u0438\u0432\u0435\u0442, %0");
+    SetCurrentLanguageCode(9);
+    EXPECT_FALSE(isLoaded("Res2.dll"));
+
+    const auto numberLoaded = [&] {
+        int loaded = 0;
+        for (int i = 0; i < 20; i++)
+            loaded += isLoaded("F" + std::to_string(i) + "x2.dll");
+        return loaded;
+    };
+    for (int i = 0; i < 20; i++) {
+        copyModule("Res1.dll", ("F" + std::to_string(i) + "x2.dll").c_str());
+        AddResourcePrefix(NameOf(folder), u"F" + UnicodeStr(i) + u"x");
+    }
+    EXPECT_EQ(CMessage(u"TEST_NOWHERE", 0).UnicodeStr(2), u"TEST_NOWHERE");
+    EXPECT_EQ(numberLoaded() + isLoaded("Res2.dll"), 16) << "the last ones";
+    Clean();
+    EXPECT_EQ(numberLoaded(), 0);
+}
+
 // The original texts are in the program, or in the library for language 0.
 TEST_F(Languages, TranslateWhatTheyCanAndLeaveTheRestInTheOriginal) {
     copyModule("App0.dll", "App0.dll");
