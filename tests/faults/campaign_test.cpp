@@ -240,6 +240,10 @@ const struct CScenario {
          list.Reset();
          items.DeleteAll();
          list.Get(items);
+         CCacheSetup<int> cached(u"Faults", u"number", 1, ST_CurrentUser);
+         cached.Get();
+         if (!struck.stays && cached.Get() != 3) // the default is not kept after a failure to read
+             throw 0;
          return number.Get() == 3 && items.Size() == 2;
      },
      [] { return TState{}; }, nullptr, kOnce},
