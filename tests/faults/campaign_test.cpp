@@ -593,6 +593,20 @@ protected:
     std::pair<std::size_t, std::ptrdiff_t> held;
 };
 
+TEST(Registry, BothDatabasesAreFlushed) {
+    struct : CCallHook {
+        int Before(CCall& call) override { return number += call.name == "fsync", 0; }
+        int number = 0;
+    } syncs;
+    CRegistryKey user(false), machine(false);
+    user.Open(HKEY_CURRENT_USER, u"Faults");
+    machine.Open(HKEY_LOCAL_MACHINE, u"Faults");
+    EXPECT_TRUE(user.SetStringValue(u"v", u"x") && machine.SetStringValue(u"v", u"x"));
+    const CHookedCalls hooked(syncs);
+    EXPECT_TRUE(user.Flush());
+    EXPECT_EQ(syncs.number, 4); // two logs and their folder
+}
+
 TEST_P(Faults, LoseNothing) {
     std::vector<CPoint> points;
     for (const std::string_view name : callsOfUse()) {

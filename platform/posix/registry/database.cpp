@@ -270,7 +270,7 @@ LSTATUS RegistryDatabase::connect(const char* file, int flags) {
 }
 
 void RegistryDatabase::disconnect() {
-    if (connection != nullptr && hasWritten())
+    if (HasWritten())
         mustFold = true;
     for (sqlite3_stmt*& statement : statements) {
         sqlite3_finalize(statement);
@@ -287,7 +287,7 @@ void RegistryDatabase::Close() {
     if (mustFold)
         Open(Use::Write);
     if (connection != nullptr && !isReadOnly && isSound && isFilled(logName())) {
-        if (hasWritten())
+        if (HasWritten())
             sqlite3_wal_checkpoint_v2(connection, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
         sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     }
@@ -310,7 +310,7 @@ void RegistryDatabase::rememberChecked() {
 // A log that another process folds meanwhile is on the disk, too: in the database.
 LSTATUS RegistryDatabase::Flush() {
     const LSTATUS failure = Open(Use::Read);
-    if (failure != 0 || isReadOnly)
+    if (failure != 0)
         return failure == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : failure;
     const String log = logName();
     const LSTATUS result = SyncRegistryFile(log.c_str());
