@@ -1,6 +1,7 @@
 #include "files/file_replacement.h"
 
 #include "files/full_path.h"
+#include "files/patient_open.h"
 #include "platform/platform.h"
 
 namespace Tarn {
@@ -11,33 +12,37 @@ constexpr unsigned kForWriting = CFile::ForWriting | CFile::Exclusive | CFile::C
 
 enum class TOldFile { missing, replaceable, inPlace };
 
-// What is there to be replaced. A file that could not be overwritten must not be replaced either.
-TOldFile checkOldFile(const CUnicodeString& name) {
-    const HANDLE old = Platform::CreateFileW(name, GENERIC_WRITE, 0, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL);
-    if (old == INVALID_HANDLE_VALUE) {
-        const DWORD code = Platform::GetLastError();
-        if (code != ERROR_FILE_NOT_FOUND)
-            ThrowFileException(code, name);
+// What is there to be replaced. A file that could not be overwritten must not be replaced either. What is not
+// on a disk stays open as `file`: if a pipe were closed and opened again, its reader would see its end.
+TOldFile checkOldFile(const CUnicodeString& name, CFile& file) {
+    try {
+        OpenPatiently(file, name, CFile::ForWriting | CFile::Exclusive);
+    } catch (CFileException* e) {
+        if (e->ErrorCode() != ERROR_FILE_NOT_FOUND)
+            throw;
+        e->Delete();
         return TOldFile::missing;
     }
-    const DWORD type = Platform::GetFileType(old);
-    Platform::CloseHandle(old);
-    const bool isDocument = type == FILE_TYPE_DISK && !TempFile::IsTempFile(name);
-    return isDocument ? TOldFile::replaceable : TOldFile::inPlace;
+    if (Platform::GetFileType(file.Handle()) != FILE_TYPE_DISK)
+        return TOldFile::inPlace;
+    file.Abort();
+    return TempFile::IsTempFile(name) ? TOldFile::inPlace : TOldFile::replaceable;
 }
 
 } // namespace
 
 CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
     : name(TempFile::FollowLinks(FileSystem::FullPath(fileName))) {
-    const TOldFile old = checkOldFile(name);
+    const TOldFile old = checkOldFile(name, file);
+    if (file.IsOpen())
+        return;
     if (old != TOldFile::inPlace)
         temp = TempFile::TryNewInDir(FileSystem::GetDrivePath(name), nullptr);
     if (temp.IsEmpty()) {
         const DWORD code = Platform::GetLastError();
         if (old == TOldFile::missing || (old == TOldFile::replaceable && code != ERROR_ACCESS_DENIED))
             ThrowFileException(code, name);
-        file.Open(name, kForWriting);
+        OpenPatiently(file, name, kForWriting);
         return;
     }
     try {

@@ -14,7 +14,9 @@
 #include <cerrno>
 #include <dlfcn.h>
 #include <map>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 extern "C" [[gnu::weak]] int __lsan_do_recoverable_leak_check();
@@ -592,6 +594,22 @@ protected:
     TState after;
     std::pair<std::size_t, std::ptrdiff_t> held;
 };
+
+TEST(WriteText, OpensAPipeOnce) {
+    struct : CCallHook {
+        int Before(CCall& call) override { return call.name == "open64" && number++ > 0 ? ENXIO : 0; }
+        int number = 0;
+    } opened;
+    const fs::path pipe = fs::absolute("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread reader([&] { EXPECT_EQ(BytesOf(pipe), "text"); });
+    {
+        const CHookedCalls hooked(opened);
+        CFile::WriteANSIText(NameOf(pipe), CString("text"));
+    }
+    reader.join();
+    fs::remove(pipe);
+}
 
 TEST(Registry, BothDatabasesAreFlushed) {
     struct : CCallHook {
