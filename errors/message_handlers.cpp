@@ -12,7 +12,7 @@
 #include <tarnkit/thread_storage.h>
 
 #include "errors/reporting.h"
-#include "files/patient_open.h"
+#include "files/patience.h"
 #include "memory/process_mutex.h"
 #include "platform/fork.h"
 #include "platform/message_box_buttons.h"

@@ -1,7 +1,7 @@
 #include "files/file_replacement.h"
 
 #include "files/full_path.h"
-#include "files/patient_open.h"
+#include "files/patience.h"
 #include "platform/platform.h"
 
 namespace Tarn {
@@ -62,8 +62,15 @@ CFileReplacement::~CFileReplacement() {
 void CFileReplacement::Commit() {
     TempFile::RunOnBehalfOf(name, temp, [this] {
         file.Close();
-        if (!temp.IsEmpty())
-            TempFile::MakePermanent(temp, name);
+        if (temp.IsEmpty())
+            return;
+        // Whoever reads the old file at this moment keeps it from being replaced.
+        TryPatiently(
+            kWaitForDocument, [this] { TempFile::MakePermanent(temp, name); },
+            [this](DWORD code) {
+                return (code == ERROR_SHARING_VIOLATION || code == ERROR_ACCESS_DENIED) &&
+                       FileSystem::AccessFile(temp, 0);
+            });
     });
     temp.Empty();
 }

@@ -5,7 +5,7 @@
 #include <tarnkit/messages.h>
 
 #include "files/file_replacement.h"
-#include "files/patient_open.h"
+#include "files/patience.h"
 #include "files/whole_text.h"
 #include "strings/byte_order_mark.h"
 
