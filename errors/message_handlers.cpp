@@ -12,6 +12,7 @@
 #include <tarnkit/thread_storage.h>
 
 #include "errors/reporting.h"
+#include "files/patience.h"
 #include "memory/process_mutex.h"
 #include "platform/fork.h"
 #include "platform/message_box_buttons.h"
@@ -261,7 +262,11 @@ CFileMessageHandler::~CFileMessageHandler() = default;
 int CFileMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned flags) {
     const std::lock_guard guard(logMutex);
     try {
-        CFile file(fileName, CFile::ForWriting | CFile::DenyWrite | CFile::Create | CFile::KeepContents);
+        constexpr std::chrono::seconds kWaitForOtherProcesses{2}; // each has the log for one message
+        CFile file;
+        OpenPatiently(file, fileName,
+                      CFile::ForWriting | CFile::DenyWrite | CFile::Create | CFile::KeepContents,
+                      kWaitForOtherProcesses);
         append(file, textOrEmpty(text));
         file.Flush();
         file.Close();

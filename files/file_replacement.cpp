@@ -1,6 +1,7 @@
 #include "files/file_replacement.h"
 
 #include "files/full_path.h"
+#include "files/patience.h"
 #include "platform/platform.h"
 
 namespace Tarn {
@@ -20,7 +21,7 @@ bool isOnDisk(CFile& file) { return Platform::GetFileType(file.Handle()) == FILE
 // replaced either.
 bool openOldFile(CFile& file, const CUnicodeString& name) {
     try {
-        file.Open(name, kForWriting);
+        OpenPatiently(file, name, kForWriting);
         return true;
     } catch (CFileException* e) {
         if (e->ErrorCode() != ERROR_FILE_NOT_FOUND)
@@ -34,6 +35,7 @@ bool openOldFile(CFile& file, const CUnicodeString& name) {
 
 CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
     : name(TempFile::FollowLinks(FileSystem::FullPath(fileName))) {
+    // If a pipe were closed and opened again, its reader would see its end.
     const bool isThere = openOldFile(file, name);
     const bool isReplaced = !isThere || (isOnDisk(file) && !TempFile::IsTempFile(name));
     if (isReplaced) {
@@ -46,7 +48,7 @@ CFileReplacement::CFileReplacement(const CUnicodeString& fileName)
         const DWORD code = Platform::GetLastError();
         if (!isThere || !isRefusal(code))
             ThrowFileException(code, name);
-        file.Open(name, kForWriting);
+        OpenPatiently(file, name, kForWriting);
     }
     if (isOnDisk(file))
         file.SetLength(Int64{0});
@@ -79,8 +81,18 @@ void CFileReplacement::Commit() {
 }
 
 void CFileReplacement::takeName() {
+    // Whoever reads the old file at this moment keeps it from being replaced. On Windows, access is denied
+    // while it is being closed.
+    constexpr int kMostDenials = 30;
+    int denials = 0;
+    const auto mayPass = [&](DWORD code) {
+        const bool isDisturbed =
+            code == ERROR_SHARING_VIOLATION || (code == ERROR_ACCESS_DENIED && denials++ < kMostDenials);
+        return isDisturbed && FileSystem::AccessFile(temp, 0);
+    };
     try {
-        TempFile::MakePermanent(temp, name);
+        TryPatiently(
+            kWaitForDocument, [this] { TempFile::MakePermanent(temp, name); }, mayPass);
     } catch (CFileException* e) {
         if (!isRefusal(e->ErrorCode()))
             throw;

@@ -5,6 +5,7 @@
 #include <tarnkit/messages.h>
 
 #include "files/file_replacement.h"
+#include "files/patience.h"
 #include "files/whole_text.h"
 #include "strings/byte_order_mark.h"
 
@@ -56,30 +57,33 @@ void splitLines(const String& text, CArray<String>& lines) {
     }
 }
 
-// The next `length` units of the file, with spaces instead of zeros.
+// The next `length` units of the file, with spaces instead of zeros. Sets `hasZeros` if there were some.
 template<class String, class Adjust>
-String readUnits(CFile& file, int length, Adjust adjust) {
+String readUnits(CFile& file, int length, bool* hasZeros, Adjust adjust) {
     String text;
     auto* units = text.GetBuffer(length);
     file.ReadRecord(units, length * static_cast<int>(sizeof *units));
     for (int i = 0; i < length; i++) {
         adjust(units[i]);
-        if (units[i] == 0)
-            units[i] = ' ';
+        if (units[i] != 0)
+            continue;
+        units[i] = ' ';
+        if (hasZeros != nullptr)
+            *hasZeros = true;
     }
     text.ReleaseBuffer(length);
     return text;
 }
 
-CUnicodeString readUtf16(CFile& file, int length, bool isSwapped) {
-    return readUnits<CUnicodeString>(file, length, [isSwapped](char16_t& unit) {
+CUnicodeString readUtf16(CFile& file, int length, bool isSwapped, bool* hasZeros) {
+    return readUnits<CUnicodeString>(file, length, hasZeros, [isSwapped](char16_t& unit) {
         if (isSwapped)
             unit = static_cast<char16_t>(unit << 8 | unit >> 8);
     });
 }
 
-CString readBytes(CFile& file, int length) {
-    return readUnits<CString>(file, length, [](char) {});
+CString readBytes(CFile& file, int length, bool* hasZeros = nullptr) {
+    return readUnits<CString>(file, length, hasZeros, [](char) {});
 }
 
 // A check, because the call on the length is for files that fit and would report misuse.
@@ -92,7 +96,8 @@ bool fitsIntoText(const CFile& file) {
 
 // The text of a file that begins with a mark of UTF-16, without the mark; otherwise nothing, and the position
 // is still at the beginning.
-std::optional<CUnicodeString> readIfUtf16(CFile& file, const CUnicodeString& fileName) {
+std::optional<CUnicodeString> readIfUtf16(CFile& file, const CUnicodeString& fileName,
+                                          bool* hasZeros = nullptr) {
     const int length = file.GetLength();
     const char16_t mark = length >= kUnitSize ? file.ReadWord() : u'\0';
     if (mark != kByteOrderMark && mark != kSwappedByteOrderMark) {
@@ -100,7 +105,7 @@ std::optional<CUnicodeString> readIfUtf16(CFile& file, const CUnicodeString& fil
         return std::nullopt;
     }
     if (length % kUnitSize == 0)
-        return readUtf16(file, length / kUnitSize - 1, mark == kSwappedByteOrderMark);
+        return readUtf16(file, length / kUnitSize - 1, mark == kSwappedByteOrderMark, hasZeros);
     GenCheck(ERR_BAD_TEXT_FILE, fileName);
     return CUnicodeString();
 }
@@ -143,27 +148,30 @@ void writeLines(const CUnicodeString& fileName, Write write) {
 
 CUnicodeString ReadMarkedText(const CUnicodeString& fileName, unsigned codePage, bool& isExact) {
     isExact = false;
-    CFile file(fileName, kForReading);
+    CFile file;
+    OpenPatiently(file, fileName, kForReading);
     if (!fitsIntoText(file))
         return CUnicodeString();
-    if (const std::optional<CUnicodeString> text = readIfUtf16(file, fileName)) {
-        isExact = !text->IsEmpty() || file.GetLength() == kUnitSize;
+    bool hasZeros = false;
+    if (const std::optional<CUnicodeString> text = readIfUtf16(file, fileName, &hasZeros)) {
+        isExact = !hasZeros && (!text->IsEmpty() || file.GetLength() == kUnitSize);
         return *text;
     }
-    CString bytes = readBytes(file, file.GetLength());
+    CString bytes = readBytes(file, file.GetLength(), &hasZeros);
     if (bytes.Left(3) == kUtf8Mark) {
         bytes = bytes.Mid(3);
         codePage = kUtf8;
     }
     CUnicodeString text = bytes.CreateUnicodeString(codePage);
-    isExact = isExactText(bytes, text, codePage);
+    isExact = !hasZeros && isExactText(bytes, text, codePage);
     return text;
 }
 
 void SplitLines(const CUnicodeString& text, CArray<CUnicodeString>& lines) { splitLines(text, lines); }
 
 CUnicodeString CFile::ReadText(const CUnicodeString& fileName, unsigned int codePage) {
-    CFile file(fileName, kForReading);
+    CFile file;
+    OpenPatiently(file, fileName, kForReading);
     if (!fitsIntoText(file))
         return CUnicodeString();
     if (const std::optional<CUnicodeString> text = readIfUtf16(file, fileName))
@@ -193,7 +201,8 @@ void CFile::WriteText(const CUnicodeString& fileName, const CArray<CUnicodeStrin
 }
 
 CString CFile::ReadANSIText(const CUnicodeString& fileName) {
-    CFile file(fileName, kForReading);
+    CFile file;
+    OpenPatiently(file, fileName, kForReading);
     return fitsIntoText(file) ? readBytes(file, file.GetLength()) : CString();
 }
 

@@ -19,6 +19,8 @@ bool setResult(LSTATUS result) {
     return result == static_cast<LSTATUS>(ERROR_SUCCESS);
 }
 
+bool isText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ; }
+
 bool queryInfo(HKEY key, CRegistryKeyInfo& info) {
     return setResult(Platform::RegQueryInfoKeyW(key, &info.subKeyCount, &info.longestSubKeyName,
                                                 &info.longestClassName, &info.valueCount,
@@ -88,23 +90,27 @@ int CRegistryKey::QueryValue(const char16_t* valueName, void* buffer, int buffer
 CUnicodeString CRegistryKey::QueryStringValue(const char16_t* valueName, const char16_t* defaultValue) const {
     if (!require(valueName != nullptr && defaultValue != nullptr, 208))
         return defaultValue == nullptr ? CUnicodeString() : CUnicodeString(defaultValue);
-    const DWORD type = GetValueType(valueName);
-    if (type != REG_SZ && type != REG_EXPAND_SZ)
+    if (key == nullptr)
         return CUnicodeString(defaultValue);
-    const int size = QueryValue(valueName, nullptr, 0);
-    constexpr int kUnitSize = sizeof(char16_t);
-    if (size == 0 || size % kUnitSize != 0)
+    // One call gives type, size and data, because somebody else may set the value between two calls.
+    constexpr DWORD kUnitSize = sizeof(char16_t);
+    EnumerationBuffer<char16_t> units;
+    DWORD type, size;
+    LSTATUS result;
+    for (;; units.Reserve(size / kUnitSize + 1)) {
+        size = units.Size() * kUnitSize;
+        result = Platform::RegQueryValueExW(key, valueName, &type, units.Ptr(), &size);
+        if (result != static_cast<LSTATUS>(ERROR_MORE_DATA))
+            break;
+        if (!isText(type)) {
+            result = 0;
+            break;
+        }
+    }
+    if (!setResult(result) || !isText(type) || size == 0 || size % kUnitSize != 0)
         return CUnicodeString(defaultValue);
-
-    CUnicodeString text;
-    int length = size / kUnitSize;
-    char16_t* units = text.GetBuffer(length);
-    if (QueryValue(valueName, units, size) != size)
-        return CUnicodeString(defaultValue);
-    if (units[length - 1] == 0)
-        length--;
-    text.ReleaseBuffer(length);
-    return text;
+    const int length = static_cast<int>(size / kUnitSize);
+    return CUnicodeString(units.Ptr(), units.Ptr()[length - 1] == 0 ? length - 1 : length);
 }
 
 bool CRegistryKey::SetValue(const char16_t* valueName, DWORD type, const void* data, int dataSize) {

@@ -8,6 +8,7 @@
 
 #include "memory/process_mutex.h"
 #include "platform/fork.h"
+#include "platform/platform.h"
 #include "settings/setup_cache.h"
 
 #include <atomic>
@@ -55,7 +56,6 @@ constinit CCriticalSection cacheSetupSection;
 
 namespace {
 
-// Recursive, because a failure that is shown may lead to other cached settings.
 constinit CRecursiveProcessMutex setupCacheMutex;
 
 } // namespace
@@ -72,18 +72,14 @@ CSetupBase::CSetupBase(const CUnicodeString& keyPath, const CUnicodeString& name
 CSetupBase::~CSetupBase() = default;
 
 CUnicodeString CSetupBase::GetString() const {
-    CRegistryKey key(true);
-    const HKEY baseKey = getBaseKey();
-    key.Open(baseKey, getAbsolutePath());
-    return key.QueryStringValue(valueName, GetDefaultString());
+    bool isKnown;
+    return CSetupAccess::Read(*this, isKnown);
 }
 
 void CSetupBase::SetString(const CUnicodeString& value) {
-    CRegistryKey key(false);
-    const HKEY baseKey = getBaseKey();
-    key.Open(baseKey, getAbsolutePath());
-    if (!key.SetStringValue(valueName, value))
-        GenCheck(ERR_CANT_WRITE_TO_REGISTRY, getBaseKeyName(), getAbsolutePath(), u"");
+    CSetupAccess access(*this);
+    access.Store(value);
+    access.Report();
 }
 
 CUnicodeString CSetupBase::getBaseKeyName() const {
@@ -136,6 +132,33 @@ CUnicodeString CSetupBase::getAbsolutePath() const {
     return CUnicodeString();
 }
 
+CUnicodeString CSetupAccess::Read(const CSetupBase& setup, bool& isKnown) {
+    const CSetupAccess access(setup);
+    const CUnicodeString defaultText = setup.GetDefaultString();
+    Platform::SetLastError(ERROR_SUCCESS);
+    CRegistryKey key(true);
+    key.Open(access.rootKey, access.path);
+    const CUnicodeString text = key.QueryStringValue(setup.valueName, defaultText);
+    const DWORD code = Platform::GetLastError();
+    isKnown = code == ERROR_SUCCESS || code == ERROR_FILE_NOT_FOUND || code == ERROR_KEY_DELETED;
+    return text;
+}
+
+CSetupAccess::CSetupAccess(const CSetupBase& accessed)
+    : setup(accessed), rootKey(setup.getBaseKey()), path(setup.getAbsolutePath()) {}
+
+void CSetupAccess::Store(const CUnicodeString& text) {
+    CRegistryKey key(false);
+    if (rootKey != nullptr)
+        key.Open(rootKey, path);
+    isStored = key.SetStringValue(setup.valueName, text);
+}
+
+void CSetupAccess::Report() const {
+    if (!isStored)
+        GenCheck(ERR_CANT_WRITE_TO_REGISTRY, setup.getBaseKeyName(), path, u"");
+}
+
 // Integers. ----------------------------------------------------------------------------------------------
 
 template<class T>
@@ -184,20 +207,39 @@ CCacheSetup<T>::~CCacheSetup() = default;
 template<class T>
 T CCacheSetup<T>::Get() {
     if (!std::atomic_ref(isCached).load(std::memory_order_acquire)) {
+        bool isKnown;
+        const T value = this->ConvertFromString(CSetupAccess::Read(*this, isKnown));
         const std::lock_guard guard(GetSetupCacheMutex());
+        if (!isCached && !isKnown)
+            return value;
         if (!isCached)
-            cache(this->ConvertFromString(this->GetString()));
+            cache(value);
     }
     return std::atomic_ref(cachedValue).load(std::memory_order_relaxed);
 }
 
-// The lock is held until the registry has the value, so that what is cached last is also stored last.
+// A value is kept even if it cannot be converted, which is reported.
 template<class T>
 void CCacheSetup<T>::Set(T value) {
     CMemoryManagerSwitcher toDefault(nullptr);
-    const std::lock_guard guard(GetSetupCacheMutex());
-    cache(value);
-    CSetup<T>::Set(value);
+    {
+        const std::lock_guard guard(GetSetupCacheMutex());
+        cache(value);
+    }
+    setAs(value, this->ConvertToString(value));
+}
+
+// The lock is held until the registry has the value, so that what is cached last is also stored last.
+template<class T>
+void CCacheSetup<T>::setAs(T value, const CUnicodeString& text) {
+    CMemoryManagerSwitcher toDefault(nullptr);
+    CSetupAccess access(*this);
+    {
+        const std::lock_guard guard(GetSetupCacheMutex());
+        cache(value);
+        access.Store(text);
+    }
+    access.Report();
 }
 
 template<class T>

@@ -109,16 +109,16 @@ CUnicodeString colorToString(int color) {
                   color >> 2 * kComponentBits & kComponentMask);
 }
 
-template<class Setup>
-void setSysColor(Setup& setup, int index) {
-    setup.Set(currentSysColor(index & ~kSysColorFlag));
+int colorOfMarkedIndex(int index) { return currentSysColor(index & ~kSysColorFlag); }
+
+CUnicodeString textOfMarkedIndex(int index) {
     const char16_t* name = u"";
     for (const CSysColorName& row : kSysColors)
         if (kSysColorFlag + row.index == index) {
             name = row.name;
             break;
         }
-    setup.SetString(Format(u"Sys=%s", name));
+    return Format(u"Sys=%s", name);
 }
 
 } // namespace
@@ -133,7 +133,10 @@ int CSetupColor::ConvertFromString(CUnicodeString text) const { return colorFrom
 
 CUnicodeString CSetupColor::ConvertToString(int color) const { return colorToString(color); }
 
-void CSetupColor::SetSysColor(int sysColorIndex) { setSysColor(*this, sysColorIndex); }
+void CSetupColor::SetSysColor(int sysColorIndex) {
+    Set(colorOfMarkedIndex(sysColorIndex));
+    SetString(textOfMarkedIndex(sysColorIndex));
+}
 
 CCacheSetupColor::CCacheSetupColor(const CUnicodeString& keyPath, const CUnicodeString& name,
                                    unsigned long defaultColor, TSetupType setupType)
@@ -147,6 +150,8 @@ int CCacheSetupColor::ConvertFromString(CUnicodeString text) const {
 
 CUnicodeString CCacheSetupColor::ConvertToString(int color) const { return colorToString(color); }
 
-void CCacheSetupColor::SetSysColor(int sysColorIndex) { setSysColor(*this, sysColorIndex); }
+void CCacheSetupColor::SetSysColor(int sysColorIndex) {
+    setAs(colorOfMarkedIndex(sysColorIndex), textOfMarkedIndex(sysColorIndex));
+}
 
 } // namespace Tarn

@@ -12,6 +12,8 @@ namespace {
 constexpr char16_t kSeparator = u',';
 constexpr char16_t kEscape = u'\\';
 
+unsigned changes = 0; // of all cached lists; under the lock of the cache
+
 CUnicodeString escaped(const CUnicodeString& item) {
     CUnicodeString result;
     for (int i = 0; i < item.GetLength(); i++) {
@@ -107,27 +109,49 @@ CCacheSetupStringArray& CCacheSetupStringArray::operator=(const CCacheSetupStrin
 
 CCacheSetupStringArray::~CCacheSetupStringArray() = default;
 
+// What was read is cached only if no list was set or reset since then.
 void CCacheSetupStringArray::Get(CArray<CUnicodeString, CurrentMemoryManager>& items) {
-    const std::lock_guard guard(GetSetupCacheMutex());
-    if (!isCached) {
+    std::unique_lock lock(GetSetupCacheMutex());
+    while (!isCached) {
+        const unsigned changesBefore = changes;
+        lock.unlock();
         CMemoryManagerSwitcher toDefault(nullptr);
-        ConvertFromString(GetString(), cachedItems);
-        isCached = true;
+        bool isKnown;
+        CArray<CUnicodeString, CurrentMemoryManager> found;
+        ConvertFromString(CSetupAccess::Read(*this, isKnown), found);
+        lock.lock();
+        if (isCached || changes != changesBefore)
+            continue;
+        cachedItems = found;
+        isCached = isKnown;
+        break;
     }
     items = cachedItems;
 }
 
 void CCacheSetupStringArray::Set(const CArray<CUnicodeString, CurrentMemoryManager>& items) {
     CMemoryManagerSwitcher toDefault(nullptr);
-    const std::lock_guard guard(GetSetupCacheMutex());
-    cachedItems = items;
-    isCached = true;
-    CSetupStringArray::Set(cachedItems);
+    const auto keep = [&] {
+        cachedItems = items;
+        isCached = true;
+        changes++;
+    };
+    std::unique_lock lock(GetSetupCacheMutex());
+    keep(); // even if the list cannot be converted, which is reported
+    lock.unlock();
+    const CUnicodeString text = ConvertToString(items);
+    CSetupAccess access(*this);
+    lock.lock();
+    keep();
+    access.Store(text);
+    lock.unlock();
+    access.Report();
 }
 
 void CCacheSetupStringArray::Reset() {
     const std::lock_guard guard(GetSetupCacheMutex());
     isCached = false;
+    changes++;
 }
 
 } // namespace Tarn

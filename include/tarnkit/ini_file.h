@@ -7,7 +7,7 @@
 /// If it cannot be opened, read or written, operations fail as `CFile::ReadText` and `CFile::WriteText` do. A
 /// line that is not a header, a comment or a key raises `ERR_BAD_INI_FILE` with its index, counted from 0. A
 /// file that could not be read completely is never overwritten: where the text is UTF-8, bytes that are not
-/// read as U+FFFD, and `Save` raises `ERR_BAD_TEXT_FILE` then.
+/// read as U+FFFD, null characters read as spaces, and `Save` raises `ERR_BAD_TEXT_FILE` then.
 ///
 /// White space around lines and values is ignored. Lines that begin with ";" or "//" are comments, which are
 /// lost when the file is saved. Names match without regard to case or surrounding white space. Keys before

@@ -97,9 +97,9 @@ public:
     /// is deleted. Asserts as `DeleteValue` does.
     void DeleteSubKey(const char16_t* subKeyName);
 
-    /// Returns when everything written to the registry before, through whichever key, is on the disk and
-    /// survives a power cut, too. That takes as long as the disk does: for what must not be lost, not for
-    /// every setting. Returns false on failure and if no key is open.
+    /// Returns when everything that this process has written to the registry before, through whichever key,
+    /// is on the disk and survives a power cut, too. That takes as long as the disk does: for what must not
+    /// be lost, not for every setting. Returns false on failure and if no key is open.
     bool Flush();
 
     /// The names of the sub-keys in the order in which the system lists them.

@@ -2,12 +2,12 @@
 /// Setup values: objects that each stand for one persistent setting of an application.
 ///
 /// A setup value names a place in the registry: a root key or one of the application's sections, a path below
-/// it, and a value, which always holds text. Reading never fails: a value that is missing or does not parse
-/// gives the default. A failed write raises `ERR_CANT_WRITE_TO_REGISTRY`.
+/// it, and a value, which always holds text. Reading never fails: a value that is missing, does not parse or
+/// cannot be read at present gives the default. A failed write raises `ERR_CANT_WRITE_TO_REGISTRY`.
 ///
 /// Plain setup values access the registry each time. Cached ones (`CCache...`) read it once and write
-/// through; they do not see what others write later. What they keep in memory always comes from the default
-/// memory manager.
+/// through; they do not see what others write later. If the registry cannot be read, they give the default
+/// and try again the next time. What they keep in memory always comes from the default memory manager.
 ///
 /// Any thread may read and set any value at any time, cached ones included: what was set last is what is
 /// cached and stored. Copying and assigning a setup object counts as a change of the object, which others
@@ -65,6 +65,7 @@ private:
     CUnicodeString path;
     CUnicodeString valueName;
 
+    friend class CSetupAccess;
     template<class>
     friend struct CLayout;
 };
@@ -110,6 +111,10 @@ public:
     T Get() override;
     /// Keeps the value in memory even if it cannot be written.
     void Set(T value) override;
+
+protected:
+    /// Keeps the value in memory and stores a text that stands for it, in one step.
+    void setAs(T value, const CUnicodeString& text);
 
 private:
     T cachedValue{};

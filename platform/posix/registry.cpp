@@ -329,8 +329,11 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
 LSTATUS RegFlushKey(HKEY key) {
     return locked([=] {
         KeyReference place;
-        const LSTATUS failure = resolve(key, KEY_QUERY_VALUE, &place);
-        return failure != 0 ? failure : place.store->Flush();
+        LSTATUS result = resolve(key, KEY_QUERY_VALUE, &place);
+        if (result == 0)
+            result = place.store->Flush();
+        RegistryStore& other = place.store == &registry.user ? registry.machine : registry.user;
+        return result == 0 && other.HasWritten() ? other.Flush() : result;
     });
 }
 

@@ -1,5 +1,9 @@
 #include "tests/errors/reports.h"
 
+#include <chrono>
+#include <thread>
+#include <type_traits>
+
 namespace Tarn {
 namespace {
 
@@ -57,6 +61,19 @@ TEST(FileMessageHandler, AppendsTextsToAFileWithOneByteOrderMark) {
     sameFile.ShowMessage(nullptr, text.c_str(), nullptr, 0);
     EXPECT_EQ(UnitsOf(file), expected + u"x" + lineEnds + u"\r\n\r\n");
     FileSystem::Remove(file);
+}
+
+TEST(FileMessageHandler, WaitsForOtherWriters) {
+    const CUnicodeString name = FileSystem::Merge(TempFile::GetTemporaryDir(), u"shared.txt");
+    CFile other(name, CFile::ForWriting | CFile::Create);
+    std::thread closing([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        other.Close();
+    });
+    CFileMessageHandler(name).ShowMessage(nullptr, u"late", u"", 0);
+    closing.join();
+    EXPECT_EQ(UnitsOf(name), u"\uFEFFlate\r\n\r\n");
+    FileSystem::Remove(name);
 }
 
 TEST(FileMessageHandler, DropsWhatCannotBeWritten) {

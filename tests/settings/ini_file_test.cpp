@@ -2,6 +2,7 @@
 
 #include "tests/errors/reports.h"
 #include "tests/files/support.h"
+#include "tests/threads/threads.h"
 
 #include <array>
 
@@ -107,12 +108,33 @@ TEST_F(IniFile, ReadsUtf8WithAMarkAndNeverOverwritesWhatItCouldNotRead) {
                              file.Save();
                          }),
               u"\uFEFF[\u00E9]\r\n\u20AC=\u00FC\r\n\r\n");
-    const Bytes damaged = "\xEF\xBB\xBF;\xE9\nk=1";
-    afterwards(damaged, [](CIniFile& file) {
-        EXPECT_EQ(file.GetString(u"", u"k", u"-"), u"1");
-        EXPECT_EQ(FailureOf([&] { file.Save(); }), "ERR_BAD_TEXT_FILE");
+    for (const Bytes& damaged : {Bytes("\xEF\xBB\xBF;\xE9\nk=1"), Bytes("k=1\n\0\0", 6),
+                                 Bytes("\xFF\xFEk\0=\0"
+                                       "1\0\n\0\0\0",
+                                       12)}) {
+        afterwards(damaged, [](CIniFile& file) {
+            EXPECT_EQ(file.GetString(u"", u"k", u"-"), u"1");
+            EXPECT_EQ(FailureOf([&] { file.Save(); }), "ERR_BAD_TEXT_FILE");
+        });
+        EXPECT_EQ(BytesOf(path), damaged);
+    }
+}
+
+TEST_F(IniFile, IsReadAndSavedByMoreThanOneAtATime) {
+    WriteBytes(path, "k=1");
+    std::string failures[2];
+    std::atomic<bool> isDone = false;
+    RunOnThreads(2, [&](int index) {
+        for (int i = 0; index == 0 ? i < 60 : !isDone; i++)
+            failures[index] += FailureOf([&] {
+                CIniFile file(NameOf(path));
+                EXPECT_NE(file.GetString(u"", u"k", u"-"), u"-");
+                if (index == 0)
+                    file.Save();
+            });
+        isDone = true;
     });
-    EXPECT_EQ(BytesOf(path), damaged);
+    EXPECT_EQ(failures[0] + failures[1], "");
 }
 
 TEST_F(IniFile, BeginsAFileOnlyIfItMayBeMissing) {

@@ -1,6 +1,9 @@
 #include <tarnkit/tarnkit.h>
 
+#include "tests/errors/reports.h"
 #include "tests/support/refusing_manager.h"
+
+#include <future>
 
 using namespace Tarn;
 
@@ -155,6 +158,53 @@ TEST_F(Setup, NamesTheKeyThatCannotBeWritten) {
         e->Delete();
     }
     EXPECT_EQ(setup.Get(), 7);
+}
+
+// A box may be shown by another thread, which may need cached values for it.
+TEST_F(Setup, ReportsWhileOthersUseCachedValues) {
+    CRecordingHandler handler;
+    CMessageHandlerSwitcher recording(&handler);
+    CThrowingSwitcher showing(false);
+    CCacheSetupEnum size(CUnicodeString(u'x', 300), u"v", 2, kSizes, ST_UserSection);
+    CCacheSetupStringArray list(u"", u"v", ST_UserSection),
+        unwritable(CUnicodeString(u'x', 300), u"v", ST_UserSection);
+    std::vector<std::future<void>> others;
+    handler.whileShowing = [&] {
+        others.push_back(std::async(std::launch::async, [&] {
+            CArray<CUnicodeString> items;
+            list.Get(items);
+        }));
+        EXPECT_EQ(others.back().wait_for(std::chrono::seconds(5)), std::future_status::ready);
+    };
+    EXPECT_EQ(size.Get(), 2);
+    size.Set(2);
+    unwritable.Set({u"a"});
+    EXPECT_EQ(handler.shown.size(), 4u); // the missing name twice, and what was not written
+    SetErrorFlag(false);
+}
+
+TEST_F(Setup, IsReadAndSetInOneStep) {
+    CCacheSetupColor color(u"", u"c", 0, ST_UserSection);
+    CSetupStringArray list(u"", u"v", ST_UserSection);
+    list.Set({u"a"});
+    int wrong = 0;
+    std::thread other([&] {
+        for (int i = 0; i < 300; i++)
+            list.Set(i % 2 ? CArray<CUnicodeString>{u"a"}
+                           : CArray<CUnicodeString>{u"a", CUnicodeString(u'b', 700)});
+    });
+    for (int i = 0; i < 4000; i++) {
+        const CUnicodeString text = list.GetString();
+        wrong += text != u"a" && text.GetLength() != 702;
+    }
+    other.join();
+    for (int i = 0; i < 300; i++) {
+        std::thread setter([&] { color.Set(0x010203); });
+        color.SetSysColor(kSysColorFlag + COLOR_WINDOW);
+        setter.join();
+        wrong += color.Get() != CSetupColor(u"", u"c", 0, ST_UserSection).Get();
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "platform/posix/registry/database.h"
 
+#include "platform/posix/registry/log.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -18,6 +20,7 @@ constexpr auto kLongestSleep = 10ms;
 // Each process that waits looks again this soon, however long it has been waiting: so they all get their
 // turn.
 constexpr auto kTimeBetweenLooks = 500us;
+constexpr int kLooksAtLog = 3;
 constexpr mode_t kAnyWriteBit = 0222;
 
 #define TARNKIT_REGISTRY_FORMAT "1"
@@ -171,6 +174,16 @@ int foldLargeLog(void* limit, sqlite3* connection, const char* name, int pages) 
     return SQLITE_OK;
 }
 
+// Another process may be writing the header at this moment, so one that seems damaged is read again.
+RegistryLog logBeside(const String& file) {
+    const String name = file + "-wal";
+    RegistryLog log = CheckRegistryLog(name.c_str());
+    for (int looks = 1; log == RegistryLog::Damaged && looks < kLooksAtLog && maySleep(kTimeBetweenLooks);
+         looks++)
+        log = CheckRegistryLog(name.c_str());
+    return log;
+}
+
 } // namespace
 
 void LimitRegistryWaits(RegistryClock::time_point start) { endOfWaits = start + kLongestWait; }
@@ -207,16 +220,21 @@ LSTATUS RegistryDatabase::Open(Use use) {
 
 LSTATUS RegistryDatabase::open(const String& file, Use use) {
     // Asked before the file's size: it is only when the file is complete that a log is begun.
-    const bool hasLog = isFilled((file + "-wal").c_str());
+    const RegistryLog log = logBeside(file);
+    if (log == RegistryLog::Damaged)
+        return ERROR_BADDB;
+    // SQLite would delete a log without a database, although it may hold everything.
+    const bool hasLog = log != RegistryLog::Empty;
+    const LSTATUS codeWhenEmpty = hasLog ? ERROR_BADDB : ERROR_FILE_NOT_FOUND;
     struct stat status;
     if (stat(file.c_str(), &status) != 0) {
         const bool isAbsent = errno == ENOENT || (errno == ENOTDIR && use != Use::Create);
-        return isAbsent ? ERROR_FILE_NOT_FOUND : RegistryCodeOf(errno);
+        return isAbsent ? codeWhenEmpty : RegistryCodeOf(errno);
     }
     if (!S_ISREG(status.st_mode))
         return ERROR_ACCESS_DENIED;
     if (status.st_size == 0 && hasLog)
-        return ERROR_BADDB; // SQLite would delete the log, which may still hold everything
+        return codeWhenEmpty;
     const bool isWriteProtected = (status.st_mode & kAnyWriteBit) == 0;
     LSTATUS failure = connect(file.c_str(), isWriteProtected ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
     if (failure == 0)
@@ -252,7 +270,7 @@ LSTATUS RegistryDatabase::connect(const char* file, int flags) {
 }
 
 void RegistryDatabase::disconnect() {
-    if (connection != nullptr && hasWritten())
+    if (HasWritten())
         mustFold = true;
     for (sqlite3_stmt*& statement : statements) {
         sqlite3_finalize(statement);
@@ -269,7 +287,7 @@ void RegistryDatabase::Close() {
     if (mustFold)
         Open(Use::Write);
     if (connection != nullptr && !isReadOnly && isSound && isFilled(logName())) {
-        if (hasWritten())
+        if (HasWritten())
             sqlite3_wal_checkpoint_v2(connection, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
         sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     }
@@ -292,7 +310,7 @@ void RegistryDatabase::rememberChecked() {
 // A log that another process folds meanwhile is on the disk, too: in the database.
 LSTATUS RegistryDatabase::Flush() {
     const LSTATUS failure = Open(Use::Read);
-    if (failure != 0 || isReadOnly)
+    if (failure != 0)
         return failure == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : failure;
     const String log = logName();
     const LSTATUS result = SyncRegistryFile(log.c_str());

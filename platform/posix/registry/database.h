@@ -67,6 +67,10 @@ public:
 
     /// Brings all writes that have succeeded to the disk.
     LSTATUS Flush();
+    /// Whether this process has written something that it has not folded yet.
+    bool HasWritten() const {
+        return mustFold || (connection != nullptr && sqlite3_total_changes64(connection) > 0);
+    }
 
     /// Closes the connection until it is used again, and folds the log.
     void Close();
@@ -88,7 +92,6 @@ private:
     LSTATUS checkAll();
     void rememberChecked();
     LSTATUS makeTables();
-    bool hasWritten() const { return mustFold || sqlite3_total_changes64(connection) > 0; }
     const char* logName() const { return sqlite3_filename_wal(sqlite3_db_filename(connection, "main")); }
     LSTATUS statementFor(RegistryQuery query, sqlite3_stmt** statement);
     static LSTATUS resultOf(int code);

@@ -77,6 +77,8 @@ public:
     LSTATUS CheckWritable() { return database.Open(RegistryDatabase::Use::Write); }
 
     LSTATUS Flush() { return database.Flush(); }
+    /// Whether this process has written something since the database was closed.
+    bool HasWritten() const { return database.HasWritten(); }
 
     /// Closes the database until it is used again. `Suspend` is for a fork, and leaves the log as it is.
     void Close();

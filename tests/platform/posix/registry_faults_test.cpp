@@ -356,6 +356,44 @@ TEST_F(RegistryFaults, AnyPartOfTheLogHoldsTheFirstWrites) {
     EXPECT_GT(found.size(), 10u);
 }
 
+// Both of a young store, whose database is one page, and of one that was folded before.
+TEST_F(RegistryFaults, ALogThatCannotBeReadIsReportedAndKept) {
+    const fs::path log = userFile.string() + "-wal";
+    for (const bool isYoung : {true, false}) {
+        if (!isYoung) {
+            EXPECT_EQ(set(HKEY_CURRENT_USER, u"v", "old"), ERROR_SUCCESS);
+            ReleaseRegistry();
+        }
+        EXPECT_TRUE(succeeds(start([] { EXPECT_EQ(set(HKEY_CURRENT_USER, u"v", "x"), ERROR_SUCCESS); })));
+        const std::string database = BytesOf(userFile), written = BytesOf(log);
+        EXPECT_EQ(isYoung, database.size() == 4096);
+        const auto leaves = [&](const std::string& bytes) {
+            ReleaseRegistry();
+            fs::remove(userFile.string() + "-shm");
+            std::ofstream(userFile) << database;
+            std::ofstream(log) << bytes;
+        };
+        for (const std::size_t place : {0, 5, 9, 20, 31, -1}) {
+            std::string bytes = written;
+            if (place < bytes.size())
+                bytes[place] ^= 1;
+            leaves(bytes);
+            if (place > bytes.size())
+                fs::rename(userFile, userFile.string() + ".away");
+            expectEach(ERROR_BADDB, callEach(HKEY_CURRENT_USER));
+            ReleaseRegistry();
+            EXPECT_TRUE(BytesOf(log) == bytes) << place;
+        }
+        for (const std::size_t size : {0, 20, 32, 50, 3000}) {
+            leaves(written.substr(0, size));
+            EXPECT_EQ(get(HKEY_CURRENT_USER, u"v"), isYoung ? "failed 2" : "3:old") << size;
+            EXPECT_EQ(set(HKEY_CURRENT_USER, u"v", "y"), ERROR_SUCCESS);
+        }
+        leaves(written);
+        EXPECT_EQ(get(HKEY_CURRENT_USER, u"v"), "3:x");
+    }
+}
+
 TEST_F(RegistryFaults, WritersCreateAndShareAStoreWithoutLongWaitsOrALongLog) {
     pid_t writers[16];
     for (int writer = 0; writer < 16; writer++)
