@@ -134,9 +134,7 @@ public:
         Node* node = std::exchange(first, nullptr);
         while (node != nullptr)
             std::destroy_at(std::exchange(node, node->next));
-        freeRooms = nullptr;
-        newRooms = newRoomsEnd = nullptr;
-        roomCount = 0;
+        CChunk* chunks = buckets != nullptr ? std::exchange(rooms(), {}).chunks : nullptr;
         while (CChunk* const chunk = chunks) {
             chunks = chunk->next;
             Unpoison(chunk->data(), chunk->size);
@@ -147,8 +145,9 @@ public:
     void FreeBuffer() {
         DeleteAll();
         bucketCount = 0;
-        if (Node** old = std::exchange(buckets, nullptr))
-            Policy::Free(old);
+        if (buckets != nullptr)
+            Policy::Free(&rooms());
+        buckets = nullptr;
     }
 
     void Swap(CChainedNodes& other) noexcept {
@@ -158,11 +157,6 @@ public:
         std::swap(wantedSize, other.wantedSize);
         std::swap(first, other.first);
         std::swap(last, other.last);
-        std::swap(chunks, other.chunks);
-        std::swap(freeRooms, other.freeRooms);
-        std::swap(newRooms, other.newRooms);
-        std::swap(newRoomsEnd, other.newRoomsEnd);
-        std::swap(roomCount, other.roomCount);
     }
 
 private:
@@ -176,6 +170,14 @@ private:
     struct CFreeRoom {
         CFreeRoom* next;
     };
+    // Stands in front of the buckets, in the same block: a table has no other place for it.
+    struct CRooms {
+        CChunk* chunks = nullptr;
+        CFreeRoom* freed = nullptr;  // those of nodes that were deleted, the last one first
+        std::byte* unused = nullptr; // the rest of the newest chunk
+        std::byte* unusedEnd = nullptr;
+        std::size_t count = 0; // of all chunks
+    };
 
     static constexpr int kFirstChunk = 4; // nodes
     static constexpr unsigned kMostInChunk =
@@ -187,45 +189,43 @@ private:
     int wantedSize;
     Node* first = nullptr;
     Node* last = nullptr;
-    CChunk* chunks = nullptr;
-    CFreeRoom* freeRooms = nullptr; // of nodes that were deleted, the last one first
-    std::byte* newRooms = nullptr;  // those of the newest chunk that no node has used yet
-    std::byte* newRoomsEnd = nullptr;
-    unsigned roomCount = 0; // of all chunks
 
     static_assert(alignof(Node) <= alignof(std::max_align_t),
                   "over-aligned entries need a manager of their own");
 
+    CRooms& rooms() const { return reinterpret_cast<CRooms*>(buckets)[-1]; }
+
     void* takeRoom() {
-        if (CFreeRoom* const room = freeRooms) {
+        CRooms& from = rooms();
+        void* room = from.freed;
+        if (room == nullptr) {
+            if (from.unused == from.unusedEnd)
+                addChunk(from);
+            room = std::exchange(from.unused, from.unused + sizeof(Node));
             Unpoison(room, sizeof(Node));
-            freeRooms = room->next;
-            return room;
+        } else {
+            Unpoison(room, sizeof(Node));
+            from.freed = from.freed->next;
         }
-        if (newRooms == newRoomsEnd)
-            addChunk();
-        void* const room = newRooms;
-        newRooms += sizeof(Node);
-        Unpoison(room, sizeof(Node));
         return room;
     }
 
     void giveRoom(void* place) {
-        auto* const room = ::new (place) CFreeRoom{freeRooms};
-        freeRooms = room;
-        Poison(room, sizeof(Node));
+        rooms().freed = ::new (place) CFreeRoom{rooms().freed};
+        Poison(place, sizeof(Node));
     }
 
-    void addChunk() {
-        const unsigned number = std::min(std::max<unsigned>(roomCount / 2, kFirstChunk), kMostInChunk);
-        const auto size = number * static_cast<unsigned>(sizeof(Node));
+    static void addChunk(CRooms& to) {
+        const std::size_t number =
+            std::min<std::size_t>(std::max<std::size_t>(to.count / 2, kFirstChunk), kMostInChunk);
+        const auto size = static_cast<unsigned>(number * sizeof(Node));
         auto* const chunk = static_cast<CChunk*>(Policy::Alloc(static_cast<unsigned>(sizeof(CChunk)) + size));
-        *chunk = {chunks, size};
-        chunks = chunk;
-        newRooms = chunk->data();
-        newRoomsEnd = newRooms + size;
-        roomCount += number;
-        Poison(newRooms, size);
+        *chunk = {to.chunks, size};
+        to.chunks = chunk;
+        to.unused = chunk->data();
+        to.unusedEnd = to.unused + size;
+        to.count += number;
+        Poison(to.unused, size);
     }
 
     Node** chainOf(int hash) const {
@@ -233,12 +233,15 @@ private:
     }
 
     void rehash(int newCount) {
-        if (newCount > INT_MAX / kPointerSize)
+        constexpr unsigned header = sizeof(CRooms);
+        if (static_cast<unsigned>(newCount) > (INT_MAX - header) / unsigned{kPointerSize})
             ThrowMemoryException();
-        auto* room =
-            static_cast<Node**>(Policy::Alloc(static_cast<unsigned>(newCount) * unsigned{kPointerSize}));
-        std::uninitialized_fill_n(room, newCount, nullptr);
-        Node** old = std::exchange(buckets, room);
+        auto* const block = static_cast<CRooms*>(
+            Policy::Alloc(header + static_cast<unsigned>(newCount) * unsigned{kPointerSize}));
+        ::new (block) CRooms(buckets != nullptr ? rooms() : CRooms());
+        CRooms* const old = buckets != nullptr ? &rooms() : nullptr;
+        buckets = reinterpret_cast<Node**>(block + 1);
+        std::uninitialized_fill_n(buckets, newCount, nullptr);
         bucketCount = newCount;
         for (Node* node = first; node != nullptr; node = node->next)
             linkInChain(node);
