@@ -41,7 +41,7 @@ bool isToken(const CUnicodeString& text) {
     return text.GetLength() == 2 * kTokenBytes;
 }
 
-// What follows the token in the name of a temporary file, as in "-1F.tmp"; empty if it is not one of that
+// What follows the token in the name of a temporary file, as in "-1f.tmp"; empty if it is not one of that
 // token. The system compares names without regard to case, this does not.
 CUnicodeString numberIn(const CUnicodeString& name, const CUnicodeString& token) {
     const int start = name.Find(token);
@@ -51,7 +51,7 @@ CUnicodeString numberIn(const CUnicodeString& name, const CUnicodeString& token)
     const int end = rest.GetLength() - static_cast<int>(std::size(kTempExtension)) + 1;
     bool isNumber = end > 1 && rest[0] == u'-' && rest.Mid(end) == kTempExtension;
     for (int i = 1; i < end; i++)
-        isNumber = isNumber && CUnicodeString(u"0123456789ABCDEF").Find(rest[i]) >= 0;
+        isNumber = isNumber && CUnicodeString(u"0123456789abcdef").Find(rest[i]) >= 0;
     return isNumber ? rest : CUnicodeString();
 }
 

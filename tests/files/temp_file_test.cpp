@@ -183,7 +183,7 @@ TEST_F(TempFileTest, AreAllRemovedAtTheEndUnlessInUseOrPermanent) {
 
 TEST_F(TempFileTest, OfAProcessThatIsGoneAreRemovedByTheNextOneAndNoOthers) {
     const char* const stray[] = {".tarnkit-00000000000012.lock", "nbk00000000000012-1.tmp",
-                                 "00000000000012-A.tmp", ".tarnkit-copy-7-1", ".tarnkit-.lock"};
+                                 "00000000000012-a.tmp", ".tarnkit-copy-7-1", ".tarnkit-.lock"};
     const char* const kept[] = {
         ".tarnkit-00000000000034.lock", "nbk00000000000034-1.tmp", "nbk00000000000056-1.tmp",
         "nbk00000000000012.tmp",        "00000000000012-1.txt",    "-1.tmp",
