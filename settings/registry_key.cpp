@@ -7,6 +7,8 @@
 #include <climits>
 #include <string>
 
+#include <algorithm>
+
 namespace Tarn {
 
 namespace {
@@ -109,8 +111,12 @@ CUnicodeString CRegistryKey::QueryStringValue(const char16_t* valueName, const c
     }
     if (!setResult(result) || !isText(type) || size == 0 || size % kUnitSize != 0)
         return CUnicodeString(defaultValue);
-    const int length = static_cast<int>(size / kUnitSize);
-    return CUnicodeString(units.Ptr(), units.Ptr()[length - 1] == 0 ? length - 1 : length);
+    int length = static_cast<int>(size / kUnitSize);
+    if (units.Ptr()[length - 1] == 0)
+        length--;
+    CUnicodeString text;
+    std::copy_n(units.Ptr(), length, text.GetBufferSetLength(length));
+    return text;
 }
 
 bool CRegistryKey::SetValue(const char16_t* valueName, DWORD type, const void* data, int dataSize) {
