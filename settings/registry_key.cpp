@@ -4,10 +4,9 @@
 #include "platform/platform.h"
 #include "settings/enumeration_buffer.h"
 
+#include <algorithm>
 #include <climits>
 #include <string>
-
-#include <algorithm>
 
 namespace Tarn {
 
