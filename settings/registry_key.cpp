@@ -20,6 +20,24 @@ bool setResult(LSTATUS result) {
     return result == static_cast<LSTATUS>(ERROR_SUCCESS);
 }
 
+// The first failure of several calls, each of which leaves its result as the last error.
+class CFirstFailure {
+public:
+    void Note() {
+        const DWORD last = Platform::GetLastError();
+        if (code == ERROR_SUCCESS && last != ERROR_NO_MORE_ITEMS) // how every list ends
+            code = last;
+    }
+    /// Makes the first failure, if there was one, the last error.
+    void Report() const {
+        if (code != ERROR_SUCCESS)
+            Platform::SetLastError(code);
+    }
+
+private:
+    DWORD code = ERROR_SUCCESS;
+};
+
 bool isText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ; }
 
 bool queryInfo(HKEY key, CRegistryKeyInfo& info) {
@@ -150,14 +168,20 @@ void CRegistryKey::DeleteSubKey(const char16_t* subKeyName) {
         setResult(static_cast<LSTATUS>(ERROR_INVALID_PARAMETER));
         return;
     }
+    CFirstFailure whyNotEmpty;
     CRegistryKey subKey(false);
     subKey.Open(key, subKeyName);
+    whyNotEmpty.Note();
     CArray<CUnicodeString, CurrentMemoryManager> names;
     subKey.GetSubKeys(names);
-    for (const CUnicodeString& name : names)
+    whyNotEmpty.Note();
+    for (const CUnicodeString& name : names) {
         subKey.DeleteSubKey(name.Ptr());
+        whyNotEmpty.Note();
+    }
     subKey.Close();
-    setResult(Platform::RegDeleteKeyW(key, subKeyName));
+    if (!setResult(Platform::RegDeleteKeyW(key, subKeyName)))
+        whyNotEmpty.Report();
 }
 
 bool CRegistryKey::Flush() { return key != nullptr && setResult(Platform::RegFlushKey(key)); }
@@ -201,28 +225,41 @@ void CRegistryKey::CopyTo(HKEY destination) const {
     if (!require(destination != nullptr, 310) || key == nullptr || destination == key)
         return;
     CArray<CUnicodeString, CurrentMemoryManager> paths;
+    CFirstFailure failure;
     listSubtree(paths);
+    failure.Note();
     copyValuesTo(destination);
+    failure.Note();
     for (const CUnicodeString& path : paths) {
         CRegistryKey from(true);
         CRegistryKey to(false);
         from.Open(key, path.Ptr());
+        failure.Note();
         to.Open(destination, path.Ptr());
+        failure.Note();
         if (to.key != nullptr)
             from.copyValuesTo(to.key);
+        failure.Note();
     }
+    setResult(0);
+    failure.Report();
 }
 
 void CRegistryKey::CopyTo(const CRegistryKey& destination) const { CopyTo(destination.key); }
 
-// The paths of all keys below this one, each parent before its sub-keys.
+// The paths of all keys below this one, each parent before its sub-keys. The last error is that of the first
+// list that failed, if one did.
 void CRegistryKey::listSubtree(CArray<CUnicodeString, CurrentMemoryManager>& paths) const {
+    CFirstFailure failure;
     GetSubKeys(paths);
+    failure.Note();
     CArray<CUnicodeString, CurrentMemoryManager> names;
     for (int i = 0; i < paths.Size(); i++) {
         CRegistryKey subKey(true);
         subKey.Open(key, paths[i].Ptr());
+        failure.Note();
         subKey.GetSubKeys(names);
+        failure.Note();
         for (const CUnicodeString& name : names) {
             CUnicodeString path = paths[i];
             path += u'\\';
@@ -230,8 +267,11 @@ void CRegistryKey::listSubtree(CArray<CUnicodeString, CurrentMemoryManager>& pat
             paths.Add(path);
         }
     }
+    setResult(0);
+    failure.Report();
 }
 
+// The last error is that of the first value that could not be copied, if there was one.
 void CRegistryKey::copyValuesTo(HKEY destination) const {
     if (key == nullptr)
         return;
@@ -241,14 +281,30 @@ void CRegistryKey::copyValuesTo(HKEY destination) const {
     name.Reserve(info.longestValueName + 1);
     EnumerationBuffer<BYTE> data;
     data.Reserve(info.longestValueData);
-    for (DWORD index = 0;; index++) {
+    CFirstFailure failure;
+    for (DWORD index = 0;;) {
         DWORD length = name.Size();
         DWORD size = data.Size();
         DWORD type = 0;
-        if (!setResult(Platform::RegEnumValueW(key, index, name.Ptr(), &length, &type, data.Ptr(), &size)))
-            return;
+        const LSTATUS result =
+            Platform::RegEnumValueW(key, index, name.Ptr(), &length, &type, data.Ptr(), &size);
+        if (result == static_cast<LSTATUS>(ERROR_MORE_DATA)) { // somebody has set a longer value meanwhile
+            const DWORD oldRoom = name.Size() + data.Size();
+            GetInfo(info);
+            name.Reserve(info.longestValueName + 1);
+            data.Reserve(std::max<DWORD>(info.longestValueData, size));
+            if (name.Size() + data.Size() > oldRoom)
+                continue;
+        }
+        if (!setResult(result))
+            break;
         setResult(Platform::RegSetValueExW(destination, name.Ptr(), type, data.Ptr(), size));
+        failure.Note();
+        index++;
     }
+    failure.Note();
+    setResult(0);
+    failure.Report();
 }
 
 } // namespace Tarn

@@ -92,14 +92,15 @@ public:
     /// Asserts on a closed or read-only key and on a null name.
     void DeleteValue(const char16_t* valueName);
 
-    /// Deletes a sub-key with everything below it; the last-error code tells whether that succeeded, which it
-    /// does for a sub-key that does not exist, too. An empty name gives ERROR_INVALID_PARAMETER, and nothing
-    /// is deleted. Asserts as `DeleteValue` does.
+    /// Deletes a sub-key with everything below it, key by key. The last-error code tells whether that
+    /// succeeded, which it does for a sub-key that does not exist, too, or else what failed first. An empty
+    /// name gives ERROR_INVALID_PARAMETER, and nothing is deleted. Asserts as `DeleteValue` does.
     void DeleteSubKey(const char16_t* subKeyName);
 
     /// Returns when everything that this process has written to the registry before, through whichever key,
-    /// is on the disk and survives a power cut, too. That takes as long as the disk does: for what must not
-    /// be lost, not for every setting. Returns false on failure and if no key is open.
+    /// is on the disk and survives a power cut, too; on Windows, what was written below the same root key.
+    /// That takes as long as the disk does: for what must not be lost, not for every setting. Returns false
+    /// on failure and if no key is open.
     bool Flush();
 
     /// The names of the sub-keys in the order in which the system lists them.
@@ -113,8 +114,9 @@ public:
     void GetInfo(CRegistryKeyInfo& info) const;
 
     /// Copies all values and sub-keys to `destination`. Values of the same names are overwritten, others
-    /// stay; what cannot be written is skipped. The list of keys is made before the first write, so that a
-    /// key can be copied into its own subtree. Asserts on a null destination.
+    /// stay; what cannot be copied is skipped, and the last-error code tells what failed first. The list of
+    /// keys is made before the first write, so that a key can be copied into its own subtree. Asserts on a
+    /// null destination.
     void CopyTo(HKEY destination) const;
     void CopyTo(const CRegistryKey& destination) const;
 

@@ -156,6 +156,10 @@ TEST_F(RegistryKey, CopiesValuesAndSubKeysEvenIntoItsOwnSubtree) {
 
     from.CopyTo(from);
     EXPECT_EQ(contents(from), u"a(b(v=deep;))c(v=shallow;)To(" + copies + u")");
+
+    key.DeleteSubKey(u"From\\To");
+    from.CopyTo(to);
+    EXPECT_EQ(GetLastError(), ERROR_KEY_DELETED);
 }
 
 TEST_F(RegistryKey, MisuseIsAnAssertionWithItsLineAndDoesNothing) {
