@@ -102,7 +102,8 @@ void registerComparisons() {
             lower.MakeLower();
             return lower;
         }());
-        const auto& theirLower = kept(theirMixed.toLower());
+        // Where nothing changes, the peer would return the same text.
+        const auto& theirLower = kept(QString(theirMixed.toLower().constData(), theirMixed.size()));
         check(qString(ourLower.Ptr()) == theirLower, "toLower");
         compete(
             std::string("no-case/") + kind, "QString", [&] { return ourMixed.CompareNoCase(ourLower) == 0; },
