@@ -48,36 +48,70 @@ bool belongsTo(HWND window, HWND main) {
     return window != nullptr;
 }
 
-// While it exists, all top-level windows of the application but one are disabled.
+// While it exists, all top-level windows of the application but one are disabled. If boxes of several threads
+// are shown at once, the windows stay disabled until the last one goes, whichever that is.
 class CApplicationDisabler {
 public:
     explicit CApplicationDisabler(HWND exempt) {
         const HWND main = GetMainWindow();
         if (main == nullptr)
             return;
+        {
+            const std::lock_guard guard(listLock);
+            next = std::exchange(newest, this);
+        }
         for (HWND window = Platform::GetWindow(Platform::GetDesktopWindow(), GW_CHILD); window != nullptr;
              window = Platform::GetWindow(window, GW_HWNDNEXT))
             if (window != exempt && Platform::IsWindowEnabled(window) && belongsTo(window, main))
                 disable(window);
     }
     ~CApplicationDisabler() {
-        for (HWND window : windows)
-            Platform::EnableWindow(window, TRUE);
+        if (!handOver())
+            for (HWND window : windows)
+                Platform::EnableWindow(window, TRUE);
     }
 
     CApplicationDisabler(const CApplicationDisabler&) = delete;
     CApplicationDisabler& operator=(const CApplicationDisabler&) = delete;
 
 private:
-    CArray<HWND> windows;
+    static constinit inline CProcessMutex listLock;
+    static constinit inline CApplicationDisabler* newest = nullptr; // begins the list
+
+    CArray<HWND> windows; // changed by another thread only under the lock
+    CApplicationDisabler* next = nullptr;
 
     // If there is no memory to remember a window, it stays enabled.
     void disable(HWND window) {
         try {
-            windows.Add(window);
+            {
+                const std::lock_guard guard(listLock);
+                windows.Add(window);
+            }
             Platform::EnableWindow(window, FALSE);
         } catch (CMemoryException* e) {
             e->Delete();
+        }
+    }
+
+    // Leaves the list. Returns whether another one takes over the windows.
+    bool handOver() {
+        const std::lock_guard guard(listLock);
+        CApplicationDisabler** link = &newest;
+        while (*link != nullptr && *link != this)
+            link = &(*link)->next;
+        if (*link == nullptr)
+            return false;
+        *link = next;
+        if (newest == nullptr)
+            return false;
+        const CMemoryManagerSwitcher toDefault(nullptr); // the other thread's array outlives this one's
+        try {
+            newest->windows.Append(windows);
+            return true;
+        } catch (CMemoryException* e) {
+            e->Delete();
+            return false;
         }
     }
 };

@@ -4,6 +4,10 @@
 
 #include "tests/support/testing.h"
 
+#include <functional>
+#include <future>
+#include <thread>
+
 namespace Tarn {
 namespace {
 
@@ -26,6 +30,8 @@ public:
     int MessageBox(HWND, const char16_t*, const char16_t*, UINT flags) override {
         lastFlags = flags;
         whileShown = enabled;
+        if (shown)
+            shown();
         return 4;
     }
     HWND GetDesktopWindow() override { return handleOf(kWindows); }
@@ -41,6 +47,7 @@ public:
         return std::exchange(enabled[indexOf(window)], enable ? '+' : '-') == '-';
     }
 
+    std::function<void()> shown;
     UINT lastFlags = 0;
     std::string enabled = " +++-+"; // by window
     std::string whileShown;
@@ -55,6 +62,25 @@ TEST(MessageBoxHandler, DisablesTheOtherWindowsOfTheApplicationMeanwhile) {
     EXPECT_EQ(handler.ShowMessage(handleOf(kTool), u"text", u"caption", MB_OK), 4);
     EXPECT_EQ(windows.whileShown, " -+--+") << "all but the owner and the windows of other applications";
     EXPECT_EQ(windows.enabled, " +++-+") << "windows disabled before stay disabled";
+}
+
+TEST(MessageBoxHandler, KeepsWindowsDisabledUntilTheLastOfSeveralBoxesGoes) {
+    CTestWindows windows;
+    std::promise<void> secondIsShown, firstIsGone;
+    std::thread second;
+    windows.shown = [&] {
+        windows.shown = [&] {
+            secondIsShown.set_value();
+            firstIsGone.get_future().wait();
+        };
+        second = std::thread([] { CMessageBoxHandler().ShowMessage(nullptr, u"second", u"", MB_OK); });
+        secondIsShown.get_future().wait();
+    };
+    CMessageBoxHandler().ShowMessage(nullptr, u"first", u"", MB_OK);
+    EXPECT_EQ(windows.enabled, " ----+");
+    firstIsGone.set_value();
+    second.join();
+    EXPECT_EQ(windows.enabled, " +++-+");
 }
 
 TEST(MessageBoxHandler, AddsAMissingIconAndComesToTheFrontWithoutAUsableOwner) {
