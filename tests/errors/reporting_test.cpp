@@ -111,6 +111,7 @@ TEST_F(Reporting, StopsInTheDebuggerAsTheUsersSwitchesSay) {
     // Under Wine 32-bit programs, and only those, end with code 0 there.
     const auto isEnded = [](int status) { return status != 0 || (kPointerSize == 4 && !kDocumentedCalls); };
     EXPECT_EXIT((setModes(u"always"), assertHere()), isEnded, "");
+    EXPECT_EXIT((SetMemorySwitches({.breakOnMemoryException = true}), ThrowMemoryException()), isEnded, "");
     EXPECT_EXIT((setModes(u"Never"), std::_Exit(DebugStopOnAssert() * 10 + DebugStopOnCheck())),
                 testing::ExitedWithCode(1), "");
     GTEST_FLAG_SET(death_test_style, "fast");

@@ -3,8 +3,9 @@
 #include "platform/posix/support/error_codes.h"
 
 #include <algorithm>
-#include <bit>
 #include <cerrno>
+#include <cstdint>
+#include <endian.h>
 #include <linux/posix_acl.h>
 #include <linux/posix_acl_xattr.h>
 #include <span>
@@ -23,8 +24,6 @@ constexpr unsigned kNewFileMode = 0666;
 constexpr std::size_t kMostAttributeBytes = 0x10000;
 constexpr const char* kAccessControlList = "system.posix_acl_access";
 constexpr const char* kListOfNewFiles = "system.posix_acl_default";
-
-static_assert(std::endian::native == std::endian::little, "as the entries of a list are stored");
 
 /// Whether the file has no such attribute, or cannot have it.
 bool isAbsent(int error) { return error == ENODATA || error == EOPNOTSUPP || error == ENOSYS; }
@@ -50,17 +49,17 @@ public:
     void LimitGroup() {
         const unsigned others = permissionsOf(ACL_OTHER);
         for (Entry& entry : entries())
-            if (entry.e_tag == ACL_GROUP_OBJ)
-                entry.e_perm &= others & 7;
+            if (tagOf(entry) == ACL_GROUP_OBJ)
+                limit(entry, others);
     }
 
     /// Does what the system does with a folder's list for new files when a file is made.
     void Inherit(unsigned mode) {
         for (Entry& entry : entries()) {
-            const unsigned shift = entry.e_tag == ACL_USER_OBJ ? 6 : entry.e_tag == ACL_OTHER ? 0 : 3;
-            const bool isInMode = shift != 3 || entry.e_tag == (has(ACL_MASK) ? ACL_MASK : ACL_GROUP_OBJ);
-            if (isInMode)
-                entry.e_perm &= mode >> shift & 7;
+            const int tag = tagOf(entry);
+            const unsigned shift = tag == ACL_USER_OBJ ? 6 : tag == ACL_OTHER ? 0 : 3;
+            if (shift != 3 || tag == (has(ACL_MASK) ? ACL_MASK : ACL_GROUP_OBJ))
+                limit(entry, mode >> shift);
         }
     }
 
@@ -68,8 +67,8 @@ public:
     unsigned LeastMode(unsigned mode) {
         unsigned group = 7;
         for (const Entry& entry : entries())
-            if (entry.e_tag != ACL_USER_OBJ && entry.e_tag != ACL_OTHER)
-                group &= entry.e_perm;
+            if (tagOf(entry) != ACL_USER_OBJ && tagOf(entry) != ACL_OTHER)
+                group &= permissionsOf(entry);
         return mode & (kOwnerPermissions | group << 3 | (group & permissionsOf(ACL_OTHER)));
     }
 
@@ -78,18 +77,25 @@ private:
 
     Vector<char> bytes;
 
+    // The numbers are little-endian everywhere.
+    static int tagOf(const Entry& entry) { return le16toh(entry.e_tag); }
+    static unsigned permissionsOf(const Entry& entry) { return le16toh(entry.e_perm); }
+    static void limit(Entry& entry, unsigned permissions) {
+        entry.e_perm = htole16(static_cast<std::uint16_t>(permissionsOf(entry) & permissions & 7));
+    }
+
     std::span<Entry> entries() {
         constexpr std::size_t kHeader = sizeof(posix_acl_xattr_header);
         return {reinterpret_cast<Entry*>(bytes.data() + kHeader), (bytes.size() - kHeader) / sizeof(Entry)};
     }
     bool has(int tag) {
-        return std::ranges::any_of(entries(), [=](const Entry& entry) { return entry.e_tag == tag; });
+        return std::ranges::any_of(entries(), [=](const Entry& entry) { return tagOf(entry) == tag; });
     }
     unsigned permissionsOf(int tag) {
         unsigned permissions = 7;
         for (const Entry& entry : entries())
-            if (entry.e_tag == tag)
-                permissions &= entry.e_perm;
+            if (tagOf(entry) == tag)
+                permissions &= permissionsOf(entry);
         return permissions;
     }
 };
