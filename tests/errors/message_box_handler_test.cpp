@@ -4,6 +4,7 @@
 
 #include "tests/support/testing.h"
 
+#include <atomic>
 #include <functional>
 #include <future>
 #include <thread>
@@ -67,14 +68,16 @@ TEST(MessageBoxHandler, DisablesTheOtherWindowsOfTheApplicationMeanwhile) {
 TEST(MessageBoxHandler, KeepsWindowsDisabledUntilTheLastOfSeveralBoxesGoes) {
     CTestWindows windows;
     std::promise<void> secondIsShown, firstIsGone;
+    std::atomic<int> boxes = 0;
     std::thread second;
     windows.shown = [&] {
-        windows.shown = [&] {
+        if (boxes++ == 0) {
+            second = std::thread([] { CMessageBoxHandler().ShowMessage(nullptr, u"second", u"", MB_OK); });
+            secondIsShown.get_future().wait();
+        } else {
             secondIsShown.set_value();
             firstIsGone.get_future().wait();
-        };
-        second = std::thread([] { CMessageBoxHandler().ShowMessage(nullptr, u"second", u"", MB_OK); });
-        secondIsShown.get_future().wait();
+        }
     };
     CMessageBoxHandler().ShowMessage(nullptr, u"first", u"", MB_OK);
     EXPECT_EQ(windows.enabled, " ----+");
