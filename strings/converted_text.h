@@ -41,7 +41,9 @@ CStringBodyOf<Unit>* MakeConvertedBody(Int64 likelySize, Convert convert) {
         const int size = static_cast<int>(likelySize);
         const auto free = [](void* memory) { Platform::HeapFree(Platform::GetProcessHeap(), memory); };
         const std::unique_ptr<void, decltype(free)> buffer(
-            Platform::HeapAlloc(Platform::GetProcessHeap(), likelySize * sizeof(Unit)), free);
+            Platform::HeapAlloc(Platform::GetProcessHeap(),
+                                static_cast<std::size_t>(likelySize) * sizeof(Unit)),
+            free);
         body = tryOnce(static_cast<Unit*>(buffer.get()), size);
     }
     if (body != nullptr)
