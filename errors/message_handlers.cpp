@@ -94,20 +94,23 @@ private:
         }
     }
 
-    // Leaves the list. Returns whether another one takes over the windows.
+    // Leaves the list. If another one has begun since, it found these windows disabled and left them alone:
+    // it takes them over, and this returns true. What the last one to begin has disabled is its own to
+    // enable.
     bool handOver() {
         const std::lock_guard guard(listLock);
+        CApplicationDisabler* later = nullptr;
         CApplicationDisabler** link = &newest;
-        while (*link != nullptr && *link != this)
-            link = &(*link)->next;
+        for (; *link != nullptr && *link != this; link = &(*link)->next)
+            later = *link;
         if (*link == nullptr)
             return false;
         *link = next;
-        if (newest == nullptr)
+        if (later == nullptr)
             return false;
         const CMemoryManagerSwitcher toDefault(nullptr); // the other thread's array outlives this one's
         try {
-            newest->windows.Append(windows);
+            later->windows.Append(windows);
             return true;
         } catch (CMemoryException* e) {
             e->Delete();
