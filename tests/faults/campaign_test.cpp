@@ -16,6 +16,10 @@
 #include <unistd.h>
 
 extern "C" [[gnu::weak]] int __lsan_do_recoverable_leak_check();
+// The C library forgets where it has looked for a locale that it has no memory for.
+extern "C" [[gnu::visibility("default")]] const char* __lsan_default_suppressions() {
+    return "leak:argz_add_sep\n";
+}
 
 namespace Tarn {
 namespace {

@@ -187,7 +187,7 @@ TEST_F(TempFileTest, OfAProcessThatIsGoneAreRemovedByTheNextOneAndNoOthers) {
         ".tarnkit-00000000000034.lock", "nbk00000000000034-1.tmp", "nbk00000000000056-1.tmp",
         "nbk00000000000012.tmp",        "00000000000012-1.txt",    "-1.tmp",
         "name00000000000012-1.tmp",     "00000000000012-1-1.tmp",  ".tarnkit-000000000000AB.lock",
-        "nbk000000000000ab-1.tmp",      "nbk000000000000AB-1.tmp", ".tarnkit-copy-of-mine"};
+        "nbk000000000000ab-1.tmp",      "nbk000000000000AB-2.tmp", ".tarnkit-copy-of-mine"};
     for (const char* name : stray)
         WriteBytes(folder / name, "");
     for (const char* name : kept)

@@ -131,6 +131,8 @@ TEST_F(IniFile, IsReadAndSavedByMoreThanOneAtATime) {
                 EXPECT_NE(file.GetString(u"", u"k", u"-"), u"-");
                 if (index == 0)
                     file.Save();
+                else // a saver gives up after 0.3 s without a gap
+                    std::this_thread::sleep_for(std::chrono::milliseconds(5));
             });
         isDone = true;
     });
