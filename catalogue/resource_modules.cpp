@@ -1,4 +1,5 @@
 #include "catalogue/resource_registry.h"
+#include "errors/ask_platform.h"
 #include "memory/process_mutex.h"
 #include "platform/fork.h"
 #include "platform/platform.h"
@@ -69,23 +70,13 @@ void completeChanges() {
         delete std::exchange(old, old->older);
 }
 
-// Asks the system for what may not exist. What there was no memory to look for may well exist.
-template<class Ask>
-auto askSystem(Ask ask) {
-    Platform::SetLastError(ERROR_SUCCESS); // a call that finds nothing need not set it
-    const auto found = ask();
-    if (!found && Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
-        ThrowMemoryException();
-    return found;
-}
-
 template<class Function>
 Function findExport(HINSTANCE module, const char16_t* name) {
     if (module == nullptr) {
         GenAssert(kSource, 90);
         return nullptr;
     }
-    const FARPROC address = askSystem([&] { return Platform::GetProcAddressW(module, name); });
+    const FARPROC address = AskPlatform([&] { return Platform::GetProcAddressW(module, name); });
     return reinterpret_cast<Function>(reinterpret_cast<void*>(address));
 }
 
@@ -164,7 +155,7 @@ bool isStringId(const char16_t* name) { return reinterpret_cast<std::uintptr_t>(
 
 bool holdsResource(const CResourceModule& record, const char16_t* name, const char16_t* type) {
     if (type != ResourceId(kTypeString) || !isStringId(name))
-        return askSystem([&] { return Platform::FindResourceW(record.module, name, type); }) != nullptr;
+        return AskPlatform([&] { return Platform::FindResourceW(record.module, name, type); }) != nullptr;
     CUnicodeString text;
     return record.LoadString(static_cast<int>(reinterpret_cast<std::uintptr_t>(name)), text);
 }
@@ -198,7 +189,7 @@ void CMessageExports::Find(HINSTANCE module) {
 
 void CResourceModule::FindExports() {
     exports.Find(module);
-    strings = askSystem([&] { return Platform::FindResourceStrings(module); });
+    strings = AskPlatform([&] { return Platform::FindResourceStrings(module); });
 }
 
 bool CResourceModule::LoadString(int id, CUnicodeString& text) const {
@@ -617,7 +608,7 @@ bool LoadStringW(HINSTANCE module, int id, CUnicodeString& text) {
         CUnicodeString buffer;
         char16_t* const start = buffer.GetBuffer(size);
         const int length =
-            askSystem([&] { return Platform::LoadStringW(module, static_cast<UINT>(id), start, size); });
+            AskPlatform([&] { return Platform::LoadStringW(module, static_cast<UINT>(id), start, size); });
         if (length >= size - 1)
             continue;
         buffer.ReleaseBuffer(length);

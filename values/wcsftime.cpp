@@ -1,6 +1,7 @@
 #include <tarnkit/failures.h>
 #include <tarnkit/time.h>
 
+#include "errors/ask_platform.h"
 #include "platform/platform.h"
 
 #include <algorithm>
@@ -22,16 +23,6 @@ constexpr int kHoursOfHalfDay = 12;
 // The format itself, the expansion of `%c`, and a picture. A picture within a picture could only contain
 // itself.
 constexpr int kDeepestFormat = 3;
-
-// Whether the system answers. A text that there is no memory for must not read as an unknown one.
-template<class Ask>
-bool isAnswered(Ask ask) {
-    Platform::SetLastError(ERROR_SUCCESS);
-    const bool answered = ask() != 0;
-    if (!answered && Platform::GetLastError() == ERROR_NOT_ENOUGH_MEMORY)
-        ThrowMemoryException();
-    return answered;
-}
 
 class CTimeFormatter {
 public:
@@ -158,11 +149,11 @@ bool CTimeFormatter::putNumber(int number, int leastDigits) {
 }
 
 const char16_t* CTimeFormatter::findLocaleText(LCTYPE type, char16_t (&buffer)[kLocaleTextSize]) {
-    if (locale != nullptr || isAnswered([&] { return (locale = Platform::FindUserLocale()) != nullptr; }))
+    if (locale != nullptr || (locale = AskPlatform(Platform::FindUserLocale)) != nullptr)
         return Platform::FindLocaleText(locale, type);
-    const bool isKnown = isAnswered(
+    const int length = AskPlatform(
         [&] { return Platform::GetLocaleInfoW(LOCALE_USER_DEFAULT, type, buffer, kLocaleTextSize); });
-    return isKnown ? buffer : nullptr;
+    return length != 0 ? buffer : nullptr;
 }
 
 bool CTimeFormatter::putLocaleText(LCTYPE type) {
@@ -184,11 +175,11 @@ bool CTimeFormatter::putPicture(LCTYPE type) {
 
 bool CTimeFormatter::putEra() {
     char16_t era[kLocaleTextSize];
-    const bool isKnown = isAnswered([&] {
+    const int length = AskPlatform([&] {
         return Platform::GetDateFormatW(LOCALE_USER_DEFAULT, DATE_USE_ALT_CALENDAR, &time, u"gg", era,
                                         kLocaleTextSize);
     });
-    return put(isKnown ? asText(era) : kUnknown);
+    return put(length != 0 ? asText(era) : kUnknown);
 }
 
 bool CTimeFormatter::putZone() {

@@ -1,5 +1,7 @@
 #include "platform/posix/registry/log.h"
 
+#include "platform/posix/support/descriptor.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <fcntl.h>
@@ -39,7 +41,7 @@ bool isIntact(const unsigned char* header) {
 } // namespace
 
 RegistryLog CheckRegistryLog(const char* file) {
-    const int descriptor = open(file, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const Descriptor descriptor(open(file, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (descriptor < 0)
         return errno == ENOENT || errno == ENOTDIR ? RegistryLog::Empty : RegistryLog::Readable;
     struct stat status;
@@ -52,7 +54,6 @@ RegistryLog CheckRegistryLog(const char* file) {
         else if (size >= 0)
             result = RegistryLog::Empty;
     }
-    close(descriptor);
     return result;
 }
 
