@@ -50,8 +50,7 @@ TStopMode readStopMode(const char16_t* valueName, TStopMode defaultMode) {
     return defaultMode;
 }
 
-// A switch that is read on first use and cached. Two threads may read it at the same time; both get the same
-// value.
+// A switch that is read on first use and cached. While one thread reads it, reports of others heed the default.
 class CStopSwitch {
 public:
     constexpr CStopSwitch(const char16_t* name, TStopMode value) : valueName(name), defaultMode(value) {}
