@@ -66,11 +66,12 @@ CProgramRun RunProgram(const std::string& commandLine) {
     CreatePipe(&reader, &start.hStdOutput, &inherited, 0);
     start.hStdError = start.hStdOutput;
     PROCESS_INFORMATION process{};
-    CreateProcessW(nullptr, wide(commandLine).data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
-                   nullptr, &start, &process);
+    CProgramRun run{-1, {}};
+    if (!CreateProcessW(nullptr, wide(commandLine).data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                        nullptr, &start, &process))
+        run.output = "CreateProcessW failed with " + std::to_string(GetLastError());
     CloseHandle(start.hStdInput);
     CloseHandle(start.hStdOutput);
-    CProgramRun run{-1, {}};
     char part[4096];
     for (DWORD size; ReadFile(reader, part, sizeof(part), &size, nullptr) && size != 0;)
         run.output.append(part, size);
