@@ -49,7 +49,10 @@ CBlockMask maskOf(Condition condition) {
 
 /// Where a block has one of two units.
 inline CBlockMask WhereEither(CBlock block, char16_t unit, char16_t other) {
-    return maskOf((block == unit) | (block == other));
+    // In vectors, for Clang 14 crashes where one is compared with a number.
+    const CBlock units = CBlock{} + static_cast<std::uint16_t>(unit);
+    const CBlock others = CBlock{} + static_cast<std::uint16_t>(other);
+    return maskOf((block == units) | (block == others));
 }
 /// Where two blocks differ or the first one has a zero.
 inline CBlockMask WhereDifferentOrZero(CBlock a, CBlock b) { return maskOf((a != b) | (a == 0)); }
