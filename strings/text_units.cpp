@@ -45,20 +45,31 @@ int order(Unit a, Unit b) {
     return a == b ? 0 : a < b ? -1 : 1;
 }
 
-// The first unit that is `unit` or a terminator, or the one behind `limit` others. Aligned blocks are read
-// whole, also what stands in them before and behind the text: they never reach into a page that the text does
-// not.
-[[gnu::no_sanitize("address", "thread")]] const char16_t* findEnd(const char16_t* text, char16_t unit,
-                                                                  std::size_t limit = SIZE_MAX) {
+// How many blocks are looked at before one decision: to make it takes longer than to look at a block.
+constexpr std::size_t kGroup = 4;
+
+// The first unit that is `unit` or a terminator, or the one behind `limit` others. Aligned blocks and groups
+// are read whole, also what stands in them before and behind the text: they never reach into a page that the
+// text does not.
+__attribute__((no_sanitize("address", "thread"))) const char16_t* findEnd(const char16_t* text, char16_t unit,
+                                                                          std::size_t limit = SIZE_MAX) {
+    const CBlock units = EachUnit(unit);
     const auto address = reinterpret_cast<std::uintptr_t>(text);
     const auto* block = reinterpret_cast<const CTextBlock*>(address - address % sizeof(CBlock));
     const std::size_t skipped = address % sizeof(CBlock) / sizeof(char16_t);
     CBlockMask wanted = ~CBlockMask{0} << skipped * kMaskBits;
-    for (std::size_t passed = 0;; passed += kBlockUnits, block++, wanted = ~CBlockMask{0}) {
-        if (const CBlockMask found = WhereEither(*block, unit, 0) & wanted; found != 0)
-            return text + std::min(passed + FirstOf(found) - skipped, limit);
-        if (passed + kBlockUnits - skipped >= limit)
+    for (std::size_t passed = kBlockUnits - skipped;; passed += kBlockUnits, wanted = ~CBlockMask{0}) {
+        if (const CBlockMask found = MaskOf(IsEither(*block, units, CBlock{})) & wanted; found != 0)
+            return text + std::min(passed - kBlockUnits + FirstOf(found), limit);
+        if (passed >= limit)
             return text + limit;
+        block++;
+        if (reinterpret_cast<std::uintptr_t>(block) % (kGroup * sizeof(CBlock)) != 0)
+            continue;
+        for (; limit - passed > kGroup * kBlockUnits; passed += kGroup * kBlockUnits, block += kGroup)
+            if (Any(IsEither(block[0], units, CBlock{}) | IsEither(block[1], units, CBlock{}) |
+                    IsEither(block[2], units, CBlock{}) | IsEither(block[3], units, CBlock{})))
+                break;
     }
 }
 
@@ -72,8 +83,14 @@ int compareOneByOne(const char16_t* a, const char16_t* b, int count) {
 // Compares `count` units, all of which can be read.
 int compareReadable(const char16_t* a, const char16_t* b, int count) {
     constexpr auto kStep = static_cast<int>(kBlockUnits);
+    const auto where = [&](int skipped) {
+        return AreDifferentOrZero(LoadBlock(a + skipped), LoadBlock(b + skipped));
+    };
+    for (constexpr int kSteps = kGroup * kStep; count >= kSteps; count -= kSteps, a += kSteps, b += kSteps)
+        if (Any(where(0) | where(kStep) | where(2 * kStep) | where(3 * kStep)))
+            break;
     for (; count >= kStep; count -= kStep, a += kStep, b += kStep)
-        if (const CBlockMask end = WhereDifferentOrZero(LoadBlock(a), LoadBlock(b)); end != 0)
+        if (const CBlockMask end = MaskOf(where(0)); end != 0)
             return order(a[FirstOf(end)], b[FirstOf(end)]);
     return compareOneByOne(a, b, count);
 }
@@ -250,9 +267,11 @@ const char16_t* FindUnit(const char16_t* text, char16_t unit) {
 }
 
 const char16_t* FindLastUnit(const char16_t* text, char16_t unit) {
+    const CBlock units = EachUnit(unit);
     const char16_t* place = text + Length(text) + 1;
     for (; place - text >= static_cast<std::ptrdiff_t>(kBlockUnits); place -= kBlockUnits)
-        if (const CBlockMask found = WhereEither(LoadBlock(place - kBlockUnits), unit, unit); found != 0)
+        if (const CBlockMask found = MaskOf(IsEither(LoadBlock(place - kBlockUnits), units, units));
+            found != 0)
             return place - kBlockUnits + LastOf(found);
     while (place != text)
         if (*--place == unit)

@@ -41,21 +41,28 @@ inline CBlockMask inOrder(CBlockMask mask) {
 
 #if defined(__SSE2__) || defined(__ARM_NEON)
 
-template<class Condition>
-CBlockMask maskOf(Condition condition) {
+/// What holds for which unit of a block: all bits of the unit are set where it does.
+using CCondition [[gnu::vector_size(16)]] = std::int16_t;
+
+inline CBlock EachUnit(char16_t unit) { return CBlock{} + static_cast<std::uint16_t>(unit); }
+
+/// Where a block has one of two units, each given as a block that has no other.
+inline CCondition IsEither(CBlock block, CBlock unit, CBlock other) {
+    return (block == unit) | (block == other);
+}
+/// Where two blocks differ or the first one has a zero.
+inline CCondition AreDifferentOrZero(CBlock a, CBlock b) { return (a != b) | (a == CBlock{}); }
+
+inline bool Any(CCondition condition) {
+    using CWords [[gnu::vector_size(16)]] = std::uint64_t;
+    const auto words = std::bit_cast<CWords>(condition);
+    return (words[0] | words[1]) != 0;
+}
+
+inline CBlockMask MaskOf(CCondition condition) {
     using CBytes [[gnu::vector_size(kBlockUnits)]] = std::int8_t;
     return inOrder(std::bit_cast<CBlockMask>(__builtin_convertvector(condition, CBytes)));
 }
-
-/// Where a block has one of two units.
-inline CBlockMask WhereEither(CBlock block, char16_t unit, char16_t other) {
-    // In vectors, for Clang 14 crashes where one is compared with a number.
-    const CBlock units = CBlock{} + static_cast<std::uint16_t>(unit);
-    const CBlock others = CBlock{} + static_cast<std::uint16_t>(other);
-    return maskOf((block == units) | (block == others));
-}
-/// Where two blocks differ or the first one has a zero.
-inline CBlockMask WhereDifferentOrZero(CBlock a, CBlock b) { return maskOf((a != b) | (a == 0)); }
 
 #else
 
@@ -65,13 +72,20 @@ inline constexpr CBlock kLowBits = 0x7FFF * kEachUnit;
 // The highest bit of each unit that is not zero. No sum carries into the next unit.
 inline CBlock whereNotZero(CBlock block) { return (((block & kLowBits) + kLowBits) | block) & ~kLowBits; }
 
-inline CBlockMask WhereEither(CBlock block, char16_t unit, char16_t other) {
-    const CBlock neither = whereNotZero(block ^ unit * kEachUnit) & whereNotZero(block ^ other * kEachUnit);
-    return inOrder(~neither & ~kLowBits);
+/// The highest bit of the unit is set.
+using CCondition = std::uint64_t;
+
+inline CBlock EachUnit(char16_t unit) { return unit * kEachUnit; }
+
+inline CCondition IsEither(CBlock block, CBlock unit, CBlock other) {
+    return ~(whereNotZero(block ^ unit) & whereNotZero(block ^ other)) & ~kLowBits;
 }
-inline CBlockMask WhereDifferentOrZero(CBlock a, CBlock b) {
-    return inOrder(whereNotZero(a ^ b) | (~whereNotZero(a) & ~kLowBits));
+inline CCondition AreDifferentOrZero(CBlock a, CBlock b) {
+    return whereNotZero(a ^ b) | (~whereNotZero(a) & ~kLowBits);
 }
+
+inline bool Any(CCondition condition) { return condition != 0; }
+inline CBlockMask MaskOf(CCondition condition) { return inOrder(condition); }
 
 #endif
 
