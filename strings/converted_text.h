@@ -31,7 +31,7 @@ CStringBodyOf<Unit>* MakeConvertedBody(Int64 likelySize, Convert convert) {
         std::copy_n(buffer, count, body->Body());
         return finish(body, count);
     };
-    constexpr int kShort = 1024 / sizeof(Unit);
+    constexpr int kShort = 8192 / sizeof(Unit); // what a stack has room for
     constexpr int kLong = 0x40000;
     Body* body = nullptr;
     if (likelySize <= kShort) {

@@ -50,6 +50,9 @@ public:
         return bytes;
     }
 
+    /// The same with `bestFit`; 0 for a unit that the code page lacks, and for NUL.
+    unsigned EncodeStraight(char16_t unit) const { return encoded[unit]; }
+
     bool IsDoubleByte() const { return doubleByte; }
     /// Whether the bytes below 0x80 are ASCII, so that they need no table.
     bool IsAsciiCompatible() const { return asciiCompatible; }

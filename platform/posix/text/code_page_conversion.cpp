@@ -43,17 +43,24 @@ public:
 
     int Encode(const char16_t* text, int size) {
         const char16_t* end = text + size;
+        const bool composes = (flags & WC_COMPOSITECHECK) != 0;
         while (text != end) {
-            if (page.IsAsciiCompatible() && IsAscii(*text)) {
+            if (page.IsAsciiCompatible() && IsAscii(*text) && end - text > 1 && IsAscii(text[1])) {
                 // The last letter may have a mark after it.
                 const std::size_t ascii = AsciiRun(text, end);
-                const bool isFollowed = text + ascii != end && (flags & WC_COMPOSITECHECK) != 0;
+                const bool isFollowed = text + ascii != end && composes;
                 output.PutAscii(text, text + ascii - isFollowed);
                 if (text == end)
                     break;
             }
-            bool marked = (flags & WC_COMPOSITECHECK) != 0 && end - text > 1 && MayBeMark(text[1]);
-            int taken = marked ? putComposed(text, end) : 0;
+            const auto isMarked = [&] { return composes && end - text > 1 && MayBeMark(text[1]); };
+            if ((flags & WC_NO_BEST_FIT_CHARS) == 0)
+                for (unsigned bytes; !isMarked() && (bytes = page.EncodeStraight(*text)) != 0;) {
+                    putBytes(bytes);
+                    if (++text == end)
+                        return output.Finish();
+                }
+            int taken = isMarked() ? putComposed(text, end) : 0;
             if (taken == 0) {
                 put(*text);
                 taken = 1;

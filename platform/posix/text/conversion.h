@@ -25,44 +25,53 @@ constexpr bool IsAscii(Unit unit) {
     return (unit & ~Unit{0x7F}) == 0;
 }
 
-/// Sixteen units of text, in the vector types of GCC and Clang.
+/// Sixteen units of text, which are read where they stand: the compiler would keep them on the stack.
 template<class Unit>
 class AsciiBlock {
 public:
-    static constexpr int kUnits = 16;
+    static constexpr std::size_t kUnits = 16;
 
-    explicit AsciiBlock(const Unit* text) { std::memcpy(&units, text, sizeof(units)); }
+    explicit AsciiBlock(const Unit* units) : text(units) {}
 
     bool IsAscii() const {
-        std::uint64_t words[2 * sizeof(Unit)];
-        std::memcpy(words, &units, sizeof(units));
         std::uint64_t all = 0;
-        for (const std::uint64_t word : words)
+        for (std::size_t i = 0; i < kUnits; i += sizeof(all) / sizeof(Unit)) {
+            std::uint64_t word;
+            std::memcpy(&word, text + i, sizeof(word));
             all |= word;
+        }
         return (all & kBeyondAscii) == 0;
     }
 
     template<class To>
-    void Write(To* text) const {
-        const auto converted = __builtin_convertvector(units, Vector<To>);
-        std::memcpy(text, &converted, sizeof(converted));
+    void Write(To* to) const {
+        for (std::size_t i = 0; i < kUnits; i += kAtOnce) {
+            Vector<Unit> units;
+            std::memcpy(&units, text + i, sizeof(units));
+            const auto converted = __builtin_convertvector(units, Vector<To>);
+            std::memcpy(to + i, &converted, sizeof(converted));
+        }
     }
 
 private:
-    template<class T>
-    using Vector [[gnu::vector_size(kUnits * sizeof(T))]] =
-        std::conditional_t<sizeof(T) == 1, std::uint8_t, std::uint16_t>;
+    static constexpr std::size_t kAtOnce = 8;
     static constexpr std::uint64_t kBeyondAscii = sizeof(Unit) == 1 ? 0x8080808080808080 : 0xFF80FF80FF80FF80;
 
-    Vector<Unit> units;
+    /// In the vector types of GCC and Clang.
+    template<class T>
+    using Vector [[gnu::vector_size(kAtOnce * sizeof(T))]] =
+        std::conditional_t<sizeof(T) == 1, std::uint8_t, std::uint16_t>;
+
+    const Unit* text;
 };
 
 /// The number of ASCII units from `text`, which must lie before `end`, to the first other unit.
 template<class Unit>
 std::size_t AsciiRun(const Unit* text, const Unit* end) {
+    constexpr std::ptrdiff_t kStep = AsciiBlock<Unit>::kUnits;
     const Unit* at = text;
-    while (end - at >= AsciiBlock<Unit>::kUnits && AsciiBlock<Unit>(at).IsAscii())
-        at += AsciiBlock<Unit>::kUnits;
+    while (end - at >= kStep && AsciiBlock<Unit>(at).IsAscii())
+        at += kStep;
     while (at != end && IsAscii(*at))
         at++;
     return static_cast<std::size_t>(at - text);
@@ -125,15 +134,16 @@ public:
 
     template<class Source>
     void PutAscii(const Source*& text, const Source* textEnd) {
-        for (; textEnd - text >= AsciiBlock<Source>::kUnits; text += AsciiBlock<Source>::kUnits) {
-            const AsciiBlock block(text);
-            if (!block.IsAscii())
-                break;
-            block.Write(next);
-            next += AsciiBlock<Source>::kUnits;
+        Unit* to = next;
+        *to++ = static_cast<Unit>(*text++);
+        if (text != textEnd && IsAscii(*text)) { // not a space between words of other letters
+            constexpr std::ptrdiff_t kStep = AsciiBlock<Source>::kUnits;
+            for (; textEnd - text >= kStep && AsciiBlock(text).IsAscii(); text += kStep, to += kStep)
+                AsciiBlock(text).Write(to);
+            while (text != textEnd && IsAscii(*text))
+                *to++ = static_cast<Unit>(*text++);
         }
-        while (text != textEnd && IsAscii(*text))
-            *next++ = static_cast<Unit>(*text++);
+        next = to;
     }
 
     int Finish() const { return static_cast<int>(next - start); }

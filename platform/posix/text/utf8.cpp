@@ -7,19 +7,24 @@ namespace {
 constexpr bool isFollowing(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 constexpr unsigned bitsOf(char byte) { return static_cast<unsigned char>(byte) & 0x3F; }
 
-/// The character of a valid form of two or three bytes, which most text beyond ASCII consists of, and the
-/// number of its bytes; 0 for anything else.
-std::size_t readCommonForm(const char* text, const char* end, char16_t& unit) {
-    const unsigned lead = static_cast<unsigned char>(*text);
-    if (lead >= 0xC2 && lead < 0xE0 && end - text >= 2 && isFollowing(text[1])) {
-        unit = static_cast<char16_t>((lead & 0x1F) << 6 | bitsOf(text[1]));
-        return 2;
+/// Puts what follows in valid forms of two or three bytes, which most text beyond ASCII consists of.
+template<class AnyOutput>
+const char* putCommonForms(const char* text, const char* end, AnyOutput& output) {
+    for (; end - text >= 3; text += 3) {
+        for (; end - text >= 3 && isFollowing(text[1]); text += 2) {
+            const unsigned lead = static_cast<unsigned char>(*text);
+            if (lead < 0xC2 || lead >= 0xE0)
+                break;
+            output.Put(static_cast<char16_t>((lead & 0x1F) << 6 | bitsOf(text[1])));
+        }
+        if (end - text < 3 || (*text & 0xF0) != 0xE0 || !isFollowing(text[1]) || !isFollowing(text[2]))
+            break;
+        const auto unit = static_cast<char16_t>((*text & 0xF) << 12 | bitsOf(text[1]) << 6 | bitsOf(text[2]));
+        if (unit < 0x800 || IsSurrogate(unit))
+            break;
+        output.Put(unit);
     }
-    if (lead >= 0xE0 && lead < 0xF0 && end - text >= 3 && isFollowing(text[1]) && isFollowing(text[2])) {
-        unit = static_cast<char16_t>((lead & 0xF) << 12 | bitsOf(text[1]) << 6 | bitsOf(text[2]));
-        return unit >= 0x800 && !IsSurrogate(unit) ? 3 : 0;
-    }
-    return 0;
+    return text;
 }
 
 template<class AnyOutput>
@@ -29,12 +34,9 @@ int convertFromUtf8(const char* text, const char* end, bool failOnInvalid, AnyOu
             output.PutAscii(text, end);
             continue;
         }
-        char16_t unit;
-        if (const std::size_t taken = readCommonForm(text, end, unit); taken != 0) {
-            output.Put(unit);
-            text += taken;
+        text = putCommonForms(text, end, output);
+        if (text == end || IsAscii(*text))
             continue;
-        }
         char32_t character = ReadUtf8(text, end);
         if (character == kNotUtf8) {
             if (failOnInvalid)
@@ -48,11 +50,23 @@ int convertFromUtf8(const char* text, const char* end, bool failOnInvalid, AnyOu
 
 template<class AnyOutput>
 int convertToUtf8(const char16_t* text, const char16_t* end, bool failOnInvalid, AnyOutput output) {
+    const auto putByte = [&](unsigned byte) { output.Put(static_cast<char>(byte)); };
     while (text != end) {
         if (IsAscii(*text)) {
             output.PutAscii(text, end);
             continue;
         }
+        for (; text != end && *text >= 0x80 && *text < 0x800; text++) {
+            putByte(0xC0u | *text >> 6);
+            putByte(0x80u | (*text & 0x3F));
+        }
+        for (; text != end && *text >= 0x800 && !IsSurrogate(*text); text++) {
+            putByte(0xE0u | *text >> 12);
+            putByte(0x80u | (*text >> 6 & 0x3F));
+            putByte(0x80u | (*text & 0x3F));
+        }
+        if (text == end || !IsSurrogate(*text))
+            continue;
         char32_t character = ReadUtf16(text, end);
         if (IsSurrogate(character)) {
             if (failOnInvalid)
