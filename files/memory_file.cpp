@@ -139,7 +139,13 @@ unsigned char* CMemoryFile::GrowBuffer(unsigned char* block, int oldSize, int ne
         return block;
     if (block != nullptr && block == buffer && hasHiddenRoom && newSize <= roomFor(oldSize))
         return block;
-    auto* grown = static_cast<unsigned char*>(alloc_new_array(static_cast<unsigned>(roomFor(newSize))));
+    const auto room = static_cast<unsigned>(roomFor(newSize));
+    if (block != nullptr && static_cast<unsigned>(oldSize) > kLargestSmallAllocation)
+        if (void* const grown = doGrow(block, room)) {
+            hasHiddenRoom = true;
+            return static_cast<unsigned char*>(grown);
+        }
+    auto* grown = static_cast<unsigned char*>(alloc_new_array(room));
     hasHiddenRoom = true;
     copyBytes(grown, block, oldSize);
     if (block != nullptr)
