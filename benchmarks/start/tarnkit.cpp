@@ -1,0 +1,6 @@
+#include <tarnkit/tarnkit.h>
+
+int main() {
+    Tarn::Initialize(nullptr, nullptr);
+    Tarn::Clean();
+}
