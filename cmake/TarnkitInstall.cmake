@@ -19,7 +19,8 @@ install(EXPORT TarnkitTargets NAMESPACE Tarnkit:: DESTINATION ${package_folder})
 
 configure_package_config_file(cmake/TarnkitConfig.cmake.in ${PROJECT_BINARY_DIR}/TarnkitConfig.cmake
   INSTALL_DESTINATION ${package_folder})
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/TarnkitConfigVersion.cmake COMPATIBILITY ExactVersion)
+# Clients are compiled again for a new version, whose headers serve what those of older ones did.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TarnkitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/TarnkitConfig.cmake ${PROJECT_BINARY_DIR}/TarnkitConfigVersion.cmake
               cmake/TarnkitMessages.cmake
         DESTINATION ${package_folder})

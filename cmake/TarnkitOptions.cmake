@@ -23,7 +23,8 @@ endfunction()
 add_library(TarnkitOptions INTERFACE)
 target_compile_features(TarnkitOptions INTERFACE cxx_std_20)
 target_compile_options(TarnkitOptions INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Woverloaded-virtual -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Woverloaded-virtual
+  $<$<BOOL:${TARNKIT_WARNINGS_AS_ERRORS}>:-Werror>
   # COM interfaces have no destructor.
   $<$<NOT:$<BOOL:${WIN32}>>:-Wnon-virtual-dtor>
   # GCC assumes that no `operator delete` throws; on ARM an assertion in one could then not propagate.
