@@ -23,6 +23,11 @@ int refuse(const CCall&) {
     return error;
 }
 
+int interrupt(const CCall&) {
+    static int calls = 0;
+    return calls++ % 2 == 0 ? EINTR : 0;
+}
+
 template<int error>
 int refuseFolder(const CCall& call) {
     struct stat status {};
@@ -102,6 +107,8 @@ const struct CRefusal {
     {"TheFolderCannotBeRead", "open64", refuseFolder<EACCES>, write},
     {"TheMaskIsNotKnown", "fopen64", refuse<EMFILE>, writeAnew, ERROR_SUCCESS, "new", 0600},
     {"TheListIsRefused", "fsetxattr", refuse<ENOSPC>, writeWithList, ERROR_SUCCESS, "new", 0600},
+    {"WritingIsInterrupted", "pwrite64", interrupt, write},
+    {"StoringIsInterrupted", "fsync", interrupt, write},
     {"TheQuotaIsUsedUp", "pwrite64", refuse<EDQUOT>, write, ERROR_DISK_FULL, "old"},
     {"TheFileIsClaimedByAnother", "fcntl64", tryToClaim, write},
     {"TheNameIsMounted", "rename", refuse<EBUSY>, writeInPlace},
