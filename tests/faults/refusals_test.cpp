@@ -115,6 +115,7 @@ const struct CRefusal {
     {"TheNameIsAnothers", "rename", refuse<EPERM>, writeInPlace},
     {"TheCopyCannotTakeTheName", "rename", refuse<EBUSY>, copy},
     {"TheNameIsTaken", "renameat2", exchange<kAppears>, writeAnew},
+    {"NamesAreNotTakenInOneStep", "renameat2", refuse<EINVAL>, writeAnew},
     {"TheNameIsGone", "openat64", exchange<kVanishes>, write},
     {"TheFileIsAPipe", "openat64", exchange<kBecomesAPipe>, removeTree, ERROR_SHARING_VIOLATION, nullptr},
 };
