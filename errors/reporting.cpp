@@ -50,7 +50,8 @@ TStopMode readStopMode(const char16_t* valueName, TStopMode defaultMode) {
     return defaultMode;
 }
 
-// A switch that is read on first use and cached. While one thread reads it, reports of others heed the default.
+// A switch that is read on first use and cached. While one thread reads it, reports of others heed the
+// default.
 class CStopSwitch {
 public:
     constexpr CStopSwitch(const char16_t* name, TStopMode value) : valueName(name), defaultMode(value) {}

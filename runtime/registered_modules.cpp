@@ -295,7 +295,11 @@ bool InitializeModules() {
         const CModuleRecord record = takeFirstUninitialized();
         if (record.module == nullptr)
             return true;
-        if (record.init != nullptr && !RunAndShowFailure(record.init))
+        // After the last `Clean`, somebody may have unloaded a module that was kept.
+        if (record.init != nullptr &&
+            Platform::GetModuleHandleFromAddress(reinterpret_cast<const void*>(record.init)) == nullptr)
+            forgetModule(record.module);
+        else if (record.init != nullptr && !RunAndShowFailure(record.init))
             return false;
     }
 }

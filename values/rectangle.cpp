@@ -31,7 +31,7 @@ void CRect::InflateRect(int l, int t, int r, int b) {
 bool CRect::IntersectRect(const RECT& a, const RECT& b) {
     CRect common(std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right),
                  std::min(a.bottom, b.bottom));
-    if (IsRectEmpty(a) || IsRectEmpty(b) || common.IsRectEmpty())
+    if (common.IsRectEmpty()) // also if one of the two is
         common.SetRectEmpty();
     *this = common;
     return !IsRectEmpty();

@@ -34,6 +34,9 @@ struct CItem : CClientBase, CTreeBase {
         comparisons++;
         return static_cast<const CItem*>(a)->key - static_cast<const CItem*>(b)->key;
     }
+    static int ByKey(const CListNodeBase* a, const CListNodeBase* b) {
+        return ByKey(static_cast<const CTreeBase*>(a), static_cast<const CTreeBase*>(b));
+    }
     static int Failing(const CTreeBase* a, const CTreeBase* b) {
         return Random(100) == 0 ? throw std::runtime_error("cannot compare") : ByKey(a, b);
     }
@@ -81,7 +84,6 @@ TEST(List, LinksAndUnlinksAtTheEndsAndBetween) {
     delete list.First();
     delete list.First()->Next();
     other.AddTreeLast(list);
-    list.AddTreeLast(list);
     expectNumbers(list, {});
     list.AddLast(new CItem(6));
     list.AddTreeFirst(other);
@@ -89,6 +91,7 @@ TEST(List, LinksAndUnlinksAtTheEndsAndBetween) {
     other.AddFirst(new CItem(7));
     list.AddTreeLast(other);
     list.AddTreeFirst(list);
+    list.AddTreeLast(list);
     expectNumbers(list, {1, 3, 4, 6, 7});
 }
 
@@ -99,7 +102,7 @@ TEST(List, SortsAgreeWithAStableSortAndNoOrderMakesQSortSlow) {
             fill(list, count, greatestKey);
             std::vector<CItem*> expected = itemsOf(list);
             std::ranges::stable_sort(expected, {}, &CItem::key);
-            list.Sort(CItem::ByKey);
+            count % 2 == 0 ? list.Sort(CItem::ByKey) : list.CListBase::Sort(CItem::ByKey);
             EXPECT_EQ(itemsOf(list), expected) << count << " " << greatestKey;
             for (int order = 0; order < 5; order++) {
                 int i = 0;
@@ -110,7 +113,7 @@ TEST(List, SortsAgreeWithAStableSortAndNoOrderMakesQSortSlow) {
                     i++;
                 }
                 comparisons = 0;
-                list.QSort(CItem::ByKey);
+                count % 2 == 0 ? list.QSort(CItem::ByKey) : list.CListBase::QSort(CItem::ByKey);
                 EXPECT_LE(comparisons, 6 * count * std::bit_width(static_cast<unsigned>(count))) << order;
                 EXPECT_TRUE(std::ranges::is_sorted(itemsOf(list), {}, &CItem::key)) << count;
             }

@@ -299,6 +299,8 @@ const struct CScenario {
          CFile::WriteANSIText(in("new"), kText, 1251);
      },
      isPartOfAfter},
+    {"WriteThroughLink", 100, [] { CFile::WriteText(in("link"), kText); }, nullptr, kUsual,
+     [] { prepareFolder(), fs::create_symlink("old", place / "link"); }},
     {"ReadText", 50,
      [] {
          CArray<CUnicodeString> lines;

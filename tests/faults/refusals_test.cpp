@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -22,6 +23,11 @@ int refuse(const CCall&) {
     return error;
 }
 
+int interrupt(const CCall&) {
+    static int calls = 0;
+    return calls++ % 2 == 0 ? EINTR : 0;
+}
+
 template<int error>
 int refuseFolder(const CCall& call) {
     struct stat status {};
@@ -29,6 +35,16 @@ int refuseFolder(const CCall& call) {
                                                      S_ISDIR(status.st_mode)
                                                : (call.arguments[1] & O_DIRECTORY) != 0;
     return isFolder ? error : 0;
+}
+
+// The marks of a claim are set and compared while no other claim may begin.
+int tryToClaim(const CCall& call) {
+    if (call.arguments[1] != F_OFD_GETLK)
+        return 0;
+    const int other = open(("/proc/self/fd/" + std::to_string(call.arguments[0])).c_str(), O_RDONLY);
+    EXPECT_NE(flock(other, LOCK_SH | LOCK_NB), 0);
+    close(other);
+    return 0;
 }
 
 enum TChange { kAppears, kVanishes, kBecomesAPipe };
@@ -91,10 +107,15 @@ const struct CRefusal {
     {"TheFolderCannotBeRead", "open64", refuseFolder<EACCES>, write},
     {"TheMaskIsNotKnown", "fopen64", refuse<EMFILE>, writeAnew, ERROR_SUCCESS, "new", 0600},
     {"TheListIsRefused", "fsetxattr", refuse<ENOSPC>, writeWithList, ERROR_SUCCESS, "new", 0600},
+    {"WritingIsInterrupted", "pwrite64", interrupt, write},
+    {"StoringIsInterrupted", "fsync", interrupt, write},
+    {"TheQuotaIsUsedUp", "pwrite64", refuse<EDQUOT>, write, ERROR_DISK_FULL, "old"},
+    {"TheFileIsClaimedByAnother", "fcntl64", tryToClaim, write},
     {"TheNameIsMounted", "rename", refuse<EBUSY>, writeInPlace},
     {"TheNameIsAnothers", "rename", refuse<EPERM>, writeInPlace},
     {"TheCopyCannotTakeTheName", "rename", refuse<EBUSY>, copy},
     {"TheNameIsTaken", "renameat2", exchange<kAppears>, writeAnew},
+    {"NamesAreNotTakenInOneStep", "renameat2", refuse<EINVAL>, writeAnew},
     {"TheNameIsGone", "openat64", exchange<kVanishes>, write},
     {"TheFileIsAPipe", "openat64", exchange<kBecomesAPipe>, removeTree, ERROR_SHARING_VIOLATION, nullptr},
 };

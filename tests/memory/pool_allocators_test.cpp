@@ -81,7 +81,7 @@ TEST(StackManager, RoundsUpSizesButCountsThoseRequested) {
 
 TEST(StackManager, ReusesTheSameAddressesAfterAReset) {
     CStackManager stack(1024);
-    stack.Alloc(100);
+    void* const oldest = stack.Alloc(100);
     CStackManagerState state;
     stack.GetState(state);
     void* first = stack.Alloc(500);
@@ -93,6 +93,8 @@ TEST(StackManager, ReusesTheSameAddressesAfterAReset) {
     EXPECT_EQ(stack.Alloc(900), second) << "the block nearest to the state is the first to be reused";
     stack.Reset();
     EXPECT_EQ(stack.AllocatedSize(), 0);
+    EXPECT_NE(stack.Alloc(2000), oldest) << "which has no room for it";
+    stack.Reset();
     stack.GetState(state);
     EXPECT_TRUE(state.block == nullptr && state.used == 0);
     state.used = 4;
@@ -126,7 +128,9 @@ TEST(OneBlockAllocator, GrowsInPlaceUpToItsReservation) {
     EXPECT_EQ(buffer.AllocatedSize(), granule);
     buffer.Reset();
     EXPECT_EQ(buffer.AllocatedSize(), 0);
-    EXPECT_EQ(COneBlockAllocator(granule + 1).ReservedSize(), 2 * granule);
+    COneBlockAllocator two(granule + 1);
+    two.SetSize(2 * granule);
+    EXPECT_EQ(two.FreeSize(), 0);
     EXPECT_EQ(FailureOf([] { COneBlockAllocator none(0); }), "assertion");
     EXPECT_EQ(FailureOf([] { COneBlockAllocator tooLarge(INT_MAX); }), "memory");
 }

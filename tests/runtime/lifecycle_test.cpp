@@ -65,6 +65,8 @@ TEST_F(Lifecycle, ReadsItsSwitchesAtStartUp) {
     EXPECT_EQ(GetMemorySwitches().systemMemoryBlockOffset, 0x7FF);
     EXPECT_EQ(TempFile::GetTemporaryDir(), NameOf(folder));
     Clean();
+    const Path log = Path(std::getenv("TARNKIT_REGISTRY")) / "user.db-wal"; // where there is such a file
+    EXPECT_TRUE(!std::filesystem::exists(log) || std::filesystem::is_empty(log)) << "the store is closed";
     setSwitch(u"EnableHeapSwitching", u"");
     setSwitch(u"Temp", u"", HKEY_LOCAL_MACHINE);
     ASSERT_TRUE(Initialize(nullptr, nullptr));

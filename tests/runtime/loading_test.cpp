@@ -25,11 +25,14 @@ TEST_F(Loading, InitialisesPlugInsAndReleasesThemAtTheEnd) {
     HINSTANCE plugin = LoadDLL(name);
     ASSERT_NE(plugin, nullptr);
     EXPECT_TRUE(isPluginHere());
+    EXPECT_EQ(Platform::LoadLibraryW(name), plugin);
     EXPECT_EQ(LoadModule(name), plugin);
     EXPECT_EQ(GetAppTitle(), u"T+") << "one failed to initialise, the other was initialised once";
     Clean();
     EXPECT_EQ(GetAppTitle(), u"T+--");
-    EXPECT_FALSE(isPluginHere()) << "every reference was released";
+    EXPECT_TRUE(isPluginHere()) << "every reference was released but the test's own";
+    Platform::FreeLibrary(plugin);
+    EXPECT_FALSE(isPluginHere());
     ASSERT_EQ(handler.shown.size(), 2u);
     EXPECT_EQ(handler.shown[0].text, u"Internal Program Error:\nPlugin, 1.");
     EXPECT_EQ(handler.shown[1].text, u"Internal Program Error:\nPlugin, 2.");

@@ -151,11 +151,14 @@ TEST_F(Languages, AreFoundBesideTheProgramWhenNoFolderIsNamed) {
 }
 
 TEST(LanguageTable, FollowsTheLanguagesOfTheSystem) {
-    EXPECT_EQ(GetSystemLanguageIdFromInterfaceCode(13), 2 << 10 | 22);
+    const int ids[] = {9,    25, 7, 12, 34, 10, 16, 1043, 6,  29, 11, 20, 0,  2070,
+                       27,   21, 5, 14, 39, 38, 37, 15,   8,  2,  31, 68, 17, 1046,
+                       2067, 13, 0, 0,  0,  0,  57, 3098, 26, 24, 36, 3,  47};
     EXPECT_EQ(AssertionOf([] { GetSystemLanguageIdFromInterfaceCode(48); }), u"ResourceInfo:435");
     EXPECT_EQ(AssertionOf([] { CanDisplayLanguage(-1); }), u"ResourceInfo:364");
     for (int code = 0; code < kNumberOfLanguageCodes; code++) {
         const int id = GetSystemLanguageIdFromInterfaceCode(code);
+        EXPECT_EQ(id, code < std::ssize(ids) ? ids[code] : 0) << code;
         EXPECT_EQ(GetInterfaceCodeFromSystemLanguageId(static_cast<unsigned short>(id)), id == 0 ? -1 : code);
     }
     EXPECT_EQ(GetInterfaceCodeFromSystemLanguageId(0x0409), 0) << "English of any country";

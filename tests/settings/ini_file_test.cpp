@@ -56,6 +56,9 @@ TEST_F(IniFile, SavesInOrderOfCreationAndWithoutComments) {
     };
     const std::u16string expected = u"\uFEFFtop=t\r\n\r\n[B]\r\nK=new\r\n\u0416=3\r\n\r\n[a]\r\n\r\n";
     EXPECT_EQ(afterwards("[B]\n;comment\n k = v", change), expected);
+    EXPECT_EQ(afterwards("[a]\nk=1", [](CIniFile& file) { file.DeleteKey(u"a", u"k"); }),
+              u"\uFEFF[a]\r\n\r\n");
+    EXPECT_EQ(afterwards("[a]\nk=1", [](CIniFile& file) { file.DeleteSection(u"a"); }), u"\uFEFF");
 }
 
 TEST_F(IniFile, IsNotWrittenWhenNothingChangedOrItCouldNotBeRead) {

@@ -151,7 +151,7 @@ TEST(Formatting, WritesNothingBeyondTheEndOfABuffer) {
     EXPECT_EQ(formatInto(buffer, 4, u"%d%d", 123, 45), -1);
     EXPECT_EQ(CUnicodeString(buffer), u"1234....");
     for (const char16_t* format : {u"%2147483647d", u"%-*d", u"%0*.2147483647d", u"%#*.2147483647g", u"x%*c"})
-        EXPECT_EQ(formatInto(buffer, 0, format, INT_MIN, 1, 1.5), -1);
+        EXPECT_EQ(formatInto(buffer, 4, format, INT_MIN, 1, 1.5), -1);
     EXPECT_EQ(formatInto(buffer, 0, u""), 0);
 }
 

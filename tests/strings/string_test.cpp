@@ -73,6 +73,7 @@ TYPED_TEST(StringsOfBothWidths, CopiesShareTheTextUntilOneIsWritten) {
     auto b = a;
     EXPECT_EQ(a.Ptr(), b.Ptr());
     b.SetBufferLength(5);
+    b = b.Ptr();
     EXPECT_EQ(a.Ptr(), b.Ptr()) << "there is enough room already";
     b.GetBuffer(10)[0] = 'S';
     EXPECT_EQ(a, this->T("shared"));

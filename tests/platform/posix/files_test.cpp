@@ -166,14 +166,20 @@ TEST_F(PosixFiles, AFileThatEverybodyMayWriteStaysItsOwnersWhenAnotherUserDoes) 
     chmod("files/folder/file", 0666);
     chmod("files/folder", 01777); // everybody may create files there, but not remove those of others
     put(base + u"source", "new");
+    put(base + u"letters", "");
+    chmod("files/letters", 0622);
     chmod("files", 0755);
     chmod(".", 0755);
     ASSERT_EQ(seteuid(kOtherUser), 0);
     // Relative names need no rights to the folders above.
     const DWORD inForeignFolder = codeOf([] { return copyOver(u"files\\source", u"files\\file"); });
     const DWORD inSharedFolder = codeOf([] { return copyOver(u"files\\source", u"files\\folder\\file"); });
+    const Opened first(u"files\\letters", kWrite, FILE_SHARE_WRITE),
+        second(u"files\\letters", kWrite, FILE_SHARE_WRITE);
+    const DWORD alone = Opened(u"files\\letters", kWrite, 0).Failure();
     EXPECT_EQ(seteuid(0), 0);
-    expectEach(0, {inForeignFolder, inSharedFolder});
+    expectEach(0, {inForeignFolder, inSharedFolder, first.Failure(), second.Failure()});
+    EXPECT_EQ(alone, ERROR_SHARING_VIOLATION) << "who may only write sees the other writers";
     EXPECT_EQ(get(base + u"file") + get(base + u"folder\\file"), "newnew");
     struct stat status {};
     EXPECT_EQ(stat("files/folder/file", &status), 0);
