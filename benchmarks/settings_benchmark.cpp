@@ -203,14 +203,18 @@ void readSettingQt(benchmark::State& state) {
         benchmark::DoNotOptimize(settings.value(name).toInt());
 }
 
-void list(benchmark::State& state) {
+// With `isChanged`, another key is written to before each list, so that all of it is read.
+void list(benchmark::State& state, bool isChanged) {
     CRegistryKey key(true);
     key.Open(keyWith(kNames), u"");
     CArray<CUnicodeString, CurrentMemoryManager> names;
     key.GetStringValueNames(names);
     must(names.Size() == kNames, "listing");
-    for (auto _ : state)
+    for (auto _ : state) {
+        if (isChanged)
+            section().SetStringValue(u"Height", u"768");
         key.GetStringValueNames(names);
+    }
     state.SetItemsProcessed(state.iterations() * kNames);
 }
 
@@ -231,7 +235,7 @@ void isValid(benchmark::State& state) {
         must(key.IsValid(), "asking");
 }
 
-// The key grows by a value and loses it again between the questions, so that each has another answer.
+// With `isChanged`, another key is written to between the questions.
 void getInfo(benchmark::State& state, bool isChanged) {
     const auto count = static_cast<DWORD>(state.range(0));
     CRegistryKey key(false), other(false);
@@ -276,7 +280,8 @@ BENCHMARK_CAPTURE(writeAndRead, read, true)->Name("settings/write-read/CRegistry
 BENCHMARK_CAPTURE(writeAndReadBare, read, true)->Name("settings/write-read/SQLite");
 BENCHMARK(readSetting)->Name("settings/setting/CSetup");
 BENCHMARK(readSettingQt)->Name("settings/setting/QSettings");
-BENCHMARK(list)->Name("settings/list/CRegistryKey");
+BENCHMARK_CAPTURE(list, same, false)->Name("settings/list/CRegistryKey");
+BENCHMARK_CAPTURE(list, changed, true)->Name("settings/write-list/CRegistryKey");
 BENCHMARK(listQt)->Name("settings/list/QSettings");
 BENCHMARK(isValid)->Name("settings/IsValid")->Arg(100)->Arg(1000)->Arg(10000);
 BENCHMARK_CAPTURE(getInfo, same, false)->Name("settings/GetInfo")->Arg(100)->Arg(1000)->Arg(10000);
