@@ -77,8 +77,8 @@ HKEY CRegistryKey::Detach() {
 }
 
 bool CRegistryKey::IsValid() const {
-    CRegistryKeyInfo info;
-    return key != nullptr && queryInfo(key, info);
+    return key != nullptr &&
+           setResult(Platform::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
 void CRegistryKey::GetInfo(CRegistryKeyInfo& info) const {

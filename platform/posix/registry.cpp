@@ -77,38 +77,8 @@ DWORD predefinedKey(HKEY handle) {
     return isExtended && low >= kClassesRoot && low <= kUsers ? low : 0;
 }
 
-enum class Missing { Empty, Create };
-
-// The key of the machine's store that a predefined key refers to.
-LSTATUS resolveAlias(const RegistryPath& path, Missing missing, KeyReference* reference) {
-    bool isNew;
-    *reference = {&registry.machine, kEmptyKey, KEY_ALL_ACCESS};
-    if (missing == Missing::Create)
-        return registry.machine.CreateKey(kRootKey, path, &reference->key, &isNew);
-    const LSTATUS result = registry.machine.FindKey(kRootKey, path, &reference->key);
-    return result == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : result;
-}
-
-// Finds what `handle` refers to; the handle must grant the rights in `needed`. HKEY_CLASSES_ROOT and
-// HKEY_USERS are keys of the machine's store, which a write may have to create.
-LSTATUS resolve(HKEY handle, REGSAM needed, KeyReference* reference, Missing missing = Missing::Empty) {
-    switch (predefinedKey(handle)) {
-    case kCurrentUser:
-        *reference = {&registry.user, kRootKey, KEY_ALL_ACCESS};
-        return 0;
-    case kLocalMachine:
-        *reference = {&registry.machine, kRootKey, KEY_ALL_ACCESS};
-        return 0;
-    case kClassesRoot:
-        return resolveAlias({{u"Software", 8}, {u"Classes", 7}}, missing, reference);
-    case kUsers:
-        return resolveAlias({{u"Users", 5}}, missing, reference);
-    }
-    const KeyReference* found = registry.keys.Find(handle);
-    if (found == nullptr)
-        return ERROR_INVALID_HANDLE;
-    *reference = *found;
-    return (found->access & needed) == needed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+std::u16string_view textOf(const char16_t* name) {
+    return name == nullptr ? std::u16string_view() : std::u16string_view(name);
 }
 
 // Splits a path at its separators; several in a row count as one. A separator at the start is an error.
@@ -132,22 +102,68 @@ LSTATUS parsePath(const char16_t* name, RegistryPath* path) {
     return 0;
 }
 
-// Finds the key that `handle` refers to and parses the path below it. If the key was deleted and the name is
-// invalid as well, the deletion is reported.
-LSTATUS resolvePath(HKEY handle, const char16_t* name, KeyReference* place, RegistryPath* path) {
-    if (const LSTATUS failure = resolve(handle, 0, place); failure != 0)
-        return failure;
+// If the key was deleted and the name is invalid as well, the deletion is reported.
+LSTATUS parsePathBelow(const KeyReference& place, const char16_t* name, RegistryPath* path) {
     const LSTATUS failure = parsePath(name, path);
-    RegistryKeyId same;
-    if (failure != 0 &&
-        place->store->FindKey(place->key, {}, &same) == static_cast<LSTATUS>(ERROR_KEY_DELETED))
-        return ERROR_KEY_DELETED;
-    return failure;
+    return failure != 0 && place.store->CheckKey(place.key) == static_cast<LSTATUS>(ERROR_KEY_DELETED)
+               ? static_cast<LSTATUS>(ERROR_KEY_DELETED)
+               : failure;
 }
 
-RegistryName valueName(const char16_t* name) {
-    return name == nullptr ? RegistryName(u"", 0) : RegistryName(name, U16String::traits_type::length(name));
+// Finds a key, which need not be parsed if it was found under that name before.
+LSTATUS findKey(const KeyReference& place, const char16_t* name, RegistryKeyId* key) {
+    LSTATUS result;
+    if (place.store->FindKnownKey(place.key, textOf(name), key, &result))
+        return result;
+    RegistryPath path;
+    result = parsePathBelow(place, name, &path);
+    return result != 0 ? result : place.store->FindKey(place.key, path, textOf(name), key);
 }
+
+enum class Missing { Empty, Create };
+
+// The key of the machine's store that a predefined key refers to.
+LSTATUS resolveAlias(const char16_t* name, Missing missing, KeyReference* reference) {
+    *reference = {&registry.machine, kEmptyKey, KEY_ALL_ACCESS};
+    if (missing == Missing::Create) {
+        bool isNew;
+        RegistryPath path;
+        parsePath(name, &path);
+        return registry.machine.CreateKey(kRootKey, path, &reference->key, &isNew);
+    }
+    const LSTATUS result = findKey({&registry.machine, kRootKey, 0}, name, &reference->key);
+    return result == static_cast<LSTATUS>(ERROR_FILE_NOT_FOUND) ? 0 : result;
+}
+
+// Finds what `handle` refers to; the handle must grant the rights in `needed`. HKEY_CLASSES_ROOT and
+// HKEY_USERS are keys of the machine's store, which a write may have to create.
+LSTATUS resolve(HKEY handle, REGSAM needed, KeyReference* reference, Missing missing = Missing::Empty) {
+    switch (predefinedKey(handle)) {
+    case kCurrentUser:
+        *reference = {&registry.user, kRootKey, KEY_ALL_ACCESS};
+        return 0;
+    case kLocalMachine:
+        *reference = {&registry.machine, kRootKey, KEY_ALL_ACCESS};
+        return 0;
+    case kClassesRoot:
+        return resolveAlias(u"Software\\Classes", missing, reference);
+    case kUsers:
+        return resolveAlias(u"Users", missing, reference);
+    }
+    const KeyReference* found = registry.keys.Find(handle);
+    if (found == nullptr)
+        return ERROR_INVALID_HANDLE;
+    *reference = *found;
+    return (found->access & needed) == needed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+}
+
+// Finds the key that `handle` refers to and parses the path below it.
+LSTATUS resolvePath(HKEY handle, const char16_t* name, KeyReference* place, RegistryPath* path) {
+    const LSTATUS failure = resolve(handle, 0, place);
+    return failure != 0 ? failure : parsePathBelow(*place, name, path);
+}
+
+RegistryName valueName(const char16_t* name) { return {textOf(name).data(), textOf(name).size()}; }
 
 // Adds the specific rights that generic ones stand for.
 REGSAM specificAccess(REGSAM access) {
@@ -178,15 +194,14 @@ LSTATUS RegOpenKeyExW(HKEY parent, const char16_t* name, DWORD, REGSAM access, H
     *key = nullptr;
     return locked([=]() -> LSTATUS {
         KeyReference place;
-        RegistryPath path;
-        LSTATUS failure = resolvePath(parent, name, &place, &path);
+        LSTATUS failure = resolve(parent, 0, &place);
         if (failure != 0)
             return failure;
-        if (path.empty() && predefinedKey(parent) != 0) {
+        if (textOf(name).empty() && predefinedKey(parent) != 0) {
             *key = parent;
             return 0;
         }
-        failure = place.store->FindKey(place.key, path, &place.key);
+        failure = findKey(place, name, &place.key);
         return failure != 0 ? failure : openFound(place, access, key);
     });
 }
@@ -232,12 +247,14 @@ LSTATUS RegCloseKey(HKEY key) {
 
 LSTATUS RegQueryInfoKeyW(HKEY key, DWORD* subKeys, DWORD* longestSubKey, DWORD* longestClass, DWORD* values,
                          DWORD* longestValueName, DWORD* longestData) {
+    const bool isAsked = subKeys != nullptr || longestSubKey != nullptr || values != nullptr ||
+                         longestValueName != nullptr || longestData != nullptr;
     return locked([=] {
         KeyReference place;
-        RegistryKeySizes sizes;
+        RegistryKeySizes sizes = {};
         LSTATUS failure = resolve(key, KEY_QUERY_VALUE, &place);
         if (failure == 0)
-            failure = place.store->GetSizes(place.key, &sizes);
+            failure = isAsked ? place.store->GetSizes(place.key, &sizes) : place.store->CheckKey(place.key);
         if (failure != 0)
             return failure;
         const struct {
@@ -262,7 +279,7 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* type, void* data
     return locked([=] {
         KeyReference place;
         const LSTATUS failure = resolve(key, KEY_QUERY_VALUE, &place);
-        return failure != 0 ? failure : place.store->GetValue(place.key, valueName(name), {type, data, size});
+        return failure != 0 ? failure : place.store->GetValue(place.key, textOf(name), {type, data, size});
     });
 }
 

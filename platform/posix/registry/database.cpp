@@ -3,6 +3,7 @@
 #include "platform/posix/registry/log.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
@@ -65,6 +66,7 @@ constexpr char kMakeTables[] =
 // In the order of RegistryQuery.
 constexpr const char* kQueries[] = {
     "BEGIN IMMEDIATE",
+    "BEGIN",
     "COMMIT",
     "ROLLBACK",
     "SELECT depth FROM keys WHERE id=?1",
@@ -80,17 +82,18 @@ constexpr const char* kQueries[] = {
     // An item of a list: its place in the order, whether it may be there, and what it is. If a table and its
     // index disagree, an item does not come after the one before it.
     "SELECT folded, " TARNKIT_REGISTRY_HAS_RIGHT_DEPTH ", name FROM keys WHERE parent=?1"
-    " ORDER BY folded LIMIT 1 OFFSET ?2",
+    " ORDER BY folded LIMIT ?3 OFFSET ?2",
     "SELECT folded, folded>?2 AND " TARNKIT_REGISTRY_HAS_RIGHT_DEPTH ", name FROM keys"
-    " WHERE parent=?1 AND folded>?2 ORDER BY folded LIMIT 1",
+    " WHERE parent=?1 AND folded>?2 ORDER BY folded LIMIT ?3",
     "SELECT type, data FROM key_values WHERE key=?1 AND folded=?2",
-    "SELECT id, 1, name, type, data FROM key_values WHERE key=?1 ORDER BY id LIMIT 1 OFFSET ?2",
-    "SELECT id, id>?2, name, type, data FROM key_values WHERE key=?1 AND id>?2 ORDER BY id LIMIT 1",
+    "SELECT id, 1, name, type, data FROM key_values WHERE key=?1 ORDER BY id LIMIT ?3 OFFSET ?2",
+    "SELECT id, id>?2, name, type, data FROM key_values WHERE key=?1 AND id>?2 ORDER BY id LIMIT ?3",
     "INSERT INTO key_values(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5"
     " WHERE ?1=0 OR EXISTS(SELECT 1 FROM keys WHERE id=?1)"
     " ON CONFLICT(key, folded) DO UPDATE SET type=excluded.type, data=excluded.data",
     "DELETE FROM key_values WHERE key=?1 AND folded=?2",
     "PRAGMA data_version",
+    "PRAGMA journal_mode",
 };
 static_assert(std::size(kQueries) == static_cast<std::size_t>(RegistryQuery::Count));
 
@@ -215,6 +218,7 @@ LSTATUS RegistryDatabase::Open(Use use) {
     }
     if (const LSTATUS failure = isSound ? 0 : checkAll(); failure != 0)
         return failure;
+    lookForChanges();
     return isReadOnly && use != Use::Read ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
 }
 
@@ -252,6 +256,7 @@ LSTATUS RegistryDatabase::open(const String& file, Use use) {
 LSTATUS RegistryDatabase::connect(const char* file, int flags) {
     disconnect();
     openings++;
+    version++;
     int code = openConnection(file, flags, &connection);
     if (connection == nullptr)
         return ERROR_NOT_ENOUGH_MEMORY;
@@ -278,7 +283,8 @@ void RegistryDatabase::disconnect() {
     }
     sqlite3_close(connection);
     connection = nullptr;
-    isReadOnly = isSnapshot = isSound = false;
+    index = nullptr;
+    isReadOnly = isSnapshot = isSound = isIndexKnown = false;
 }
 
 // A process that has written folds the log even while others use the store: if two leave at the same time,
@@ -384,12 +390,66 @@ LSTATUS RegistryDatabase::makeTables() {
     return ERROR_BUSY;
 }
 
-LSTATUS RegistryDatabase::GetChangeMark(sqlite3_int64* mark) {
-    RegistryStatement statement(*this, RegistryQuery::DataVersion); // counts the changes made by others
-    const LSTATUS result = statement.Step();
-    if (result == 0)
-        *mark = (openings << 40) + statement.Integer(0) + sqlite3_total_changes64(connection);
-    return result;
+// The index of the log is mapped as long as the connection has a log. Without one, asking for it would make a
+// file.
+void RegistryDatabase::findIndex() {
+    constexpr int kRegion = 32768;
+    RegistryStatement mode(*this, RegistryQuery::JournalMode);
+    if (isSnapshot || mode.Step() != 0 || std::string_view(mode.Bytes(0), mode.Size(0)) != "wal")
+        return;
+    sqlite3_file* file = nullptr;
+    void volatile* region = nullptr;
+    sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    const int code = file->pMethods->xShmMap(file, 0, kRegion, 0, &region);
+    if (code == SQLITE_OK || code == SQLITE_READONLY)
+        index = static_cast<const volatile std::uint32_t*>(region);
+}
+
+// The index begins with a header that each commit changes, whoever makes it: it counts them and has the sums
+// of what they wrote. A commit is seen by others when the first copy of the header, which is written last,
+// is.
+bool RegistryDatabase::isAsSeen() {
+    constexpr std::uint32_t kIndexVersion = 3007000;
+    if (index == nullptr)
+        return false;
+    std::uint32_t difference = index[0] ^ kIndexVersion;
+    for (int i = 0; i < kIndexWords; i++) {
+        const std::uint32_t word = index[i];
+        difference |= word ^ seen[i];
+        seen[i] = word;
+    }
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return difference == 0;
+}
+
+void RegistryDatabase::lookForChanges() {
+    if (!isIndexKnown) {
+        isIndexKnown = true;
+        findIndex();
+    }
+    if (!isAsSeen())
+        version++;
+}
+
+bool RegistryDatabase::HasVersion(std::uint64_t known) {
+    if (connection == nullptr || !isSound)
+        return false;
+    lookForChanges();
+    return version == known;
+}
+
+LSTATUS RegistryDatabase::GetChangeMark(sqlite3_int64* result) {
+    LSTATUS failure = 0;
+    if (markedVersion != version) {
+        RegistryStatement statement(*this, RegistryQuery::DataVersion); // counts the changes made by others
+        failure = statement.Step();
+        if (failure == 0) {
+            mark = (openings << 40) + statement.Integer(0);
+            markedVersion = version;
+        }
+    }
+    *result = mark;
+    return failure;
 }
 
 LSTATUS RegistryDatabase::statementFor(RegistryQuery query, sqlite3_stmt** statement) {
@@ -487,8 +547,8 @@ LSTATUS RegistryStatement::Run() {
     return result == static_cast<LSTATUS>(ERROR_NO_MORE_ITEMS) ? 0 : result;
 }
 
-LSTATUS RegistryTransaction::Begin() {
-    const LSTATUS result = RegistryStatement(database, RegistryQuery::Begin).Run();
+LSTATUS RegistryTransaction::Begin(RegistryQuery how) {
+    const LSTATUS result = RegistryStatement(database, how).Run();
     isOpen = result == 0;
     return result;
 }

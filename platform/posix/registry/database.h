@@ -10,6 +10,9 @@
 // last user leaves. Its empty files stay beside the database, so that readers who may not write to the folder
 // can still lock it.
 //
+// Whether anything has changed since the last call is seen without a system call, in the memory that all
+// processes that use a log share.
+//
 // Before anything else is done with a database, all of it is checked: a damaged one is never written to.
 //
 // Results are the registry's codes. Not synchronised: registry.cpp holds the lock.
@@ -18,6 +21,7 @@
 #include "platform/posix/registry/place.h"
 
 #include <chrono>
+#include <cstdint>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
@@ -25,6 +29,7 @@ namespace Tarn::Platform::Posix {
 
 enum class RegistryQuery {
     Begin,
+    BeginReading,
     Commit,
     Rollback,
     KeyDepth,
@@ -42,6 +47,7 @@ enum class RegistryQuery {
     SetValue,
     DeleteValue,
     DataVersion,
+    JournalMode,
     Count
 };
 
@@ -78,12 +84,19 @@ public:
     /// Closes the connection around a fork, which is not delayed by the log: a later `Close` folds it.
     void Suspend();
 
-    /// A number that changes whenever anybody changes the database.
+    /// What is read after `Open` is what the database holds for as long as later calls of `Open` leave this
+    /// number alone. Never 0.
+    std::uint64_t Version() const { return version; }
+    /// As after `Open`, but without asking whether the file was replaced.
+    bool HasVersion(std::uint64_t known);
+    /// A number that changes whenever another connection has changed the database. Called after `Open`.
     LSTATUS GetChangeMark(sqlite3_int64* mark);
 
 private:
     friend class RegistryStatement;
     friend class RegistryTransaction;
+
+    static constexpr int kIndexWords = 12;
 
     LSTATUS open(const String& file, Use use);
     LSTATUS connect(const char* file, int flags);
@@ -92,6 +105,9 @@ private:
     LSTATUS checkAll();
     void rememberChecked();
     LSTATUS makeTables();
+    void lookForChanges();
+    void findIndex();
+    bool isAsSeen();
     const char* logName() const { return sqlite3_filename_wal(sqlite3_db_filename(connection, "main")); }
     LSTATUS statementFor(RegistryQuery query, sqlite3_stmt** statement);
     static LSTATUS resultOf(int code);
@@ -100,7 +116,14 @@ private:
     sqlite3* connection = nullptr;
     sqlite3_stmt* statements[static_cast<int>(RegistryQuery::Count)] = {};
     sqlite3_int64 openings = 0;
-    int pagesToFold = 0; ///< the length of the log at which it is folded next
+    std::uint64_t version = 0;
+    std::uint64_t markedVersion = 0; ///< the version that `mark` was asked for
+    sqlite3_int64 mark = 0;
+    /// The header of the index of the log, in memory shared with other processes; null if there is none.
+    const volatile std::uint32_t* index = nullptr;
+    bool isIndexKnown = false;
+    std::uint32_t seen[kIndexWords] = {}; ///< what the header was in this version
+    int pagesToFold = 0;                  ///< the length of the log at which it is folded next
     bool isReadOnly = false;
     bool isSnapshot = false;      ///< opened without locks, because no log can be kept; valid for one call
     bool isSound = false;         ///< all of it was checked, and nothing was wrong since then
@@ -138,7 +161,9 @@ public:
     sqlite3_value* Copy(int column) const {
         return sqlite3_value_dup(sqlite3_column_value(statement, column));
     }
-    const void* Bytes(int column) const { return sqlite3_column_blob(statement, column); }
+    const char* Bytes(int column) const {
+        return static_cast<const char*>(sqlite3_column_blob(statement, column));
+    }
     DWORD Size(int column) const { return static_cast<DWORD>(sqlite3_column_bytes(statement, column)); }
 
 private:
@@ -148,7 +173,8 @@ private:
     LSTATUS failure;
 };
 
-/// Makes several statements one write, which is undone unless committed.
+/// Makes several statements one write, which is undone unless committed; or one read, which ends with this
+/// object.
 class RegistryTransaction {
 public:
     explicit RegistryTransaction(RegistryDatabase& usedDatabase) : database(usedDatabase) {}
@@ -157,7 +183,7 @@ public:
     RegistryTransaction(const RegistryTransaction&) = delete;
     RegistryTransaction& operator=(const RegistryTransaction&) = delete;
 
-    LSTATUS Begin();
+    LSTATUS Begin(RegistryQuery how = RegistryQuery::Begin);
     LSTATUS Commit();
 
 private:

@@ -2,7 +2,10 @@
 
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 namespace Tarn::Platform::Posix {
 
@@ -17,6 +20,11 @@ constexpr LSTATUS kNoRow = ERROR_NO_MORE_ITEMS;
 constexpr LSTATUS kMissing = ERROR_FILE_NOT_FOUND;
 constexpr LSTATUS kDamaged = ERROR_BADDB;
 
+// Whether this is what the store holds, rather than why it cannot be read.
+bool isAnswer(LSTATUS result) {
+    return result == kFound || result == kMissing || result == static_cast<LSTATUS>(ERROR_KEY_DELETED);
+}
+
 String bytesOf(const char16_t* units, std::size_t length) {
     String bytes;
     bytes.reserve(2 * length);
@@ -28,44 +36,48 @@ String bytesOf(const char16_t* units, std::size_t length) {
 }
 
 // The columns of a list item.
-enum { kPlaceColumn, kIsInPlaceColumn, kNameColumn };
+enum { kPlaceColumn, kIsInPlaceColumn, kNameColumn, kTypeColumn, kDataColumn };
+
+// How much of a list is read at a time.
+constexpr std::size_t kMostItems = 128;
+constexpr std::size_t kMostBytes = 16384;
+
+// How much is kept of a list that does not change.
+constexpr std::size_t kMostKeptItems = 1024;
+constexpr std::size_t kMostKeptBytes = 65536;
 
 enum class NameKind { Key, Value };
 
 // Rejects what cannot be a name. As the name of a sub-key it would lead elsewhere: an empty one to the key
 // that is being listed.
-LSTATUS deliverName(const RegistryStatement& row, int column, NameKind kind, const RegistryNameBuffer& name) {
-    const auto* bytes = static_cast<const unsigned char*>(row.Bytes(column));
-    const DWORD size = row.Size(column);
-    const DWORD length = size / 2;
+LSTATUS deliverName(const String& bytes, NameKind kind, const RegistryNameBuffer& name) {
+    const std::size_t length = bytes.size() / 2;
     const bool isKey = kind == NameKind::Key;
-    if (size % 2 != 0 || length > (isKey ? kMaxKeyName : kMaxValueName) || (isKey && length == 0))
+    if (bytes.size() % 2 != 0 || length > (isKey ? kMaxKeyName : kMaxValueName) || (isKey && length == 0))
         return kDamaged;
     if (*name.length <= length)
         return ERROR_MORE_DATA;
-    if (length > 0 && bytes == nullptr)
-        return ERROR_NOT_ENOUGH_MEMORY;
-    for (DWORD i = 0; i < length; i++) {
-        const auto unit = static_cast<char16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
+    for (std::size_t i = 0; i < length; i++) {
+        const auto high = static_cast<unsigned char>(bytes[2 * i]);
+        const auto low = static_cast<unsigned char>(bytes[2 * i + 1]);
+        const auto unit = static_cast<char16_t>(high << 8 | low);
         if (unit == 0 || (isKey && unit == u'\\'))
             return kDamaged;
         name.units[i] = unit;
     }
     name.units[length] = 0;
-    *name.length = length;
+    *name.length = static_cast<DWORD>(length);
     return 0;
 }
 
-LSTATUS deliverValue(const RegistryStatement& row, int typeColumn, const RegistryValueBuffer& value) {
-    const int dataColumn = typeColumn + 1;
-    const DWORD size = row.Size(dataColumn);
+// `bytes` is only looked at if there is a buffer for them.
+LSTATUS deliverValue(DWORD type, const char* bytes, DWORD size, const RegistryValueBuffer& value) {
     if (value.type != nullptr)
-        *value.type = static_cast<DWORD>(row.Integer(typeColumn));
+        *value.type = type;
     LSTATUS result = 0;
     if (value.data != nullptr && *value.size < size)
         result = ERROR_MORE_DATA;
     else if (value.data != nullptr && size > 0) {
-        const void* bytes = row.Bytes(dataColumn);
         if (bytes == nullptr)
             return ERROR_NOT_ENOUGH_MEMORY;
         std::memcpy(value.data, bytes, size);
@@ -75,12 +87,16 @@ LSTATUS deliverValue(const RegistryStatement& row, int typeColumn, const Registr
     return result;
 }
 
-} // namespace
-
-void RegistryStore::Cursor::MoveTo(const Cursor& other) {
-    sqlite3_value_free(place);
-    *this = other;
+// The bytes of a column, which are few or needed. Throws if there is no memory for them.
+std::string_view bytesAt(const RegistryStatement& row, int column) {
+    const char* const bytes = row.Bytes(column);
+    const DWORD size = row.Size(column);
+    if (bytes == nullptr && size > 0)
+        throw std::bad_alloc();
+    return {bytes, size};
 }
+
+} // namespace
 
 RegistryName::RegistryName(const char16_t* units, std::size_t length) : text(bytesOf(units, length)) {
     U16String upper(units, length);
@@ -88,15 +104,35 @@ RegistryName::RegistryName(const char16_t* units, std::size_t length) : text(byt
     folded = bytesOf(upper.data(), length);
 }
 
-LSTATUS RegistryStore::FindKey(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key) {
+bool RegistryStore::FindKnownKey(RegistryKeyId parent, std::u16string_view text, RegistryKeyId* key,
+                                 LSTATUS* result) {
+    RegistryCache::Answer answer;
+    if (open(Use::Read, parent, ERROR_FILE_NOT_FOUND) != 0 ||
+        !cache.Find(database.Version(), {RegistryCache::Kind::Path, parent, text}, &answer))
+        return false;
+    *key = answer.key;
+    *result = answer.result;
+    return true;
+}
+
+LSTATUS RegistryStore::FindKey(RegistryKeyId parent, const RegistryPath& path, std::u16string_view text,
+                               RegistryKeyId* key) {
     const LSTATUS failure = open(Use::Read, parent, ERROR_FILE_NOT_FOUND);
-    return failure != 0 ? failure : findPath(parent, path, key);
+    if (failure != 0)
+        return failure;
+    const LSTATUS result = findPath(parent, path, key);
+    if (isAnswer(result))
+        cache.Keep(database.Version(), {RegistryCache::Kind::Path, parent, text},
+                   {result, result == 0 ? *key : kEmptyKey, 0, {}});
+    return result;
 }
 
 LSTATUS RegistryStore::CreateKey(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key,
                                  bool* isNew) {
     *isNew = false;
-    if (const LSTATUS found = FindKey(parent, path, key); found != kMissing)
+    const LSTATUS failureToRead = open(Use::Read, parent, ERROR_FILE_NOT_FOUND);
+    const LSTATUS found = failureToRead != 0 ? failureToRead : findPath(parent, path, key);
+    if (found != kMissing)
         return found;
     LSTATUS failure = open(parent == kRootKey ? Use::Create : Use::Write, parent, ERROR_FILE_NOT_FOUND);
     if (failure != 0)
@@ -112,7 +148,9 @@ LSTATUS RegistryStore::DeleteKey(RegistryKeyId parent, const RegistryPath& path)
     if (path.empty() && parent <= kRootKey)
         return ERROR_ACCESS_DENIED;
     RegistryKeyId key;
-    LSTATUS failure = FindKey(parent, path, &key);
+    LSTATUS failure = open(Use::Read, parent, ERROR_FILE_NOT_FOUND);
+    if (failure == 0)
+        failure = findPath(parent, path, &key);
     if (failure == 0)
         failure = open(Use::Write, key, ERROR_FILE_NOT_FOUND);
     if (failure != 0)
@@ -124,6 +162,7 @@ LSTATUS RegistryStore::DeleteKey(RegistryKeyId parent, const RegistryPath& path)
     const LSTATUS subKey = RegistryStatement(database, RegistryQuery::FindAnySubKey).Bind(key).Step();
     if (subKey != kNoRow)
         return subKey == kFound ? static_cast<LSTATUS>(ERROR_ACCESS_DENIED) : subKey;
+    forgetAll();
     failure = RegistryStatement(database, RegistryQuery::DeleteValuesOfKey).Bind(key).Run();
     if (failure != 0)
         return failure;
@@ -136,11 +175,39 @@ LSTATUS RegistryStore::DeleteKey(RegistryKeyId parent, const RegistryPath& path)
     return failure != 0 ? failure : transaction.Commit();
 }
 
-LSTATUS RegistryStore::GetSizes(RegistryKeyId key, RegistryKeySizes* sizes) {
-    *sizes = RegistryKeySizes();
+LSTATUS RegistryStore::CheckKey(RegistryKeyId key) {
     const LSTATUS failure = open(Use::Read, key, ERROR_NO_MORE_ITEMS);
     if (failure != 0)
         return failure == kNoRow ? 0 : failure;
+    const RegistryCache::Question question = {RegistryCache::Kind::Path, key, {}};
+    RegistryCache::Answer answer;
+    if (cache.Find(database.Version(), question, &answer))
+        return answer.result;
+    const LSTATUS result = whyMissing(key, ERROR_SUCCESS);
+    if (isAnswer(result))
+        cache.Keep(database.Version(), question, {result, key, 0, {}});
+    return result;
+}
+
+// Counts them unless nobody has changed this key, nor another process anything, since they were counted.
+LSTATUS RegistryStore::GetSizes(RegistryKeyId key, RegistryKeySizes* sizes) {
+    *sizes = RegistryKeySizes();
+    LSTATUS result = open(Use::Read, key, ERROR_NO_MORE_ITEMS);
+    if (result != 0)
+        return result == kNoRow ? 0 : result;
+    sqlite3_int64 mark;
+    result = database.GetChangeMark(&mark);
+    if (result == 0 && known.key == key && known.mark == mark)
+        *sizes = known.sizes;
+    else if (result == 0) {
+        result = countSizes(key, sizes);
+        if (result == 0)
+            known = {key, mark, *sizes};
+    }
+    return result;
+}
+
+LSTATUS RegistryStore::countSizes(RegistryKeyId key, RegistryKeySizes* sizes) {
     RegistryStatement query(database, RegistryQuery::Sizes);
     const LSTATUS result = query.Bind(key).Step();
     if (result != kFound)
@@ -154,30 +221,51 @@ LSTATUS RegistryStore::GetSizes(RegistryKeyId key, RegistryKeySizes* sizes) {
 }
 
 LSTATUS RegistryStore::GetSubKeyName(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name) {
-    return enumerate(subKeys, key, index, [&](const RegistryStatement& row) {
-        return deliverName(row, kNameColumn, NameKind::Key, name);
-    });
+    ListItem* item;
+    const LSTATUS failure = findItem(subKeys, key, index, 0, &item);
+    return failure != 0 ? failure : deliverName(item->name, NameKind::Key, name);
 }
 
-LSTATUS RegistryStore::GetValue(RegistryKeyId key, const RegistryName& name,
+LSTATUS RegistryStore::GetValue(RegistryKeyId key, std::u16string_view name,
                                 const RegistryValueBuffer& value) {
     const LSTATUS failure = open(Use::Read, key, ERROR_FILE_NOT_FOUND);
     if (failure != 0)
         return failure;
+    const RegistryCache::Question question = {RegistryCache::Kind::Value, key, name};
+    RegistryCache::Answer answer;
+    if (cache.Find(database.Version(), question, &answer))
+        return answer.result != 0 ? answer.result
+                                  : deliverValue(answer.type, answer.data.data(),
+                                                 static_cast<DWORD>(answer.data.size()), value);
+    const RegistryName spelled(name.data(), name.size());
     RegistryStatement query(database, RegistryQuery::GetValue);
-    const LSTATUS result = query.Bind(key).Bind(name.folded).Step();
-    if (result == kNoRow)
-        return whyMissing(key, ERROR_FILE_NOT_FOUND);
-    return result != kFound ? result : deliverValue(query, 0, value);
+    const LSTATUS found = query.Bind(key).Bind(spelled.folded).Step();
+    const LSTATUS result = found == kNoRow ? whyMissing(key, ERROR_FILE_NOT_FOUND) : found;
+    if (result != 0) {
+        if (isAnswer(result))
+            cache.Keep(database.Version(), question, {result, key, 0, {}});
+        return result;
+    }
+    const auto type = static_cast<DWORD>(query.Integer(0));
+    const DWORD size = query.Size(1);
+    const bool isSmall = size <= RegistryCache::kLongestData;
+    const char* const bytes = isSmall || value.data != nullptr ? query.Bytes(1) : nullptr;
+    if (isSmall && (bytes != nullptr || size == 0))
+        cache.Keep(database.Version(), question, {0, key, type, {bytes, size}});
+    return deliverValue(type, bytes, size, value);
 }
 
 LSTATUS RegistryStore::GetValueAt(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name,
                                   const RegistryValueBuffer& value) {
-    return enumerate(values, key, index, [&](const RegistryStatement& row) {
-        const LSTATUS nameResult = deliverName(row, kNameColumn, NameKind::Value, name);
-        const LSTATUS valueResult = deliverValue(row, kNameColumn + 1, value);
-        return nameResult != 0 ? nameResult : valueResult;
-    });
+    ListItem* item;
+    const LSTATUS failure = findItem(values, key, index, value.data == nullptr ? 0 : *value.size, &item);
+    if (failure != 0)
+        return failure;
+    const LSTATUS nameResult = deliverName(item->name, NameKind::Value, name);
+    const LSTATUS valueResult = deliverValue(item->type, item->data.data(), item->size, value);
+    if (item->data.size() > kMostBytes)
+        item->data = String();
+    return nameResult != 0 ? nameResult : valueResult;
 }
 
 LSTATUS RegistryStore::SetValue(RegistryKeyId key, const RegistryName& name, DWORD type, const void* data,
@@ -185,6 +273,7 @@ LSTATUS RegistryStore::SetValue(RegistryKeyId key, const RegistryName& name, DWO
     const LSTATUS failure = open(key == kRootKey ? Use::Create : Use::Write, key, ERROR_FILE_NOT_FOUND);
     if (failure != 0)
         return failure;
+    forgetSizes(key);
     RegistryStatement setting(database, RegistryQuery::SetValue);
     const LSTATUS result =
         setting.Bind(key).Bind(name.folded).Bind(name.text).Bind(type).Bind(data, size).Run();
@@ -195,24 +284,43 @@ LSTATUS RegistryStore::DeleteValue(RegistryKeyId key, const RegistryName& name) 
     const LSTATUS failure = open(Use::Write, key, ERROR_FILE_NOT_FOUND);
     if (failure != 0)
         return failure;
+    forgetSizes(key);
+    forgetList(values, key);
     RegistryStatement deletion(database, RegistryQuery::DeleteValue);
     const LSTATUS result = deletion.Bind(key).Bind(name.folded).Run();
     return result == 0 && deletion.Changes() == 0 ? whyMissing(key, ERROR_FILE_NOT_FOUND) : result;
 }
 
 void RegistryStore::Close() {
-    forgetPlaces();
+    forgetAll();
+    cache.Clear();
     database.Close();
 }
 
 void RegistryStore::Suspend() {
-    forgetPlaces();
+    forgetAll();
     database.Suspend();
 }
 
-void RegistryStore::forgetPlaces() {
-    for (Enumeration* enumeration : {&subKeys, &values})
-        enumeration->cursor.MoveTo(Cursor());
+// What this process changes is forgotten before: its own changes do not change the mark. A value that is
+// added comes last and moves no other one.
+void RegistryStore::forgetList(Enumeration& list, RegistryKeyId key) {
+    if (list.section != nullptr && list.section->key == key) {
+        Delete(list.section);
+        list.section = nullptr;
+    }
+}
+
+void RegistryStore::forgetSizes(RegistryKeyId key) {
+    if (known.key == key)
+        known = {};
+}
+
+void RegistryStore::forgetAll() {
+    for (Enumeration* list : {&subKeys, &values})
+        if (list->section != nullptr)
+            forgetList(*list, list->section->key);
+    known = {};
 }
 
 // Makes the database ready. If there is none, a predefined key is empty, which gives `codeWhenEmpty`, and any
@@ -253,6 +361,10 @@ LSTATUS RegistryStore::findChild(RegistryKeyId parent, const RegistryName& name,
 }
 
 LSTATUS RegistryStore::findPath(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key) {
+    RegistryTransaction moment(database);
+    if (path.size() > 1)
+        if (const LSTATUS failure = moment.Begin(RegistryQuery::BeginReading); failure != 0)
+            return failure;
     RegistryKeyId found = parent;
     for (const RegistryName& name : path) {
         const LSTATUS result = findChild(found, name, &found);
@@ -286,6 +398,8 @@ LSTATUS RegistryStore::addChild(RegistryKeyId parent, const RegistryName& name, 
                                 RegistryKeyId* key) {
     if (depth > kMaxDepth)
         return ERROR_INVALID_PARAMETER;
+    forgetSizes(parent);
+    forgetList(subKeys, parent);
     RegistryStatement insertion(database, RegistryQuery::AddKey);
     const LSTATUS result = insertion.Bind(parent).Bind(name.folded).Bind(name.text).Bind(depth).Run();
     if (result == 0)
@@ -293,35 +407,84 @@ LSTATUS RegistryStore::addChild(RegistryKeyId parent, const RegistryName& name, 
     return result;
 }
 
-// Continues after the item that was listed last if nothing has changed since, and otherwise counts from the
-// start. Each item must come after the one before it, so that a list ends whatever the store contains.
-template<class Deliver>
-LSTATUS RegistryStore::enumerate(Enumeration& enumeration, RegistryKeyId key, DWORD index, Deliver deliver) {
-    LSTATUS result = open(Use::Read, key, ERROR_NO_MORE_ITEMS);
-    sqlite3_int64 mark = 0;
-    if (result == 0)
-        result = database.GetChangeMark(&mark);
+// A list that goes on while nothing changes is not interrupted by a look at the name of the file.
+LSTATUS RegistryStore::findItem(Enumeration& list, RegistryKeyId key, DWORD index, DWORD room,
+                                ListItem** item) {
+    if (list.section == nullptr && (list.section = New<Section>()) == nullptr)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    const auto isAtHand = [&] {
+        *item = list.section->Find(key, index);
+        return *item != nullptr && ((*item)->size > room || (*item)->size == (*item)->data.size());
+    };
+    if (index == 0 || !isAtHand() || !database.HasVersion(list.section->version)) {
+        const LSTATUS failure = open(Use::Read, key, ERROR_NO_MORE_ITEMS);
+        if (failure != 0)
+            return failure;
+        if (!isAtHand() || list.section->version != database.Version())
+            if (const LSTATUS result = readItems(list, key, index, room); result != 0)
+                return result;
+        *item = list.section->Find(key, index);
+    }
+    return (*item)->isInPlace ? ERROR_SUCCESS : kDamaged;
+}
+
+// Continues after the item that was listed before this one if neither this process has changed the list nor
+// another one anything, and otherwise counts from the start. The more was listed without any change, the more
+// is read, and kept with what was read before. Each item must come after those of earlier queries, so that a
+// list ends whatever the store contains.
+LSTATUS RegistryStore::readItems(Enumeration& list, RegistryKeyId key, DWORD index, DWORD room) {
+    sqlite3_int64 mark;
+    LSTATUS result = database.GetChangeMark(&mark);
     if (result != 0)
         return result;
-
-    Cursor& cursor = enumeration.cursor;
-    const bool isNext =
-        cursor.place != nullptr && cursor.key == key && cursor.index + 1 == index && cursor.mark == mark;
-    RegistryStatement query(database, isNext ? enumeration.byPredecessor : enumeration.byIndex);
+    Section& section = *list.section;
+    const bool isValues = &list == &values;
+    const ListItem* const before = index > 0 && section.mark == mark ? section.Find(key, index - 1) : nullptr;
+    const bool isNext = before != nullptr && (isValues || before->place != nullptr);
+    const bool isUnchanged = isNext && section.version == database.Version();
+    const std::size_t count = isUnchanged ? std::min(section.items.size(), kMostItems) : 1;
+    RegistryStatement query(database, isNext ? list.byPredecessor : list.byIndex);
     query.Bind(key);
-    if (isNext)
-        query.Bind(cursor.place);
-    else
+    if (!isNext)
         query.Bind(index);
-    result = query.Step();
-    if (result == kNoRow)
-        return whyMissing(key, ERROR_NO_MORE_ITEMS);
-    if (result != kFound)
-        return result;
-    if (query.Integer(kIsInPlaceColumn) == 0)
-        return kDamaged;
-    cursor.MoveTo({key, index, mark, query.Copy(kPlaceColumn)});
-    return deliver(query);
+    else if (isValues)
+        query.Bind(before->id);
+    else
+        query.Bind(before->place.get());
+    query.Bind(static_cast<sqlite3_int64>(count));
+
+    Section read = {key, index, database.Version(), mark, 0, {}};
+    while (read.bytes < kMostBytes && (result = query.Step()) == kFound) {
+        read.items.push_back(itemOf(query, isValues, room));
+        read.bytes += read.items.back().name.size() + read.items.back().data.size();
+    }
+    if (read.items.empty())
+        return result == kNoRow ? whyMissing(key, ERROR_NO_MORE_ITEMS) : result;
+    const bool isAppended = isUnchanged && before == &section.items.back() &&
+                            section.items.size() < kMostKeptItems && section.bytes < kMostKeptBytes;
+    if (!isAppended)
+        section = std::move(read);
+    else {
+        section.items.insert(section.items.end(), std::move_iterator(read.items.begin()),
+                             std::move_iterator(read.items.end()));
+        section.bytes += read.bytes;
+    }
+    return 0;
+}
+
+RegistryStore::ListItem RegistryStore::itemOf(const RegistryStatement& row, bool isValue, DWORD room) {
+    ListItem item = {0, nullptr, row.Integer(kIsInPlaceColumn) != 0, String(bytesAt(row, kNameColumn)), 0,
+                     0, {}};
+    if (!isValue) {
+        item.place.reset(row.Copy(kPlaceColumn));
+        return item;
+    }
+    item.id = row.Integer(kPlaceColumn);
+    item.type = static_cast<DWORD>(row.Integer(kTypeColumn));
+    item.size = row.Size(kDataColumn);
+    if (item.size <= room)
+        item.data = bytesAt(row, kDataColumn);
+    return item;
 }
 
 } // namespace Tarn::Platform::Posix

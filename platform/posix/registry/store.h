@@ -7,7 +7,10 @@
 // std::bad_alloc.
 #pragma once
 
+#include "platform/posix/registry/cache.h"
 #include "platform/posix/registry/database.h"
+
+#include <memory>
 
 namespace Tarn::Platform::Posix {
 
@@ -57,16 +60,23 @@ class RegistryStore {
 public:
     explicit constexpr RegistryStore(RegistryKind kind) : database(kind) {}
 
-    LSTATUS FindKey(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key);
+    /// Whether it is known how `FindKey` ends: because it was told this `text` before, and nothing has
+    /// changed.
+    bool FindKnownKey(RegistryKeyId parent, std::u16string_view text, RegistryKeyId* key, LSTATUS* result);
+    /// `path` is what was made of `text`.
+    LSTATUS FindKey(RegistryKeyId parent, const RegistryPath& path, std::u16string_view text,
+                    RegistryKeyId* key);
     /// Finds the key at the end of `path`, or creates it and all keys on the way.
     LSTATUS CreateKey(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key, bool* isNew);
     /// Refuses to delete the root and keys with sub-keys (ERROR_ACCESS_DENIED).
     LSTATUS DeleteKey(RegistryKeyId parent, const RegistryPath& path);
+    /// ERROR_SUCCESS if the key exists.
+    LSTATUS CheckKey(RegistryKeyId key);
     LSTATUS GetSizes(RegistryKeyId key, RegistryKeySizes* sizes);
     /// Sub-keys are numbered in the order of their folded names.
     LSTATUS GetSubKeyName(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name);
 
-    LSTATUS GetValue(RegistryKeyId key, const RegistryName& name, const RegistryValueBuffer& value);
+    LSTATUS GetValue(RegistryKeyId key, std::u16string_view name, const RegistryValueBuffer& value);
     /// Values are numbered in the order in which they were created; overwriting one keeps its number.
     LSTATUS GetValueAt(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name,
                        const RegistryValueBuffer& value);
@@ -85,24 +95,51 @@ public:
     void Suspend();
 
 private:
-    // The item that was listed last, so that the next one need not be counted from the start.
-    struct Cursor {
-        RegistryKeyId key = kEmptyKey;
-        DWORD index = 0;
-        sqlite3_int64 mark = 0;
-        sqlite3_value* place = nullptr; // in the order of the list; owned
-
-        void MoveTo(const Cursor& other);
+    struct FreeValue {
+        void operator()(sqlite3_value* value) const { sqlite3_value_free(value); }
     };
 
-    // The two ways to find an item of a list, and the item that was listed last.
+    struct ListItem {
+        sqlite3_int64 id;                                // of a value: its place in the order
+        std::unique_ptr<sqlite3_value, FreeValue> place; // of a sub-key; null without memory
+        bool isInPlace;
+        String name;
+        DWORD type, size;
+        String data; ///< empty if the caller had no room for it
+    };
+
+    // Items of a list that follow each other. They are delivered as long as nothing changes, and tell where
+    // the list goes on as long as this list does not change.
+    struct Section {
+        RegistryKeyId key = kEmptyKey;
+        DWORD first = 0;
+        std::uint64_t version = 0;
+        sqlite3_int64 mark = 0;
+        std::size_t bytes = 0; // of names and data
+        Vector<ListItem> items;
+
+        ListItem* Find(RegistryKeyId listed, DWORD index) {
+            return key == listed && index >= first && index - first < items.size() ? &items[index - first]
+                                                                                   : nullptr;
+        }
+    };
+
+    // The two ways to find an item of a list, and what was read of it last; owned.
     struct Enumeration {
         RegistryQuery byIndex;
         RegistryQuery byPredecessor;
-        Cursor cursor;
+        Section* section;
     };
 
-    void forgetPlaces();
+    struct KnownSizes {
+        RegistryKeyId key = kEmptyKey;
+        sqlite3_int64 mark = 0;
+        RegistryKeySizes sizes = {};
+    };
+
+    void forgetList(Enumeration& list, RegistryKeyId key);
+    void forgetSizes(RegistryKeyId key);
+    void forgetAll();
     LSTATUS open(RegistryDatabase::Use use, RegistryKeyId key, DWORD codeWhenEmpty);
     LSTATUS whyMissing(RegistryKeyId key, DWORD codeWhenPresent);
     LSTATUS getDepth(RegistryKeyId key, int* depth);
@@ -110,12 +147,16 @@ private:
     LSTATUS findPath(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key);
     LSTATUS addPath(RegistryKeyId parent, const RegistryPath& path, RegistryKeyId* key, bool* isNew);
     LSTATUS addChild(RegistryKeyId parent, const RegistryName& name, int depth, RegistryKeyId* key);
-    template<class Deliver>
-    LSTATUS enumerate(Enumeration& enumeration, RegistryKeyId key, DWORD index, Deliver deliver);
+    LSTATUS countSizes(RegistryKeyId key, RegistryKeySizes* sizes);
+    LSTATUS findItem(Enumeration& list, RegistryKeyId key, DWORD index, DWORD room, ListItem** item);
+    LSTATUS readItems(Enumeration& list, RegistryKeyId key, DWORD index, DWORD room);
+    ListItem itemOf(const RegistryStatement& row, bool isValue, DWORD room);
 
     RegistryDatabase database;
-    Enumeration subKeys = {RegistryQuery::SubKeyAt, RegistryQuery::SubKeyAfter, {}};
-    Enumeration values = {RegistryQuery::ValueAt, RegistryQuery::ValueAfter, {}};
+    RegistryCache cache;
+    KnownSizes known;
+    Enumeration subKeys = {RegistryQuery::SubKeyAt, RegistryQuery::SubKeyAfter, nullptr};
+    Enumeration values = {RegistryQuery::ValueAt, RegistryQuery::ValueAfter, nullptr};
 };
 
 } // namespace Tarn::Platform::Posix

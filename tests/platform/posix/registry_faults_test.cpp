@@ -448,6 +448,70 @@ TEST_F(RegistryFaults, ALockThatIsNotReleasedIsWaitedForOnce) {
     }
 }
 
+// This process and others change values and sub-keys while they are read and listed. A store that somebody
+// has taken the log from cannot tell that it is unchanged.
+TEST_F(RegistryFaults, EachReadFindsWhatTheLastWriteLeftWhoeverMadeIt) {
+    for (const std::string mode : {"wal", "delete"}) {
+        const Key key(HKEY_CURRENT_USER, Text(mode.begin(), mode.end()));
+        ReleaseRegistry();
+        EXPECT_EQ(runSql(userFile, ("PRAGMA journal_mode=" + mode).c_str()), mode);
+        const std::string row = runSql(userFile, "SELECT max(id) FROM keys");
+        std::vector<std::pair<Text, std::string>> values; // in the order of their creation
+        std::set<Text> subKeys;
+        std::minstd_rand random(20260711);
+        DWORD next = 0, nextKey = 0;
+        for (int step = 0; step < 1500; step++) {
+            const Text name(1, static_cast<char16_t>(u'A' + random() % 20));
+            const std::string letter(1, static_cast<char>(name[0])), data = std::to_string(step);
+            const auto place = std::ranges::find(values, name, &std::pair<Text, std::string>::first);
+            const std::string where =
+                " WHERE key=" + row + " AND name=CAST(char(0) || '" + letter + "' AS BLOB)";
+            const auto action = random() % 40;
+            const bool isNew = place == values.end();
+            if (action < 2) {
+                EXPECT_EQ(set(key, name, data), ERROR_SUCCESS);
+                (isNew ? values.emplace_back(name, data) : *place).second = data;
+            } else if (action == 2 && !isNew) {
+                runSql(userFile, ("UPDATE key_values SET data=CAST('" + data + "' AS BLOB)" + where).c_str());
+                place->second = data;
+            } else if (action < 5 && !isNew) {
+                if (action == 3)
+                    runSql(userFile, ("DELETE FROM key_values" + where).c_str());
+                else
+                    EXPECT_EQ(RegDeleteValueW(key, name.c_str()), 0);
+                values.erase(place);
+            } else if (action == 5 && subKeys.insert(name).second) {
+                const Key created(key, name);
+            } else if (action == 6 && subKeys.erase(name) != 0) {
+                EXPECT_EQ(RegDeleteKeyW(key, name.c_str()), 0);
+            }
+
+            const Text asked(1, static_cast<char16_t>(u'a' + random() % 20)), upper(1, asked[0] - 0x20);
+            const auto found = std::ranges::find(values, upper, &std::pair<Text, std::string>::first);
+            EXPECT_EQ(get(key, asked.c_str()), found == values.end() ? "failed 2" : "3:" + found->second);
+            EXPECT_EQ(tryOpen(key, asked), subKeys.contains(upper) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND);
+            DWORD keyCount, count, length = 10, room = 20;
+            EXPECT_EQ(RegQueryInfoKeyW(key, &keyCount, nullptr, nullptr, &count, nullptr, nullptr), 0);
+            EXPECT_TRUE(keyCount == subKeys.size() && count == values.size());
+            char16_t listed[10];
+            char bytes[20];
+            const LSTATUS result = RegEnumValueW(key, next, listed, &length, nullptr, bytes, &room);
+            ASSERT_EQ(result, next < values.size() ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS) << mode << step;
+            if (next < values.size()) {
+                EXPECT_TRUE(values[next] == std::pair(Text(listed, length), std::string(bytes, room)));
+            }
+            next = result == 0 ? next + 1 : 0;
+            length = 10;
+            const LSTATUS keyResult = RegEnumKeyExW(key, nextKey, listed, &length);
+            ASSERT_EQ(keyResult, nextKey < subKeys.size() ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS);
+            if (keyResult == 0) {
+                EXPECT_EQ(*std::next(subKeys.begin(), nextKey), Text(listed, length));
+            }
+            nextKey = keyResult == 0 ? nextKey + 1 : 0;
+        }
+    }
+}
+
 TEST_F(RegistryFaults, AMissingStoreReadsAsEmptyAndIsCreatedByAWrite) {
     expectEach(ERROR_FILE_NOT_FOUND,
                {tryOpen(HKEY_CURRENT_USER, u"Old"), RegDeleteKeyW(HKEY_CURRENT_USER, u"Old"),
