@@ -7,6 +7,7 @@
 #include "memory/in_destructor.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -41,30 +42,46 @@ Int64 positionOf(const CBaseFile& file) {
     return disk != nullptr ? disk->GetPosition64() : file.GetPosition();
 }
 
-// Collects the units of a line, so that the text grows in runs instead of unit by unit.
+// The number of units before the first LF, CR or zero; `count` if there is none.
+int lengthOfRun(const unsigned char* bytes, int count, char) {
+    for (const char end : {'\n', '\r', '\0'})
+        if (const void* place = std::memchr(bytes, end, static_cast<std::size_t>(count)))
+            count = static_cast<int>(static_cast<const unsigned char*>(place) - bytes);
+    return count;
+}
+
+int lengthOfRun(const unsigned char* bytes, int count, char16_t) {
+    for (int i = 0; i < count; i++) {
+        char16_t unit;
+        std::memcpy(&unit, bytes + i * static_cast<int>(sizeof unit), sizeof unit);
+        if (unit == 0 || unit == u'\n' || unit == u'\r')
+            return i;
+    }
+    return count;
+}
+
+// Makes a line of runs, in the memory that its text has already.
 template<class Unit, class Text>
 class CLineCollector {
 public:
-    explicit CLineCollector(Text& target) : line(target) { line.Empty(); }
+    explicit CLineCollector(Text& target) : line(target) {}
 
-    void Add(Unit unit) {
-        if (count == kRunSize)
-            Flush();
-        run[count++] = unit;
+    void Add(const unsigned char* bytes, int count) {
+        std::memcpy(line.GetBuffer(length + count) + length, bytes,
+                    static_cast<std::size_t>(count) * sizeof(Unit));
+        length += count;
+        line.ReleaseBuffer(length);
     }
-    void Flush() {
-        const int length = line.GetLength();
-        std::copy_n(run, count, line.GetBuffer(length + count) + length);
-        line.ReleaseBuffer(length + count);
-        count = 0;
+    bool IsEmpty() const { return length == 0; }
+    /// What the text was before does not stay if there was no run.
+    void End() {
+        if (IsEmpty())
+            line.Empty();
     }
 
 private:
-    static constexpr int kRunSize = 256;
-
     Text& line;
-    Unit run[kRunSize];
-    int count = 0;
+    int length = 0;
 };
 
 } // namespace
@@ -218,34 +235,36 @@ void CArchive::WriteUnicodeString(const char16_t* text, bool addLineEnd) {
 
 template<class Unit, class Text>
 bool CArchive::readLine(Text& line) {
+    constexpr int kUnitSize = sizeof(Unit);
     CLineCollector<Unit, Text> collector(line);
-    if (!assertUsable(Loading))
+    if (!assertUsable(Loading)) {
+        collector.End();
         return false;
-    bool hasStarted = false;
+    }
     Unit unit = 0;
     try {
-        for (load(unit); unit != '\r' && unit != '\n'; load(unit)) {
-            hasStarted = true;
-            if (unit == 0) {
-                collector.Flush();
-                GenCheck(ERR_BAD_TEXT_FILE, name);
-                return true;
-            }
-            collector.Add(unit);
+        for (bool isWhole = false; !isWhole;) {
+            if (unusedBufferSize() < kUnitSize)
+                fillBuffer(kUnitSize);
+            const int units = unusedBufferSize() / kUnitSize;
+            const int run = lengthOfRun(buffer.Ptr() + position, units, Unit());
+            if (run > 0)
+                collector.Add(takeBytes(run * kUnitSize), run);
+            isWhole = run < units;
         }
+        load(unit);
     } catch (CFileException* e) {
+        collector.End();
         if (e->ErrorType() != CFileException::endOfFile)
             throw;
         e->Delete();
-        collector.Flush();
-        return hasStarted;
+        return !collector.IsEmpty();
     }
-    collector.Flush();
-    if (unit == '\r') {
+    collector.End();
+    if (unit == '\r')
         load(unit);
-        if (unit != '\n')
-            GenCheck(ERR_BAD_TEXT_FILE, name);
-    }
+    if (unit != '\n')
+        GenCheck(ERR_BAD_TEXT_FILE, name);
     return true;
 }
 

@@ -2,6 +2,7 @@
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
+#include <tarnkit/hash_table.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/messages.h>
 #include <tarnkit/temp_file.h>
@@ -46,23 +47,44 @@ constexpr int kMostSearchedFolders = 100;
 struct CTempFile {
     CUnicodeString name; // a full path
     bool isInternal;     // not made by a client of the library, so not his to remove
+    bool isMade = false; // otherwise it is about to be, and nobody knows it yet
 };
+
+// Names that `isSameName` takes for one have the same hash. Takes no memory.
+int hashOfName(const CUnicodeString& path) {
+    unsigned hash = 0;
+    for (int i = 0; i < path.GetLength(); i++) {
+        char16_t unit = path[i] == u'/' ? u'\\' : path[i];
+        if (unit >= 0xD800 && unit <= 0xDFFF) // halves have no case of their own
+            continue;
+        if (unit >= 0x80)
+            Platform::CharLowerBuffW(&unit, 1);
+        else if (unit >= u'A' && unit <= u'Z')
+            unit += u'a' - u'A';
+        hash = hash * 31 + unit;
+    }
+    return static_cast<int>(hash);
+}
+
+// A full path, by which a file is found.
+struct CWanted {
+    const CUnicodeString& path;
+};
+
+int HashKey(const CTempFile& file) { return hashOfName(file.name); }
+int HashKey(const CWanted& wanted) { return hashOfName(wanted.path); }
+bool AreHashTableKeysEqual(const CTempFile& a, const CTempFile& b) { return isSameName(a.name, b.name); }
+bool AreHashTableKeysEqual(const CTempFile& file, const CWanted& wanted) {
+    return isSameName(file.name, wanted.path);
+}
 
 // What the process remembers of its temporary files.
 struct CTempFiles {
     CUnicodeString chosenDir;
-    CArray<CTempFile> files;
-    int reserved = 0; // the names that are about to be added
+    CHashTable<CTempFile> files;
     CArray<CTempFolder> folders;
     CArray<CUnicodeString> searchedFolders; // for what other processes have left
 
-    // The index in the list of the file with this full path, or -1.
-    int Find(const CUnicodeString& path) const {
-        for (int i = 0; i < files.Size(); i++)
-            if (isSameName(files[i].name, path))
-                return i;
-        return -1;
-    }
     CTempFolder* FindFolder(const CUnicodeString& dir) {
         for (CTempFolder& folder : folders)
             if (isSameSpelling(folder.dir, dir))
@@ -74,7 +96,7 @@ struct CTempFiles {
 constinit CSharedState<CTempFiles> tempFiles;
 
 bool isListed(const CUnicodeString& path) {
-    return tempFiles.Use([&](CTempFiles& files) { return files.Find(path) >= 0; });
+    return tempFiles.Use([&](CTempFiles& all) { return all.files.FindByKey(CWanted{path}) != nullptr; });
 }
 
 // Forgets a file of the folder, and the mark there when nothing needs it any more.
@@ -93,12 +115,9 @@ void leaveFolder(const CUnicodeString& dir) {
 
 void removeFromList(const CUnicodeString& path) {
     const CUnicodeString name = tempFiles.Use([&](CTempFiles& all) {
-        const int place = all.Find(path);
-        CUnicodeString found;
-        if (place >= 0) {
-            found = all.files[place].name;
-            all.files.DeleteAt(place);
-        }
+        const CTempFile* file = all.files.FindByKey(CWanted{path});
+        const CUnicodeString found = file != nullptr ? file->name : CUnicodeString();
+        all.files.DeleteByKey(CWanted{path});
         return found;
     });
     if (!name.IsEmpty())
@@ -119,27 +138,23 @@ void protect(const CUnicodeString& path) {
         ThrowFileException(Platform::GetLastError(), path);
 }
 
-// Room in the list for one more name, so that adding it takes no memory.
-class CReservation {
-public:
-    CReservation() {
-        CMemoryManagerSwitcher toDefault(nullptr); // outlives every caller
-        tempFiles.Use([](CTempFiles& files) {
-            files.files.Reserve(files.files.Size() + files.reserved + 1);
-            files.reserved++;
-        });
+// Lists a file before it is made, so that none is made that cannot be listed.
+void addToList(const CTempFile& file) {
+    CMemoryManagerSwitcher toDefault(nullptr); // outlives every caller
+    try {
+        tempFiles.Use([&](CTempFiles& all) { all.files.Insert(file); });
+    } catch (...) {
+        leaveFolder(FolderOf(file.name));
+        throw;
     }
-    ~CReservation() {
-        tempFiles.Use([](CTempFiles& files) { files.reserved--; });
-    }
+}
 
-    CReservation(const CReservation&) = delete;
-    CReservation& operator=(const CReservation&) = delete;
-
-    void Use(const CTempFile& file) {
-        tempFiles.Use([&](CTempFiles& files) { files.files.Add(file); });
-    }
-};
+void setMade(const CUnicodeString& path) {
+    tempFiles.Use([&](CTempFiles& all) {
+        if (CTempFile* file = all.files.FindByKey(CWanted{path}); file != nullptr)
+            file->isMade = true;
+    });
+}
 
 bool areTempFilesKept() { return ReadLibraryFlag(u"KeepTempFiles", false); }
 
@@ -198,8 +213,8 @@ bool enterFolder(const CUnicodeString& dir) {
     return true;
 }
 
-// Creates a file in a folder and counts it there. Returns an empty name with the last error.
-CUnicodeString create(const CUnicodeString& dir, const char16_t* prefix) {
+// Creates a file in a folder, counts it there and lists it. Returns an empty name with the last error.
+CUnicodeString create(const CUnicodeString& dir, const char16_t* prefix, bool isInternal) {
     if (dir.IsEmpty()) { // would be the directory that the process was started in
         Platform::SetLastError(ERROR_PATH_NOT_FOUND);
         return dir;
@@ -211,14 +226,13 @@ CUnicodeString create(const CUnicodeString& dir, const char16_t* prefix) {
                 return name;
             continue;
         }
-        const HANDLE file =
-            Platform::CreateFileW(name, GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY);
-        if (file != INVALID_HANDLE_VALUE) {
-            Platform::CloseHandle(file);
+        addToList({name, isInternal});
+        if (Platform::CreateTemporaryFileW(name)) {
+            setMade(name);
             return name;
         }
         const DWORD code = Platform::GetLastError();
-        leaveFolder(dir);
+        removeFromList(name);
         if (code != ERROR_FILE_EXISTS) {
             Platform::SetLastError(code);
             return CUnicodeString();
@@ -226,18 +240,14 @@ CUnicodeString create(const CUnicodeString& dir, const char16_t* prefix) {
     }
 }
 
-// Creates and lists a file. Returns an empty name with the last error.
+// The same in any folder, with any prefix.
 CUnicodeString newFile(const CUnicodeString& dir, const char16_t* prefix, bool isInternal) {
     const CUnicodeString start(prefix == nullptr || *prefix == 0 ? kDefaultPrefix : prefix);
     if (start.FindOneOf(kNeverInNames) >= 0) { // might lead into another folder
         Platform::SetLastError(ERROR_INVALID_NAME);
         return CUnicodeString();
     }
-    CReservation place; // so that no file is created that cannot be listed
-    const CUnicodeString name = create(markedFolder(dir), start);
-    if (!name.IsEmpty())
-        place.Use({name, isInternal});
-    return name;
+    return create(markedFolder(dir), start, isInternal);
 }
 
 CUnicodeString checked(const CUnicodeString& name, const CUnicodeString& dir) {
@@ -375,11 +385,22 @@ void dispose(const CUnicodeString& path, bool isKept) {
     removeFromList(path);
 }
 
+// The files that are there, in the order in which they were made.
+CArray<CTempFile> listed() {
+    return tempFiles.Use([](CTempFiles& all) {
+        CArray<CTempFile> made;
+        for (const CTempFile& file : all.files)
+            if (file.isMade)
+                made.Add(file);
+        return made;
+    });
+}
+
 // Disposes of the files that clients have made, or of all. Throws the first failure at the end.
 void disposeOfAll(bool internalToo) {
     const bool areKept = areTempFilesKept();
     std::exception_ptr failure;
-    const CArray<CTempFile> all = tempFiles.Use([](CTempFiles& files) { return files.files; });
+    const CArray<CTempFile> all = listed();
     for (int i = all.Size() - 1; i >= 0; i--) {
         try {
             if (internalToo || !all[i].isInternal)

@@ -9,7 +9,6 @@
 #include "files/whole_text.h"
 #include "strings/byte_order_mark.h"
 
-#include <algorithm>
 #include <climits>
 #include <optional>
 
@@ -25,19 +24,11 @@ constexpr unsigned kUtf8 = 65001;
 constexpr char kUtf8Mark[] = "\xEF\xBB\xBF";
 constexpr char16_t kReplacement = 0xFFFD; // stands for bytes that are not UTF-8
 
-template<class Unit, std::size_t count>
-bool isOneOf(Unit unit, const Unit (&units)[count]) {
-    return std::find(units, units + count, unit) != units + count;
-}
-
-bool isLineBreak(char unit) {
-    static constexpr char kLineBreaks[] = {'\n', '\r', '\v', '\f'};
-    return isOneOf(unit, kLineBreaks);
-}
+// LF, VT, FF and CR follow each other.
+bool isLineBreak(char unit) { return unit >= '\n' && unit <= '\r'; }
 
 bool isLineBreak(char16_t unit) {
-    static constexpr char16_t kLineBreaks[] = {u'\n', u'\r', u'\v', u'\f', u'\u2028', u'\u2029'};
-    return isOneOf(unit, kLineBreaks);
+    return (unit >= u'\n' && unit <= u'\r') || unit == u'\u2028' || unit == u'\u2029';
 }
 
 // Appends the lines of `text` to `lines`.
@@ -46,44 +37,44 @@ void splitLines(const String& text, CArray<String>& lines) {
     const int length = text.GetLength();
     if (length == 0)
         return;
+    const auto* const units = text.Ptr();
     for (int start = 0; start <= length;) {
         int end = start;
-        while (end < length && !isLineBreak(text[end]))
+        while (end < length && !isLineBreak(units[end]))
             end++;
         lines.Add(text.Mid(start, end - start));
         start = end + 1;
-        if (end < length && text[end] == '\r' && text[start] == '\n')
+        if (end < length && units[end] == '\r' && units[start] == '\n')
             start++;
     }
 }
 
 // The next `length` units of the file, with spaces instead of zeros. Sets `hasZeros` if there were some.
-template<class String, class Adjust>
-String readUnits(CFile& file, int length, bool* hasZeros, Adjust adjust) {
+template<class String>
+String readUnits(CFile& file, int length, bool* hasZeros, bool isSwapped = false) {
     String text;
     auto* units = text.GetBuffer(length);
     file.ReadRecord(units, length * static_cast<int>(sizeof *units));
-    for (int i = 0; i < length; i++) {
-        adjust(units[i]);
-        if (units[i] != 0)
-            continue;
-        units[i] = ' ';
-        if (hasZeros != nullptr)
-            *hasZeros = true;
+    if constexpr (sizeof *units == sizeof(char16_t))
+        for (int i = 0; isSwapped && i < length; i++)
+            units[i] = static_cast<char16_t>(units[i] << 8 | units[i] >> 8);
+    bool isZeroFound = false;
+    for (int i = 0; i < length; i++) { // without branches, so that the compiler takes several at a time
+        isZeroFound |= units[i] == 0;
+        units[i] = units[i] == 0 ? ' ' : units[i];
     }
+    if (hasZeros != nullptr && isZeroFound)
+        *hasZeros = true;
     text.ReleaseBuffer(length);
     return text;
 }
 
 CUnicodeString readUtf16(CFile& file, int length, bool isSwapped, bool* hasZeros) {
-    return readUnits<CUnicodeString>(file, length, hasZeros, [isSwapped](char16_t& unit) {
-        if (isSwapped)
-            unit = static_cast<char16_t>(unit << 8 | unit >> 8);
-    });
+    return readUnits<CUnicodeString>(file, length, hasZeros, isSwapped);
 }
 
 CString readBytes(CFile& file, int length, bool* hasZeros = nullptr) {
-    return readUnits<CString>(file, length, hasZeros, [](char) {});
+    return readUnits<CString>(file, length, hasZeros);
 }
 
 // A check, because the call on the length is for files that fit and would report misuse.

@@ -42,7 +42,7 @@ CTextStream& CTextStream::operator<<(double value) { return write(value); }
 
 CTextStream& operator<<(CTextStream& stream, const CUnicodeString& text) { return stream << text.Ptr(); }
 CTextStream& operator<<(CTextStream& stream, rational value) {
-    return stream << value.Numerator() << "/" << value.Denominator();
+    return stream << UnicodeStr(value.Numerator()) + u"/" + UnicodeStr(value.Denominator());
 }
 
 void CTextStream::Flush() {

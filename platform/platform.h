@@ -62,6 +62,9 @@ BOOL TlsSetValue(DWORD index, void* value);
 // Files.
 /// On POSIX only its owner can read a new file that has FILE_ATTRIBUTE_TEMPORARY.
 HANDLE CreateFileW(const char16_t* name, DWORD access, DWORD share, DWORD disposition, DWORD attributes);
+/// Creates an empty file as `CreateFileW` does with CREATE_NEW and FILE_ATTRIBUTE_TEMPORARY, and closes it.
+/// Whether its name exists in another spelling is not asked: it must be one that nobody else can have chosen.
+BOOL CreateTemporaryFileW(const char16_t* name);
 /// What Windows CE requires for a file that is going to be mapped; elsewhere the same as `CreateFileW`.
 HANDLE CreateFileForMappingW(const char16_t* name, DWORD access, DWORD share, DWORD disposition,
                              DWORD attributes);

@@ -64,7 +64,7 @@ DWORD makeDirectory(const char16_t* text) {
         return ERROR_ALREADY_EXISTS;
     if (code != ERROR_FILE_NOT_FOUND)
         return code;
-    if (const DWORD failure = CheckParentWritable(name.path); failure != ERROR_SUCCESS)
+    if (const DWORD failure = CheckParentWritable(name); failure != ERROR_SUCCESS)
         return failure;
     if (mkdir(name.path.c_str(), kPermissions) != 0)
         return errno == ENOENT ? DWORD{ERROR_PATH_NOT_FOUND} : CodeOf(errno);

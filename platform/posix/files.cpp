@@ -109,6 +109,10 @@ HANDLE CreateFileW(const char16_t* name, DWORD access, DWORD share, DWORD dispos
     return handle;
 }
 
+BOOL CreateTemporaryFileW(const char16_t* name) {
+    return Report(Guarded([&] { return CreateTemporary(name); }));
+}
+
 HANDLE CreateFileForMappingW(const char16_t* name, DWORD access, DWORD share, DWORD disposition,
                              DWORD attributes) {
     return CreateFileW(name, access, share, disposition, attributes);

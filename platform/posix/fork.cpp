@@ -20,8 +20,9 @@ namespace {
 
 // A lock comes before those that are held while it is taken.
 constexpr const Posix::ForkHandlers* kHandlersOfThePort[] = {
-    &Posix::kPagesAtFork,    &Posix::kRegionsAtFork, &Posix::kHeapsAtFork, &Posix::kHandlesAtFork,
-    &Posix::kCLibraryAtFork, &Posix::kModulesAtFork, &Posix::kBoxesAtFork, &Posix::kRegistryAtFork};
+    &Posix::kPagesAtFork,   &Posix::kRegionsAtFork,  &Posix::kHeapsAtFork,
+    &Posix::kHandlesAtFork, &Posix::kCLibraryAtFork, &Posix::kFoldersAtFork,
+    &Posix::kModulesAtFork, &Posix::kBoxesAtFork,    &Posix::kRegistryAtFork};
 
 void handleForks() {
     for (const Posix::ForkHandlers* handlers : kHandlersOfThePort)

@@ -8,6 +8,13 @@ HANDLE CreateFileW(const char16_t* name, DWORD access, DWORD share, DWORD dispos
     return ::CreateFileW(wide(name), access, share, nullptr, disposition, attributes, nullptr);
 }
 
+BOOL CreateTemporaryFileW(const char16_t* name) {
+    const HANDLE file = CreateFileW(name, GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY);
+    if (file != INVALID_HANDLE_VALUE)
+        ::CloseHandle(file);
+    return file != INVALID_HANDLE_VALUE;
+}
+
 HANDLE CreateFileForMappingW(const char16_t* name, DWORD access, DWORD share, DWORD disposition,
                              DWORD attributes) {
     return CreateFileW(name, access, share, disposition, attributes);

@@ -291,7 +291,7 @@ const struct CScenario {
     void (*prepare)() = prepareFolder;
     TState (*state)() = filesAndResult;
 } kScenarios[] = {
-    {"SaveDocument", 500, [] { saveThrough(in("")); }},
+    {"SaveDocument", 400, [] { saveThrough(in("")); }},
     {"SaveAcrossDisks", 500, [] { saveThrough(NameOf(otherDisk)); }},
     {"WriteText", 300,
      [] {
@@ -353,7 +353,7 @@ const struct CScenario {
      isBegun},
     {"Copy", 150, [] { FileSystem::Copy(in("second"), in("old")); }, nullptr, kUsual, prepareTwoFiles},
     {"CopyToNew", 140, [] { FileSystem::Copy(in("old"), in("new")); }},
-    {"Move", 100, [] { FileSystem::Move(in("old"), in("new")); }, isSomewhere},
+    {"Move", 90, [] { FileSystem::Move(in("old"), in("new")); }, isSomewhere},
     {"MoveAcrossDisks", 200, [] { FileSystem::Move(NameOf(otherDisk / "source"), in("new")); }, isSomewhere,
      kUsual, prepareSource, filesAndSource},
     {"DelTree", 150, [] { FileSystem::DelTree(in("tree")); }, isPartOfBefore, kUsual, prepareTree},

@@ -166,7 +166,7 @@ DWORD openExisting(const Request& request, const Name& name, OpenFile& file) {
 DWORD create(const Request& request, const Name& name, bool throughLink, OpenFile& file) {
     if (name.endsWithSeparator)
         return ERROR_INVALID_NAME;
-    if (const DWORD code = throughLink ? DWORD{ERROR_SUCCESS} : CheckParentWritable(name.path);
+    if (const DWORD code = throughLink ? DWORD{ERROR_SUCCESS} : CheckParentWritable(name);
         code != ERROR_SUCCESS)
         return code;
     String pathToDelete = request.DeletesOnClose() ? name.path : String();
@@ -260,6 +260,21 @@ DWORD Open(const char16_t* name, DWORD access, DWORD share, DWORD disposition, D
     if (code != ERROR_SUCCESS)
         file.reset();
     return code == kLookAgain ? DWORD{ERROR_SHARING_VIOLATION} : code;
+}
+
+DWORD CreateTemporary(const char16_t* name) {
+    String path;
+    if (ToDisk(name, path) == ERROR_SUCCESS && CheckParentWritable(path) == ERROR_SUCCESS) {
+        const int descriptor = openDescriptor(path, O_WRONLY | O_CREAT | O_EXCL, kNewTemporaryMode);
+        if (descriptor >= 0) {
+            close(descriptor);
+            return ERROR_SUCCESS;
+        }
+    }
+    // The folder may be spelled in another way. If not, this says what is wrong.
+    Owned<OpenFile> file;
+    bool existed;
+    return Open(name, GENERIC_WRITE, 0, CREATE_NEW, FILE_ATTRIBUTE_TEMPORARY, file, existed);
 }
 
 DWORD ReadFrom(OpenFile& file, void* buffer, std::size_t size, std::size_t& done) {

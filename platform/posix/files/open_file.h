@@ -33,6 +33,9 @@ struct OpenFile : HandleObject {
 DWORD Open(const char16_t* name, DWORD access, DWORD share, DWORD disposition, DWORD attributes,
            Owned<OpenFile>& file, bool& existed);
 
+/// Creates an empty file as `CreateTemporaryFileW` does.
+DWORD CreateTemporary(const char16_t* name);
+
 /// Transfers all `size` bytes, or those up to the end of the file, and moves the position. `done` is the
 /// number of bytes transferred, even if a later part failed. The access rights are not checked.
 DWORD ReadFrom(OpenFile& file, void* buffer, std::size_t size, std::size_t& done);

@@ -1,11 +1,11 @@
 #include "platform/posix/files/paths.h"
 
+#include "platform/posix/files/folder_search.h"
 #include "platform/posix/support/error_codes.h"
 #include "platform/posix/text/utf8.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <string_view>
 
 namespace Tarn::Platform::Posix {
 
@@ -91,58 +91,28 @@ void stepUp(String& path) {
     path.resize(separator == String::npos ? 0 : separator == 0 ? 1 : separator);
 }
 
-bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-/// Compares names on disk regardless of case, and fast if both are ASCII, as most are.
-class CaseBlindName {
-public:
-    explicit CaseBlindName(const String& nameOnDisk)
-        : name(nameOnDisk), folded(Fold(ToWide(nameOnDisk))), isPlain(isAscii(nameOnDisk)) {}
-
-    bool Matches(std::string_view other) const {
-        if (!isPlain || !isAscii(other))
-            return Fold(ToWide(other.data(), other.size())) == folded;
-        return std::equal(name.begin(), name.end(), other.begin(), other.end(),
-                          [](char a, char b) { return lower(a) == lower(b); });
-    }
-
-private:
-    static char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
-
-    const String& name;
-    U16String folded;
-    bool isPlain;
-};
-
-/// The entry of `directory` that differs from the wanted name only in case; of several, the first in byte
-/// order. Empty if there is none; if the directory could not be searched, the code says why.
-DWORD findIgnoringCase(const String& directory, const String& wanted, String& found) {
-    const CaseBlindName name(wanted);
-    const DirectoryEntries entries(opendir(directory.c_str()));
-    if (!entries)
-        return errno == EACCES ? DWORD{ERROR_SUCCESS} : CodeOf(errno);
-    while (const dirent* entry = readdir(entries.get()))
-        if (name.Matches(entry->d_name) && (found.empty() || found.compare(entry->d_name) > 0))
-            found = entry->d_name;
-    return ERROR_SUCCESS;
-}
-
-/// Follows `path` component by component, each as spelled or else regardless of case; `result.path` becomes
-/// the path as it is on disk.
+/// Follows `path`, which is missing as it is spelled, component by component, each as spelled or else
+/// regardless of case; `result.path` becomes the path as it is on disk.
 DWORD walk(const String& path, Name& result) {
-    String real = path[0] == '/' ? "/" : "";
-    for (std::size_t start = real.size(); start < path.size();) {
+    const std::size_t last = path.rfind('/');
+    // Usually the folder exists.
+    const bool isFolderThere = last != String::npos && last > 0 &&
+                               Query(path.substr(0, last).c_str(), result.folder) == 0 &&
+                               result.folder.IsDirectory();
+    String real = isFolderThere ? path.substr(0, last) : path[0] == '/' ? "/" : "";
+    for (std::size_t start = isFolderThere ? last + 1 : real.size(); start < path.size();) {
         const std::size_t end = std::min(path.find('/', start), path.size());
         const bool isLast = end == path.size();
         const String component = path.substr(start, end - start);
         start = end + 1;
         String candidate = Join(real, component);
-        int error = Query(candidate.c_str(), result.entry, AT_SYMLINK_NOFOLLOW);
+        int error = isFolderThere ? ENOENT : Query(candidate.c_str(), result.entry, AT_SYMLINK_NOFOLLOW);
         if (error == ENOENT) {
+            const String directory = real.empty() ? "." : real;
+            if (!isFolderThere && Query(directory.c_str(), result.folder) != 0)
+                result.folder = FileInformation();
             String found;
-            const DWORD code = findIgnoringCase(real.empty() ? "." : real, component, found);
+            const DWORD code = FindIgnoringCase(directory, result.folder, component, found);
             if (code == ERROR_FILE_NOT_FOUND || (found.empty() && !isLast))
                 return ERROR_PATH_NOT_FOUND;
             if (code != ERROR_SUCCESS)
@@ -159,6 +129,7 @@ DWORD walk(const String& path, Name& result) {
         }
     }
     result.path = real;
+    result.folder = FileInformation(); // nobody asks for that of an existing file
     return ERROR_SUCCESS;
 }
 
@@ -257,6 +228,12 @@ DWORD Find(const char16_t* name, Name& result) {
         Query(result.path.c_str(), result.target);
     return result.endsWithSeparator && !result.IsDirectory() ? DWORD{ERROR_INVALID_NAME}
                                                              : DWORD{ERROR_SUCCESS};
+}
+
+DWORD CheckParentWritable(const Name& name) {
+    if (name.folder.mode == 0)
+        return CheckParentWritable(name.path);
+    return name.folder.IsReadOnly() ? DWORD{ERROR_ACCESS_DENIED} : DWORD{ERROR_SUCCESS};
 }
 
 DWORD CheckParentWritable(const String& path) {

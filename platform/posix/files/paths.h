@@ -54,6 +54,8 @@ struct Name {
     /// The name itself, and what it leads to: another file when the name is a symbolic link.
     FileInformation entry;
     FileInformation target;
+    /// The directory of a file that is missing; empty if it is not known.
+    FileInformation folder;
 
     bool IsDirectory() const { return target.IsDirectory(); }
     bool IsBrokenLink() const { return target.IsLink(); }
@@ -66,5 +68,7 @@ DWORD Find(const char16_t* name, Name& result);
 
 /// ERROR_ACCESS_DENIED if the directory that contains `path` has no write bit, otherwise ERROR_SUCCESS.
 DWORD CheckParentWritable(const String& path);
+/// The same for a name that `Find` has looked for just now.
+DWORD CheckParentWritable(const Name& name);
 
 } // namespace Tarn::Platform::Posix

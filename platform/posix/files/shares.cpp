@@ -73,12 +73,13 @@ int markWriteOnly(int descriptor, off_t mark) {
 }
 
 int setMarks(int descriptor, Marks marks) {
-    const bool canRead = (fcntl(descriptor, F_GETFL) & O_ACCMODE) != O_WRONLY;
     int error = 0;
     anyRun(marks, [&](off_t first, off_t count) {
-        if (canRead)
-            error = setLock(descriptor, F_RDLCK, kArea + first, count);
-        for (off_t i = 0; !canRead && i < count && error == 0; i++)
+        error = setLock(descriptor, F_RDLCK, kArea + first, count);
+        if (error != EBADF)
+            return error != 0;
+        error = 0; // a descriptor that can only write
+        for (off_t i = 0; i < count && error == 0; i++)
             error = markWriteOnly(descriptor, first + i);
         return error != 0;
     });
@@ -86,6 +87,8 @@ int setMarks(int descriptor, Marks marks) {
 }
 
 bool haveOthersMarks(int descriptor, Marks marks) {
+    if (!isLockedByOthers(descriptor, kArea, kAreaLength))
+        return false;
     if (anyRun(marks,
                [&](off_t first, off_t count) { return isLockedByOthers(descriptor, kArea + first, count); }))
         return true;

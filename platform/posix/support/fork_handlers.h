@@ -28,6 +28,7 @@ extern const ForkHandlers kPagesAtFork;
 extern const ForkHandlers kRegionsAtFork;
 extern const ForkHandlers kHeapsAtFork;
 extern const ForkHandlers kHandlesAtFork;
+extern const ForkHandlers kFoldersAtFork;
 extern const ForkHandlers kCLibraryAtFork;
 extern const ForkHandlers kBoxesAtFork;
 extern const ForkHandlers kModulesAtFork;

@@ -3,6 +3,8 @@
 #include "tests/platform/files_fixture.h"
 
 #include <fcntl.h>
+#include <random>
+#include <set>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -466,4 +468,59 @@ TEST_F(PosixFiles, AreRemovedWithTheirTreeAsDeepAsThereAreFoldersUnlessOneStopsI
     }
     EXPECT_EQ(codeOf([&] { return P::RemoveTreeW(u"tree/a/b\uF001/c", failed, 99); }), ERROR_DIRECTORY);
     EXPECT_TRUE(P::RemoveTreeW(u"tree/", failed, 99));
+}
+
+// A folder so large that its names stay in memory, against what is on the disk; changed by this process, by
+// others and by the library, renamed, and gone and there again.
+TEST_F(PosixFiles, AreFoundRegardlessOfCaseInLargeFoldersWhateverHasChangedThere) {
+    P::HandleForks(nullptr, nullptr, nullptr);
+    std::mt19937 random(11);
+    fs::create_directory("large");
+    for (int i = 0; i < 150; i++)
+        std::ofstream("large/Name-" + std::to_string(i)) << i;
+    std::set<std::string> there; // spellings of one name
+    Text place = u"large\\";
+    const std::string spellings[] = {"K\xC3\x84x", "k\xC3\xA4x", "K\xC3\xA4X", "K\xC3\x84X"};
+    for (int step = 0; step < 600; step++) {
+        const std::string path(place.begin(), place.end() - 1);
+        const std::string name = spellings[random() % 4];
+        const std::string file = path + "/" + name;
+        const auto change = [&] {
+            if (there.contains(name))
+                return random() % 2 == 0 ? unlink(file.c_str())
+                                         : rename(file.c_str(), (path + std::to_string(step)).c_str());
+            return random() % 2 == 0 ? mknod(file.c_str(), S_IFREG | 0600, 0)
+                                     : link("files/file", file.c_str());
+        };
+        const int result = step % 50 == 1 ? Tarn::RunInChild(change) : change();
+        ASSERT_EQ(result, 0) << file;
+        if (there.erase(name) == 0)
+            there.insert(name);
+        if (step % 97 == 96) { // another folder gets the name
+            place = place == u"large\\" ? u"large2\\" : u"large\\";
+            fs::rename(path, place == u"large\\" ? "large" : "large2");
+            fs::create_directory(path);
+        }
+        if (step % 211 == 210) // more changes than the system keeps for a process
+            for (int i = 0; i < 9000; i++) {
+                const std::string other = path + "/other-" + std::to_string(i);
+                mknod(other.c_str(), S_IFREG | 0600, 0);
+                unlink(other.c_str());
+            }
+        WIN32_FIND_DATAW data;
+        const HANDLE search = P::FindFirstFileW((place + u"k\u00C4x").c_str(), &data);
+        ASSERT_EQ(search != INVALID_HANDLE_VALUE, !there.empty()) << step;
+        if (there.empty())
+            continue;
+        P::FindClose(search);
+        EXPECT_EQ(fs::path(Text(data.cFileName)).string(), *there.begin()) << step;
+    }
+    const auto queues = [] {
+        int count = 0;
+        for (const auto& open : fs::directory_iterator("/proc/self/fd"))
+            count += fs::exists(open) && fs::read_symlink(open).string() == "anon_inode:inotify";
+        return count;
+    };
+    EXPECT_LE(queues(), 1);
+    EXPECT_EQ(Tarn::RunInChild(queues), 0) << "the queue of changes is that of the parent";
 }
