@@ -3,6 +3,7 @@
 #include "tests/files/support.h"
 
 #include <tarnkit/file.h>
+#include <tarnkit/message_handlers.h>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -19,17 +20,23 @@ namespace fs = std::filesystem;
 Path document;
 
 template<int error>
-int refuse(const CCall&) {
+int refuse(CCall&) {
     return error;
 }
 
-int interrupt(const CCall&) {
+int interrupt(CCall&) {
     static int calls = 0;
     return calls++ % 2 == 0 ? EINTR : 0;
 }
 
+int fillUpInTheMiddle(CCall& call) {
+    static int calls = 0;
+    call.arguments[2] = 4; // of the bytes to write
+    return calls++ % 2 == 0 ? 0 : ENOSPC;
+}
+
 template<int error>
-int refuseFolder(const CCall& call) {
+int refuseFolder(CCall& call) {
     struct stat status {};
     const bool isFolder = call.name == "fsync" ? fstat(static_cast<int>(call.arguments[0]), &status) == 0 &&
                                                      S_ISDIR(status.st_mode)
@@ -38,7 +45,7 @@ int refuseFolder(const CCall& call) {
 }
 
 // The marks of a claim are set and compared while no other claim may begin.
-int tryToClaim(const CCall& call) {
+int tryToClaim(CCall& call) {
     if (call.arguments[1] != F_OFD_GETLK)
         return 0;
     const int other = open(("/proc/self/fd/" + std::to_string(call.arguments[0])).c_str(), O_RDONLY);
@@ -50,7 +57,7 @@ int tryToClaim(const CCall& call) {
 enum TChange { kAppears, kVanishes, kBecomesAPipe };
 
 template<TChange change>
-int exchange(const CCall& call) {
+int exchange(CCall& call) {
     if (document.filename() != Path(call.Path(change == kAppears ? 3 : 1)).filename())
         return 0;
     fs::remove(document);
@@ -60,6 +67,7 @@ int exchange(const CCall& call) {
 }
 
 void write() { CFile::WriteANSIText(NameOf(document), "new"); }
+void log() { CFileMessageHandler(NameOf(document)).ShowMessage(nullptr, u"lost", u"", 0); }
 void writeAnew() {
     fs::remove(document);
     write();
@@ -95,7 +103,7 @@ void removeTree() { FileSystem::DelTree(NameOf(document.parent_path())); }
 const struct CRefusal {
     const char* name;
     std::string_view call;
-    int (*before)(const CCall&);
+    int (*before)(CCall&);
     void (*act)();
     DWORD failure = ERROR_SUCCESS;
     const char* contents = "new";
@@ -110,6 +118,7 @@ const struct CRefusal {
     {"WritingIsInterrupted", "pwrite64", interrupt, write},
     {"StoringIsInterrupted", "fsync", interrupt, write},
     {"TheQuotaIsUsedUp", "pwrite64", refuse<EDQUOT>, write, ERROR_DISK_FULL, "old"},
+    {"TheDiskTakesHalfAMessage", "pwrite64", fillUpInTheMiddle, log, ERROR_SUCCESS, "old"},
     {"TheFileIsClaimedByAnother", "fcntl64", tryToClaim, write},
     {"TheNameIsMounted", "rename", refuse<EBUSY>, writeInPlace},
     {"TheNameIsAnothers", "rename", refuse<EPERM>, writeInPlace},
