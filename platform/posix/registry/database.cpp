@@ -3,7 +3,6 @@
 #include "platform/posix/registry/log.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <iterator>
@@ -414,11 +413,10 @@ bool RegistryDatabase::isAsSeen() {
         return false;
     std::uint32_t difference = index[0] ^ kIndexVersion;
     for (int i = 0; i < kIndexWords; i++) {
-        const std::uint32_t word = index[i];
+        const std::uint32_t word = __atomic_load_n(index + i, __ATOMIC_ACQUIRE);
         difference |= word ^ seen[i];
         seen[i] = word;
     }
-    std::atomic_thread_fence(std::memory_order_acquire);
     return difference == 0;
 }
 
