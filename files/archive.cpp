@@ -65,6 +65,13 @@ template<class Unit, class Text>
 class CLineCollector {
 public:
     explicit CLineCollector(Text& target) : line(target) {}
+    /// What the text was before does not stay if there was no run.
+    ~CLineCollector() {
+        if (IsEmpty())
+            line.Empty();
+    }
+    CLineCollector(const CLineCollector&) = delete;
+    CLineCollector& operator=(const CLineCollector&) = delete;
 
     void Add(const unsigned char* bytes, int count) {
         std::memcpy(line.GetBuffer(length + count) + length, bytes,
@@ -73,11 +80,6 @@ public:
         line.ReleaseBuffer(length);
     }
     bool IsEmpty() const { return length == 0; }
-    /// What the text was before does not stay if there was no run.
-    void End() {
-        if (IsEmpty())
-            line.Empty();
-    }
 
 private:
     Text& line;
@@ -237,10 +239,8 @@ template<class Unit, class Text>
 bool CArchive::readLine(Text& line) {
     constexpr int kUnitSize = sizeof(Unit);
     CLineCollector<Unit, Text> collector(line);
-    if (!assertUsable(Loading)) {
-        collector.End();
+    if (!assertUsable(Loading))
         return false;
-    }
     Unit unit = 0;
     try {
         for (bool isWhole = false; !isWhole;) {
@@ -254,13 +254,11 @@ bool CArchive::readLine(Text& line) {
         }
         load(unit);
     } catch (CFileException* e) {
-        collector.End();
         if (e->ErrorType() != CFileException::endOfFile)
             throw;
         e->Delete();
         return !collector.IsEmpty();
     }
-    collector.End();
     if (unit == '\r')
         load(unit);
     if (unit != '\n')

@@ -44,8 +44,11 @@ public:
     int Encode(const char16_t* text, int size) {
         const char16_t* end = text + size;
         const bool composes = (flags & WC_COMPOSITECHECK) != 0;
+        const auto isAsciiRun = [&] {
+            return page.IsAsciiCompatible() && IsAscii(*text) && end - text > 1 && IsAscii(text[1]);
+        };
         while (text != end) {
-            if (page.IsAsciiCompatible() && IsAscii(*text) && end - text > 1 && IsAscii(text[1])) {
+            if (isAsciiRun()) {
                 // The last letter may have a mark after it.
                 const std::size_t ascii = AsciiRun(text, end);
                 const bool isFollowed = text + ascii != end && composes;
@@ -55,7 +58,8 @@ public:
             }
             const auto isMarked = [&] { return composes && end - text > 1 && MayBeMark(text[1]); };
             if ((flags & WC_NO_BEST_FIT_CHARS) == 0)
-                for (unsigned bytes; !isMarked() && (bytes = page.EncodeStraight(*text)) != 0;) {
+                for (unsigned bytes;
+                     !isMarked() && !isAsciiRun() && (bytes = page.EncodeStraight(*text)) != 0;) {
                     putBytes(bytes);
                     if (++text == end)
                         return output.Finish();
