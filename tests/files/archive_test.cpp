@@ -1,4 +1,5 @@
 #include "tests/files/support.h"
+#include "tests/support/refusing_manager.h"
 
 #include <tarnkit/tarnkit.h>
 
@@ -246,6 +247,12 @@ TEST(Archive, ReadsLinesThatEndInCrLfOrLfOrTheEndOfTheFile) {
     CUnicodeString line;
     failureOfLoading(wide, [&](CArchive& archive) { EXPECT_TRUE(archive.ReadUnicodeString(line)); });
     EXPECT_EQ(line, u"ж");
+    failureOfLoading(Bytes(2000, 'x'), [&](CArchive& archive) {
+        CRefusingManager manager;
+        CMemoryManagerSwitcher switching(&manager);
+        EXPECT_FALSE(manager.TryWith(0, [&] { archive.ReadUnicodeString(line); }));
+    });
+    EXPECT_EQ(line, u"") << "what it was before is gone whatever fails";
 }
 
 void serializeDocument(CArchive& archive) {
