@@ -1,3 +1,4 @@
+#include <tarnkit/byte_order.h>
 #include <tarnkit/failures.h>
 #include <tarnkit/hashing.h>
 
@@ -11,21 +12,33 @@ namespace {
 // The multiplicative hash of all keys; it wraps around.
 constexpr unsigned nextHash(unsigned hash, unsigned value) { return hash * 33 + value; }
 
+template<class Unit>
+unsigned valueOf(Unit unit) {
+    if constexpr (sizeof(Unit) == 1)
+        return static_cast<unsigned>(static_cast<signed char>(unit));
+    else
+        return unsigned{unit};
+}
+
 // The hash of a text, four units at a time: the products do not wait for each other.
 template<class Unit>
 int hashOf(const Unit* key) {
     constexpr unsigned k1 = 33, k2 = k1 * k1, k3 = k2 * k1, k4 = k3 * k1;
-    const auto value = [](Unit unit) {
-        if constexpr (sizeof(Unit) == 1)
-            return static_cast<unsigned>(static_cast<signed char>(unit));
-        else
-            return unsigned{unit};
-    };
     unsigned hash = 0;
     for (; key[0] != 0 && key[1] != 0 && key[2] != 0 && key[3] != 0; key += 4)
-        hash = hash * k4 + value(key[0]) * k3 + value(key[1]) * k2 + value(key[2]) * k1 + value(key[3]);
+        hash =
+            hash * k4 + valueOf(key[0]) * k3 + valueOf(key[1]) * k2 + valueOf(key[2]) * k1 + valueOf(key[3]);
     for (; *key != 0; key++)
-        hash = nextHash(hash, value(*key));
+        hash = nextHash(hash, valueOf(*key));
+    return static_cast<int>(hash);
+}
+
+// The same of a text that may end before its first NUL.
+template<class Unit>
+int hashOf(const Unit* key, const Unit* end) {
+    unsigned hash = 0;
+    for (; key != end && *key != 0; key++)
+        hash = nextHash(hash, valueOf(*key));
     return static_cast<int>(hash);
 }
 
@@ -52,12 +65,15 @@ int HashMemoryBlock(const void* block, int size) {
     for (; size >= wordSize; size -= wordSize, bytes += wordSize) {
         std::uint32_t word;
         std::memcpy(&word, bytes, sizeof(word));
-        hash = nextHash(hash, word);
+        hash = nextHash(hash, LittleEndian(word));
     }
     for (; size > 0; size--)
         hash = nextHash(hash, *bytes++);
     return static_cast<int>(hash);
 }
+
+int HashText(const char* text, std::size_t size) { return hashOf(text, text + size); }
+int HashText(const char16_t* text, std::size_t size) { return hashOf(text, text + size); }
 
 } // namespace Tarn
 

@@ -1,4 +1,5 @@
 #include <tarnkit/archive.h>
+#include <tarnkit/byte_order.h>
 #include <tarnkit/exceptions.h>
 #include <tarnkit/messages.h>
 #include <tarnkit/rational.h>
@@ -54,6 +55,7 @@ int lengthOfRun(const unsigned char* bytes, int count, char16_t) {
     for (int i = 0; i < count; i++) {
         char16_t unit;
         std::memcpy(&unit, bytes + i * static_cast<int>(sizeof unit), sizeof unit);
+        unit = LittleEndian(unit);
         if (unit == 0 || unit == u'\n' || unit == u'\r')
             return i;
     }
@@ -74,8 +76,9 @@ public:
     CLineCollector& operator=(const CLineCollector&) = delete;
 
     void Add(const unsigned char* bytes, int count) {
-        std::memcpy(line.GetBuffer(length + count) + length, bytes,
-                    static_cast<std::size_t>(count) * sizeof(Unit));
+        Unit* const run = line.GetBuffer(length + count) + length;
+        std::memcpy(run, bytes, static_cast<std::size_t>(count) * sizeof(Unit));
+        TurnLittleEndian(run, static_cast<std::size_t>(count));
         length += count;
         line.ReleaseBuffer(length);
     }
@@ -210,9 +213,10 @@ void CArchive::writeText(const Unit* text, std::size_t length, bool addLineEnd) 
     constexpr Unit kLineEnd[] = {'\r', '\n'};
     if (!require(length <= INT_MAX / sizeof(Unit), __LINE__))
         return;
-    Write(text, static_cast<int>(length * sizeof(Unit)));
+    const auto write = [this](const void* bytes, int size) { Write(bytes, size); };
+    WriteLittleEndian(text, length, write);
     if (addLineEnd)
-        Write(kLineEnd, sizeof kLineEnd);
+        WriteLittleEndian(kLineEnd, std::size(kLineEnd), write);
 }
 
 template<class Unit>
@@ -351,6 +355,7 @@ void CArchive::loadText(Text& text) {
     if (size <= bufferSize) {
         const void* bytes = getReadPtr(static_cast<int>(size));
         std::memcpy(loaded.GetBuffer(length), bytes, static_cast<std::size_t>(size));
+        TurnLittleEndian(loaded.GetBuffer(length), static_cast<std::size_t>(length));
         loaded.ReleaseBuffer(length);
     } else {
         const Int64 left = bytesLeftInFile();
@@ -361,6 +366,7 @@ void CArchive::loadText(Text& text) {
             const int step = std::min(length - done, std::max(done, firstStep));
             Unit* target = loaded.GetBuffer(done + step) + done; // throws if the bytes exceed an `int`
             Read(target, step * static_cast<int>(sizeof(Unit)));
+            TurnLittleEndian(target, static_cast<std::size_t>(step));
             done += step;
         }
     }

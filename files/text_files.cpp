@@ -1,13 +1,16 @@
 // The members of CFile that read and write whole files of text.
 #include <tarnkit/archive.h>
+#include <tarnkit/byte_order.h>
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
+#include <tarnkit/file_system.h>
 #include <tarnkit/messages.h>
 
 #include "files/file_replacement.h"
 #include "files/patience.h"
 #include "files/whole_text.h"
 #include "strings/byte_order_mark.h"
+#include "strings/text_units.h"
 
 #include <climits>
 #include <optional>
@@ -17,7 +20,7 @@ namespace Tarn {
 namespace {
 
 constexpr unsigned kForReading = CFile::ForReading | CFile::DenyWrite;
-constexpr int kWriteBufferSize = 4096;
+constexpr int kWriteBufferSize = 16384;
 
 constexpr int kUnitSize = sizeof(char16_t);
 constexpr unsigned kUtf8 = 65001;
@@ -51,26 +54,24 @@ void splitLines(const String& text, CArray<String>& lines) {
 
 // The next `length` units of the file, with spaces instead of zeros. Sets `hasZeros` if there were some.
 template<class String>
-String readUnits(CFile& file, int length, bool* hasZeros, bool isSwapped = false) {
+String readUnits(CFile& file, int length, bool* hasZeros, bool isBigEndian = false) {
     String text;
     auto* units = text.GetBuffer(length);
     file.ReadRecord(units, length * static_cast<int>(sizeof *units));
     if constexpr (sizeof *units == sizeof(char16_t))
-        for (int i = 0; isSwapped && i < length; i++)
-            units[i] = static_cast<char16_t>(units[i] << 8 | units[i] >> 8);
-    bool isZeroFound = false;
-    for (int i = 0; i < length; i++) { // without branches, so that the compiler takes several at a time
-        isZeroFound |= units[i] == 0;
-        units[i] = units[i] == 0 ? ' ' : units[i];
-    }
-    if (hasZeros != nullptr && isZeroFound)
+        if (isBigEndian == kIsLittleEndian)
+            SwapUnits(units, static_cast<std::size_t>(length));
+    int zero = TextUnits::LengthUpTo(units, length);
+    if (hasZeros != nullptr && zero < length)
         *hasZeros = true;
+    for (; zero < length; zero += 1 + TextUnits::LengthUpTo(units + zero + 1, length - zero - 1))
+        units[zero] = ' ';
     text.ReleaseBuffer(length);
     return text;
 }
 
-CUnicodeString readUtf16(CFile& file, int length, bool isSwapped, bool* hasZeros) {
-    return readUnits<CUnicodeString>(file, length, hasZeros, isSwapped);
+CUnicodeString readUtf16(CFile& file, int length, bool isBigEndian, bool* hasZeros) {
+    return readUnits<CUnicodeString>(file, length, hasZeros, isBigEndian);
 }
 
 CString readBytes(CFile& file, int length, bool* hasZeros = nullptr) {
@@ -78,10 +79,10 @@ CString readBytes(CFile& file, int length, bool* hasZeros = nullptr) {
 }
 
 // A check, because the call on the length is for files that fit and would report misuse.
-bool fitsIntoText(const CFile& file) {
+bool fitsIntoText(CFile& file) {
     const bool fits = file.GetLength64() <= INT_MAX;
     if (!fits)
-        GenCheck(TEXT_FILE_TOO_LARGE, file.UnicodeName());
+        GenCheck(TEXT_FILE_TOO_LARGE, file.GetFileName());
     return fits;
 }
 
@@ -97,7 +98,7 @@ std::optional<CUnicodeString> readIfUtf16(CFile& file, const CUnicodeString& fil
     }
     if (length % kUnitSize == 0)
         return readUtf16(file, length / kUnitSize - 1, mark == kSwappedByteOrderMark, hasZeros);
-    GenCheck(ERR_BAD_TEXT_FILE, fileName);
+    GenCheck(ERR_BAD_TEXT_FILE, FileSystem::ForDisplay(fileName));
     return CUnicodeString();
 }
 
@@ -113,7 +114,7 @@ bool convert(const CUnicodeString& text, unsigned codePage, const CUnicodeString
     result = text.CreateString(codePage);
     const bool isConverted = !result.IsEmpty() || *text.Ptr() == 0;
     if (!isConverted)
-        GenCheck(ERR_BAD_TEXT_FILE, fileName);
+        GenCheck(ERR_BAD_TEXT_FILE, FileSystem::ForDisplay(fileName));
     return isConverted;
 }
 
@@ -179,7 +180,8 @@ void CFile::ReadText(const CUnicodeString& fileName, CArray<CUnicodeString>& lin
 void CFile::WriteText(const CUnicodeString& fileName, const CUnicodeString& text) {
     writeFile(fileName, [&text](CFile& file) {
         file.WriteWord(kByteOrderMark);
-        file.Write(text.Ptr(), text.GetLength() * kUnitSize);
+        WriteLittleEndian(text.Ptr(), static_cast<std::size_t>(text.GetLength()),
+                          [&file](const void* bytes, int size) { file.Write(bytes, size); });
     });
 }
 

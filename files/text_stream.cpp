@@ -1,5 +1,7 @@
-#include <tarnkit/message_handlers.h>
 #include <tarnkit/text_stream.h>
+
+#include <tarnkit/byte_order.h>
+#include <tarnkit/message_handlers.h>
 
 #include "errors/requirement.h"
 #include "strings/byte_order_mark.h"
@@ -61,8 +63,9 @@ CTextStream& CTextStream::write(Number value) {
 
 // Called before the first output: a UTF-16 file begins with the byte order mark.
 void CTextStream::init() {
+    const char16_t mark = LittleEndian(kByteOrderMark);
     if (format == Unicode && file != nullptr && file->GetPosition() == 0)
-        file->Write(&kByteOrderMark, sizeof kByteOrderMark);
+        file->Write(&mark, sizeof mark);
     isStarted = true;
 }
 
@@ -86,7 +89,8 @@ void CTextStream::writeString(const CUnicodeString& text) {
     if (file == nullptr)
         Trace(u"%s", text.Ptr());
     else
-        file->Write(text.Ptr(), text.GetLength() * static_cast<int>(sizeof(char16_t)));
+        WriteLittleEndian(text.Ptr(), static_cast<std::size_t>(text.GetLength()),
+                          [this](const void* bytes, int size) { file->Write(bytes, size); });
 }
 
 } // namespace Tarn

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 namespace Tarn::TextUnits {
@@ -48,6 +49,18 @@ int order(Unit a, Unit b) {
 // How many blocks are looked at before one decision: to make it takes longer than to look at a block.
 constexpr std::size_t kGroup = 4;
 
+// As below, for a text at an odd address: in a packed record, or a literal for which GCC 12 shares the bytes
+// of an 8-bit one.
+const char16_t* findEndUnaligned(const char16_t* text, char16_t unit, std::size_t limit) {
+    for (const auto* bytes = reinterpret_cast<const char*>(text);; bytes += sizeof(char16_t), limit--) {
+        char16_t current = 0;
+        if (limit > 0)
+            std::memcpy(&current, bytes, sizeof current);
+        if (current == unit || current == 0)
+            return reinterpret_cast<const char16_t*>(bytes);
+    }
+}
+
 // The first unit that is `unit` or a terminator, or the one behind `limit` others. Aligned blocks and groups
 // are read whole, also what stands in them before and behind the text: they never reach into a page that the
 // text does not.
@@ -55,6 +68,8 @@ __attribute__((no_sanitize("address", "thread"))) const char16_t* findEnd(const 
                                                                           std::size_t limit = SIZE_MAX) {
     const CBlock units = EachUnit(unit);
     const auto address = reinterpret_cast<std::uintptr_t>(text);
+    if (address % sizeof(char16_t) != 0) [[unlikely]]
+        return findEndUnaligned(text, unit, limit);
     const auto* block = reinterpret_cast<const CTextBlock*>(address - address % sizeof(CBlock));
     const std::size_t skipped = address % sizeof(CBlock) / sizeof(char16_t);
     CBlockMask wanted = ~CBlockMask{0} << skipped * kMaskBits;

@@ -8,7 +8,8 @@
 /// neither function may change anything.
 ///
 /// A pointer to 8-bit or 16-bit text (`char`, `char16_t`, `unsigned short`, `wchar_t` where it has 16 bits)
-/// stands for its text, which must outlive the table; every other pointer stands for its address. Any thread.
+/// stands for its text, which must outlive the table; every other pointer stands for its address. A view or a
+/// standard string has the hash of the same text in a string, so that it finds one (text_view.h). Any thread.
 ///
 /// \code
 /// struct CPlace { int page, line; bool operator==(const CPlace&) const = default; };
@@ -18,6 +19,7 @@
 #pragma once
 
 #include <tarnkit/export.h>
+#include <tarnkit/text_view.h>
 #include <tarnkit/wide_text.h>
 
 #include <concepts>
@@ -37,6 +39,10 @@ TARNKIT_API int HashMemoryBlock(const void* block, int size);
 /// A class that converts to zero-terminated text of `Unit`.
 template<class Key, class Unit>
 concept CTextClass = std::is_class_v<Key> && std::is_convertible_v<const Key&, const Unit*>;
+
+/// The hash of at most `size` units of a text, up to its first NUL; it is that of the text alone.
+TARNKIT_API int HashText(const char* text, std::size_t size);
+TARNKIT_API int HashText(const char16_t* text, std::size_t size);
 
 /// A key type whose `==` says whether two keys are the same.
 template<class Key>
@@ -62,6 +68,8 @@ template<Tarn::CWideUnit Wide>
 bool AreHashTableKeysEqual(const Wide* a, const Wide* b) {
     return AreHashTableKeysEqual(Tarn::FromWide(a), Tarn::FromWide(b));
 }
+///@{
+/// The same for the keys of maps.
 TARNKIT_API bool AreMapKeysEqual(const char* a, const char* b);
 TARNKIT_API bool AreMapKeysEqual(const char16_t* a, const char16_t* b);
 TARNKIT_API bool AreMapKeysEqual(const unsigned short* a, const unsigned short* b);
@@ -69,7 +77,9 @@ template<Tarn::CWideUnit Wide>
 bool AreMapKeysEqual(const Wide* a, const Wide* b) {
     return AreMapKeysEqual(Tarn::FromWide(a), Tarn::FromWide(b));
 }
+///@}
 
+/// The hash of a number: the number itself, folded if it has more than 32 bits.
 template<class Key>
 requires std::integral<Key> || std::is_enum_v<Key>
 constexpr int HashKey(Key key) {
@@ -80,8 +90,10 @@ constexpr int HashKey(Key key) {
         return static_cast<int>(static_cast<unsigned>(bits));
 }
 
+/// The hash of an address.
 inline int HashKey(const void* key) { return HashKey(reinterpret_cast<std::uintptr_t>(key)); }
 
+/// The hash of the text that the object converts to.
 template<class Key>
 requires Tarn::CTextClass<Key, char> || Tarn::CTextClass<Key, char16_t>
 int HashKey(const Key& key) {
@@ -89,6 +101,15 @@ int HashKey(const Key& key) {
         return HashKey(static_cast<const char*>(key));
     else
         return HashKey(static_cast<const char16_t*>(key));
+}
+
+/// The hash of the text of a view or standard string.
+template<class Text>
+requires Tarn::CForeignText<Text, char> || Tarn::CForeignText<Text, char16_t>
+int HashKey(const Text& text) {
+    using Unit = std::conditional_t<Tarn::CForeignText<Text, char>, char, char16_t>;
+    const auto view = Tarn::ViewOf<Unit>(text);
+    return Tarn::HashText(view.data(), view.size());
 }
 
 namespace Tarn {
@@ -108,27 +129,54 @@ bool AreSizedTextsEqual(const Key& a, const Key& b) {
 class CString;
 class CUnicodeString;
 
+/// A string of this library.
 template<class Key>
 concept CSizedText = std::same_as<Key, CString> || std::same_as<Key, CUnicodeString>;
 
+/// The type of its units.
+template<CSizedText Key>
+using CUnitOf = std::conditional_t<std::same_as<Key, CString>, char, char16_t>;
+
+/// What finds a string in a table without becoming one: a pointer to text, a view, a standard string.
+template<class Text, class Key>
+concept CTextKeyOf =
+    CSizedText<Key> && !std::same_as<Text, Key> &&
+    (CForeignText<Text, CUnitOf<Key>> || std::is_convertible_v<const Text&, const CUnitOf<Key>*>);
+
 } // namespace Tarn
 
+///@{
+/// Compares a string with what finds it.
+template<Tarn::CSizedText Key, Tarn::CForeignText<Tarn::CUnitOf<Key>> Text>
+bool AreMapKeysEqual(const Key& a, const Text& b) {
+    return a == b;
+}
+template<Tarn::CSizedText Key, Tarn::CForeignText<Tarn::CUnitOf<Key>> Text>
+bool AreHashTableKeysEqual(const Key& a, const Text& b) {
+    return a == b;
+}
+///@}
+
+///@{
+/// Whether two strings have the same text, up to the first zero.
 template<Tarn::CSizedText Key>
 bool AreMapKeysEqual(const Key& a, const Key& b) {
-    using Unit = std::conditional_t<std::same_as<Key, Tarn::CString>, char, char16_t>;
-    return Tarn::AreSizedTextsEqual<Unit>(a, b);
+    return Tarn::AreSizedTextsEqual<Tarn::CUnitOf<Key>>(a, b);
 }
 template<Tarn::CSizedText Key>
 bool AreHashTableKeysEqual(const Key& a, const Key& b) {
     return AreMapKeysEqual(a, b);
 }
+///@}
 
+/// By `==`; pointers by address.
 template<Tarn::CPlainKey Key>
 bool AreHashTableKeysEqual(const Key& a, const Key& b) {
     return a == b;
 }
 inline bool AreHashTableKeysEqual(const void* a, const void* b) { return a == b; }
 
+/// The same for the keys of maps.
 template<Tarn::CPlainKey Key>
 bool AreMapKeysEqual(const Key& a, const Key& b) {
     return a == b;
