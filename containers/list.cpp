@@ -107,4 +107,12 @@ void CListBase::Sort(TCompare* compare) { InsertionSort(*this, compare); }
 
 void CListBase::QSort(TCompare* compare) { QuickSort(*this, compare); }
 
+void CListBase::sortBy(TCall* call, void* compare) {
+    InsertionSort(*this, [=](const CListNodeBase* a, const CListNodeBase* b) { return call(compare, a, b); });
+}
+
+void CListBase::qsortBy(TCall* call, void* compare) {
+    QuickSort(*this, [=](const CListNodeBase* a, const CListNodeBase* b) { return call(compare, a, b); });
+}
+
 } // namespace Tarn

@@ -2,6 +2,7 @@
 
 #include <tarnkit/data_model.h>
 
+#include "strings/real_number.h"
 #include "strings/text_units.h"
 
 #include <algorithm>
@@ -128,8 +129,7 @@ CParsedNumber<double> ParseDouble(const char* text) {
 
     double value = 0;
     const char* textEnd = isHex ? hexLimit(number) : number + TextUnits::Length(number);
-    const auto [end, error] =
-        std::from_chars(number, textEnd, value, isHex ? std::chars_format::hex : std::chars_format::general);
+    const auto [end, error] = RealNumber::Parse(number, textEnd, value, isHex);
     if (error == std::errc::invalid_argument)
         return {0, text};
     if (error == std::errc::result_out_of_range) {

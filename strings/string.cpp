@@ -88,6 +88,17 @@ CStringBodyOf<Unit>* CStringBodyOf<Unit>::MakeNew(int length) {
 }
 
 template<class Unit>
+CStringBodyOf<Unit>* CStringBodyOf<Unit>::Grow(CStringBodyOf* body, int length) {
+    const int size = RequiredMemorySize(length);
+    if (size <= body->allocatedSize || !body->IsUnique())
+        return nullptr;
+    auto* const grown = static_cast<CStringBodyOf*>(GrowStringBody(body, body->allocatedSize, size));
+    if (grown != nullptr)
+        grown->allocatedSize = size;
+    return grown;
+}
+
+template<class Unit>
 void CStringBodyOf<Unit>::destroy() {
     FreeStringBody(this, allocatedSize);
 }
@@ -118,11 +129,23 @@ CStringOf<Unit>::CStringOf(const Unit* text, int count)
     ReleaseBuffer(length);
 }
 
+template<class Unit>
+CStringBodyOf<Unit>* CStringOf<Unit>::bodyOf(const Unit* text, std::size_t size) {
+    const int length = measure(text, size);
+    return length == 0 ? Body::MakeNew() : makeBody(text, length);
+}
+
 // Making room. -------------------------------------------------------------------------------------------
 
 template<class Unit>
 int CStringOf<Unit>::measure(const Unit* text) {
     return TextUnits::CheckedLength(text);
+}
+
+template<class Unit>
+int CStringOf<Unit>::measure(const Unit* text, std::size_t size) {
+    const int limit = static_cast<int>(std::min<std::size_t>(size, INT_MAX));
+    return TextUnits::LengthUpTo(text, limit);
 }
 
 template<class Unit>
@@ -143,6 +166,10 @@ void CStringOf<Unit>::makeRoom(int length) {
 
 template<class Unit>
 void CStringOf<Unit>::copyBody(int length) {
+    if (Body* const grown = Body::Grow(body, length)) {
+        body = grown;
+        return;
+    }
     const int oldLength = GetLength();
     Body* copy = Body::MakeNew(std::max(oldLength, length));
     copy->SetLength(oldLength);
@@ -167,6 +194,13 @@ void CStringOf<Unit>::assignStr(const Unit* text, int count) {
     Empty();
     if (count >= 1)
         *this = CStringOf(makeBody(text, count));
+}
+
+template<class Unit>
+void CStringOf<Unit>::assignView(const Unit* text, std::size_t size) {
+    const COwnTextHolder<Unit> holder(body, !body->IsUnique() && isOwnText(text)); // a part of a shared text
+    const int length = measure(text, size);
+    assignStr(length > 0 ? text : Ptr(), length); // the view of an empty text may be null
 }
 
 template<class Unit>
@@ -277,6 +311,22 @@ int CStringOf<Unit>::Compare(const Unit* text) const {
 template<class Unit>
 int CStringOf<Unit>::compare(const CStringOf& other) const {
     return TextUnits::Compare(Ptr(), GetLength(), other.Ptr(), other.GetLength());
+}
+
+// As terminated texts are compared: units count as unsigned, and a NUL ends either text.
+template<class Unit>
+int CStringOf<Unit>::compare(const Unit* text, std::size_t size) const {
+    const int ownLength = measure(Ptr(), static_cast<std::size_t>(GetLength())), length = measure(text, size);
+    const int order =
+        std::char_traits<Unit>::compare(Ptr(), text, static_cast<std::size_t>(std::min(ownLength, length)));
+    return order != 0 ? order : ownLength - length;
+}
+
+template<class Unit>
+bool CStringOf<Unit>::isEqual(const Unit* text, std::size_t size) const {
+    const auto ownSize = static_cast<std::size_t>(GetLength());
+    return (ownSize == size && std::char_traits<Unit>::compare(Ptr(), text, size) == 0) ||
+           compare(text, size) == 0;
 }
 
 // Texts with the same units are equal. Others mostly are not, but a NUL before the end of a text ends it.
@@ -436,7 +486,7 @@ CStringBody* CString::construct(const char16_t* text, int length, unsigned codeP
         codePage = Platform::GetOEMCP();
 
     constexpr unsigned kExact = WC_COMPOSITECHECK | WC_SEPCHARS;
-    CStringBody* result = nullptr;
+    CStringBody* result = KeepsAscii(codePage) ? MakeAsciiBody<char>(text, length) : nullptr;
     if (codePage == kShiftJis)
         result = createFromUnicodeText(text, length, codePage, kExact);
     if (result == nullptr)

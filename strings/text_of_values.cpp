@@ -23,16 +23,17 @@ constexpr int kLongestNumber = 1 + 64;
 // The text of a number, without a terminator.
 template<class String>
 String numberText(const char* begin, const char* end) {
-    std::remove_cvref_t<decltype(String().GetAt(0))> units[kLongestNumber];
-    std::copy(begin, end, units);
-    return String(units, static_cast<int>(end - begin));
+    String text;
+    std::copy(begin, end, text.GetBufferSetLength(static_cast<int>(end - begin)));
+    return text;
 }
 
 template<class String>
 String magnitudeText(unsigned long long magnitude, bool isNegative, int radix) {
     if (radix < 2 || radix > 36)
         return String();
-    char digits[kLongestNumber] = {'-'};
+    char digits[kLongestNumber];
+    digits[0] = '-';
     const char* end = std::to_chars(digits + 1, std::end(digits), magnitude, radix).ptr;
     return numberText<String>(isNegative ? digits : digits + 1, end);
 }

@@ -30,8 +30,13 @@ CUnicodeString::CUnicodeString(const char* text, int length, unsigned codePage)
 CUnicodeStringBody* CUnicodeString::construct(const char* text, int length, unsigned codePage) {
     if (length == 0)
         return CUnicodeStringBody::MakeNew();
+    CUnicodeStringBody* result = nullptr;
+    if (KeepsAscii(codePage == CP_ACP ? Platform::GetACP() : codePage))
+        result = MakeAsciiBody<char16_t>(text, length);
+    if (result != nullptr)
+        return result;
     const DWORD flags = decodingFlags(codePage);
-    CUnicodeStringBody* result = MakeConvertedBody<char16_t>(length, [&](char16_t* buffer, int size) {
+    result = MakeConvertedBody<char16_t>(length, [&](char16_t* buffer, int size) {
         return Platform::MultiByteToWideChar(codePage, flags, text, length, buffer, size);
     });
     return result != nullptr ? result : CUnicodeStringBody::MakeNew();

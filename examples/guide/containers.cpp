@@ -12,18 +12,11 @@ public:
     const CString title;
 };
 
-static int compareTitles(const CTreeBase* a, const CTreeBase* b) {
-    return CString::Cmp(&static_cast<const CChapter*>(a)->title, &static_cast<const CChapter*>(b)->title);
-}
-
 int main() {
     CArray<CString> words{"pear", "fig", "pear", "apple", "fig"};
     CMap<CString, int> counts;
     for (const CString& word : words)
-        if (int* count = counts.Find(word))
-            ++*count;
-        else
-            counts.Insert(word, 1);
+        counts[word]++;                      // what is missing begins with 0
     for (const auto& [word, count] : counts) // in the order of insertion
         std::cout << word << ": " << count << '\n';
 
@@ -40,10 +33,10 @@ int main() {
     book.AddFirst(new CChapter("Animals"));
     book.Last()->AddLast(new CChapter("Crystals")); // below Minerals
     delete book.First();                            // takes itself out of the book
-    book.Sort(compareTitles);
-    for (const CTreeBase* node = book.First(); node != nullptr; node = node->Next())
-        std::cout << static_cast<const CChapter*>(node)->title << ", " << node->NumberOfChildren()
-                  << " below\n";
+    book.Sort<CChapter>(
+        [](const CChapter* a, const CChapter* b) { return CString::Cmp(&a->title, &b->title); });
+    for (const CChapter& chapter : book.Nodes<CChapter>())
+        std::cout << chapter.title << ", " << chapter.NumberOfChildren() << " below\n";
 
     const CUnicodeSet vowels(u"aeiou");
     const CUnicodeSet letters = vowels | CUnicodeSet(u"bcdfghjklmnpqrstvwxyz");

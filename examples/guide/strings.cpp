@@ -4,9 +4,7 @@
 
 using namespace Tarn;
 
-constexpr unsigned kUtf8 = 65001;
-
-static void print(const CUnicodeString& text) { std::cout << text.CreateString(kUtf8) << '\n'; }
+static void print(std::u16string_view text) { std::cout << CUnicodeString(text) << '\n'; } // in UTF-8
 
 int main() {
     CUnicodeString title(u"  Schöne Grüße  ");
@@ -15,7 +13,8 @@ int main() {
     title.MakeUpper();                 // now it has one of its own
     print(title + u" / " + copy);
     if (title.CompareNoCase(copy) == 0)
-        print(Format(u"%d units, %d bytes in UTF-8", copy.GetLength(), copy.CreateString(kUtf8).GetLength()));
+        print(Format(u"%d units, %d bytes in UTF-8", copy.GetLength(),
+                     copy.CreateString(kUtf8CodePage).GetLength()));
 
     const CUnicodeString line(u"width=120; height = 80;depth=x");
     for (int start = 0; start <= line.GetLength();) {
@@ -26,7 +25,7 @@ int main() {
         name.Trim();
         int value;
         if (field.Mid(equals + 1).Value(value))
-            print(Format(u"%-8s%4d %#x", name.Ptr(), value, value));
+            print(CheckedFormat(u"%-8s%4d %#x", name, value, value)); // checked by the compiler
         else
             print(CUnicodeString(u"%0: \"%1\" is no number").SubstParam(name, field.Mid(equals + 1)));
     }

@@ -9,6 +9,9 @@
 /// checked. Destructors of elements must not throw. Threads may use different arrays at the same time;
 /// several may use one array only if none of them changes it.
 ///
+/// The names in lower case are those of the standard library's containers, for templates that ask for them:
+/// an array is a contiguous range, becomes a `std::span`, and takes what `std::back_inserter` gives it.
+///
 /// \code
 /// CArray<CUnicodeString> names{u"pear", u"fig"};
 /// names.Add(u"apple");
@@ -30,8 +33,10 @@
 #include <cstring>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <ranges>
 #include <type_traits>
 #include <utility>
 
@@ -51,17 +56,45 @@ class CUnicodeString;
 /// no object any more. Classes that nothing points into can say so of themselves.
 template<class T>
 inline constexpr bool kIsRelocatable = std::is_trivially_copyable_v<T>;
+/// Its handle is one pointer, which points out of the object.
 template<>
 inline constexpr bool kIsRelocatable<CString> = true;
+/// Its handle is one pointer, which points out of the object.
 template<>
 inline constexpr bool kIsRelocatable<CUnicodeString> = true;
 
 template<class T, class Policy = CurrentMemoryManager>
+/// A growable array; see the top of this header.
 class CArray {
 public:
+    using value_type = T;
+    using size_type = std::size_t;
+    using difference_type = std::ptrdiff_t;
+    using reference = T&;
+    using const_reference = const T&;
+    using pointer = T*;
+    using const_pointer = const T*;
+    using iterator = T*;
+    using const_iterator = const T*;
+
     CArray() = default;
+    /// An array of `size` value-initialised elements.
     explicit CArray(int size) : CArray() { SetSize(size); }
+    /// An array of copies of `values`.
     CArray(std::initializer_list<T> values) : CArray() { appendCopies(values.begin(), values.size()); }
+    /// Copies of what a range of another type has.
+    template<std::input_iterator First, std::sentinel_for<First> Last>
+    requires std::is_constructible_v<T, std::iter_reference_t<First>> CArray(First from, Last end)
+        : CArray() {
+        appendAll(from, end);
+    }
+    template<class Range>
+    requires(!std::is_base_of_v<CArray, std::remove_cvref_t<Range>>) &&
+        std::ranges::input_range<Range>&& std::is_constructible_v<
+            T, std::ranges::range_reference_t<Range>> explicit CArray(Range&& range)
+        : CArray() {
+        appendAll(std::ranges::begin(range), std::ranges::end(range));
+    }
     CArray(const CArray& other) : CArray() { Append(other); }
     CArray(CArray&& other) noexcept : CArray() { Swap(other); }
     CArray& operator=(const CArray& other) {
@@ -79,9 +112,11 @@ public:
     ~CArray() { FreeBuffer(); }
 
     int Size() const { return count; }
+    /// The number of elements for which there is room.
     int Capacity() const { return capacity; }
     bool IsEmpty() const { return count == 0; }
 
+    /// The first element; null while no memory is allocated. Valid until the next change of the size.
     T* Ptr() { return elements; }
     const T* Ptr() const { return elements; }
     T* begin() { return elements; }
@@ -92,10 +127,20 @@ public:
     /// The element at `index`, which must exist.
     T& operator[](int index) { return elements[index]; }
     const T& operator[](int index) const { return elements[index]; }
+    ///@{
+    /// The element at an end of an array that must not be empty.
     T& First() { return elements[0]; }
     const T& First() const { return elements[0]; }
     T& Last() { return elements[count - 1]; }
     const T& Last() const { return elements[count - 1]; }
+    ///@}
+
+    // The same under the names of the standard library.
+    size_type size() const { return static_cast<size_type>(count); }
+    bool empty() const { return count == 0; }
+    /// `Ptr`, as the standard library's templates ask for it.
+    T* data() { return elements; }
+    const T* data() const { return elements; }
 
     /// Makes room for `needed` elements in all; never shrinks.
     void Reserve(int needed) {
@@ -121,6 +166,20 @@ public:
     /// Appends a copy of `value`, which may be an element of this array.
     void Add(const T& value) { emplaceLast(value); }
     void Add(T&& value) { emplaceLast(std::move(value)); }
+    /// `Add`, as the standard library's templates ask for it.
+    void push_back(const T& value) { Add(value); }
+    void push_back(T&& value) { Add(std::move(value)); }
+    /// Appends an element made of these arguments, which may refer to elements of this array; returns it.
+    template<class... Arguments>
+    requires std::is_constructible_v<T, Arguments...> T& emplace_back(Arguments&&... arguments) {
+        if (count == capacity) {
+            Add(T(std::forward<Arguments>(arguments)...));
+        } else {
+            std::construct_at(elements + count, std::forward<Arguments>(arguments)...);
+            count++;
+        }
+        return Last();
+    }
 
     /// Appends all of `other`, which may be this array.
     template<class OtherPolicy>
@@ -131,29 +190,13 @@ public:
         appendCopies(other.Ptr(), static_cast<std::size_t>(added));
     }
 
-    /// Inserts a copy of `value` before `position` (0 to `Size()`); the elements after it move up.
-    void InsertAt(int position, T value) {
-        if (position < 0 || position > count) {
-            GenAssert(u"array", __LINE__);
-            return;
-        }
-        if constexpr (kIsRelocatable<T>) {
-            if (count == capacity)
-                grow(sumOrFail(count, 1));
-            relocate(elements + position, elements + count, elements + position + 1);
-            ::new (static_cast<void*>(elements + position)) T(std::move(value));
-            count++;
-        } else if constexpr (kMovesSafely || !std::is_copy_constructible_v<T>) {
-            Add(std::move(value));
-            std::rotate(elements + position, elements + count - 1, elements + count);
-        } else {
-            CArray grown;
-            grown.Reserve(count < capacity ? capacity : GrownCapacity(capacity, sumOrFail(count, 1)));
-            grown.appendCopies(elements, static_cast<std::size_t>(position));
-            grown.Add(std::move(value));
-            grown.appendCopies(elements + position, static_cast<std::size_t>(count - position));
-            Swap(grown);
-        }
+    /// Inserts a copy of `value`, which may be an element of this array, before `position` (0 to `Size()`);
+    /// the elements after it move up.
+    void InsertAt(int position, const T& value) {
+        position == count ? Add(value) : insertBefore(position, T(value));
+    }
+    void InsertAt(int position, T&& value) {
+        position == count ? Add(std::move(value)) : insertBefore(position, T(std::move(value)));
     }
 
     /// Removes `number` elements from `position` on; the elements after them move down.
@@ -197,6 +240,7 @@ public:
                 return i;
         return -1;
     }
+    /// Whether some element equals `value`.
     template<class Value>
     bool Has(const Value& value) const {
         return Find(value) >= 0;
@@ -219,7 +263,13 @@ public:
     /// The index of the first element that compares equal to `value` in an array sorted by `compare`, or -1.
     /// `insertAt`, if given, receives the index at which the value is or belongs.
     int BinarySearch(const T& value, int (*compare)(const T*, const T*), int* insertAt = nullptr) const {
-        auto isBefore = [compare](const T& a, const T& b) { return compare(&a, &b) < 0; };
+        return BinarySearch<int (*)(const T*, const T*)>(value, compare, insertAt);
+    }
+    /// The same for any function object.
+    template<class Compare>
+    requires std::is_invocable_r_v<int, Compare&, const T*, const T*>
+    int BinarySearch(const T& value, Compare compare, int* insertAt = nullptr) const {
+        auto isBefore = [&compare](const T& a, const T& b) { return compare(&a, &b) < 0; };
         const T* place = std::lower_bound(begin(), end(), value, isBefore);
         const int index = static_cast<int>(place - begin());
         if (insertAt != nullptr)
@@ -293,6 +343,67 @@ private:
     static void relocate(T* from, T* end, T* to) {
         std::memmove(static_cast<void*>(to), static_cast<const void*>(from),
                      static_cast<std::size_t>(end - from) * sizeof(T));
+    }
+
+    // Inserts an element that is not in the array before one that is.
+    void insertBefore(int position, T&& value) {
+        if (position < 0 || position > count) {
+            GenAssert(u"array", __LINE__);
+        } else if constexpr (kIsRelocatable<T> || kConstructsSafely) {
+            if (count < capacity || growBuffer(GrownCapacity(capacity, sumOrFail(count, 1))))
+                moveUp(position, std::move(value));
+            else
+                growInserting(position, std::move(value));
+        } else if constexpr (!std::is_copy_constructible_v<T>) {
+            Add(std::move(value));
+            std::rotate(elements + position, elements + count - 1, elements + count);
+        } else {
+            CArray grown;
+            grown.Reserve(count < capacity ? capacity : GrownCapacity(capacity, sumOrFail(count, 1)));
+            grown.appendCopies(elements, static_cast<std::size_t>(position));
+            grown.Add(std::move(value));
+            grown.appendCopies(elements + position, static_cast<std::size_t>(count - position));
+            Swap(grown);
+        }
+    }
+
+    // The same where there is room for one element more. Nothing here can fail.
+    void moveUp(int position, T&& value) {
+        T* const place = elements + position;
+        T* const end = elements + count;
+        if constexpr (kIsRelocatable<T>) {
+            relocate(place, end, place + 1);
+            ::new (static_cast<void*>(place)) T(std::move(value));
+        } else if constexpr (kMovesSafely) {
+            ::new (static_cast<void*>(end)) T(std::move(end[-1]));
+            std::move_backward(place, end - 1, end);
+            *place = std::move(value);
+        } else {
+            for (T* to = end; to != place; to--) {
+                ::new (static_cast<void*>(to)) T(std::move(to[-1]));
+                std::destroy_at(to - 1);
+            }
+            ::new (static_cast<void*>(place)) T(std::move(value));
+        }
+        count++;
+    }
+
+    // The same while the elements move to a larger buffer, so that each moves only once.
+    void growInserting(int position, T&& value) {
+        const int newCapacity = GrownCapacity(capacity, sumOrFail(count, 1));
+        T* const room = allocate(newCapacity);
+        if constexpr (kIsRelocatable<T>) {
+            if (count > 0) {
+                relocate(elements, elements + position, room);
+                relocate(elements + position, elements + count, room + position + 1);
+            }
+        } else {
+            std::uninitialized_move(elements, elements + position, room);
+            std::uninitialized_move(elements + position, elements + count, room + position + 1);
+        }
+        ::new (static_cast<void*>(room + position)) T(std::move(value));
+        adopt(room, newCapacity);
+        count++;
     }
 
     // Moves the elements into `room` if that cannot fail, and copies them otherwise.
@@ -384,6 +495,14 @@ private:
         adopt(room, newCapacity);
     }
 
+    template<class From, class End>
+    void appendAll(From from, End end) {
+        if constexpr (std::forward_iterator<From>)
+            Reserve(sumOrFail(count, static_cast<std::size_t>(std::ranges::distance(from, end))));
+        for (; from != end; ++from)
+            emplace_back(*from);
+    }
+
     void appendCopies(const T* values, std::size_t number) {
         const int total = sumOrFail(count, number);
         Reserve(total);
@@ -397,6 +516,7 @@ private:
     }
 };
 
+/// Its elements stay where they are when it moves.
 template<class T, class Policy>
 inline constexpr bool kIsRelocatable<CArray<T, Policy>> = true;
 

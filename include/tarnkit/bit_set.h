@@ -24,7 +24,9 @@
 #include <bit>
 #include <concepts>
 #include <cstddef>
+#include <initializer_list>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 namespace Tarn {
@@ -32,8 +34,8 @@ namespace Tarn {
 /// The number of bits that are set in each byte value, for counting the elements of a set byte by byte.
 extern TARNKIT_API const unsigned char BitSetElementsTable[256];
 
-// The words of a page without elements. They are not a member of the set, because a client on Windows would
-// import them from the library even for sets that only the client has.
+/// The words of a page without elements. They are not a member of the set, because a client on Windows would
+/// import them from the library even for sets that only the client has.
 template<class Word, unsigned count>
 inline constexpr Word kNoWords[count] = {};
 
@@ -69,6 +71,7 @@ private:
     unsigned element = 0;
 };
 
+/// A character type that may have negative values.
 template<class Character>
 concept CSignedCharacter = std::same_as<Character, char> || std::same_as<Character, signed char>;
 
@@ -83,7 +86,27 @@ concept CBatchAllocator = requires(void** pages, unsigned count) {
 template<unsigned bound, unsigned pageSize, class Allocator>
 class TARNKIT_API CPagedBitSet {
 public:
+    /// Walks the elements in ascending order; they cannot be changed through it.
+    using Iterator = CBitSetIterator<CPagedBitSet, unsigned>;
+    using key_type = unsigned;
+    using value_type = unsigned;
+    using size_type = std::size_t;
+    using difference_type = std::ptrdiff_t;
+    using reference = unsigned;
+    using const_reference = unsigned;
+    using iterator = Iterator;
+    using const_iterator = Iterator;
+
     constexpr CPagedBitSet() = default;
+    /// The set of these elements, each of which must be below the bound.
+    CPagedBitSet(std::initializer_list<unsigned> elements) : CPagedBitSet(elements.begin(), elements.end()) {}
+    /// The set of the elements of a range, each of which must be below the bound.
+    template<std::input_iterator First, std::sentinel_for<First> Last>
+    requires std::is_convertible_v < std::iter_reference_t<First>,
+    unsigned > CPagedBitSet(First from, Last end) : CPagedBitSet() {
+        for (; from != end; ++from)
+            *this |= static_cast<unsigned>(*from);
+    }
     CPagedBitSet(const CPagedBitSet& other) : CPagedBitSet() { *this = other; }
     CPagedBitSet(CPagedBitSet&& other) noexcept { Swap(other); }
     /// Copies the elements into pages of its own, and frees the pages that `other` does not have.
@@ -120,6 +143,7 @@ public:
         }
         return true;
     }
+    /// Whether both have the same elements.
     friend bool operator==(const CPagedBitSet& a, const CPagedBitSet& b) { return a.Has(b) && b.Has(a); }
 
     bool IsEmpty() const { return NextElement(0) == bound; }
@@ -146,7 +170,6 @@ public:
     }
 
     /// The elements in ascending order.
-    using Iterator = CBitSetIterator<CPagedBitSet, unsigned>;
     Iterator begin() const { return Iterator(*this, 0); }
     Iterator end() const { return Iterator(*this, bound); }
 
@@ -162,8 +185,9 @@ public:
     template<CSignedCharacter Character>
     CPagedBitSet& operator^=(Character) = delete;
 
-    // Union, intersection, difference and symmetric difference with one element or with a set, which may be
-    // this one.
+    ///@{
+    /// Union, intersection, difference and symmetric difference with one element or with a set, which may be
+    /// this one.
     CPagedBitSet& operator|=(unsigned element) {
         allocate(element / pageSize)[wordOf(element)] |= bitOf(element);
         return *this;
@@ -203,6 +227,7 @@ public:
     CPagedBitSet& operator^=(const CPagedBitSet& other) {
         return include(other, [](Word a, Word b) { return a ^ b; });
     }
+    ///@}
 
     /// Replaces the set by its complement, in which every page exists.
     void Invert() {
@@ -216,7 +241,8 @@ public:
     }
 
 protected:
-    // These make a set that has no pages yet the result of an operation on two others, in one pass.
+    ///@{
+    /// These make a set that has no pages yet the result of an operation on two others, in one pass.
     void becomeUnion(const CPagedBitSet& a, const CPagedBitSet& b) {
         becomeAny(a, b, [](Word x, Word y) { return x | y; });
     }
@@ -234,6 +260,7 @@ protected:
             a, a, [](unsigned) { return true; }, [](Word x, Word) { return ~x; });
         cutAtBound();
     }
+    ///@}
 
 private:
     using Word = unsigned int;

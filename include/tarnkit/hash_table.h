@@ -26,6 +26,7 @@
 /// CHashTable<CPerson> people;
 /// people.Insert({u"Ann", 30});
 /// CPerson* ann = people.FindByKey(u"Ann");
+/// const CHashTable<CUnicodeString> names{u"Ann", u"Bob"};
 /// \endcode
 #pragma once
 
@@ -38,6 +39,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <initializer_list>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -285,6 +287,7 @@ public:
     using reference = Entry&;
 
     CTableIterator() = default;
+    /// At this place.
     explicit CTableIterator(Node* place) : node(place) {}
     /// A position that allows changes converts to one that does not.
     operator CTableIterator<Node, const Entry>() const { return CTableIterator<Node, const Entry>(node); }
@@ -302,12 +305,14 @@ public:
     }
     friend bool operator==(CTableIterator a, CTableIterator b) { return a.node == b.node; }
 
+    /// The node at this place; null past the end.
     Node* Place() const { return node; }
 
 private:
     Node* node = nullptr;
 };
 
+/// A hash table; see the top of this header.
 template<class Element, class Policy = CurrentMemoryManager>
 class CHashTable {
     using Nodes = CChainedNodes<Element, Policy>;
@@ -316,11 +321,31 @@ class CHashTable {
 public:
     /// Elements can be changed in place as long as their keys stay the same.
     using Iterator = CTableIterator<Node, Element>;
+    /// The same without changes.
     using ConstIterator = CTableIterator<Node, const Element>;
+    using key_type = Element;
+    using value_type = Element;
+    using size_type = std::size_t;
+    using difference_type = std::ptrdiff_t;
+    using reference = Element&;
+    using const_reference = const Element&;
+    using iterator = Iterator;
+    using const_iterator = ConstIterator;
 
     constexpr CHashTable() : nodes(kUsualTableSize) {}
     /// A table whose first insertion allocates `UpperPrimeNumber(size)` buckets.
     constexpr explicit CHashTable(int size) : nodes(size) {}
+    /// Of equal elements the first is taken. For elements that a number can become there is no list: it would
+    /// be mistaken for a size.
+    CHashTable(std::initializer_list<Element> elements) requires(!std::is_convertible_v<int, Element>)
+        : CHashTable(elements.begin(), elements.end()) {}
+    /// From what elements can be made of; of equal ones the first is taken.
+    template<std::input_iterator First, std::sentinel_for<First> Last>
+    requires std::is_constructible_v<Element, std::iter_reference_t<First>> CHashTable(First from, Last end)
+        : CHashTable() {
+        for (; from != end; ++from)
+            Insert(Element(*from));
+    }
     CHashTable(const CHashTable&) = default;
     CHashTable(CHashTable&& other) noexcept : CHashTable() { Swap(other); }
     CHashTable& operator=(CHashTable other) noexcept {
@@ -330,6 +355,8 @@ public:
 
     int Size() const { return nodes.Size(); }
     bool IsEmpty() const { return Size() == 0; }
+    size_type size() const { return static_cast<size_type>(Size()); }
+    bool empty() const { return IsEmpty(); }
     /// 0 before the first insertion.
     int BucketCount() const { return nodes.BucketCount(); }
 
@@ -347,15 +374,26 @@ public:
         return true;
     }
 
+    /// The element that equals `element`, which is inserted first if there is none.
+    Element& FindOrInsert(Element element) {
+        const int hash = HashOfKey(element);
+        Node* node = findNode(hash, element);
+        if (node == nullptr)
+            node = nodes.Insert(hash, std::move(element));
+        return node->entry;
+    }
+
     /// The element that equals `element`, or null. It can be changed in place as long as its key stays the
     /// same.
     Element* Find(const Element& element) { return FindByKey(element); }
     const Element* Find(const Element& element) const { return FindByKey(element); }
+    /// Whether some element equals `element`.
     bool Has(const Element& element) const { return Find(element) != nullptr; }
     /// Deletes the element that equals `element`; false if there is none.
     bool Delete(const Element& element) { return DeleteByKey(element); }
 
-    /// The same for any key that has the hash of its element and can be compared with elements.
+    /// The same for any key that has the hash of its element and can be compared with elements; a view or a
+    /// pointer finds a string.
     template<class Key>
     Element* FindByKey(const Key& key) {
         Node* node = findNode(HashOfKey(key), key);
@@ -366,6 +404,7 @@ public:
         const Node* node = findNode(HashOfKey(key), key);
         return node != nullptr ? &node->entry : nullptr;
     }
+    /// Deletes the element that has the key; false if there is none.
     template<class Key>
     bool DeleteByKey(const Key& key) {
         Node* node = findNode(HashOfKey(key), key);
@@ -383,6 +422,18 @@ public:
     void FreeBuffer() { nodes.FreeBuffer(); }
 
     void Swap(CHashTable& other) noexcept { nodes.Swap(other.nodes); }
+
+    /// Whether each has what the other has, in whatever order.
+    bool operator==(const CHashTable& other) const requires std::equality_comparable<Element> {
+        if (Size() != other.Size())
+            return false;
+        for (const Element& element : *this) {
+            const Element* const same = other.Find(element);
+            if (same == nullptr || !(*same == element))
+                return false;
+        }
+        return true;
+    }
 
 private:
     Nodes nodes;

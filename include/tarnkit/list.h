@@ -30,16 +30,89 @@
 /// tasks.AddLast(new CTask(1));
 /// tasks.Sort(byPriority);
 /// delete tasks.First(); // the task of priority 1, which leaves the list
+/// for (CTask& task : tasks.Nodes<CTask>())
+///     Trace(UnicodeStr(task.priority));
+/// tasks.Sort<CTask>([&](const CTask* a, const CTask* b) { return distance(a, here) - distance(b, here); });
 /// \endcode
 #pragma once
 
 #include <tarnkit/export.h>
 #include <tarnkit/layout.h>
 
+#include <cstddef>
+#include <iterator>
+#include <type_traits>
+
 namespace Tarn {
 
 class CListBase;
+class CListNodeBase;
 
+/// A position in a list whose nodes are known to be of the class `Node`. It stays valid until its node leaves
+/// the list: step on before the node is deleted.
+template<class Node>
+class CListIterator {
+    template<class Class>
+    using SameConst = std::conditional_t<std::is_const_v<Node>, const Class, Class>;
+
+public:
+    using iterator_category = std::bidirectional_iterator_tag;
+    using value_type = std::remove_const_t<Node>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = Node*;
+    using reference = Node&;
+
+    CListIterator() = default;
+    /// At `at`, or at the end if that is null.
+    CListIterator(SameConst<CListBase>* walked, SameConst<CListNodeBase>* at) : list(walked), node(at) {}
+    /// A position that allows changes converts to one that does not.
+    operator CListIterator<const Node>() const requires(!std::is_const_v<Node>) { return {list, node}; }
+
+    Node& operator*() const { return static_cast<Node&>(*node); }
+    Node* operator->() const { return &**this; }
+    CListIterator& operator++() {
+        node = node->Next();
+        return *this;
+    }
+    CListIterator operator++(int) {
+        CListIterator before = *this;
+        ++*this;
+        return before;
+    }
+    CListIterator& operator--() {
+        node = node != nullptr ? node->Prev() : list->Last();
+        return *this;
+    }
+    CListIterator operator--(int) {
+        CListIterator before = *this;
+        --*this;
+        return before;
+    }
+    friend bool operator==(CListIterator a, CListIterator b) { return a.node == b.node; }
+
+private:
+    SameConst<CListBase>* list = nullptr;
+    SameConst<CListNodeBase>* node = nullptr;
+};
+
+/// The nodes of a list as a range.
+template<class Node>
+class CListNodes {
+public:
+    using value_type = std::remove_const_t<Node>;
+    using iterator = CListIterator<Node>;
+    using const_iterator = iterator;
+
+    /// From the first position up to, and without, the second.
+    CListNodes(iterator from, iterator behind) : first(from), last(behind) {}
+    iterator begin() const { return first; }
+    iterator end() const { return last; }
+
+private:
+    iterator first, last;
+};
+
+/// The base of what lives in a list; see the top of this header.
 class TARNKIT_API CListNodeBase {
 public:
     CListNodeBase() = default;
@@ -53,15 +126,19 @@ public:
     /// The list that the node is in; null when it is detached.
     CListBase* Parent() { return parent; }
     const CListBase* Parent() const { return parent; }
+    ///@{
     /// The nodes before and after this one; null at the ends.
     CListNodeBase* Prev() { return previous; }
     const CListNodeBase* Prev() const { return previous; }
     CListNodeBase* Next() { return next; }
     const CListNodeBase* Next() const { return next; }
+    ///@}
 
+    ///@{
     /// Links a detached `node` right before or after this one, which must be in a list.
     void InsertPrev(CListNodeBase* node);
     void InsertNext(CListNodeBase* node);
+    ///@}
     /// Leaves the list, which then no longer owns the node. Does nothing to a node that is in none.
     void Detach();
 
@@ -82,9 +159,20 @@ private:
 };
 TARNKIT_LAYOUT(CListNodeBase, 16, parent, previous, next);
 
+/// A list of nodes; see the top of this header.
 class TARNKIT_API CListBase {
 public:
+    /// Negative if the first argument belongs before the second, zero if they are equal, positive otherwise.
     using TCompare = int(const CListNodeBase*, const CListNodeBase*);
+
+    // The member types of a container. It has no `push_back`, since it does not copy: see `AddLast`.
+    using value_type = CListNodeBase;
+    using size_type = std::size_t;
+    using difference_type = std::ptrdiff_t;
+    using reference = CListNodeBase&;
+    using const_reference = const CListNodeBase&;
+    using iterator = CListIterator<CListNodeBase>;
+    using const_iterator = CListIterator<const CListNodeBase>;
 
     CListBase() = default;
     /// Deletes the nodes.
@@ -93,23 +181,44 @@ public:
     CListBase(const CListBase&) = delete;
     CListBase& operator=(const CListBase&) = delete;
 
+    ///@{
     /// Null when the list is empty.
     CListNodeBase* First() { return first; }
     const CListNodeBase* First() const { return first; }
     CListNodeBase* Last() { return last; }
     const CListNodeBase* Last() const { return last; }
+    ///@}
 
     bool IsEmpty() const { return first == nullptr; }
     /// Walks the list to count.
     int NumberOfChildren() const;
+    /// Whether `node`, which must not be null, is in this list.
     bool HasChild(const CListNodeBase* node) const { return node->parent == this; }
 
+    iterator begin() { return {this, first}; }
+    iterator end() { return {this, nullptr}; }
+    const_iterator begin() const { return {this, first}; }
+    const_iterator end() const { return {this, nullptr}; }
+    /// The nodes as objects of their class, which all of them must have.
+    template<class Node>
+    CListNodes<Node> Nodes() {
+        return {{this, first}, {this, nullptr}};
+    }
+    template<class Node>
+    CListNodes<const Node> Nodes() const {
+        return {{this, first}, {this, nullptr}};
+    }
+
+    ///@{
     /// Links a detached `node` at one end; the list owns it from then on.
     void AddFirst(CListNodeBase* node);
     void AddLast(CListNodeBase* node);
+    ///@}
+    ///@{
     /// Moves all nodes of `other` to one end, in their order. Adding a list to itself changes nothing.
     void AddListFirst(CListBase& other);
     void AddListLast(CListBase& other);
+    ///@}
 
     /// Empties the list; the nodes live on and belong to the caller.
     void DetachAll();
@@ -124,6 +233,28 @@ public:
     /// order. Needs memory for a list of more than 256 nodes. When there is none, or the comparison throws,
     /// the list stays as it was.
     void QSort(TCompare* compare);
+    ///@{
+    /// The same by any function object, of nodes of the class `Node`, which all of them must have.
+    template<class Node = CListNodeBase, class Compare>
+    requires std::is_invocable_r_v<int, Compare&, const Node*, const Node*>
+    void Sort(Compare compare) { sortBy(callOf<Node, Compare>, &compare); }
+    template<class Node = CListNodeBase, class Compare>
+    requires std::is_invocable_r_v<int, Compare&, const Node*, const Node*>
+    void QSort(Compare compare) { qsortBy(callOf<Node, Compare>, &compare); }
+    ///@}
+
+protected:
+    ///@{
+    /// Library-internal: the sorts by a comparison of whatever class.
+    // Calls a comparison of `Node`s that is of the class `Compare`.
+    template<class Node, class Compare>
+    static int callOf(void* compare, const CListNodeBase* a, const CListNodeBase* b) {
+        return (*static_cast<Compare*>(compare))(static_cast<const Node*>(a), static_cast<const Node*>(b));
+    }
+    using TCall = int(void* compare, const CListNodeBase*, const CListNodeBase*);
+    void sortBy(TCall* call, void* compare);
+    void qsortBy(TCall* call, void* compare);
+    ///@}
 
 private:
     CListNodeBase* first = nullptr;

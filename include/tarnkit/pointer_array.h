@@ -11,17 +11,36 @@
 namespace Tarn {
 
 template<class T, class Policy = CurrentMemoryManager>
+/// A growable array of pointers; see the top of this header.
 class CPointerArray {
 public:
+    using value_type = T*;
+    using size_type = std::size_t;
+    using difference_type = std::ptrdiff_t;
+    using reference = T*&;
+    using const_reference = T* const&;
+    using iterator = T**;
+    using const_iterator = T* const*;
+
+    CPointerArray() = default;
+    /// The pointers of a range.
+    template<std::input_iterator First, std::sentinel_for<First> Last>
+    requires std::is_convertible_v<std::iter_reference_t<First>, T*> CPointerArray(First from, Last end)
+        : pointers(from, end) {}
+
     int Size() const { return pointers.Size(); }
+    /// The number of pointers for which there is room.
     int Capacity() const { return pointers.Capacity(); }
     bool IsEmpty() const { return pointers.IsEmpty(); }
 
     /// The pointer at `index`, which must exist.
     T*& operator[](int index) { return pointers[index]; }
     T* operator[](int index) const { return pointers[index]; }
+    ///@{
+    /// The pointer at an end of an array that must not be empty.
     T* First() const { return pointers.First(); }
     T* Last() const { return pointers.Last(); }
+    ///@}
 
     T** begin() { return pointers.begin(); }
     T** end() { return pointers.end(); }
@@ -32,7 +51,13 @@ public:
     void Reserve(int needed) { pointers.Reserve(needed); }
     /// Shortens the array, or extends it with null pointers.
     void SetSize(int size) { pointers.SetSize(size); }
+    ///@{
+    /// Appends a pointer.
     void Add(T* pointer) { pointers.Add(pointer); }
+    void push_back(T* pointer) { Add(pointer); }
+    ///@}
+    size_type size() const { return pointers.size(); }
+    bool empty() const { return IsEmpty(); }
     /// Inserts before `position` (0 to `Size()`); the pointers after it move up.
     void InsertAt(int position, T* pointer) { pointers.InsertAt(position, pointer); }
 
@@ -56,6 +81,7 @@ public:
 
     /// The first index at or after `start` that holds `pointer`, or -1.
     int Find(const T* pointer, int start = 0) const { return pointers.Find(pointer, start); }
+    /// Whether some element is `pointer`.
     bool Has(const T* pointer) const { return Find(pointer) >= 0; }
 
     /// Sorts by a comparison of the objects that returns a negative number, zero or a positive one. Equal
@@ -68,6 +94,9 @@ public:
     }
 
     void Swap(CPointerArray& other) noexcept { pointers.Swap(other.pointers); }
+
+    /// Whether both have the same pointers.
+    bool operator==(const CPointerArray&) const = default;
 
 private:
     CArray<T*, Policy> pointers;

@@ -56,6 +56,7 @@ public:
     COneBlockAllocator(const COneBlockAllocator&) = delete;
     COneBlockAllocator& operator=(const COneBlockAllocator&) = delete;
 
+    /// The start of the buffer.
     void* GetPtr() const { return base; }
 
     /// Makes the first `size` bytes usable. Throws the memory exception, and changes nothing, when that is
@@ -69,8 +70,11 @@ public:
     /// Sets the size to 0, but keeps the memory.
     void Reset() { allocatedSize = 0; }
 
+    /// In bytes: the size that was set.
     int AllocatedSize() const { return allocatedSize; }
+    /// In bytes: the largest size that can be set.
     int ReservedSize() const { return reservedSize; }
+    /// In bytes: what the size can grow by.
     int FreeSize() const { return reservedSize - allocatedSize; }
 
 private:
@@ -114,6 +118,7 @@ public:
         }
         return doAlloc();
     }
+    /// Returns a block.
     void* Alloc() { return doAlloc(); }
 
     /// Takes back a block of this pool; ignores null.
@@ -129,22 +134,28 @@ public:
         AddToSum(allocatedBlocksSize, -blockSize);
     }
 
+    ///@{
     /// Library-internal: the same for several blocks. All of them are returned, or none and the memory
     /// exception.
     void AllocAll(void** blocks, int count);
     void FreeAll(void* const* blocks, int count);
+    ///@}
 
     /// Takes back all blocks at once; their pages are kept for reuse.
     void Reset();
+    /// The same.
     void ResetWithoutDump() { Reset(); }
 
     /// Library-internal: returns the pages to the system unless a block is in use. The pool stays usable.
     void ReleaseIfUnused();
 
+    /// In bytes.
     int BlockSize() const { return blockSize; }
+    ///@{
     /// The total size, in bytes, of the blocks that were freed and of those in use.
     int FreeBlocksSize() const { return freeBlocksSize; }
     int AllocatedBlocksSize() const { return allocatedBlocksSize; }
+    ///@}
 
 private:
     struct CFreeBlock {
@@ -234,6 +245,7 @@ public:
     /// The sum of the sizes of all allocations that are not released.
     int AllocatedSize() const { return allocatedSize; }
 
+    /// Puts a mark here.
     void GetState(CStackManagerState& state) const {
         state = {current, current != nullptr ? current->used : 0, allocatedSize};
     }
@@ -242,9 +254,11 @@ public:
     /// that an earlier reset has passed is undefined behaviour. Asserts on a mark without a block but with
     /// bytes used.
     void Reset(const CStackManagerState& state);
+    /// The same.
     void ResetWithoutDump(const CStackManagerState& state) { Reset(state); }
     /// Releases everything; the memory is kept for reuse.
     void Reset() { Reset(CStackManagerState{nullptr, 0, 0}); }
+    /// The same.
     void ResetWithoutDump() { Reset(); }
 
 private:
@@ -297,6 +311,7 @@ public:
     /// Returns a block of at least `size` bytes. `actualSize` receives its size, all of which may be used and
     /// which must be passed to `Free`.
     void* Alloc(int size, int& actualSize);
+    /// `actualSize` is what `Alloc` gave.
     void Free(void* ptr, int actualSize);
 
     /// Returns to the system the pages of each block size that has no block in use. (Static objects of
@@ -325,6 +340,10 @@ TARNKIT_API CSizeClassAllocator& GetStringBodyPool();
 /// size, which must be passed to `FreeStringBody`. Any thread may free a block, whichever allocated it. Each
 /// thread keeps up to 40 KB of free blocks, and the process up to 64 KB of each size that no thread needs.
 void* AllocStringBody(int size, int& actualSize);
+/// Takes back a block of `actualSize` bytes.
 void FreeStringBody(void* body, int actualSize);
+/// Makes a block larger than those of the pool larger still, which the system may be able to do without
+/// copying it. Null, and nothing has changed, for other blocks and without memory.
+void* GrowStringBody(void* body, int actualSize, int size);
 
 } // namespace Tarn

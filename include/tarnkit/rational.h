@@ -27,6 +27,7 @@
 
 namespace Tarn {
 
+/// An exact fraction; see the top of this header.
 class TARNKIT_API rational {
 public:
     /// Sets nothing.
@@ -47,18 +48,24 @@ public:
         rational(T)
     = delete;
 
+    /// Carries the sign.
     int Numerator() const { return numerator; }
     /// At least 1.
     int Denominator() const { return denominator; }
 
+    /// Never overflows.
     rational operator-() const { return rational(-numerator, denominator, Dummy()); }
 
+    ///@{
+    /// Raise `ERR_RATIONAL_OVERFLOW` for a result that is too large, and `ERR_DIVIDE_ZERO`.
     rational& operator+=(const rational& other);
     rational& operator-=(const rational& other);
     rational& operator*=(const rational& other);
     rational& operator/=(const rational& other);
+    ///@}
 
-    // For an operand that is exactly an `int`, which may be -2^31; other integers become rationals first.
+    ///@{
+    /// For an operand that is exactly an `int`, which may be -2^31; other integers become rationals first.
     template<std::same_as<int> Int>
     rational& operator+=(Int number) {
         return *this = make(numerator + product(number, denominator), denominator, *this);
@@ -75,7 +82,10 @@ public:
     rational& operator/=(Int number) {
         return *this = safeMake(numerator, product(denominator, number), *this);
     }
+    ///@}
 
+    ///@{
+    /// As the operators above.
     friend rational operator+(rational a, const rational& b) { return a += b; }
     friend rational operator-(rational a, const rational& b) { return a -= b; }
     friend rational operator*(rational a, const rational& b) { return a *= b; }
@@ -96,8 +106,10 @@ public:
     friend rational operator/(rational a, Int b) {
         return a /= b;
     }
+    ///@}
 
-    // By value: equal fractions may have different terms.
+    ///@{
+    /// By value: equal fractions may have different terms.
     friend bool operator==(const rational& a, const rational& b) { return (a <=> b) == 0; }
     friend std::weak_ordering operator<=>(const rational& a, const rational& b) {
         return product(a.numerator, b.denominator) <=> product(b.numerator, a.denominator);
@@ -111,6 +123,7 @@ public:
         return a.numerator <=> product(b, a.denominator);
     }
 
+    ///@}
 private:
     int numerator;
     int denominator;

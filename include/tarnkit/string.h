@@ -12,6 +12,10 @@
 /// except that an assignment may leave it empty. Threads may use different strings at the same time, whether
 /// or not they share a body; several may use one string only if none of them changes it.
 ///
+/// A string is a range of its units and converts to a view (`std::string_view`) by itself; where a function
+/// takes both a pointer and a view, `View()` says which. Views and standard strings are taken wherever a
+/// string or a text is; their first NUL ends them (text_view.h).
+///
 /// \code
 /// CString path("logs");
 /// path += "/today.txt";
@@ -25,15 +29,19 @@
 #include <tarnkit/array.h>
 #include <tarnkit/export.h>
 #include <tarnkit/failures.h>
+#include <tarnkit/hashing.h>
 #include <tarnkit/layout.h>
 #include <tarnkit/shared_count.h>
+#include <tarnkit/text_view.h>
 #include <tarnkit/wide_text.h>
 
 #include <climits>
 #include <compare>
 #include <concepts>
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
+#include <string_view>
 #include <type_traits>
 
 namespace Tarn {
@@ -41,6 +49,9 @@ namespace Tarn {
 class CString;
 class CUnicodeString;
 class rational;
+
+/// The number of UTF-8 among the code pages.
+inline constexpr unsigned kUtf8CodePage = 65001;
 
 /// The character types. None of them stands for a number.
 template<class T>
@@ -57,8 +68,11 @@ concept CForeignUnit =
 template<class Unit>
 class CStringBodyConstants {
 protected:
+    ///@{
+    /// In bytes.
     static constexpr int kHeaderSize = 12;
     static constexpr int kUnitSize = sizeof(Unit);
+    ///@}
 
 public:
     /// The longest text whose body has a size that `int` can hold.
@@ -84,6 +98,10 @@ public:
     /// Makes a body with count 1 and the given length; the caller writes the text and the terminator.
     static CStringBodyOf* MakeNew(int length);
 
+    /// Gives a large body that nobody else has room for `length` units. Returns where it is now; null, and
+    /// nothing has changed, if it has to be copied.
+    static CStringBodyOf* Grow(CStringBodyOf* body, int length);
+
     /// The size in bytes of a body of `length` units: header, units and terminator.
     static constexpr int RequiredMemorySize(int length) {
         if (length < 0 || length > kLongestLength)
@@ -91,6 +109,7 @@ public:
         return kHeaderSize + (length + 1) * kUnitSize;
     }
 
+    ///@{
     /// The empty body is not counted.
     void IncRef() {
         if (!isEmptyBody())
@@ -100,19 +119,26 @@ public:
         if (!isEmptyBody() && RemoveReference(referenceCount))
             destroy();
     }
+    ///@}
+    /// Frees the body.
     void destroy();
 
     /// Whether the caller has the only string with this body.
     bool IsUnique() const { return IsOnlyReference(referenceCount); }
+    /// In units, without the terminator.
     int Length() const { return length; }
+    /// In bytes, header included.
     int AllocatedSize() const { return allocatedSize; }
     /// The number of units that the block has room for; negative for the empty body.
     int Room() const {
         return static_cast<int>(static_cast<unsigned>(allocatedSize) / kUnitSize) - kHeaderSize / kUnitSize -
                1;
     }
+    ///@{
+    /// The text.
     const Unit* Body() const { return text; }
     Unit* Body() { return text; }
+    ///@}
 
     /// Sets the field only; writes no terminator.
     void SetLength(int newLength) { length = newLength; }
@@ -141,7 +167,9 @@ private:
 TARNKIT_EXTERN_TEMPLATE(class CStringBodyOf<char>);
 TARNKIT_EXTERN_TEMPLATE(class CStringBodyOf<char16_t>);
 
+/// The body of a `CString`.
 using CStringBody = CStringBodyOf<char>;
+/// The body of a `CUnicodeString`.
 using CUnicodeStringBody = CStringBodyOf<char16_t>;
 
 TARNKIT_LAYOUT(CStringBody, 16, referenceCount, length, allocatedSize, text);
@@ -153,8 +181,21 @@ static_assert(CUnicodeStringBody::RequiredMemorySize(20) == (20 + 7) * 2);
 template<class Unit>
 class TARNKIT_API CStringOf {
 public:
+    /// What the string points to.
     using Body = CStringBodyOf<Unit>;
+    /// The class itself.
     using String = std::conditional_t<std::is_same_v<Unit, char>, CString, CUnicodeString>;
+
+    // The member types of a container that cannot be changed through its iterators.
+    using value_type = Unit;
+    using size_type = std::size_t;
+    using difference_type = std::ptrdiff_t;
+    using const_reference = const Unit&;
+    using reference = const_reference;
+    using const_pointer = const Unit*;
+    using pointer = const_pointer;
+    using const_iterator = const Unit*;
+    using iterator = const_iterator;
 
     // Construction. --------------------------------------------------------------------------------------
 
@@ -163,21 +204,35 @@ public:
     CStringOf(CStringOf&& other) noexcept : body(other.body) { other.body = Body::MakeNew(); }
     /// `count` copies of `unit`; an empty string when `count` is below 1.
     CStringOf(Unit unit, int count);
+    /// Copies the text up to its NUL.
     CStringOf(const Unit* text);
     /// The first `count` units of `text`, or fewer where a NUL ends it; the body has room for `count`.
     CStringOf(const Unit* text, int count);
+    /// The text of a view or of a standard string, up to its first NUL.
+    template<CForeignText<Unit> Text>
+    CStringOf(const Text& text) : CStringOf(bodyOf(ViewOf<Unit>(text))) {}
     CStringOf(std::nullptr_t) = delete;
     CStringOf(int unit, int count) = delete;
 
     // Access. --------------------------------------------------------------------------------------------
 
+    ///@{
+    /// In units, without the terminator.
     int GetLength() const { return body->Length(); }
     int Length() const { return body->Length(); }
+    ///@}
     bool IsEmpty() const { return body->Length() == 0; }
 
     /// The text, terminated by a NUL; valid until the string changes or is destroyed.
     const Unit* Ptr() const { return body->Body(); }
+    /// `Ptr`, where a pointer is wanted.
     operator const Unit*() const { return body->Body(); }
+    /// All `GetLength()` units, without the terminator; valid as long as a pointer is.
+    std::basic_string_view<Unit> View() const noexcept { return {begin(), end()}; }
+    /// `View`, where a view is wanted.
+    operator std::basic_string_view<Unit>() const noexcept { return View(); }
+    const Unit* begin() const noexcept { return body->Body(); }
+    const Unit* end() const noexcept { return body->Body() + body->Length(); }
     // A string converts to a pointer, and a pointer to a truth value: `bool isSet = text` would be true for
     // the empty text too.
     template<std::same_as<bool> T>
@@ -185,6 +240,8 @@ public:
     // `delete text` would free memory inside the body; with two pointer conversions it does not compile.
     operator const volatile void*() const = delete;
 
+    ///@{
+    /// The unit at `index`; that at `GetLength()` is the terminator.
     Unit GetAt(int index) const { return body->Body()[index]; }
     Unit operator[](int index) const { return body->Body()[index]; }
     // Without this overload, an index that is not an `int` would be ambiguous with indexing the pointer.
@@ -192,10 +249,13 @@ public:
     Unit operator[](Index index) const {
         return body->Body()[index];
     }
+    ///@}
+    /// Writes the unit at `index`.
     void SetAt(int index, Unit unit) {
         GetBuffer()[index] = unit;
         ReleaseBuffer(GetLength());
     }
+    /// Makes the string empty.
     void Empty() {
         Body* old = body;
         body = Body::MakeNew();
@@ -235,6 +295,7 @@ public:
 
     // Assignment and concatenation. A text may point into the string itself. -----------------------------
 
+    /// Shares the text of `other`.
     String& operator=(const CStringOf& other) noexcept {
         other.body->IncRef();
         Body* old = body;
@@ -242,6 +303,7 @@ public:
         old->DecRef();
         return self();
     }
+    /// Takes over the text of `other`, which is empty then.
     String& operator=(CStringOf&& other) noexcept {
         if (this != &other) {
             Empty();
@@ -249,17 +311,27 @@ public:
         }
         return self();
     }
+    /// Becomes one unit.
     String& operator=(Unit unit) {
         assignStr(&unit, 1);
         return self();
     }
+    /// Becomes a copy of the text up to its NUL.
     String& operator=(const Unit* text) {
         assignStr(text, measure(text));
+        return self();
+    }
+    /// Becomes a copy of the text up to its first NUL.
+    template<CForeignText<Unit> Text>
+    String& operator=(const Text& text) {
+        assignView(ViewOf<Unit>(text));
         return self();
     }
     String& operator=(int) = delete;
     String& operator=(std::nullptr_t) = delete;
 
+    ///@{
+    /// Appends a text, or a unit.
     String& operator+=(const String& other) {
         concatStr(other.Ptr(), other.GetLength());
         return self();
@@ -274,8 +346,17 @@ public:
         concatStr(text, measure(text));
         return self();
     }
+    template<CForeignText<Unit> Text>
+    String& operator+=(const Text& text) {
+        const auto view = ViewOf<Unit>(text);
+        concatStr(view.data(), measure(view.data(), view.size()));
+        return self();
+    }
+    ///@}
     String& operator+=(int) = delete;
 
+    ///@{
+    /// Joins two texts, or a text and a unit.
     friend String operator+(const String& a, const String& b) {
         return concatStr(a.Ptr(), a.GetLength(), b.Ptr(), b.GetLength());
     }
@@ -286,6 +367,17 @@ public:
     friend String operator+(const Unit* a, const String& b) {
         return concatStr(a, measure(a), b.Ptr(), b.GetLength());
     }
+    template<CForeignText<Unit> Text>
+    friend String operator+(const String& a, const Text& b) {
+        const auto view = ViewOf<Unit>(b);
+        return concatStr(a.Ptr(), a.GetLength(), view.data(), measure(view.data(), view.size()));
+    }
+    template<CForeignText<Unit> Text>
+    friend String operator+(const Text& a, const String& b) {
+        const auto view = ViewOf<Unit>(a);
+        return concatStr(view.data(), measure(view.data(), view.size()), b.Ptr(), b.GetLength());
+    }
+    ///@}
     // An `int` is either a number meant as text (see `Str`) or a character of another type; as a unit it
     // would lose its value, and with `+` or `-` it would move the pointer that the string converts to.
     friend String operator+(const String&, int) = delete;
@@ -296,20 +388,35 @@ public:
 
     // Comparison by the values of the units: negative, zero or positive. ---------------------------------
 
+    /// Compares the whole text.
     int Compare(const Unit* text) const;
     /// Ignores case: that of ASCII letters in 8-bit text, that of the whole BMP in 16-bit text.
     int CompareNoCase(const Unit* text) const;
+    ///@{
     /// The same for two strings, with the signature that `CArray::Sort` takes.
     static int Cmp(const String* a, const String* b) { return a->compare(*b); }
     static int CmpNoCase(const String* a, const String* b) { return a->CompareNoCase(b->Ptr()); }
+    ///@}
+    ///@{
     /// Compares at most `count` units, from `position` on, with `text`.
     int CompareSubstr(int position, const Unit* text, int count) const;
     int CompareSubstrNoCase(int position, const Unit* text, int count) const;
+    ///@}
 
     friend bool operator==(const String& a, const String& b) { return a.body == b.body || a.isEqual(b); }
     friend bool operator==(const String& a, const Unit* b) { return a.Compare(b) == 0; }
     friend std::strong_ordering operator<=>(const String& a, const String& b) { return a.compare(b) <=> 0; }
     friend std::strong_ordering operator<=>(const String& a, const Unit* b) { return a.Compare(b) <=> 0; }
+    template<CForeignText<Unit> Text>
+    friend bool operator==(const String& a, const Text& b) {
+        const auto view = ViewOf<Unit>(b);
+        return a.isEqual(view.data(), view.size());
+    }
+    template<CForeignText<Unit> Text>
+    friend std::strong_ordering operator<=>(const String& a, const Text& b) {
+        const auto view = ViewOf<Unit>(b);
+        return a.compare(view.data(), view.size()) <=> 0;
+    }
 
     /// The number of leading units of `text` that equal the units from `position` on.
     int CommonPref(const Unit* text, int position) const;
@@ -320,56 +427,80 @@ public:
 
     // Search from `start` on. Results are positions in the whole string. ---------------------------------
 
+    ///@{
+    /// The first position of a unit or of a text.
     /// A search for NUL finds the terminator.
     int Find(Unit unit, int start = 0) const;
     int CharPos(Unit unit, int start = 0) const { return Find(unit, start); }
     int Find(const Unit* text, int start = 0) const;
+    ///@}
+    /// The first position of any unit of `set`.
     int FindOneOf(const Unit* set, int start = 0) const;
     /// The last position of `unit`.
     int ReverseFind(Unit unit) const;
+    ///@{
     /// The first position whose unit is not in `set` (`Strspn`) or is in it (`Strcspn`); the length when
     /// there is none.
     int Strspn(const Unit* set, int start = 0) const;
     int Strspn(const String& set, int start = 0) const { return Strspn(set.Ptr(), start); }
     int Strcspn(const Unit* set, int start = 0) const;
     int Strcspn(const String& set, int start = 0) const { return Strcspn(set.Ptr(), start); }
+    ///@}
 
     // Extraction. ----------------------------------------------------------------------------------------
 
+    /// The `count` units from `first` on.
     String Mid(int first, int count) const;
+    /// The units from `first` on.
     String Mid(int first) const;
+    /// The first `count` units.
     String Left(int count) const;
+    /// The last `count` units.
     String Right(int count) const;
+    ///@{
     /// The units from `start` on that come before the first one outside `set` (`SpanIncluding`) or in it
     /// (`SpanExcluding`).
     String SpanIncluding(const Unit* set, int start = 0) const;
     String SpanIncluding(const String& set, int start = 0) const;
     String SpanExcluding(const Unit* set, int start = 0) const;
     String SpanExcluding(const String& set, int start = 0) const;
+    ///@}
 
     // Editing in place. A text may point into the string itself. -----------------------------------------
 
+    ///@{
+    /// Inserts before `position`.
     void StrIns(const String& text, int position) { insertStr(text.Ptr(), text.GetLength(), position); }
     void StrIns(const Unit* text, int position) { insertStr(text, measure(text), position); }
     void CharIns(Unit unit, int position) { insertStr(&unit, 1, position); }
+    ///@}
+    ///@{
+    /// Replaces `count` units from `position` on by `text`.
     void StrReplace(int position, int count, const String& text) {
         replaceStr(position, count, text.Ptr(), text.GetLength());
     }
     void StrReplace(int position, int count, const Unit* text) {
         replaceStr(position, count, text, measure(text));
     }
+    ///@}
     /// Removes `count` units; does nothing when `count` is below 1.
     void StrDel(int position, int count);
     /// Cuts the string at `position`.
     void StrDel(int position);
+    ///@{
+    /// Changes the case: that of ASCII letters in 8-bit text, that of the whole BMP in 16-bit text.
     void MakeUpper();
     void MakeLower();
+    ///@}
+    /// Reverses the order of the units.
     void MakeReverse();
+    ///@{
     /// Removes white space: space, TAB, CR, LF, form feed and vertical tab in 8-bit text, the units with the
     /// Unicode property White_Space in 16-bit text.
     void TrimLeft();
     void TrimRight();
     void Trim();
+    ///@}
 
     // A character of another type would be taken by its number, which means something else here: as a 16-bit
     // unit, '\xE9' is U+FFE9, and as an 8-bit one, u'\u0416' is cut to 0x16.
@@ -419,7 +550,7 @@ public:
     String SubstParam(const String& p0, const String& p1, const String& p2, const String& p3) const;
 
 protected:
-    // Takes over the caller's reference to `newBody`.
+    /// Takes over the caller's reference to `newBody`.
     explicit CStringOf(Body* newBody) : body(newBody) {}
     ~CStringOf() { body->DecRef(); }
 
@@ -432,6 +563,12 @@ private:
     const String& self() const { return static_cast<const String&>(*this); }
 
     static int measure(const Unit* text);
+    // The length of a text of `size` units that its first NUL may end earlier.
+    static int measure(const Unit* text, std::size_t size);
+    static Body* bodyOf(const Unit* text, std::size_t size);
+    static Body* bodyOf(std::basic_string_view<Unit> view) { return bodyOf(view.data(), view.size()); }
+    void assignView(const Unit* text, std::size_t size);
+    void assignView(std::basic_string_view<Unit> view) { assignView(view.data(), view.size()); }
     bool isOwnText(const Unit* text) const;
     void makeRoom(int length);
     void copyBody(int length);
@@ -442,7 +579,9 @@ private:
     void replaceStr(int position, int count, const Unit* text, int newCount);
     int commonSuffix(const Unit* text, int count) const;
     int compare(const CStringOf& other) const;
+    int compare(const Unit* text, std::size_t size) const;
     bool isEqual(const CStringOf& other) const;
+    bool isEqual(const Unit* text, std::size_t size) const;
 };
 
 TARNKIT_EXTERN_TEMPLATE(class CStringOf<char>);
@@ -460,6 +599,7 @@ public:
     CString(const char16_t* text, unsigned codePage);
     CString(const char16_t* text, int length, unsigned codePage);
 
+    /// Converts to 16-bit text. Empty when the text cannot be converted.
     CUnicodeString CreateUnicodeString(unsigned codePage = 0) const;
 
 private:
@@ -475,4 +615,34 @@ std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& s
     return stream << text.Ptr();
 }
 
+/// Library-internal: the text as a literal of the language, in UTF-8. Bytes that are not UTF-8, and units
+/// that have no character, are numbers, as in "\\xFF".
+TARNKIT_API CString LiteralOf(const CString& text);
+TARNKIT_API CString LiteralOf(const CUnicodeString& text);
+
+/// How GoogleTest shows a string.
+template<class Text>
+requires std::same_as<Text, CString> || std::same_as<Text, CUnicodeString>
+void PrintTo(const Text& text, std::ostream* out) { *out << LiteralOf(text).Ptr(); }
+
+/// `std::hash` of a string; the same as that of an equal text in any other form, so that the containers of
+/// the standard library can find a string by a view (with `std::equal_to<>`).
+template<class Unit>
+struct CTextHash {
+    using is_transparent = void;
+
+    ///@{
+    /// The hash of a text.
+    std::size_t operator()(const Unit* text) const { return static_cast<unsigned>(::HashKey(text)); }
+    template<class Text>
+    requires CTextClass<Text, Unit> || CForeignText<Text, Unit> std::size_t
+    operator()(const Text& text) const {
+        return static_cast<unsigned>(::HashKey(text));
+    }
+    ///@}
+};
+
 } // namespace Tarn
+
+template<>
+struct std::hash<Tarn::CString> : Tarn::CTextHash<char> {};

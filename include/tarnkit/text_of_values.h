@@ -38,9 +38,9 @@ template<class T>
 concept CFormatArgument =
     std::is_arithmetic_v<T> || std::is_enum_v<T> || std::is_pointer_v<T> || std::is_null_pointer_v<T>;
 
-// Numbers of up to 32 bits in radix 2 to 36 (any other gives an empty text); numbers of 64 bits, of whatever
-// type, in octal for radix 8, hexadecimal for 16 and decimal for every other radix. Digits above 9 are in
-// lower case. Only radix 10 has a sign; elsewhere a negative number is shown as its two's complement.
+/// Numbers of up to 32 bits in radix 2 to 36 (any other gives an empty text); numbers of 64 bits, of whatever
+/// type, in octal for radix 8, hexadecimal for 16 and decimal for every other radix. Digits above 9 are in
+/// lower case. Only radix 10 has a sign; elsewhere a negative number is shown as its two's complement.
 TARNKIT_API CString Str(int value, int radix = 10);
 TARNKIT_API CString Str(long value, int radix = 10);
 TARNKIT_API CString Str(unsigned int value, int radix = 10);
@@ -60,6 +60,7 @@ CString Str(T value) {
 template<CharacterType T>
 CString Str(T value, int radix = 10) = delete;
 
+/// The same as 16-bit text.
 TARNKIT_API CUnicodeString UnicodeStr(int value, int radix = 10);
 TARNKIT_API CUnicodeString UnicodeStr(long value, int radix = 10);
 TARNKIT_API CUnicodeString UnicodeStr(unsigned int value, int radix = 10);
@@ -76,12 +77,14 @@ template<CharacterType T>
 CUnicodeString UnicodeStr(T value, int radix = 10) = delete;
 
 /// Returns the arguments formatted by `format`. `Sprintf` is the same under an older name.
+///@{
 TARNKIT_API CString Format(const char* format, ...);
 TARNKIT_API CString Sprintf(const char* format, ...);
 TARNKIT_API CString Vsprintf(const char* format, va_list arguments);
 TARNKIT_API CUnicodeString Format(const char16_t* format, ...);
 TARNKIT_API CUnicodeString Sprintf(const char16_t* format, ...);
 TARNKIT_API CUnicodeString Vsprintf(const char16_t* format, va_list arguments);
+///@}
 
 // These refuse arguments that are neither numbers nor pointers; see `CFormatArgument`.
 template<class... Arguments>
@@ -107,9 +110,11 @@ requires(!CFormatArgument<std::decay_t<Arguments>> || ...) CUnicodeString
 TARNKIT_API int FormatInto(char* buffer, int size, const char* format, va_list arguments);
 TARNKIT_API int FormatInto(char16_t* buffer, int size, const char16_t* format, va_list arguments);
 
+///@{
 /// Describes a code address for diagnostics: "0x" and at least eight hexadecimal digits, followed by the path
 /// of the module that contains it, in parentheses, if there is one.
 TARNKIT_API CString FormatAddress(const void* address);
 TARNKIT_API CUnicodeString UnicodeFormatAddress(const void* address);
+///@}
 
 } // namespace Tarn

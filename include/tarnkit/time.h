@@ -31,14 +31,18 @@ class CArchive;
 /// The units of time, as numbers of 100 nanoseconds. They belong to a class of their own that is not
 /// exported: clients on Windows would look for those of an exported class in the library, where they are not.
 struct CTimeUnits {
+    ///@{
+    /// In units of 100 nanoseconds.
     static constexpr Int64 kMicrosecond = 10;
     static constexpr Int64 kMillisecond = 1000 * kMicrosecond;
     static constexpr Int64 kSecond = 1000 * kMillisecond;
     static constexpr Int64 kMinute = 60 * kSecond;
     static constexpr Int64 kHour = 60 * kMinute;
     static constexpr Int64 kDay = 24 * kHour;
+    ///@}
 };
 
+/// The signed difference of two times; see the top of this header.
 class TARNKIT_API CTimeSpan : public CTimeUnits {
 public:
     CTimeSpan() = default;
@@ -47,19 +51,24 @@ public:
         : units(sum(static_cast<UInt64>(days * Int64{24} + hours) * static_cast<UInt64>(kHour),
                     minutes * kMinute + seconds * kSecond + milliseconds * kMillisecond +
                         microseconds * kMicrosecond)) {}
+    /// A span of so many units of 100 nanoseconds.
     static constexpr CTimeSpan CreateFromTimeUnits(Int64 units) { return CTimeSpan(units); }
 
+    /// The span in units of 100 nanoseconds.
     constexpr Int64 GetTotalTimeUnits() const { return units; }
 
-    // The whole span in one unit, rounded towards zero.
+    ///@{
+    /// The whole span in one unit, rounded towards zero.
     constexpr Int64 GetDays() const { return units / kDay; }
     constexpr Int64 GetTotalHours() const { return units / kHour; }
     constexpr Int64 GetTotalMinutes() const { return units / kMinute; }
     constexpr Int64 GetTotalSeconds() const { return units / kSecond; }
     constexpr Int64 GetTotalMilliseconds() const { return units / kMillisecond; }
     constexpr Int64 GetTotalMicroseconds() const { return units / kMicrosecond; }
+    ///@}
 
-    // What remains after whole next larger units; zero or negative in a negative span.
+    ///@{
+    /// What remains after whole next larger units; zero or negative in a negative span.
     constexpr int GetHours() const { return static_cast<int>(GetTotalHours() - GetDays() * 24); }
     constexpr int GetMinutes() const { return static_cast<int>(GetTotalMinutes() - GetTotalHours() * 60); }
     constexpr int GetSeconds() const { return static_cast<int>(GetTotalSeconds() - GetTotalMinutes() * 60); }
@@ -69,7 +78,10 @@ public:
     constexpr int GetMicroseconds() const {
         return static_cast<int>(GetTotalMicroseconds() - GetTotalMilliseconds() * 1000);
     }
+    ///@}
 
+    ///@{
+    /// Overflows wrap around.
     constexpr CTimeSpan& operator+=(CTimeSpan other) {
         units = sum(static_cast<UInt64>(units), other.units);
         return *this;
@@ -80,6 +92,7 @@ public:
     }
     friend constexpr CTimeSpan operator+(CTimeSpan a, CTimeSpan b) { return a += b; }
     friend constexpr CTimeSpan operator-(CTimeSpan a, CTimeSpan b) { return a -= b; }
+    ///@}
 
     friend constexpr bool operator==(CTimeSpan a, CTimeSpan b) { return a.units == b.units; }
     friend constexpr std::strong_ordering operator<=>(CTimeSpan a, CTimeSpan b) {
@@ -107,6 +120,7 @@ private:
 };
 TARNKIT_LAYOUT(CTimeSpan, 8, units);
 
+/// The values of `GetMonth`.
 enum TMonth {
     January = 1,
     February,
@@ -122,8 +136,10 @@ enum TMonth {
     December
 };
 
+/// The values of `GetDayOfWeek`.
 enum TDayOfWeek { Sunday = 1, Monday, Tuesday, Wednesday, Thursday, Friday, Saturday };
 
+/// A point in time; see the top of this header.
 class TARNKIT_API CTime {
 public:
     CTime() = default;
@@ -134,21 +150,29 @@ public:
     CTime(const SYSTEMTIME& localTime);
     CTime(const FILETIME& localTime);
 
+    ///@{
+    /// The same from universal time (GMT).
     static CTime CreateFromTimeGmt(int year, int month, int day, int hour, int minute, int second,
                                    int millisecond, int microsecond);
     static CTime CreateFromSystemTimeGmt(const SYSTEMTIME& time);
     static CTime CreateFromFileTimeGmt(const FILETIME& time);
+    ///@}
     /// The beginning of 1601, which also stands for "no time".
     static constexpr CTime CreateZeroTime() { return CTime(Int64{0}); }
     /// The present moment, to the millisecond.
     static CTime GetCurrentTime();
 
+    /// The local time.
     void GetAsFileTime(FILETIME& localTime) const;
+    /// Universal time (GMT).
     void GetAsFileTimeGmt(FILETIME& time) const;
+    /// The local time.
     void GetAsSystemTime(SYSTEMTIME& localTime) const;
+    /// Universal time (GMT).
     void GetAsSystemTimeGmt(SYSTEMTIME& time) const;
 
-    // Parts of the local time.
+    ///@{
+    /// Parts of the local time.
     int GetYear() const { return asSystemTime().wYear; }
     TMonth GetMonth() const { return static_cast<TMonth>(asSystemTime().wMonth); }
     int GetDay() const { return asSystemTime().wDay; }
@@ -156,8 +180,9 @@ public:
     int GetMinute() const { return asSystemTime().wMinute; }
     int GetSecond() const { return asSystemTime().wSecond; }
     TDayOfWeek GetDayOfWeek() const { return static_cast<TDayOfWeek>(asSystemTime().wDayOfWeek + Sunday); }
+    ///@}
 
-    // The same in every time zone.
+    /// The same in every time zone.
     constexpr int GetMillisecond() const {
         return static_cast<int>(units % CTimeSpan::kSecond / CTimeSpan::kMillisecond);
     }
@@ -166,6 +191,8 @@ public:
         return static_cast<int>(units % CTimeSpan::kMillisecond / CTimeSpan::kMicrosecond);
     }
 
+    ///@{
+    /// A later or an earlier time. Overflows wrap around.
     constexpr CTime& operator+=(CTimeSpan span) {
         units = CTimeSpan::sum(static_cast<UInt64>(units), span.units);
         return *this;
@@ -176,6 +203,8 @@ public:
     }
     friend constexpr CTime operator+(CTime time, CTimeSpan span) { return time += span; }
     friend constexpr CTime operator-(CTime time, CTimeSpan span) { return time -= span; }
+    ///@}
+    /// The time that has passed since `other`.
     constexpr CTimeSpan operator-(CTime other) const {
         return CTimeSpan(CTimeSpan::difference(units, other.units));
     }
@@ -185,6 +214,7 @@ public:
 
     /// The local time as `wcsftime` formats it, at most 127 units; a longer text is an assertion failure.
     CUnicodeString UnicodeFormat(const char16_t* format) const;
+    /// The same for universal time (GMT).
     CUnicodeString UnicodeFormatGmt(const char16_t* format) const;
 
 private:

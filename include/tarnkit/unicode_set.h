@@ -21,6 +21,7 @@
 #include <tarnkit/data_model.h>
 #include <tarnkit/export.h>
 #include <tarnkit/layout.h>
+#include <tarnkit/text_view.h>
 
 #include <concepts>
 #include <cstddef>
@@ -38,9 +39,11 @@ public:
     static void* Alloc(unsigned int size, const char* file, int line);
     /// Null is ignored.
     static void Free(void* block);
+    ///@{
     /// The same for `count` blocks: all of them, or none and the memory exception.
     static void AllocAll(void** blocks, unsigned int count);
     static void FreeAll(void* const* blocks, unsigned int count);
+    ///@}
     /// Takes back the blocks of all existing sets, none of which may be used or destroyed afterwards.
     static void Reset();
 };
@@ -54,24 +57,49 @@ void AttachSetPagePool();
 /// Library-internal: frees the memory of the pool when the library is unloaded, unless a set still uses it.
 void ReleaseSetPagePool();
 
+/// The base of `CUnicodeSet`: all values of a UTF-16 code unit.
 using CUnicodeBitSet = CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>;
 TARNKIT_EXTERN_TEMPLATE(class CPagedBitSet<0x10000, 1024, CUnicodeSetAllocator>);
 
-/// The character types other than a UTF-16 code unit. Converted to one, a value can be lost (U'\U0001F600')
-/// or become a different character ('\xE9' is negative where `char` is signed, and belongs to some code page
-/// anyway).
+/// The character types other than a UTF-16 code unit. Converted to one, a value can be lost
+/// (``U'\U0001F600'``) or become a different character (``'\xE9'`` is negative where `char` is signed, and
+/// belongs to some code page anyway).
 template<class Character>
 concept CForeignCharacter = std::same_as<Character, char> || std::same_as<Character, signed char> ||
     std::same_as<Character, char8_t> || std::same_as<Character, char32_t> ||
     (std::same_as<Character, wchar_t> && !kIsWideTextUtf16);
 
+/// A set of UTF-16 code units; see the top of this header.
 class TARNKIT_API CUnicodeSet : public CUnicodeBitSet {
 public:
+    /// Walks the units in ascending order; they cannot be changed through it.
+    using Iterator = CBitSetIterator<CUnicodeBitSet, char16_t>;
+    using key_type = char16_t;
+    using value_type = char16_t;
+    using reference = char16_t;
+    using const_reference = char16_t;
+    using iterator = Iterator;
+    using const_iterator = Iterator;
+
     constexpr CUnicodeSet() = default;
+    /// The set of these units.
+    CUnicodeSet(std::initializer_list<char16_t> units) : CUnicodeBitSet(units.begin(), units.end()) {}
+    /// The set of the units of a range.
+    template<std::input_iterator First, std::sentinel_for<First> Last>
+    requires std::same_as < std::iter_value_t<First>,
+    char16_t > CUnicodeSet(First from, Last end) : CUnicodeBitSet(from, end) {}
+    /// The units of a view or of a standard string, up to the first NUL.
+    template<CForeignText<char16_t> Text>
+    CUnicodeSet(const Text& text) {
+        const auto view = ViewOf<char16_t>(text);
+        for (auto unit = view.begin(); unit != view.end() && *unit != 0; ++unit)
+            *this |= *unit;
+    }
     /// The units of `text`.
     CUnicodeSet(const char16_t* text);
     CUnicodeSet(std::nullptr_t) = delete;
 
+    /// Whether `unit` is an element.
     bool Has(char16_t unit) const { return CUnicodeBitSet::Has(unsigned{unit}); }
     /// Whether every element of `other` is an element of this set.
     bool Has(const CUnicodeSet& other) const { return CUnicodeBitSet::Has(other); }
@@ -85,12 +113,13 @@ public:
     const char16_t* FirstExcluding(const char16_t* text) const;
 
     /// The elements in ascending order.
-    using Iterator = CBitSetIterator<CUnicodeBitSet, char16_t>;
     Iterator begin() const { return Iterator(*this, 0); }
     Iterator end() const { return Iterator(*this, 0x10000); }
 
     // Union, intersection, difference, symmetric difference and complement. -------------------------------
 
+    ///@{
+    /// As the names of the operators say, with a set or with one unit.
     CUnicodeSet& operator|=(const CUnicodeSet& other) { return changed(CUnicodeBitSet::operator|=(other)); }
     CUnicodeSet& operator&=(const CUnicodeSet& other) { return changed(CUnicodeBitSet::operator&=(other)); }
     CUnicodeSet& operator-=(const CUnicodeSet& other) { return changed(CUnicodeBitSet::operator-=(other)); }
@@ -124,6 +153,7 @@ public:
     friend CUnicodeSet operator&(CUnicodeSet a, char16_t unit) { return std::move(a &= unit); }
     friend CUnicodeSet operator-(CUnicodeSet a, char16_t unit) { return std::move(a -= unit); }
     friend CUnicodeSet operator^(CUnicodeSet a, char16_t unit) { return std::move(a ^= unit); }
+    ///@}
 
     // Refused: see CForeignCharacter.
     template<CForeignCharacter Character>
@@ -145,6 +175,7 @@ public:
     template<CForeignCharacter Character>
     friend CUnicodeSet operator^(const CUnicodeSet&, Character) = delete;
 
+    /// All units that are not in `set`.
     friend CUnicodeSet operator~(const CUnicodeSet& set) {
         CUnicodeSet result;
         result.becomeComplement(set);

@@ -35,7 +35,8 @@ public:
     CUnicodeString(const char* text, unsigned codePage);
     CUnicodeString(const char* text, int length, unsigned codePage);
 
-    // Wide text (`wchar_t`), on systems where its units have 16 bits.
+    ///@{
+    /// Wide text (`wchar_t`), on systems where its units have 16 bits.
     template<CWideUnit Wide>
     CUnicodeString(const Wide* text) : CStringOf(FromWide(text)) {}
     template<CWideUnit Wide>
@@ -70,6 +71,11 @@ public:
     friend std::strong_ordering operator<=>(const CUnicodeString& a, const Wide* b) {
         return a <=> FromWide(b);
     }
+    ///@}
+
+    /// Converts a view or standard string of 8-bit text, up to its first NUL.
+    template<CForeignText<char> Text>
+    CUnicodeString(const Text& text, unsigned codePage) : CUnicodeString(CString(text).Ptr(), codePage) {}
 
     /// Converts to 8-bit text in a code page. Empty when the text cannot be converted.
     CString CreateString(unsigned codePage = 0) const;
@@ -79,4 +85,14 @@ private:
 };
 TARNKIT_LAYOUT(CUnicodeString, 4, body);
 
+/// Writes the text in UTF-8, whatever the locale.
+template<class Traits>
+std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& stream,
+                                             const CUnicodeString& text) {
+    return stream << text.CreateString(kUtf8CodePage).Ptr();
+}
+
 } // namespace Tarn
+
+template<>
+struct std::hash<Tarn::CUnicodeString> : Tarn::CTextHash<char16_t> {};

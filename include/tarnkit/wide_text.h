@@ -18,6 +18,7 @@
 
 namespace Tarn {
 
+/// `wchar_t`, where it has 16 bits; no type elsewhere.
 template<class Unit>
 concept CWideUnit = std::is_same_v<Unit, wchar_t> && kIsWideTextUtf16;
 

@@ -3,6 +3,11 @@
 #include <tarnkit/pointer_array.h>
 #include <tarnkit/unicode_string.h>
 
+#include <list>
+#include <ranges>
+#include <span>
+#include <sstream>
+
 using namespace Tarn;
 
 TEST(Array, GrowsToWhatIsNeededByHalfTheCapacityOrByEight) {
@@ -36,8 +41,9 @@ void compareWithVector() {
             [&] { next.insert(next.end(), model.begin(), model.end()), array.Append(array); },
             [&] { next.clear(), array = CArray<Element>(); },
             [&] { next.insert(place, value), array.InsertAt(at, value); },
-            [&] { next.push_back(value), array.Add(value); }};
-        const auto& operation = operations[Random(size > 60 ? 1 : 5)];
+            [&] { next.push_back(value), array.Add(value); },
+            [&] { next.push_back(value), array.emplace_back(value); }};
+        const auto& operation = operations[Random(size > 60 ? 1 : 6)];
         const bool isDone = manager.TryWith(Random(size + 2), [&] { operation(); });
         failures += isDone ? 0 : 1;
         if (isDone)
@@ -69,6 +75,59 @@ TEST(Array, AddsAnElementOfItsOwnWhenItsBufferIsMovedByTheSystem) {
 TEST(Array, AgreesWithAVectorAndFailuresChangeNothing) {
     compareWithVector<CBox<true>>();
     compareWithVector<CBox<false>>();
+}
+
+// Elements that move by a copy of their bytes, by moves that cannot fail, and by whatever they offer.
+template<class Element, class Maker>
+void insertEverywhere(Maker make) {
+    CArray<Element> array;
+    std::vector<Element> model;
+    for (int i = 0; i < 300; i++) {
+        const int at = Random(i);
+        const bool isOwn = i > 0 && i % 5 == 0;
+        Element value = isOwn ? array[i / 2] : Element(make(i));
+        isOwn ? array.InsertAt(at, array[i / 2]) : array.InsertAt(at, value);
+        model.insert(model.begin() + at, std::move(value));
+        ASSERT_TRUE(std::ranges::equal(array, model)) << i;
+    }
+}
+
+TEST(Array, InsertsAnywhereAlsoAnElementOfItsOwn) {
+    const auto textOf = [](int number) { return std::string(static_cast<std::size_t>(number % 40), 'x'); };
+    insertEverywhere<int>(std::identity());
+    insertEverywhere<CString>(textOf);
+    insertEverywhere<std::string>(textOf);
+    insertEverywhere<CBox<true>>(std::identity());
+}
+
+static_assert(std::ranges::contiguous_range<CArray<int>> && std::ranges::sized_range<const CArray<int>> &&
+              std::ranges::contiguous_range<CPointerArray<int>> &&
+              std::is_convertible_v<CArray<int>&, std::span<int>> &&
+              std::is_convertible_v<const CArray<int>&, std::span<const int>> &&
+              !std::is_constructible_v<CArray<int>, std::vector<std::string>> &&
+              !std::is_convertible_v<std::vector<int>, CArray<int>>);
+
+TEST(Array, IsAContainerOfTheStandardLibrary) {
+    std::istringstream numbers("3 1 2");
+    CArray<int> array(std::istream_iterator<int>{numbers}, std::istream_iterator<int>{});
+    std::ranges::copy(std::list{5, 4}, std::back_inserter(array));
+    EXPECT_EQ(array, (CArray<int>(std::list{3, 1, 2, 5, 4}))) << "gone through once, and more than once";
+    std::ranges::sort(std::span(array).subspan(1));
+    const int middle = 4;
+    EXPECT_EQ(
+        array.BinarySearch(1, [&](const int* a, const int* b) { return (*a > middle) - (*b > middle); }), 0);
+    EXPECT_EQ(testing::PrintToString(array), "{ 3, 1, 2, 4, 5 }");
+
+    CArray<CUnicodeString> texts;
+    EXPECT_EQ(texts.emplace_back(u'x', 3), u"xxx");
+    texts.push_back(u"y");
+    for (int i = 0; i < 20; i++)
+        texts.emplace_back(texts[i].Ptr(), 2); // while the buffer moves
+    EXPECT_TRUE(texts.size() == 22 && !texts.empty() && texts[20] == u"xx" && texts[21] == u"y");
+    CPointerArray<int> pointers;
+    for (int& number : array)
+        pointers.push_back(&number);
+    EXPECT_TRUE(pointers.size() == 5 && !(pointers == CPointerArray<int>()));
 }
 
 TEST(Array, RefusesWrongPositionsAndCounts) {

@@ -102,8 +102,17 @@ TEST(List, SortsAgreeWithAStableSortAndNoOrderMakesQSortSlow) {
             fill(list, count, greatestKey);
             std::vector<CItem*> expected = itemsOf(list);
             std::ranges::stable_sort(expected, {}, &CItem::key);
-            count % 2 == 0 ? list.Sort(CItem::ByKey) : list.CListBase::Sort(CItem::ByKey);
+            int asked = 0;
+            const auto byKey = [&asked](const CItem* a, const CItem* b) {
+                asked++;
+                return CItem::ByKey(a, b);
+            };
+            count % 2 == 0  ? list.Sort(CItem::ByKey)
+            : count % 3 > 0 ? list.CListBase::Sort(CItem::ByKey)
+                            : list.Sort<CItem>(byKey);
             EXPECT_EQ(itemsOf(list), expected) << count << " " << greatestKey;
+            EXPECT_TRUE(
+                std::ranges::equal(list.Nodes<CItem>(), expected, {}, [](CItem& item) { return &item; }));
             for (int order = 0; order < 5; order++) {
                 int i = 0;
                 for (CItem* item : itemsOf(list)) {
@@ -113,12 +122,32 @@ TEST(List, SortsAgreeWithAStableSortAndNoOrderMakesQSortSlow) {
                     i++;
                 }
                 comparisons = 0;
-                count % 2 == 0 ? list.QSort(CItem::ByKey) : list.CListBase::QSort(CItem::ByKey);
+                count % 2 == 0  ? list.QSort(CItem::ByKey)
+                : count % 3 > 0 ? list.CListBase::QSort(CItem::ByKey)
+                                : list.QSort<CItem>(byKey);
                 EXPECT_LE(comparisons, 6 * count * std::bit_width(static_cast<unsigned>(count))) << order;
                 EXPECT_TRUE(std::ranges::is_sorted(itemsOf(list), {}, &CItem::key)) << count;
             }
             EXPECT_TRUE(std::ranges::is_permutation(itemsOf(list), expected));
         }
+}
+
+static_assert(std::ranges::bidirectional_range<CListBase> &&
+              std::ranges::bidirectional_range<const CTreeBase> &&
+              std::is_same_v<std::ranges::range_reference_t<CTreeBase>, CTreeBase&>);
+
+TEST(List, IsARangeInBothDirections) {
+    CTreeBase list;
+    fill(list, 5, 0);
+    std::vector<int> numbers;
+    for (const CItem& item : std::as_const(list).Nodes<CItem>())
+        numbers.push_back(item.number);
+    for (CTreeBase& node : std::views::reverse(list))
+        numbers.push_back(static_cast<CItem&>(node).number);
+    for (const CListNodeBase& node : static_cast<const CListBase&>(list))
+        numbers.push_back(static_cast<const CItem&>(node).number);
+    EXPECT_EQ(numbers, (std::vector{0, 1, 2, 3, 4, 4, 3, 2, 1, 0, 0, 1, 2, 3, 4}));
+    EXPECT_TRUE(std::ranges::empty(CListBase()));
 }
 
 TEST(List, QSortPutsEqualNodesInTheOrderOfAQuickSortEvenIfItMergesRuns) {

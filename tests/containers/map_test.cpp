@@ -1,6 +1,9 @@
 #include "faults.h"
 
 #include <tarnkit/map.h>
+#include <tarnkit/unicode_string.h>
+
+#include <ranges>
 
 using namespace Tarn;
 
@@ -33,11 +36,13 @@ TEST(Map, HoldsPairsInOrderOfInsertionAndFailuresChangeNothing) {
         const int number = Random(200);
         const CClientKey key(number);
         const auto known = std::ranges::find(model, number, &Pair::first);
-        const bool isKnown = known != model.end(), isDeletion = Random(2) == 0;
+        const bool isKnown = known != model.end(), isDeletion = Random(2) == 0, isAsked = Random(1) == 0;
         ASSERT_EQ(map.Has(key), isKnown);
         const bool isDone = manager.TryWith(Random(5), [&] {
             if (isDeletion)
                 EXPECT_EQ(map.Delete(key), isKnown);
+            else if (isAsked)
+                map.FindOrInsert(key, step);
             else
                 map.Set(key, step);
         });
@@ -46,7 +51,7 @@ TEST(Map, HoldsPairsInOrderOfInsertionAndFailuresChangeNothing) {
         if (isKnown && isDeletion)
             model.erase(known);
         else if (isKnown && isDone)
-            known->second = step;
+            known->second = isAsked ? known->second : step;
         else if (isDone && !isDeletion)
             model.emplace_back(number, step);
         ASSERT_TRUE(holds(map, model)) << "step " << step;
@@ -54,6 +59,36 @@ TEST(Map, HoldsPairsInOrderOfInsertionAndFailuresChangeNothing) {
     EXPECT_GT(failures, 1000);
     EXPECT_TRUE(holds(CMap(map), model));
 }
+
+static_assert(std::ranges::forward_range<CMap<int, int>> &&
+              std::ranges::forward_range<const CMap<int, int>> &&
+              std::ranges::forward_range<CHashTable<CString>> &&
+              std::is_same_v<CMap<int, CString>::mapped_type, CString>);
+
+TEST(Map, IsBuiltFromListsAndRangesAndComparesItsPairs) {
+    CMap<CUnicodeString, int> map{{u"a", 1}, {u"b", 2}, {u"a", 3}};
+    EXPECT_EQ(map, (CMap<CUnicodeString, int>{{u"b", 2}, {u"a", 1}})) << "the first of equal keys stays";
+    const std::map<std::u16string, int> standard{{u"a", 1}, {u"b", 2}};
+    EXPECT_EQ(map, (CMap<CUnicodeString, int>(standard.begin(), standard.end())));
+    EXPECT_EQ(map[u"a"]++, 1);
+    EXPECT_FALSE((map == CMap<CUnicodeString, int>(standard.begin(), standard.end())));
+    EXPECT_EQ(++map[std::u16string_view(u"c")], 1);
+    EXPECT_FALSE((map == CMap<CUnicodeString, int>{{u"b", 2}, {u"a", 2}}) ||
+                 (map == CMap<CUnicodeString, int>{{u"b", 2}, {u"a", 2}, {u"d", 1}}));
+    EXPECT_EQ((CMap<int, int>{30}).Size(), 0) << "one number is a size";
+    EXPECT_EQ(std::ranges::distance(map), 3);
+
+    const std::vector<std::string> names{"y", "x", "y"};
+    const CHashTable<CString> table(names.begin(), names.end());
+    EXPECT_EQ(table, (CHashTable<CString>{"x", "y"}));
+    EXPECT_NE(table, (CHashTable<CString>{"x", "z"}));
+}
+
+// Such texts find a string without another string being made.
+static_assert(CTextKeyOf<char[4], CString> && CTextKeyOf<const char*, CString> &&
+              CTextKeyOf<std::string_view, CString> && CTextKeyOf<std::u16string, CUnicodeString>);
+static_assert(!CTextKeyOf<CString, CString> && !CTextKeyOf<std::string, CUnicodeString> &&
+              !CTextKeyOf<const char*, const char*> && !CTextKeyOf<int, CString>);
 
 TEST(Map, PairsCanBeDeletedAndAddedWhileIterating) {
     CMap<int, int> map;

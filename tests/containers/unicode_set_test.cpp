@@ -121,6 +121,11 @@ TEST(UnicodeSet, OperatorsMakeNewSets) {
     EXPECT_TRUE((left - right) == CUnicodeSet(u"ab") && (left - u'b') == CUnicodeSet(u"ac"));
     EXPECT_TRUE((left ^ right) == CUnicodeSet(u"abd\u0416") && (left ^ u'd') == CUnicodeSet(u"abcd"));
     EXPECT_TRUE(left == CUnicodeSet(u"cba") && ~~left == left);
+    const std::u16string_view text(u"cab\0d", 5);
+    EXPECT_TRUE(left == CUnicodeSet(text) && (left == CUnicodeSet{u'c', u'b', u'a'}) &&
+                left == CUnicodeSet(text.begin(), text.begin() + 3));
+    static_assert(std::ranges::forward_range<CUnicodeSet> &&
+                  std::is_same_v<CUnicodeSet::value_type, std::ranges::range_value_t<CUnicodeSet>>);
 }
 
 TEST(UnicodeSet, FindsTheUnitsOfATextThatItHasOrLacks) {

@@ -124,18 +124,27 @@ TYPED_TEST(StringsOfBothWidths, AssignmentKeepsABodyThatHasRoom) {
 TYPED_TEST(StringsOfBothWidths, LargeTextsGrowByAFifth) {
     using String = TypeParam;
     using Unit = UnitOf<String>;
-    const std::tuple<int, int, int> kCases[] = {
-        {1000, 1001, 1200}, {1000, 1500, 1500}, {10, 20, roomOf<Unit>(64)}, {10, 11, 0}};
+    constexpr int kHeader = 12; // the text follows the three numbers of its body
+    const std::tuple<int, int, int> kCases[] = {{1000, 1001, 1200},
+                                                {1000, 1500, 1500},
+                                                {10, 20, roomOf<Unit>(64)},
+                                                {300'000, 300'001, 360'000}}; // moved by the system
     for (const auto& [length, asked, room] : kCases) {
         String text(Unit('x'), length);
-        const Unit* place = text.GetBuffer(asked);
-        EXPECT_EQ(text.GetBuffer(std::max(room, asked)), place) << asked;
+        const auto* units = reinterpret_cast<const char*>(text.GetBuffer(asked));
+        EXPECT_EQ(reinterpret_cast<const typename String::Body*>(units - kHeader)->Room(), room);
+        EXPECT_EQ(reinterpret_cast<const char*>(text.GetBuffer(room)), units);
         text.ReleaseBuffer(length);
-        if (room > 0) {
-            text.SetBufferLength(room + 1);
-            EXPECT_NE(text.Ptr(), place) << asked;
-        }
         EXPECT_EQ(text, String(Unit('x'), length));
+    }
+}
+
+TEST(UnicodeString, IsMadeOfTextAtAnyAddress) {
+    for (std::size_t at = 0; at < 2 * sizeof(std::uint64_t); at++) {
+        char memory[64];
+        std::memset(memory, 'x', sizeof memory);
+        std::memcpy(memory + at, u"a\u0416\0", 3 * sizeof(char16_t));
+        EXPECT_EQ(CUnicodeString(reinterpret_cast<const char16_t*>(memory + at)), u"a\u0416") << at;
     }
 }
 

@@ -1,3 +1,4 @@
+#include "strings/real_number.h"
 #include "tests/strings/text_literals.h"
 #include "tests/support/failure.h"
 
@@ -5,6 +6,8 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
+#include <string>
 
 namespace Tarn {
 namespace {
@@ -26,6 +29,36 @@ void expectText(const char* expected, Arguments... value) {
     EXPECT_EQ(Str(value...), expected);
     EXPECT_EQ(UnicodeStr(value...).CreateString(), expected);
 }
+
+#if defined(__cpp_lib_to_chars)
+// What is used where the standard library reads no real numbers.
+TEST(RealNumber, IsReadAsTheStandardLibraryReadsIt) {
+    std::mt19937 random(851);
+    const auto below = [&](unsigned limit) { return static_cast<int>(random() % limit); };
+    const auto bits = [&] { return (UInt64{random()} << 32 | random()) >> below(64); };
+    const auto hex = [](UInt64 value) { return std::string(Str(value, 16).Ptr()); };
+    for (int i = 0; i < 30000; i++) {
+        std::string text;
+        const bool isHex = i % 2 == 1;
+        if (i % 3 != 0)
+            text = isHex ? hex(bits()) + "." + hex(bits()) + "p" + std::to_string(below(2300) - 1150)
+                         : std::to_string(bits()) + "." + std::to_string(bits()) + "E" +
+                               std::to_string(below(700) - 360);
+        else
+            for (int length = below(20) + 1; length > 0; length--)
+                text += "0123456789..eEpaF"[below(17)];
+        if (i % 10 == 0)
+            text = (below(2) != 0 ? "inf" : "NaN(") + text + ")";
+        double expected = -7, value = -7;
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(
+            text.data(), end, expected, isHex ? std::chars_format::hex : std::chars_format::general);
+        const auto read = RealNumber::ParseWithoutLibrary(text.data(), end, value, isHex);
+        EXPECT_TRUE(read.ptr == stop && read.ec == error) << text;
+        EXPECT_TRUE(value == expected || (std::isnan(value) && std::isnan(expected))) << text;
+    }
+}
+#endif
 
 TEST(TextOfNumbers, IsTheSameInBothWidths) {
     expectText("0", 0);
