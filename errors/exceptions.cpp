@@ -1,5 +1,6 @@
 #include <tarnkit/exceptions.h>
 
+#include <tarnkit/file_system.h>
 #include <tarnkit/immortal.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/memory_manager.h>
@@ -257,7 +258,9 @@ CFileException::CFileException(TType type, const CUnicodeString& name)
 
 CFileException::~CFileException() = default;
 
-CUnicodeString CFileException::MessageText() const { return GetErrorText(errorType, fileName); }
+CUnicodeString CFileException::MessageText() const {
+    return GetErrorText(errorType, FileSystem::ForDisplay(fileName));
+}
 
 CUnicodeString CFileException::GetErrorText(TType type, const CUnicodeString& name) {
     const CMessage* message = messageOfType(type);

@@ -1,6 +1,7 @@
 #include <tarnkit/message_handlers.h>
 
 #include <tarnkit/array.h>
+#include <tarnkit/byte_order.h>
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 #include <tarnkit/immortal.h>
@@ -11,6 +12,7 @@
 #include <tarnkit/text_of_values.h>
 #include <tarnkit/thread_storage.h>
 
+#include "errors/log_writing.h"
 #include "errors/reporting.h"
 #include "files/patience.h"
 #include "memory/process_mutex.h"
@@ -140,13 +142,15 @@ void writeText(CBaseFile* file, const char16_t* text) {
                 piece[count++] = u'\r';
             piece[count++] = last = *text++;
         }
+        TurnLittleEndian(piece, static_cast<std::size_t>(count));
         file->Write(piece, count * static_cast<int>(sizeof(char16_t)));
     }
 }
 
 void writeEntry(CBaseFile& file, const char16_t* text, bool isFirst) {
+    const char16_t mark = LittleEndian(kByteOrderMark);
     if (isFirst)
-        file.Write(&kByteOrderMark, sizeof kByteOrderMark);
+        file.Write(&mark, sizeof mark);
     writeText(&file, text);
     writeText(&file, u"\n\n"); // a blank line between messages
 }
@@ -154,22 +158,16 @@ void writeEntry(CBaseFile& file, const char16_t* text, bool isFirst) {
 // Adds a message to a log in one write, so that the log never ends with half of it. Only if there is no
 // memory to build it in, there are several writes.
 void append(CFile& log, const char16_t* text) {
-    const Int64 end = log.Seek(Int64{0}, CFile::End);
-    try {
-        CMemoryFile entry;
-        writeEntry(entry, text, end == 0);
-        log.Write(entry.GetBufferPtr(), entry.GetLength());
-    } catch (CMemoryException* e) {
-        e->Delete();
-        writeEntry(log, text, end == 0);
-    } catch (CFileException*) {
+    AppendWhole(log, [&](Int64 end) {
         try {
-            log.SetLength(end);       // a full disk took a part
-        } catch (CFileException* e) { // nor can a device be cut
+            CMemoryFile entry;
+            writeEntry(entry, text, end == 0);
+            log.Write(entry.GetBufferPtr(), entry.GetLength());
+        } catch (CMemoryException* e) {
             e->Delete();
+            writeEntry(log, text, end == 0);
         }
-        throw;
-    }
+    });
 }
 
 struct CHeapRelease {
@@ -194,14 +192,12 @@ CMessageHandler* getDefaultHandler() {
     return chosen;
 }
 
-// Messages of all threads are written to log files one after the other. Recursive, because a failure to write
-// may itself be shown.
-constinit CRecursiveProcessMutex logMutex;
-
 constinit std::atomic<CMessageHandler*> processHandler{nullptr};
 constinit CThreadRecord threadHandler{sizeof(CMessageHandler*)};
 
 } // namespace
+
+constinit CRecursiveProcessMutex logMutex;
 
 void AttachMessageHandlers() { Platform::MakeNewAfterFork<logMutex>(); }
 
@@ -258,14 +254,16 @@ bool CConsoleMessageHandler::openLogFile() {
                                     FILE_ATTRIBUTE_NORMAL);
     if (logFile == INVALID_HANDLE_VALUE)
         return false;
-    write(&kByteOrderMark, sizeof kByteOrderMark);
+    write(u"\uFEFF");
     return true;
 }
 
 // What cannot be written to the file is lost.
-void CConsoleMessageHandler::write(const void* bytes, int size) {
-    DWORD written;
-    Platform::WriteFile(logFile, bytes, static_cast<DWORD>(size), &written);
+void CConsoleMessageHandler::write(const char16_t* text) {
+    WriteLittleEndian(text, static_cast<std::size_t>(lengthOf(text)), [this](const void* bytes, int size) {
+        DWORD written;
+        Platform::WriteFile(logFile, bytes, static_cast<DWORD>(size), &written);
+    });
 }
 
 int CConsoleMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned) {
@@ -275,9 +273,9 @@ int CConsoleMessageHandler::ShowMessage(HWND, const char16_t* text, const char16
     if (isAddCRLF)
         Platform::OutputDebugStringW(kLineEnd);
     if (openLogFile()) {
-        write(text, lengthOf(text) * static_cast<int>(sizeof(char16_t)));
+        write(text);
         if (isAddCRLF)
-            write(kLineEnd, lengthOf(kLineEnd) * static_cast<int>(sizeof(char16_t)));
+            write(kLineEnd);
     }
     return IDOK;
 }
@@ -299,7 +297,6 @@ CFileMessageHandler::~CFileMessageHandler() = default;
 int CFileMessageHandler::ShowMessage(HWND, const char16_t* text, const char16_t*, unsigned flags) {
     const std::lock_guard guard(logMutex);
     try {
-        constexpr std::chrono::seconds kWaitForOtherProcesses{2}; // each has the log for one message
         CFile file;
         OpenPatiently(file, fileName,
                       CFile::ForWriting | CFile::DenyWrite | CFile::Create | CFile::KeepContents,

@@ -97,6 +97,18 @@ void showInsteadOfThrowing(TextMaker textOf) {
 
 CUnicodeString textOrEmpty(const char16_t* text) { return text != nullptr ? text : u""; }
 
+// An assertion that a user can do something about.
+class CExplainedError final : public CInternalError {
+public:
+    CExplainedError(const char16_t* file, long line, const CUnicodeString& text)
+        : CInternalError(file, line), words(text) {}
+
+    CUnicodeString MessageText() const override { return CInternalError::MessageText() + u'\n' + words; }
+
+private:
+    CUnicodeString words;
+};
+
 CUnicodeString assertionText(const char16_t* file, long line) {
     const CUnicodeString empty, fileText = textOrEmpty(file), lineText = UnicodeStr(line);
     if (IsTarnkitInitialized() && MSG_ASSERT.IsDefined())
@@ -155,6 +167,13 @@ void GenAssert(const char16_t* file, long line) {
     report(
         CReportingGuard::assertion, [&] { return new CInternalError(file, line); },
         [&] { return assertionText(file, line); });
+}
+
+void GenAssertInWords(const char16_t* file, long line, const CUnicodeString& words) {
+    assertStop.Apply();
+    report(
+        CReportingGuard::assertion, [&] { return new CExplainedError(file, line, words); },
+        [&] { return assertionText(file, line) + u'\n' + words; });
 }
 
 void GenCheck(CError& error, const char16_t* p0, const char16_t* p1, const char16_t* p2) {

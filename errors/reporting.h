@@ -42,6 +42,9 @@ template<class Maker>
     return make();
 }
 
+/// `GenAssert` with words for the user below the place.
+void GenAssertInWords(const char16_t* file, long line, const CUnicodeString& words);
+
 /// Shows a text with the stop icon, under the application's title and owned by its main window; returns the
 /// button.
 int ShowErrorBox(const CUnicodeString& text, unsigned buttons);

@@ -3,6 +3,7 @@
 // (library_messages.cpp), which are built between these two, only join a list.
 #include "catalogue/resource_registry.h"
 #include "errors/application.h"
+#include "errors/uncaught.h"
 #include "files/process_files.h"
 #include "platform/platform.h"
 #include "runtime/registered_modules.h"
@@ -32,9 +33,11 @@ struct CFoundation {
         AttachRegisteredModules();
         AttachSetupCache();
         AttachMessageHandlers();
+        AttachTerminateHandler();
         SetApplicationInstance(Platform::GetModuleHandleW(nullptr));
     }
     ~CFoundation() noexcept(false) {
+        DetachTerminateHandler();
         ReleaseMessageHandlers();
         ReleaseThreadStorage();
         ReleaseSetPagePool();
@@ -51,9 +54,11 @@ struct CTermination {
 // Built before every other object of the library that holds something, and destroyed after it.
 [[gnu::init_priority(101)]] CFoundation foundation;
 
-// Built after all others, which have a priority, and destroyed before them.
-CTermination termination;
+// Built after all others of the library and destroyed before them, but after those of clients.
+[[gnu::init_priority(103)]] CTermination termination;
 
 } // namespace
+
+void LinkLibraryObjects() {}
 
 } // namespace Tarn

@@ -1,5 +1,6 @@
 #include "catalogue/resource_registry.h"
 #include "errors/application.h"
+#include "errors/reporting.h"
 #include "platform/platform.h"
 #include "runtime/registered_modules.h"
 
@@ -10,6 +11,7 @@
 #include <tarnkit/registry_key.h>
 #include <tarnkit/resource_modules.h>
 #include <tarnkit/temp_file.h>
+#include <tarnkit/text_of_values.h>
 
 namespace Tarn {
 
@@ -18,6 +20,9 @@ namespace {
 constexpr char16_t kSource[] = u"Tarnkit";
 constexpr char16_t kCompanyKey[] = u"Software\\Velmora";
 constexpr char16_t kCompanyFolder[] = u"Velmora";
+
+constexpr char16_t kWrongVersion[] =
+    u"%0 was built for version %1 of Tarnkit and cannot run with version %2, which is loaded.";
 
 constinit int initializationCount = 0;
 constinit HINSTANCE executableImage = nullptr; // the executable, which we loaded as a data file
@@ -112,6 +117,9 @@ void releaseResources() {
     executableImage = nullptr;
 }
 
+// 851 is 8.51.
+CUnicodeString versionText(int version) { return Format(u"%d.%02d", version / 100, version % 100); }
+
 } // namespace
 
 bool Initialize(const char16_t* userRegistrySection, const char16_t* machineRegistrySection) {
@@ -153,7 +161,21 @@ void TerminateTarnkit() {
     FileSystem::ResetPaths();
 }
 
+[[gnu::used]] static void (*const libraryObjects)() = LinkLibraryObjects;
+
 int GetTarnkitVersion() { return kTarnkitVersion; }
+
+void RequireTarnkitVersion(int builtFor, HINSTANCE module) {
+    if (builtFor == kTarnkitVersion)
+        return;
+    const CUnicodeString name = FileSystem::GetName(FileSystem::GetModuleFileNameW(module));
+    const CUnicodeString wanted = versionText(builtFor), loaded = versionText(kTarnkitVersion);
+    // Modules register themselves before there is a catalogue, too.
+    GenAssertInWords(u"TarnkitStatic", 79,
+                     IsTarnkitInitialized() && WRONG_LIBRARY_VERSION.IsDefined()
+                         ? WRONG_LIBRARY_VERSION.SubstParam(name, wanted, loaded)
+                         : CUnicodeString(kWrongVersion).SubstParam(name, wanted, loaded));
+}
 
 HINSTANCE GetModuleOfAddress(const void* address) { return Platform::GetModuleHandleFromAddress(address); }
 

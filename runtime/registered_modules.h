@@ -17,6 +17,9 @@ namespace Tarn {
 /// Called when the library is loaded: prepares for forks of the process.
 void AttachRegisteredModules();
 
+/// Does nothing. Referring to it links the library's objects into a program with a static library.
+void LinkLibraryObjects();
+
 /// Calls the initialisation function of every module that is not initialised yet, in the order of
 /// registration. If one fails, shows the failure, leaves the modules after it for the next call and returns
 /// false.

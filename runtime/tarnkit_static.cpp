@@ -1,4 +1,5 @@
 // Linked into every client module: its own global operators, its marker and its registration.
+#include "errors/uncaught.h"
 #include "memory/global_operators.inl"
 #include "runtime/static_constructors.h"
 
@@ -18,13 +19,27 @@ namespace {
 // An address in this module. That of an exported object may be in another module that exports the same name.
 const char placeInThisModule = 0;
 
+// Says the text of an exception that is not caught, in modules whose C++ runtime is not the library's.
+struct CModuleTerminateHandler {
+    CTerminateHandler installed;
+
+    CModuleTerminateHandler();
+    ~CModuleTerminateHandler() { installed.Remove(); }
+} terminateHandler;
+
+[[noreturn]] void sayAndEnd() { terminateHandler.installed.SayAndEnd(); }
+
+CModuleTerminateHandler::CModuleTerminateHandler() {
+    if (!IsLibraryTerminateHandler(std::get_terminate()))
+        installed.Install(sayAndEnd);
+}
+
 } // namespace
 
 HINSTANCE GetThisModule() { return GetModuleOfAddress(&placeInThisModule); }
 
 void RegisterThisModule(void (*init)(), void (*term)()) {
-    if (GetTarnkitVersion() != kTarnkitVersion)
-        GenAssert(u"TarnkitStatic", 79);
+    RequireTarnkitVersion(kTarnkitVersion, GetThisModule());
     RegisterModule(GetThisModule(), init, term);
 }
 

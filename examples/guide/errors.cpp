@@ -1,6 +1,8 @@
 #include <tarnkit/tarnkit.h>
 
+#include <future>
 #include <iostream>
+#include <memory>
 
 using namespace Tarn;
 
@@ -34,10 +36,16 @@ int main() {
         seat(4, 6);
         seat(8, 6);
         std::cout << "Never printed\n";
-    } catch (CCheckException* e) {
+    } catch (CCheckException* caught) {
+        const std::unique_ptr<CCheckException> e(caught);
         if (&e->Error() == &ERR_TOO_MANY_GUESTS)
-            Warning(e);
-        e->Delete();
+            Warning(e.get());
+    }
+    try { // what a task throws, here at `get`, is a std::exception
+        std::async([] { ThrowingStandardExceptions([] { seat(9, 6); }); }).get();
+    } catch (const std::exception& e) {
+        std::cout << "From a task: " << e.what() << '\n';
+        Warning(e);
     }
     if (MessageBoxW(MSG_BRING_CHAIRS, MB_YESNO | MB_DEFBUTTON2) == IDNO)
         std::cout << "No chairs today\n";

@@ -56,8 +56,11 @@ public:
             delete object;
     }
 
+    ///@{
+    /// Allocates and frees with the default memory manager.
     static void* operator new(std::size_t size);
     static void operator delete(void* object);
+    ///@}
 };
 TARNKIT_LAYOUT(CException, 4);
 
@@ -78,8 +81,11 @@ public:
     /// Offers to end the process (exit code 3) with the Cancel button.
     void Warning() const override;
 
+    ///@{
+    /// Where the assertion is, as it was given to the constructor.
     const char16_t* SourceFile() const { return sourceFile; }
     long Line() const { return sourceLine; }
+    ///@}
 
 private:
     const char16_t* sourceFile;
@@ -100,6 +106,7 @@ public:
 
     CUnicodeString MessageText() const override;
 
+    /// The reason of the check.
     CError& Error() const { return *checkError; }
 
 private:
@@ -115,6 +122,7 @@ TARNKIT_LAYOUT(CCheckException, 20, checkError, parameter0, parameter1, paramete
 /// A failed COM call. Holds a reference on the error information, when there is one.
 class TARNKIT_API CCOMException : public CException {
 public:
+    /// Adds a reference to `information`, which may be null.
     explicit CCOMException(HRESULT result, IErrorInfo* information = nullptr);
     ~CCOMException() override;
 
@@ -122,6 +130,7 @@ public:
     /// the code in hexadecimal.
     CUnicodeString MessageText() const override;
 
+    /// The code that the call returned.
     HRESULT GetHRESULT() const { return resultCode; }
     /// Null when there is none. No reference is added for the caller.
     IErrorInfo* GetErrorInfo() const { return errorInfo; }
@@ -164,11 +173,13 @@ TARNKIT_LAYOUT(CMemoryException, 4);
 /// A failed system call.
 class TARNKIT_API CLastErrorException : public CException {
 public:
+    /// `code` is one that `GetLastError` returns.
     explicit CLastErrorException(unsigned long code);
     ~CLastErrorException() override;
 
     CUnicodeString MessageText() const override;
 
+    /// The system's code.
     DWORD GetLastErrorCode() const { return errorCode; }
 
     /// The system's text for `code`, unchanged, with the line end that it has there.
@@ -184,6 +195,7 @@ TARNKIT_LAYOUT(CLastErrorException, 8, errorCode);
 /// A failed operation on a file, classified into a few kinds that a user understands.
 class TARNKIT_API CFileException : public CException {
 public:
+    /// What went wrong, as far as it matters to a user.
     enum TType {
         none, ///< never valid
         generic,
@@ -210,8 +222,11 @@ public:
 
     CUnicodeString MessageText() const override;
 
+    /// The system's code; 0 if no call of the system failed.
     DWORD ErrorCode() const { return errorCode; }
+    /// The kind.
     TType ErrorType() const { return errorType; }
+    /// The name that the constructor was given.
     const CUnicodeString& FileName() const { return fileName; }
 
     /// The text for a kind and the name of a file; the kind `none` asserts.
@@ -234,17 +249,26 @@ public:
     CErrorInfoImpl(const CUnicodeString& text, unsigned long context, const CUnicodeString& file);
     /// What a late-bound call reported; where it names no source, the source is the application's title.
     explicit CErrorInfoImpl(const EXCEPINFO& information);
+    /// A separate object without references.
     CErrorInfoImpl(const CErrorInfoImpl& other);
     CErrorInfoImpl& operator=(const CErrorInfoImpl&) = delete;
 
+    ///@{
+    /// Reference counting as every COM object has it; the interfaces are `IErrorInfo` and `IUnknown`. Not
+    /// safe for several threads at a time.
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
+    ///@}
+    ///@{
+    /// The texts are copies that belong to the caller, the GUID is all zeros. A null argument returns
+    /// E_INVALIDARG.
     HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) override;
     HRESULT STDMETHODCALLTYPE GetSource(BSTR* text) override;
     HRESULT STDMETHODCALLTYPE GetDescription(BSTR* text) override;
     HRESULT STDMETHODCALLTYPE GetHelpFile(BSTR* text) override;
     HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD* context) override;
+    ///@}
 
 private:
     int references = 0;
@@ -267,14 +291,15 @@ TARNKIT_API void GenCheck(CError& error, const char16_t* p0 = nullptr, const cha
 /// Reports a failed system call by its last-error code: throws a `CLastErrorException*` or shows its text.
 TARNKIT_API void GenCheckLastError(unsigned long code);
 
-// These throw in static parts, too.
-
+///@{
+/// These throw in static parts, too.
 [[noreturn]] TARNKIT_API void ThrowUserException();
 [[noreturn]] TARNKIT_API void ThrowCOMException(HRESULT result, IErrorInfo* information = nullptr);
 [[noreturn]] TARNKIT_API void ThrowCOMException(HRESULT result, const CUnicodeString& description,
                                                 const CUnicodeString& helpFile, int helpContext);
 [[noreturn]] TARNKIT_API void ThrowFileException(unsigned long code, const CUnicodeString& name);
 [[noreturn]] TARNKIT_API void ThrowFileException(CFileException::TType type, const CUnicodeString& name);
+///@}
 
 /// Shows an exception to the user through the current message handler; the exception stays the caller's.
 /// Never throws a `CException*`: an exception while the message is shown is dropped with the message.
@@ -286,6 +311,7 @@ TARNKIT_API bool IsInsideWarning();
 /// Whether assertions, or checks, may stop in the debugger. The user's switches "AssertStopMode" and
 /// "ErrorStopMode" decide (see lifecycle.h): ALWAYS, DEBUG (with a debugger) or NEVER.
 TARNKIT_API bool DebugStopOnAssert();
+/// The same for checks.
 TARNKIT_API bool DebugStopOnCheck();
 
 /// Always false: a debugger cannot be detected.

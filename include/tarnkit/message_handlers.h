@@ -73,6 +73,7 @@ public:
 
     /// Makes a handler of this class the default one, if the default has not been needed yet.
     static void SetEnabled(bool isOn);
+    /// Whether `SetEnabled` has been called with true last.
     static bool IsEnabled();
     /// Whether each message is followed by a line end; on by default.
     static void SetAddCRLF(bool isOn);
@@ -89,7 +90,7 @@ private:
 
     bool openLogFile();
     void closeLogFile();
-    void write(const void* bytes, int size);
+    void write(const char16_t* text);
 };
 TARNKIT_LAYOUT(CConsoleMessageHandler, 12, logFile, logFileName);
 
@@ -97,8 +98,11 @@ TARNKIT_LAYOUT(CConsoleMessageHandler, 12, logFile, logFileName);
 /// with the preselected button.
 class TARNKIT_API CFileMessageHandler : public CMessageHandler {
 public:
+    ///@{
+    /// `name` is the file that the messages are appended to.
     explicit CFileMessageHandler(const CString& name);
     explicit CFileMessageHandler(const CUnicodeString& name);
+    ///@}
     ~CFileMessageHandler() override;
 
     /// A message that cannot be written is lost.
@@ -114,6 +118,8 @@ TARNKIT_LAYOUT(CFileMessageHandler, 8, fileName);
 /// Installs a handler for a scope. Scopes end in reverse order.
 class TARNKIT_API CMessageHandlerSwitcher {
 public:
+    /// `newHandler` stays the caller's. It is installed for the process or, if `isForThread`, for the calling
+    /// thread; at once, if `isBegun`.
     explicit CMessageHandlerSwitcher(CMessageHandler* newHandler, bool isBegun = true,
                                      bool isForThread = false);
     ~CMessageHandlerSwitcher();
@@ -121,8 +127,12 @@ public:
     CMessageHandlerSwitcher(const CMessageHandlerSwitcher&) = delete;
     CMessageHandlerSwitcher& operator=(const CMessageHandlerSwitcher&) = delete;
 
+    /// Installs the handler, unless that has been done. Without memory for a thread's handler nothing
+    /// happens.
     void Begin();
+    /// Brings the previous handler back, if this one is installed.
     void End();
+    /// Whether the handler is installed.
     bool IsActive() const { return active; }
 
     /// Shows a message through the current handler. A `CException*` from the handler is deleted, and the
@@ -149,9 +159,9 @@ TARNKIT_API int MessageBoxW(const char16_t* text, int flags);
 TARNKIT_API int MessageBoxW(const CMessage& message, int flags);
 
 /// The text as it can be written to a terminal without being obeyed there: control characters, and those that
-/// change the order of what follows (U+202A to U+202E, U+2066 to U+2069), become visible, as \x1B or \u202E.
-/// Tabs and line ends stay unless `isOneLine`; a carriage return stays only before a line feed. Of the
-/// library, what asks on a terminal or traces does this itself.
+/// change the order of what follows (U+202A to U+202E, U+2066 to U+2069), become visible, as `\x1B` or
+/// `\u202E`. Tabs and line ends stay unless `isOneLine`; a carriage return stays only before a line feed. Of
+/// the library, what asks on a terminal or traces does this itself.
 TARNKIT_API CUnicodeString TerminalText(const CUnicodeString& text, bool isOneLine = false);
 
 /// Sends formatted text to the debugger output.
@@ -160,6 +170,7 @@ TARNKIT_API void Trace(const char16_t* format, ...);
 template<class... Arguments>
 requires(!CFormatArgument<std::decay_t<Arguments>> || ...) void Trace(const char16_t* format,
                                                                       const Arguments&... arguments) = delete;
+/// The same with the arguments in a list.
 TARNKIT_API void VTrace(const char16_t* format, va_list arguments);
 
 /// Closes the log of the default handler. Called when the library is unloaded.

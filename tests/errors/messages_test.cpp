@@ -19,7 +19,7 @@ TEST_F(Messages, HaveTheIdsAndTextsOfTheCatalogue) {
     EXPECT_EQ(last.UnicodeStr(), u"Internal Program Error:\nPresumption failed: (%0)\n%1, %2.");
     CNames names;
     CMessage::GetDefinedMessages(names);
-    EXPECT_EQ(names.Size(), 46);
+    EXPECT_EQ(names.Size(), 47);
 }
 
 TEST_F(Messages, TakeTheirParametersAndKeepThemWhereTheyAreUndefined) {
@@ -55,6 +55,14 @@ TEST_F(Messages, AreSavedForTheTranslators) {
               u"\uFEFFMSG_UNKNOWN_HERE\r\n********** Unused messages ********\r\nERR_CANT_LOAD_MODULE\r\n"
               u"ERR_NOT_ENOUGH_BITMAP_MEMORY\r\nMSG_COMMDLG_BUFFER_TOO_SMALL\r\nMSG_COMMDLG_GENERIC_ERROR\r\n"
               u"MSG_COMMDLG_INVALID_FILENAME\r\nMSG_COMMDLG_RES_NOT_FOUND\r\nMSG_HELP_CANT_RUN_HELP\r\n");
+    const CMessage odd(u"\"\n\\\u00E4", 0);
+    SaveUndefinedMessagesAsPo(file);
+    const std::string bytes = UnitsOf<char>(file);
+    EXPECT_TRUE(
+        bytes.starts_with("msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=UTF-8\\n\"\n\n"
+                          "msgid \"\\\"?\\\\\xC3\xA4\"\nmsgstr \"\"\n\n"
+                          "msgid \"MSG_UNKNOWN_HERE\"\nmsgstr \"\"\n\n# Unused:\n# ERR_CANT_LOAD_MODULE\n"))
+        << bytes;
 }
 
 TEST(MessagesBeforeTheStart, AreUndefined) {

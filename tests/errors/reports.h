@@ -32,10 +32,11 @@ protected:
     ~StartedForReports() override { Tarn::Clean(); }
 };
 
-/// The code units of a UTF-16 file.
-inline std::u16string UnitsOf(const Tarn::CUnicodeString& name) {
+/// The code units of a file, by default one in UTF-16.
+template<class Unit = char16_t>
+inline std::basic_string<Unit> UnitsOf(const Tarn::CUnicodeString& name) {
     Tarn::CFile file(name, Tarn::CFile::ForReading | Tarn::CFile::DenyNone);
-    std::u16string units(static_cast<std::size_t>(file.GetLength()) / 2, u'\0');
+    std::basic_string<Unit> units(static_cast<std::size_t>(file.GetLength()) / sizeof(Unit), 0);
     file.Read(units.data(), file.GetLength());
     return units;
 }
