@@ -1,3 +1,4 @@
+#include <tarnkit/byte_order.h>
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
@@ -97,7 +98,7 @@ void CFile::openThrough(TCreateCall& create, const CUnicodeString& fileName, uns
         throwLastErrorAndDie();
 }
 
-CUnicodeString CFile::GetFileName() { return name; }
+CUnicodeString CFile::GetFileName() { return FileSystem::ForDisplay(name); }
 
 int CFile::Read(void* buffer, int size) {
     if (size == 0 || !assertTransfer(buffer, size))
@@ -198,22 +199,26 @@ unsigned char CFile::ReadByte() {
 unsigned short CFile::ReadWord() {
     std::uint16_t value = 0;
     ReadRecord(&value, sizeof value);
-    return value;
+    return LittleEndian(value);
 }
 
 unsigned long CFile::ReadDWord() {
     std::uint32_t value = 0;
     ReadRecord(&value, sizeof value);
-    return value;
+    return LittleEndian(value);
 }
 
 void CFile::WriteByte(unsigned char value) { Write(&value, sizeof value); }
 
-void CFile::WriteWord(unsigned short value) { Write(&value, sizeof value); }
+void CFile::WriteWord(unsigned short value) {
+    value = LittleEndian(value);
+    Write(&value, sizeof value);
+}
 
 void CFile::WriteDWord(unsigned long value) {
-    const auto stored = static_cast<std::uint32_t>(value);
+    auto stored = static_cast<std::uint32_t>(value);
     require(stored == value, __LINE__);
+    stored = LittleEndian(stored);
     Write(&stored, sizeof stored);
 }
 

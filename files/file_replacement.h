@@ -24,7 +24,7 @@ public:
     /// Lets `write(file)` write. Its failures with the temporary file become failures with the file itself.
     template<class Write>
     void Fill(Write write) {
-        TempFile::RunOnBehalfOf(name, file.GetFileName(), [&] { write(file); });
+        TempFile::RunOnBehalfOf(name, file.UnicodeName(), [&] { write(file); });
     }
     void Commit();
 

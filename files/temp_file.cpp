@@ -252,7 +252,7 @@ CUnicodeString newFile(const CUnicodeString& dir, const char16_t* prefix, bool i
 
 CUnicodeString checked(const CUnicodeString& name, const CUnicodeString& dir) {
     if (name.IsEmpty())
-        GenCheck(ERR_CREATE_TEMP_FILE, FileSystem::FullPath(dir));
+        GenCheck(ERR_CREATE_TEMP_FILE, FileSystem::ForDisplay(FileSystem::FullPath(dir)));
     return name;
 }
 

@@ -29,6 +29,7 @@
 
 namespace Tarn {
 
+/// A file of bytes with a position; see the top of this header.
 class TARNKIT_API CBaseFile {
 public:
     /// What an offset counts from; the values are those of the system's seek call.
@@ -39,36 +40,50 @@ public:
     CBaseFile& operator=(const CBaseFile&) = default;
 
     virtual ~CBaseFile() noexcept(false);
+    /// A name for people.
     virtual CUnicodeString GetFileName() = 0;
     /// Returns the number of bytes read: fewer than `size` at the end of the file.
     virtual int Read(void* buffer, int size) = 0;
+    /// Writes all `size` bytes at the position, or throws.
     virtual void Write(const void* buffer, int size) = 0;
+    /// The number of bytes before the position.
     virtual int GetPosition() const = 0;
     /// Returns the new position.
     virtual int Seek(int offset, TSeekPosition from) = 0;
+    /// Cuts the file, or extends it.
     virtual void SetLength(int length) = 0;
+    /// The number of bytes in the file.
     virtual int GetLength() const = 0;
     /// Closes without reporting a failure; what has not been written yet is lost.
     virtual void Abort() = 0;
+    /// Hands to the system what was written.
     virtual void Flush() = 0;
+    /// Ends the work with the file; what was written and cannot be stored is thrown.
     virtual void Close() = 0;
 
+    ///@{
+    /// Moves the position to an end of the file.
     void SeekToBegin() { Seek(0, Begin); }
     void SeekToEnd() { Seek(0, End); }
+    ///@}
 };
 TARNKIT_LAYOUT(CBaseFile, 4);
 
 /// What the system knows about a file or directory.
 struct CFileStatus {
+    ///@{
+    /// Points in time; zero if they are not known.
     CTime CreationTime = CTime::CreateZeroTime();
     CTime ModificationTime = CTime::CreateZeroTime();
     CTime AccessTime = CTime::CreateZeroTime();
-    Int64 Size = 0;       ///< bytes
-    DWORD Attributes = 0; ///< `FILE_ATTRIBUTE_...` bits, such as `FILE_ATTRIBUTE_READONLY`
-    CUnicodeString FullName;
+    ///@}
+    Int64 Size = 0;          ///< bytes
+    DWORD Attributes = 0;    ///< `FILE_ATTRIBUTE_...` bits, such as `FILE_ATTRIBUTE_READONLY`
+    CUnicodeString FullName; ///< the full path
 };
 TARNKIT_LAYOUT(CFileStatus, 40, CreationTime, ModificationTime, AccessTime, Size, Attributes, FullName);
 
+/// A file on disk; see the top of this header.
 class TARNKIT_API CFile : public CBaseFile {
 public:
     /// The flags of `Open`: one access mode, one sharing mode (`Exclusive` if none is given) and how to
@@ -87,12 +102,15 @@ public:
     };
 
     CFile() = default;
+    /// Opens the file as `Open` does.
     CFile(const CUnicodeString& fileName, unsigned int flags);
     CFile(const CUnicodeString& fileName, unsigned int flags, unsigned long attributes);
     /// The copy is not open. `other` is not const, so that a `std::vector` has to move its files when it
     /// grows: it prefers to copy elements whose destructor may throw, and that would close every one of them.
     CFile(CFile& other);
+    /// Takes over the open file; `other` is not open then.
     CFile(CFile&& other) noexcept;
+    /// Closes the file of this object as `Close` does. What `other` has open stays with `other`.
     CFile& operator=(const CFile& other);
     /// Takes over the open file of `other`. The file that this object has open is closed without reporting a
     /// failure; where that matters, call `Close` first.
@@ -112,14 +130,19 @@ public:
     /// Closes a file that `OpenForMapping` opened, without reporting a failure.
     void CloseMapped();
 
+    /// Whether this object has a file open.
     bool IsOpen() const { return handle != INVALID_HANDLE_VALUE; }
+    /// The system's handle, which stays this object's; INVALID_HANDLE_VALUE while no file is open.
     HANDLE Handle() const { return handle; }
-    /// The full name; empty while the file is not open, unless `Close` failed.
+    /// The full name, for people (`FileSystem::ForDisplay`); empty while the file is not open, unless `Close`
+    /// failed.
     CUnicodeString GetFileName() override;
+    /// The same for the calls of this library.
     CUnicodeString UnicodeName() const { return name; }
 
     /// Returns 0 for a `size` of 0, even if the file is not open.
     int Read(void* buffer, int size) override;
+    /// Writes all `size` bytes or throws; the kind is `diskFull`, too, if the system took only a part.
     void Write(const void* buffer, int size) override;
     /// Asserts if the position is above 2^31 - 1; so does `GetLength` for the length.
     int GetPosition() const override;
@@ -129,25 +152,34 @@ public:
     void SetLength(int length) override;
     int GetLength() const override;
     void Abort() override;
+    /// Returns when what was written is on the disk.
     void Flush() override;
+    /// Does nothing if no file is open. After a failure the file is closed, too.
     void Close() override;
 
+    ///@{
+    /// The same for files of any length.
     Int64 GetPosition64() const;
     Int64 GetLength64() const;
     Int64 Seek(Int64 offset, TSeekPosition from);
     Int64 Seek(long offset, TSeekPosition from) { return Seek(Int64{offset}, from); }
     void SetLength(Int64 length);
     void SetLength(long length) { SetLength(Int64{length}); }
+    ///@}
 
     /// Reads exactly `size` bytes or throws the exception kind `endOfFile`.
     void ReadRecord(void* buffer, int size);
+    /// Throws the exception kind `endOfFile` at the end of the file.
     unsigned char ReadByte();
     /// 2 bytes, little-endian.
     unsigned short ReadWord();
     /// 4 bytes, little-endian.
     unsigned long ReadDWord();
+    ///@{
+    /// 1 or 2 bytes, little-endian.
     void WriteByte(unsigned char value);
     void WriteWord(unsigned short value);
+    ///@}
     /// 4 bytes; asserts if the value does not fit.
     void WriteDWord(unsigned long value);
 
@@ -163,8 +195,11 @@ public:
 
     /// The flags as the arguments of the system's create call; invalid bits assert.
     static unsigned long AccessMode(unsigned int flags);
+    ///@{
+    /// The same for the sharing mode and for how the file is created.
     static unsigned long ShareMode(unsigned int flags);
     static unsigned long CreateMode(unsigned int flags);
+    ///@}
 
     // Whole files of text. Each call opens and closes the file; meanwhile others may read a file that is
     // being read, but nobody can open one that is being written. Zeros are read as spaces. Lines end at LF,
@@ -187,6 +222,7 @@ public:
     /// Reads and writes 8-bit text without conversion and without a mark.
     static CString ReadANSIText(const CUnicodeString& fileName);
     static void ReadANSIText(const CUnicodeString& fileName, CArray<CString>& lines);
+    /// The same for writing.
     static void WriteANSIText(const CUnicodeString& fileName, const CString& text);
     static void WriteANSIText(const CUnicodeString& fileName, const CArray<CString>& lines);
     /// Raises `ERR_BAD_TEXT_FILE`, before the file is touched, if there is no such code page; characters that

@@ -29,12 +29,14 @@ namespace Tarn {
 
 namespace FileSystem {
 
+/// `UNC` is a network path, which begins with two equal separators.
 enum TPathType { Ordinary = 0, UNC = 1 };
 
 /// Whose data the application keeps under a data path: `User` for data that follows the user to other
 /// machines, `Common` for data shared by all users, `Local` for the user's data on this machine only.
 enum class TApplicationDataPathType { User = 0, Common = 1, Local = 2 };
 
+/// A folder of the user's that the system's shell knows.
 enum class TSpecialFolder {
     Desktop = 0,
     Programs = 1,
@@ -48,9 +50,9 @@ enum class TSpecialFolder {
 
 /// A file in a directory.
 struct CFileInfo {
-    CUnicodeString Name; ///< name and extension, without the directory
-    Int64 Size = 0;      ///< bytes
-    DWORD Attributes = 0;
+    CUnicodeString Name;  ///< name and extension, without the directory
+    Int64 Size = 0;       ///< bytes
+    DWORD Attributes = 0; ///< `FILE_ATTRIBUTE_...` bits
 };
 
 // Functions on the text of paths.
@@ -67,12 +69,14 @@ TARNKIT_API CUnicodeString GetPath(const CUnicodeString& path);
 TARNKIT_API CUnicodeString GetName(const CUnicodeString& path);
 /// The extension with its dot; empty if there is none.
 TARNKIT_API CUnicodeString GetExt(const CUnicodeString& path);
+/// The name with its extension.
 TARNKIT_API CUnicodeString GetNameExt(const CUnicodeString& path);
 /// The drive and the directory.
 TARNKIT_API CUnicodeString GetDrivePath(const CUnicodeString& path);
 
 /// `UNC` for a path that begins with two equal separators.
 TARNKIT_API TPathType GetPathType(const CUnicodeString& path);
+/// Whether the path is a network path.
 TARNKIT_API bool IsUNCRootPath(const CUnicodeString& path);
 /// `\\server\share\` of a network path (the whole path and a separator if it names no share), otherwise `\`.
 TARNKIT_API CUnicodeString GetRoot(const CUnicodeString& path);
@@ -82,6 +86,7 @@ TARNKIT_API int FindLastSeparator(const CUnicodeString& path);
 TARNKIT_API CUnicodeString AddPathSeparator(const CUnicodeString& path);
 /// Removes one separator from the end, even if it is the whole path.
 TARNKIT_API void NormalizePath(CUnicodeString& path);
+/// Replaces every `/` by a backslash.
 TARNKIT_API void ForceBackslashes(CUnicodeString& path);
 
 /// `path` as seen from the directory `base`. An absolute path is returned unchanged, but `\x` seen from a
@@ -120,6 +125,18 @@ TARNKIT_API int CmpNames(const CUnicodeString* a, const CUnicodeString* b);
 /// path names a share. A path with a drive is not valid.
 TARNKIT_API bool CheckName(const CUnicodeString& path);
 
+// Names for other libraries and for people. Every call takes `/` and `\` for the same.
+
+/// The name in the bytes that the system's calls and other libraries take: on POSIX those on the disk, with
+/// `/` and without "." and ".." as components; on Windows UTF-8. Throws for a name that no file can have.
+TARNKIT_API CString ToNative(const CUnicodeString& name);
+/// The reverse: from it, `ToNative` makes the same bytes again, whatever they are. Throws for an empty name
+/// and, on Windows, for one that is not UTF-8.
+TARNKIT_API CUnicodeString FromNative(const char* native);
+/// The name as people know it: spelled in the system's way, but unchanged if no file can have it. What is not
+/// text in it shows as U+FFFD, so that it does not serve for opening a file.
+TARNKIT_API CUnicodeString ForDisplay(const CUnicodeString& name);
+
 // The current directory and other directories.
 
 /// The directory as it was set, with or without a trailing separator; until `ChangeDir` sets another, the
@@ -127,7 +144,11 @@ TARNKIT_API bool CheckName(const CUnicodeString& path);
 TARNKIT_API CUnicodeString GetCurrentDir();
 /// Throws if `dir` cannot be accessed, and keeps the current directory then.
 TARNKIT_API void ChangeDir(const CUnicodeString& dir);
+/// Makes the folder that the user is in the current directory: the working directory of the process. Programs
+/// for the command line call this at their start, so that names among their arguments mean what users expect.
+TARNKIT_API void ChangeToWorkingDir();
 
+/// Where the application keeps data of this kind; the directory need not exist yet.
 TARNKIT_API void SetApplicationDataPath(TApplicationDataPathType type, const CUnicodeString& path);
 /// Creates the directory if it is missing.
 TARNKIT_API CUnicodeString GetApplicationDataPath(TApplicationDataPathType type);
@@ -136,8 +157,11 @@ TARNKIT_API void SetRelativeApplicationDataPath(const CUnicodeString& relative);
 
 /// Throws the memory exception or a `CCOMException*` if the system's shell refuses.
 TARNKIT_API CUnicodeString GetSpecialFolder(TSpecialFolder folder);
+///@{
+/// The directories of the system, as it names them.
 TARNKIT_API CUnicodeString GetSystemDir();
 TARNKIT_API CUnicodeString GetWindowsDir();
+///@}
 /// The full path of a module's file, or of the executable if `module` is null.
 TARNKIT_API CUnicodeString GetModuleFileNameW(HINSTANCE module);
 /// The executable's directory with its trailing separator.
@@ -156,10 +180,13 @@ TARNKIT_API bool AccessDir(const CUnicodeString& path);
 /// Whether the file exists (mode 0) or can be opened for writing (2), for reading (4) or for both (6). False
 /// for directories. If false, the thread's last error says why.
 TARNKIT_API bool AccessFile(const CUnicodeString& name, unsigned int mode);
+/// The `FILE_ATTRIBUTE_...` bits of a file or directory.
 TARNKIT_API DWORD GetAttributes(const CUnicodeString& name);
+/// Sets those bits of a file or directory that can be set.
 TARNKIT_API void SetAttributes(const CUnicodeString& name, DWORD attributes);
 /// Removes a file.
 TARNKIT_API void Remove(const CUnicodeString& name);
+/// Removes a file; a failure is not reported.
 TARNKIT_API void RemoveIgnoreErrors(const CUnicodeString& name);
 /// Replaces an existing target; where this user may write the target but not replace it, overwrites it.
 TARNKIT_API void Copy(const CUnicodeString& from, const CUnicodeString& to);

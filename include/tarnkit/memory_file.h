@@ -25,9 +25,11 @@ namespace Tarn {
 
 /// Not exported, for the same reason as CArchiveConstants.
 struct CMemoryFileConstants {
+    /// In bytes, if the constructor is given no other.
     static constexpr int kDefaultGrowthStep = 1024;
 };
 
+/// A file in memory; see the top of this header.
 class TARNKIT_API CMemoryFile : public CBaseFile, public CMemoryFileConstants {
 public:
     /// An empty, open file. The block grows by multiples of `step` bytes; with a step of 0 it cannot grow.
@@ -43,6 +45,7 @@ public:
     /// Frees the block; a failure is thrown, unless another exception is unwinding the stack.
     ~CMemoryFile() noexcept(false) override;
 
+    /// Whether the file has not been closed.
     bool IsOpen() const { return isOpen; }
     /// The block, or null if there is none; valid until the next write, `SetLength`, `Attach` or `Close`.
     const unsigned char* GetBufferPtr() const { return buffer; }
@@ -74,6 +77,7 @@ public:
     void Close() override;
 
 protected:
+    /// Frees a block that `GrowBuffer` or `Attach` gave to the file.
     virtual void FreeBuffer(unsigned char* block);
     /// Returns a block of `newSize` bytes, more than `oldSize`, that begins with the `oldSize` bytes of
     /// `block`, and frees `block`, which may be null.

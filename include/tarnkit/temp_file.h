@@ -24,6 +24,7 @@ namespace TempFile {
 /// The directory that `SetTemporaryDir` has set, as it was given; otherwise the system's without a trailing
 /// separator, or the Windows directory (`FileSystem::GetWindowsDir`) if the system names none that exists.
 TARNKIT_API CUnicodeString GetTemporaryDir();
+/// Where `New` creates files from now on; empty for the system's directory.
 TARNKIT_API void SetTemporaryDir(const CUnicodeString& dir);
 
 /// Creates an empty file with a unique name that nobody can guess, and returns its full name. The name begins
@@ -32,6 +33,7 @@ TARNKIT_API void SetTemporaryDir(const CUnicodeString& dir);
 /// `ERR_CREATE_TEMP_FILE`, also for a prefix with units that no name contains. The first file in a directory
 /// also removes the temporary files that this user's processes which were killed have left there.
 TARNKIT_API CUnicodeString New(const char16_t* prefix);
+/// The same in the directory `dir`.
 TARNKIT_API CUnicodeString NewInDir(const CUnicodeString& dir, const char16_t* prefix);
 
 /// Whether the file is one of those that the library remembers.

@@ -25,8 +25,10 @@
 
 namespace Tarn {
 
+/// Writes text for people; see the top of this header.
 class TARNKIT_API CTextStream {
 public:
+    /// `ANSI` is 8-bit text in the system's code page, `Unicode` little-endian UTF-16.
     enum TFormat { ANSI = 0, Unicode = 1 };
 
     /// Writes nothing yet. If `textFile` is null, the stream writes to the debugger output.
@@ -74,6 +76,7 @@ private:
 };
 TARNKIT_LAYOUT(CTextStream, 12, file, format, isStarted);
 
+/// The whole text, up to its first zero.
 TARNKIT_API CTextStream& operator<<(CTextStream& stream, const CUnicodeString& text);
 /// Always writes both terms with a `/` between them, unlike `Str`, which omits a denominator of 1.
 TARNKIT_API CTextStream& operator<<(CTextStream& stream, rational value);

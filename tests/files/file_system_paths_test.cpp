@@ -1,9 +1,16 @@
 #include "tests/files/support.h"
 
+#include <tarnkit/standard_path.h>
+
+#include <algorithm>
+#include <random>
+
 using namespace Tarn;
 using namespace Tarn::FileSystem;
 
 namespace {
+
+class NativeNames : public FolderTest {};
 
 // Runs a path function on the first column and expects the second.
 void expectEach(auto function, std::initializer_list<std::pair<const char16_t*, const char16_t*>> rows) {
@@ -79,6 +86,47 @@ TEST(Paths, AreCheckedForNamesThatNoFileCanHave) {
     for (const char16_t* path : {u"\\dir\\a?.txt", u"\\a\\\\b.txt", u"C:\\a", u"C:a", u"a.t|t", u"\\/a",
                                  u"d*r\\a", u"\\\\srv\\a", u"\\\\srv\\s<h\\a"})
         EXPECT_FALSE(CheckName(path)) << Path(path);
+}
+
+// Whatever bytes a name on disk has, other libraries and this one mean the same file by it.
+TEST_F(NativeNames, GoToOtherLibrariesAndComeBack) {
+    std::mt19937 random(1);
+    const bool anyBytes = sizeof(Path::value_type) == 1; // else they are UTF-8
+    for (int round = 0; round < 200; round++) {
+        std::string bytes = "n";
+        for (auto count = random() % 12; count > 0; count--)
+            bytes +=
+                anyBytes ? static_cast<char>(1 + random() % 255) : static_cast<char>('a' + random() % 26);
+        std::replace(bytes.begin(), bytes.end(), '/', '-');
+        const Path path = folder / (anyBytes ? Path(bytes) : Path(bytes + "\u0436"));
+        const CUnicodeString name = FromStandardPath(path);
+        CFile(name, CFile::ForWriting | CFile::Create).Close();
+        EXPECT_TRUE(std::filesystem::exists(path)) << bytes;
+        EXPECT_EQ(ToStandardPath(name), path);
+        EXPECT_EQ(FromNative(ToNative(name)), name);
+    }
+}
+
+TEST_F(NativeNames, AreWhatMessagesShow) {
+    const auto native = [](Path path) { return NameOf(path.make_preferred()); };
+    ChangeDir(FromStandardPath(folder));
+    EXPECT_EQ(ForDisplay(CUnicodeString(u"a\\b")), native("a/b"));
+    EXPECT_EQ(ForDisplay(u"a*"), u"a*"); // no file can have it
+    EXPECT_EQ(FailureOf([] { ToNative(u"a\tb"); }).empty(), kIsWindows);
+    EXPECT_NE(FailureOf([] { FromNative(""); }), "");
+    try {
+        CFile(u"folder\\missing", CFile::ForReading).Close();
+        FAIL() << "a file that is missing was opened";
+    } catch (CFileException* e) {
+        EXPECT_GE(e->MessageText().Find(native(folder / "folder" / "missing")), 0)
+            << e->MessageText().CreateString(65001).Ptr();
+        e->Delete();
+    }
+    CFile file(u"x", CFile::ForWriting | CFile::Create);
+    EXPECT_EQ(file.GetFileName(), native(folder / "x"));
+    file.Close();
+    ChangeToWorkingDir(); // the parent
+    EXPECT_TRUE(AccessFile(CUnicodeString(folder.filename().u16string().c_str()) + u"\\x", 0));
 }
 
 } // namespace

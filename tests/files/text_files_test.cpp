@@ -1,6 +1,10 @@
 #include "tests/files/support.h"
 
+#include <tarnkit/buffered_file.h>
+#include <tarnkit/memory_file.h>
 #include <tarnkit/text_stream.h>
+
+#include <random>
 
 using namespace Tarn;
 
@@ -135,6 +139,60 @@ TEST(TextStream, GoesToTheDebuggerOutputWithoutAFile) {
     EXPECT_EXIT((write(CTextStream::ANSI), write(CTextStream::Unicode), std::_Exit(0)),
                 testing::ExitedWithCode(0), "^%d7ж\\\\x1B%d7ж\\\\x1B$");
     SetEnvironment("TARNKIT_TRACE", nullptr);
+}
+
+// A model: the same calls on a file and, through a buffer, on another, must give the same results.
+TEST(BufferedFile, IsTheFileButForWhenItWrites) {
+    std::mt19937 random(1);
+    for (const int size : {1, 7, 64}) {
+        CMemoryFile plain, used;
+        CBufferedFile buffered(&used, size);
+        for (int round = 0; round < 3000; round++) {
+            std::string bytes(random() % 20, static_cast<char>('a' + round % 26)), back = bytes;
+            const int count = static_cast<int>(bytes.size());
+            const int place = static_cast<int>(random() % static_cast<unsigned>(plain.GetLength() + 1));
+            const auto act = [&](CBaseFile& file, std::string& text) {
+                switch (round % 7) {
+                case 0:
+                    return file.Seek(place, CBaseFile::Begin);
+                case 1:
+                    return file.Read(text.data(), count);
+                case 2:
+                    return file.SetLength(place), 0;
+                case 3:
+                    return file.Flush(), 0;
+                default:
+                    return file.Write(text.data(), count), 0;
+                }
+            };
+            ASSERT_EQ(act(plain, bytes), act(buffered, back));
+            ASSERT_EQ(bytes, back);
+            ASSERT_EQ(plain.GetPosition(), buffered.GetPosition());
+            ASSERT_EQ(plain.GetLength(), buffered.GetLength());
+        }
+        buffered.Flush();
+        EXPECT_EQ(BytesOf(plain), BytesOf(used));
+    }
+}
+
+TEST_F(TextFile, ThroughABufferIsWrittenOnceAndKeptUntilThen) {
+    TARNKIT_TEST_NEEDS(kFullDevice);
+    CFile file(u"gathered", CFile::ForWriting | CFile::Create | CFile::DenyNone);
+    {
+        CBufferedFile buffered(&file, 8);
+        buffered.Write("1234567", 7);
+        EXPECT_EQ(file.GetLength(), 0);
+        EXPECT_EQ(buffered.GetLength(), 7);
+        buffered.Write("89", 2);
+        EXPECT_EQ(file.GetLength(), 7);
+    }
+    EXPECT_EQ(file.GetLength(), 9);
+    CFile full(u"\\dev\\full", CFile::ForWriting);
+    CBufferedFile buffered(&full);
+    buffered.Write("x", 1);
+    EXPECT_EQ(FailureOf([&] { buffered.Flush(); }), FileFailure(ERROR_DISK_FULL, "full"));
+    EXPECT_EQ(FailureOf([&] { buffered.Close(); }), FileFailure(ERROR_DISK_FULL, "full"));
+    EXPECT_FALSE(full.IsOpen());
 }
 
 } // namespace
