@@ -26,6 +26,9 @@ void SetLastError(DWORD code);
 /// discards the text if the variable is not set or standard error was closed when the process started. What a
 /// terminal would obey (terminal_control.h) is written visibly.
 void OutputDebugStringW(const char16_t* text);
+/// Tells the user, on standard error, why the process is about to end; where a program of windows has none,
+/// in a message box. What a terminal would obey is written visibly.
+void WriteLastWords(const char16_t* title, const char16_t* text);
 /// A software breakpoint. Ends the process if no debugger handles it.
 void DebugBreak();
 /// Ends this process without running destructors.
@@ -42,6 +45,9 @@ HANDLE HeapCreate(std::size_t initialSize);
 BOOL HeapDestroy(HANDLE heap);
 void* HeapAlloc(HANDLE heap, std::size_t size);
 BOOL HeapFree(HANDLE heap, void* block);
+/// Makes a block of the process heap larger, moving it if necessary. Null, and nothing has changed, when
+/// there is no memory.
+void* HeapReAlloc(HANDLE processHeap, void* block, std::size_t size);
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection);
 BOOL VirtualFree(void* address, std::size_t size, DWORD type);
 /// The size, in whole pages, of the memory that `VirtualAlloc` has committed from `start` on, if that is
@@ -101,6 +107,14 @@ BOOL CopyFileSecurityW(const char16_t* model, const char16_t* file);
 /// followed: on POSIX, a link that somebody else has put into a folder where everybody may. Stands for
 /// several calls of Windows.
 DWORD GetLinkTargetW(const char16_t* link, DWORD size, char16_t* path);
+/// Writes the name of a file in the bytes by which other programs know it: on POSIX those on the disk, on
+/// Windows UTF-8. Returns their number, or the size needed if `size` is too small; 0, with the last error,
+/// for a name that no file can have.
+DWORD GetNativeName(const char16_t* name, DWORD size, char* bytes);
+/// The reverse, with the same results.
+DWORD GetNameOfNative(const char* bytes, DWORD size, char16_t* name);
+/// Writes the path of the folder that the process is in; the results are those of the system's call.
+DWORD GetCurrentDirectoryW(DWORD size, char16_t* path);
 /// Whether two open files belong to the same user. Stands for several calls of Windows.
 BOOL HaveSameOwner(HANDLE a, HANDLE b);
 /// How the name of a copy begins that `CopyFileW` and `MoveFileExW` have not completed, on POSIX. Who is at
@@ -138,6 +152,20 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
                       DWORD* size);
 /// Returns when everything that was written to the registry before is on the disk.
 LSTATUS RegFlushKey(HKEY key);
+/// What a whole store of the registry holds: that of HKEY_CURRENT_USER or of HKEY_LOCAL_MACHINE.
+struct RegistryStoreState {
+    UInt64 keys, values;                ///< that can be read
+    UInt64 unreadablePages;             ///< parts of the file
+    UInt64 lostKeys;                    ///< keys whose parents cannot be read
+    char16_t file[1024], oldFile[1024]; ///< empty if there is none, or the name is longer
+};
+/// Reads a store from one end to the other. ERROR_SUCCESS if it is sound, ERROR_FILE_NOT_FOUND if there is
+/// none yet, ERROR_BADDB if something is damaged. Not implemented on Windows, where the system sees to that;
+/// the same holds for the next call.
+LSTATUS CheckRegistryStore(HKEY root, RegistryStoreState* state);
+/// Replaces a damaged store by a new one with everything that can be read. What has lost its place is below
+/// the key `Lost keys`. The old one keeps its contents under another name.
+LSTATUS RepairRegistryStore(HKEY root, RegistryStoreState* state);
 /// Releases what the POSIX port holds for the registry and folds its logs into its databases; does nothing on
 /// Windows. Open keys stay open, and later calls work.
 void ReleaseRegistry();

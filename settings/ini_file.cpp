@@ -92,7 +92,7 @@ void CIniFile::Save() {
     if (!load())
         return;
     if (!isExact) {
-        GenCheck(ERR_BAD_TEXT_FILE, fileName);
+        GenCheck(ERR_BAD_TEXT_FILE, FileSystem::ForDisplay(fileName));
         return;
     }
     CUnicodeString text;
@@ -172,7 +172,7 @@ void CIniFile::read() const {
     CUnicodeString section;
     for (int i = 0; i < lines.Size(); i++)
         if (!readLine(lines[i], section)) {
-            GenCheck(ERR_BAD_INI_FILE, fileName, UnicodeStr(i));
+            GenCheck(ERR_BAD_INI_FILE, FileSystem::ForDisplay(fileName), UnicodeStr(i));
             return;
         }
     isLoaded = true;
@@ -192,7 +192,7 @@ bool CIniFile::readLines(CArray<CUnicodeString>& lines) const {
         isExact = true;
     }
     if (text.IsEmpty() && !isExact) {
-        GenCheck(ERR_BAD_TEXT_FILE, fileName);
+        GenCheck(ERR_BAD_TEXT_FILE, FileSystem::ForDisplay(fileName));
         return false;
     }
     SplitLines(text, lines);
@@ -233,7 +233,8 @@ bool CIniFile::checkStorable(const CUnicodeString& section, const CUnicodeString
              readValue != value)
         error = &REFUSED_INI_KEY;
     if (error != nullptr)
-        GenCheck(*error, fileName, TerminalText(section, true), TerminalText(key, true));
+        GenCheck(*error, FileSystem::ForDisplay(fileName), TerminalText(section, true),
+                 TerminalText(key, true));
     return error == nullptr;
 }
 

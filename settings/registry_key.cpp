@@ -203,6 +203,14 @@ void CRegistryKey::GetSubKeys(CArray<CUnicodeString, CurrentMemoryManager>& name
 }
 
 void CRegistryKey::GetStringValueNames(CArray<CUnicodeString, CurrentMemoryManager>& names) const {
+    listValues(names, true);
+}
+
+void CRegistryKey::GetValueNames(CArray<CUnicodeString, CurrentMemoryManager>& names) const {
+    listValues(names, false);
+}
+
+void CRegistryKey::listValues(CArray<CUnicodeString, CurrentMemoryManager>& names, bool isTextOnly) const {
     names.DeleteAll();
     if (key == nullptr)
         return;
@@ -216,7 +224,7 @@ void CRegistryKey::GetStringValueNames(CArray<CUnicodeString, CurrentMemoryManag
         DWORD type = 0;
         if (!setResult(Platform::RegEnumValueW(key, index, name.Ptr(), &length, &type, nullptr, nullptr)))
             return;
-        if (type == REG_SZ)
+        if (type == REG_SZ || !isTextOnly)
             names.Add(CUnicodeString(name.Ptr(), static_cast<int>(length)));
     }
 }

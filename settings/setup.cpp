@@ -58,6 +58,9 @@ namespace {
 
 constinit CRecursiveProcessMutex setupCacheMutex;
 
+// How often any setting was told to read again.
+constinit std::atomic<unsigned> resets{0};
+
 } // namespace
 
 CRecursiveProcessMutex& GetSetupCacheMutex() { return setupCacheMutex; }
@@ -208,9 +211,10 @@ template<class T>
 T CCacheSetup<T>::Get() {
     if (!std::atomic_ref(isCached).load(std::memory_order_acquire)) {
         bool isKnown;
+        const unsigned resetsBefore = resets;
         const T value = this->ConvertFromString(CSetupAccess::Read(*this, isKnown));
         const std::lock_guard guard(GetSetupCacheMutex());
-        if (!isCached && !isKnown)
+        if (!isCached && (!isKnown || resets != resetsBefore)) // what was read may be out of date
             return value;
         if (!isCached)
             cache(value);
@@ -240,6 +244,13 @@ void CCacheSetup<T>::setAs(T value, const CUnicodeString& text) {
         access.Store(text);
     }
     access.Report();
+}
+
+template<class T>
+void CCacheSetup<T>::Reset() {
+    const std::lock_guard guard(GetSetupCacheMutex());
+    ++resets;
+    std::atomic_ref(isCached).store(false, std::memory_order_release);
 }
 
 template<class T>

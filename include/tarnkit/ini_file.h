@@ -65,8 +65,11 @@ public:
     /// `REFUSED_INI_KEY` for a key that contains "=", begins a comment or, with this value, looks like a
     /// header.
     void SetString(const CUnicodeString& section, const CUnicodeString& key, const CUnicodeString& value);
+    ///@{
+    /// Whether the file has it; reads the file if it has not been read yet.
     bool HasSection(const CUnicodeString& section) const;
     bool HasKey(const CUnicodeString& section, const CUnicodeString& key) const;
+    ///@}
     /// Does nothing, and does not make the destructor save the file, if there is no such section.
     void DeleteSection(const CUnicodeString& section);
     /// Like `DeleteSection`. A section stays when it loses its last key.

@@ -32,16 +32,17 @@ namespace Tarn {
 /// How many sub-keys and values a key has, and how long they are. Lengths of names do not count the
 /// terminator.
 struct CRegistryKeyInfo {
-    DWORD subKeyCount;
+    DWORD subKeyCount;       ///< directly below the key
     DWORD longestSubKeyName; ///< in 16-bit units
     DWORD longestClassName;  ///< in 16-bit units
-    DWORD valueCount;
-    DWORD longestValueName; ///< in 16-bit units
-    DWORD longestValueData; ///< in bytes
+    DWORD valueCount;        ///< of the key itself
+    DWORD longestValueName;  ///< in 16-bit units
+    DWORD longestValueData;  ///< in bytes
 };
 TARNKIT_LAYOUT(CRegistryKeyInfo, 24, subKeyCount, longestSubKeyName, longestClassName, valueCount,
                longestValueName, longestValueData);
 
+/// An open key of the registry; see the top of this header.
 class TARNKIT_API CRegistryKey {
 public:
     /// Opens nothing yet. A key that is not read-only creates the keys that it is told to open.
@@ -60,6 +61,7 @@ public:
     /// Does nothing if no key is open.
     void Close();
 
+    /// The handle, which stays this object's; null if no key is open.
     HKEY GetKey() const { return key; }
 
     /// Hands the handle over to the caller, who closes it with `RegCloseKey`, and leaves this object closed.
@@ -110,6 +112,9 @@ public:
     /// them.
     void GetStringValueNames(CArray<CUnicodeString, CurrentMemoryManager>& names) const;
 
+    /// The names of all values, whatever their type, in the same order; that of the unnamed value is empty.
+    void GetValueNames(CArray<CUnicodeString, CurrentMemoryManager>& names) const;
+
     /// Gives all zeros if no key is open or it cannot be queried.
     void GetInfo(CRegistryKeyInfo& info) const;
 
@@ -122,6 +127,7 @@ public:
 
 private:
     void copyValuesTo(HKEY destination) const;
+    void listValues(CArray<CUnicodeString, CurrentMemoryManager>& names, bool isTextOnly) const;
     void listSubtree(CArray<CUnicodeString, CurrentMemoryManager>& paths) const;
 
     HKEY key = nullptr;

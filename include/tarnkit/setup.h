@@ -52,6 +52,8 @@ public:
     void SetString(const CUnicodeString& value);
 
 protected:
+    /// The setting `name` of the key `keyPath`, which `setupType` says where to look for. Nothing is read
+    /// yet.
     CSetupBase(const CUnicodeString& keyPath, const CUnicodeString& name, TSetupType setupType);
     CSetupBase(const CSetupBase&) = default;
     CSetupBase& operator=(const CSetupBase&) = default;
@@ -75,18 +77,24 @@ TARNKIT_LAYOUT(CSetupBase, 16, type, path, valueName);
 template<class T>
 class TARNKIT_API CSetup : public CSetupBase {
 public:
+    /// A setting with this place and default value. Nothing is read yet.
     CSetup(const CUnicodeString& keyPath, const CUnicodeString& name, T valueByDefault, TSetupType setupType);
     CSetup(const CSetup&) = default;
     CSetup& operator=(const CSetup&) = default;
 
+    /// The default value as text.
     CUnicodeString GetDefaultString() const override;
     ~CSetup() override;
+    /// The value in the registry, or the default value if there is none or it does not parse.
     virtual T Get();
+    /// Stores the value. Raises `ERR_CANT_WRITE_TO_REGISTRY` if that fails.
     virtual void Set(T value);
     /// Gives the default value for a text that does not parse.
     virtual T ConvertFromString(CUnicodeString text) const;
+    /// The text that is stored for `value`.
     virtual CUnicodeString ConvertToString(T value) const;
 
+    /// The value if the registry has none.
     T GetDefault() const { return defaultValue; }
 
 private:
@@ -102,15 +110,20 @@ TARNKIT_LAYOUT(CSetup<int>, 20, type, path, valueName, defaultValue);
 template<class T>
 class TARNKIT_API CCacheSetup : public CSetup<T> {
 public:
+    /// As for `CSetup`.
     CCacheSetup(const CUnicodeString& keyPath, const CUnicodeString& name, T valueByDefault,
                 TSetupType setupType);
     CCacheSetup(const CCacheSetup&) = default;
     CCacheSetup& operator=(const CCacheSetup&) = default;
     ~CCacheSetup() override;
 
+    /// The value that was read first, or set last.
     T Get() override;
     /// Keeps the value in memory even if it cannot be written.
     void Set(T value) override;
+
+    /// Makes the next `Get` read the registry again, for instance after a `CRegistryWatch` has seen a change.
+    void Reset();
 
 protected:
     /// Keeps the value in memory and stores a text that stands for it, in one step.
@@ -131,8 +144,8 @@ TARNKIT_LAYOUT(CCacheSetup<int>, 28, type, path, valueName, defaultValue, cached
 /// One item of an enumeration. An enumeration's items are a static array that ends with an item whose name is
 /// null.
 struct CEnumItem {
-    int value;
-    const char16_t* name;
+    int value;            ///< what `Get` and `Set` know
+    const char16_t* name; ///< what is stored; null ends the items
 };
 TARNKIT_LAYOUT(CEnumItem, 8, value, name);
 
@@ -160,6 +173,7 @@ TARNKIT_LAYOUT(CSetupEnum, 24, type, path, valueName, defaultValue, items);
 /// An enumeration that is read from the registry once.
 class TARNKIT_API CCacheSetupEnum : public CCacheSetup<int> {
 public:
+    /// As for `CSetupEnum`.
     CCacheSetupEnum(const CUnicodeString& keyPath, const CUnicodeString& name, int valueByDefault,
                     const CEnumItem* enumItems, TSetupType setupType);
     CCacheSetupEnum(const CCacheSetupEnum&) = default;
@@ -167,6 +181,7 @@ public:
     ~CCacheSetupEnum() override;
 
     int ConvertFromString(CUnicodeString text) const override;
+    /// As for `CSetupEnum`: asserts if no item has the value.
     CUnicodeString ConvertToString(int value) const override;
 
 private:
@@ -185,6 +200,7 @@ inline constexpr int kSysColorFlag = 0x40000000;
 /// text is black.
 class TARNKIT_API CSetupColor : public CSetup<int> {
 public:
+    /// A setting with this place and default colour. Nothing is read yet.
     CSetupColor(const CUnicodeString& keyPath, const CUnicodeString& name, unsigned long defaultColor,
                 TSetupType setupType);
     CSetupColor(const CSetupColor&) = default;
@@ -192,6 +208,7 @@ public:
     ~CSetupColor() override;
 
     int ConvertFromString(CUnicodeString text) const override;
+    /// The components, as the class stores them.
     CUnicodeString ConvertToString(int color) const override;
 
     /// Makes the setting follow a system colour, also when that changes. An index without `kSysColorFlag`, or
@@ -203,6 +220,7 @@ TARNKIT_LAYOUT(CSetupColor, 20, type, path, valueName, defaultValue);
 /// A colour that is read from the registry once.
 class TARNKIT_API CCacheSetupColor : public CCacheSetup<int> {
 public:
+    /// As for `CSetupColor`.
     CCacheSetupColor(const CUnicodeString& keyPath, const CUnicodeString& name, unsigned long defaultColor,
                      TSetupType setupType);
     CCacheSetupColor(const CCacheSetupColor&) = default;
@@ -210,6 +228,7 @@ public:
     ~CCacheSetupColor() override;
 
     int ConvertFromString(CUnicodeString text) const override;
+    /// As for `CSetupColor`.
     CUnicodeString ConvertToString(int color) const override;
 
     /// Stores the name of the system colour as `CSetupColor` does; this object keeps its current colour.
@@ -222,6 +241,7 @@ TARNKIT_LAYOUT(CCacheSetupColor, 28, type, path, valueName, defaultValue, cached
 /// next one when the list is read back.
 class TARNKIT_API CSetupStringArray : public CSetupBase {
 public:
+    /// A setting with this place. Nothing is read yet.
     CSetupStringArray(const CUnicodeString& keyPath, const CUnicodeString& name, TSetupType setupType);
     CSetupStringArray(const CSetupStringArray&) = default;
     CSetupStringArray& operator=(const CSetupStringArray&) = default;
@@ -229,10 +249,14 @@ public:
     /// The empty text, which is the list without items.
     CUnicodeString GetDefaultString() const override;
     ~CSetupStringArray() override;
+    /// The texts in the registry; none if it has none.
     virtual void Get(CArray<CUnicodeString, CurrentMemoryManager>& items);
+    /// Stores the texts. Raises `ERR_CANT_WRITE_TO_REGISTRY` if that fails.
     virtual void Set(const CArray<CUnicodeString, CurrentMemoryManager>& items);
+    /// The texts that `text` stands for.
     virtual void ConvertFromString(CUnicodeString text,
                                    CArray<CUnicodeString, CurrentMemoryManager>& items) const;
+    /// The text that stands for `items`.
     virtual CUnicodeString ConvertToString(const CArray<CUnicodeString, CurrentMemoryManager>& items) const;
 
     /// Stores the empty list.
@@ -243,11 +267,13 @@ TARNKIT_LAYOUT(CSetupStringArray, 16, type, path, valueName);
 /// A list of texts that is read from the registry once.
 class TARNKIT_API CCacheSetupStringArray : public CSetupStringArray {
 public:
+    /// As for `CSetupStringArray`.
     CCacheSetupStringArray(const CUnicodeString& keyPath, const CUnicodeString& name, TSetupType setupType);
     CCacheSetupStringArray(const CCacheSetupStringArray& other);
     CCacheSetupStringArray& operator=(const CCacheSetupStringArray& other);
     ~CCacheSetupStringArray() override;
 
+    /// The texts that were read first, or set last.
     void Get(CArray<CUnicodeString, CurrentMemoryManager>& items) override;
     /// Keeps the texts in memory, untrimmed, even if they cannot be written.
     void Set(const CArray<CUnicodeString, CurrentMemoryManager>& items) override;

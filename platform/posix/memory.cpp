@@ -184,6 +184,8 @@ BOOL HeapFree(HANDLE heap, void* block) {
     return TRUE;
 }
 
+void* HeapReAlloc(HANDLE, void* block, std::size_t size) { return std::realloc(block, size); }
+
 int CountHeapBlocks(HANDLE heap) { return Posix::PrivateHeap::Count(heap); }
 
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection) {

@@ -55,6 +55,18 @@ void writeFully(int descriptor, const char* bytes, std::size_t size) {
     }
 }
 
+void writeShown(int descriptor, const char16_t* text) {
+    const std::size_t length = std::char_traits<char16_t>::length(text);
+    char* const bytes = static_cast<char*>(std::malloc(length * Posix::kLongestShown + 1));
+    if (bytes == nullptr)
+        return;
+    std::size_t size = 0;
+    for (const char16_t* end = text + length; text != end;)
+        Posix::PutShown(text, end, [&](char byte) { bytes[size++] = byte; });
+    writeFully(descriptor, bytes, size);
+    std::free(bytes);
+}
+
 } // namespace
 
 DWORD GetLastError() { return lastError; }
@@ -66,15 +78,15 @@ void OutputDebugStringW(const char16_t* text) {
     if (descriptor < 0)
         return;
     const DWORD kept = lastError;
-    const std::size_t length = std::char_traits<char16_t>::length(text);
-    if (char* bytes = static_cast<char*>(std::malloc(length * Posix::kLongestShown + 1))) {
-        std::size_t size = 0;
-        for (const char16_t* end = text + length; text != end;)
-            Posix::PutShown(text, end, [&](char byte) { bytes[size++] = byte; });
-        writeFully(descriptor, bytes, size);
-        std::free(bytes);
-    }
+    writeShown(descriptor, text);
     lastError = kept;
+}
+
+void WriteLastWords(const char16_t* title, const char16_t* text) {
+    if (!Posix::WasOpenAtLoad(STDERR_FILENO))
+        return;
+    for (const char16_t* part : {title, u": ", text, u"\n"})
+        writeShown(STDERR_FILENO, part);
 }
 
 void DebugBreak() { raise(SIGTRAP); }

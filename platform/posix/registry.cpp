@@ -2,11 +2,14 @@
 // (HKEY_LOCAL_MACHINE, whose `Software\Classes` is HKEY_CLASSES_ROOT and whose `Users` is HKEY_USERS). One
 // lock is held throughout each call.
 #include "platform/platform.h"
+#include "platform/posix/files/paths.h"
 #include "platform/posix/registry/store.h"
 #include "platform/posix/support/fork_handlers.h"
 #include "platform/posix/support/handle_table.h"
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <mutex>
 
 namespace Tarn::Platform {
@@ -351,6 +354,46 @@ LSTATUS RegFlushKey(HKEY key) {
             result = place.store->Flush();
         RegistryStore& other = place.store == &registry.user ? registry.machine : registry.user;
         return result == 0 && other.HasWritten() ? other.Flush() : result;
+    });
+}
+
+namespace {
+
+void copyName(const String& name, char16_t (&room)[1024]) {
+    const U16String wide = ToWide(name);
+    if (wide.size() < std::size(room))
+        std::copy_n(wide.c_str(), wide.size() + 1, room);
+}
+
+template<class Call>
+LSTATUS withStore(HKEY root, RegistryStoreState* state, Call call) {
+    if (state == nullptr)
+        return ERROR_INVALID_PARAMETER;
+    *state = {};
+    const DWORD number = predefinedKey(root);
+    if (number != kCurrentUser && number != kLocalMachine)
+        return ERROR_INVALID_HANDLE;
+    const bool isUser = number == kCurrentUser;
+    return locked([=]() -> LSTATUS {
+        const String file = RegistryFile(isUser ? RegistryKind::User : RegistryKind::Machine);
+        copyName(file, state->file);
+        return file.empty() ? ERROR_FILE_NOT_FOUND : call(isUser ? registry.user : registry.machine, file);
+    });
+}
+
+} // namespace
+
+LSTATUS CheckRegistryStore(HKEY root, RegistryStoreState* state) {
+    return withStore(root, state,
+                     [=](RegistryStore& store, const String& file) { return store.Check(file, state); });
+}
+
+LSTATUS RepairRegistryStore(HKEY root, RegistryStoreState* state) {
+    return withStore(root, state, [=](RegistryStore& store, const String& file) {
+        String oldFile;
+        const LSTATUS result = store.Repair(file, state, &oldFile);
+        copyName(oldFile, state->oldFile);
+        return result;
     });
 }
 

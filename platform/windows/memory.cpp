@@ -15,6 +15,8 @@ void* HeapAlloc(HANDLE heap, std::size_t size) { return ::HeapAlloc(heap, 0, siz
 
 BOOL HeapFree(HANDLE heap, void* block) { return ::HeapFree(heap, 0, block); }
 
+void* HeapReAlloc(HANDLE heap, void* block, std::size_t size) { return ::HeapReAlloc(heap, 0, block, size); }
+
 int CountHeapBlocks(HANDLE) { return 0; }
 
 void* VirtualAlloc(void* address, std::size_t size, DWORD type, DWORD protection) {

@@ -43,6 +43,10 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameSize, DW
 
 LSTATUS RegFlushKey(HKEY key) { return ::RegFlushKey(key); }
 
+LSTATUS CheckRegistryStore(HKEY, RegistryStoreState*) { return ERROR_CALL_NOT_IMPLEMENTED; }
+
+LSTATUS RepairRegistryStore(HKEY, RegistryStoreState*) { return ERROR_CALL_NOT_IMPLEMENTED; }
+
 void ReleaseRegistry() {}
 
 } // namespace Tarn::Platform

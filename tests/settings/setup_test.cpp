@@ -1,6 +1,7 @@
 #include <tarnkit/tarnkit.h>
 
 #include "tests/errors/reports.h"
+#include "tests/support/fresh_folder.h"
 #include "tests/support/refusing_manager.h"
 
 #include <future>
@@ -153,8 +154,9 @@ TEST_F(Setup, NamesTheKeyThatCannotBeWritten) {
         setup.Set(7);
         FAIL() << "the value was written";
     } catch (CException* e) {
-        EXPECT_EQ(e->MessageText(), u"Access to Windows registry key HKEY_CURRENT_USER\\" +
-                                        (kPath + (u"\\" + name)) + u"\\ is prohibited.");
+        EXPECT_EQ(e->MessageText(), CUnicodeString(u"Access to ") + (kIsWindows ? u"Windows " : u"") +
+                                        u"registry key HKEY_CURRENT_USER\\" + (kPath + (u"\\" + name)) +
+                                        u"\\ is prohibited.");
         e->Delete();
     }
     EXPECT_EQ(setup.Get(), 7);

@@ -190,6 +190,34 @@ RegistryLog logBeside(const String& file) {
 
 void LimitRegistryWaits(RegistryClock::time_point start) { endOfWaits = start + kLongestWait; }
 
+LSTATUS MakeRegistryDatabase(const String& file, sqlite3** connection) {
+    int code = openConnection(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, connection);
+    for (const char* commands : {kConfigure, kMakeTables})
+        if (code == SQLITE_OK)
+            code = sqlite3_exec(*connection, commands, nullptr, nullptr, nullptr);
+    return code == SQLITE_OK
+               ? 0
+               : RegistryCodeOf(*connection == nullptr ? ENOMEM : sqlite3_system_errno(*connection));
+}
+
+sqlite3* LockRegistryFile(const String& file, LSTATUS* result) {
+    sqlite3* connection = nullptr;
+    int code = openConnection(file.c_str(), SQLITE_OPEN_READWRITE, &connection);
+    if (code == SQLITE_OK) {
+        int isLogKept = 1;
+        sqlite3_busy_handler(connection, waitForLock, nullptr);
+        sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        sqlite3_file_control(connection, "main", SQLITE_FCNTL_PERSIST_WAL, &isLogKept);
+        code = sqlite3_exec(connection, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    }
+    *result = (code & 0xFF) == SQLITE_BUSY ? static_cast<LSTATUS>(ERROR_BUSY) : ERROR_SUCCESS;
+    if (code != SQLITE_OK) {
+        sqlite3_close(connection);
+        connection = nullptr;
+    }
+    return connection;
+}
+
 LSTATUS RegistryDatabase::Open(Use use) {
     if (connection != nullptr) {
         int isReplaced = 0;

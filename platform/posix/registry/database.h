@@ -57,6 +57,14 @@ using RegistryClock = std::chrono::steady_clock;
 /// ERROR_BUSY.
 void LimitRegistryWaits(RegistryClock::time_point start);
 
+/// Makes an empty database, whose log is removed when the connection is closed.
+LSTATUS MakeRegistryDatabase(const String& file, sqlite3** connection);
+
+/// Keeps others from writing to a database until the connection is closed. Null if there is no such database,
+/// or it is too damaged for that or may not be written; then `*result` is still ERROR_SUCCESS. ERROR_BUSY
+/// while another process writes.
+sqlite3* LockRegistryFile(const String& file, LSTATUS* result);
+
 class RegistryDatabase {
 public:
     enum class Use {

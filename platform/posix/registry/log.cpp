@@ -19,23 +19,11 @@ constexpr int kSummedSize = 24;             // the rest of the header is the che
 constexpr uint32_t kSignature = 0x377F0682; // its lowest bit tells the byte order of the sum
 constexpr uint32_t kVersion = 3007000;
 
-uint32_t wordAt(const unsigned char* bytes, bool isBigEndian = true) {
+uint32_t wordAt(std::string_view bytes, std::size_t place, bool isBigEndian = true) {
     uint32_t word = 0;
-    for (int i = 0; i < 4; i++)
-        word = word << 8 | bytes[isBigEndian ? i : 3 - i];
+    for (std::size_t i = 0; i < 4; i++)
+        word = word << 8 | static_cast<unsigned char>(bytes[place + (isBigEndian ? i : 3 - i)]);
     return word;
-}
-
-bool isIntact(const unsigned char* header) {
-    const uint32_t signature = wordAt(header);
-    if ((signature & ~1u) != kSignature || wordAt(header + 4) != kVersion)
-        return false;
-    uint32_t first = 0, second = 0;
-    for (int i = 0; i < kSummedSize; i += 8) {
-        first += wordAt(header + i, (signature & 1) != 0) + second;
-        second += wordAt(header + i + 4, (signature & 1) != 0) + first;
-    }
-    return first == wordAt(header + kSummedSize) && second == wordAt(header + kSummedSize + 4);
 }
 
 } // namespace
@@ -45,16 +33,40 @@ RegistryLog CheckRegistryLog(const char* file) {
     if (descriptor < 0)
         return errno == ENOENT || errno == ENOTDIR ? RegistryLog::Empty : RegistryLog::Readable;
     struct stat status;
-    unsigned char header[kHeaderSize];
+    char header[kHeaderSize];
     RegistryLog result = RegistryLog::Readable;
     if (fstat(descriptor, &status) == 0) {
         const ssize_t size = status.st_size > kHeaderSize ? pread(descriptor, header, kHeaderSize, 0) : 0;
         if (size == kHeaderSize)
-            result = isIntact(header) ? RegistryLog::Readable : RegistryLog::Damaged;
+            result =
+                RegistryLogSum().Begin({header, kHeaderSize}) ? RegistryLog::Readable : RegistryLog::Damaged;
         else if (size >= 0)
             result = RegistryLog::Empty;
     }
     return result;
+}
+
+bool RegistryLogSum::Begin(std::string_view header) {
+    const uint32_t signature = wordAt(header, 0);
+    if ((signature & ~1u) != kSignature || wordAt(header, 4) != kVersion)
+        return false;
+    isBigEndian = (signature & 1) != 0;
+    add(header.substr(0, kSummedSize));
+    return first == wordAt(header, kSummedSize) && second == wordAt(header, kSummedSize + 4);
+}
+
+bool RegistryLogSum::Continue(std::string_view frame) {
+    constexpr std::size_t kPlaceOfSum = 16;
+    add(frame.substr(0, 8));
+    add(frame.substr(kPlaceOfSum + 8));
+    return first == wordAt(frame, kPlaceOfSum) && second == wordAt(frame, kPlaceOfSum + 4);
+}
+
+void RegistryLogSum::add(std::string_view bytes) {
+    for (std::size_t i = 0; i + 8 <= bytes.size(); i += 8) {
+        first += wordAt(bytes, i, isBigEndian) + second;
+        second += wordAt(bytes, i + 4, isBigEndian) + first;
+    }
 }
 
 } // namespace Tarn::Platform::Posix

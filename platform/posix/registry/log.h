@@ -5,6 +5,9 @@
 // everything.
 #pragma once
 
+#include <cstdint>
+#include <string_view>
+
 namespace Tarn::Platform::Posix {
 
 enum class RegistryLog {
@@ -14,5 +17,20 @@ enum class RegistryLog {
 };
 
 RegistryLog CheckRegistryLog(const char* file);
+
+/// The running sum by which each part of a log says that it and all before it are intact.
+class RegistryLogSum {
+public:
+    /// Takes the header of 32 bytes. False if it is damaged.
+    bool Begin(std::string_view header);
+    /// Takes a page with its header of 24 bytes. False if it is damaged.
+    bool Continue(std::string_view frame);
+
+private:
+    void add(std::string_view bytes);
+
+    std::uint32_t first = 0, second = 0;
+    bool isBigEndian = false;
+};
 
 } // namespace Tarn::Platform::Posix

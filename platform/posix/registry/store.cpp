@@ -1,6 +1,9 @@
 #include "platform/posix/registry/store.h"
 
+#include <tarnkit/byte_order.h>
+
 #include "platform/platform.h"
+#include "platform/posix/registry/repair.h"
 
 #include <algorithm>
 #include <cstring>
@@ -81,6 +84,7 @@ LSTATUS deliverValue(DWORD type, const char* bytes, DWORD size, const RegistryVa
         if (bytes == nullptr)
             return ERROR_NOT_ENOUGH_MEMORY;
         std::memcpy(value.data, bytes, size);
+        TurnLittleEndian(type, value.data, size);
     }
     if (value.size != nullptr)
         *value.size = size;
@@ -274,6 +278,12 @@ LSTATUS RegistryStore::SetValue(RegistryKeyId key, const RegistryName& name, DWO
     if (failure != 0)
         return failure;
     forgetSizes(key);
+    std::string stored;
+    if constexpr (!kIsLittleEndian) { // the store has it as Windows has it
+        stored.assign(static_cast<const char*>(data), size);
+        TurnLittleEndian(type, stored.data(), size);
+        data = stored.data();
+    }
     RegistryStatement setting(database, RegistryQuery::SetValue);
     const LSTATUS result =
         setting.Bind(key).Bind(name.folded).Bind(name.text).Bind(type).Bind(data, size).Run();
@@ -295,6 +305,18 @@ void RegistryStore::Close() {
     forgetAll();
     cache.Clear();
     database.Close();
+}
+
+LSTATUS RegistryStore::Check(const String& file, RegistryStoreState* state) {
+    Close();
+    const LSTATUS result = CheckRegistryFile(database, file, state);
+    Close();
+    return result;
+}
+
+LSTATUS RegistryStore::Repair(const String& file, RegistryStoreState* state, String* oldFile) {
+    Close();
+    return RepairRegistryFile(database, file, state, oldFile);
 }
 
 void RegistryStore::Suspend() {

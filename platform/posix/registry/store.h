@@ -12,6 +12,10 @@
 
 #include <memory>
 
+namespace Tarn::Platform {
+struct RegistryStoreState;
+}
+
 namespace Tarn::Platform::Posix {
 
 /// The longest names, in 16-bit units.
@@ -85,6 +89,10 @@ public:
 
     /// ERROR_ACCESS_DENIED if writes would be refused.
     LSTATUS CheckWritable() { return database.Open(RegistryDatabase::Use::Write); }
+
+    /// Closes the database and examines its file; see repair.h.
+    LSTATUS Check(const String& file, RegistryStoreState* state);
+    LSTATUS Repair(const String& file, RegistryStoreState* state, String* oldFile);
 
     LSTATUS Flush() { return database.Flush(); }
     /// Whether this process has written something since the database was closed.
