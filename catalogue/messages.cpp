@@ -41,6 +41,19 @@ void writeText(CFile& file, const CUnicodeString& text) {
     file.Write(text.Ptr(), text.GetLength() * static_cast<int>(sizeof(char16_t)));
 }
 
+// Not only names that the message compiler would accept are in the lists.
+CString quoted(const CUnicodeString& name) {
+    CString text;
+    const CString bytes = name.CreateString(CP_UTF8);
+    for (int i = 0; i < bytes.GetLength(); i++) {
+        const char c = bytes[i];
+        if (c == '"' || c == '\\')
+            text += '\\';
+        text += static_cast<unsigned char>(c) < ' ' ? '?' : c;
+    }
+    return text;
+}
+
 void writeLines(CFile& file, const CNames& lines) {
     for (const CUnicodeString& line : lines)
         writeText(file, line + u"\r\n");
@@ -93,7 +106,7 @@ CUnicodeString CMessage::UnicodeStr(int language) const {
 
 CUnicodeString CMessage::substitute(const char16_t* const* parameters, int count) const {
     CUnicodeString text;
-    if (LoadMessage(name, text))
+    if (LoadMessageFor(name, parameters, count, text))
         return text.SubstParam(parameters, count);
     CUnicodeString result = name;
     for (int i = 0; i < count; i++) {
@@ -180,6 +193,24 @@ void SaveUndefinedMessages(const CUnicodeString& fileName) {
     if (!unused.IsEmpty())
         writeText(file, u"********** Unused messages ********\r\n");
     writeLines(file, unused);
+    file.Close();
+}
+
+void SaveUndefinedMessagesAsPo(const CUnicodeString& fileName) {
+    CNames undefined;
+    CMessage::GetUndefinedMessages(undefined);
+    CNames unused;
+    CMessage::GetUnusedMessages(unused);
+
+    CString text = "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=UTF-8\\n\"\n";
+    for (const CUnicodeString& name : undefined)
+        text += CString("\nmsgid \"") + quoted(name) + "\"\nmsgstr \"\"\n";
+    if (!unused.IsEmpty())
+        text += "\n# Unused:\n";
+    for (const CUnicodeString& name : unused)
+        text += CString("# ") + quoted(name) + "\n";
+    CFile file(fileName, CFile::Create | CFile::ForWriting | CFile::DenyWrite);
+    file.Write(text.Ptr(), text.GetLength());
     file.Close();
 }
 

@@ -169,6 +169,36 @@ void appendNames(const CResourceRecord& record, CArray<CUnicodeString, CurrentMe
         names.Add(CUnicodeString(exports.getMessageName(i)));
 }
 
+// Whether the text is a whole number; `number` receives it without its sign. Of one with more than 18 digits
+// it receives one with the same last digits, which are all that a rule asks for.
+bool readNumber(const char16_t* text, unsigned long long& number) {
+    constexpr unsigned long long kLarge = 1'000'000'000'000'000'000;
+    if (*text == u'-')
+        text++;
+    number = 0;
+    const char16_t* const start = text;
+    for (; *text >= u'0' && *text <= u'9'; text++) {
+        number = number % kLarge * 10 + static_cast<unsigned>(*text - u'0');
+        if (number >= kLarge)
+            number = kLarge + number % kLarge;
+    }
+    return *text == 0 && text > start;
+}
+
+// The id of the plural form of a message that goes with the parameters.
+int formId(const CPluralTexts& plurals, int id, const char16_t* const* parameters, int count) {
+    const CPluralText* const end = plurals.texts + plurals.count;
+    const CPluralText* const text = std::lower_bound(
+        plurals.texts, end, id, [](const CPluralText& left, int right) { return left.id < right; });
+    unsigned long long number;
+    if (text == end || text->id != id || text->parameter >= count ||
+        !readNumber(parameters[text->parameter], number))
+        return id;
+    const CPluralRule& rule = plurals.rules[text->rule];
+    const unsigned long long form = rule.formOf(number);
+    return form + 1 < static_cast<unsigned>(rule.formCount) ? text->firstForm + static_cast<int>(form) : id;
+}
+
 void showUnsupportedLanguage(int code) {
     const CUnicodeString text =
         CUnicodeString(u"The selected interface language (%0) is not supported in current code page of the "
@@ -189,6 +219,9 @@ void CMessageExports::Find(HINSTANCE module) {
 
 void CResourceModule::FindExports() {
     exports.Find(module);
+    plurals = findExport<const CPluralTexts*>(module, u"___TarnkitPlurals");
+    if (plurals != nullptr && plurals->version != CPluralTexts::kVersion)
+        plurals = nullptr;
     strings = AskPlatform([&] { return Platform::FindResourceStrings(module); });
 }
 
@@ -214,6 +247,12 @@ bool CResourceModule::FindText(const char16_t* name, CUnicodeString& text) const
     if (id != 0)
         LoadString(id, text);
     return id != 0;
+}
+
+bool CResourceModule::LoadForm(int id, const char16_t* const* parameters, int count,
+                               CUnicodeString& text) const {
+    return (plurals != nullptr && LoadString(formId(*plurals, id, parameters, count), text)) ||
+           LoadString(id, text);
 }
 
 CUnicodeString CResourceRecord::LibraryName(int language) const {
@@ -398,6 +437,7 @@ void exchangeLibraries(CResourceModule& a, CResourceModule& b) {
     std::swap(a.module, b.module);
     std::swap(a.exports, b.exports);
     std::swap(a.strings, b.strings);
+    std::swap(a.plurals, b.plurals);
 }
 
 int numberOfKept() {
@@ -466,7 +506,7 @@ void AttachResourceModules() {
 }
 
 void AddResourceLibrary(HINSTANCE module) {
-    const CResourceModule record = recordOf(module);
+    const CResourceModule record = GetOwnTexts(module);
     changeRegistry([&](CResourceRegistry& changed) { changed.AddLibrary(record); });
 }
 
@@ -632,7 +672,8 @@ HINSTANCE LoadModule(const char16_t* name) {
     HINSTANCE module = LoadDLL(name);
     if (module == nullptr) {
         const DWORD lastError = Platform::GetLastError();
-        GenCheck(ERR_CANT_LOAD_DLL, name, CLastErrorException::GetErrorText(lastError), u"");
+        GenCheck(ERR_CANT_LOAD_DLL, FileSystem::ForDisplay(name),
+                 CLastErrorException::GetErrorText(lastError), u"");
     }
     return module;
 }
@@ -818,11 +859,16 @@ bool FindMessage(const char16_t* name, HINSTANCE& module, int& id) {
 }
 
 bool LoadMessage(const char16_t* name, CUnicodeString& text) {
+    return LoadMessageFor(name, nullptr, 0, text);
+}
+
+bool LoadMessageFor(const char16_t* name, const char16_t* const* parameters, int count,
+                    CUnicodeString& text) {
     CMemoryManagerSwitcher toDefault(nullptr);
     const CResourceLookup lookup;
     int id;
     if (const CResourceModule* const record = findMessage(lookup, name, id))
-        return record->LoadString(id, text);
+        return record->LoadForm(id, parameters, count, text);
     text.Empty();
     return false;
 }

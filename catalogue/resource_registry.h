@@ -8,6 +8,7 @@
 #include "memory/process_mutex.h"
 
 #include <tarnkit/layout.h>
+#include <tarnkit/plural_texts.h>
 #include <tarnkit/resource_modules.h>
 #include <tarnkit/resource_strings.h>
 
@@ -47,6 +48,7 @@ TARNKIT_LAYOUT(CResourceRecord, 24, prefix, folder, module, exports);
 /// A record, and what its module keeps at hand.
 struct CResourceModule : CResourceRecord {
     const CResourceStrings* strings = nullptr; // null if the system must be asked for each
+    const CPluralTexts* plurals = nullptr;     // null if no text depends on a number
 
     /// Looks for the exports of `module`.
     void FindExports();
@@ -55,6 +57,8 @@ struct CResourceModule : CResourceRecord {
     /// Whether the module knows the name of a message. If so, `text` receives its text, empty if it cannot be
     /// loaded.
     bool FindText(const char16_t* name, CUnicodeString& text) const;
+    /// The same as `LoadString`, in the plural form that goes with the parameters.
+    bool LoadForm(int id, const char16_t* const* parameters, int count, CUnicodeString& text) const;
 };
 
 /// What shows that a file was replaced.
@@ -188,12 +192,20 @@ extern constinit CRecursiveProcessMutex moduleMutex;
 void AttachResourceModules();
 void AttachMessages();
 
+/// The library's own texts, which `module` contains. A static library has tables of its own: under the names
+/// of the protocol a program has its own texts.
+CResourceModule GetOwnTexts(HINSTANCE module);
+
 // What `Initialize` does.
 
 void AddResourceLibrary(HINSTANCE module);
 void AddResourceProgramModule(HINSTANCE module);
 /// Finds the languages that are present and chooses one of them.
 void SetUpLanguages();
+
+/// The text of a message in the current language and the plural form that goes with the parameters; false
+/// when there is none.
+bool LoadMessageFor(const char16_t* name, const char16_t* const* parameters, int count, CUnicodeString& text);
 
 /// Removes what is registered for a module that was released, unless it is still loaded.
 void ForgetUnloadedResources(HINSTANCE module);

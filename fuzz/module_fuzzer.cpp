@@ -46,19 +46,18 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         WriteBytes(options.originalFileName, bytes.substr(end + 1));
     }
     Diagnostics diagnostics;
-    std::vector<Message> messages = ReadCatalogue(options, diagnostics);
+    options.isChecking = options.isFilling = size % 2 != 0;
+    const Catalogue catalogue = ReadCatalogue(options, diagnostics);
     if (diagnostics.HasErrors())
         return 0;
-    const std::string script = WriteResourceScript(messages, "texts.po", 1033);
+    const std::string script = WriteResourceScript(catalogue, "texts.po", 1033);
     for (const std::string& source :
-         {WritePosixSource(messages, "texts.po"), WriteWindowsSource(messages, "texts.po"), script})
+         {WritePosixSource(catalogue, "texts.po"), WriteWindowsSource(catalogue, "texts.po"), script})
         MUST(std::all_of(source.begin(), source.end(),
                          [](char c) { return c == '\n' || (c >= ' ' && c < 127); }));
-    std::stable_sort(messages.begin(), messages.end(),
-                     [](const Message& a, const Message& b) { return a.id < b.id; });
     std::u16string texts;
-    for (const Message& message : messages)
-        texts += message.text;
+    for (const auto& [id, text] : StringsOf(catalogue))
+        texts += text;
     MUST(literalsOf(script) == texts);
     return 0;
 }

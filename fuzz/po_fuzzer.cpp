@@ -1,41 +1,30 @@
 // Reads arbitrary bytes as a PO file. Accepted entries must read the same after they are written out again.
 #include "fuzz/support.h"
 
-#include "tools/tarnmsg/po_file.h"
-#include "tools/tarnmsg/unicode.h"
+#include "tools/tarnmsg/po_writer.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace {
 
 using namespace tarnmsg;
 
-std::vector<PoEntry> read(const std::string& bytes, bool& isAccepted) {
-    Diagnostics diagnostics;
-    std::vector<PoEntry> entries = ReadPo(bytes, "input", diagnostics);
-    isAccepted = !diagnostics.HasErrors();
-    return entries;
+// A rule that is accepted has a form for every number.
+void check(const PluralRule& rule) {
+    for (const unsigned long long n : {0ULL, 1ULL, 2ULL, 1001ULL, ~0ULL})
+        MUST(rule.FormOf(n) >= 0 && rule.FormOf(n) < rule.NumberOfForms());
+    const std::string source = rule.Source();
+    MUST(std::all_of(source.begin(), source.end(), [](char c) { return c >= ' ' && c < 127; }));
 }
 
-void append(std::string& bytes, std::u16string_view text) {
-    const auto addByte = [&bytes](unsigned value) {
-        char escape[8];
-        std::snprintf(escape, sizeof(escape), "\\%03o", value);
-        bytes += escape;
-    };
-    for (std::size_t i = 0; i < text.size(); i++) {
-        unsigned point = text[i];
-        if (point >= 0xD800 && point < 0xDC00)
-            point = 0x10000 + ((point - 0xD800) << 10) + (text[++i] - 0xDC00U);
-        if (point < 0x80) {
-            addByte(point);
-            continue;
-        }
-        const int followers = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
-        addByte((0xFF00U >> (followers + 1) & 0xFF) | point >> (6 * followers));
-        for (int rest = followers - 1; rest >= 0; rest--)
-            addByte(0x80 | (point >> (6 * rest) & 0x3F));
-    }
+std::vector<PoEntry> read(const std::string& bytes, bool& isAccepted) {
+    Diagnostics diagnostics;
+    PoFile file = ReadPo(bytes, "input", diagnostics);
+    isAccepted = !diagnostics.HasErrors();
+    if (file.rule)
+        check(*file.rule);
+    return file.entries;
 }
 
 } // namespace
@@ -51,17 +40,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     if (!isAccepted)
         return 0;
     std::string bytes;
-    for (const PoEntry& entry : entries) {
-        bytes += entry.isFuzzy ? "#, fuzzy\nmsgid \"" : "msgid \"";
-        append(bytes, *ToUtf16(entry.name));
-        bytes += "\"\nmsgstr \"";
-        append(bytes, entry.text);
-        bytes += "\"\n";
-    }
+    for (const PoEntry& entry : entries)
+        bytes += WriteEntry(entry, {});
     const std::vector<PoEntry> again = read(bytes, isAccepted);
     MUST(isAccepted && again.size() == entries.size());
     for (std::size_t i = 0; i < entries.size(); i++)
-        MUST(again[i].name == entries[i].name && again[i].text == entries[i].text &&
-             again[i].isFuzzy == entries[i].isFuzzy);
+        MUST(WriteEntry(again[i], {}) == WriteEntry(entries[i], {}) &&
+             again[i].mayHaveOtherPlaceholders == entries[i].mayHaveOtherPlaceholders);
     return 0;
 }

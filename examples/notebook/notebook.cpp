@@ -28,21 +28,11 @@
 #include <tarnkit/message_handlers.h>
 #include <tarnkit/resource_modules.h>
 
-#include <filesystem>
 #include <optional>
 
 using namespace Tarn;
 
 namespace {
-
-// Relative names refer to the folder the user is in, as in every command-line program.
-void enterUsersFolder() {
-    std::error_code error;
-    const std::filesystem::path folder = std::filesystem::current_path(error);
-    if (error)
-        ThrowFileException(CFileException::badPath, u".");
-    FileSystem::ChangeDir(folder.u16string().c_str());
-}
 
 // A log is text in UTF-16. Any other file, such as a book, would be damaged by appending to it.
 void checkLog(const CUnicodeString& name) {
@@ -76,7 +66,7 @@ bool runAndReport(const CArray<CUnicodeString>& argumentList) {
     std::optional<CFileMessageHandler> log;
     std::optional<CMessageHandlerSwitcher> logging;
     return report([&] {
-        enterUsersFolder();
+        FileSystem::ChangeToWorkingDir();
         CArguments arguments(argumentList);
         CSettings settings(arguments.Profile());
         SelectLanguage(arguments.Language(), settings);

@@ -4,6 +4,7 @@
 #include "messages.h"
 
 #include <tarnkit/exceptions.h>
+#include <tarnkit/file_system.h>
 #include <tarnkit/text_of_values.h>
 
 using namespace Tarn;
@@ -49,7 +50,7 @@ void showRecentBooks(CSettings& settings, const CUnicodeString*) {
     CArray<CUnicodeString> books;
     settings.RecentBooks.Get(books);
     for (const CUnicodeString& book : books)
-        Console::Print(book + u"\n");
+        Console::Print(FileSystem::ForDisplay(book) + u"\n");
 }
 
 void forget(CSettings& settings, const CUnicodeString*) { settings.Forget(); }

@@ -25,6 +25,7 @@
 
 namespace Tarn {
 
+/// A named text; see the top of this header.
 class TARNKIT_API CMessage {
 public:
     /// `messageName` is not copied and must live as long as the object. The number is for the application;
@@ -35,12 +36,14 @@ public:
     CMessage(const CMessage&) = delete;
     CMessage& operator=(const CMessage&) = delete;
 
+    /// The name, which is the same in every language.
     const char16_t* Name() const { return name; }
 
     /// Whether some registered module knows the name.
     bool IsDefined() const;
 
-    /// The text in the current interface language; the name when no module has one.
+    /// The text in the current interface language; the name when no module has one. Of plural forms it is the
+    /// last one.
     CUnicodeString UnicodeStr() const;
 
     /// The text in the interface language with this code, that is, what `UnicodeStr()` would return if it
@@ -48,7 +51,9 @@ public:
     CUnicodeString UnicodeStr(int language) const;
 
     /// The text with %0, %1, ... replaced by the parameters. A message without a text becomes its name
-    /// followed by the parameters, each after a space, so that no information is lost.
+    /// followed by the parameters, each after a space, so that no information is lost. Of a text with plural
+    /// forms it is the one for the number that the parameter is, by default %0, and the last form if that is
+    /// no whole number in the digits 0 to 9.
     CUnicodeString SubstParam(const CUnicodeString& p0) const;
     CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1) const;
     CUnicodeString SubstParam(const CUnicodeString& p0, const CUnicodeString& p1,
@@ -85,8 +90,10 @@ TARNKIT_LAYOUT(CMessage, 16, name, next, previous, number);
 /// A message that gives the reason for a failed check (`GenCheck`).
 class TARNKIT_API CError : public CMessage {
 public:
+    /// As for a message.
     CError(const char16_t* messageName, int declaredNumber) : CMessage(messageName, declaredNumber) {}
 
+    /// The error as a message.
     CMessage& GetMessage() { return *this; }
     const CMessage& GetMessage() const { return *this; }
 };
@@ -99,6 +106,11 @@ TARNKIT_API int MessageID(const CMessage& message);
 /// Throws a `CFileException` when the file cannot be written.
 TARNKIT_API void SaveUndefinedMessages(const CUnicodeString& fileName);
 
+/// The same as a PO file, whose entries can be given texts; the unused names are in comments.
+TARNKIT_API void SaveUndefinedMessagesAsPo(const CUnicodeString& fileName);
+
+/// The library's own reasons for failed checks. Their texts, and what each parameter stands for, are in
+/// catalogue/en.po.
 extern TARNKIT_API CError ERR_BAD_ARCHIVE;
 extern TARNKIT_API CError ERR_BAD_ARCHIVE_VERSION;
 extern TARNKIT_API CError ERR_BAD_INI_FILE;
@@ -116,6 +128,7 @@ extern TARNKIT_API CError REFUSED_INI_KEY;
 extern TARNKIT_API CError REFUSED_INI_TEXT;
 extern TARNKIT_API CError TEXT_FILE_TOO_LARGE;
 
+/// The library's other messages.
 extern TARNKIT_API CMessage ERR_FILE_ACCESS_DENIED;
 extern TARNKIT_API CMessage ERR_FILE_BAD_PATH;
 extern TARNKIT_API CMessage ERR_FILE_BAD_SEEK;
@@ -141,6 +154,7 @@ extern CMessage ERR_UNKNOWN_LAST_ERROR_TEXT;
 extern CMessage MSG_ASSERT;
 extern CMessage MSG_INTERNAL_ERROR;
 extern CMessage MSG_PRESUME;
+extern CMessage WRONG_LIBRARY_VERSION;
 #endif
 
 } // namespace Tarn

@@ -40,6 +40,7 @@ using TNumberOfMessages = int (*)();                    ///< "NumberOfMessages"
 using TGetMessageName = const char16_t* (*)(int index); ///< "GetMessageName": names in ascending order
 using TGetMessageSystemVersion = int (*)();             ///< "GetMessageSystemVersion"
 }
+/// What "GetMessageSystemVersion" returns.
 inline constexpr int kMessageSystemVersion = 200;
 
 /// Registers a module by its handle; it must stay loaded until `Clean`. It is searched for names before every
@@ -57,6 +58,7 @@ TARNKIT_API void AddResourcePrefix(const char16_t* folder, const char16_t* prefi
 /// id; `ResourceId` turns a number into a name or type. Language libraries are searched first. If it is one
 /// of those, a change of language on another thread may unload it at any time.
 TARNKIT_API HINSTANCE FindResourceW(const char16_t* name, const char16_t* type);
+/// The id as a name or type of a resource.
 inline const char16_t* ResourceId(int id) {
     return reinterpret_cast<const char16_t*>(static_cast<std::uintptr_t>(static_cast<WORD>(id)));
 }
@@ -76,8 +78,10 @@ TARNKIT_API HINSTANCE LoadModule(const char16_t* name);
 
 // Interface languages, known by codes 0 to 47.
 
+/// Codes are below this.
 inline constexpr int kNumberOfLanguageCodes = 48;
 
+/// The number of languages for which a library has been found.
 TARNKIT_API int NumberOfLanguages();
 /// The code of the available language at `index` (0 to `NumberOfLanguages() - 1`).
 TARNKIT_API int GetLanguageCode(int index);
@@ -86,6 +90,7 @@ TARNKIT_API int FindLanguageIndex(int code);
 /// The name of an available language in that language; its code in decimal when its library has no name.
 TARNKIT_API CUnicodeString GetLanguageDisplayName(int code);
 
+/// The code of the language in which messages are shown.
 TARNKIT_API int GetCurrentLanguageCode();
 /// Makes an available language the current one and loads its libraries instead of the previous ones. Throws,
 /// with nothing changed, when there is no memory or a library cannot be opened or read at present.

@@ -10,19 +10,21 @@
 
 namespace Tarn {
 
+/// A text of a module.
 struct CResourceString {
-    int id; // 0..65535
-    const char16_t* text;
-    int length; // of `text` in units; it need not end with a zero
+    int id;               ///< 0 to 65535
+    const char16_t* text; ///< belongs to the module
+    int length;           ///< of `text` in units; it need not end with a zero
 };
 
+/// What a module exports.
 struct CResourceStrings {
     /// The layout that this header describes; a table of another version is not read.
     static constexpr unsigned kVersion = 1;
 
-    unsigned version;
-    int count;
-    const CResourceString* strings; // sorted by id, no id twice
+    unsigned version;               ///< `kVersion`
+    int count;                      ///< of the strings
+    const CResourceString* strings; ///< sorted by id, no id twice
 };
 
 } // namespace Tarn

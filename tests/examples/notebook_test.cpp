@@ -139,6 +139,9 @@ TEST_F(Notebook, WritesNothingInADryRun) {
                              std::string("x would have ") + size + " bytes.\n"));
     expectFailure("export b 1 x --dry-run --code-page 437", "437");
     EXPECT_EQ(filesLeft(), 2u);
+    WriteBytes("one", "x");
+    done("import c one");
+    EXPECT_TRUE(Contains(done("export c 1 x --dry-run"), "x would have 1 byte.\n"));
 }
 
 TEST_F(Notebook, RemembersRecentBooks) {

@@ -72,6 +72,35 @@ TEST_F(Loading, RefusesPlugInsWhoseStaticObjectsThrow) {
     EXPECT_EQ(GetAppTitle(), u"T+-");
 }
 
+TEST_F(Loading, SaysWhichVersionsMetWhenAModuleAndTheLibraryDoNotFit) {
+    const auto meet = [] { RequireTarnkitVersion(905, GetThisModule()); };
+    const auto text = [&](bool isThrown) {
+        CThrowingSwitcher throwing(isThrown);
+        try {
+            meet();
+        } catch (CException* e) {
+            Warning(e);
+            e->Delete();
+        }
+        SetErrorFlag(false);
+        return handler.shown.empty() ? u"" : handler.shown.back().text;
+    };
+    RequireTarnkitVersion(kTarnkitVersion, GetThisModule());
+    EXPECT_EQ(AssertionOf(meet), u"TarnkitStatic:79");
+    const CUnicodeString program = FileSystem::GetName(FileSystem::GetEXEFileName());
+    const CUnicodeString words =
+        u"TarnkitStatic, 79.\n" + program +
+        u" was built for version 9.05 of Tarnkit and cannot run with version 8.51, which is loaded.";
+    EXPECT_EQ(text(true), CUnicodeString(u"Internal Program Error:\n" + words).Ptr());
+    EXPECT_TRUE(text(false).ends_with(words.Ptr()));
+    AddResourcePrefix(nullptr, u"Tarnkit");
+    SetCurrentLanguageCode(2);
+    EXPECT_TRUE(text(true).ends_with(
+        u"für Version 9.05 von Tarnkit erstellt und läuft nicht mit der geladenen Version 8.51."));
+    Clean();
+    EXPECT_TRUE(text(true).ends_with(words.Ptr())) << "without a catalogue";
+}
+
 TEST_F(Loading, TellsFilesApartThatDifferInCaseAlone) {
     TARNKIT_TEST_NEEDS(kCaseTellsFilesApart);
     copyModule("FailingPlugin.dll", "twin.dll");

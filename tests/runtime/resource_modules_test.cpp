@@ -144,6 +144,49 @@ TEST_F(Languages, TranslateWhatTheyCanAndLeaveTheRestInTheOriginal) {
     }
 }
 
+TEST_F(Languages, HaveTheirOwnPluralForms) {
+    copyModule("App0.dll", "App0.dll");
+    AddResourcePrefix(NameOf(folder), u"App");
+    addFamily();
+    ASSERT_TRUE(Initialize(nullptr, nullptr));
+    const CMessage guests(u"TEST_PLURAL", 0), six(u"TEST_PLURAL_OF_SIX", 0);
+    const auto russian = [](int n) {
+        const bool isTeen = n / 10 % 10 == 1;
+        return n % 10 == 1 && !isTeen                ? u"a: %1 \u0433\u043E\u0441\u0442\u044C"
+               : n % 10 > 1 && n % 10 < 5 && !isTeen ? u"a: %1 \u0433\u043E\u0441\u0442\u044F"
+                                                     : u"a: %1 \u0433\u043E\u0441\u0442\u0435\u0439";
+    };
+    const auto ofSix = [](int n) {
+        const char16_t* const small[] = {u"zero", u"one", u"two"};
+        const int rest = n % 100;
+        return n < 3 ? small[n] : rest < 3 ? u"%0 other" : rest < 11 ? u"%0 few" : u"%0 many";
+    };
+    for (int n = 0; n <= 1000; n++) {
+        const CUnicodeString number = UnicodeStr(n, 10);
+        SetCurrentLanguageCode(1);
+        ASSERT_EQ(guests.SubstParam(u"a", number), CUnicodeString(russian(n)).SubstParam(u"", number)) << n;
+        ASSERT_EQ(six.SubstParam(number), CUnicodeString(ofSix(n)).SubstParam(number)) << n;
+        SetCurrentLanguageCode(2); // has only the original of this one
+        ASSERT_EQ(guests.SubstParam(u"a", number),
+                  n == 1 ? u"a has one guest" : u"a has " + number + u" guests");
+    }
+    // What is no whole number has the last form, as has the text by itself.
+    SetCurrentLanguageCode(1);
+    const CUnicodeString last = u" \u0433\u043E\u0441\u0442\u0435\u0439";
+    for (const char16_t* number :
+         {u"", u"-", u"1.0", u"1 ", u"x1", u"1\u0661", u"-11", u"100000000000000000000011"})
+        EXPECT_EQ(guests.SubstParam(u"a", number), u"a: " + CUnicodeString(number) + last);
+    for (const char16_t* number : {u"-1", u"100000000000000000000001"})
+        EXPECT_EQ(guests.SubstParam(u"a", number),
+                  u"a: " + CUnicodeString(number) + last.Left(4) + u"\u0442\u044C");
+    EXPECT_EQ(guests.SubstParam(u"1"), u"1: " + last);
+    EXPECT_EQ(guests.UnicodeStr(), u"%0: %1" + last);
+    EXPECT_EQ(guests.UnicodeStr(0), u"%0 has %1 guests");
+    CArray<CUnicodeString> names;
+    CMessage::GetDefinedMessages(names);
+    EXPECT_EQ(std::count(names.begin(), names.end(), u"TEST_PLURAL"), 1);
+}
+
 TEST_F(Languages, AreFoundBesideTheProgramWhenNoFolderIsNamed) {
     ASSERT_TRUE(Initialize(nullptr, nullptr));
     AddResourcePrefix(nullptr, u"Tarnkit");

@@ -25,6 +25,7 @@ public:
     void Warning(const Place& place, const std::string& message) { print(place, "warning: " + message); }
 
     bool HasErrors() const { return errors > 0; }
+    int NumberOfErrors() const { return errors; }
 
 private:
     int errors = 0;

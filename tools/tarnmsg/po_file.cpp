@@ -1,12 +1,15 @@
 #include "tools/tarnmsg/po_file.h"
 
+#include "tools/tarnmsg/text_files.h"
 #include "tools/tarnmsg/unicode.h"
 
+#include <algorithm>
 #include <cctype>
-#include <fstream>
+#include <climits>
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace tarnmsg {
 
@@ -25,10 +28,19 @@ int digitValue(char c, int radix) {
     return value < radix ? value : -1;
 }
 
+bool isDigit(char c) { return digitValue(c, 10) >= 0; }
+
 std::string toLower(std::string text) {
     for (char& c : text)
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return text;
+}
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view kSpace = " \t\r\f\v";
+    const std::size_t start = text.find_first_not_of(kSpace);
+    return start == std::string_view::npos ? std::string_view()
+                                           : text.substr(start, text.find_last_not_of(kSpace) + 1 - start);
 }
 
 // Reads one line of a PO file from left to right.
@@ -122,116 +134,279 @@ private:
     }
 };
 
+// A string that may go on over several lines.
+struct Field {
+    std::string bytes;
+    int line = 0;
+    std::vector<std::pair<std::size_t, int>> pieces; // where each line's part begins
+
+    void Add(Line& source) {
+        pieces.emplace_back(bytes.size(), source.Number());
+        bytes += source.Strings();
+    }
+    int LineOf(std::size_t position) const {
+        const auto after = std::upper_bound(pieces.begin(), pieces.end(), std::pair(position, INT_MAX));
+        return std::prev(after)->second;
+    }
+};
+
 // Assembles entries from lines.
 class Reader {
 public:
-    explicit Reader(const std::string& catalogueName) : fileName(catalogueName) {}
+    Reader(const std::string& fileName, Diagnostics& output) : diagnostics(output) { file.name = fileName; }
 
-    void Read(const Line& line) {
-        if (line.IsAtEnd())
-            return;
-        if (line.IsComment())
-            readComment(line);
-        else
-            readField(line);
+    void Read(std::string_view bytes, int number) {
+        const Line line(bytes, number);
+        try {
+            if (!ToUtf16(bytes))
+                throw SyntaxError{number, "bytes that are not UTF-8"};
+            if (line.IsComment())
+                readComment(line);
+            else if (!line.IsAtEnd())
+                readField(line);
+        } catch (const SyntaxError& error) {
+            report(error);
+            if (!line.IsComment())
+                skipEntry();
+        }
     }
 
-    std::vector<PoEntry> Finish() {
+    PoFile Finish() {
         finishEntry();
-        return std::move(entries);
+        for (PoEntry& complete : file.entries)
+            complete.rule = file.rule;
+        return std::move(file);
     }
 
 private:
-    struct Field {
-        std::string bytes;
-        int line = 0;
-    };
-
-    std::string fileName;
-    std::vector<PoEntry> entries;
-    std::optional<Field> name;
-    std::optional<Field> text;
-    bool isFuzzy = false;     // of the entry being read
-    bool isNextFuzzy = false; // of the entry after the comments being read
+    Diagnostics& diagnostics;
+    PoFile file;
+    // The entry being read.
+    std::optional<Field> context;
+    std::optional<Field> id;
+    std::optional<Field> plural;
+    std::vector<Field> texts;
+    Field* last = nullptr; // of these
+    PoEntry entry;         // what comments say about it
+    PoEntry next;          // what they say about the one that follows
+    bool isSkipping = false;
+    bool hasSkippedId = true;
     int headerLine = 0;
 
+    void report(const SyntaxError& error) { diagnostics.Error({file.name, error.line}, error.message); }
+
+    // Leaves out the rest of an entry with an error.
+    void skipEntry() {
+        hasSkippedId = id.has_value() || hasSkippedId;
+        isSkipping = true;
+        resetEntry();
+    }
+
+    void resetEntry() {
+        context.reset();
+        id.reset();
+        plural.reset();
+        texts.clear();
+        last = nullptr;
+        entry = PoEntry();
+    }
+
     void readComment(const Line& line) {
-        if (line.Rest().starts_with("#~")) {
-            isNextFuzzy = false; // that entry was obsolete
-            return;
-        }
         // A comment belongs to the entry after it.
-        if (text)
+        if (!texts.empty())
             finishEntry();
-        if (line.Rest().starts_with("#,") && line.Rest().find("fuzzy") != std::string_view::npos)
-            isNextFuzzy = true;
+        const std::string_view comment = line.Rest();
+        if (comment.starts_with("#~")) {
+            next = PoEntry(); // that entry was obsolete
+            file.obsolete.emplace_back(trimmed(comment));
+        } else if (comment.starts_with("#,"))
+            next.isFuzzy = next.isFuzzy || comment.find("fuzzy") != std::string_view::npos;
+        else if (comment.size() == 1 || std::string_view(" \t\r.").find(comment[1]) != std::string_view::npos)
+            keepComment(line);
+    }
+
+    void keepComment(const Line& line) {
+        const std::string_view kept = trimmed(line.Rest());
+        next.comments.emplace_back(kept);
+        constexpr std::string_view kDirective = "tarnmsg:";
+        const std::string_view content = trimmed(kept.substr(kept.starts_with("#.") ? 2 : 1));
+        if (!content.starts_with(kDirective))
+            return;
+        const std::string_view directive = trimmed(content.substr(kDirective.size()));
+        if (directive == "other placeholders")
+            next.mayHaveOtherPlaceholders = true;
+        else if (directive.starts_with("plural %") && directive.size() == 9 && isDigit(directive[8]))
+            next.pluralParameter = directive[8] - '0';
+        else
+            throw SyntaxError{line.Number(),
+                              "unknown remark '" + std::string(directive) + "' after tarnmsg:"};
     }
 
     void readField(Line line) {
         const std::string keyword = line.IsAtString() ? std::string() : line.Keyword();
+        if (isSkipping && !isNewEntry(keyword))
+            return;
         if (keyword.empty())
             continueField(line);
-        else if (keyword == "msgid")
-            beginName(line);
-        else if (keyword == "msgstr")
-            beginText(line);
         else if (keyword == "msgctxt")
-            throw SyntaxError{line.Number(), "messages have no contexts"};
-        else if (keyword == "msgid_plural" || keyword.starts_with("msgstr["))
-            throw SyntaxError{line.Number(), "messages have no plural forms"};
+            readContext(line);
+        else if (keyword == "msgid")
+            readId(line);
+        else if (keyword == "msgid_plural")
+            readPlural(line);
+        else if (keyword == "msgstr")
+            readText(line);
+        else if (keyword.starts_with("msgstr["))
+            readForm(keyword, line);
         else
             throw SyntaxError{line.Number(), "unknown keyword '" + keyword + "'"};
     }
 
-    void beginName(Line& line) {
-        finishEntry();
-        name = Field{line.Strings(), line.Number()};
-        isFuzzy = isNextFuzzy;
-        isNextFuzzy = false;
+    // Whether the entry that is skipped ends before this keyword.
+    bool isNewEntry(const std::string& keyword) {
+        const bool isId = keyword == "msgid";
+        if (keyword != "msgctxt" && !(isId && hasSkippedId)) {
+            hasSkippedId = hasSkippedId || isId;
+            return false;
+        }
+        isSkipping = false;
+        return true;
     }
 
-    void beginText(Line& line) {
-        if (!name || text)
+    void beginEntry() {
+        finishEntry();
+        hasSkippedId = false;
+        entry = std::exchange(next, PoEntry());
+    }
+
+    void begin(Field& field, Line& line) {
+        last = &field;
+        field.line = line.Number();
+        field.Add(line);
+    }
+
+    void readContext(Line& line) {
+        beginEntry();
+        begin(context.emplace(), line);
+    }
+
+    void readId(Line& line) {
+        if (!context || id)
+            beginEntry();
+        hasSkippedId = true;
+        begin(id.emplace(), line);
+    }
+
+    void readText(Line& line) {
+        if (!id || !texts.empty())
             throw SyntaxError{line.Number(), "msgstr without a preceding msgid"};
-        text = Field{line.Strings(), line.Number()};
+        if (plural)
+            throw SyntaxError{line.Number(), "msgstr of an entry with msgid_plural, which needs msgstr[0]"};
+        begin(texts.emplace_back(), line);
+    }
+
+    void readPlural(Line& line) {
+        if (!id || plural || !texts.empty())
+            throw SyntaxError{line.Number(), "msgid_plural without a preceding msgid"};
+        begin(plural.emplace(), line);
+    }
+
+    void readForm(const std::string& keyword, Line& line) {
+        const std::string due = "msgstr[" + std::to_string(texts.size()) + "]";
+        if (!plural)
+            throw SyntaxError{line.Number(), keyword + " without a preceding msgid_plural"};
+        if (keyword != due)
+            throw SyntaxError{line.Number(), keyword + " where " + due + " is due"};
+        begin(texts.emplace_back(), line);
     }
 
     void continueField(Line& line) {
-        if (!name)
+        if (last == nullptr)
             throw SyntaxError{line.Number(), "a string outside an entry"};
-        (text ? text : name)->bytes += line.Strings();
+        last->Add(line);
     }
 
     void finishEntry() {
-        if (!name)
+        if (!context && !id)
             return;
-        if (!text)
-            throw SyntaxError{name->line, "msgid without a following msgstr"};
-        const std::optional<std::u16string> converted = ToUtf16(text->bytes);
-        if (!converted || !ToUtf16(name->bytes))
-            throw SyntaxError{converted ? name->line : text->line, "escapes that do not form UTF-8"};
-        if (name->bytes.empty())
-            checkHeader();
-        else
-            entries.push_back(
-                {name->bytes, *converted, {fileName, name->line}, {fileName, text->line}, isFuzzy});
-        name.reset();
-        text.reset();
+        try {
+            completeEntry();
+        } catch (const SyntaxError& error) {
+            report(error);
+        }
+        resetEntry();
     }
 
-    void checkHeader() {
+    void completeEntry() {
+        if (!id)
+            throw SyntaxError{context->line, "msgctxt without a following msgid"};
+        if (texts.empty())
+            throw SyntaxError{id->line, "msgid without a following msgstr"};
+        for (const auto* const field : {&context, &id, &plural})
+            if (*field)
+                checkUtf8(**field);
+        for (const Field& text : texts)
+            checkUtf8(text);
+        if (!context && id->bytes.empty() && !plural)
+            return readHeader();
+        const Field& name = context ? *context : *id;
+        entry.name = name.bytes;
+        entry.place = {file.name, name.line};
+        entry.hasContext = context.has_value();
+        if (context)
+            entry.original = id->bytes;
+        entry.isPlural = plural.has_value();
+        if (plural)
+            entry.pluralOriginal = plural->bytes;
+        for (const Field& text : texts)
+            entry.texts.push_back({text.bytes, text.line});
+        file.entries.push_back(std::move(entry));
+    }
+
+    static void checkUtf8(const Field& field) {
+        if (!ToUtf16(field.bytes))
+            throw SyntaxError{field.line, "escapes that do not form UTF-8"};
+    }
+
+    void readHeader() {
         if (headerLine != 0)
-            throw SyntaxError{name->line,
+            throw SyntaxError{id->line,
                               "a second header; the first is on line " + std::to_string(headerLine)};
-        headerLine = name->line;
-        const std::string header = toLower(text->bytes);
+        headerLine = id->line;
+        const Field& text = texts.front();
+        file.header = text.bytes;
+        file.headerComments = std::move(entry.comments);
+        readRule(text);
+        checkCharset(text);
+    }
+
+    void readRule(const Field& text) {
+        constexpr std::string_view kName = "\nplural-forms:";
+        const std::size_t found = ("\n" + toLower(text.bytes)).find(kName);
+        if (found == std::string::npos)
+            return;
+        const std::size_t start = found + kName.size() - 1;
+        const std::string_view value =
+            std::string_view(text.bytes).substr(start, text.bytes.find('\n', start) - start);
+        if (PluralRule::IsUnfilled(value))
+            return;
+        try {
+            file.rule = std::make_shared<const PluralRule>(PluralRule::Parse(value));
+        } catch (const PluralRule::Error& error) {
+            report({text.LineOf(start + error.position), "Plural-Forms: " + error.message});
+        }
+    }
+
+    static void checkCharset(const Field& text) {
+        const std::string header = toLower(text.bytes);
         const std::size_t position = header.find("charset=");
         if (position == std::string::npos)
             return;
         const std::size_t start = position + 8;
         const std::string charset = header.substr(start, header.find_first_of(" ;\r\n", start) - start);
         if (charset != "utf-8" && charset != "utf8" && charset != "us-ascii" && charset != "charset")
-            throw SyntaxError{text->line, "the charset is '" + charset + "'; catalogues must be UTF-8"};
+            throw SyntaxError{text.LineOf(position),
+                              "the charset is '" + charset + "'; catalogues must be UTF-8"};
     }
 };
 
@@ -241,38 +416,34 @@ void readLines(std::string_view bytes, Reader& reader) {
         bytes.remove_prefix(kByteOrderMark.size());
     for (int number = 1; !bytes.empty(); number++) {
         const std::size_t end = bytes.find('\n');
-        const std::string_view line = bytes.substr(0, end);
-        if (!ToUtf16(line))
-            throw SyntaxError{number, "bytes that are not UTF-8"};
-        reader.Read(Line(line, number));
+        reader.Read(bytes.substr(0, end), number);
         bytes.remove_prefix(end == std::string_view::npos ? bytes.size() : end + 1);
     }
 }
 
 } // namespace
 
-std::vector<PoEntry> ReadPoFile(const std::string& fileName, Diagnostics& diagnostics) {
-    try {
-        std::ifstream file(fileName, std::ios::binary);
-        const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-        if (file.is_open())
-            return ReadPo(bytes, fileName, diagnostics);
-        diagnostics.Error({fileName, 1}, "the file cannot be opened");
-    } catch (const std::ios_base::failure&) {
-        diagnostics.Error({fileName, 1}, "the file cannot be read");
-    }
-    return {};
+bool PoEntry::HasTexts() const {
+    return !texts.empty() &&
+           std::none_of(texts.begin(), texts.end(), [](const PoText& text) { return text.bytes.empty(); });
 }
 
-std::vector<PoEntry> ReadPo(std::string_view bytes, const std::string& fileName, Diagnostics& diagnostics) {
-    try {
-        Reader reader(fileName);
-        readLines(bytes, reader);
-        return reader.Finish();
-    } catch (const SyntaxError& error) {
-        diagnostics.Error({fileName, error.line}, error.message);
-    }
-    return {};
+void PoEntry::SetTexts(const std::vector<std::string>& bytes) {
+    const int line = texts.empty() ? place.line : texts.front().line;
+    texts.clear();
+    for (const std::string& text : bytes)
+        texts.push_back({text, line});
+}
+
+PoFile ReadPoFile(const std::string& fileName, Diagnostics& diagnostics) {
+    const std::optional<std::string> bytes = ReadFile(fileName, diagnostics);
+    return bytes ? ReadPo(*bytes, fileName, diagnostics) : PoFile{fileName, {}, {}, {}, {}, {}};
+}
+
+PoFile ReadPo(std::string_view bytes, const std::string& fileName, Diagnostics& diagnostics) {
+    Reader reader(fileName, diagnostics);
+    readLines(bytes, reader);
+    return reader.Finish();
 }
 
 } // namespace tarnmsg

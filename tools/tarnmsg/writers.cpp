@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
+#include <vector>
 
 namespace tarnmsg {
 
@@ -100,43 +102,98 @@ std::string writeNameTable(const std::vector<Message>& messages) {
     return source + "    {0, u\"\"}, // the end\n};\n";
 }
 
-std::vector<Message> sortById(std::vector<Message> messages) {
-    std::sort(messages.begin(), messages.end(),
-              [](const Message& a, const Message& b) { return a.id < b.id; });
-    return messages;
+std::string writeStringTable(const Catalogue& catalogue) {
+    std::string source = "\nconst Tarn::CResourceString strings[] = {\n";
+    for (const auto& [id, text] : StringsOf(catalogue))
+        source += "    {" + std::to_string(id) + ", " + quoteForCpp(text) + ", " +
+                  std::to_string(text.size()) + "},\n";
+    return source + "    {0, u\"\", 0}, // the end\n};\n";
 }
 
-std::string writeStringTable(const std::vector<Message>& messages) {
-    std::string source = "\nconst Tarn::CResourceString strings[] = {\n";
-    for (const Message& message : sortById(messages))
-        source += "    {" + std::to_string(message.id) + ", " + quoteForCpp(message.text) + ", " +
-                  std::to_string(message.text.size()) + "},\n";
-    return source + "    {0, u\"\", 0}, // the end\n};\n";
+// Without plural forms there are as many strings as names.
+std::string stringCount(const Catalogue& catalogue) {
+    const std::size_t count = StringsOf(catalogue).size();
+    return count == catalogue.messages.size() ? "nameCount" : std::to_string(count);
+}
+
+std::string joinNumbers(std::initializer_list<int> numbers) {
+    std::string text;
+    for (const int number : numbers)
+        text += (text.empty() ? "" : ", ") + std::to_string(number);
+    return text;
+}
+
+bool hasPlurals(const Catalogue& catalogue) { return !catalogue.pluralRules.empty(); }
+
+// The tables of plural forms; nothing if there are none.
+std::string writePluralTables(const Catalogue& catalogue) {
+    if (!hasPlurals(catalogue))
+        return {};
+    std::string source;
+    std::string rules;
+    for (std::size_t i = 0; i < catalogue.pluralRules.size(); i++) {
+        const std::string name = "formOf" + std::to_string(i);
+        source += "\nunsigned long long " + name + "([[maybe_unused]] unsigned long long n) {\n    return " +
+                  catalogue.pluralRules[i] + ";\n}\n";
+        rules += "    {" + std::to_string(catalogue.numbersOfForms[i]) + ", " + name + "},\n";
+    }
+    std::map<int, const Message*> plurals;
+    for (const Message& message : catalogue.messages)
+        if (!message.otherForms.empty())
+            plurals.emplace(message.id, &message);
+    source += "\nconst Tarn::CPluralRule pluralRules[] = {\n" + rules +
+              "};\n\nconst int pluralCount = " + std::to_string(plurals.size()) +
+              ";\nconst Tarn::CPluralText pluralTexts[] = {\n";
+    for (const auto& [id, message] : plurals)
+        source += "    {" +
+                  joinNumbers(
+                      {id, message->pluralParameter, message->firstFormId, static_cast<int>(message->rule)}) +
+                  "},\n";
+    return source + "};\n";
+}
+
+std::string writePluralExport(const Catalogue& catalogue) {
+    if (!hasPlurals(catalogue))
+        return {};
+    return "\nconst Tarn::CPluralTexts ___TarnkitPlurals = {Tarn::CPluralTexts::kVersion, pluralCount, "
+           "pluralTexts, pluralRules};\n";
 }
 
 } // namespace
 
-std::string WritePosixSource(const std::vector<Message>& messages, const std::string& origin) {
-    return writeHeading(origin) + "#include <tarnkit/resource_strings.h>\n\nnamespace {\n\n" +
-           writeNameTable(messages) + writeStringTable(messages) + kExports +
-           "\nconst Tarn::CResourceStrings ___TarnkitStrings = {Tarn::CResourceStrings::kVersion, nameCount, "
-           "strings};\n\n} // extern \"C\"\n";
+std::map<int, std::u16string> StringsOf(const Catalogue& catalogue) {
+    std::map<int, std::u16string> strings;
+    for (const Message& message : catalogue.messages) {
+        strings.emplace(message.id, message.text);
+        for (std::size_t i = 0; i < message.otherForms.size(); i++)
+            strings.emplace(message.firstFormId + static_cast<int>(i), message.otherForms[i]);
+    }
+    return strings;
 }
 
-std::string WriteWindowsSource(const std::vector<Message>& messages, const std::string& origin) {
-    return writeHeading(origin) + "#include <tarnkit/export.h>\n\nnamespace {\n\n" +
-           writeNameTable(messages) + kExports + "\n} // extern \"C\"\n";
+std::string WritePosixSource(const Catalogue& catalogue, const std::string& origin) {
+    return writeHeading(origin) + (hasPlurals(catalogue) ? "#include <tarnkit/plural_texts.h>\n" : "") +
+           "#include <tarnkit/resource_strings.h>\n\nnamespace {\n\n" + writeNameTable(catalogue.messages) +
+           writeStringTable(catalogue) + writePluralTables(catalogue) + kExports +
+           "\nconst Tarn::CResourceStrings ___TarnkitStrings = {Tarn::CResourceStrings::kVersion, " +
+           stringCount(catalogue) + ", strings};\n" + writePluralExport(catalogue) + "\n} // extern \"C\"\n";
 }
 
-std::string WriteResourceScript(const std::vector<Message>& messages, const std::string& origin,
-                                int languageId) {
+std::string WriteWindowsSource(const Catalogue& catalogue, const std::string& origin) {
+    return writeHeading(origin) + "#include <tarnkit/export.h>\n" +
+           (hasPlurals(catalogue) ? "#include <tarnkit/plural_texts.h>\n" : "") + "\nnamespace {\n\n" +
+           writeNameTable(catalogue.messages) + writePluralTables(catalogue) + kExports +
+           writePluralExport(catalogue) + "\n} // extern \"C\"\n";
+}
+
+std::string WriteResourceScript(const Catalogue& catalogue, const std::string& origin, int languageId) {
     std::string script = writeHeading(origin) + "LANGUAGE " + std::to_string(languageId & 0x3FF) + ", " +
                          std::to_string(languageId >> 10) + "\n";
-    if (messages.empty())
+    if (catalogue.messages.empty())
         return script;
     script += "STRINGTABLE\nBEGIN\n";
-    for (const Message& message : sortById(messages))
-        script += "    " + std::to_string(message.id) + " " + quoteForScript(message.text) + "\n";
+    for (const auto& [id, text] : StringsOf(catalogue))
+        script += "    " + std::to_string(id) + " " + quoteForScript(text) + "\n";
     return script + "END\n";
 }
 

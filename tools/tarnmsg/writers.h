@@ -5,17 +5,19 @@
 
 #include "tools/tarnmsg/catalogue.h"
 
+#include <map>
 #include <string>
-#include <vector>
 
 namespace tarnmsg {
 
 /// The C++ source of the name table, the string table and the exports, for systems without resources.
-std::string WritePosixSource(const std::vector<Message>& messages, const std::string& origin);
+std::string WritePosixSource(const Catalogue& catalogue, const std::string& origin);
 /// The C++ source of the name table and the exports, for a module whose string table is a resource.
-std::string WriteWindowsSource(const std::vector<Message>& messages, const std::string& origin);
+std::string WriteWindowsSource(const Catalogue& catalogue, const std::string& origin);
 /// The resource script with the string table for a Windows language identifier.
-std::string WriteResourceScript(const std::vector<Message>& messages, const std::string& origin,
-                                int languageId);
+std::string WriteResourceScript(const Catalogue& catalogue, const std::string& origin, int languageId);
+
+/// All strings by id, plural forms included.
+std::map<int, std::u16string> StringsOf(const Catalogue& catalogue);
 
 } // namespace tarnmsg
