@@ -10,6 +10,14 @@ if(NOT WIN32)
   return()
 endif()
 
+# With a static library there is one module, which has the whole runtime.
+if(NOT TARNKIT_SHARED)
+  function(tarnkit_share_exceptions target scope)
+    target_link_options(${target} ${scope} -static)
+  endfunction()
+  return()
+endif()
+
 set(exceptions_library ${PROJECT_BINARY_DIR}/libtarnkit_exceptions.a)
 execute_process(
   COMMAND ${CMAKE_DLLTOOL} --input-def ${CMAKE_CURRENT_LIST_DIR}/exceptions.def --output-lib ${exceptions_library}
