@@ -1,7 +1,10 @@
 // Files by name, temporary files, and text, against the system's calls and the streams of Qt and the C
 // library. Both sides do the same work in folders of their own, and their results are compared before they
 // are timed.
+#include "scratch_folder.h"
+
 #include <tarnkit/archive.h>
+#include <tarnkit/buffered_file.h>
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
 #include <tarnkit/temp_file.h>
@@ -33,35 +36,6 @@ constexpr unsigned kUtf8 = 65001;
 constexpr unsigned kCyrillic = 1251;
 constexpr int kLines = 20'000;
 constexpr int kValues = 10'000;
-
-// A rival that does not do its work must not win.
-void must(bool isDone, const char* what) {
-    if (isDone)
-        return;
-    std::fprintf(stderr, "benchmark: %s failed\n", what);
-    std::exit(1);
-}
-
-// A folder for one rival, for as long as the benchmark runs; in memory, because a disk looks ever longer for
-// room for files that are made and removed in turn.
-class ScratchFolder {
-public:
-    explicit ScratchFolder(int files = 0)
-        : path(std::filesystem::path("/dev/shm") /
-               ("tarnkit-benchmark-" + std::to_string(std::random_device()()))) {
-        std::filesystem::create_directory(path);
-        for (int i = 0; i < files; i++)
-            close(open(In("document-" + std::to_string(i)).c_str(), O_WRONLY | O_CREAT, 0666));
-    }
-    ~ScratchFolder() { std::filesystem::remove_all(path); }
-
-    std::string In(const std::string& name) const { return (path / name).string(); }
-    CUnicodeString NameIn(const std::string& name) const { return (path / name).u16string().c_str(); }
-    CUnicodeString Name() const { return path.u16string().c_str(); }
-
-private:
-    std::filesystem::path path;
-};
 
 // The first two searches read a folder; the rows are about those that follow.
 void lookTwice(const CUnicodeString& name) {
@@ -248,7 +222,7 @@ void writeLines(benchmark::State& state) {
     CFile::ReadText(lines.file, texts, kUtf8);
     for (auto _ : state) {
         CFile file(lines.file, CFile::ForWriting | CFile::Create);
-        CArchive archive(&file, CArchive::Storing);
+        CArchive archive(&file, CArchive::Storing, 16384); // as much as the peer gathers
         for (int i = 0; i < kLines; i++)
             archive.WriteString(texts[i].CreateString(kUtf8), true);
         archive.Close();
@@ -280,15 +254,16 @@ void saveLines(benchmark::State& state) {
 }
 
 // Values as text.
-void streamValues(benchmark::State& state) {
+void streamValues(benchmark::State& state, bool isGathered) {
     const ScratchFolder folder;
     const CUnicodeString name = folder.NameIn("values");
     for (auto _ : state) {
         CFile file(name, CFile::ForWriting | CFile::Create);
-        CTextStream stream(&file, CTextStream::ANSI);
+        CBufferedFile buffered(&file);
+        CTextStream stream(isGathered ? static_cast<CBaseFile*>(&buffered) : &file, CTextStream::ANSI);
         for (int i = 0; i < kValues; i++)
             stream << i << " is a number\n";
-        file.Close();
+        buffered.Close();
     }
     must(std::filesystem::file_size(folder.In("values")) == kValues * 13 + 38890, "CTextStream");
 }
@@ -338,6 +313,7 @@ BENCHMARK(getLines)->Name("lines/8-bit/getline");
 BENCHMARK(writeLines)->Name("lines/write/WriteString");
 BENCHMARK(saveLines)->Name("lines/write/WriteANSIText");
 BENCHMARK(writeLinesQt)->Name("lines/write/QTextStream");
-BENCHMARK(streamValues)->Name("values/CTextStream");
+BENCHMARK_CAPTURE(streamValues, , false)->Name("values/CTextStream");
+BENCHMARK_CAPTURE(streamValues, , true)->Name("values/CBufferedFile");
 BENCHMARK(streamValuesQt)->Name("values/QTextStream");
 BENCHMARK(writeEachValue)->Name("values/write");

@@ -1,5 +1,7 @@
 // The registry and settings against Qt's, which are in memory once they were read, and against SQLite alone:
 // one prepared statement on a copy of the registry's own database, kept in the same way.
+#include "scratch_folder.h"
+
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/registry_key.h>
 #include <tarnkit/setup.h>
@@ -26,14 +28,6 @@ constexpr int kWidth = 1024;
 
 const std::string kFolder =
     std::getenv("TARNKIT_REGISTRY") == nullptr ? "." : std::getenv("TARNKIT_REGISTRY");
-
-// A rival that does not do its work must not win.
-void must(bool isDone, const char* what) {
-    if (isDone)
-        return;
-    std::fprintf(stderr, "benchmark: %s failed\n", what);
-    std::exit(1);
-}
 
 CUnicodeString nameOf(int number) { return CUnicodeString(u"Value ") + UnicodeStr(number); }
 

@@ -22,7 +22,8 @@ void run(benchmark::State& state, const char* program) {
 
 [[maybe_unused]] const bool areRegistered = [] {
     for (const auto& [name, program] :
-         {std::pair{"start/Tarnkit", TARNKIT_START_PROGRAM}, std::pair{"start/Qt", TARNKIT_START_PEER},
+         {std::pair{"start/Tarnkit", TARNKIT_START_PROGRAM}, std::pair{"start/loaded", TARNKIT_START_LOADED},
+          std::pair{"start/Qt", TARNKIT_START_PEER}, std::pair{"start/runtime", TARNKIT_START_RUNTIME},
           std::pair{"start/empty", TARNKIT_START_EMPTY}})
         benchmark::RegisterBenchmark(name, run, program)->UseRealTime()->Unit(benchmark::kMillisecond);
     return true;

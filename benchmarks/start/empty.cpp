@@ -1,1 +1,3 @@
-int main() {}
+#include "report_memory.h"
+
+int main(int argc, char**) { return argc > 1 ? reportMemory() : 0; }

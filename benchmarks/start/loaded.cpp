@@ -1,0 +1,3 @@
+#include <tarnkit/tarnkit.h>
+
+int main() { Tarn::GetMemorySwitches(); }
