@@ -21,6 +21,7 @@
 #pragma once
 
 #include <tarnkit/array.h>
+#include <tarnkit/byte_order.h>
 #include <tarnkit/export.h>
 #include <tarnkit/failures.h>
 #include <tarnkit/file.h>
@@ -30,7 +31,6 @@
 #include <tarnkit/types.h>
 #include <tarnkit/unicode_string.h>
 
-#include <bit>
 #include <climits>
 #include <cstring>
 #include <type_traits>
@@ -44,6 +44,7 @@ class rational;
 struct CArchiveConstants {
     /// The smallest size of the buffer, in bytes; it holds any single value.
     static constexpr int kLeastBufferSize = 9;
+    /// In bytes, if the constructor is given no other.
     static constexpr int kDefaultBufferSize = 4096;
 
 protected:
@@ -51,8 +52,10 @@ protected:
     static constexpr unsigned char kSmallValueMarker = 0xFF;
 };
 
+/// Writes values to a file, or reads them; see the top of this header.
 class TARNKIT_API CArchive : public CArchiveConstants {
 public:
+    /// Whether it reads or writes; `<<` on a loading archive asserts, and so does `>>` on a storing one.
     enum TDirection { Loading = 0, Storing = 1 };
 
     /// The archive takes its name from `archiveFile`, which must not be null. Asserts if `size` is below
@@ -69,12 +72,18 @@ public:
     /// closed.
     CArchive& operator=(CArchive&& other) noexcept;
 
+    ///@{
+    /// What the constructor was told.
     bool IsLoading() const { return direction == Loading; }
     bool IsStoring() const { return direction == Storing; }
+    ///@}
     /// Null after `Close` and `Abort`.
     CBaseFile* GetFile() const { return file; }
+    ///@{
+    /// The name of the file, for people, as it was when the archive was made.
     CUnicodeString Name() const { return name; }
     CUnicodeString UnicodeName() const { return name; }
+    ///@}
 
     /// Storing: writes what waits in the buffer; bytes that could not be written stay there for the next
     /// attempt. Loading: moves the position of the file back to the first byte that was not consumed.
@@ -88,10 +97,13 @@ public:
 
     /// Reads exactly `size` bytes or throws the exception kind `endOfFile`.
     void Read(void* bytes, int size);
+    /// Writes `size` bytes.
     void Write(const void* bytes, int size);
     /// Skips `size` bytes without checking whether the file has them.
     void Skip(int size);
 
+    ///@{
+    /// Writes a value in its own size, little-endian; a truth value as one byte, 1 or 0.
     CArchive& operator<<(bool value) { return *this << static_cast<unsigned char>(value ? 1 : 0); }
     CArchive& operator<<(char value) { return store(value); }
     CArchive& operator<<(signed char value) { return store(value); }
@@ -101,14 +113,18 @@ public:
     CArchive& operator<<(unsigned short value) { return store(value); }
     CArchive& operator<<(int value) { return store(value); }
     CArchive& operator<<(unsigned int value) { return store(value); }
+    ///@}
     /// 4 bytes on every target; asserts if the value does not fit. On 64-bit POSIX targets `std::int64_t` is
     /// `long`, so use `Int64` for values of 8 bytes.
     CArchive& operator<<(long value) { return store(narrow(value)); }
     CArchive& operator<<(unsigned long value) { return store(narrow(value)); }
+    ///@{
+    /// Writes 8 bytes, or 4 for a `float`, little-endian.
     CArchive& operator<<(Int64 value) { return store(value); }
     CArchive& operator<<(UInt64 value) { return store(value); }
     CArchive& operator<<(float value) { return store(value); }
     CArchive& operator<<(double value) { return store(value); }
+    ///@}
 
     /// Raises `ERR_BAD_ARCHIVE` for a byte other than 0 and 1.
     CArchive& operator>>(bool& value) {
@@ -119,6 +135,8 @@ public:
         value = byte != 0;
         return *this;
     }
+    ///@{
+    /// Reads what `<<` of the same type writes. At the end of the file throws the exception kind `endOfFile`.
     CArchive& operator>>(char& value) { return load(value); }
     CArchive& operator>>(signed char& value) { return load(value); }
     CArchive& operator>>(unsigned char& value) { return load(value); }
@@ -133,6 +151,7 @@ public:
     CArchive& operator>>(UInt64& value) { return load(value); }
     CArchive& operator>>(float& value) { return load(value); }
     CArchive& operator>>(double& value) { return load(value); }
+    ///@}
 
     // These would silently be stored as another type: pointers as `bool`, character types as `int`.
     template<class T>
@@ -143,6 +162,7 @@ public:
     CArchive& operator<<(char32_t) = delete;
     CArchive& operator<<(long double) = delete;
 
+    /// Writes 0 to 254 as one byte, any other value as 5 bytes.
     void WriteSmallValue(int value) {
         if (value >= 0 && value < kSmallValueMarker) [[likely]] {
             store(static_cast<unsigned char>(value));
@@ -151,6 +171,7 @@ public:
             store(value);
         }
     }
+    /// Reads what `WriteSmallValue` writes.
     int ReadSmallValue() {
         unsigned char byte;
         load(byte);
@@ -174,6 +195,7 @@ public:
     /// Writes text without its length, followed by CR LF if `addLineEnd` is set.
     void WriteString(const CString& text, bool addLineEnd);
     void WriteString(const char* text, bool addLineEnd);
+    /// The same with 16-bit units.
     void WriteUnicodeString(const CUnicodeString& text, bool addLineEnd);
     void WriteUnicodeString(const char16_t* text, bool addLineEnd);
 
@@ -181,6 +203,7 @@ public:
     /// the file was already at its end. A zero, or a CR without an LF, raises `ERR_BAD_TEXT_FILE`; a file
     /// that ends right after a CR throws the exception kind `endOfFile`.
     bool ReadString(CString& line);
+    /// The same with 16-bit units.
     bool ReadUnicodeString(CUnicodeString& line);
 
 private:
@@ -224,8 +247,9 @@ private:
 
     template<class T>
     CArchive& store(const T& value) {
+        const T stored = LittleEndian(value);
         if (void* bytes = getWritePtr(sizeof(T))) [[likely]]
-            std::memcpy(bytes, &value, sizeof(T));
+            std::memcpy(bytes, &stored, sizeof(T));
         return *this;
     }
     template<class T>
@@ -234,6 +258,7 @@ private:
             std::memcpy(&value, bytes, sizeof(T));
         else
             value = T();
+        value = LittleEndian(value);
         return *this;
     }
     template<class Narrow, class T>
@@ -282,23 +307,27 @@ private:
 };
 TARNKIT_LAYOUT(CArchive, 36, file, name, direction, buffer, bufferSize, position);
 
-static_assert(std::endian::native == std::endian::little, "values are stored as their bytes in memory");
 static_assert(sizeof(short) == 2 && sizeof(int) == 4 && sizeof(Int64) == 8);
 static_assert(sizeof(float) == 4 && sizeof(double) == 8 && sizeof(bool) == 1);
 
+///@{
 /// A small value with the length in bytes or units, then the text. Loading raises `ERR_BAD_ARCHIVE` for a
 /// negative length and allocates no more memory than the file can fill.
 TARNKIT_API CArchive& operator<<(CArchive& archive, const CString& text);
 TARNKIT_API CArchive& operator>>(CArchive& archive, CString& text);
 TARNKIT_API CArchive& operator<<(CArchive& archive, const CUnicodeString& text);
 TARNKIT_API CArchive& operator>>(CArchive& archive, CUnicodeString& text);
+///@}
 
+///@{
 /// Numerator and denominator, 4 bytes each. Loading raises `ERR_BAD_ARCHIVE` for terms that no `rational` can
 /// have.
 TARNKIT_API CArchive& operator<<(CArchive& archive, const rational& value);
 TARNKIT_API CArchive& operator>>(CArchive& archive, rational& value);
+///@}
 
-// Times and time spans are stored as their 64-bit counts, which are not checked on loading.
+///@{
+/// Times and time spans are stored as their 64-bit counts, which are not checked on loading.
 inline CArchive& operator<<(CArchive& archive, CTimeSpan span) { return archive << span.GetTotalTimeUnits(); }
 inline CArchive& operator>>(CArchive& archive, CTimeSpan& span) {
     Int64 units;
@@ -308,5 +337,6 @@ inline CArchive& operator>>(CArchive& archive, CTimeSpan& span) {
 }
 inline CArchive& operator<<(CArchive& archive, CTime time) { return archive << time.units; }
 inline CArchive& operator>>(CArchive& archive, CTime& time) { return archive >> time.units; }
+///@}
 
 } // namespace Tarn

@@ -4,8 +4,11 @@
 
 namespace Tarn {
 
+///@{
+/// Integers of 64 bits on every target.
 using Int64 = long long;
 using UInt64 = unsigned long long;
+///@}
 
 /// The size of a pointer, in bytes.
 inline constexpr int kPointerSize = sizeof(void*);

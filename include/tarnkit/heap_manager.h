@@ -30,6 +30,7 @@
 
 namespace Tarn {
 
+/// A private heap; see the top of this header.
 class TARNKIT_API CHeapManager final : public IMemoryManager {
 public:
     constexpr CHeapManager() = default;
@@ -53,6 +54,7 @@ public:
 
     /// A reference keeps `Destroy(false)` from destroying the heap, just as a block in use does.
     void IncRef() { references.fetch_add(1, std::memory_order_relaxed); }
+    /// Takes the reference back.
     void DecRef() { references.fetch_sub(1, std::memory_order_release); }
 
     /// May be called only between `Create` and `Destroy`.

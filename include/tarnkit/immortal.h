@@ -16,9 +16,11 @@ namespace Tarn {
 /// Holds an object without destroying it.
 template<class T>
 union Immortal {
+    /// The object itself, which the arguments of the constructor initialise.
     T object;
 
     template<class... Arguments>
+    /// Makes the object of these arguments.
     constexpr explicit Immortal(Arguments... arguments) : object(arguments...) {}
     constexpr ~Immortal() {}
 };

@@ -66,6 +66,7 @@ constexpr int MisplacedField(std::initializer_list<CFieldPlace> fields) {
 
 } // namespace Tarn
 
+/// The check of `Class`, whose fields follow its size.
 #define TARNKIT_LAYOUT(Class, sizeOn32Bits, ...)                                                             \
     template<>                                                                                               \
     struct CLayout<Class> {                                                                                  \
@@ -74,6 +75,7 @@ constexpr int MisplacedField(std::initializer_list<CFieldPlace> fields) {
         TARNKIT_WITH_OFFSETS(static_assert(MisplacedField<Object>({TARNKIT_PLACES(__VA_ARGS__)}) == 0);)     \
     }
 
+/// \cond
 // Compilers warn that `offsetof` may not work for classes with bases or virtual functions; on all targets of
 // this library it does.
 #define TARNKIT_WITH_OFFSETS(...)                                                                            \
@@ -99,3 +101,4 @@ constexpr int MisplacedField(std::initializer_list<CFieldPlace> fields) {
 #define TARNKIT_PLACES_10(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_9(__VA_ARGS__)
 #define TARNKIT_PLACES_11(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_10(__VA_ARGS__)
 #define TARNKIT_PLACES_12(field, ...) TARNKIT_PLACES_1(field), TARNKIT_PLACES_11(__VA_ARGS__)
+/// \endcond

@@ -44,8 +44,11 @@ public:
     virtual void Free(void* ptr) = 0;
 
 protected:
+    ///@{
+    /// Managers are copied as parts of other objects only.
     constexpr IMemoryManager(const IMemoryManager&) = default;
     constexpr IMemoryManager& operator=(const IMemoryManager&) = default;
+    ///@}
 };
 TARNKIT_LAYOUT(IMemoryManager, 4);
 
@@ -114,6 +117,7 @@ public:
     CMemoryManagerSwitcher(const CMemoryManagerSwitcher&) = delete;
     CMemoryManagerSwitcher& operator=(const CMemoryManagerSwitcher&) = delete;
 
+    /// The one that was current before, and will be again; null stands for the default manager.
     IMemoryManager* PreviousManager() const { return previous; }
 
     /// The calling thread's current manager; null stands for the default manager.
@@ -128,16 +132,22 @@ TARNKIT_LAYOUT(CMemoryManagerSwitcher, 4, previous);
 
 /// The usual allocation policy of the containers: the calling thread's current manager.
 struct CurrentMemoryManager {
+    ///@{
+    /// `doAlloc` and `doFree`.
     static void* Alloc(unsigned int size) { return doAlloc(size); }
     static void Free(void* ptr) { doFree(ptr); }
+    ///@}
     /// Policies may lack this: see `doGrow`.
     static void* Grow(void* ptr, unsigned int size) { return doGrow(ptr, size); }
 };
 
 /// The allocation policy of containers that must not depend on the current manager: the process heap.
 struct ProcessHeapPolicy {
+    ///@{
+    /// `ProcessHeap::Alloc` and `ProcessHeap::Free`.
     static void* Alloc(unsigned int size);
     static void Free(void* ptr);
+    ///@}
 };
 
 /// The process heap, whichever manager is current.
@@ -159,25 +169,30 @@ inline void ProcessHeapPolicy::Free(void* ptr) { ProcessHeap::Free(ptr); }
 /// Allocation statistics for client code, which updates them with the `Register...` functions; the library
 /// itself never does. Counts are numbers of calls; sizes are in bytes. Not synchronised.
 struct CMemoryCounters {
-    int HeapAllocCount;
-    int HeapAllocSize; ///< of all allocations so far; never decreases
-    int StackAllocCount;
-    int StackAllocSize; ///< of all allocations so far; never decreases
-    int HeapCurrentSize;
-    int HeapPeakSize;
-    int StackCurrentSize;
-    int StackPeakSize;
-    int HeapFreeCount;
-    int StackFreeCount;
+    int HeapAllocCount;   ///< calls
+    int HeapAllocSize;    ///< of all allocations so far; never decreases
+    int StackAllocCount;  ///< calls
+    int StackAllocSize;   ///< of all allocations so far; never decreases
+    int HeapCurrentSize;  ///< registered and not freed
+    int HeapPeakSize;     ///< the largest `HeapCurrentSize` so far
+    int StackCurrentSize; ///< registered and not freed
+    int StackPeakSize;    ///< the largest `StackCurrentSize` so far
+    int HeapFreeCount;    ///< calls
+    int StackFreeCount;   ///< calls
 };
 TARNKIT_LAYOUT(CMemoryCounters, 40, HeapAllocCount, HeapAllocSize, StackAllocCount, StackAllocSize,
                HeapCurrentSize, HeapPeakSize, StackCurrentSize, StackPeakSize, HeapFreeCount, StackFreeCount);
 
+///@{
+/// Count an allocation or a deallocation of `size` bytes.
 TARNKIT_API void RegisterHeapAlloc(int size);
 TARNKIT_API void RegisterHeapFree(int size);
 TARNKIT_API void RegisterStackAlloc(int size);
 TARNKIT_API void RegisterStackFree(int size);
+///@}
+/// The counters as they are now.
 TARNKIT_API void GetCurrentMemoryCounters(CMemoryCounters& counters);
+/// Sets all counters to 0.
 TARNKIT_API void ResetMemoryCounters();
 
 /// The debug switches of the memory subsystem. These defaults apply until `Initialize` reads the registry.
@@ -189,8 +204,12 @@ struct CMemorySwitches {
     bool keepFreedBlocks = true; ///< if off, every large block returns to the system when it is freed
 };
 
+///@{
+/// Any thread; each switch is read and set by itself.
 TARNKIT_API CMemorySwitches GetMemorySwitches();
 TARNKIT_API void SetMemorySwitches(const CMemorySwitches& switches);
+///@}
+/// The switch `breakOnMemoryException`.
 TARNKIT_API bool ShouldBreakOnMemoryException();
 
 /// Library-internal: obtains the thread-local index of the current manager when the library is loaded. Until
@@ -203,8 +222,10 @@ void DetachMemoryManagers();
 
 } // namespace Tarn
 
+///@{
 /// `doAlloc` and `doFree` under the names that `operator new` and client code use.
 TARNKIT_API void* alloc_new(unsigned int size);
 TARNKIT_API void* alloc_new_array(unsigned int size);
 TARNKIT_API void alloc_delete(void* ptr);
 TARNKIT_API void alloc_delete_array(void* ptr);
+///@}

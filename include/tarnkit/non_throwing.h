@@ -23,9 +23,11 @@
 namespace Tarn {
 
 template<class T>
+/// A value whose destruction does not throw; see the top of this header.
 class CNonThrowing {
 public:
     template<class... Arguments>
+    /// Makes the value of these arguments.
     explicit CNonThrowing(Arguments&&... arguments) : value(std::forward<Arguments>(arguments)...) {}
     /// Destroys the value. A `CException*` thrown by this is shown by `Warning` and disposed of.
     ~CNonThrowing() {

@@ -12,6 +12,7 @@
 #include <cstddef>
 
 #if defined(__SANITIZE_ADDRESS__)
+/// Whether this is compiled with the sanitizer.
 #define TARNKIT_ADDRESS_SANITIZER 1
 #elif defined(__has_feature)
 #define TARNKIT_ADDRESS_SANITIZER __has_feature(address_sanitizer)
@@ -21,9 +22,11 @@
 
 namespace Tarn {
 
+///@{
 /// Library-internal: do nothing where the library was built without the sanitizer.
 TARNKIT_API void poisonMemory(const void* start, std::size_t size);
 TARNKIT_API void unpoisonMemory(const void* start, std::size_t size);
+///@}
 
 /// Makes every access to `size` bytes an error, if the sanitizer watches.
 [[gnu::always_inline]] inline void Poison([[maybe_unused]] const void* start,

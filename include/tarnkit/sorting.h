@@ -112,6 +112,7 @@ T* PartitionRange(T* first, T* last, Before& isBefore) {
     return down;
 }
 
+/// A quick sort that leaves the rest to a heap sort after so many divisions.
 template<class T, class Before>
 void SortRangeWithin(int divisionsLeft, T* first, T* last, Before& isBefore) {
     while (last - first > kLongestInsertionSort) {

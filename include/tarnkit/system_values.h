@@ -6,7 +6,7 @@
 /// headers of Windows: keep to one definition a line, in this form.
 #pragma once
 
-// Result codes.
+/// Result codes.
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD NO_ERROR = 0;
 inline constexpr DWORD ERROR_INVALID_FUNCTION = 1;
@@ -138,7 +138,7 @@ inline constexpr DWORD ERROR_RESOURCE_NAME_NOT_FOUND = 1814;
 inline constexpr DWORD ERROR_RESOURCE_LANG_NOT_FOUND = 1815;
 inline constexpr DWORD ERROR_CANT_RESOLVE_FILENAME = 1921;
 
-// Results of COM calls.
+/// Results of COM calls.
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
 inline constexpr HRESULT E_UNEXPECTED = static_cast<HRESULT>(0x8000FFFF);
@@ -170,16 +170,16 @@ inline constexpr HRESULT DISP_E_BADCALLEE = static_cast<HRESULT>(0x80020010);
 inline constexpr HRESULT DISP_E_NOTACOLLECTION = static_cast<HRESULT>(0x80020011);
 inline constexpr HRESULT DISP_E_DIVBYZERO = static_cast<HRESULT>(0x80020012);
 
-// Values that mean "none".
+/// Values that mean "none".
 inline constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
 inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
 inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
 inline constexpr DWORD TLS_OUT_OF_INDEXES = 0xFFFFFFFF;
 
-// The longest path, with its terminator.
+/// The longest path, with its terminator.
 inline constexpr int MAX_PATH = 260;
 
-// Access rights, requested on opening.
+/// Access rights, requested on opening.
 inline constexpr DWORD GENERIC_READ = 0x80000000;
 inline constexpr DWORD GENERIC_WRITE = 0x40000000;
 inline constexpr DWORD GENERIC_EXECUTE = 0x20000000;
@@ -197,7 +197,7 @@ inline constexpr DWORD STANDARD_RIGHTS_EXECUTE = 0x00020000;
 inline constexpr DWORD STANDARD_RIGHTS_ALL = 0x001F0000;
 inline constexpr DWORD SPECIFIC_RIGHTS_ALL = 0x0000FFFF;
 
-// Files: sharing, creation, positions, attributes and flags.
+/// Files: sharing, creation, positions, attributes and flags.
 inline constexpr DWORD FILE_SHARE_READ = 1;
 inline constexpr DWORD FILE_SHARE_WRITE = 2;
 inline constexpr DWORD FILE_SHARE_DELETE = 4;
@@ -241,7 +241,7 @@ inline constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
 inline constexpr DWORD MOVEFILE_COPY_ALLOWED = 0x2;
 inline constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
 
-// The shell's folders.
+/// The shell's folders.
 inline constexpr int CSIDL_DESKTOP = 0x00;
 inline constexpr int CSIDL_PROGRAMS = 0x02;
 inline constexpr int CSIDL_PERSONAL = 0x05;
@@ -251,7 +251,7 @@ inline constexpr int CSIDL_RECENT = 0x08;
 inline constexpr int CSIDL_STARTMENU = 0x0B;
 inline constexpr int CSIDL_FONTS = 0x14;
 
-// Memory: kinds of allocation and of pages.
+/// Memory: kinds of allocation and of pages.
 inline constexpr DWORD MEM_COMMIT = 0x1000;
 inline constexpr DWORD MEM_RESERVE = 0x2000;
 inline constexpr DWORD MEM_DECOMMIT = 0x4000;
@@ -273,7 +273,7 @@ inline constexpr DWORD PAGE_EXECUTE_WRITECOPY = 0x80;
 inline constexpr DWORD PAGE_GUARD = 0x100;
 inline constexpr DWORD PAGE_NOCACHE = 0x200;
 
-// The registry: rights.
+/// The registry: rights.
 inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
 inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
 inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
@@ -288,7 +288,7 @@ inline constexpr REGSAM KEY_WRITE = 0x20006;
 inline constexpr REGSAM KEY_EXECUTE = 0x20019;
 inline constexpr REGSAM KEY_ALL_ACCESS = 0xF003F;
 
-// The registry: types of values, options and outcomes.
+/// The registry: types of values, options and outcomes.
 inline constexpr DWORD REG_NONE = 0;
 inline constexpr DWORD REG_SZ = 1;
 inline constexpr DWORD REG_EXPAND_SZ = 2;
@@ -311,7 +311,7 @@ inline constexpr DWORD REG_OPTION_OPEN_LINK = 8;
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
-// Text: code pages.
+/// Text: code pages.
 inline constexpr UINT CP_ACP = 0;
 inline constexpr UINT CP_OEMCP = 1;
 inline constexpr UINT CP_MACCP = 2;
@@ -320,7 +320,7 @@ inline constexpr UINT CP_SYMBOL = 42;
 inline constexpr UINT CP_UTF7 = 65000;
 inline constexpr UINT CP_UTF8 = 65001;
 
-// Text: flags of conversions to and from UTF-16.
+/// Text: flags of conversions to and from UTF-16.
 inline constexpr DWORD MB_PRECOMPOSED = 0x01;
 inline constexpr DWORD MB_COMPOSITE = 0x02;
 inline constexpr DWORD MB_USEGLYPHCHARS = 0x04;
@@ -332,19 +332,19 @@ inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 inline constexpr DWORD WC_COMPOSITECHECK = 0x200;
 inline constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
 
-// Time zones.
+/// Time zones.
 inline constexpr DWORD TIME_ZONE_ID_UNKNOWN = 0;
 inline constexpr DWORD TIME_ZONE_ID_STANDARD = 1;
 inline constexpr DWORD TIME_ZONE_ID_DAYLIGHT = 2;
 inline constexpr DWORD TIME_ZONE_ID_INVALID = 0xFFFFFFFF;
 
-// Locales.
+/// Locales.
 inline constexpr LCID LOCALE_NEUTRAL = 0x0000;
 inline constexpr LCID LOCALE_INVARIANT = 0x007F;
 inline constexpr LCID LOCALE_USER_DEFAULT = 0x0400;
 inline constexpr LCID LOCALE_SYSTEM_DEFAULT = 0x0800;
 
-// The texts of a locale.
+/// The texts of a locale.
 inline constexpr LCTYPE LOCALE_NOUSEROVERRIDE = 0x80000000;
 inline constexpr LCTYPE LOCALE_SSHORTDATE = 0x1F;
 inline constexpr LCTYPE LOCALE_SLONGDATE = 0x20;
@@ -390,7 +390,7 @@ inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME11 = 0x4E;
 inline constexpr LCTYPE LOCALE_SABBREVMONTHNAME12 = 0x4F;
 inline constexpr LCTYPE LOCALE_STIMEFORMAT = 0x1003;
 
-// Forms of dates.
+/// Forms of dates.
 inline constexpr DWORD DATE_SHORTDATE = 0x01;
 inline constexpr DWORD DATE_LONGDATE = 0x02;
 inline constexpr DWORD DATE_USE_ALT_CALENDAR = 0x04;
@@ -398,7 +398,7 @@ inline constexpr DWORD DATE_YEARMONTH = 0x08;
 inline constexpr DWORD DATE_LTRREADING = 0x10;
 inline constexpr DWORD DATE_RTLREADING = 0x20;
 
-// Modules and system texts.
+/// Modules and system texts.
 inline constexpr DWORD DONT_RESOLVE_DLL_REFERENCES = 0x01;
 inline constexpr DWORD LOAD_LIBRARY_AS_DATAFILE = 0x02;
 inline constexpr DWORD LOAD_WITH_ALTERED_SEARCH_PATH = 0x08;
@@ -413,7 +413,7 @@ inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 inline constexpr DWORD FORMAT_MESSAGE_ARGUMENT_ARRAY = 0x2000;
 inline constexpr DWORD FORMAT_MESSAGE_MAX_WIDTH_MASK = 0xFF;
 
-// The fixed part of a version record.
+/// The fixed part of a version record.
 inline constexpr DWORD VS_FFI_SIGNATURE = 0xFEEF04BD;
 inline constexpr DWORD VS_FFI_STRUCVERSION = 0x00010000;
 inline constexpr DWORD VS_FFI_FILEFLAGSMASK = 0x3F;
@@ -435,7 +435,7 @@ inline constexpr DWORD VFT_FONT = 4;
 inline constexpr DWORD VFT_VXD = 5;
 inline constexpr DWORD VFT_STATIC_LIB = 7;
 
-// Message boxes. Several flags have more than one name.
+/// Message boxes. Several flags have more than one name.
 inline constexpr UINT MB_OK = 0x0;
 inline constexpr UINT MB_OKCANCEL = 0x1;
 inline constexpr UINT MB_ABORTRETRYIGNORE = 0x2;
@@ -473,7 +473,7 @@ inline constexpr UINT MB_DEFMASK = 0xF00;
 inline constexpr UINT MB_MODEMASK = 0x3000;
 inline constexpr UINT MB_MISCMASK = 0xC000;
 
-// The answers to message boxes.
+/// The answers to message boxes.
 inline constexpr int IDOK = 1;
 inline constexpr int IDCANCEL = 2;
 inline constexpr int IDABORT = 3;
@@ -486,7 +486,7 @@ inline constexpr int IDHELP = 9;
 inline constexpr int IDTRYAGAIN = 10;
 inline constexpr int IDCONTINUE = 11;
 
-// Windows: relations of one window to another.
+/// Windows: relations of one window to another.
 inline constexpr UINT GW_HWNDFIRST = 0;
 inline constexpr UINT GW_HWNDLAST = 1;
 inline constexpr UINT GW_HWNDNEXT = 2;
@@ -494,11 +494,11 @@ inline constexpr UINT GW_HWNDPREV = 3;
 inline constexpr UINT GW_OWNER = 4;
 inline constexpr UINT GW_CHILD = 5;
 
-// Windows: indices of the styles.
+/// Windows: indices of the styles.
 inline constexpr int GWL_STYLE = -16;
 inline constexpr int GWL_EXSTYLE = -20;
 
-// Windows: styles.
+/// Windows: styles.
 inline constexpr LONG WS_OVERLAPPED = 0;
 inline constexpr LONG WS_POPUP = static_cast<LONG>(0x80000000);
 inline constexpr LONG WS_CHILD = 0x40000000;
@@ -518,12 +518,12 @@ inline constexpr LONG WS_THICKFRAME = 0x00040000;
 inline constexpr LONG WS_GROUP = 0x00020000;
 inline constexpr LONG WS_TABSTOP = 0x00010000;
 
-// Families of systems.
+/// Families of systems.
 inline constexpr DWORD VER_PLATFORM_WIN32s = 0;
 inline constexpr DWORD VER_PLATFORM_WIN32_WINDOWS = 1;
 inline constexpr DWORD VER_PLATFORM_WIN32_NT = 2;
 
-// System colours. Several have more than one name.
+/// System colours. Several have more than one name.
 inline constexpr int COLOR_SCROLLBAR = 0;
 inline constexpr int COLOR_BACKGROUND = 1;
 inline constexpr int COLOR_DESKTOP = 1;

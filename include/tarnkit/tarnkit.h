@@ -5,6 +5,9 @@
 #include <tarnkit/archive.h>
 #include <tarnkit/array.h>
 #include <tarnkit/bit_set.h>
+#include <tarnkit/buffered_file.h>
+#include <tarnkit/byte_order.h>
+#include <tarnkit/checked_format.h>
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
 #include <tarnkit/file_system.h>
@@ -14,6 +17,7 @@
 #include <tarnkit/ini_file.h>
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/list.h>
+#include <tarnkit/log_handler.h>
 #include <tarnkit/map.h>
 #include <tarnkit/memory_file.h>
 #include <tarnkit/memory_manager.h>
@@ -25,13 +29,18 @@
 #include <tarnkit/rational.h>
 #include <tarnkit/rectangle.h>
 #include <tarnkit/registry_key.h>
+#include <tarnkit/registry_store.h>
+#include <tarnkit/registry_watch.h>
 #include <tarnkit/resource_modules.h>
 #include <tarnkit/setup.h>
+#include <tarnkit/standard_exceptions.h>
+#include <tarnkit/std_format.h>
 #include <tarnkit/string.h>
 #include <tarnkit/tarnkit_static.h>
 #include <tarnkit/temp_file.h>
 #include <tarnkit/text_of_values.h>
 #include <tarnkit/text_stream.h>
+#include <tarnkit/text_view.h>
 #include <tarnkit/thread_storage.h>
 #include <tarnkit/time.h>
 #include <tarnkit/tree.h>

@@ -17,8 +17,9 @@ namespace Tarn {
 /// The module that contains the call.
 HINSTANCE GetThisModule();
 
-/// Registers the calling module with its initialisation and termination functions (each may be null). Asserts
-/// when the version of the loaded library is not the one that this module was built against.
+/// Registers the calling module with its initialisation and termination functions (each may be null).
+/// Asserts, naming both, when the version of the loaded library is not the one that this module was built
+/// against.
 void RegisterThisModule(void (*init)() = nullptr, void (*term)() = nullptr);
 
 } // namespace Tarn

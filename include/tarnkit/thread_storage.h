@@ -131,12 +131,18 @@ static_assert(std::is_empty_v<CCriticalSection>);
 /// Marks a place where a library for several threads would hold a lock. Every operation does nothing.
 class TARNKIT_API CCriticalSectionLock {
 public:
+    ///@{
+    /// Does nothing, like all that follows.
     explicit CCriticalSectionLock(CCriticalSection* section, bool isLocked = true);
     explicit CCriticalSectionLock(CRITICAL_SECTION* section, bool isLocked = true);
+    ///@}
     ~CCriticalSectionLock();
 
+    ///@{
+    /// Does nothing.
     void Lock();
     void Unlock();
+    ///@}
 
 private:
     [[maybe_unused]] unsigned char lockState = 0;

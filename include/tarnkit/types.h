@@ -55,6 +55,8 @@
 
 #include <cstdint>
 
+// Windows documents these types; the reference leaves them out.
+/// \cond
 using BYTE = unsigned char;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
@@ -256,10 +258,13 @@ struct IMalloc {
 protected:
     ~IMalloc() = default;
 };
+/// \endcond
 
+///@{
 /// The calling thread's last-error code, by which operations that do not throw say why they failed.
 TARNKIT_API DWORD GetLastError();
 TARNKIT_API void SetLastError(DWORD code);
+///@}
 
 /// Closes a handle that `CRegistryKey::Detach` returned. Returns ERROR_SUCCESS, or ERROR_INVALID_HANDLE for a
 /// handle that is not open; closing a predefined key such as HKEY_CURRENT_USER does nothing. Does not change
@@ -279,13 +284,16 @@ TARNKIT_API BOOL SetSysColors(int count, const INT* indices, const DWORD* values
 
 #include <tarnkit/system_values.h>
 
-// Values that not all headers of Windows have; two of them belong to Windows CE.
+/// Values that not all headers of Windows have; two of them belong to Windows CE.
 inline constexpr DWORD ERROR_DISK_QUOTA_EXCEEDED = 1295;
 inline constexpr UINT SPI_GETPLATFORMTYPE = 257;
 inline constexpr DWORD VER_PLATFORM_WIN32_CE = 3;
 
+///@{
+/// Whether a COM call that returned `result` succeeded, or failed.
 constexpr bool SUCCEEDED(HRESULT result) { return result >= 0; }
 constexpr bool FAILED(HRESULT result) { return result < 0; }
+///@}
 /// The result of a COM call that failed with a result code, which is less than 0x10000.
 constexpr HRESULT HRESULT_FROM_WIN32(DWORD code) {
     return static_cast<HRESULT>(code == ERROR_SUCCESS ? 0 : 0x80070000 | (code & 0xFFFF));
@@ -293,7 +301,8 @@ constexpr HRESULT HRESULT_FROM_WIN32(DWORD code) {
 /// A colour of components from 0 to 255.
 constexpr COLORREF RGB(unsigned red, unsigned green, unsigned blue) { return red | green << 8 | blue << 16; }
 
-// Pointers with fixed values.
+///@{
+/// Pointers with fixed values.
 #define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(~std::uintptr_t{0}))
 #define HKEY_CLASSES_ROOT (reinterpret_cast<HKEY>(static_cast<std::intptr_t>(static_cast<LONG>(0x80000000))))
 #define HKEY_CURRENT_USER (reinterpret_cast<HKEY>(static_cast<std::intptr_t>(static_cast<LONG>(0x80000001))))
@@ -301,6 +310,7 @@ constexpr COLORREF RGB(unsigned red, unsigned green, unsigned blue) { return red
 #define HKEY_USERS (reinterpret_cast<HKEY>(static_cast<std::intptr_t>(static_cast<LONG>(0x80000003))))
 #define RT_STRING (reinterpret_cast<const char16_t*>(std::uintptr_t{6}))
 #define RT_RCDATA (reinterpret_cast<const char16_t*>(std::uintptr_t{10}))
+///@}
 
 #endif
 

@@ -12,6 +12,7 @@
 
 namespace Tarn {
 
+/// The version record of a module; see the top of this header.
 class TARNKIT_API CVerInfo {
 public:
     /// For the module or file with this name, which need not exist.

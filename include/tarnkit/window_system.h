@@ -43,11 +43,15 @@ public:
     virtual HWND GetDesktopWindow();
     /// The window that `command` (GW_CHILD, GW_HWNDNEXT, GW_OWNER) leads to, or null.
     virtual HWND GetWindow(HWND window, UINT command);
+    /// The parent of a child window, or the owner of another; null if there is none.
     virtual HWND GetParent(HWND window);
     /// The bits of the style; the library uses only WS_CHILD.
     virtual LONG GetWindowStyle(HWND window);
+    ///@{
+    /// Whether the window is shown, or takes input.
     virtual bool IsWindowVisible(HWND window);
     virtual bool IsWindowEnabled(HWND window);
+    ///@}
     /// True when the window was disabled before.
     virtual bool EnableWindow(HWND window, bool enable);
 };
