@@ -1,9 +1,14 @@
-# The folder of the port that is built.
+# The folder of the port that is built, and the libraries of the system that it uses.
 if(WIN32)
   set(TARNKIT_PORT windows)
+  set(TARNKIT_HAS_WINDOWS_REGISTRY TRUE)
   set(CMAKE_SHARED_LIBRARY_PREFIX "") # Tarnkit.dll
+  set(system_libraries advapi32 ole32 oleaut32 shell32 uuid)
 else()
   set(TARNKIT_PORT posix)
+  find_package(SQLite3 REQUIRED GLOBAL)
+  find_package(Threads REQUIRED GLOBAL)
+  set(system_libraries SQLite::SQLite3 Threads::Threads ${CMAKE_DL_LIBS})
 endif()
 
 # Whether a test program can define the C library's calls itself: one sanitizer cannot live with that, and under an
@@ -31,7 +36,11 @@ target_compile_options(TarnkitOptions INTERFACE
   -funwind-tables
   -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition
   # A unique symbol would keep the library in memory after its last user has released it.
-  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+  $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
+  # At -O3, GCC 12 warns of overlaps in `"text" + std::string()` that there are not.
+  $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-restrict>
+  # ccache can then tell what precompiled headers hold.
+  $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
 if(TARNKIT_SANITIZERS)
   target_compile_options(TarnkitOptions INTERFACE
     -fsanitize=${TARNKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -5,8 +5,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
 # The packages that building and testing need beyond a Debian base system. The tests are always configured too.
-build_packages=(g++ cmake ninja-build libsqlite3-dev libgtest-dev)
-test_packages=(clang-format git locales)
+build_packages=(g++ cmake ninja-build ccache libsqlite3-dev libgtest-dev)
+test_packages=(clang-format gdb gettext git libfmt-dev locales pkgconf)
 
 # as_root COMMAND...: runs the command as root; fails if this user may not.
 as_root() {
@@ -38,6 +38,11 @@ need() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
+# Several builds compile the same sources with the same options: the packages, the library as a part of another project,
+# another clone. ccache keeps what was compiled, whichever folder it was compiled in.
+export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
+export CCACHE_SLOPPINESS=pch_defines,time_macros
+
 # build PRESET [TARGET...]: configures and builds.
 build() {
     local preset=$1
@@ -49,13 +54,18 @@ build() {
     cmake --build --preset "$preset" -- "${@:-all}"
 }
 
+# need_foreign ARCHITECTURE COMPILER: what building for another processor and running under an emulator needs.
+need_foreign() {
+    need "$2" qemu-user googletest
+    foreign_packages "$1" "build/foreign/$1" libsqlite3-0 libsqlite3-dev libc6
+}
+
 # need_target TARGET: installs the further packages that building and running for the target needs.
 need_target() {
     case $1 in
-    linux-armv7)
-        need g++-arm-linux-gnueabihf qemu-user googletest
-        foreign_packages armhf build/foreign/armhf libsqlite3-0 libsqlite3-dev libc6
-        ;;
+    linux-armv7) need_foreign armhf g++-arm-linux-gnueabihf ;;
+    linux-aarch64) need_foreign arm64 g++-aarch64-linux-gnu ;;
+    linux-s390x) need_foreign s390x g++-s390x-linux-gnu ;;
     windows-i686)
         need g++-mingw-w64-i686-posix wine wine64 googletest
         foreign_packages i386 build/foreign/i386 libwine
@@ -68,7 +78,7 @@ need_target() {
 # system's message compiler.
 build_target() {
     case $1 in
-    linux-armv7 | windows-*) build linux tarnmsg || return ;;
+    linux-armv7 | linux-aarch64 | linux-s390x | windows-*) build linux tarnmsg || return ;;
     esac
     build "$@"
 }

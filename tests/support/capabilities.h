@@ -28,6 +28,8 @@ extern const CCapability kTraceOutput;
 extern const CCapability kRestartsItself;
 /// A process with threads can be copied while it runs: `RunInChild`.
 extern const CCapability kFork;
+/// The system has a registry of its own, and programs that export and import parts of it.
+extern const CCapability kRegistryEditors;
 
 } // namespace Tarn
 

@@ -10,6 +10,8 @@ namespace Tarn {
 
 namespace fs = std::filesystem;
 
+inline constexpr bool kIsWindows = fs::path::preferred_separator == '\\';
+
 /// Bytes, one per character.
 using Bytes = std::string;
 

@@ -8,6 +8,7 @@ const CCapability kFullDevice{nullptr};
 const CCapability kSymbolicLinks{nullptr};
 const CCapability kLocaleFromEnvironment{nullptr};
 const CCapability kTraceOutput{nullptr};
+const CCapability kRegistryEditors{"the system has no registry of its own"};
 #ifdef __SANITIZE_ADDRESS__
 const CCapability kFork{"the sanitizer's allocator has locks that a child may find locked"};
 #else

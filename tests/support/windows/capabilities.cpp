@@ -32,6 +32,7 @@ const CCapability kSymbolicLinks{"links need a special right"};
 const CCapability kLocaleFromEnvironment{"the locale is the user's in the registry"};
 const CCapability kTraceOutput{"what is traced goes to a debugger"};
 const CCapability kRestartsItself{nullptr};
+const CCapability kRegistryEditors{nullptr};
 const CCapability kFork{"processes are not copied here"};
 
 } // namespace Tarn

@@ -1,0 +1,6 @@
+# The mainframe's z/Architecture, whose most significant byte comes first.
+set(processor s390x)
+set(triplet s390x-linux-gnu)
+set(architecture s390x)
+set(emulator qemu-s390x)
+include(${CMAKE_CURRENT_LIST_DIR}/linux-foreign.cmake)
