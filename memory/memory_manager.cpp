@@ -6,6 +6,7 @@
 #include "memory/thread_state.h"
 #include "platform/fork.h"
 #include "platform/platform.h"
+#include "platform/runtime_heap.h"
 
 #include <atomic>
 #include <climits>
@@ -99,10 +100,10 @@ void DetachMemoryManagers() {
 void* CRuntimeHeapManager::Alloc(int size) {
     if (size <= 0) [[unlikely]] // the runtime may return null for a size of 0
         return size < 0 ? orMemoryException(nullptr) : Alloc(1);
-    return orMemoryException(std::malloc(static_cast<std::size_t>(size)));
+    return orMemoryException(Platform::kAllocate(static_cast<std::size_t>(size)));
 }
 
-void CRuntimeHeapManager::Free(void* ptr) { std::free(ptr); }
+void CRuntimeHeapManager::Free(void* ptr) { Platform::kFree(ptr); }
 
 void* CVirtualMemoryManager::Alloc(int size) {
     return size < 0 ? orMemoryException(nullptr) : allocPages(static_cast<std::size_t>(size));

@@ -4,6 +4,7 @@
 #include "memory/spin_lock.h"
 #include "memory/thread_state.h"
 #include "platform/fork.h"
+#include "platform/platform.h"
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/poison.h>
@@ -187,6 +188,12 @@ void* AllocStringBody(int size, int& actualSize) {
     if (state != nullptr && state->bodies[index].first != nullptr) [[likely]]
         return pop(*state, index);
     return popRefilled(index);
+}
+
+void* GrowStringBody(void* body, int actualSize, int size) {
+    return actualSize > kLargestBlock
+               ? Platform::HeapReAlloc(Platform::GetProcessHeap(), body, static_cast<std::size_t>(size))
+               : nullptr;
 }
 
 void FreeStringBody(void* body, int actualSize) {
