@@ -21,6 +21,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace Tarn::Platform {
@@ -53,6 +54,15 @@ link_map* mainMap() {
     return map;
 }
 
+/// The length of a name that the loader keeps. It calls back under a lock that the thread sanitizer does not
+/// see; the sanitizer therefore does not check reads of the names, but it does check their terminators.
+[[gnu::no_sanitize("thread")]] std::size_t lengthOf(const char* name) {
+    std::size_t length = 0;
+    while (name[length] != '\0')
+        length++;
+    return length;
+}
+
 /// Calls `visit` with the file name of one module after the other, the program's own being empty, until it
 /// returns true. Modules are neither loaded nor unloaded meanwhile; `visit` must not use the loader.
 template<class Visitor>
@@ -64,7 +74,7 @@ void visitModules(Visitor visit) {
     auto underLock = [](dl_phdr_info* module, std::size_t, void* given) -> int {
         auto current = static_cast<Visit*>(given);
         try {
-            return (current->visitor)(module->dlpi_name);
+            return (current->visitor)({module->dlpi_name, lengthOf(module->dlpi_name)});
         } catch (const std::bad_alloc&) { // which must not pass through the loader
             current->noMemory = true;
             return 1;
@@ -120,11 +130,13 @@ public:
         return {};
     }
 
-    /// Looks at the list of modules.
+    /// Looks at the list of modules. The loader must not be asked under the lock, so that several threads may
+    /// look at once; what one of them saw does not replace what another saw that began later.
     void Update() {
+        const UInt64 look = nextLook();
         Vector<String> names;
-        visitModules([&](const char* name) {
-            names.push_back(name);
+        visitModules([&](std::string_view name) {
+            names.emplace_back(name);
             return false;
         });
         Vector<File> found;
@@ -132,10 +144,13 @@ public:
             if (const Pin pin(name); pin)
                 found.push_back({pin.Module(), std::move(name)});
         const std::lock_guard<std::mutex> guard(lock);
-        files.swap(found);
+        if (look > shownLook) {
+            files.swap(found);
+            shownLook = look;
+        }
     }
 
-    std::mutex lock; // for the files
+    std::mutex lock; // for all below
 
 private:
     struct File {
@@ -143,7 +158,14 @@ private:
         String name;
     };
 
+    UInt64 nextLook() {
+        const std::lock_guard<std::mutex> guard(lock);
+        return ++lastLook;
+    }
+
     Vector<File> files;
+    UInt64 lastLook = 0;
+    UInt64 shownLook = 0; // the one that found the files
 };
 
 constinit Immortal<KnownFiles> knownFiles;
@@ -211,11 +233,11 @@ HINSTANCE findLoadedByName(U16String name) {
     const U16String extended = name.find(u'.') == U16String::npos ? name + u".dll" : name;
     String path;
     bool isFound = false;
-    visitModules([&](const char* current) {
-        path = *current == '\0' ? Posix::ExecutableFile() : String(current);
+    visitModules([&](std::string_view current) {
+        path = current.empty() ? Posix::ExecutableFile() : String(current);
         const U16String file = Posix::Fold(Posix::ToWide(Posix::LastOf(path)));
         isFound = file == name || file == extended;
-        if (*current == '\0')
+        if (current.empty())
             path.clear();
         return isFound;
     });
