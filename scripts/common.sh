@@ -57,7 +57,7 @@ build() {
 # need_foreign ARCHITECTURE COMPILER: what building for another processor and running under an emulator needs.
 need_foreign() {
     need "$2" qemu-user googletest
-    foreign_packages "$1" "build/foreign/$1" libsqlite3-0 libsqlite3-dev libc6
+    foreign_packages "$1" "build/foreign/$1" libsqlite3-0 libsqlite3-dev libc6 libc-bin
 }
 
 # need_target TARGET: installs the further packages that building and running for the target needs.
