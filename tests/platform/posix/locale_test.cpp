@@ -49,12 +49,13 @@ protected:
         setenv("LC_ALL", name.c_str(), 1);
     }
 
-private:
-    const std::string localesBefore = getenv("LOCPATH") != nullptr ? getenv("LOCPATH") : "";
     static Text pictures() {
         return localeText(LOCALE_SSHORTDATE) + u"|" + localeText(LOCALE_SLONGDATE) + u"|" +
                localeText(LOCALE_STIMEFORMAT);
     }
+
+private:
+    const std::string localesBefore = getenv("LOCPATH") != nullptr ? getenv("LOCPATH") : "";
 };
 
 TEST_F(LocaleOfDates, ReportsDaylightTime) {
