@@ -63,6 +63,7 @@ need_foreign() {
 # need_target TARGET: installs the further packages that building and running for the target needs.
 need_target() {
     case $1 in
+    linux-clang) need clang-19 libc++-19-dev libc++abi-19-dev googletest ;;
     linux-armv7) need_foreign armhf g++-arm-linux-gnueabihf ;;
     linux-aarch64) need_foreign arm64 g++-aarch64-linux-gnu ;;
     linux-s390x) need_foreign s390x g++-s390x-linux-gnu ;;

@@ -341,7 +341,7 @@ const struct CScenario {
     void (*prepare)() = prepareFolder;
     TState (*state)() = filesAndResult;
 } kScenarios[] = {
-    {"SaveDocument", 400, [] { saveThrough(in("")); }},
+    {"SaveDocument", 380, [] { saveThrough(in("")); }},
     {"SaveAcrossDisks", 500, [] { saveThrough(NameOf(otherDisk)); }},
     {"WriteText", 300,
      [] {
@@ -402,12 +402,12 @@ const struct CScenario {
      },
      isBegun},
     {"Copy", 150, [] { FileSystem::Copy(in("second"), in("old")); }, nullptr, kUsual, prepareTwoFiles},
-    {"CopyToNew", 140, [] { FileSystem::Copy(in("old"), in("new")); }},
-    {"Move", 90, [] { FileSystem::Move(in("old"), in("new")); }, isSomewhere},
+    {"CopyToNew", 130, [] { FileSystem::Copy(in("old"), in("new")); }},
+    {"Move", 80, [] { FileSystem::Move(in("old"), in("new")); }, isSomewhere},
     {"MoveAcrossDisks", 200, [] { FileSystem::Move(NameOf(otherDisk / "source"), in("new")); }, isSomewhere,
      kUsual, prepareSource, filesAndSource},
     {"DelTree", 150, [] { FileSystem::DelTree(in("tree")); }, isPartOfBefore, kUsual, prepareTree},
-    {"FindFiles", 100,
+    {"FindFiles", 80,
      [] {
          CArray<CUnicodeString> names;
          FileSystem::GetFilesInDir(in(""), u"*", names);
@@ -449,7 +449,7 @@ const struct CScenario {
          require(isTranslated());
      },
      isUnreadableLanguage, kUsual, prepareLanguage, language},
-    {"Times", 40,
+    {"Times", 14,
      [] { result = bytes(CTime(2026, 5, 2, 14, 30, 0, 0, 0).UnicodeFormat(u"%A %a %B %b %p %c %#x %X %g")); },
      nullptr, kGrows, prepareLocale},
     {"Conversions", 10,
