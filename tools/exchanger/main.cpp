@@ -6,6 +6,7 @@
 //
 // The values are random, and the same on every machine. The registry is the user's; FILE is only a name for
 // it.
+#include <tarnkit/standard_path.h>
 #include <tarnkit/tarnkit.h>
 
 #include <cmath>
@@ -110,11 +111,11 @@ void writeTexts(const CUnicodeString& name, CRandom& random) {
     const CArray<CUnicodeString> all = lines(random);
     CFile::WriteText(name, all);
     CFile::WriteANSIText(name + u".utf8", all, kUtf8);
-    std::ifstream stream(name.CreateString(kUtf8).Ptr(), std::ios::binary);
+    std::ifstream stream(ToStandardPath(name), std::ios::binary);
     std::string bytes(std::istreambuf_iterator<char>(stream), {});
     for (std::size_t i = 0; i + 1 < bytes.size(); i += 2)
         std::swap(bytes[i], bytes[i + 1]);
-    std::ofstream((name + u".swapped").CreateString(kUtf8).Ptr(), std::ios::binary) << bytes;
+    std::ofstream(ToStandardPath(name + u".swapped"), std::ios::binary) << bytes;
 }
 
 void readTexts(const CUnicodeString& name, CRandom& random) {
@@ -233,11 +234,12 @@ int main(int argc, char** argv) {
         return 2;
     try {
         FileSystem::ChangeToWorkingDir();
+        CUnicodeString name = FileSystem::FromNative(argv[3]);
+        FileSystem::MakeFullPath(name);
         CRandom random;
         for (const auto& kind : kKinds)
             if (std::strcmp(argv[2], kind.name) == 0) {
-                (std::strcmp(argv[1], "write") == 0 ? kind.write : kind.read)(
-                    CString(argv[3]).CreateUnicodeString(), random);
+                (std::strcmp(argv[1], "write") == 0 ? kind.write : kind.read)(name, random);
                 return 0;
             }
         return 2;
