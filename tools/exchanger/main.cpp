@@ -27,6 +27,8 @@ constexpr int kRounds = 300;
 constexpr unsigned kUtf8 = 65001;
 
 /// Random values of all kinds. The engine's numbers are the same everywhere, unlike those of distributions.
+/// Nothing may depend on the order in which a call evaluates its arguments; braces evaluate theirs from left
+/// to right.
 class CRandom {
 public:
     unsigned Number(unsigned below) { return static_cast<unsigned>(engine() % below); }
@@ -35,7 +37,10 @@ public:
         return static_cast<T>(static_cast<UInt64>(engine()) << 32 | engine());
     }
     /// Neither infinite nor without a value.
-    double Real() { return std::ldexp(Any<int>(), static_cast<int>(Number(1800)) - 900); }
+    double Real() {
+        const int mantissa = Any<int>();
+        return std::ldexp(mantissa, static_cast<int>(Number(1800)) - 900);
+    }
     /// Letters of several scripts, and characters of two units.
     CUnicodeString Text() {
         static constexpr char16_t kFirst[] = {u'a', u'\u00E0', u'\u0430', u'\u4E00', u'\uFF71'};
@@ -73,7 +78,7 @@ auto archived(CRandom& random) {
         random.Real(),
         random.Text(),
         random.Text().CreateString(kUtf8),
-        rational(random.Any<short>(), 1 + static_cast<int>(random.Number(999))),
+        rational{random.Any<short>(), 1 + static_cast<int>(random.Number(999))},
         CTimeSpan::CreateFromTimeUnits(random.Any<int>()),
         CTime::CreateFromTimeGmt(1601 + static_cast<int>(random.Number(8000)), 2, 3, 4, 5, 6, 7, 8)};
 }
