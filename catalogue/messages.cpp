@@ -1,3 +1,4 @@
+#include <tarnkit/byte_order.h>
 #include <tarnkit/file.h>
 #include <tarnkit/memory_manager.h>
 #include <tarnkit/messages.h>
@@ -38,7 +39,8 @@ CNames subtract(const CNames& names, const CNames& others) {
 constinit CProcessMutex listMutex;
 
 void writeText(CFile& file, const CUnicodeString& text) {
-    file.Write(text.Ptr(), text.GetLength() * static_cast<int>(sizeof(char16_t)));
+    WriteLittleEndian(text.Ptr(), static_cast<std::size_t>(text.GetLength()),
+                      [&file](const void* bytes, int size) { file.Write(bytes, size); });
 }
 
 // Not only names that the message compiler would accept are in the lists.

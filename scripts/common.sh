@@ -57,12 +57,13 @@ build() {
 # need_foreign ARCHITECTURE COMPILER: what building for another processor and running under an emulator needs.
 need_foreign() {
     need "$2" qemu-user googletest
-    foreign_packages "$1" "build/foreign/$1" libsqlite3-0 libsqlite3-dev libc6
+    foreign_packages "$1" "build/foreign/$1" libsqlite3-0 libsqlite3-dev libc6 libc-bin
 }
 
 # need_target TARGET: installs the further packages that building and running for the target needs.
 need_target() {
     case $1 in
+    linux-clang) need clang-19 libc++-19-dev libc++abi-19-dev googletest ;;
     linux-armv7) need_foreign armhf g++-arm-linux-gnueabihf ;;
     linux-aarch64) need_foreign arm64 g++-aarch64-linux-gnu ;;
     linux-s390x) need_foreign s390x g++-s390x-linux-gnu ;;

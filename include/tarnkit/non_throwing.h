@@ -30,7 +30,7 @@ public:
     /// Makes the value of these arguments.
     explicit CNonThrowing(Arguments&&... arguments) : value(std::forward<Arguments>(arguments)...) {}
     /// Destroys the value. A `CException*` thrown by this is shown by `Warning` and disposed of.
-    ~CNonThrowing() {
+    ~CNonThrowing() noexcept {
         try {
             std::destroy_at(std::addressof(value));
         } catch (CException* e) {

@@ -138,11 +138,12 @@ private:
     bool isUnreadable = false;
 };
 
-/// Renames without replacing anything, even on a file system that cannot do so in one step.
+/// Renames without replacing anything, even where the file system cannot do so in one step, the kernel does
+/// not know how, or a sandbox refuses it.
 int renameToFree(const String& from, const String& to) {
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
         return 0;
-    if (errno != EINVAL && errno != ENOSYS)
+    if (errno != EINVAL && errno != ENOSYS && errno != EPERM)
         return errno;
     if (link(from.c_str(), to.c_str()) == 0)
         return unlink(from.c_str()) == 0 ? 0 : errno;

@@ -56,7 +56,7 @@ link_map* mainMap() {
 
 /// The length of a name that the loader keeps. It calls back under a lock that the thread sanitizer does not
 /// see; the sanitizer therefore does not check reads of the names, but it does check their terminators.
-[[gnu::no_sanitize("thread")]] std::size_t lengthOf(const char* name) {
+__attribute__((no_sanitize("thread"))) std::size_t lengthOf(const char* name) {
     std::size_t length = 0;
     while (name[length] != '\0')
         length++;

@@ -1,6 +1,7 @@
 // Last error, debugger output and the end of the process.
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
+#include "platform/posix/support/descriptor.h"
 #include "platform/posix/support/error_codes.h"
 #include "platform/posix/support/last_error.h"
 #include "platform/posix/support/standard_streams.h"
@@ -67,6 +68,12 @@ void writeShown(int descriptor, const char16_t* text) {
     std::free(bytes);
 }
 
+/// For systems that do not know `getrandom`, and for sandboxes that refuse it.
+ssize_t readRandomDevice(void* bytes, std::size_t size) {
+    const Posix::Descriptor device(open("/dev/urandom", O_RDONLY | O_CLOEXEC));
+    return device < 0 ? -1 : read(device, bytes, size);
+}
+
 } // namespace
 
 DWORD GetLastError() { return lastError; }
@@ -98,7 +105,9 @@ DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
 BOOL RtlGenRandom(void* buffer, DWORD size) {
     auto bytes = static_cast<char*>(buffer);
     while (size > 0) {
-        const ssize_t given = getrandom(bytes, size, 0);
+        ssize_t given = getrandom(bytes, size, 0);
+        if (given < 0 && errno != EINTR)
+            given = readRandomDevice(bytes, size);
         if (given < 0 && errno != EINTR)
             return Posix::Report(Posix::CodeOf(errno));
         if (given > 0) {

@@ -95,7 +95,7 @@ TEST(COMException, HoldsErrorInformationThatAnswersForItsInterfaces) {
 }
 
 // The sanitizer rightly objects to calls through a null pointer, but clients make them.
-[[gnu::noinline, gnu::no_sanitize("undefined")]] void deleteThroughNull() {
+__attribute__((noinline, no_sanitize("undefined"))) void deleteThroughNull() {
     CException* volatile none = nullptr;
     none->Delete();
 }

@@ -2,6 +2,7 @@
 // answer, the library with its texts, and the contents of report files.
 #pragma once
 
+#include <tarnkit/byte_order.h>
 #include <tarnkit/tarnkit.h>
 
 #include "tests/support/testing.h"
@@ -38,5 +39,6 @@ inline std::basic_string<Unit> UnitsOf(const Tarn::CUnicodeString& name) {
     Tarn::CFile file(name, Tarn::CFile::ForReading | Tarn::CFile::DenyNone);
     std::basic_string<Unit> units(static_cast<std::size_t>(file.GetLength()) / sizeof(Unit), 0);
     file.Read(units.data(), file.GetLength());
+    Tarn::TurnLittleEndian(units.data(), units.size());
     return units;
 }

@@ -18,7 +18,9 @@ Result failure(std::string_view name, int error) {
     if (name == "posix_memalign")
         return (Result)(std::intptr_t)error;
     constexpr bool isPointer = std::is_pointer_v<Result>;
-    return isPointer && name != "mmap64" && name != "iconv_open" ? Result{} : (Result)(std::intptr_t)-1;
+    return isPointer && name != "mmap64" && name != "mremap" && name != "iconv_open"
+               ? Result{}
+               : (Result)(std::intptr_t)-1;
 }
 
 template<class Result, class... Parameters, std::size_t... indexes>
@@ -79,6 +81,8 @@ TARNKIT_CALL(void*, aligned_alloc, (TSize a, TSize b), a, b)
 TARNKIT_CALL(void*, mmap64, (void* a, TSize b, int c, int d, int e, TOffset f), a, b, c, d, e, f)
 TARNKIT_CALL(int, munmap, (void* a, TSize b), a, b)
 TARNKIT_CALL(int, mprotect, (void* a, TSize b, int c), a, b, c)
+TARNKIT_CALL(void*, mremap, (void* a, TSize b, TSize c, int d, void* e), a, b, c, d, e)
+TARNKIT_CALL(int, madvise, (void* a, TSize b, int c), a, b, c)
 TARNKIT_CALL(int, open64, (TText a, int b, unsigned c), a, b, c)
 TARNKIT_CALL(int, openat64, (int a, TText b, int c, unsigned d), a, b, c, d)
 TARNKIT_CALL(void*, fopen64, (TText a, TText b), a, b)
@@ -122,4 +126,6 @@ TARNKIT_CALL(TOffset, readlink, (TText a, char* b, TSize c), a, b, c)
 TARNKIT_CALL(char*, realpath, (TText a, char* b), a, b)
 TARNKIT_CALL(void*, dlopen, (TText a, int b), a, b)
 TARNKIT_CALL(void*, newlocale, (int a, TText b, void* c), a, b, c)
+TARNKIT_CALL(int, inotify_init1, (int a), a)
+TARNKIT_CALL(TOffset, getrandom, (void* a, TSize b, unsigned c), a, b, c)
 TARNKIT_CALL(void*, iconv_open, (TText a, TText b), a, b)

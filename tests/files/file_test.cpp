@@ -116,7 +116,7 @@ TEST_F(FileTest, IsMovedByContainersAsMemoryFilesAndArchivesAre) {
         return file;
     };
     inContainers(makeFile, [&](int i, CMemoryFile& file) {
-        EXPECT_EQ(*file.GetBufferPtr(), i);
+        EXPECT_EQ(std::memcmp(file.GetBufferPtr(), &i, sizeof i), 0);
         files[i] = std::move(file);
     });
     const auto makeArchive = [&](int i) {

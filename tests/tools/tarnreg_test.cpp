@@ -1,6 +1,7 @@
 // The registry's tool as a user runs it, and its files as others read them.
 #include "tests/files/support.h"
 
+#include <tarnkit/byte_order.h>
 #include <tarnkit/registry_key.h>
 
 namespace Tarn {
@@ -39,6 +40,12 @@ struct CModelValue {
     Bytes data;
     bool operator==(const CModelValue&) const = default;
 };
+
+// A value whose data are given as a file has them.
+CModelValue inMemory(DWORD type, Bytes data) {
+    TurnLittleEndian(type, data.data(), data.size());
+    return {type, data};
+}
 using CModel = std::map<std::u16string, std::map<std::u16string, CModelValue>>; // values of keys, by path
 
 class RegistryTool : public FreshFolder {
@@ -115,9 +122,9 @@ CModelValue randomValue(bool isPlain, bool isAscii) {
     case 1:
         return {REG_QWORD, bytes(8)};
     case 2:
-        return {REG_EXPAND_SZ, utf16(randomText(isPlain, isAscii) + u'\0')};
+        return inMemory(REG_EXPAND_SZ, utf16(randomText(isPlain, isAscii) + u'\0'));
     case 3:
-        return {REG_MULTI_SZ, utf16(u"x" + randomText(true, isAscii) + u'\0' + u"y" + u'\0' + u'\0')};
+        return inMemory(REG_MULTI_SZ, utf16(u"x" + randomText(true, isAscii) + u'\0' + u"y" + u'\0' + u'\0'));
     case 4:
         return {kTypes[below(isPlain ? 2 : 6)], bytes(below(200))};
     case 5:
@@ -125,7 +132,7 @@ CModelValue randomValue(bool isPlain, bool isAscii) {
             return {static_cast<DWORD>(isAscii ? 3 + below(4) : below(12)), bytes(below(3) * below(40))};
         [[fallthrough]];
     default:
-        return {REG_SZ, utf16(randomText(isPlain, isAscii) + u'\0')};
+        return inMemory(REG_SZ, utf16(randomText(isPlain, isAscii) + u'\0'));
     }
 }
 
@@ -197,10 +204,10 @@ TEST_F(RegistryTool, ReadsEverythingThatAFileMayContain) {
                 "\\[x]\\y]\n\"e\"=hex(b):");
         ASSERT_EQ(tarnreg("import in.reg"), 0) << said;
         const CModel expected = {{u"Tarnreg",
-                                  {{u"", {REG_SZ, utf16({u"line\r\nbreak \n\"\\\0", 16})}},
-                                   {u"a;]=", {REG_DWORD, {'\xFF', 0, 0, 0}}},
+                                  {{u"", inMemory(REG_SZ, utf16({u"line\r\nbreak \n\"\\\0", 16}))},
+                                   {u"a;]=", inMemory(REG_DWORD, {'\xFF', 0, 0, 0})},
                                    {u"b", {REG_BINARY, {1, 2, '\xFF', 0}}},
-                                   {u"m", {REG_MULTI_SZ, utf16({u"A\0\0", 3})}}}},
+                                   {u"m", inMemory(REG_MULTI_SZ, utf16({u"A\0\0", 3}))}}},
                                  {u"Tarnreg\\[x]", {}},
                                  {u"Tarnreg\\[x]\\y", {{u"e", {REG_QWORD, {}}}}}};
         EXPECT_EQ(read(), expected);

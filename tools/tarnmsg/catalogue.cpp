@@ -225,7 +225,8 @@ public:
     /// The first of so many ids that no name has.
     int Take(std::size_t count, const PoEntry& entry) {
         const int first = nextId;
-        nextId = static_cast<int>(std::min<std::size_t>(first + count, kLargestId + 2));
+        nextId =
+            static_cast<int>(std::min(static_cast<std::size_t>(first) + count, std::size_t{kLargestId} + 2));
         if (nextId == kLargestId + 2 && count != 0)
             diagnostics.Error(entry.place, "no ids are left for the plural forms of '" + entry.name + "'");
         return first;

@@ -1,21 +1,28 @@
 #include "tools/tarnmsg/text_files.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <memory>
 #include <system_error>
 
 namespace tarnmsg {
 
 std::optional<std::string> ReadFile(const std::string& fileName, Diagnostics& diagnostics) {
-    try {
-        std::ifstream file(fileName, std::ios::binary);
-        if (std::string bytes{std::istreambuf_iterator<char>(file), {}}; file.is_open())
-            return bytes;
+    // Streams of some standard libraries end quietly where the file cannot be read.
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(fileName.c_str(), "rb"),
+                                                               &std::fclose);
+    if (file == nullptr) {
         diagnostics.Error({fileName, 1}, "the file cannot be opened");
-    } catch (const std::ios_base::failure&) {
-        diagnostics.Error({fileName, 1}, "the file cannot be read");
+        return std::nullopt;
     }
+    std::string bytes;
+    char piece[4096];
+    while (const std::size_t size = std::fread(piece, 1, sizeof piece, file.get()))
+        bytes.append(piece, size);
+    if (std::ferror(file.get()) == 0)
+        return bytes;
+    diagnostics.Error({fileName, 1}, "the file cannot be read");
     return std::nullopt;
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -26,10 +28,37 @@ FILETIME toFileTime(const statx_timestamp& time) {
     return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
 }
 
+statx_timestamp toTimestamp(const timespec& time) {
+    statx_timestamp result{};
+    result.tv_sec = time.tv_sec;
+    result.tv_nsec = static_cast<std::uint32_t>(time.tv_nsec);
+    return result;
+}
+
+/// For systems that do not know `statx`, and for sandboxes that refuse it. They do not tell the time of
+/// creation.
+int queryWithoutStatx(int directory, const char* path, int flags, FileInformation& result) {
+    struct stat status;
+    if (fstatat(directory, path, &status, flags) != 0)
+        return errno;
+    result.mode = status.st_mode;
+    result.owner = status.st_uid;
+    result.group = status.st_gid;
+    result.size = static_cast<UInt64>(status.st_size);
+    result.device = status.st_dev;
+    result.inode = status.st_ino;
+    result.creation = toFileTime(toTimestamp(status.st_ctim));
+    result.access = toFileTime(toTimestamp(status.st_atim));
+    result.write = toFileTime(toTimestamp(status.st_mtim));
+    return 0;
+}
+
 int query(int directory, const char* path, int flags, FileInformation& result) {
     struct statx status;
-    if (statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
-        return errno;
+    if (statx(directory, path, flags, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+        const bool isMissing = errno == ENOSYS || errno == EPERM;
+        return isMissing ? queryWithoutStatx(directory, path, flags, result) : errno;
+    }
     result.mode = status.stx_mode;
     result.owner = status.stx_uid;
     result.group = status.stx_gid;

@@ -6,14 +6,30 @@
 #pragma once
 
 #include <mutex>
+#include <pthread.h>
 
 namespace Tarn::Platform::Posix {
 
+/// A lock that its holder may take again, usable before any constructor has run, unlike that of every
+/// standard library.
+class RecursiveLock {
+public:
+    constexpr RecursiveLock() = default;
+    RecursiveLock(const RecursiveLock&) = delete;
+    RecursiveLock& operator=(const RecursiveLock&) = delete;
+
+    void lock() { pthread_mutex_lock(&mutex); }
+    void unlock() { pthread_mutex_unlock(&mutex); }
+
+private:
+    pthread_mutex_t mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+};
+
 // Making a locale's texts may load a code page.
-inline constinit std::recursive_mutex cLibraryLock;
+inline constinit RecursiveLock cLibraryLock;
 
 /// Held during a fork as well: what the C library does under this lock has locks of its own, which would stay
 /// locked in the child.
-using CLibraryGuard = std::lock_guard<std::recursive_mutex>;
+using CLibraryGuard = std::lock_guard<RecursiveLock>;
 
 } // namespace Tarn::Platform::Posix

@@ -19,7 +19,8 @@ const char* putCommonForms(const char* text, const char* end, AnyOutput& output)
         }
         if (end - text < 3 || (*text & 0xF0) != 0xE0 || !isFollowing(text[1]) || !isFollowing(text[2]))
             break;
-        const auto unit = static_cast<char16_t>((*text & 0xF) << 12 | bitsOf(text[1]) << 6 | bitsOf(text[2]));
+        const auto unit = static_cast<char16_t>(static_cast<unsigned>(*text & 0xF) << 12 |
+                                                bitsOf(text[1]) << 6 | bitsOf(text[2]));
         if (unit < 0x800 || IsSurrogate(unit))
             break;
         output.Put(unit);

@@ -2,6 +2,7 @@
 #include "platform/fork.h"
 #include "tests/platform/files_fixture.h"
 
+#include <endian.h>
 #include <fcntl.h>
 #include <random>
 #include <set>
@@ -36,9 +37,12 @@ protected:
 // An access-control list as the system takes it, with an entry for user 65534.
 using List = std::vector<unsigned>;
 constexpr const char* kAccessList = "system.posix_acl_access";
+/// As the system stores it: little-endian everywhere.
 List accessList(unsigned owner, unsigned user, unsigned group, unsigned mask, unsigned others) {
-    return {2,   1 | owner << 16, ~0U, 2 | user << 16,    65534, 4 | group << 16,
-            ~0U, 16 | mask << 16, ~0U, 32 | others << 16, ~0U};
+    List list = {2,   1 | owner << 16, ~0U, 2 | user << 16,    65534, 4 | group << 16,
+                 ~0U, 16 | mask << 16, ~0U, 32 | others << 16, ~0U};
+    std::ranges::transform(list, list.begin(), [](unsigned number) { return htole32(number); });
+    return list;
 }
 
 const Tarn::CCapability kOtherUsers{geteuid() == 0 ? nullptr : "only root can be somebody else"};

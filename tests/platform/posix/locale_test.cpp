@@ -25,6 +25,8 @@ protected:
     ~LocaleOfDates() override {
         for (const char* variable : {"TZ", "LOCPATH", "LC_ALL"})
             unsetenv(variable);
+        if (!localesBefore.empty())
+            setenv("LOCPATH", localesBefore.c_str(), 1);
     }
 
     static DWORD enterZone(const char* zone, TIME_ZONE_INFORMATION& information) {
@@ -35,18 +37,25 @@ protected:
     /// Locales that the test compiles itself, so that only the definitions of locales need to be installed.
     static void enter(const std::string& locale, const std::string& codeset) {
         const std::string name = locale + "." + codeset;
-        const std::string command =
-            "LC_ALL=C localedef -i " + locale + " -f " + codeset + " locales/" + name + " >/dev/null 2>&1";
+        // The files of locales have the machine's order of bytes, which need not be that of the tool's
+        // machine.
+        const char* const order = std::endian::native == std::endian::big ? "big" : "little";
+        const std::string command = std::string("LC_ALL=C localedef --") + order + "-endian -i " + locale +
+                                    " -f " + codeset + " locales/" + name + " >/dev/null 2>&1";
         std::filesystem::create_directory("locales");
         EXPECT_TRUE(std::filesystem::exists("locales/" + name) || std::system(command.c_str()) == 0)
             << command;
         setenv("LOCPATH", std::filesystem::absolute("locales").c_str(), 1);
         setenv("LC_ALL", name.c_str(), 1);
     }
+
     static Text pictures() {
         return localeText(LOCALE_SSHORTDATE) + u"|" + localeText(LOCALE_SLONGDATE) + u"|" +
                localeText(LOCALE_STIMEFORMAT);
     }
+
+private:
+    const std::string localesBefore = getenv("LOCPATH") != nullptr ? getenv("LOCPATH") : "";
 };
 
 TEST_F(LocaleOfDates, ReportsDaylightTime) {
