@@ -390,6 +390,31 @@ int MessageBoxW(const CMessage& message, int flags) {
     return MessageBoxW(message.UnicodeStr(), flags);
 }
 
+CUnicodeString MessageBoxButtonText(int button) {
+    switch (button) {
+    case IDOK:
+        return TEXT_OF_BUTTON_OK.UnicodeStr();
+    case IDCANCEL:
+        return TEXT_OF_BUTTON_CANCEL.UnicodeStr();
+    case IDABORT:
+        return TEXT_OF_BUTTON_ABORT.UnicodeStr();
+    case IDRETRY:
+        return TEXT_OF_BUTTON_RETRY.UnicodeStr();
+    case IDIGNORE:
+        return TEXT_OF_BUTTON_IGNORE.UnicodeStr();
+    case IDYES:
+        return TEXT_OF_BUTTON_YES.UnicodeStr();
+    case IDNO:
+        return TEXT_OF_BUTTON_NO.UnicodeStr();
+    case IDTRYAGAIN:
+        return TEXT_OF_BUTTON_TRY_AGAIN.UnicodeStr();
+    case IDCONTINUE:
+        return TEXT_OF_BUTTON_CONTINUE.UnicodeStr();
+    default:
+        return {};
+    }
+}
+
 CUnicodeString TerminalText(const CUnicodeString& text, bool isOneLine) {
     CUnicodeString shown;
     for (int i = 0; i < text.GetLength(); i++) {

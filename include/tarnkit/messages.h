@@ -154,6 +154,15 @@ extern CMessage ERR_UNKNOWN_LAST_ERROR_TEXT;
 extern CMessage MSG_ASSERT;
 extern CMessage MSG_INTERNAL_ERROR;
 extern CMessage MSG_PRESUME;
+extern CMessage TEXT_OF_BUTTON_ABORT;
+extern CMessage TEXT_OF_BUTTON_CANCEL;
+extern CMessage TEXT_OF_BUTTON_CONTINUE;
+extern CMessage TEXT_OF_BUTTON_IGNORE;
+extern CMessage TEXT_OF_BUTTON_NO;
+extern CMessage TEXT_OF_BUTTON_OK;
+extern CMessage TEXT_OF_BUTTON_RETRY;
+extern CMessage TEXT_OF_BUTTON_TRY_AGAIN;
+extern CMessage TEXT_OF_BUTTON_YES;
 extern CMessage WRONG_LIBRARY_VERSION;
 #endif
 
