@@ -391,28 +391,23 @@ int MessageBoxW(const CMessage& message, int flags) {
 }
 
 CUnicodeString MessageBoxButtonText(int button) {
-    switch (button) {
-    case IDOK:
-        return TEXT_OF_BUTTON_OK.UnicodeStr();
-    case IDCANCEL:
-        return TEXT_OF_BUTTON_CANCEL.UnicodeStr();
-    case IDABORT:
-        return TEXT_OF_BUTTON_ABORT.UnicodeStr();
-    case IDRETRY:
-        return TEXT_OF_BUTTON_RETRY.UnicodeStr();
-    case IDIGNORE:
-        return TEXT_OF_BUTTON_IGNORE.UnicodeStr();
-    case IDYES:
-        return TEXT_OF_BUTTON_YES.UnicodeStr();
-    case IDNO:
-        return TEXT_OF_BUTTON_NO.UnicodeStr();
-    case IDTRYAGAIN:
-        return TEXT_OF_BUTTON_TRY_AGAIN.UnicodeStr();
-    case IDCONTINUE:
-        return TEXT_OF_BUTTON_CONTINUE.UnicodeStr();
-    default:
-        return {};
-    }
+    static constexpr struct {
+        int code;
+        const CMessage& text;
+        const char16_t* english;
+    } kButtons[] = {{IDOK, TEXT_OF_BUTTON_OK, u"OK"},
+                    {IDCANCEL, TEXT_OF_BUTTON_CANCEL, u"Cancel"},
+                    {IDABORT, TEXT_OF_BUTTON_ABORT, u"Abort"},
+                    {IDRETRY, TEXT_OF_BUTTON_RETRY, u"Retry"},
+                    {IDIGNORE, TEXT_OF_BUTTON_IGNORE, u"Ignore"},
+                    {IDYES, TEXT_OF_BUTTON_YES, u"Yes"},
+                    {IDNO, TEXT_OF_BUTTON_NO, u"No"},
+                    {IDTRYAGAIN, TEXT_OF_BUTTON_TRY_AGAIN, u"Try Again"},
+                    {IDCONTINUE, TEXT_OF_BUTTON_CONTINUE, u"Continue"}};
+    for (const auto& known : kButtons)
+        if (known.code == button)
+            return known.text.IsDefined() ? known.text.UnicodeStr() : CUnicodeString(known.english);
+    return {};
 }
 
 CUnicodeString TerminalText(const CUnicodeString& text, bool isOneLine) {

@@ -159,8 +159,8 @@ TARNKIT_API int MessageBoxW(const char16_t* text, int flags);
 TARNKIT_API int MessageBoxW(const CMessage& message, int flags);
 
 /// What a message box shows on the button with this code (IDOK, IDCANCEL, ..., IDNO, IDTRYAGAIN, IDCONTINUE),
-/// in the interface language; empty for any other code. For the boxes of toolkits: those of Windows have
-/// texts of its own.
+/// in the interface language, or in English while the library is not started; empty for any other code. For
+/// the boxes of toolkits: those of Windows have texts of its own.
 TARNKIT_API CUnicodeString MessageBoxButtonText(int button);
 
 /// The text as it can be written to a terminal without being obeyed there: control characters, and those that
