@@ -6,6 +6,7 @@ cd "$root"
 
 # The packages that building and testing need beyond a Debian base system. The tests are always configured too.
 build_packages=(g++ cmake ninja-build ccache libsqlite3-dev libgtest-dev)
+toolkit_packages=(libgtk-3-dev pkgconf qt6-base-dev) # for the optional window systems
 test_packages=(clang-format gdb gettext git libfmt-dev locales pkgconf)
 
 # as_root COMMAND...: runs the command as root; fails if this user may not.
@@ -63,6 +64,7 @@ need_foreign() {
 # need_target TARGET: installs the further packages that building and running for the target needs.
 need_target() {
     case $1 in
+    linux-desktop) need "${toolkit_packages[@]}" xauth xdotool xvfb ;;
     linux-armv7) need_foreign armhf g++-arm-linux-gnueabihf ;;
     linux-aarch64) need_foreign arm64 g++-aarch64-linux-gnu ;;
     linux-s390x) need_foreign s390x g++-s390x-linux-gnu ;;

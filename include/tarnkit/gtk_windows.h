@@ -54,8 +54,9 @@ public:
     void Run();
     /// Lets `Run` end, also if it has not begun.
     void Quit();
-    /// Gives boxes that are open or waiting the preselected answer, and all later ones until the next `Run`.
-    /// For a program that runs the event loop itself, when that has ended.
+    /// Gives boxes that are open or waiting the preselected answer, and all later ones until the next `Run`
+    /// has begun. For a program that runs
+    /// the event loop itself, when that has ended.
     void Close();
 
     int MessageBox(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) override;

@@ -54,8 +54,9 @@ public:
     void Run();
     /// Lets `Run` end, also if it has not begun.
     void Quit();
-    /// Gives boxes that are open or waiting the preselected answer, and all later ones until the next `Run`.
-    /// Called by itself when the application is about to quit.
+    /// Gives boxes that are open or waiting the preselected answer, and all later ones until the next `Run`
+    /// has begun. Happens by
+    /// itself when the application is about to quit.
     void Close();
 
     int MessageBox(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) override;

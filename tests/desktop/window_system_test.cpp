@@ -101,11 +101,14 @@ protected:
         return result;
     }
 
-    // Runs `work` on another thread, and the event loop until that has been done.
+    // Runs the event loop and, once that has begun, `work` on another thread, with whose end it ends.
     void runWith(const std::function<void()>& work) {
-        std::thread worker([&] {
-            work();
-            system.Quit();
+        std::thread worker;
+        Toolkit::Post([&] {
+            worker = std::thread([&] {
+                work();
+                system.Quit();
+            });
         });
         system.Run();
         worker.join();
