@@ -253,5 +253,18 @@ TEST_F(ToolkitWindows, AreFoundFromAnyThread) {
     });
 }
 
+// As a user runs it: the box has the title of the application, and the message is nowhere else.
+TEST(NotebookWindows, ShowMessages) {
+    auto run = std::async(std::launch::async, [] {
+        return RunProgram(TARNKIT_NOTEBOOK_WINDOWS " --profile windows list missing");
+    });
+    const char* const search = "xdotool search --sync --onlyvisible --name '^Notebook$' windowfocus --sync";
+    EXPECT_EQ(std::system(search), 0);
+    EXPECT_EQ(std::system("xdotool key Return"), 0);
+    const CProgramRun result = run.get();
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output.find("missing"), std::string::npos) << result.output;
+}
+
 } // namespace
 } // namespace Tarn
