@@ -124,6 +124,7 @@ void dress(GtkWindow* window, const CBoxLook& look, const CBox& box) {
     gtk_window_set_type_hint(window, GDK_WINDOW_TYPE_HINT_DIALOG);
     gtk_window_set_resizable(window, FALSE);
     gtk_window_set_modal(window, TRUE);
+    gtk_window_set_focus_visible(window, TRUE); // on the preselected button
     gtk_window_set_transient_for(window, toWindow(box.owner));
     gtk_window_set_destroy_with_parent(window, TRUE);
     gtk_window_set_skip_taskbar_hint(window, box.owner != nullptr);
