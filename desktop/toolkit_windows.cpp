@@ -4,12 +4,13 @@
 #include <tarnkit/message_handlers.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace Tarn {
 
 // Calls. -------------------------------------------------------------------------------------------------
 
-// Returns false if there is nobody to do it.
+// Returns false if there is nobody to do it. What it throws, this throws.
 bool CToolkitWindows::call(const std::function<void()>& work) {
     // A toolkit keeps for long what it allocates on occasion.
     const CMemoryManagerSwitcher toDefault(nullptr);
@@ -26,6 +27,8 @@ bool CToolkitWindows::call(const std::function<void()>& work) {
     toolkit.Wake();
     lock.lock();
     changed.wait(lock, [&] { return waiting.isDone; });
+    if (waiting.failure)
+        std::rethrow_exception(waiting.failure);
     return true;
 }
 
@@ -36,7 +39,11 @@ void CToolkitWindows::HandleCalls() {
         CCall& waiting = *calls.front();
         calls.pop_front();
         lock.unlock();
-        waiting.work();
+        try {
+            waiting.work();
+        } catch (...) { // no loop of a toolkit lets it through
+            waiting.failure = std::current_exception();
+        }
         lock.lock();
         waiting.isDone = true;
         changed.notify_all();
@@ -87,15 +94,20 @@ bool CToolkitWindows::isClosedOrCloses() {
 int CToolkitWindows::MessageBox(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) {
     CBox box = {owner, text, caption, flags};
     const int preselected = CMessageHandler::GetDefaultReturnValue(flags);
-    if (isThread() && isClosed)
+    const bool isOwn = isThread();
+    if (isOwn && isClosed)
         return preselected;
     const bool isShown = call([&] {
-        open(box);
-        if (!isThread())
-            return;
-        toolkit.WaitFor(box);
-        if (box.answer == 0)
+        try {
+            open(box);
+            if (isOwn)
+                toolkit.WaitFor(box);
+        } catch (...) {
             Answer(box, preselected);
+            throw;
+        }
+        if (isOwn)
+            Answer(box, preselected); // unless there is an answer
     });
     if (!isShown)
         return preselected;
@@ -107,6 +119,8 @@ int CToolkitWindows::MessageBox(HWND owner, const char16_t* text, const char16_t
 void CToolkitWindows::open(CBox& box) {
     if (!toolkit.Exists(box.owner))
         box.owner = nullptr;
+    for (HWND parent = box.owner; parent != nullptr; parent = toolkit.Parent(parent))
+        box.owner = parent;
     box.shownBy = this;
     openBoxes.push_back(&box);
     box.hasDisabledOwner = box.owner != nullptr && toolkit.IsEnabled(box.owner);
@@ -115,10 +129,13 @@ void CToolkitWindows::open(CBox& box) {
     toolkit.Show(box, CBoxLook(box.flags));
 }
 
-// The owner comes first, so that it takes the focus.
+// The owner comes first, so that it takes the focus. It stays disabled while it has another box.
 void CToolkitWindows::Answer(CBox& box, int button) {
     if (std::erase(openBoxes, &box) == 0)
         return;
+    for (CBox* const other : openBoxes)
+        if (box.hasDisabledOwner && other->owner == box.owner)
+            std::swap(box.hasDisabledOwner, other->hasDisabledOwner);
     if (box.hasDisabledOwner && toolkit.Exists(box.owner))
         toolkit.Enable(box.owner, true);
     toolkit.Hide(box);

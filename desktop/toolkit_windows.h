@@ -6,6 +6,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -77,6 +78,7 @@ private:
     struct CCall {
         const std::function<void()>& work;
         bool isDone = false;
+        std::exception_ptr failure = nullptr;
     };
 
     IToolkit& toolkit;

@@ -9,6 +9,7 @@
 #include <QEventLoop>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 
 #include <utility>
 
@@ -112,8 +113,8 @@ public:
     void WaitFor(CBox& box) override {
         QEventLoop loop;
         box.loop = &loop;
+        const auto leave = qScopeGuard([&] { box.loop = nullptr; });
         loop.exec();
-        box.loop = nullptr;
     }
 
     std::vector<HWND> Windows() override {

@@ -52,7 +52,7 @@ public:
 
     /// Handles events (`gtk_main`) until `Quit`, and closes. After that it may be called again.
     void Run();
-    /// Lets `Run` end, also if it has not begun.
+    /// Closes, and lets `Run` end, also if it has not begun.
     void Quit();
     /// Gives boxes that are open or waiting the preselected answer, and all later ones until the next `Run`
     /// has begun. For a program that runs
