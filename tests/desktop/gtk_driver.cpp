@@ -43,7 +43,8 @@ CSeenBox see(GtkWindow* window) {
             text += gtk_label_get_text(GTK_LABEL(widget));
         }
     });
-    seen.look = icon + ": " + text + buttons;
+    const std::string kind = gtk_window_get_modal(window) ? "" : "not modal ";
+    seen.look = kind + icon + ": " + text + buttons;
     seen.window = reinterpret_cast<HWND>(window);
     seen.owner = reinterpret_cast<HWND>(gtk_window_get_transient_for(window));
     seen.id = gdk_x11_window_get_xid(gtk_widget_get_window(GTK_WIDGET(window)));

@@ -19,7 +19,8 @@ std::string utf8(const QString& text) {
 CSeenBox see(QMessageBox& box) {
     static constexpr const char* kIcons[] = {"", "information", "warning", "error", "question"};
     CSeenBox seen;
-    seen.look = kIcons[box.icon()] + (": " + utf8(box.text()));
+    const std::string kind = box.windowModality() == Qt::ApplicationModal ? "" : "not modal ";
+    seen.look = kind + kIcons[box.icon()] + (": " + utf8(box.text()));
     std::map<int, QPushButton*> buttons; // from left to right
     for (QPushButton* button : box.findChildren<QPushButton*>())
         if (button->isVisible())

@@ -50,7 +50,7 @@ void act(const CSeenBox& box, const std::string& action) {
         "xdotool windowfocus --sync " + std::to_string(box.id) + " key --delay 30 " + action;
     if (action.starts_with("click ")) {
         const auto [x, y] = box.places.at(action.substr(6));
-        command = "xdotool mousemove --sync " + std::to_string(x) + " " + std::to_string(y) + " click 1";
+        command = "xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " click 1";
     }
     EXPECT_EQ(std::system(command.c_str()), 0) << command;
 }
@@ -73,6 +73,19 @@ void answerToTheEnd(const std::string& caption, const std::string& action) {
 
 int ask(const char16_t* caption, UINT flags, HWND owner = nullptr, const char16_t* text = u"Text <b>\n&x") {
     return CMessageBoxHandler().ShowMessage(owner, text, caption, flags);
+}
+
+// Runs the event loop and, once that has begun, `work` on another thread, with whose end it ends.
+void runWith(CWindowSystem& system, const std::function<void()>& work) {
+    std::thread worker;
+    Toolkit::Post([&] {
+        worker = std::thread([&] {
+            work();
+            system.Quit();
+        });
+    });
+    system.Run();
+    worker.join();
 }
 
 enum { kMain, kTool, kForeign, kWindows };
@@ -101,18 +114,7 @@ protected:
         return result;
     }
 
-    // Runs the event loop and, once that has begun, `work` on another thread, with whose end it ends.
-    void runWith(const std::function<void()>& work) {
-        std::thread worker;
-        Toolkit::Post([&] {
-            worker = std::thread([&] {
-                work();
-                system.Quit();
-            });
-        });
-        system.Run();
-        worker.join();
-    }
+    void runWith(const std::function<void()>& work) { ::Tarn::runWith(system, work); }
 
     CWindowSystem system;
     HWND windows[kWindows];
@@ -214,10 +216,10 @@ TEST_F(ToolkitWindows, AnswerThemselvesWhenTheLoopEndsOrTheirOwnerDoes) {
     std::vector<int> answers(3);
     std::thread asker;
     runWith([&] {
-        asker = std::thread([&] { answers[0] = ask(u"waits", MB_YESNO | MB_DEFBUTTON2, windows[kMain]); });
-        see("waits");
         Toolkit::Post([&] { answers[1] = ask(u"nested", MB_OKCANCEL | MB_DEFBUTTON2, windows[kMain]); });
         see("nested");
+        asker = std::thread([&] { answers[0] = ask(u"waits", MB_YESNO | MB_DEFBUTTON2, windows[kMain]); });
+        see("waits");
     });
     asker.join();
     EXPECT_EQ(ask(u"late", MB_ABORTRETRYIGNORE | MB_DEFBUTTON3), IDIGNORE);
@@ -253,6 +255,19 @@ TEST_F(ToolkitWindows, AreFoundFromAnyThread) {
                      system.IsWindowVisible(gone));
         EXPECT_EQ(system.GetWindow(gone, GW_OWNER), nullptr);
     });
+}
+
+TEST(ToolkitLoop, OutlivesItsOnlyWindow) {
+    CWindowSystem system;
+    SetWindowSystem(&system);
+    runWith(system, [] {
+        for (const int round : {1, 2}) {
+            std::thread user([] { answer("caption", "click No"); });
+            EXPECT_EQ(ask(u"caption", MB_YESNO), IDNO) << round;
+            user.join();
+        }
+    });
+    SetWindowSystem(nullptr);
 }
 
 // As a user runs it: the box has the title of the application, and the message is nowhere else.
