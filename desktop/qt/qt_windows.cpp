@@ -33,7 +33,6 @@ QMessageBox::Icon iconOf(TBoxIcon icon) {
 void dress(QMessageBox& dialog, const CBoxLook& look) {
     dialog.setTextFormat(Qt::PlainText);
     dialog.setTextInteractionFlags(Qt::TextSelectableByMouse);
-    dialog.setWindowModality(Qt::ApplicationModal);
     dialog.setWindowFlag(Qt::WindowStaysOnTopHint, look.staysOnTop);
     dialog.setWindowFlag(Qt::WindowCloseButtonHint, look.escape != 0);
     dialog.setAttribute(Qt::WA_QuitOnClose, false); // the application does not end with its last box

@@ -216,12 +216,11 @@ TEST_F(ToolkitWindows, AnswerThemselvesWhenTheLoopEndsOrTheirOwnerDoes) {
     std::vector<int> answers(3);
     std::thread asker;
     runWith([&] {
-        Toolkit::Post([&] { answers[1] = ask(u"nested", MB_OKCANCEL | MB_DEFBUTTON2, windows[kMain]); });
-        see("nested");
         asker = std::thread([&] { answers[0] = ask(u"waits", MB_YESNO | MB_DEFBUTTON2, windows[kMain]); });
         see("waits");
     });
     asker.join();
+    EXPECT_EQ(enabled(), "+++");
     EXPECT_EQ(ask(u"late", MB_ABORTRETRYIGNORE | MB_DEFBUTTON3), IDIGNORE);
 
     runWith([&] { // again
@@ -229,6 +228,8 @@ TEST_F(ToolkitWindows, AnswerThemselvesWhenTheLoopEndsOrTheirOwnerDoes) {
         see("goes");
         Toolkit::Post([&] { Toolkit::DestroyWindow(windows[kTool]); });
         asker.join();
+        Toolkit::Post([&] { answers[1] = ask(u"nested", MB_OKCANCEL | MB_DEFBUTTON2, windows[kMain]); });
+        see("nested");
     });
     windows[kTool] = Toolkit::CreateWindow(windows[kMain]);
     EXPECT_EQ(answers, std::vector<int>({IDNO, IDCANCEL, IDNO}));
