@@ -124,7 +124,6 @@ void dress(GtkWindow* window, const CBoxLook& look, const CBox& box) {
     gtk_window_set_type_hint(window, GDK_WINDOW_TYPE_HINT_DIALOG);
     gtk_window_set_resizable(window, FALSE);
     gtk_window_set_modal(window, TRUE);
-    gtk_window_set_focus_visible(window, TRUE); // on the preselected button
     gtk_window_set_transient_for(window, toWindow(box.owner));
     gtk_window_set_destroy_with_parent(window, TRUE);
     gtk_window_set_skip_taskbar_hint(window, box.owner != nullptr);
@@ -171,6 +170,7 @@ public:
         g_signal_connect(window, "key-press-event", G_CALLBACK(onKey), &box);
         g_signal_connect(window, "destroy", G_CALLBACK(onDestroy), &box);
         gtk_widget_show_all(window);
+        gtk_window_set_focus_visible(GTK_WINDOW(window), TRUE); // on the preselected button
         if (look.comesToFront)
             gtk_window_present(GTK_WINDOW(window));
     }
