@@ -2,7 +2,8 @@
 # it with the COMPILER and CROSS_OPTIONS of that build, runs it through the EMULATOR, and uninstalls. ROOT is the prefix
 # under which programs see the paths of the build machine. With STATIC_OPTIONS, a static library is first built from the
 # sources in SOURCE_DIR and takes the place of the build; with IS_PART, the client project includes these sources
-# instead; with INSTALLED, that folder is used as it is. With PKG_CONFIG the client is built without CMake too.
+# instead; with INSTALLED, that folder is used as it is. With PKG_CONFIG the client is built without CMake too. TOOLKITS
+# are those, separated by spaces, whose window systems are installed.
 function(run_step)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
   if(result)
@@ -52,9 +53,15 @@ else()
   refuse_paths()
   set(options -DCMAKE_PREFIX_PATH=${installed} ${CROSS_OPTIONS})
 endif()
-run_step(${CMAKE_COMMAND} -G Ninja -S ${CLIENT_DIR} -B ${WORK_DIR}/build -DCMAKE_CXX_COMPILER=${COMPILER} ${options})
+run_step(${CMAKE_COMMAND} -G Ninja -S ${CLIENT_DIR} -B ${WORK_DIR}/build -DCMAKE_CXX_COMPILER=${COMPILER} ${options}
+         "-DTOOLKITS=${TOOLKITS}")
 run_step(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run_consumer(${WORK_DIR}/build/consumer${SUFFIX})
+string(REPLACE " " ";" toolkits "${TOOLKITS}")
+foreach(toolkit IN LISTS toolkits)
+  run_step(${CMAKE_COMMAND} -E env --unset=DISPLAY --unset=WAYLAND_DISPLAY QT_QPA_PLATFORM=offscreen
+           ${WORK_DIR}/build/windows${toolkit})
+endforeach()
 if(PKG_CONFIG)
   file(GLOB_RECURSE description ${installed}/tarnkit.pc)
   cmake_path(GET description PARENT_PATH folder)

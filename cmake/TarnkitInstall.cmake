@@ -1,6 +1,7 @@
 # What `cmake --install` installs where, including the packages that find_package(Tarnkit) and pkg-config find. Its
 # components: runtime is what a program needs that was linked with the library, development what is needed to link one,
-# languages the translations of the library's own texts, tools the message compiler.
+# languages the translations of the library's own texts, tools the message compiler; gtk and qt the window systems of
+# these toolkits, gtk-development and qt-development what is needed to link them.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Tarnkit)
@@ -32,7 +33,21 @@ if(WIN32 AND TARNKIT_SHARED)
   install(FILES ${exceptions_library} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   install(FILES ${runtime_files} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
-install(DIRECTORY include/tarnkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(DIRECTORY include/tarnkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+  PATTERN gtk_windows.h EXCLUDE PATTERN qt_windows.h EXCLUDE)
+set(toolkits)
+foreach(name IN ITEMS Gtk Qt)
+  if(NOT TARGET Tarnkit${name})
+    continue()
+  endif()
+  string(TOLOWER ${name} toolkit)
+  list(APPEND toolkits ${toolkit})
+  install(TARGETS Tarnkit${name} EXPORT Tarnkit${name}
+    LIBRARY COMPONENT ${toolkit} NAMELINK_COMPONENT ${toolkit}-development)
+  install(FILES include/tarnkit/${toolkit}_windows.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tarnkit
+    COMPONENT ${toolkit}-development)
+  install(EXPORT Tarnkit${name} NAMESPACE Tarnkit:: DESTINATION ${package_folder} COMPONENT ${toolkit}-development)
+endforeach()
 install(EXPORT TarnkitTargets NAMESPACE Tarnkit:: DESTINATION ${package_folder} COMPONENT development)
 install(EXPORT TarnkitTools NAMESPACE Tarnkit:: DESTINATION ${package_folder} COMPONENT tools)
 

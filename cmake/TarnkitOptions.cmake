@@ -1,5 +1,8 @@
 # The folder of the port that is built, and the libraries of the system that it uses.
 if(WIN32)
+  if(TARNKIT_GTK OR TARNKIT_QT)
+    message(FATAL_ERROR "Windows has windows of its own: set TARNKIT_GTK and TARNKIT_QT to OFF")
+  endif()
   set(TARNKIT_PORT windows)
   set(TARNKIT_HAS_WINDOWS_REGISTRY TRUE)
   set(CMAKE_SHARED_LIBRARY_PREFIX "") # Tarnkit.dll

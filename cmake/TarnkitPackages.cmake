@@ -1,4 +1,5 @@
-# What CPack makes of an installation: three Debian packages, or one archive for Windows. scripts/package runs it.
+# What CPack makes of an installation: three Debian packages and two for each toolkit, or one archive for Windows.
+# scripts/package runs it.
 set(CPACK_PACKAGE_VENDOR "Tarnkit")
 set(CPACK_PACKAGE_CONTACT "Tarnkit maintainers <maintainers@example.org>" CACHE STRING "Who answers for the packages")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
@@ -15,7 +16,14 @@ endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
-set(CPACK_COMPONENTS_ALL runtime development languages tools documents-runtime documents-development documents-tools)
+set(groups runtime development tools)
+foreach(toolkit IN LISTS toolkits)
+  list(APPEND groups ${toolkit} ${toolkit}-development)
+endforeach()
+set(CPACK_COMPONENTS_ALL ${groups} languages)
+foreach(group IN LISTS groups)
+  list(APPEND CPACK_COMPONENTS_ALL documents-${group})
+endforeach()
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -62,13 +70,31 @@ debian_package(development libtarnkit-dev libdevel
   "Headers, the static part of client modules, the packages for CMake and\npkg-config, and the library's texts in other languages, which programs ship.")
 debian_package(tools tarnkit-tools devel "${library} (= ${PROJECT_VERSION}-1)" "${PROJECT_DESCRIPTION}, tools"
   "The message compiler, which makes resource modules from catalogues of\nmessages in the PO format, and the tool of the registry.")
-# What dpkg-shlibdeps and the cache of the loader need to know of the library.
-file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs "libTarnkit ${PROJECT_VERSION} ${library}\n")
+foreach(toolkit IN LISTS toolkits)
+  string(REGEX REPLACE "^gtk$" "GTK" name ${toolkit})
+  string(REGEX REPLACE "^qt$" "Qt" name ${name})
+  set(toolkit_library libtarnkit-${toolkit}${PROJECT_VERSION})
+  debian_package(${toolkit} ${toolkit_library} libs "${library} (= ${PROJECT_VERSION}-1)"
+    "${PROJECT_DESCRIPTION}, windows of ${name}"
+    "Shows the message boxes of programs that use ${name}, on the thread of their\nwindows, whichever thread asks.")
+  debian_package(${toolkit}-development libtarnkit-${toolkit}-dev libdevel
+    "${toolkit_library} (= ${PROJECT_VERSION}-1), libtarnkit-dev (= ${PROJECT_VERSION}-1)"
+    "${PROJECT_DESCRIPTION}, windows of ${name}, development files"
+    "The header, and the component of the package for CMake.")
+endforeach()
+# What dpkg-shlibdeps and the cache of the loader need to know of a library.
 file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
-  ${PROJECT_BINARY_DIR}/debian/shlibs ${PROJECT_BINARY_DIR}/debian/triggers)
+function(debian_library group name package)
+  string(TOUPPER ${group} GROUP)
+  set(shlibs ${PROJECT_BINARY_DIR}/debian/${package}/shlibs)
+  file(WRITE ${shlibs} "${name} ${PROJECT_VERSION} ${package}\n")
+  set(CPACK_DEBIAN_${GROUP}_PACKAGE_CONTROL_EXTRA ${shlibs} ${PROJECT_BINARY_DIR}/debian/triggers PARENT_SCOPE)
+endfunction()
+debian_library(runtime libTarnkit ${library})
+debian_library(gtk libTarnkitGtk libtarnkit-gtk${PROJECT_VERSION})
+debian_library(qt libTarnkitQt libtarnkit-qt${PROJECT_VERSION})
 include(CPack)
-foreach(group IN ITEMS runtime development tools)
+foreach(group IN LISTS groups)
   cpack_add_component_group(${group})
   cpack_add_component(${group} GROUP ${group})
   cpack_add_component(documents-${group} GROUP ${group})

@@ -390,6 +390,26 @@ int MessageBoxW(const CMessage& message, int flags) {
     return MessageBoxW(message.UnicodeStr(), flags);
 }
 
+CUnicodeString MessageBoxButtonText(int button) {
+    static constexpr struct {
+        int code;
+        const CMessage& text;
+        const char16_t* english;
+    } kButtons[] = {{IDOK, TEXT_OF_BUTTON_OK, u"OK"},
+                    {IDCANCEL, TEXT_OF_BUTTON_CANCEL, u"Cancel"},
+                    {IDABORT, TEXT_OF_BUTTON_ABORT, u"Abort"},
+                    {IDRETRY, TEXT_OF_BUTTON_RETRY, u"Retry"},
+                    {IDIGNORE, TEXT_OF_BUTTON_IGNORE, u"Ignore"},
+                    {IDYES, TEXT_OF_BUTTON_YES, u"Yes"},
+                    {IDNO, TEXT_OF_BUTTON_NO, u"No"},
+                    {IDTRYAGAIN, TEXT_OF_BUTTON_TRY_AGAIN, u"Try Again"},
+                    {IDCONTINUE, TEXT_OF_BUTTON_CONTINUE, u"Continue"}};
+    for (const auto& known : kButtons)
+        if (known.code == button)
+            return known.text.IsDefined() ? known.text.UnicodeStr() : CUnicodeString(known.english);
+    return {};
+}
+
 CUnicodeString TerminalText(const CUnicodeString& text, bool isOneLine) {
     CUnicodeString shown;
     for (int i = 0; i < text.GetLength(); i++) {

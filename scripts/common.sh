@@ -6,6 +6,7 @@ cd "$root"
 
 # The packages that building and testing need beyond a Debian base system. The tests are always configured too.
 build_packages=(g++ cmake ninja-build ccache libsqlite3-dev libgtest-dev)
+toolkit_packages=(libgtk-3-dev pkgconf qt6-base-dev) # for the optional window systems
 test_packages=(clang-format gdb gettext git libfmt-dev locales pkgconf)
 
 # as_root COMMAND...: runs the command as root; fails if this user may not.
@@ -64,6 +65,7 @@ need_foreign() {
 need_target() {
     case $1 in
     linux-clang) need clang-19 libc++-19-dev libc++abi-19-dev googletest ;;
+    linux-desktop) need "${toolkit_packages[@]}" xauth xdotool xvfb ;;
     linux-armv7) need_foreign armhf g++-arm-linux-gnueabihf ;;
     linux-aarch64) need_foreign arm64 g++-aarch64-linux-gnu ;;
     linux-s390x) need_foreign s390x g++-s390x-linux-gnu ;;

@@ -26,7 +26,8 @@ while (<>) {
             $anchor .= "-" . lc($title =~ s/[^\w -]//gr) =~ s/ /-/gr if $level > 1;
             s/$/ {#$anchor}/ unless $anchors{$anchor}++;
         }
-        s{\[([^][]*)\]\((?!https?:)([\w./-]*)(?:#([\w-]+))?\)}{linkTo($1, $2, $3)}ge;
+        s{!\[([^][]*)\]\([\w./-]*?([\w.-]+)\)}{!\[$1\]\($2\)}g; # found in the folder of images
+        s{(?<!!)\[([^][]*)\]\((?!https?:)([\w./-]*)(?:#([\w-]+))?\)}{linkTo($1, $2, $3)}ge;
     }
     print;
 }

@@ -1,5 +1,4 @@
 #include <tarnkit/tarnkit.h>
-#include <tarnkit/window_system.h>
 
 #include <condition_variable>
 #include <deque>

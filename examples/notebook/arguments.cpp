@@ -16,8 +16,8 @@ namespace {
 constexpr unsigned kLastCodePage = 65535;
 
 // The options that are followed by a value.
-const char16_t* const kOptions[] = {u"--code-page", u"--language", u"--log", u"--profile",
-                                    u"--sort",      u"--time",     u"--with"};
+const char16_t* const kOptions[] = {u"--code-page", u"--language", u"--log",     u"--profile",
+                                    u"--sort",      u"--time",     u"--windows", u"--with"};
 
 constexpr char16_t kIniFile[] = u"notebook.ini";
 

@@ -27,6 +27,7 @@ public:
     Tarn::CUnicodeString Language() const { return option(u"--language"); }
     Tarn::CUnicodeString LogName() const { return option(u"--log"); }
     Tarn::CUnicodeString Profile() const { return option(u"--profile"); }
+    Tarn::CUnicodeString Windows() const { return option(u"--windows"); }
     Tarn::CUnicodeString Characters() const { return option(u"--with"); }
     /// The values of options. Each throws if the value is wrong. The defaults: UTF-8, by number, now.
     unsigned CodePage() const;

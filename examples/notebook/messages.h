@@ -14,6 +14,7 @@ extern Tarn::CError ERR_NOTEBOOK_BAD_SETTING;
 extern Tarn::CError ERR_NOTEBOOK_BAD_TIME;
 extern Tarn::CError ERR_NOTEBOOK_NO_BOOK;
 extern Tarn::CError ERR_NOTEBOOK_NO_NOTE;
+extern Tarn::CError ERR_NOTEBOOK_NO_WINDOWS;
 extern Tarn::CError ERR_NOTEBOOK_CANT_DECODE;
 extern Tarn::CError ERR_NOTEBOOK_CANT_ENCODE;
 extern Tarn::CMessage MSG_NOTEBOOK_EMPTY;

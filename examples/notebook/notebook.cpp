@@ -6,6 +6,7 @@
 //   arguments           the command line; maps, INI files
 //   settings            the user's settings; setup values and registry keys
 //   interface_language  the language of the program; language libraries
+//   message_windows     messages in boxes; window systems
 //   messages            the texts; messages and errors, whose texts are in *.po
 //   book, book_lock     the document; archives, files that are replaced as a whole, exclusive files
 //   note_time           times on the command line and in the user's locale
@@ -17,6 +18,7 @@
 #include "book_commands.h"
 #include "console.h"
 #include "interface_language.h"
+#include "message_windows.h"
 #include "messages.h"
 #include "setting_commands.h"
 #include "text_files.h"
@@ -61,8 +63,9 @@ bool report(Action action) {
     }
 }
 
-// Runs the command and shows what goes wrong, in a log when the user named one.
+// Runs the command and shows what goes wrong, in boxes or in a log when the user named a toolkit or a log.
 bool runAndReport(const CArray<CUnicodeString>& argumentList) {
+    std::optional<CMessageWindows> windows;
     std::optional<CFileMessageHandler> log;
     std::optional<CMessageHandlerSwitcher> logging;
     return report([&] {
@@ -70,6 +73,8 @@ bool runAndReport(const CArray<CUnicodeString>& argumentList) {
         CArguments arguments(argumentList);
         CSettings settings(arguments.Profile());
         SelectLanguage(arguments.Language(), settings);
+        if (!arguments.Windows().IsEmpty())
+            windows.emplace(arguments.Windows());
         if (!arguments.LogName().IsEmpty()) {
             checkLog(arguments.LogName());
             logging.emplace(&log.emplace(arguments.LogName()), true, false);

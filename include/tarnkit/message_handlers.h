@@ -158,6 +158,11 @@ TARNKIT_API CMessageHandler* GetCurrentMessageHandler();
 TARNKIT_API int MessageBoxW(const char16_t* text, int flags);
 TARNKIT_API int MessageBoxW(const CMessage& message, int flags);
 
+/// What a message box shows on the button with this code (IDOK, IDCANCEL, ..., IDNO, IDTRYAGAIN, IDCONTINUE),
+/// in the interface language, or in English while the library is not started; empty for any other code. For
+/// the boxes of toolkits: those of Windows have texts of its own.
+TARNKIT_API CUnicodeString MessageBoxButtonText(int button);
+
 /// The text as it can be written to a terminal without being obeyed there: control characters, and those that
 /// change the order of what follows (U+202A to U+202E, U+2066 to U+2069), become visible, as `\x1B` or
 /// `\u202E`. Tabs and line ends stay unless `isOneLine`; a carriage return stays only before a line feed. Of

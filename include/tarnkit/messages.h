@@ -127,6 +127,7 @@ extern TARNKIT_API CError ERR_RATIONAL_OVERFLOW;
 extern TARNKIT_API CError REFUSED_INI_KEY;
 extern TARNKIT_API CError REFUSED_INI_TEXT;
 extern TARNKIT_API CError TEXT_FILE_TOO_LARGE;
+extern TARNKIT_API CError TOOLKIT_WITHOUT_DISPLAY;
 
 /// The library's other messages.
 extern TARNKIT_API CMessage ERR_FILE_ACCESS_DENIED;
@@ -154,6 +155,15 @@ extern CMessage ERR_UNKNOWN_LAST_ERROR_TEXT;
 extern CMessage MSG_ASSERT;
 extern CMessage MSG_INTERNAL_ERROR;
 extern CMessage MSG_PRESUME;
+extern CMessage TEXT_OF_BUTTON_ABORT;
+extern CMessage TEXT_OF_BUTTON_CANCEL;
+extern CMessage TEXT_OF_BUTTON_CONTINUE;
+extern CMessage TEXT_OF_BUTTON_IGNORE;
+extern CMessage TEXT_OF_BUTTON_NO;
+extern CMessage TEXT_OF_BUTTON_OK;
+extern CMessage TEXT_OF_BUTTON_RETRY;
+extern CMessage TEXT_OF_BUTTON_TRY_AGAIN;
+extern CMessage TEXT_OF_BUTTON_YES;
 extern CMessage WRONG_LIBRARY_VERSION;
 #endif
 

@@ -47,3 +47,4 @@
 #include <tarnkit/unicode_set.h>
 #include <tarnkit/unicode_string.h>
 #include <tarnkit/version_info.h>
+#include <tarnkit/window_system.h>

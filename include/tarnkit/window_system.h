@@ -1,11 +1,12 @@
 /// \file
-/// How a program plugs its own windows into the library on systems whose windows the library does not know.
+/// How a program plugs its own windows into the library.
 ///
 /// The library asks its questions in message boxes and disables the program's other windows while one is
-/// open. On POSIX it knows no windows: it asks the question on the terminal, or answers with the preselected
-/// button when there is no terminal. A program with a toolkit derives from `IWindowSystem` and installs its
-/// object. The object stays the program's and must live as long as it is installed. On Windows this header is
-/// not used.
+/// open. Without a window system of the program's, the boxes and windows are those of Windows; on POSIX the
+/// library knows no windows, asks the question on the terminal, or answers with the preselected button when
+/// there is no terminal. For the toolkits GTK and Qt there are ready window systems (gtk_windows.h,
+/// qt_windows.h). A program with another toolkit derives from `IWindowSystem` and installs its object. The
+/// object stays the program's and must live as long as it is installed.
 ///
 /// The functions are called on whatever thread shows a message, on several at once, and that thread waits
 /// until they return. Where windows belong to one thread, an implementation hands a box over to it:
@@ -56,9 +57,9 @@ public:
     virtual bool EnableWindow(HWND window, bool enable);
 };
 
-/// Installs `system` for the process; null restores the terminal. Returns what was installed before, null for
-/// the terminal. Any thread may call it, but no function of a window system should. It waits until no other
-/// thread is in a function of the former system, which may be destroyed then.
+/// Installs `system` for the process; null restores the windows of the system, or the terminal. Returns what
+/// was installed before, or null. Any thread may call it, but no function of a window system should. It waits
+/// until no other thread is in a function of the former system, which may be destroyed then.
 TARNKIT_API IWindowSystem* SetWindowSystem(IWindowSystem* system);
 
 } // namespace Tarn

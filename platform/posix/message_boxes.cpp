@@ -1,4 +1,4 @@
-// Message boxes and windows: those of the installed window system, or else questions on the terminal.
+// The port has no windows: its message boxes are questions on the terminal.
 #include "platform/message_box_buttons.h"
 #include "platform/platform.h"
 #include "platform/posix/memory/allocator.h"
@@ -6,101 +6,21 @@
 #include "platform/posix/support/standard_streams.h"
 #include "platform/posix/support/write_signals.h"
 #include "platform/posix/text/terminal_text.h"
-
-#include <tarnkit/window_system.h>
+#include "platform/window_system.h"
 
 #include <poll.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <thread>
-#include <utility>
 
 namespace Tarn {
 namespace {
 
 using Platform::CMessageBoxButtons;
 using Platform::Posix::String;
-
-// The installed window system. ---------------------------------------------------------------------------
-
-constinit std::mutex systemLock;
-constinit IWindowSystem* installedSystem = nullptr;
-
-/// A call of the installed window system, which is not given back to the program before the call has ended.
-class SystemCall {
-public:
-    SystemCall() {
-        const std::lock_guard<std::mutex> lock(systemLock);
-        system = installedSystem;
-        if (system != nullptr) {
-            next = underWay;
-            underWay = this;
-        }
-    }
-    SystemCall(const SystemCall&) = delete;
-    SystemCall& operator=(const SystemCall&) = delete;
-    ~SystemCall() {
-        if (system == nullptr)
-            return;
-        const std::lock_guard<std::mutex> lock(systemLock);
-        SystemCall** link = &underWay;
-        while (*link != this)
-            link = &(*link)->next;
-        *link = next;
-        numberEnded.fetch_add(1);
-        numberEnded.notify_all();
-    }
-
-    explicit operator bool() const { return system != nullptr; }
-    IWindowSystem* operator->() const { return system; }
-
-    /// Waits until no other thread uses `left`. A thread does not wait for its own calls.
-    static void WaitForOthers(const IWindowSystem* left) {
-        for (;;) {
-            const unsigned before = numberEnded.load();
-            if (!othersUse(left))
-                return;
-            numberEnded.wait(before);
-        }
-    }
-
-    /// In a forked child: the calls of the other threads are not there any more.
-    static void ForgetOthers() {
-        SystemCall** link = &underWay;
-        while (*link != nullptr) {
-            if ((*link)->thread == std::this_thread::get_id())
-                link = &(*link)->next;
-            else
-                *link = (*link)->next;
-        }
-    }
-
-private:
-    static constinit inline SystemCall* underWay = nullptr;
-    static constinit inline std::atomic<unsigned> numberEnded = 0;
-
-    static bool othersUse(const IWindowSystem* left) {
-        const std::lock_guard<std::mutex> lock(systemLock);
-        for (const SystemCall* call = underWay; call != nullptr; call = call->next)
-            if (call->system == left && call->thread != std::this_thread::get_id())
-                return true;
-        return false;
-    }
-
-    IWindowSystem* system;
-    SystemCall* next = nullptr;
-    const std::thread::id thread = std::this_thread::get_id();
-};
-
-HWND noWindow() {
-    Platform::SetLastError(ERROR_INVALID_WINDOW_HANDLE);
-    return nullptr;
-}
 
 // The buttons of a box. ----------------------------------------------------------------------------------
 
@@ -273,79 +193,29 @@ int askOnTerminal(const char16_t* text, const char16_t* caption, UINT flags) {
 
 } // namespace
 
-IWindowSystem::~IWindowSystem() noexcept(false) = default;
-
-HWND IWindowSystem::GetDesktopWindow() { return nullptr; }
-HWND IWindowSystem::GetWindow(HWND, UINT) { return noWindow(); }
-HWND IWindowSystem::GetParent(HWND) { return noWindow(); }
-LONG IWindowSystem::GetWindowStyle(HWND) { return 0; }
-bool IWindowSystem::IsWindowVisible(HWND) { return false; }
-bool IWindowSystem::IsWindowEnabled(HWND) { return false; }
-bool IWindowSystem::EnableWindow(HWND, bool) { return false; }
-
-IWindowSystem* SetWindowSystem(IWindowSystem* system) {
-    IWindowSystem* before;
-    {
-        const std::lock_guard<std::mutex> lock(systemLock);
-        before = std::exchange(installedSystem, system);
-    }
-    if (before != nullptr && before != system)
-        SystemCall::WaitForOthers(before);
-    return before;
-}
-
 namespace Platform {
 
 // A fork does not wait for an answer on the terminal.
-constinit const Posix::ForkHandlers Posix::kBoxesAtFork = {[] { systemLock.lock(); },
-                                                           [] { systemLock.unlock(); },
-                                                           [] {
-                                                               systemLock.unlock();
+constinit const Posix::ForkHandlers Posix::kBoxesAtFork = {LockWindowSystem, UnlockWindowSystem, [] {
+                                                               UnlockWindowSystem();
                                                                MakeNewInChild(terminalInUse);
-                                                               SystemCall::ForgetOthers();
+                                                               ForgetWindowCallsOfOtherThreads();
                                                            }};
 
-int MessageBoxW(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) {
-    text = text != nullptr ? text : u"";
-    caption = caption != nullptr ? caption : u"Error";
-    const SystemCall system;
-    return system ? system->MessageBox(owner, text, caption, flags) : askOnTerminal(text, caption, flags);
+namespace PortWindows {
+
+int MessageBox(HWND, const char16_t* text, const char16_t* caption, UINT flags) {
+    return askOnTerminal(TextOfBox(text), CaptionOfBox(caption), flags);
 }
 
-HWND GetDesktopWindow() {
-    const SystemCall system;
-    return system ? system->GetDesktopWindow() : nullptr;
-}
+HWND GetDesktopWindow() { return nullptr; }
+HWND GetWindow(HWND, UINT) { return NoWindow(); }
+HWND GetParent(HWND) { return NoWindow(); }
+LONG GetWindowStyle(HWND) { return 0; }
+bool IsWindowVisible(HWND) { return false; }
+bool IsWindowEnabled(HWND) { return false; }
+bool EnableWindow(HWND, bool) { return false; }
 
-HWND GetWindow(HWND window, UINT command) {
-    const SystemCall system;
-    return system ? system->GetWindow(window, command) : noWindow();
-}
-
-HWND GetParent(HWND window) {
-    const SystemCall system;
-    return system ? system->GetParent(window) : noWindow();
-}
-
-LONG GetWindowStyle(HWND window) {
-    const SystemCall system;
-    return system ? system->GetWindowStyle(window) : 0;
-}
-
-BOOL IsWindowVisible(HWND window) {
-    const SystemCall system;
-    return system && system->IsWindowVisible(window);
-}
-
-BOOL IsWindowEnabled(HWND window) {
-    const SystemCall system;
-    return system && system->IsWindowEnabled(window);
-}
-
-BOOL EnableWindow(HWND window, BOOL enable) {
-    const SystemCall system;
-    return system && system->EnableWindow(window, enable != FALSE);
-}
-
+} // namespace PortWindows
 } // namespace Platform
 } // namespace Tarn

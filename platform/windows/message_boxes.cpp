@@ -1,10 +1,11 @@
-// Windows and message boxes.
+// Windows and message boxes of the system.
 #include "platform/platform.h"
+#include "platform/window_system.h"
 #include "platform/windows/text16.h"
 
-namespace Tarn::Platform {
+namespace Tarn::Platform::PortWindows {
 
-int MessageBoxW(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) {
+int MessageBox(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) {
     return ::MessageBoxW(owner, wide(text), wide(caption), flags);
 }
 
@@ -16,10 +17,10 @@ HWND GetParent(HWND window) { return ::GetParent(window); }
 
 LONG GetWindowStyle(HWND window) { return ::GetWindowLongW(window, GWL_STYLE); }
 
-BOOL IsWindowVisible(HWND window) { return ::IsWindowVisible(window); }
+bool IsWindowVisible(HWND window) { return ::IsWindowVisible(window) != FALSE; }
 
-BOOL IsWindowEnabled(HWND window) { return ::IsWindowEnabled(window); }
+bool IsWindowEnabled(HWND window) { return ::IsWindowEnabled(window) != FALSE; }
 
-BOOL EnableWindow(HWND window, BOOL enable) { return ::EnableWindow(window, enable); }
+bool EnableWindow(HWND window, bool enable) { return ::EnableWindow(window, enable ? TRUE : FALSE) != FALSE; }
 
-} // namespace Tarn::Platform
+} // namespace Tarn::Platform::PortWindows

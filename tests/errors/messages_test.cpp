@@ -19,7 +19,11 @@ TEST_F(Messages, HaveTheIdsAndTextsOfTheCatalogue) {
     EXPECT_EQ(last.UnicodeStr(), u"Internal Program Error:\nPresumption failed: (%0)\n%1, %2.");
     CNames names;
     CMessage::GetDefinedMessages(names);
-    EXPECT_EQ(names.Size(), 47);
+    EXPECT_EQ(names.Size(), 57);
+    CUnicodeString buttons;
+    for (int button = 0; button <= IDCONTINUE + 1; button++)
+        buttons += MessageBoxButtonText(button) + u"|";
+    EXPECT_EQ(buttons, u"|OK|Cancel|Abort|Retry|Ignore|Yes|No|||Try Again|Continue||");
 }
 
 TEST_F(Messages, TakeTheirParametersAndKeepThemWhereTheyAreUndefined) {

@@ -31,11 +31,8 @@ std::string nameOf(const testing::TestParamInfo<const char*>& page) { return pag
 
 INSTANTIATE_TEST_SUITE_P(Docs, GuidePage,
                          testing::Values("memory", "strings", "errors", "files", "settings", "values",
-                                         "containers", "runtime", "threads"),
+                                         "containers", "runtime", "threads", "message_boxes"),
                          nameOf);
-#ifdef TARNKIT_SINGLE_PORT_PAGES
-INSTANTIATE_TEST_SUITE_P(DocsOfThisPort, GuidePage, testing::Values(TARNKIT_SINGLE_PORT_PAGES), nameOf);
-#endif
 
 } // namespace
 } // namespace Tarn

@@ -240,6 +240,7 @@ TEST_F(Notebook, ExplainsFailures) {
         {"export b 1 ./b", "sharing violation"},
         {"--log b list missing", "b is not a log"},
         {"--log no/such list missing", "invalid path"},
+        {"--windows motif list missing", "no windows of \"motif\""},
         {"list long", "past its end"},
         {"list trailing", "corrupted"},
         {"list older", "invalid version"},

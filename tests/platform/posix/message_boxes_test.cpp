@@ -1,9 +1,6 @@
 // Message boxes of the POSIX port: on a real terminal and without one.
 #include "platform/platform.h"
 #include "tests/support/fresh_folder.h"
-#include "tests/threads/threads.h"
-
-#include <tarnkit/window_system.h>
 
 #include <fcntl.h>
 #include <pty.h>
@@ -122,42 +119,6 @@ TEST(MessageBoxWithoutATerminal, NeverWritesToAFileThatTookTheDescriptorOfAClose
         const bool isShown = closed.find('2') == std::string::npos;
         EXPECT_EQ(std::filesystem::file_size("shown.txt"), isShown ? 20u : 0u) << closed;
     }
-}
-
-/// Answers like a box; notices calls after its end.
-class CShortLivedWindows : public Tarn::IWindowSystem {
-public:
-    ~CShortLivedWindows() override { isAlive = false; }
-
-    int MessageBox(HWND, const char16_t*, const char16_t*, UINT flags) override {
-        std::this_thread::yield();
-        return isAlive && flags == MB_YESNO ? IDYES : IDNO;
-    }
-    bool IsWindowVisible(HWND window) override { return isAlive && window != nullptr; }
-
-private:
-    std::atomic<bool> isAlive = true;
-};
-
-TEST(WindowSystem, CanBeDestroyedWhenItWasReplacedWhileOtherThreadsShowBoxes) {
-    auto installed = std::make_unique<CShortLivedWindows>();
-    EXPECT_EQ(Tarn::SetWindowSystem(installed.get()), nullptr);
-    std::vector<int> failures(4);
-    std::atomic<int> running = 4;
-    Tarn::RunOnThreads(5, [&](int index) {
-        for (int round = 0; index < 4 && round < 2000; round++)
-            failures[static_cast<std::size_t>(index)] +=
-                Platform::MessageBoxW(nullptr, u"text", u"caption", MB_YESNO) != IDYES ||
-                Platform::IsWindowVisible(nullptr);
-        for (running -= index < 4; index == 4 && running > 0;) {
-            auto next = std::make_unique<CShortLivedWindows>();
-            if (Tarn::SetWindowSystem(next.get()) != installed.get())
-                failures[0]++;
-            installed = std::move(next);
-        }
-    });
-    EXPECT_EQ(failures, std::vector<int>(4));
-    EXPECT_EQ(Tarn::SetWindowSystem(nullptr), installed.get());
 }
 
 } // namespace
