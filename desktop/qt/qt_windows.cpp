@@ -84,7 +84,8 @@ public:
         addButtons(*dialog, look);
         QObject::connect(dialog, &QDialog::finished, &receiver, [&box, escape = look.escape] {
             const QAbstractButton* clicked = dialogOf(box)->clickedButton();
-            box.shownBy->Answer(box, clicked != nullptr ? clicked->property(kButton).toInt() : escape);
+            const int left = escape != 0 ? escape : CMessageHandler::GetDefaultReturnValue(box.flags);
+            box.shownBy->Answer(box, clicked != nullptr ? clicked->property(kButton).toInt() : left);
         });
         // By the program, for instance together with the owner.
         QObject::connect(dialog, &QObject::destroyed, &receiver, [&box] {
