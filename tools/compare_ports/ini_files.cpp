@@ -37,8 +37,11 @@ std::u16string randomLine(Random& random) {
 
 CUnicodeString randomText(Random& random) {
     std::u16string text;
-    for (unsigned count = random.Below(16); count > 0; count--)
-        text += randomLine(random) + std::u16string(random.Pick(kLineBreaks));
+    for (unsigned count = random.Below(16); count > 0; count--) {
+        text +=
+            randomLine(random); // in a statement of its own, because compilers order operands as they like
+        text += random.Pick(kLineBreaks);
+    }
     return text.c_str();
 }
 
