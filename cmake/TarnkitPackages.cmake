@@ -1,14 +1,17 @@
-# What CPack makes of an installation: three Debian packages and two for each toolkit, or one archive for Windows.
-# scripts/package runs it.
+# What CPack makes of an installation: three Debian packages and two for each toolkit, or one archive for another
+# processor or for Windows. scripts/package runs it.
 set(CPACK_PACKAGE_VENDOR "Tarnkit")
 set(CPACK_PACKAGE_CONTACT "Tarnkit maintainers <maintainers@example.org>" CACHE STRING "Who answers for the packages")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
 
-if(WIN32)
-  set(CPACK_GENERATOR ZIP)
-  string(TOLOWER "tarnkit-${PROJECT_VERSION}-windows-${CMAKE_SYSTEM_PROCESSOR}" CPACK_PACKAGE_FILE_NAME)
+if(WIN32 OR CMAKE_CROSSCOMPILING)
+  set(CPACK_GENERATOR TGZ)
+  if(WIN32)
+    set(CPACK_GENERATOR ZIP)
+  endif()
+  string(TOLOWER "tarnkit-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}" CPACK_PACKAGE_FILE_NAME)
   include(CPack)
   return()
 endif()

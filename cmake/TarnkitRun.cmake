@@ -11,6 +11,10 @@ exec ${TARNKIT_EMULATOR_COMMAND}'${CMAKE_RUNTIME_OUTPUT_DIRECTORY}'/\"$program${
 ")
 file(CHMOD ${PROJECT_BINARY_DIR}/run FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE)
 
+# For scripts that build clients as this build is.
+file(WRITE ${PROJECT_BINARY_DIR}/compiler.txt "${CMAKE_CXX_COMPILER}")
+file(WRITE ${PROJECT_BINARY_DIR}/emulator.txt "${CMAKE_CROSSCOMPILING_EMULATOR}")
+
 # The prefix of the build machine's paths as programs of this build see them: under Wine, a drive.
 set(TARNKIT_HOST_ROOT "")
 if(CMAKE_CROSSCOMPILING AND WIN32)
