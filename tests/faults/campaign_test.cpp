@@ -341,7 +341,7 @@ const struct CScenario {
     void (*prepare)() = prepareFolder;
     TState (*state)() = filesAndResult;
 } kScenarios[] = {
-    {"SaveDocument", 380, [] { saveThrough(in("")); }},
+    {"SaveDocument", 300, [] { saveThrough(in("")); }},
     {"SaveAcrossDisks", 500, [] { saveThrough(NameOf(otherDisk)); }},
     {"WriteText", 300,
      [] {
@@ -351,7 +351,7 @@ const struct CScenario {
      isPartOfAfter},
     {"WriteThroughLink", 100, [] { CFile::WriteText(in("link"), kText); }, nullptr, kUsual,
      [] { prepareFolder(), fs::create_symlink("old", place / "link"); }},
-    {"ReadText", 50,
+    {"ReadText", 40,
      [] {
          CArray<CUnicodeString> lines;
          CFile::ReadText(in("old"), lines, 65001);
@@ -392,7 +392,7 @@ const struct CScenario {
          require(number.Get() == 3 && items.Size() == 2);
      },
      nullptr, kOnce},
-    {"Archive", 100,
+    {"Archive", 90,
      [] {
          CFile onDisk(in("archive"), CFile::ForReadingAndWriting | CFile::Create);
          CMemoryFile inMemory;
@@ -401,13 +401,13 @@ const struct CScenario {
          onDisk.Close();
      },
      isBegun},
-    {"Copy", 150, [] { FileSystem::Copy(in("second"), in("old")); }, nullptr, kUsual, prepareTwoFiles},
-    {"CopyToNew", 130, [] { FileSystem::Copy(in("old"), in("new")); }},
-    {"Move", 80, [] { FileSystem::Move(in("old"), in("new")); }, isSomewhere},
-    {"MoveAcrossDisks", 200, [] { FileSystem::Move(NameOf(otherDisk / "source"), in("new")); }, isSomewhere,
+    {"Copy", 120, [] { FileSystem::Copy(in("second"), in("old")); }, nullptr, kUsual, prepareTwoFiles},
+    {"CopyToNew", 100, [] { FileSystem::Copy(in("old"), in("new")); }},
+    {"Move", 60, [] { FileSystem::Move(in("old"), in("new")); }, isSomewhere},
+    {"MoveAcrossDisks", 170, [] { FileSystem::Move(NameOf(otherDisk / "source"), in("new")); }, isSomewhere,
      kUsual, prepareSource, filesAndSource},
-    {"DelTree", 150, [] { FileSystem::DelTree(in("tree")); }, isPartOfBefore, kUsual, prepareTree},
-    {"FindFiles", 80,
+    {"DelTree", 120, [] { FileSystem::DelTree(in("tree")); }, isPartOfBefore, kUsual, prepareTree},
+    {"FindFiles", 60,
      [] {
          CArray<CUnicodeString> names;
          FileSystem::GetFilesInDir(in(""), u"*", names);
@@ -416,7 +416,7 @@ const struct CScenario {
      },
      nullptr, kUsual, prepareTwoFiles},
     {"MakeDir", 100, [] { FileSystem::MakeDir(in("a/b/c")); }, isPartOfAfter},
-    {"TempFiles", 200,
+    {"TempFiles", 170,
      [] {
          const CUnicodeString first = TempFile::NewInDir(in(""), u"a"),
                               second = TempFile::NewInDir(in(""), u"b");
@@ -449,7 +449,7 @@ const struct CScenario {
          require(isTranslated());
      },
      isUnreadableLanguage, kUsual, prepareLanguage, language},
-    {"Times", 14,
+    {"Times", 10,
      [] { result = bytes(CTime(2026, 5, 2, 14, 30, 0, 0, 0).UnicodeFormat(u"%A %a %B %b %p %c %#x %X %g")); },
      nullptr, kGrows, prepareLocale},
     {"Conversions", 10,
