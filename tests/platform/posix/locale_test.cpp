@@ -39,9 +39,10 @@ protected:
         const std::string name = locale + "." + codeset;
         // The files of locales have the machine's order of bytes, which need not be that of the tool's
         // machine.
-        const char* const order = std::endian::native == std::endian::big ? "big" : "little";
-        const std::string command = std::string("LC_ALL=C localedef --") + order + "-endian -i " + locale +
-                                    " -f " + codeset + " locales/" + name + " >/dev/null 2>&1";
+        const std::string order =
+            std::endian::native == std::endian::big ? "--big-endian" : "--little-endian";
+        const std::string command = "LC_ALL=C localedef " + order + " -i " + locale + " -f " + codeset +
+                                    " locales/" + name + " >/dev/null 2>&1";
         std::filesystem::create_directory("locales");
         EXPECT_TRUE(std::filesystem::exists("locales/" + name) || std::system(command.c_str()) == 0)
             << command;
