@@ -92,8 +92,7 @@ TEST(UncaughtExceptions, SayTheirTextBeforeTheProcessEnds) {
     SetAppTitle(u"Test");
     EXPECT_DEATH(endBy(new CFileException(112, u"a\u202E.txt")), "Test: .*a.*\\.txt");
     EXPECT_DEATH(std::thread([] { ThrowMemoryException(); }).join(), "Test: Not enough memory!");
-    EXPECT_DEATH(endBy(new CUserException), "^\\S* *terminat.*Tarn::CException")
-        << "there is nothing to say";
+    EXPECT_DEATH(endBy(new CUserException), "^\\S* *terminat.*Tarn::CException") << "there is nothing to say";
     SetAppTitle(u"");
 }
 
