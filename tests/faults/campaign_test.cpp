@@ -664,6 +664,17 @@ TEST(Registry, BothDatabasesAreFlushed) {
     EXPECT_EQ(syncs.number, 4); // two logs and their folder
 }
 
+TEST(ExecutableFolder, IsKnownWithoutProcHoweverTheProgramWasFound) {
+    CLackingSystem withoutProc({std::prev(std::end(kLacks)), 1}, 0);
+    const CUnicodeString folder = FileSystem::GetEXEDir();
+    char* const name = std::exchange(program_invocation_name, program_invocation_short_name);
+    {
+        const CHookedCalls hooked(withoutProc);
+        EXPECT_EQ(FileSystem::GetEXEDir(), folder);
+    }
+    program_invocation_name = name;
+}
+
 TEST_P(Faults, LoseNothing) {
     std::vector<CPoint> points;
     for (const std::string& name : callsOfUse()) {

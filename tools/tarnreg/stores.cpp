@@ -26,16 +26,17 @@ bool tell(DWORD result, const CRegistryStoreState& state, const std::u16string& 
     if (result == ERROR_CALL_NOT_IMPLEMENTED)
         throw Failure{kExitFailed, MSG_TARNREG_SYSTEM_KEEPS_IT.UnicodeStr()};
     const CUnicodeString keys = UnicodeStr(state.KeyCount), values = UnicodeStr(state.ValueCount);
+    const CUnicodeString file = FileSystem::ForDisplay(state.FileName);
     if (result == ERROR_SUCCESS && state.OldFileName.IsEmpty())
-        print(MSG_TARNREG_SOUND.SubstParam(state.FileName, keys, values));
+        print(MSG_TARNREG_SOUND.SubstParam(file, keys, values));
     else if (result == ERROR_SUCCESS)
-        print(MSG_TARNREG_REPAIRED.SubstParam(state.FileName, keys, values, state.OldFileName));
+        print(MSG_TARNREG_REPAIRED.SubstParam(file, keys, values, FileSystem::ForDisplay(state.OldFileName)));
     else if (result == ERROR_FILE_NOT_FOUND)
-        print(MSG_TARNREG_NO_STORE.SubstParam(state.FileName));
+        print(MSG_TARNREG_NO_STORE.SubstParam(file));
     else if (result == ERROR_BADDB)
-        print(MSG_TARNREG_DAMAGED.SubstParam(state.FileName, keys, values));
+        print(MSG_TARNREG_DAMAGED.SubstParam(file, keys, values));
     else
-        FailFor(result, state.FileName);
+        FailFor(result, file);
     const CUnicodeString root = name == u"user" ? u"HKEY_CURRENT_USER" : u"HKEY_LOCAL_MACHINE";
     if (state.UnreadablePages > 0)
         print(MSG_TARNREG_UNREADABLE_PAGES.SubstParam(UnicodeStr(state.UnreadablePages)));

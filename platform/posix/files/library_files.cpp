@@ -8,6 +8,7 @@
 #include <elf.h>
 #include <fcntl.h>
 #include <link.h>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -146,8 +147,11 @@ String ExecutableFile() {
     ssize_t length = readlink(kOwnExecutable, buffer, sizeof(buffer));
     if (length > 0)
         return String(buffer, static_cast<std::size_t>(length));
-    char* path = realpath(program_invocation_name, buffer);
-    return path != nullptr ? path : program_invocation_name;
+    // How the program was found, even if it was named without a folder.
+    const auto given = reinterpret_cast<const char*>(getauxval(AT_EXECFN));
+    const char* const name = given != nullptr ? given : program_invocation_name;
+    char* path = realpath(name, buffer);
+    return path != nullptr ? path : name;
 }
 
 bool IsExecutableFile(const String& path) {
