@@ -368,7 +368,7 @@ TEST_F(RegistryTool, RepairsWhatCanBeReadOfADamagedStore) {
     WriteBytes("in.reg", file);
     ASSERT_EQ(tarnreg("import in.reg"), 0) << said;
     ASSERT_EQ(tarnreg("check"), 0) << said;
-    EXPECT_TRUE(Contains(said, "user.db is sound: 320 keys, 300 values.")) << said;
+    EXPECT_TRUE(Contains(said, "/user.db is sound: 320 keys, 300 values.")) << said;
     ASSERT_EQ(tarnreg("repair user"), 0) << said;
     EXPECT_TRUE(Contains(said, "is sound") && !fs::exists("store/user.db.damaged")) << said;
     const Bytes sound = BytesOf("store/user.db");

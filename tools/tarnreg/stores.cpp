@@ -4,6 +4,7 @@
 #include "tools/tarnreg/messages.h"
 #include "tools/tarnreg/registry.h"
 
+#include <tarnkit/file_system.h>
 #include <tarnkit/registry_store.h>
 #include <tarnkit/text_of_values.h>
 
