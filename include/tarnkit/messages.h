@@ -110,7 +110,7 @@ TARNKIT_API void SaveUndefinedMessages(const CUnicodeString& fileName);
 TARNKIT_API void SaveUndefinedMessagesAsPo(const CUnicodeString& fileName);
 
 /// The library's own reasons for failed checks. Their texts, and what each parameter stands for, are in
-/// catalogue/en.po.
+/// catalogue/en.po, which is installed beside the language libraries.
 extern TARNKIT_API CError ERR_BAD_ARCHIVE;
 extern TARNKIT_API CError ERR_BAD_ARCHIVE_VERSION;
 extern TARNKIT_API CError ERR_BAD_INI_FILE;

@@ -14,6 +14,9 @@ int main() {
     SetCurrentLanguageCode(2);
     const bool isTranslated = MSG_CONSUMER_GREETING.SubstParam(u"Tarnkit") == u"Tarnkit läuft.";
     const bool hasLibraryText = ERR_FILE_NOT_FOUND.SubstParam(u"x") == u"x was not found.";
+    AddResourcePrefix(FileSystem::GetEXEDir(), u"Tarnkit");
+    SetCurrentLanguageCode(15);
+    const bool isLibraryTranslated = ERR_FILE_NOT_FOUND.SubstParam(u"x") == u"Nie znaleziono x.";
     bool isFailureCaught = false;
     try {
         CFile missing(u"/no/such/file", CFile::ForReading);
@@ -23,5 +26,5 @@ int main() {
     }
     RegisterThisModule();
     Clean();
-    return isEnglish && isTranslated && hasLibraryText && isFailureCaught ? 0 : 1;
+    return isEnglish && isTranslated && hasLibraryText && isLibraryTranslated && isFailureCaught ? 0 : 1;
 }

@@ -2,6 +2,7 @@
 #include "tests/support/capabilities.h"
 #include "tools/tarnmsg/plural_rule.h"
 
+#include <regex>
 #include <tuple>
 
 namespace Tarn {
@@ -106,6 +107,20 @@ TEST(MessageCompiler, RefusesWithFileAndLineAndLeavesNoOutput) {
                                                            {"in.po --version", "tarnmsg 8."}};
     for (const auto& [option, answer] : answers)
         EXPECT_TRUE(compile(option) && Contains(said, answer)) << said;
+}
+
+TEST(ManualPages, HaveEveryOption) {
+    for (const auto& [program, page] : {std::pair(TARNMSG, "tarnmsg"), std::pair(TARNREG, "tarnreg")}) {
+        const Bytes manual = BytesOf(fs::path(TARNKIT_TOOLS) / page / (std::string(page) + ".1"));
+        ASSERT_TRUE(run(std::string("\"") + program + "\" --help"));
+        const std::regex option("--[a-z-]+");
+        int count = 0;
+        for (std::sregex_iterator found(said.begin(), said.end(), option), end; found != end;
+             ++found, count++)
+            EXPECT_TRUE(Contains(manual, std::regex_replace(found->str(), std::regex("-"), "\\-")))
+                << found->str();
+        EXPECT_GT(count, 8);
+    }
 }
 
 TEST(MessageCompiler, ReportsEveryErrorOfAFileOnce) {
