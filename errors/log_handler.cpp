@@ -11,7 +11,6 @@
 #include "platform/platform.h"
 
 #include <algorithm>
-#include <chrono>
 #include <mutex>
 
 namespace Tarn {
@@ -33,15 +32,12 @@ const char* severityOf(unsigned flags) {
 
 // What stands in front of each line.
 CString prefixOf(unsigned flags) {
-    using namespace std::chrono;
-    const auto now = floor<milliseconds>(system_clock::now());
-    const auto today = floor<days>(now);
-    const year_month_day date(today);
-    const hh_mm_ss time(now - today);
-    return Format("%04d-%02u-%02u %02d:%02d:%02d.%03dZ [%u] %s: ", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                  static_cast<int>(time.seconds().count()), static_cast<int>(time.subseconds().count()),
+    FILETIME now;
+    Platform::GetSystemTimeAsFileTime(&now);
+    SYSTEMTIME time;
+    Platform::FileTimeToSystemTime(&now, &time);
+    return Format("%04d-%02d-%02d %02d:%02d:%02d.%03dZ [%u] %s: ", time.wYear, time.wMonth, time.wDay,
+                  time.wHour, time.wMinute, time.wSecond, time.wMilliseconds,
                   static_cast<unsigned>(Platform::GetCurrentProcessId()), severityOf(flags));
 }
 

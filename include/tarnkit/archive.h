@@ -258,7 +258,8 @@ private:
             std::memcpy(&value, bytes, sizeof(T));
         else
             value = T();
-        value = LittleEndian(value);
+        if constexpr (!kIsLittleEndian) // in some registers of coprocessors, not all numbers keep their bits
+            value = LittleEndian(value);
         return *this;
     }
     template<class Narrow, class T>

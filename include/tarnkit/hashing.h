@@ -79,15 +79,22 @@ bool AreMapKeysEqual(const Wide* a, const Wide* b) {
 }
 ///@}
 
-/// The hash of a number: the number itself, folded if it has more than 32 bits.
+/// The hash of a number: the number itself, folded if it does not fit into 32 bits. It is the same on every
+/// system, so a `char` counts as signed, as in texts.
 template<class Key>
 requires std::integral<Key> || std::is_enum_v<Key>
 constexpr int HashKey(Key key) {
+    if constexpr (std::is_same_v<Key, char>)
+        return static_cast<signed char>(key);
     const auto bits = static_cast<std::uint64_t>(key);
-    if constexpr (sizeof(Key) > sizeof(int))
-        return static_cast<int>(static_cast<unsigned>(bits >> 32) * 33 + static_cast<unsigned>(bits));
+    const auto low = static_cast<int>(static_cast<unsigned>(bits));
+    if constexpr (sizeof(Key) <= sizeof(int))
+        return low;
+    else if (static_cast<std::int64_t>(low) ==
+             static_cast<std::int64_t>(bits)) // a `long` may have 32 bits elsewhere
+        return low;
     else
-        return static_cast<int>(static_cast<unsigned>(bits));
+        return static_cast<int>(static_cast<unsigned>(bits >> 32) * 33 + static_cast<unsigned>(bits));
 }
 
 /// The hash of an address.

@@ -5,6 +5,7 @@
 #include "platform/posix/support/time_zone.h"
 
 #include <chrono>
+#include <ctime>
 
 namespace Tarn::Platform {
 
@@ -38,7 +39,12 @@ SYSTEMTIME toSystemTime(FileTimeUnits units) {
             word(time.seconds().count()),        word(time.subseconds().count())};
 }
 
-FileTimeUnits unitsOfNow() { return floor<FileTimeUnits>(system_clock::now()) - kEpoch; }
+// The C++ library's clock was compiled with times of 32 bits on 32-bit systems.
+FileTimeUnits unitsOfNow() {
+    timespec time;
+    clock_gettime(CLOCK_REALTIME, &time);
+    return sys_seconds(seconds(time.tv_sec)) - kEpoch + floor<FileTimeUnits>(nanoseconds(time.tv_nsec));
+}
 
 BOOL shift(const FILETIME& from, seconds distance, FILETIME* to) {
     const UInt64 bits = bitsOf(from);

@@ -34,6 +34,14 @@ TEST(Hashing, TextHashesAreTimes33OverSignedBytesOrUnsignedUnits) {
     EXPECT_EQ(HashKey(CUnicodeString(u"ab")), 3299);
 }
 
+TEST(Hashing, NumbersHaveTheSameHashesWhateverTheSystemsTypes) {
+    EXPECT_EQ(HashKey('\xE9'), -23);
+    EXPECT_EQ(HashKey(-2L), -2);
+    EXPECT_EQ(HashKey(Int64{-2}), -2);
+    EXPECT_EQ(HashKey(Int64{-1} << 32), -33);
+    EXPECT_EQ(HashKey(0xFFFFFFFFUL), -1);
+}
+
 TEST(Hashing, MemoryHashesTakeWordsThenBytes) {
     const unsigned char block[] = {1, 0, 0, 0, 2, 0xFF, 0, 0x80};
     EXPECT_EQ(HashMemoryBlock(block, 0), 0);

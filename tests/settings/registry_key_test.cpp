@@ -1,6 +1,7 @@
 #include <tarnkit/registry_key.h>
 
 #include "tests/errors/reports.h"
+#include "tests/support/refusing_manager.h"
 
 using namespace Tarn;
 
@@ -99,6 +100,13 @@ TEST_F(RegistryKey, RefusesNegativeSizes) {
     EXPECT_FALSE(key.SetValue(u"v", REG_BINARY, "1234", -1));
     key.DeleteValue(u"v");
     EXPECT_EQ(key.GetValueType(u"v"), 0u);
+}
+
+TEST_F(RegistryKey, WritesWhateverTheCurrentManagerHas) {
+    const char16_t text[] = u"of any length, and in any order of bytes";
+    CRefusingManager manager;
+    CMemoryManagerSwitcher switching(&manager);
+    EXPECT_TRUE(manager.TryWith(0, [&] { EXPECT_TRUE(key.SetValue(u"v", REG_SZ, text, sizeof text)); }));
 }
 
 TEST_F(RegistryKey, ListsNamesAndSizesOfAnyLength) {

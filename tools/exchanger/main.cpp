@@ -205,8 +205,9 @@ CArray<CString> hashes(CRandom& random) {
     for (int i = 0; i < kRounds; i++) {
         const CUnicodeString text = random.Text();
         const CString bytes = text.CreateString(kUtf8);
-        all.Add(Format("%d %d %d", HashKey(text), HashKey(bytes),
-                       HashMemoryBlock(bytes.Ptr(), bytes.GetLength())));
+        all.Add(Format("%d %d %d %d %d %d", HashKey(text), HashKey(bytes),
+                       HashMemoryBlock(bytes.Ptr(), bytes.GetLength()), HashKey(static_cast<char>(i)),
+                       HashKey(-static_cast<long>(i)), HashKey(i * -123'456'789'012)));
     }
     return all;
 }

@@ -278,7 +278,7 @@ LSTATUS RegistryStore::SetValue(RegistryKeyId key, const RegistryName& name, DWO
     if (failure != 0)
         return failure;
     forgetSizes(key);
-    std::string stored;
+    String stored;
     if constexpr (!kIsLittleEndian) { // the store has it as Windows has it
         stored.assign(static_cast<const char*>(data), size);
         TurnLittleEndian(type, stored.data(), size);

@@ -71,14 +71,16 @@ void copyName(const char* name, char16_t (&copy)[32]) {
 
 LONG biasOf(const LocalClock& clock) { return static_cast<LONG>(-floor<minutes>(clock.Offset()).count()); }
 
-sys_seconds now() { return floor<seconds>(system_clock::now()); }
-
-/// The time on a clock that is read faster and may be some milliseconds slow.
-sys_seconds aboutNow() {
+sys_seconds timeOf(clockid_t clock) {
     timespec time;
-    clock_gettime(CLOCK_REALTIME_COARSE, &time);
+    clock_gettime(clock, &time);
     return sys_seconds(seconds(time.tv_sec));
 }
+
+sys_seconds now() { return timeOf(CLOCK_REALTIME); }
+
+/// The time on a clock that is read faster and may be some milliseconds slow.
+sys_seconds aboutNow() { return timeOf(CLOCK_REALTIME_COARSE); }
 
 /// A period in which the clocks are not set and the year stays the same, and what is true in it.
 struct Period {
