@@ -245,6 +245,9 @@ PUSHES(1000000);
 void prepend(Tarn::CArray<Tarn::CUnicodeString>& array, const Tarn::CUnicodeString& text) {
     array.InsertAt(0, text);
 }
+void prepend(StandardVector<Tarn::CUnicodeString>& array, const Tarn::CUnicodeString& text) {
+    array.insert(array.begin(), text);
+}
 void prepend(QList<QString>& array, const QString& text) { array.prepend(text); }
 
 template<class Array, class Text, int count>
@@ -267,6 +270,8 @@ struct QtText : QString {
 #define INSERTIONS(count)                                                                                    \
     BENCHMARK(insertInFront<Tarn::CArray<Tarn::CUnicodeString>, Tarn::CUnicodeString, count>)                \
         ->Name("array/insert/" #count "/CArray");                                                            \
+    BENCHMARK(insertInFront<StandardVector<Tarn::CUnicodeString>, Tarn::CUnicodeString, count>)              \
+        ->Name("array/insert/" #count "/std::vector");                                                       \
     BENCHMARK(insertInFront<QList<QString>, QtText, count>)->Name("array/insert/" #count "/QList")
 INSERTIONS(100);
 INSERTIONS(1000);

@@ -31,7 +31,9 @@ foreach(tool IN ITEMS tarnmsg tarnreg)
   install(FILES ${manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endforeach()
 install(TARGETS Tarnkit1 Tarnkit2 LIBRARY DESTINATION ${languages_folder} COMPONENT languages)
-install(FILES ${library_catalogue} DESTINATION ${languages_folder} COMPONENT languages) # what a new one starts from
+# What a further translation starts from.
+install(FILES ${library_catalogue} ${PROJECT_BINARY_DIR}/catalogue/Tarnkit.pot DESTINATION ${languages_folder}
+  COMPONENT languages)
 if(WIN32 AND TARNKIT_SHARED)
   install(FILES ${exceptions_library} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
   install(FILES ${runtime_files} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)

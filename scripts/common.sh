@@ -5,9 +5,9 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
 # The packages that building and testing need beyond a Debian base system. The tests are always configured too.
-build_packages=(g++ cmake ninja-build ccache libsqlite3-dev libgtest-dev)
-toolkit_packages=(libgtk-3-dev pkgconf qt6-base-dev) # for the optional window systems
-test_packages=(clang-format gdb gettext git libfmt-dev locales pkgconf)
+build_packages=(g++ cmake ninja-build ccache libsqlite3-dev libgtest-dev pkgconf)
+toolkit_packages=(libgtk-3-dev qt6-base-dev) # for the optional window systems
+test_packages=(clang-format gdb gettext git libfmt-dev locales)
 
 # as_root COMMAND...: runs the command as root; fails if this user may not.
 as_root() {

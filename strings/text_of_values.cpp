@@ -83,7 +83,8 @@ String formatted(const Unit* format, va_list arguments) {
     }
 }
 
-// The path of the module whose committed memory holds `address`; empty when there is none.
+// The path, as the system spells it, of the module whose committed memory holds `address`; empty when there
+// is none.
 CUnicodeString moduleNameOf(const void* address) {
     MEMORY_BASIC_INFORMATION region;
     if (Platform::VirtualQuery(address, &region, sizeof region) != sizeof region ||
@@ -92,7 +93,11 @@ CUnicodeString moduleNameOf(const void* address) {
     HINSTANCE module = Platform::GetModuleHandleFromAddress(address);
     char16_t name[kModuleNameRoom];
     const DWORD length = module == nullptr ? 0 : Platform::GetModuleFileNameW(module, name, kModuleNameRoom);
-    return CUnicodeString(name, static_cast<int>(length));
+    char native[3 * kModuleNameRoom];
+    const DWORD size = length == 0 ? 0 : Platform::GetNativeName(name, sizeof native, native);
+    if (size == 0 || size > sizeof native)
+        return CUnicodeString(name, static_cast<int>(length));
+    return CString(native, static_cast<int>(size)).CreateUnicodeString(CP_UTF8);
 }
 
 template<class String, class Unit>

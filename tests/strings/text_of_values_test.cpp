@@ -229,6 +229,9 @@ TEST(TextOfAddresses, NamesTheModuleOfCodeAndNothingElse) {
               0);
     EXPECT_GT(place.Find("Tarnkit"), 0);
     EXPECT_EQ(place[place.GetLength() - 1], ')');
+    const int begin = place.Find("(") + 1;
+    EXPECT_TRUE(std::filesystem::exists(place.Mid(begin, place.GetLength() - 1 - begin).Ptr()))
+        << place.Ptr();
     EXPECT_EQ(UnicodeFormatAddress(code), place.CreateUnicodeString());
     const auto* heap = new int(1);
     EXPECT_EQ(FormatAddress(heap).Find("("), -1);

@@ -18,8 +18,6 @@
 #include <tarnkit/lifecycle.h>
 #include <tarnkit/resource_modules.h>
 
-#include <filesystem>
-
 using namespace Tarn;
 using namespace tarnreg;
 
@@ -121,17 +119,8 @@ void selectLanguage(const std::u16string& text) {
     SetCurrentLanguageCode(static_cast<int>(code));
 }
 
-// Relative names refer to the folder the user is in, as in every command-line program.
-void enterUsersFolder() {
-    std::error_code error;
-    const std::filesystem::path folder = std::filesystem::current_path(error);
-    if (error)
-        ThrowFileException(CFileException::badPath, u".");
-    FileSystem::ChangeDir(folder.u16string().c_str());
-}
-
 int run(const CArray<CUnicodeString>& values) {
-    enterUsersFolder();
+    FileSystem::ChangeToWorkingDir();
     const CommandLine line = parse(values);
     selectLanguage(line.language);
     const auto isGiven = [&line](std::u16string_view option) {
