@@ -87,15 +87,16 @@ CStringBodyOf<Unit>* MakeAsciiBody(const From* text, int length) {
 }
 
 /// Makes a body of what `convert(buffer, size)` writes; without a buffer, it returns the number of units that
-/// it would write, and 0 when it fails. A NUL ends the text. Null if nothing can be converted. Text is
-/// converted once, into room for `likelySize` units, and moved. Only what turns out to be larger, or is too
-/// large to be held twice, is converted another time to find its size first.
+/// it would write, and 0 when it fails. A NUL ends the text, unless `hasNoNul` says that there is none. Null
+/// if nothing can be converted. Text is converted once, into room for `likelySize` units, and moved. Only
+/// what turns out to be larger, or is too large to be held twice, is converted another time to find its size
+/// first.
 template<class Unit, class Convert>
-CStringBodyOf<Unit>* MakeConvertedBody(Int64 likelySize, Convert convert) {
+CStringBodyOf<Unit>* MakeConvertedBody(Int64 likelySize, bool hasNoNul, Convert convert) {
     using Body = CStringBodyOf<Unit>;
-    const auto finish = [](Body* body, int count) {
+    const auto finish = [hasNoNul](Body* body, int count) {
         body->Body()[count] = 0;
-        body->SetLength(TextUnits::LengthUpTo(body->Body(), count));
+        body->SetLength(hasNoNul ? count : TextUnits::LengthUpTo(body->Body(), count));
         return body;
     };
     const auto tryOnce = [&](Unit* buffer, int size) -> Body* {

@@ -498,7 +498,7 @@ CStringBody* CString::construct(const char16_t* text, int length, unsigned codeP
 CStringBody* CString::createFromUnicodeText(const char16_t* text, int length, unsigned codePage,
                                             unsigned flags) {
     constexpr Int64 kMostBytes = 3; // for a unit, in most code pages
-    return MakeConvertedBody<char>(kMostBytes * length, [&](char* buffer, int size) {
+    return MakeConvertedBody<char>(kMostBytes * length, false, [&](char* buffer, int size) {
         return Platform::WideCharToMultiByte(codePage, flags, text, length, buffer, size, nullptr, nullptr);
     });
 }

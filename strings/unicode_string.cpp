@@ -18,30 +18,36 @@ DWORD decodingFlags(unsigned codePage) {
     return isSystemUtf8 ? MB_ERR_INVALID_CHARS : MB_PRECOMPOSED | MB_ERR_INVALID_CHARS;
 }
 
-} // namespace
+// Whether `text` was measured: then it has no NUL, and nor has what it becomes in the usual code pages.
+enum class CLength { Measured, Given };
 
-CUnicodeString::CUnicodeString(const char* text, unsigned codePage)
-    : CStringOf(text == nullptr ? CUnicodeStringBody::MakeNew()
-                                : construct(text, TextUnits::CheckedLength(text), codePage)) {}
-
-CUnicodeString::CUnicodeString(const char* text, int length, unsigned codePage)
-    : CStringOf(text == nullptr ? CUnicodeStringBody::MakeNew() : construct(text, length, codePage)) {}
-
-CUnicodeStringBody* CUnicodeString::construct(const char* text, int length, unsigned codePage) {
+CUnicodeStringBody* makeBody(const char* text, int length, CLength kind, unsigned codePage) {
     if (length == 0)
         return CUnicodeStringBody::MakeNew();
-    CUnicodeStringBody* result = nullptr;
-    if (KeepsAscii(codePage == CP_ACP ? Platform::GetACP() : codePage))
-        result = MakeAsciiBody<char16_t>(text, length);
+    const bool keepsAscii = KeepsAscii(codePage == CP_ACP ? Platform::GetACP() : codePage);
+    CUnicodeStringBody* result = keepsAscii ? MakeAsciiBody<char16_t>(text, length) : nullptr;
     if (result != nullptr)
         return result;
     const DWORD flags = decodingFlags(codePage);
-    result = MakeConvertedBody<char16_t>(length, [&](char16_t* buffer, int size) {
+    const bool hasNoNul = kind == CLength::Measured && keepsAscii;
+    result = MakeConvertedBody<char16_t>(length, hasNoNul, [&](char16_t* buffer, int size) {
         return Platform::MultiByteToWideChar(codePage, flags, text, length, buffer, size);
     });
     return result != nullptr ? result : CUnicodeStringBody::MakeNew();
 }
 
-CString CUnicodeString::CreateString(unsigned codePage) const { return CString(Ptr(), codePage); }
+} // namespace
+
+CUnicodeString::CUnicodeString(const char* text, unsigned codePage)
+    : CStringOf(text == nullptr
+                    ? CUnicodeStringBody::MakeNew()
+                    : makeBody(text, TextUnits::CheckedLength(text), CLength::Measured, codePage)) {}
+
+CUnicodeString::CUnicodeString(const char* text, int length, unsigned codePage)
+    : CStringOf(text == nullptr ? CUnicodeStringBody::MakeNew()
+                                : makeBody(text, length, CLength::Given, codePage)) {}
+
+// A NUL before the end ends the result; to find it there is faster than to measure the text first.
+CString CUnicodeString::CreateString(unsigned codePage) const { return CString(Ptr(), Length(), codePage); }
 
 } // namespace Tarn

@@ -79,9 +79,6 @@ public:
 
     /// Converts to 8-bit text in a code page. Empty when the text cannot be converted.
     CString CreateString(unsigned codePage = 0) const;
-
-private:
-    static CUnicodeStringBody* construct(const char* text, int length, unsigned codePage);
 };
 TARNKIT_LAYOUT(CUnicodeString, 4, body);
 

@@ -26,6 +26,13 @@ TEST(Conversion, RoundTripsInEveryKindOfCodePage) {
     EXPECT_EQ(CString(u"\u041F\u0440", 1, kCyrillic), "\xCF");
     EXPECT_EQ(CUnicodeString("ab\0cd", 5, kUtf8).GetLength(), 2) << "an embedded NUL ends the result";
     EXPECT_EQ(CString(u"ab\0cd", 5, kCyrillic).GetLength(), 2);
+    CUnicodeString buffer(u"a\u041Fcd");
+    buffer.GetBuffer()[2] = u'\0';
+    for (const unsigned codePage : {kUtf8, kCyrillic, kShiftJis}) {
+        const CString bytes = buffer.CreateString(codePage);
+        EXPECT_EQ(bytes.GetLength(), static_cast<int>(std::strlen(bytes.Ptr()))) << codePage;
+        EXPECT_EQ(bytes.CreateUnicodeString(codePage), u"a\u041F") << codePage;
+    }
 }
 
 TEST(Conversion, NullEmptyAndInvalidInputGivesTheEmptyString) {
