@@ -16,8 +16,8 @@ function(refuse_paths) # in what is to work anywhere
   foreach(file IN LISTS files)
     file(READ ${file} text)
     foreach(path IN ITEMS ${BUILD_DIR} ${SOURCE_DIR} ${WORK_DIR} /opt/tarnkit)
-      string(FIND "${text}" ${path} place)
-      if(NOT place EQUAL -1)
+      string(REGEX REPLACE "([][+.*()^$?|\\])" "\\\\\\1" pattern ${path})
+      if(" ${text}" MATCHES "[^A-Za-z0-9_}.-]${pattern}") # not where a longer path ends like it
         message(FATAL_ERROR "${file} contains ${path}")
       endif()
     endforeach()
