@@ -15,6 +15,7 @@ namespace Tarn {
 namespace {
 
 constexpr int kNoDigit = 99;
+constexpr int kHighestRadix = 36; // ten digits and the letters
 
 int digitValue(char unit) {
     if (TextUnits::IsDigit(unit))
@@ -47,7 +48,7 @@ struct CMagnitude {
 CMagnitude parseMagnitude(const char* text, int radix) {
     CMagnitude result;
     result.end = text;
-    if (radix < 0 || radix == 1 || radix > 36)
+    if (radix < 0 || radix == 1 || radix > kHighestRadix)
         return result;
     result.isNegative = skipToDigits(text);
     const bool isPrefixed = (radix == 0 || radix == 16) && hasHexPrefix(text);
@@ -55,11 +56,14 @@ CMagnitude parseMagnitude(const char* text, int radix) {
         radix = isPrefixed ? 16 : *text == '0' ? 8 : 10;
     if (isPrefixed)
         text += 2;
+    // A division for each digit would take longer than all the rest, so most values are told by a constant.
+    constexpr UInt64 kMost = std::numeric_limits<UInt64>::max();
+    constexpr UInt64 kFitsAnyDigit = kMost / kHighestRadix - 1;
     for (; digitValue(*text) < radix; text++) {
         const auto digit = static_cast<UInt64>(digitValue(*text));
         const auto base = static_cast<UInt64>(radix);
         result.isTooLarge =
-            result.isTooLarge || result.value > (std::numeric_limits<UInt64>::max() - digit) / base;
+            result.isTooLarge || (result.value > kFitsAnyDigit && result.value > (kMost - digit) / base);
         result.value = result.value * base + digit;
         result.end = text + 1;
     }

@@ -7,16 +7,17 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <type_traits>
 
 namespace Tarn {
 
 namespace {
 
-// What the 8-bit parsers read of a text.
+// What the 8-bit parsers read of a text, which must outlive it.
 class CNumberText {
 public:
-    explicit CNumberText(const CString& number) : text(number), start(text.Ptr()) {}
+    explicit CNumberText(const CString& number) : start(number.Ptr()) {}
 
     // Without the kinds of white space that only 16-bit text has. ASCII is the same in every code page.
     explicit CNumberText(const CUnicodeString& number) : start(buffer) {
@@ -31,8 +32,8 @@ public:
             *std::transform(begin, end, buffer, [](char16_t unit) { return static_cast<char>(unit); }) = 0;
             return;
         }
-        text = CUnicodeString(begin, static_cast<int>(end - begin)).CreateString();
-        start = text.Ptr();
+        converted = CUnicodeString(begin, static_cast<int>(end - begin)).CreateString();
+        start = converted->Ptr();
     }
 
     CNumberText(const CNumberText&) = delete;
@@ -43,7 +44,7 @@ public:
 private:
     static constexpr int kRoom = 64;
 
-    CString text;
+    std::optional<CString> converted;
     char buffer[kRoom];
     const char* start;
 };
