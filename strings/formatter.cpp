@@ -4,6 +4,7 @@
 #include <tarnkit/text_of_values.h>
 
 #include "platform/platform.h"
+#include "strings/integer_digits.h"
 #include "strings/text_units.h"
 
 #include <algorithm>
@@ -20,7 +21,6 @@ namespace {
 // No double has more digits than this after the decimal point; any more that are asked for are zeros.
 constexpr int kLongestFraction = 1074;
 constexpr int kLongestDouble = kLongestFraction + 320;
-constexpr int kLongestInteger = 64 / 3 + 1;
 constexpr int kDefaultPrecision = 6;
 
 constexpr char toUpper(char unit) {
@@ -352,17 +352,15 @@ void CPrintfFormatter<Unit>::convertInteger(const CConversion& conversion) {
     if (isNegative)
         value = 0 - value;
 
-    char digits[kLongestInteger];
     const int radix = letter == 'o' ? 8 : toLower(letter) == 'x' ? 16 : 10;
-    char* end = std::to_chars(digits, digits + kLongestInteger, value, radix).ptr;
+    CIntegerDigits digits(value, radix);
     if (letter == 'X')
-        makeUpper(digits, end);
-    if (value == 0 && conversion.precision == 0)
-        end = digits;
+        makeUpper(digits.begin(), digits.end());
 
     CNumberText number;
-    number.digits = {digits, static_cast<std::size_t>(end - digits)};
-    number.zeros = std::max(conversion.precision - static_cast<int>(end - digits), 0);
+    if (value != 0 || conversion.precision != 0)
+        number.digits = {digits.begin(), digits.end()};
+    number.zeros = std::max(conversion.precision - static_cast<int>(number.digits.size()), 0);
     if (isSigned)
         number.prefix = isNegative ? "-" : conversion.hasPlus ? "+" : conversion.hasBlank ? " " : "";
     else if (conversion.isAlternate && radix == 16 && value != 0)
@@ -412,13 +410,11 @@ void CPrintfFormatter<Unit>::convertFloat(const CConversion& conversion) {
 // All digits of a pointer, in upper case.
 template<class Unit>
 void CPrintfFormatter<Unit>::convertPointer(const CConversion& conversion) {
-    char digits[kLongestInteger];
-    const auto value = reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*));
-    char* end = std::to_chars(digits, digits + kLongestInteger, value, 16).ptr;
-    makeUpper(digits, end);
+    CIntegerDigits digits(reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*)), 16);
+    makeUpper(digits.begin(), digits.end());
     CNumberText number;
-    number.digits = {digits, static_cast<std::size_t>(end - digits)};
-    number.zeros = 2 * kPointerSize - static_cast<int>(end - digits);
+    number.digits = {digits.begin(), digits.end()};
+    number.zeros = 2 * kPointerSize - static_cast<int>(number.digits.size());
     number.prefix = conversion.isAlternate ? "0X" : "";
     putNumber(conversion, number, false);
 }

@@ -1,6 +1,7 @@
 #include <tarnkit/text_of_values.h>
 
 #include "platform/platform.h"
+#include "strings/integer_digits.h"
 
 #include <algorithm>
 #include <charconv>
@@ -18,7 +19,7 @@ constexpr int kFirstFormatRoom = 256;
 
 constexpr int kModuleNameRoom = 261;
 
-constexpr int kLongestNumber = 1 + 64;
+constexpr int kDoubleRoom = 32; // for ten digits, signs, a point and an exponent
 
 // The text of a number, without a terminator.
 template<class String>
@@ -32,10 +33,10 @@ template<class String>
 String magnitudeText(unsigned long long magnitude, bool isNegative, int radix) {
     if (radix < 2 || radix > 36)
         return String();
-    char digits[kLongestNumber];
-    digits[0] = '-';
-    const char* end = std::to_chars(digits + 1, std::end(digits), magnitude, radix).ptr;
-    return numberText<String>(isNegative ? digits : digits + 1, end);
+    CIntegerDigits digits(magnitude, radix);
+    if (isNegative)
+        digits.PutMinus();
+    return numberText<String>(digits.begin(), digits.end());
 }
 
 template<class String>
@@ -45,7 +46,7 @@ String doubleText(double value) {
         const CString name = Format("%f", value);
         return numberText<String>(name.Ptr(), name.Ptr() + name.GetLength());
     }
-    char text[kLongestNumber];
+    char text[kDoubleRoom];
     const auto end = std::to_chars(text, std::end(text), value, std::chars_format::general, kDigits).ptr;
     return numberText<String>(text, end);
 }
