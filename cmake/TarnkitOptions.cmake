@@ -5,7 +5,7 @@ if(WIN32)
   endif()
   set(TARNKIT_PORT windows)
   set(TARNKIT_HAS_WINDOWS_REGISTRY TRUE)
-  set(CMAKE_SHARED_LIBRARY_PREFIX "") # Tarnkit.dll
+  set(CMAKE_SHARED_LIBRARY_PREFIX "") # Tarnkit-8.51.dll
   set(system_libraries advapi32 ole32 oleaut32 shell32 uuid)
 else()
   set(TARNKIT_PORT posix)

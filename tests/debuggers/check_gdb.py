@@ -11,14 +11,17 @@ EXPECTED = {
     "map": "Tarn::CMap<Tarn::CUnicodeString, int, Tarn::CurrentMemoryManager> of 2 = "
            '{[u"Ann"] = 30, [u"Bob"] = 31}',
     "table": 'Tarn::CHashTable<Tarn::CUnicodeString, Tarn::CurrentMemoryManager> of 1 = {u"found"}',
+    "tree": "Tarn::CTreeBase of 2 = {Tarn::CTreeBase of 1 = {Tarn::CTreeBase of 0}, Tarn::CTreeBase of 0}",
     "bits": "{1-2, 70}",
     "letters": "{U+0007, 'a'-'c'}",
     "time": "2026-11-22 18:30:05 UTC",
     "span": "1 day, 2:03:04.500000",
     "fraction": "3/4",
+    "message": "MSG_SHOWN",
     "check": 'Tarn::CCheckException: ERR_BAD_INI_FILE("a.ini", "7")',
     "error": "Tarn::CInternalError: Source, 12",
     "missing": 'Tarn::CFileException: fileNotFound "\\tmp\\x", code 2',
+    "denied": "Tarn::CLastErrorException: code 5",
 }
 
 gdb.execute("set host-charset UTF-8")

@@ -7,6 +7,8 @@ namespace {
 
 [[gnu::noinline, gnu::used]] void look() { asm volatile("" ::: "memory"); }
 
+CMessage message(u"MSG_SHOWN", 0);
+
 struct CNode : CListNodeBase {
     explicit CNode(int n) : number(n) {}
     int number;
@@ -29,6 +31,10 @@ int main() {
     CListBase list;
     list.AddLast(new CNode(1));
     list.AddLast(new CNode(2));
+    CTreeBase tree;
+    tree.AddLast(new CTreeBase);
+    tree.First()->AddLast(new CTreeBase);
+    tree.AddLast(new CTreeBase);
     CPagedBitSet<100, 32, CurrentMemoryManager> bits;
     bits |= 1u;
     bits |= 2u;
@@ -42,6 +48,7 @@ int main() {
     const CCheckException check(ERR_BAD_INI_FILE, u"a.ini", u"7");
     const CInternalError error(u"Source", 12);
     const CFileException missing(ERROR_FILE_NOT_FOUND, u"\\tmp\\x");
+    const CLastErrorException denied(ERROR_ACCESS_DENIED);
     look();
     return bytes.IsEmpty() + text.IsEmpty() + empty.IsEmpty();
 }

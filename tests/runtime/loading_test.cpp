@@ -72,6 +72,13 @@ TEST_F(Loading, RefusesPlugInsWhoseStaticObjectsThrow) {
     EXPECT_EQ(GetAppTitle(), u"T+-");
 }
 
+// So the system's loader starts nothing that was built for another version.
+TEST(Library, HasANameWithItsVersion) {
+    const HINSTANCE library = GetModuleOfAddress(reinterpret_cast<const void*>(&RequireTarnkitVersion));
+    const CUnicodeString name = FileSystem::GetNameExt(FileSystem::GetModuleFileNameW(library));
+    EXPECT_GE(name.Find(Format(u"%d.%02d", kTarnkitVersion / 100, kTarnkitVersion % 100)), 0) << name;
+}
+
 TEST_F(Loading, SaysWhichVersionsMetWhenAModuleAndTheLibraryDoNotFit) {
     const auto meet = [] { RequireTarnkitVersion(905, GetThisModule()); };
     const auto text = [&](bool isThrown) {

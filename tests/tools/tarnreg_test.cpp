@@ -101,10 +101,13 @@ int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(engine
 // have the form of their type.
 std::u16string randomText(bool isPlain, bool isAscii) {
     static constexpr std::u16string_view kUnits = u"aB\"\\ ;=@[]-,0\u00e4\u0416\u4e16";
+    static constexpr const char16_t* kLineBreaks[] = {u"\r\n", u"\r\n", u"\n", u"\r"};
     std::u16string text;
     for (int length = below(90); length > 0; length--)
-        text +=
-            below(30) == 0 && !isPlain ? u'\n' : kUnits[static_cast<std::size_t>(below(isAscii ? 13 : 16))];
+        if (below(60) == 0 && !isPlain)
+            text += kLineBreaks[below(4)];
+        else
+            text += kUnits[static_cast<std::size_t>(below(isAscii ? 13 : 16))];
     return text + (isAscii || below(2) == 0 ? u"" : u"\U0001F600");
 }
 
@@ -157,7 +160,8 @@ CModel randomModel(bool isPlain, bool isAscii) {
 TEST_F(RegistryTool, ExportsAndImportsRandomTreesWithoutALoss) {
     for (int round = 0; round < 12; round++) {
         const bool isVersion4 = round % 3 == 2;
-        const CModel model = randomModel(false, isVersion4);
+        CModel model = randomModel(false, isVersion4);
+        model[u"Tarnreg"][u"no text"] = {REG_SZ, {}};
         write(model);
         const std::string option = isVersion4 ? " --format 4" : "";
         ASSERT_EQ(tarnreg("export -f " + key() + " a.reg" + option), 0) << said;
@@ -180,13 +184,50 @@ TEST_F(RegistryTool, WritesWhatTheSystemsEditorsWriteAndReadsIt) {
         ASSERT_EQ(RunProgram("regedit /E editor.reg " + key()).exitCode, 0);
         EXPECT_EQ(BytesOf("ours.reg"), BytesOf("theirs.reg"));
         EXPECT_EQ(BytesOf("ours.reg"), BytesOf("editor.reg"));
-        for (const char* import : {"\"" TARNREG "\" import theirs.reg", "reg import ours.reg"}) {
+        for (const char* import :
+             {"\"" TARNREG "\" import theirs.reg", "reg import ours.reg", "regedit /S ours.reg"}) {
             user.DeleteSubKey(u"Tarnreg");
             ASSERT_EQ(RunProgram(import).exitCode, 0);
             EXPECT_EQ(read(), model) << import;
         }
         user.DeleteSubKey(u"Tarnreg");
     }
+}
+
+TEST_F(RegistryTool, WritesAFileOfWindowsAsItWasRead) {
+    Bytes file = BytesOf(WINDOWS_REG_FILE);
+    const Bytes root = utf16(u"HKEY_CURRENT_USER\\");
+    Bytes ourRoot;
+    for (const char unit : userKey())
+        ourRoot += {unit, '\0'};
+    for (std::size_t at = 0; (at = file.find(root, at)) != file.npos; at += ourRoot.size())
+        file.replace(at, root.size(), ourRoot);
+    WriteBytes("in.reg", file);
+    write({{u"Tarnreg\\Old\\Older", {}}, {u"Tarnreg\\Application", {{u"Gone", {REG_SZ, {}}}}}});
+    ASSERT_EQ(tarnreg("import in.reg"), 0) << said;
+    ASSERT_EQ(tarnreg("export " + key() + " out.reg"), 0) << said;
+    const std::size_t end = file.find(utf16(u"; What an export never has."));
+    ASSERT_NE(end, file.npos);
+    EXPECT_EQ(BytesOf("out.reg"), file.substr(0, end));
+}
+
+// Windows writes a line break as it is, Wine's editors as escapes, and these read no other than their own.
+TEST_F(RegistryTool, ReadsTheLineBreaksOfEveryEditor) {
+    const CModel model = {{u"Tarnreg", {{u"v", inMemory(REG_SZ, utf16({u"a\r\n\"b\\\r\n\0", 9}))}}}};
+    const std::string head = "Windows Registry Editor Version 5.00\r\n\r\n[" + userKey() + "Tarnreg]\r\n";
+    for (const char* line : {"\"v\"=\"a\r\n\\\"b\\\\\r\n\"", "\"v\"=\"a\\r\\n\\\"b\\\\\\r\\n\"",
+                             "\"v\"=hex(1):61,00,0d,00,0a,00,22,00,62,00,5c,00,0d,00,0a,00,00,00"}) {
+        user.DeleteSubKey(u"Tarnreg");
+        WriteBytes("in.reg", head + line);
+        EXPECT_EQ(tarnreg("import in.reg"), 0) << said;
+        EXPECT_EQ(read(), model) << line;
+    }
+    if (!kRegistryEditors)
+        return;
+    ASSERT_EQ(RunProgram("regedit /E editor.reg " + key()).exitCode, 0);
+    user.DeleteSubKey(u"Tarnreg");
+    EXPECT_EQ(tarnreg("import editor.reg"), 0) << said;
+    EXPECT_EQ(read(), model);
 }
 
 TEST_F(RegistryTool, ReadsEverythingThatAFileMayContain) {
@@ -338,11 +379,11 @@ TEST_F(RegistryTool, PrintsChangesThatCanBeImported) {
         std::this_thread::sleep_for(std::chrono::seconds(3)); // until it watches
         CRegistryKey opened(false);
         opened.Open(user, u"Tarnreg\\Old");
-        opened.SetStringValue(u"new", u"x");
+        opened.SetStringValue(u"new", u"a\r\n");
     });
     EXPECT_EQ(tarnreg("watch --once --timeout 30 " + key()), 0);
     writer.join();
-    EXPECT_EQ(said, "[" + userKey() + "Tarnreg\\Old]\n\"new\"=\"x\"\n\n");
+    EXPECT_EQ(said, "[" + userKey() + "Tarnreg\\Old]\n\"new\"=hex(1):61,00,0d,00,0a,00,00,00\n\n");
 }
 
 // Damages a store in random places: whatever is left comes back as it was, and the old file stays.
