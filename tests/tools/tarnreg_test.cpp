@@ -211,7 +211,7 @@ TEST_F(RegistryTool, WritesAFileOfWindowsAsItWasRead) {
     EXPECT_EQ(BytesOf("out.reg"), file.substr(0, end));
 }
 
-// Windows writes a line break as it is, Wine's editors as escapes, and these read no other than their own.
+// Windows writes a line break as it is, Wine's editors as escapes, tarnreg the bytes, which all of them read.
 TEST_F(RegistryTool, ReadsTheLineBreaksOfEveryEditor) {
     const CModel model = {{u"Tarnreg", {{u"v", inMemory(REG_SZ, utf16({u"a\r\n\"b\\\r\n\0", 9}))}}}};
     const std::string head = "Windows Registry Editor Version 5.00\r\n\r\n[" + userKey() + "Tarnreg]\r\n";

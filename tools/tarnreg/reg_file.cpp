@@ -325,41 +325,18 @@ private:
 std::u16string quoted(std::u16string_view text) {
     std::u16string result = u"\"";
     for (const char16_t unit : text) {
-        if (unit == u'\\' || unit == u'"')
+        if (unit == u'\\' || unit == u'"' || unit == u'\n' || unit == u'\r')
             result += u'\\';
-        result += unit;
+        result += unit == u'\n' ? u'n' : unit == u'\r' ? u'r' : unit;
     }
     return result + u'"';
 }
 
-// Names have no spelling as bytes; line breaks in them are escapes.
-std::u16string nameOf(const Value& value) {
-    if (value.name.empty())
-        return u"@";
-    std::u16string name;
-    for (const char16_t unit : quoted(value.name))
-        name += unit == u'\n' ? u"\\n" : unit == u'\r' ? u"\\r" : std::u16string(1, unit);
-    return name;
-}
-
-// Where the lines go: line breaks in texts stay what they are only in a file.
-enum class Target { File, Terminal };
-
-// Whether it is a text that can be quoted: with one terminator, at its end, and no line break but CR LF,
-// which Windows writes and reads as it is. Half of one would not survive an editor that makes all line ends
-// alike.
-bool isQuotable(const Value& value, Target target) {
+// Whether it is a text with one terminator, at its end, and without line breaks.
+bool isPlainText(const Value& value) {
     const std::u16string units = unitsOf(value.data);
-    if (value.type != REG_SZ || value.data.size() % 2 != 0 || units.empty() ||
-        units.find(u'\0') != units.size() - 1)
-        return false;
-    if (target == Target::Terminal)
-        return units.find_first_of(kLineEnd) == units.npos;
-    for (std::size_t i = 0; i < units.size(); i++)
-        if ((units[i] == u'\r' && units[i + 1] != u'\n') ||
-            (units[i] == u'\n' && (i == 0 || units[i - 1] != u'\r')))
-            return false;
-    return true;
+    return value.type == REG_SZ && value.data.size() % 2 == 0 && !units.empty() &&
+           units.find_first_of(std::u16string_view(u"\0\r\n", 3)) == units.size() - 1 && units.back() == 0;
 }
 
 std::u16string hexOf(DWORD number, int digits) {
@@ -369,11 +346,12 @@ std::u16string hexOf(DWORD number, int digits) {
     return text;
 }
 
-std::u16string linesOf(const Value& value, std::string_view data, Target target = Target::File) {
-    std::u16string lines = nameOf(value) + u"=";
+std::u16string linesOf(const Value& value, std::string_view data) {
+    std::u16string lines = value.name.empty() ? u"@" : quoted(value.name);
+    lines += u'=';
     if (value.isDeleted)
         return lines + u"-";
-    if (isQuotable(value, target))
+    if (isPlainText(value))
         return lines + quoted(std::u16string_view(unitsOf(data)).substr(0, data.size() / 2 - 1));
     if (value.type == REG_DWORD && data.size() == 4) {
         const std::u16string units = unitsOf(data);
@@ -397,13 +375,6 @@ std::u16string linesOf(const Value& value, std::string_view data, Target target 
 
 std::u16string headOf(const Key& key) { return (key.isDeleted ? u"[-" : u"[") + key.path + u"]"; }
 
-std::u16string linesOf(const Key& key, Target target) {
-    std::u16string lines = headOf(key) + u"\r\n";
-    for (const Value& value : key.values)
-        lines += linesOf(value, value.data, target) + u"\r\n";
-    return lines;
-}
-
 [[noreturn]] void refuse(const Key& key, const Value* value) {
     const CUnicodeString name = value == nullptr ? CUnicodeString() : u"\\" + ToText(value->name);
     GenCheck(ERR_TARNREG_CANT_EXPORT, ToText(key.path) + name);
@@ -413,7 +384,7 @@ std::u16string linesOf(const Key& key, Target target) {
 // The lines of a value in version 4. Texts that are written as bytes are those of the code page there, too.
 std::string ansiLinesOf(const Key& key, const Value& value) {
     std::string data = value.data;
-    if (isTextType(value.type) && !isQuotable(value, Target::File) &&
+    if (isTextType(value.type) && !isPlainText(value) &&
         (data.size() % 2 != 0 || !encode(unitsOf(value.data), data)))
         refuse(key, &value);
     std::string lines;
@@ -445,9 +416,10 @@ std::vector<Key> ParseRegFile(std::string_view bytes, const CUnicodeString& file
     return Parser(text, fileName).Parse();
 }
 
-std::u16string PrintedLinesOf(const Key& key) {
-    std::u16string lines = linesOf(key, Target::Terminal);
-    std::erase(lines, u'\r');
+std::u16string LinesOf(const Key& key) {
+    std::u16string lines = headOf(key) + u"\r\n";
+    for (const Value& value : key.values)
+        lines += linesOf(value, value.data) + u"\r\n";
     return lines;
 }
 
@@ -460,7 +432,7 @@ std::string WriteRegFile(const std::vector<Key>& keys, Version version) {
         if (key.path.find_first_of(kLineEnd) != key.path.npos || (isVersion4 && !encode(headOf(key), head)))
             refuse(key, nullptr);
         if (!isVersion4) {
-            file += bytesOf(linesOf(key, Target::File) + u"\r\n");
+            file += bytesOf(LinesOf(key) + u"\r\n");
             continue;
         }
         file += head + "\r\n";

@@ -1,11 +1,11 @@
 // Registry files (.reg): version 5, which is UTF-16 with a byte order mark, and version 4 in the ANSI code
 // page.
 //
-// What is written is what the editor of Windows writes, byte by byte: a text with line breaks is quoted, and
-// the line breaks stand in the quotes as they are. Texts with zeros or with halves of line breaks, of which
-// quotes would lose something, are written as bytes (hex(1)). Wine's editors write line breaks as the escapes
-// \r and \n and pass over a text that has them as they are. Reading takes both, and also version 5 in UTF-8
-// or in the ANSI code page, comments behind values, and the escape \0.
+// What is written is what the system's own editor writes, line by line, except that a text with line breaks
+// is written as bytes (hex(1)), which every reader takes for the same: Windows writes line breaks as they
+// are, but Wine's editors write escapes and lose a text that has them as they are. Reading takes all three,
+// and also version 5 in UTF-8 or in the ANSI code page, comments behind values, and the escapes \n, \r and
+// \0.
 #pragma once
 
 #include <tarnkit/types.h>
@@ -49,9 +49,8 @@ std::vector<Key> ParseRegFile(std::string_view bytes, const Tarn::CUnicodeString
 /// The bytes of a file. Raises ERR_TARNREG_CANT_EXPORT for what the version cannot express.
 std::string WriteRegFile(const std::vector<Key>& keys, Version version);
 
-/// The lines of a key and its values as version 5 has them, to be printed: each ends with a line feed, and
-/// texts with line breaks are written as bytes, since the line breaks of what is printed may change.
-std::u16string PrintedLinesOf(const Key& key);
+/// The lines of a key and its values as version 5 has them, without the empty line at the end.
+std::u16string LinesOf(const Key& key);
 
 Tarn::CUnicodeString ToText(std::u16string_view text);
 

@@ -84,8 +84,11 @@ int Watch(const Arguments& arguments) {
         std::vector<Key> now = ReadTree(name, true);
         const std::vector<Key> changed = changes(known, now);
         known = std::move(now);
-        for (const Key& change : changed)
-            Console::Print(ToText(PrintedLinesOf(change) + u"\n"));
+        for (const Key& change : changed) {
+            std::u16string lines = LinesOf(change) + u"\n";
+            std::erase(lines, u'\r');
+            Console::Print(ToText(lines));
+        }
         if (!Console::IsAllPrinted())
             return kExitFailed;
         if (known.empty())
