@@ -28,6 +28,7 @@ constexpr UINT kAscii = 20127;
 constexpr UINT kEucJapanese = 20932;
 constexpr char16_t kKatakanaMiddleDot = 0x30FB; // the default character of the Japanese pages on Windows
 constexpr unsigned kFirstTrail = 0x30;
+constexpr unsigned kBytes = 0x100;
 
 constinit std::atomic<CodePage*> loadedPages[std::size(kCodePageNames)] = {};
 
@@ -42,7 +43,7 @@ const char* unicodeName() { return std::endian::native == std::endian::little ? 
 enum class Reading { kCharacter, kUndefined, kIncomplete };
 
 /// Reads exactly one unit out of all `count` bytes.
-Reading readOne(iconv_t converter, const unsigned char* bytes, std::size_t count, char16_t* unit) {
+Reading readOne(iconv_t converter, const void* bytes, std::size_t count, char16_t* unit) {
     char in[3];
     std::memcpy(in, bytes, count);
     char16_t out[4];
@@ -59,6 +60,20 @@ Reading readOne(iconv_t converter, const unsigned char* bytes, std::size_t count
         return Reading::kUndefined;
     *unit = out[0];
     return Reading::kCharacter;
+}
+
+/// Reads pairs of bytes in one call, up to the first that is no character. Returns how many there are; -1 if
+/// they do not become a unit each.
+int readRun(iconv_t converter, char* pairs, std::size_t count, char16_t* units) {
+    char* from = pairs;
+    char* to = reinterpret_cast<char*>(units);
+    std::size_t fromLeft = 2 * count;
+    std::size_t toLeft = sizeof(char16_t) * count;
+    iconv(converter, nullptr, nullptr, nullptr, nullptr);
+    iconv(converter, &from, &fromLeft, &to, &toLeft);
+    iconv(converter, nullptr, nullptr, &to, &toLeft);
+    const auto read = from - pairs;
+    return read == to - reinterpret_cast<char*>(units) ? static_cast<int>(read / 2) : -1;
 }
 
 /// The bytes that a converter to a code page prefers for a unit; 0 if there are none.
@@ -181,9 +196,21 @@ bool CodePage::readPairs(void* converter, unsigned char lead) {
     char16_t* table = pairTable(lead);
     if (table == nullptr)
         return false;
-    for (unsigned trail = kFirstTrail; trail <= 0xFF; trail++) {
-        const unsigned char bytes[] = {lead, static_cast<unsigned char>(trail)};
-        if (readOne(converter, bytes, 2, &table[trail]) != Reading::kCharacter)
+    char bytes[2 * kBytes];
+    for (unsigned trail = 0; trail < kBytes; trail++) {
+        bytes[2 * trail] = static_cast<char>(lead);
+        bytes[2 * trail + 1] = static_cast<char>(trail);
+    }
+    bool areInRuns = true;
+    for (unsigned trail = kFirstTrail; trail < kBytes; trail++) {
+        if (areInRuns) {
+            const int run = readRun(converter, bytes + 2 * trail, kBytes - trail, table + trail);
+            areInRuns = run >= 0;
+            trail += areInRuns ? static_cast<unsigned>(run) : 0;
+            if (trail == kBytes)
+                break;
+        }
+        if (readOne(converter, bytes + 2 * trail, 2, &table[trail]) != Reading::kCharacter)
             table[trail] = kNone;
     }
     return true;
