@@ -1,6 +1,7 @@
 // Texts: copying, comparing, searching, appending and converting.
 #include "malloc_memory.h"
 
+#include <tarnkit/hashing.h>
 #include <tarnkit/unicode_string.h>
 
 #include <QString>
@@ -10,7 +11,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace {
@@ -143,6 +147,44 @@ void registerSearches() {
         [&] { return theirMany.indexOf(theirHard); });
 }
 
+// A text in the place of another one of the same length, and back.
+void registerReplacements() {
+    const std::u16string text = repeated(u"Where does it stand? ", 1000);
+    auto& ours = *new CUnicodeString(tarnString(text));
+    auto& theirs = *new QString(qString(text));
+    static const CUnicodeString ourParts[] = {u"Zebra crossing", u"Crossing zebra"};
+    static const QString theirParts[] = {"Zebra crossing", "Crossing zebra"};
+    constexpr int kPlace = 500;
+    static const int length = ourParts[0].GetLength();
+    static const auto replace = [](auto& whole, const auto& part) {
+        if constexpr (std::is_same_v<decltype(whole), CUnicodeString&>)
+            whole.StrReplace(kPlace, length, part);
+        else
+            whole.replace(kPlace, length, part);
+    };
+    replace(ours, ourParts[0]);
+    replace(theirs, theirParts[0]);
+    check(qString(ours.Ptr()) == theirs, "replace");
+    const auto both = [](auto& whole, const auto& parts) {
+        replace(whole, parts[1]);
+        replace(whole, parts[0]);
+        return whole[kPlace];
+    };
+    compete(
+        "replace", "QString", [&ours, both] { return both(ours, ourParts); },
+        [&theirs, both] { return both(theirs, theirParts); });
+}
+
+// Our hash is prescribed, so the results differ.
+void registerHashes() {
+    for (const int length : {20, 200}) {
+        const auto& text = kept(repeated(u"Text to be hashed. ", length));
+        compete(
+            "hash/" + std::to_string(length), "std::hash", [&] { return HashKey(text.c_str()); },
+            [&] { return std::hash<std::u16string_view>()(text.c_str()); });
+    }
+}
+
 void registerAppends() {
     for (const int count : {1000, 1'000'000}) {
         const std::string size = std::to_string(count);
@@ -247,6 +289,8 @@ void registerConversions() {
     registerCopies();
     registerComparisons();
     registerSearches();
+    registerReplacements();
+    registerHashes();
     registerAppends();
     registerConversions();
     return true;

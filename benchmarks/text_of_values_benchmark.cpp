@@ -1,4 +1,5 @@
 // Numbers and formats as text, and numbers read from text.
+#include <tarnkit/rational.h>
 #include <tarnkit/text_of_values.h>
 
 #include <QString>
@@ -80,6 +81,16 @@ void registerValues() {
         return ourDouble.Value(value) ? value : 0;
     });
     competeAt("value/double/16/QString", [] { return theirDouble.toDouble(); });
+    competeAt("value/rational/16/Value", [] {
+        static const CUnicodeString text(u"-1234/5677");
+        Tarn::rational value(0);
+        return text.Value(value) ? value.Numerator() + value.Denominator() : 0;
+    });
+    competeAt("value/rational/16/QString", [] {
+        static const QStringView text(u"-1234/5677");
+        const auto slash = text.indexOf(u'/');
+        return text.left(slash).toInt() + text.mid(slash + 1).toInt();
+    });
 }
 
 void registerFormats() {

@@ -17,24 +17,34 @@ namespace {
 // What the 8-bit parsers read of a text, which must outlive it.
 class CNumberText {
 public:
-    explicit CNumberText(const CString& number) : start(number.Ptr()) {}
-
-    // Without the kinds of white space that only 16-bit text has. ASCII is the same in every code page.
-    explicit CNumberText(const CUnicodeString& number) : start(buffer) {
-        const char16_t* begin = number.Ptr();
-        const char16_t* end = begin + number.GetLength();
+    template<class Unit>
+    CNumberText(const Unit* begin, const Unit* end) : start(buffer) {
+        constexpr bool is8Bit = sizeof(Unit) == 1;
+        if constexpr (is8Bit)
+            if (*end == 0) {
+                start = begin;
+                return;
+            }
+        // Without the kinds of white space that only 16-bit text has. ASCII is the same in every code page.
         while (begin != end && TextUnits::IsSpace(*begin))
             begin++;
         while (begin != end && TextUnits::IsSpace(end[-1]))
             end--;
-        const auto isAscii = [](char16_t unit) { return unit < 0x80; };
-        if (end - begin < kRoom && std::all_of(begin, end, isAscii)) {
-            *std::transform(begin, end, buffer, [](char16_t unit) { return static_cast<char>(unit); }) = 0;
+        const auto isAscii = [](Unit unit) { return (unit & ~Unit{0x7F}) == 0; };
+        const int length = static_cast<int>(end - begin);
+        if (length < kRoom && std::all_of(begin, end, isAscii)) {
+            *std::transform(begin, end, buffer, [](Unit unit) { return static_cast<char>(unit); }) = 0;
             return;
         }
-        converted = CUnicodeString(begin, static_cast<int>(end - begin)).CreateString();
+        if constexpr (is8Bit)
+            converted.emplace(begin, length);
+        else
+            converted = CUnicodeString(begin, length).CreateString();
         start = converted->Ptr();
     }
+    template<class Unit>
+    explicit CNumberText(const CStringOf<Unit>& text)
+        : CNumberText(text.Ptr(), text.Ptr() + text.GetLength()) {}
 
     CNumberText(const CNumberText&) = delete;
     CNumberText& operator=(const CNumberText&) = delete;
@@ -85,46 +95,49 @@ bool CStringOf<Unit>::Value(bool& result) const {
 
 template<class Unit>
 bool CStringOf<Unit>::Value(int& result, int radix) const {
-    return readInteger(CNumberText(self()), result, radix);
+    return readInteger(CNumberText(*this), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(long& result, int radix) const {
-    return readInteger(CNumberText(self()), result, radix);
+    return readInteger(CNumberText(*this), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(Int64& result, int radix) const {
-    return readInteger(CNumberText(self()), result, radix);
+    return readInteger(CNumberText(*this), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(unsigned int& result, int radix) const {
-    return readInteger(CNumberText(self()), result, radix);
+    return readInteger(CNumberText(*this), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(unsigned long& result, int radix) const {
-    return readInteger(CNumberText(self()), result, radix);
+    return readInteger(CNumberText(*this), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(UInt64& result, int radix) const {
-    return readInteger(CNumberText(self()), result, radix);
+    return readInteger(CNumberText(*this), result, radix);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(double& result) const {
-    const CNumberText text(self());
+    const CNumberText text(*this);
     return store(text, ParseDouble(text.Ptr()), result);
 }
 
 template<class Unit>
 bool CStringOf<Unit>::Value(rational& result) const {
     const int slash = Find(static_cast<Unit>('/'));
+    const Unit* const end = Ptr() + GetLength();
+    const Unit* const numeratorEnd = slash < 0 ? end : Ptr() + slash;
     int numerator = 0;
     int denominator = 1;
-    if (slash < 0 ? !Value(numerator) : !Left(slash).Value(numerator) || !Mid(slash + 1).Value(denominator))
+    if (!readInteger(CNumberText(Ptr(), numeratorEnd), numerator, 10) ||
+        (slash >= 0 && !readInteger(CNumberText(numeratorEnd + 1, end), denominator, 10)))
         return false;
     result = rational(numerator, denominator);
     return true;
