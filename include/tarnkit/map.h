@@ -58,6 +58,8 @@ public:
     using difference_type = std::ptrdiff_t;
     using reference = Entry&;
     using const_reference = const Entry&;
+    using pointer = Entry*;
+    using const_pointer = const Entry*;
     using iterator = Iterator;
     using const_iterator = ConstIterator;
 
