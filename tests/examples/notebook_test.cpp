@@ -164,6 +164,15 @@ TEST_F(Notebook, RemembersRecentBooks) {
     expectFailure("list", "used no book yet");
 }
 
+TEST_F(Notebook, KnowsFilesByTheirBytesAndShowsTheirNamesAsTheSystemDoes) {
+    const bool anyBytes = sizeof(fs::path::value_type) == 1; // else names are not bytes
+    const std::string name = anyBytes ? "\xFC" : "u", shown = anyBytes ? "\uFFFD" : "u";
+    WriteBytes("text", "Milk");
+    EXPECT_TRUE(Contains(done("import " + name + " text"), " is now in " + shown + ".\n"));
+    EXPECT_TRUE(fs::exists(name));
+    expectFailure("show 2", (folder / shown).make_preferred().string() + " has no note 2.");
+}
+
 TEST_F(Notebook, UsesTheLanguageAndColorsOfItsUser) {
     const auto run = [](const char* arguments) { return RunProgram(commandLine(arguments)); };
     for (const char* setting : {"language 2", "time-color \"b=3, R = 1\"", "title-color Sys=WindowText"})
