@@ -368,12 +368,10 @@ public:
     ConstIterator end() const { return ConstIterator(); }
 
     /// Adds `element` unless there is an equal one: then returns false and changes nothing.
-    bool Insert(Element element) {
-        const int hash = HashOfKey(element);
-        if (findNode(hash, element) != nullptr)
-            return false;
-        nodes.Insert(hash, std::move(element));
-        return true;
+    bool Insert(Element element) { return insert(std::move(element)); }
+    template<CTextKeyOf<Element> Text>
+    bool Insert(const Text& text) {
+        return insert(text);
     }
 
     /// The element that equals `element`, which is inserted first if there is none.
@@ -457,11 +455,20 @@ private:
     Nodes nodes;
 
     template<class Wanted>
+    bool insert(Wanted&& wanted) {
+        const int hash = HashOfKey(wanted);
+        if (findNode(hash, wanted) != nullptr)
+            return false;
+        nodes.Insert(hash, std::forward<Wanted>(wanted));
+        return true;
+    }
+
+    template<class Wanted>
     Element& findOrInsert(Wanted&& wanted) {
         const int hash = HashOfKey(wanted);
         Node* node = findNode(hash, wanted);
         if (node == nullptr)
-            node = nodes.Insert(hash, Element(std::forward<Wanted>(wanted)));
+            node = nodes.Insert(hash, std::forward<Wanted>(wanted));
         return node->entry;
     }
 

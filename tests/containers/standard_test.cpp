@@ -48,13 +48,21 @@ TEST(PointerArray, IsASpanOfPointers) {
     EXPECT_EQ(CPointerArray<int>().data(), nullptr);
 }
 
-// These calls make no string of the text.
+// These calls make no string of the text unless they add it.
 template<class String, class Text>
 concept CFindsByText = requires(CHashTable<String>& table, const CHashTable<String>& same, const Text& text) {
     table.template Find<Text>(text)->Empty();
     same.template Has<Text>(text) && same.template Find<Text>(text) && table.template Delete<Text>(text);
     table.template FindOrInsert<Text>(text).Empty();
+    table.template Insert<Text>(text) && table.Insert({}) && table.Insert(String());
 };
+template<class String, class Text>
+concept CAddsByText = requires(CMap<String, int>& map, const Text& text) {
+    map.template Set<Text>(text, 1) + map.template FindOrInsert<Text>(text, 2) + map[text];
+    map.template Insert<Text>(text, 3) && map.Insert({}, 4) && map.Insert(String(), 5);
+};
+static_assert(CAddsByText<CUnicodeString, std::u16string_view> && CAddsByText<CString, char[4]> &&
+              !CAddsByText<CString, std::u16string_view>);
 static_assert(CFindsByText<CUnicodeString, std::u16string_view> && CFindsByText<CString, std::string> &&
               CFindsByText<CString, char[4]> && !CFindsByText<CString, std::u16string_view>);
 
@@ -69,7 +77,7 @@ TEST(HashTable, FindsStringsByTheirTextAsAMapDoes) {
         CUnicodeString& found = table.FindOrInsert(text);
         EXPECT_TRUE(found == text && table.Find(text) == &found && std::as_const(table).Find(text) == &found);
         EXPECT_TRUE(table.Delete(text) && !table.Has(text) && !table.Delete(text));
-        EXPECT_EQ(table.FindOrInsert(text), text);
+        EXPECT_TRUE(table.Insert(text) && !table.Insert(text) && table.FindOrInsert(text) == text);
     }
     EXPECT_EQ(table, (CHashTable<CUnicodeString>{u"", u"a", u"ab", u"c", u"d"}));
 }
