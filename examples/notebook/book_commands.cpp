@@ -35,7 +35,7 @@ CUnicodeString titleOf(const CUnicodeString& text, const CUnicodeString& fileNam
             return line;
         start = text.Strspn(u"\r\n", end);
     }
-    return FileSystem::GetName(fileName);
+    return FileSystem::ForDisplay(FileSystem::GetName(fileName));
 }
 
 CNote readNote(const CUnicodeString& fileName, const CArguments& arguments) {
@@ -70,7 +70,8 @@ void tryImport(const CUnicodeString& bookName, const CNote& note) {
     book.Save(file);
     file.SeekToBegin();
     book.Load(file);
-    printLine(MSG_NOTEBOOK_WOULD_WRITE.SubstParam(bookName, UnicodeStr(file.GetLength(), 10)));
+    printLine(MSG_NOTEBOOK_WOULD_WRITE.SubstParam(FileSystem::ForDisplay(bookName),
+                                                  UnicodeStr(file.GetLength(), 10)));
 }
 
 void importNote(const CBookCommand& command) {
@@ -81,7 +82,8 @@ void importNote(const CBookCommand& command) {
     CBook book;
     addNote(book, command.bookName, note);
     book.Save(command.bookName);
-    printLine(MSG_NOTEBOOK_IMPORTED.SubstParam(UnicodeStr(book.Size(), 10), note.Title, command.bookName,
+    printLine(MSG_NOTEBOOK_IMPORTED.SubstParam(UnicodeStr(book.Size(), 10), note.Title,
+                                               FileSystem::ForDisplay(command.bookName),
                                                ShowLongTime(note.Time)));
 }
 
@@ -106,7 +108,7 @@ void listNotes(const CBookCommand& command) {
     CBook book;
     book.Load(command.bookName);
     if (book.Size() == 0)
-        printLine(MSG_NOTEBOOK_EMPTY.SubstParam(command.bookName));
+        printLine(MSG_NOTEBOOK_EMPTY.SubstParam(FileSystem::ForDisplay(command.bookName)));
     const CUnicodeString with = command.arguments.Characters();
     const CUnicodeSet characters = ParseCharacters(with);
     const CNoteList list(book, command.arguments.Order(), with.IsEmpty() ? nullptr : &characters);
@@ -119,7 +121,8 @@ const CNote& findNote(const CBook& book, const CUnicodeString& bookName, const C
     if (!numberText.Value(number, 10))
         GenCheck(ERR_NOTEBOOK_BAD_NUMBER, numberText);
     if (number < 1 || number > book.Size())
-        GenCheck(ERR_NOTEBOOK_NO_NOTE, bookName, UnicodeStr(number, 10), UnicodeStr(book.Size(), 10));
+        GenCheck(ERR_NOTEBOOK_NO_NOTE, FileSystem::ForDisplay(bookName), UnicodeStr(number, 10),
+                 UnicodeStr(book.Size(), 10));
     return book.Note(number - 1);
 }
 
@@ -139,10 +142,11 @@ void exportNote(const CBookCommand& command) {
     const CUnicodeString& text = findNote(book, command.bookName, command.words[0]).Text;
     if (command.arguments.IsDryRun()) {
         const int size = MeasureExport(fileName, text, codePage);
-        printLine(MSG_NOTEBOOK_WOULD_WRITE.SubstParam(fileName, UnicodeStr(size, 10)));
+        printLine(
+            MSG_NOTEBOOK_WOULD_WRITE.SubstParam(FileSystem::ForDisplay(fileName), UnicodeStr(size, 10)));
     } else {
         ExportText(fileName, text, codePage);
-        printLine(MSG_NOTEBOOK_EXPORTED.SubstParam(command.words[0], fileName));
+        printLine(MSG_NOTEBOOK_EXPORTED.SubstParam(command.words[0], FileSystem::ForDisplay(fileName)));
     }
 }
 

@@ -40,7 +40,7 @@ namespace {
 void checkLog(const CUnicodeString& name) {
     CFile log(name, CFile::ForReading | CFile::DenyNone | CFile::Create | CFile::KeepContents);
     if (log.GetLength() > 0 && log.ReadWord() != kByteOrderMark)
-        GenCheck(ERR_NOTEBOOK_BAD_LOG, name);
+        GenCheck(ERR_NOTEBOOK_BAD_LOG, FileSystem::ForDisplay(name));
 }
 
 // Commands on settings have no dry run.

@@ -3,6 +3,7 @@
 
 #include <tarnkit/exceptions.h>
 #include <tarnkit/file.h>
+#include <tarnkit/file_system.h>
 #include <tarnkit/memory_file.h>
 #include <tarnkit/text_of_values.h>
 #include <tarnkit/text_stream.h>
@@ -18,7 +19,7 @@ bool hasByteOrderMark(const CString& bytes) {
 void checkCodePage(const CUnicodeString& fileName, const CUnicodeString& text, unsigned codePage) {
     const CString bytes(text, text.GetLength(), codePage);
     if (CUnicodeString(bytes.Ptr(), bytes.GetLength(), codePage) != text)
-        GenCheck(ERR_NOTEBOOK_CANT_ENCODE, UnicodeStr(codePage, 10), fileName);
+        GenCheck(ERR_NOTEBOOK_CANT_ENCODE, UnicodeStr(codePage, 10), FileSystem::ForDisplay(fileName));
 }
 
 } // namespace
@@ -32,7 +33,7 @@ CUnicodeString ImportText(const CUnicodeString& fileName, unsigned codePage) {
     // bytes.
     const CString back(text, text.GetLength(), codePage);
     if (back.GetLength() != bytes.GetLength() || back.Compare(bytes) != 0)
-        GenCheck(ERR_NOTEBOOK_CANT_DECODE, fileName, UnicodeStr(codePage, 10));
+        GenCheck(ERR_NOTEBOOK_CANT_DECODE, FileSystem::ForDisplay(fileName), UnicodeStr(codePage, 10));
     return text;
 }
 

@@ -94,6 +94,8 @@ public:
     using difference_type = std::ptrdiff_t;
     using reference = unsigned;
     using const_reference = unsigned;
+    using pointer = const unsigned*;
+    using const_pointer = const unsigned*;
     using iterator = Iterator;
     using const_iterator = Iterator;
 

@@ -2,11 +2,11 @@
 /// The one way in which the library and its clients report failures.
 ///
 /// A failure is an object of the `CException` family, created with `new`, thrown by pointer and owned by
-/// whoever catches it, who shows it with `Warning(e)` and disposes of it with `e->Delete()`. Misuse is
-/// reported by `GenAssert`, bad data and failed system calls by the checks and the `Throw...` functions.
-/// Where throwing is switched off (static parts) assertions and checks show their text, set the thread's
-/// error flag and return; the `Throw...` functions always throw. For any thread; the state of reporting is
-/// kept per thread.
+/// whoever catches it, who shows it with `Warning(e)` and disposes of it with `e->Delete()`, or leaves that
+/// to a `std::unique_ptr<CException>`. Misuse is reported by `GenAssert`, bad data and failed system calls by
+/// the checks and the `Throw...` functions. Where throwing is switched off (static parts) assertions and
+/// checks show their text, set the thread's error flag and return; the `Throw...` functions always throw. For
+/// any thread; the state of reporting is kept per thread.
 ///
 /// \code
 /// try {

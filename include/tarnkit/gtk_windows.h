@@ -55,8 +55,7 @@ public:
     /// Closes, and lets `Run` end, also if it has not begun.
     void Quit();
     /// Gives boxes that are open or waiting the preselected answer, and all later ones until the next `Run`
-    /// has begun. For a program that runs
-    /// the event loop itself, when that has ended.
+    /// has begun. For a program that runs the event loop itself, when that has ended.
     void Close();
 
     int MessageBox(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) override;

@@ -329,6 +329,8 @@ public:
     using difference_type = std::ptrdiff_t;
     using reference = Element&;
     using const_reference = const Element&;
+    using pointer = Element*;
+    using const_pointer = const Element*;
     using iterator = Iterator;
     using const_iterator = ConstIterator;
 
@@ -366,21 +368,17 @@ public:
     ConstIterator end() const { return ConstIterator(); }
 
     /// Adds `element` unless there is an equal one: then returns false and changes nothing.
-    bool Insert(Element element) {
-        const int hash = HashOfKey(element);
-        if (findNode(hash, element) != nullptr)
-            return false;
-        nodes.Insert(hash, std::move(element));
-        return true;
+    bool Insert(Element element) { return insert(std::move(element)); }
+    template<CTextKeyOf<Element> Text>
+    bool Insert(const Text& text) {
+        return insert(text);
     }
 
     /// The element that equals `element`, which is inserted first if there is none.
-    Element& FindOrInsert(Element element) {
-        const int hash = HashOfKey(element);
-        Node* node = findNode(hash, element);
-        if (node == nullptr)
-            node = nodes.Insert(hash, std::move(element));
-        return node->entry;
+    Element& FindOrInsert(Element element) { return findOrInsert(std::move(element)); }
+    template<CTextKeyOf<Element> Text>
+    Element& FindOrInsert(const Text& text) {
+        return findOrInsert(text);
     }
 
     /// The element that equals `element`, or null. It can be changed in place as long as its key stays the
@@ -391,9 +389,27 @@ public:
     bool Has(const Element& element) const { return Find(element) != nullptr; }
     /// Deletes the element that equals `element`; false if there is none.
     bool Delete(const Element& element) { return DeleteByKey(element); }
+    ///@{
+    /// The same for what finds a string without becoming one.
+    template<CTextKeyOf<Element> Text>
+    Element* Find(const Text& text) {
+        return FindByKey(text);
+    }
+    template<CTextKeyOf<Element> Text>
+    const Element* Find(const Text& text) const {
+        return FindByKey(text);
+    }
+    template<CTextKeyOf<Element> Text>
+    bool Has(const Text& text) const {
+        return FindByKey(text) != nullptr;
+    }
+    template<CTextKeyOf<Element> Text>
+    bool Delete(const Text& text) {
+        return DeleteByKey(text);
+    }
+    ///@}
 
-    /// The same for any key that has the hash of its element and can be compared with elements; a view or a
-    /// pointer finds a string.
+    /// The same for any key that has the hash of its element and can be compared with elements.
     template<class Key>
     Element* FindByKey(const Key& key) {
         Node* node = findNode(HashOfKey(key), key);
@@ -437,6 +453,24 @@ public:
 
 private:
     Nodes nodes;
+
+    template<class Wanted>
+    bool insert(Wanted&& wanted) {
+        const int hash = HashOfKey(wanted);
+        if (findNode(hash, wanted) != nullptr)
+            return false;
+        nodes.Insert(hash, std::forward<Wanted>(wanted));
+        return true;
+    }
+
+    template<class Wanted>
+    Element& findOrInsert(Wanted&& wanted) {
+        const int hash = HashOfKey(wanted);
+        Node* node = findNode(hash, wanted);
+        if (node == nullptr)
+            node = nodes.Insert(hash, std::forward<Wanted>(wanted));
+        return node->entry;
+    }
 
     template<class Key>
     Node* findNode(int hash, const Key& key) const {

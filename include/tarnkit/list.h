@@ -100,6 +100,12 @@ template<class Node>
 class CListNodes {
 public:
     using value_type = std::remove_const_t<Node>;
+    using size_type = std::size_t;
+    using difference_type = std::ptrdiff_t;
+    using reference = Node&;
+    using const_reference = reference; // a range that is constant itself does not make the nodes so
+    using pointer = Node*;
+    using const_pointer = pointer;
     using iterator = CListIterator<Node>;
     using const_iterator = iterator;
 
@@ -171,6 +177,8 @@ public:
     using difference_type = std::ptrdiff_t;
     using reference = CListNodeBase&;
     using const_reference = const CListNodeBase&;
+    using pointer = CListNodeBase*;
+    using const_pointer = const CListNodeBase*;
     using iterator = CListIterator<CListNodeBase>;
     using const_iterator = CListIterator<const CListNodeBase>;
 

@@ -58,6 +58,8 @@ public:
     using difference_type = std::ptrdiff_t;
     using reference = Entry&;
     using const_reference = const Entry&;
+    using pointer = Entry*;
+    using const_pointer = const Entry*;
     using iterator = Iterator;
     using const_iterator = ConstIterator;
 
@@ -94,20 +96,17 @@ public:
     ConstIterator end() const { return ConstIterator(); }
 
     /// Adds or replaces the value of `key`; returns a reference to the value in the map.
-    Value& Set(const Key& key, Value value) {
-        const int hash = HashOfKey(key);
-        if (Node* node = findNode(hash, key))
-            return node->entry.value = std::move(value);
-        return nodes.Insert(hash, key, std::move(value))->entry.value;
+    Value& Set(const Key& key, Value value) { return set(key, std::move(value)); }
+    template<CTextKeyOf<Key> Text>
+    Value& Set(const Text& key, Value value) {
+        return set(key, std::move(value));
     }
 
     /// Sets the value of `key` unless it has one already: then returns false and changes nothing.
-    bool Insert(const Key& key, Value value) {
-        const int hash = HashOfKey(key);
-        if (findNode(hash, key) != nullptr)
-            return false;
-        nodes.Insert(hash, key, std::move(value));
-        return true;
+    bool Insert(const Key& key, Value value) { return insert(key, std::move(value)); }
+    template<CTextKeyOf<Key> Text>
+    bool Insert(const Text& key, Value value) {
+        return insert(key, std::move(value));
     }
 
     /// The value of `key`; if there is none, one made of the other arguments is inserted first.
@@ -185,6 +184,23 @@ private:
         if (node != nullptr)
             nodes.Delete(node);
         return node != nullptr;
+    }
+
+    template<class Wanted>
+    Value& set(const Wanted& key, Value&& value) {
+        const int hash = HashOfKey(key);
+        if (Node* node = findNode(hash, key))
+            return node->entry.value = std::move(value);
+        return nodes.Insert(hash, key, std::move(value))->entry.value;
+    }
+
+    template<class Wanted>
+    bool insert(const Wanted& key, Value&& value) {
+        const int hash = HashOfKey(key);
+        if (findNode(hash, key) != nullptr)
+            return false;
+        nodes.Insert(hash, key, std::move(value));
+        return true;
     }
 
     template<class Wanted, class... Arguments>

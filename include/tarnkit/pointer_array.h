@@ -19,6 +19,8 @@ public:
     using difference_type = std::ptrdiff_t;
     using reference = T*&;
     using const_reference = T* const&;
+    using pointer = T**;
+    using const_pointer = T* const*;
     using iterator = T**;
     using const_iterator = T* const*;
 
@@ -53,13 +55,21 @@ public:
     void SetSize(int size) { pointers.SetSize(size); }
     ///@{
     /// Appends a pointer.
-    void Add(T* pointer) { pointers.Add(pointer); }
-    void push_back(T* pointer) { Add(pointer); }
+    void Add(T* object) { pointers.Add(object); }
+    void push_back(T* object) { Add(object); }
     ///@}
+    /// Appends a pointer made of this argument, or null; returns it.
+    template<class... Arguments>
+    requires std::is_constructible_v<T*, Arguments...> T*& emplace_back(Arguments&&... arguments) {
+        return pointers.emplace_back(std::forward<Arguments>(arguments)...);
+    }
     size_type size() const { return pointers.size(); }
     bool empty() const { return IsEmpty(); }
+    /// The first pointer; null while no memory is allocated. Valid until the next change of the size.
+    T** data() { return pointers.data(); }
+    T* const* data() const { return pointers.data(); }
     /// Inserts before `position` (0 to `Size()`); the pointers after it move up.
-    void InsertAt(int position, T* pointer) { pointers.InsertAt(position, pointer); }
+    void InsertAt(int position, T* object) { pointers.InsertAt(position, object); }
 
     /// Removes `number` pointers from `start` on; the pointers after them move down.
     void DeleteAt(int start, int number = 1) {
@@ -79,10 +89,10 @@ public:
     /// Removes all pointers and frees the memory.
     void FreeBuffer() { pointers.FreeBuffer(); }
 
-    /// The first index at or after `start` that holds `pointer`, or -1.
-    int Find(const T* pointer, int start = 0) const { return pointers.Find(pointer, start); }
-    /// Whether some element is `pointer`.
-    bool Has(const T* pointer) const { return Find(pointer) >= 0; }
+    /// The first index at or after `start` that points to `object`, or -1.
+    int Find(const T* object, int start = 0) const { return pointers.Find(object, start); }
+    /// Whether some element points to `object`.
+    bool Has(const T* object) const { return Find(object) >= 0; }
 
     /// Sorts by a comparison of the objects that returns a negative number, zero or a positive one. Equal
     /// objects keep their order if `isStable` is set, which takes memory for half of the pointers; if there

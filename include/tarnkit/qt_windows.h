@@ -55,8 +55,7 @@ public:
     /// Closes, and lets `Run` end, also if it has not begun.
     void Quit();
     /// Gives boxes that are open or waiting the preselected answer, and all later ones until the next `Run`
-    /// has begun. Happens by
-    /// itself when the application is about to quit.
+    /// has begun. Happens by itself when the application is about to quit.
     void Close();
 
     int MessageBox(HWND owner, const char16_t* text, const char16_t* caption, UINT flags) override;

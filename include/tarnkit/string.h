@@ -14,7 +14,7 @@
 ///
 /// A string is a range of its units and converts to a view (`std::string_view`) by itself; where a function
 /// takes both a pointer and a view, `View()` says which. Views and standard strings are taken wherever a
-/// string or a text is; their first NUL ends them (text_view.h).
+/// string is, and by assignments, `+` and comparisons; their first NUL ends them (text_view.h).
 ///
 /// \code
 /// CString path("logs");

@@ -37,6 +37,8 @@ public:
     using value_type = CTreeBase;
     using reference = CTreeBase&;
     using const_reference = const CTreeBase&;
+    using pointer = CTreeBase*;
+    using const_pointer = const CTreeBase*;
     using iterator = CListIterator<CTreeBase>;
     using const_iterator = CListIterator<const CTreeBase>;
 

@@ -78,6 +78,8 @@ public:
     using value_type = char16_t;
     using reference = char16_t;
     using const_reference = char16_t;
+    using pointer = const char16_t*;
+    using const_pointer = const char16_t*;
     using iterator = Iterator;
     using const_iterator = Iterator;
 

@@ -72,6 +72,9 @@ TEST(Map, IsBuiltFromListsAndRangesAndComparesItsPairs) {
     EXPECT_EQ(map, (CMap<CUnicodeString, int>(standard.begin(), standard.end())));
     EXPECT_EQ(map[u"a"]++, 1);
     EXPECT_FALSE((map == CMap<CUnicodeString, int>(standard.begin(), standard.end())));
+    EXPECT_TRUE(map.Insert(u"d", 1) && !map.Insert(std::u16string(u"d"), 2) && map.Delete(u"d"));
+    EXPECT_EQ(map.Set(std::u16string_view(u"c"), 3), 3);
+    EXPECT_EQ(map.Set(u"c", 0), 0);
     EXPECT_EQ(++map[std::u16string_view(u"c")], 1);
     EXPECT_FALSE((map == CMap<CUnicodeString, int>{{u"b", 2}, {u"a", 2}}) ||
                  (map == CMap<CUnicodeString, int>{{u"b", 2}, {u"a", 2}, {u"d", 1}}));

@@ -164,6 +164,16 @@ TEST_F(Notebook, RemembersRecentBooks) {
     expectFailure("list", "used no book yet");
 }
 
+TEST_F(Notebook, KnowsFilesByTheirBytesAndShowsTheirNamesAsTheSystemDoes) {
+    const bool anyBytes = sizeof(fs::path::value_type) == 1; // else names are not bytes
+    const std::string name = anyBytes ? "\xFC" : "u", shown = anyBytes ? "\uFFFD" : "u";
+    WriteBytes("text", "Milk");
+    EXPECT_TRUE(Contains(done("import " + name + " text"), " is now in " + shown + "."));
+    EXPECT_TRUE(fs::exists(name));
+    const auto separator = static_cast<char>(fs::path::preferred_separator);
+    expectFailure("show 2", separator + shown + " has no note 2.");
+}
+
 TEST_F(Notebook, UsesTheLanguageAndColorsOfItsUser) {
     const auto run = [](const char* arguments) { return RunProgram(commandLine(arguments)); };
     for (const char* setting : {"language 2", "time-color \"b=3, R = 1\"", "title-color Sys=WindowText"})

@@ -380,41 +380,59 @@ const CCapability kGettext{*TARNKIT_GETTEXT == '\0' ? "they are not there, or no
 
 bool gettext(const std::string& commandLine) { return run(TARNKIT_GETTEXT "/" + commandLine); }
 
-class RoundTripWithGettext : public testing::TestWithParam<const char*> {};
+struct CTranslations {
+    std::string folder, source, changed; // where the originals and their names are; one of the names
 
-TEST_P(RoundTripWithGettext, KeepsTheNotebooksTextsAndFindsWhatIsNew) {
+    friend void PrintTo(const CTranslations& translations, std::ostream* out) { *out << translations.folder; }
+};
+
+class RoundTripWithGettext : public testing::TestWithParam<std::tuple<CTranslations, const char*>> {};
+
+TEST_P(RoundTripWithGettext, KeepsTheTextsAndFindsWhatIsNew) {
     TARNKIT_TEST_NEEDS(kGettext);
-    const std::string language = std::string(GetParam()) + ".po";
-    const std::string extract = "extract --original en.po --output new.pot " TARNKIT_NOTEBOOK "/messages.cpp";
+    const auto& [translations, code] = GetParam();
+    const std::string folder = TARNKIT_SOURCES "/" + translations.folder + "/",
+                      language = code + std::string(".po");
+    const std::string extract =
+        "extract --macro TARNKIT_MESSAGE:2 --original en.po --output new.pot " + folder + translations.source;
     for (const std::string& name : {std::string("en.po"), language})
-        std::filesystem::copy_file(TARNKIT_NOTEBOOK "/" + name, name,
-                                   std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::copy_file(folder + name, name, std::filesystem::copy_options::overwrite_existing);
     ASSERT_TRUE(compile(extract) && compile("--posix out.cpp --original en.po " + language)) << said;
     const std::string before = BytesOf("out.cpp");
     // Nothing changes when nothing has changed.
     ASSERT_TRUE(gettext("msgmerge -q -U " + language + " new.pot")) << said;
     EXPECT_TRUE(gettext("msgfmt --check -o out.mo " + language) && said.empty()) << said;
     EXPECT_TRUE(compile("--check --posix out.cpp --original en.po " + language) && said.empty()) << said;
-    EXPECT_EQ(BytesOf("out.cpp"), before);
+    EXPECT_TRUE(BytesOf("out.cpp") == before);
 
     std::string original = BytesOf("en.po") + "\n" + entry("MSG_NEW", "Quite another matter altogether.");
-    original.replace(original.find("such as R=255"), 7, "like");
+    const std::string text = "msgstr \"";
+    original.insert(original.find(text, original.find('"' + translations.changed + '"')) + text.size(),
+                    "Now: ");
     WriteBytes("en.po", original);
     EXPECT_TRUE(compile("--check --original en.po " + language));
-    EXPECT_TRUE(Contains(said, "warning: the original of 'ERR_NOTEBOOK_BAD_COLOR' has changed\n")) << said;
+    EXPECT_TRUE(Contains(said, "warning: the original of '" + translations.changed + "' has changed\n"))
+        << said;
     ASSERT_TRUE(compile(extract) && gettext("msgmerge -q -U " + language + " new.pot")) << said;
     EXPECT_TRUE(compile("--check --original en.po " + language));
     EXPECT_TRUE(Contains(said, "1 message without translation: MSG_NEW\n") &&
-                Contains(said, "1 message with a fuzzy translation: ERR_NOTEBOOK_BAD_COLOR\n"))
+                Contains(said, "1 message with a fuzzy translation: " + translations.changed + "\n"))
         << said;
 }
 
-INSTANTIATE_TEST_SUITE_P(Notebook, RoundTripWithGettext, testing::Values("de", "ru"));
+INSTANTIATE_TEST_SUITE_P(
+    Project, RoundTripWithGettext,
+    testing::Combine(testing::Values(CTranslations{"examples/notebook", "messages.cpp",
+                                                   "ERR_NOTEBOOK_BAD_COLOR"},
+                                     CTranslations{"catalogue", "library_messages.cpp", "ERR_BAD_TEXT_FILE"},
+                                     CTranslations{"tools/tarnreg", "messages.cpp", "MSG_TARNREG_NO_KEY"}),
+                     testing::Values("de", "ru")));
 
 TEST(MessageCompiler, TakesUpWhatMsginitBegins) {
     TARNKIT_TEST_NEEDS(kGettext);
-    ASSERT_TRUE(compile("extract --original " TARNKIT_NOTEBOOK "/en.po --output new.pot " TARNKIT_NOTEBOOK
-                        "/messages.cpp"));
+    ASSERT_TRUE(compile("extract --original " TARNKIT_SOURCES
+                        "/examples/notebook/en.po --output new.pot " TARNKIT_SOURCES
+                        "/examples/notebook/messages.cpp"));
     for (const std::string language : {"ar", "en", "ja", "pl", "ru"}) {
         ASSERT_TRUE(gettext("msginit --no-translator -l " + language + " -i new.pot -o " + language + ".po"));
         EXPECT_TRUE(compile("--statistics --original new.pot " + language + ".po"));

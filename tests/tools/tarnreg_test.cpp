@@ -294,6 +294,20 @@ TEST_F(RegistryTool, RefusesABadFileWithItsLineAndImportsNothing) {
     }
 }
 
+TEST_F(RegistryTool, KnowsFilesByTheirBytesAndShowsTheirNamesAsTheSystemDoes) {
+    const bool anyBytes = sizeof(fs::path::value_type) == 1; // else names are not bytes
+    const std::string name = anyBytes ? "\xFC.reg" : "u.reg", shown = anyBytes ? "\uFFFD.reg" : "u.reg";
+    EXPECT_EQ(tarnreg("set " + key()), 0);
+    EXPECT_EQ(tarnreg("export " + key() + " " + name), 0) << said;
+    EXPECT_TRUE(fs::exists(name));
+    EXPECT_EQ(tarnreg("import " + name), 0) << said;
+    EXPECT_EQ(tarnreg("export " + key() + " " + name), 3);
+    EXPECT_TRUE(Contains(said, shown + " exists")) << said;
+    WriteBytes(name, "x");
+    EXPECT_EQ(tarnreg("import " + name), 3);
+    EXPECT_TRUE(Contains(said, shown + ":1: ")) << said;
+}
+
 TEST_F(RegistryTool, AnswersCommandsWithOutputAndExitCode) {
     const struct {
         int exitCode;

@@ -177,7 +177,7 @@ int Export(const Arguments& arguments) {
     CUnicodeString fullName = file;
     FileSystem::MakeFullPath(fullName);
     if (!arguments.isForced && FileSystem::AccessFile(fullName, 0))
-        throw Failure{kExitFailed, MSG_TARNREG_EXISTS.SubstParam(file)};
+        throw Failure{kExitFailed, MSG_TARNREG_EXISTS.SubstParam(FileSystem::ForDisplay(file))};
     const std::vector<Key> keys = ReadTree(name, true);
     if (keys.empty())
         throw Failure{kExitNotFound, MSG_TARNREG_NO_KEY.SubstParam(ToText(name.Full()))};
@@ -192,7 +192,7 @@ int Export(const Arguments& arguments) {
 int Import(const Arguments& arguments) {
     requireWords(arguments, 1, 1);
     const CUnicodeString file = ToText(arguments.words[0]);
-    Apply(ParseRegFile(bytesOfFile(file), file));
+    Apply(ParseRegFile(bytesOfFile(file), FileSystem::ForDisplay(file)));
     return kExitDone;
 }
 

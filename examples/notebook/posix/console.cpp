@@ -1,5 +1,7 @@
 #include "console.h"
 
+#include <tarnkit/file_system.h>
+
 #include <cstdio>
 #include <unistd.h>
 
@@ -21,9 +23,9 @@ void print(std::FILE* output, const CUnicodeString& text) {
 CArray<CUnicodeString> Arguments(int argc, char** argv) {
     CArray<CUnicodeString> arguments;
     for (int i = 1; i < argc; i++) {
-        // Command lines are UTF-8 today; those of older systems are in the system's code page.
+        // What is not UTF-8 can only be the name of a file, which is found by its bytes.
         const CUnicodeString argument(argv[i], kUtf8);
-        arguments.Add(argument.IsEmpty() ? CUnicodeString(argv[i], 0) : argument);
+        arguments.Add(CString(argument, kUtf8) == argv[i] ? argument : FileSystem::FromNative(argv[i]));
     }
     return arguments;
 }
