@@ -233,6 +233,8 @@ public:
     operator std::basic_string_view<Unit>() const noexcept { return View(); }
     const Unit* begin() const noexcept { return body->Body(); }
     const Unit* end() const noexcept { return body->Body() + body->Length(); }
+    std::size_t size() const noexcept { return static_cast<std::size_t>(body->Length()); }
+    bool empty() const noexcept { return IsEmpty(); }
     // A string converts to a pointer, and a pointer to a truth value: `bool isSet = text` would be true for
     // the empty text too.
     template<std::same_as<bool> T>
