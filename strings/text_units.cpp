@@ -64,8 +64,11 @@ const char16_t* findEndUnaligned(const char16_t* text, char16_t unit, std::size_
 // The first unit that is `unit` or a terminator, or the one behind `limit` others. Aligned blocks and groups
 // are read whole, also what stands in them before and behind the text: they never reach into a page that the
 // text does not.
+template<bool isLimited>
 __attribute__((no_sanitize("address", "thread"))) const char16_t* findEnd(const char16_t* text, char16_t unit,
                                                                           std::size_t limit = SIZE_MAX) {
+    if constexpr (!isLimited)
+        limit = SIZE_MAX; // known to the compiler, which leaves out the comparisons with it
     const CBlock units = EachUnit(unit);
     const auto address = reinterpret_cast<std::uintptr_t>(text);
     if (address % sizeof(char16_t) != 0) [[unlikely]]
@@ -260,10 +263,11 @@ private:
 
 } // namespace
 
-std::size_t Length(const char16_t* text) { return static_cast<std::size_t>(findEnd(text, 0) - text); }
+std::size_t Length(const char16_t* text) { return static_cast<std::size_t>(findEnd<false>(text, 0) - text); }
 
 int LengthUpTo(const char16_t* text, int limit) {
-    return limit > 0 ? static_cast<int>(findEnd(text, 0, static_cast<std::size_t>(limit)) - text) : limit;
+    return limit > 0 ? static_cast<int>(findEnd<true>(text, 0, static_cast<std::size_t>(limit)) - text)
+                     : limit;
 }
 
 int Compare(const char16_t* a, const char16_t* b) { return compareUpTo(a, b, INT_MAX); }
@@ -277,7 +281,7 @@ int CompareNoCase(const char* a, const char* b, int count) { return compareLower
 int CompareNoCase(const char16_t* a, const char16_t* b, int count) { return compareLowered(a, b, count); }
 
 const char16_t* FindUnit(const char16_t* text, char16_t unit) {
-    const char16_t* const place = findEnd(text, unit);
+    const char16_t* const place = findEnd<false>(text, unit);
     return *place == unit ? place : nullptr;
 }
 
