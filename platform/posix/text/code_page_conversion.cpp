@@ -42,13 +42,11 @@ public:
     }
 
     int Encode(const char16_t* text, int size) {
+        constexpr std::ptrdiff_t kBlock = 16;
         const char16_t* end = text + size;
         const bool composes = (flags & WC_COMPOSITECHECK) != 0;
-        const auto isAsciiRun = [&] {
-            return page.IsAsciiCompatible() && IsAscii(*text) && end - text > 1 && IsAscii(text[1]);
-        };
         while (text != end) {
-            if (isAsciiRun()) {
+            if (page.IsAsciiCompatible() && IsAscii(*text) && end - text > 1 && IsAscii(text[1])) {
                 // The last letter may have a mark after it.
                 const std::size_t ascii = AsciiRun(text, end);
                 const bool isFollowed = text + ascii != end && composes;
@@ -57,13 +55,17 @@ public:
                     break;
             }
             const auto isMarked = [&] { return composes && end - text > 1 && MayBeMark(text[1]); };
-            if ((flags & WC_NO_BEST_FIT_CHARS) == 0)
-                for (unsigned bytes;
-                     !isMarked() && !isAsciiRun() && (bytes = page.EncodeStraight(*text)) != 0;) {
+            if ((flags & WC_NO_BEST_FIT_CHARS) == 0) {
+                // Runs of ASCII are looked for between blocks, which costs less than at each unit.
+                const char16_t* const blockEnd = end - text > kBlock ? text + kBlock : end;
+                for (unsigned bytes; !isMarked() && (bytes = page.EncodeStraight(*text)) != 0;) {
                     putBytes(bytes);
-                    if (++text == end)
-                        return output.Finish();
+                    if (++text == blockEnd)
+                        break;
                 }
+                if (text == blockEnd)
+                    continue;
+            }
             int taken = isMarked() ? putComposed(text, end) : 0;
             if (taken == 0) {
                 put(*text);
