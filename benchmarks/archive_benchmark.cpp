@@ -1,6 +1,7 @@
 // Storing and loading a million numbers and a hundred thousand texts: an archive on a file against the C
-// runtime's stream, value by value through buffers of the same size, into the same bytes. The rivals
-// "one-fwrite" and "one-fread" move those bytes in a single call, which measures the system alone.
+// runtime's stream, value by value through buffers of the same size, into the same bytes, and against cereal,
+// which has a format of its own. The rivals "one-fwrite" and "one-fread" move those bytes in a single call,
+// which measures the system alone.
 #include "malloc_memory.h"
 
 #include <tarnkit/archive.h>
@@ -8,10 +9,13 @@
 #include <tarnkit/file.h>
 
 #include <benchmark/benchmark.h>
+#include <cereal/archives/binary.hpp>
+#include <cereal/types/string.hpp>
 
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <random>
 #include <string>
@@ -26,7 +30,7 @@ constexpr int kTexts = 100'000;
 constexpr int kBufferSize = 4096;
 constexpr int kLongestText = 60;
 
-using StandardString = std::basic_string<char16_t, std::char_traits<char16_t>, MallocAllocator<char16_t>>;
+using StandardString = MallocString<char16_t>;
 
 // A rival that does not do its work must not win.
 void must(bool isDone, const char* what) {
@@ -133,6 +137,39 @@ private:
     std::FILE* file;
 };
 
+// cereal's binary archive, on a stream of the standard library.
+class Cereal {
+public:
+    Cereal(const ScratchFile& scratch, CArchive::TDirection direction) {
+        file.rdbuf()->pubsetbuf(buffer, kBufferSize);
+        file.open(scratch.RuntimeName(),
+                  std::ios::binary |
+                      (direction == CArchive::Storing ? std::ios::out | std::ios::trunc : std::ios::in));
+        must(file.is_open(), "opening a stream");
+    }
+
+    using String = StandardString;
+
+    template<class Value>
+    void Store(const Value& value) {
+        output(value);
+    }
+    template<class Value>
+    void Load(Value& value) {
+        input(value);
+    }
+    void Close() {
+        file.close();
+        must(file.good(), "closing a stream");
+    }
+
+private:
+    char buffer[kBufferSize];
+    std::fstream file;
+    cereal::BinaryOutputArchive output{file};
+    cereal::BinaryInputArchive input{file};
+};
+
 const std::vector<int>& valuesOf(int) { return numbers(); }
 template<class String>
 const std::vector<String>& valuesOf(const String&) {
@@ -154,11 +191,11 @@ void store(benchmark::State& state) {
         storeAll<Rival, Value>(scratch);
 }
 
-// Loads what the archive stored, so that both read the same bytes, and checks the values.
-template<class Rival, class Value, class StoredValue>
+// Loads what `Writer` stored, and checks the values. The runtime's stream reads what the archive stored.
+template<class Rival, class Value, class Writer, class StoredValue>
 void load(benchmark::State& state) {
     const ScratchFile scratch("load");
-    storeAll<Archive, StoredValue>(scratch);
+    storeAll<Writer, StoredValue>(scratch);
     const std::vector<Value>& expected = valuesOf(Value());
     std::vector<Value> values(expected.size());
     for (auto _ : state) {
@@ -206,17 +243,25 @@ void loadAtOnce(benchmark::State& state) {
 
 BENCHMARK(store<Archive, int>)->Name("ints/store/CArchive")->Unit(benchmark::kMillisecond);
 BENCHMARK(store<Stream, int>)->Name("ints/store/fwrite")->Unit(benchmark::kMillisecond);
+BENCHMARK(store<Cereal, int>)->Name("ints/store/cereal")->Unit(benchmark::kMillisecond);
 BENCHMARK(storeAtOnce<int>)->Name("ints/store/one-fwrite")->Unit(benchmark::kMillisecond);
-BENCHMARK(load<Archive, int, int>)->Name("ints/load/CArchive")->Unit(benchmark::kMillisecond);
-BENCHMARK(load<Stream, int, int>)->Name("ints/load/fread")->Unit(benchmark::kMillisecond);
+BENCHMARK(load<Archive, int, Archive, int>)->Name("ints/load/CArchive")->Unit(benchmark::kMillisecond);
+BENCHMARK(load<Stream, int, Archive, int>)->Name("ints/load/fread")->Unit(benchmark::kMillisecond);
+BENCHMARK(load<Cereal, int, Cereal, int>)->Name("ints/load/cereal")->Unit(benchmark::kMillisecond);
 BENCHMARK(loadAtOnce<int>)->Name("ints/load/one-fread")->Unit(benchmark::kMillisecond);
 
 using TarnkitText = CUnicodeString;
 BENCHMARK(store<Archive, TarnkitText>)->Name("texts/store/CArchive")->Unit(benchmark::kMillisecond);
 BENCHMARK(store<Stream, StandardString>)->Name("texts/store/fwrite")->Unit(benchmark::kMillisecond);
+BENCHMARK(store<Cereal, StandardString>)->Name("texts/store/cereal")->Unit(benchmark::kMillisecond);
 BENCHMARK(storeAtOnce<TarnkitText>)->Name("texts/store/one-fwrite")->Unit(benchmark::kMillisecond);
-BENCHMARK(load<Archive, TarnkitText, TarnkitText>)
+BENCHMARK(load<Archive, TarnkitText, Archive, TarnkitText>)
     ->Name("texts/load/CArchive")
     ->Unit(benchmark::kMillisecond);
-BENCHMARK(load<Stream, StandardString, TarnkitText>)->Name("texts/load/fread")->Unit(benchmark::kMillisecond);
+BENCHMARK(load<Stream, StandardString, Archive, TarnkitText>)
+    ->Name("texts/load/fread")
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(load<Cereal, StandardString, Cereal, StandardString>)
+    ->Name("texts/load/cereal")
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(loadAtOnce<TarnkitText>)->Name("texts/load/one-fread")->Unit(benchmark::kMillisecond);

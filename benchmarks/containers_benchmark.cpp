@@ -10,6 +10,8 @@
 
 #include <absl/container/flat_hash_map.h>
 #include <benchmark/benchmark.h>
+#include <boost/unordered_map.hpp>
+#include <glib.h>
 #include <unicode/uniset.h>
 
 #include <QHash>
@@ -23,6 +25,7 @@
 #include <list>
 #include <memory>
 #include <random>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -324,11 +327,25 @@ struct TarnkitMap : Tarn::CMap<int, int> {
     int At(int key) { return *Find(key); }
 };
 
-struct AbseilMap : absl::flat_hash_map<int, int, absl::Hash<int>, std::equal_to<int>,
-                                       MallocAllocator<std::pair<const int, int>>> {
-    void Put(int key, int value) { emplace(key, value); }
-    bool Erase(int key) { return erase(key) > 0; }
-    int At(int key) { return find(key)->second; }
+template<template<class...> class Map, class Hash>
+struct MapOfPeer : Map<int, int, Hash, std::equal_to<int>, MallocAllocator<std::pair<const int, int>>> {
+    void Put(int key, int value) { this->emplace(key, value); }
+    bool Erase(int key) { return this->erase(key) > 0; }
+    int At(int key) { return this->find(key)->second; }
+};
+using AbseilMap = MapOfPeer<absl::flat_hash_map, absl::Hash<int>>;
+using BoostMap = MapOfPeer<boost::unordered_map, boost::hash<int>>;
+using StandardMap = MapOfPeer<std::unordered_map, std::hash<int>>;
+
+struct GlibMap {
+    GHashTable* table = g_hash_table_new(g_direct_hash, g_direct_equal);
+
+    GlibMap() = default;
+    GlibMap(const GlibMap&) = delete;
+    ~GlibMap() { g_hash_table_destroy(table); }
+    void Put(int key, int value) { g_hash_table_insert(table, GINT_TO_POINTER(key), GINT_TO_POINTER(value)); }
+    bool Erase(int key) { return g_hash_table_remove(table, GINT_TO_POINTER(key)) != FALSE; }
+    int At(int key) { return GPOINTER_TO_INT(g_hash_table_lookup(table, GINT_TO_POINTER(key))); }
 };
 
 StandardVector<int> distinctKeys(int count, bool isShuffled) {
@@ -391,17 +408,20 @@ void findInts(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * count);
 }
 
+#define MAP(Map, count, order, isShuffled, name)                                                             \
+    BENCHMARK(insertInts<Map, count, isShuffled>)->Name("map/insert/" order "/" #count "/" name);            \
+    BENCHMARK(eraseInts<Map, count, isShuffled>)->Name("map/erase/" order "/" #count "/" name);              \
+    BENCHMARK(findInts<Map, count, isShuffled>)->Name("map/find/" order "/" #count "/" name)
 #define MAPS(count, order, isShuffled)                                                                       \
-    BENCHMARK(insertInts<TarnkitMap, count, isShuffled>)->Name("map/insert/" order "/" #count "/CMap");      \
-    BENCHMARK(insertInts<AbseilMap, count, isShuffled>)->Name("map/insert/" order "/" #count "/absl");       \
-    BENCHMARK(eraseInts<TarnkitMap, count, isShuffled>)->Name("map/erase/" order "/" #count "/CMap");        \
-    BENCHMARK(eraseInts<AbseilMap, count, isShuffled>)->Name("map/erase/" order "/" #count "/absl");         \
-    BENCHMARK(findInts<TarnkitMap, count, isShuffled>)->Name("map/find/" order "/" #count "/CMap");          \
-    BENCHMARK(findInts<AbseilMap, count, isShuffled>)->Name("map/find/" order "/" #count "/absl")
+    MAP(TarnkitMap, count, order, isShuffled, "CMap");                                                       \
+    MAP(AbseilMap, count, order, isShuffled, "absl")
 MAPS(1000000, "random", true);
 MAPS(1000000, "rising", false);
 MAPS(100000, "random", true);
 MAPS(10000, "random", true);
+MAP(BoostMap, 100000, "random", true, "boost");
+MAP(StandardMap, 100000, "random", true, "std::unordered_map");
+MAP(GlibMap, 100000, "random", true, "GHashTable");
 
 struct TarnkitTexts : Tarn::CMap<Tarn::CUnicodeString, int> {
     using Text = Tarn::CUnicodeString;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <memory_resource>
 #include <new>
+#include <string>
 
 template<class T>
 struct MallocAllocator {
@@ -26,6 +27,9 @@ struct MallocAllocator {
 
     friend bool operator==(MallocAllocator, MallocAllocator) { return true; }
 };
+
+template<class Unit>
+using MallocString = std::basic_string<Unit, std::char_traits<Unit>, MallocAllocator<Unit>>;
 
 class MallocResource final : public std::pmr::memory_resource {
     void* do_allocate(std::size_t size, std::size_t) override {

@@ -7,10 +7,14 @@
 #include <tarnkit/pool_allocators.h>
 
 #include <benchmark/benchmark.h>
+#include <boost/pool/pool.hpp>
+#include <dlfcn.h>
 
 #include <algorithm>
 #include <array>
 #include <barrier>
+#include <cstdio>
+#include <cstdlib>
 #include <numeric>
 #include <random>
 #include <thread>
@@ -54,15 +58,36 @@ struct Runtime {
     void Give(void* block, int) { std::free(block); }
 };
 
+// mimalloc, which is loaded so that it does not replace `malloc`.
+struct Mimalloc {
+    void* Take(int size) { return alloc(static_cast<std::size_t>(size)); }
+    void Give(void* block, int) { release(block); }
+
+    template<class Function>
+    static Function* Symbol(const char* name) {
+        static void* const module = dlopen("libmimalloc.so", RTLD_NOW | RTLD_LOCAL);
+        if (void* symbol = module == nullptr ? nullptr : dlsym(module, name))
+            return reinterpret_cast<Function*>(symbol);
+        std::fputs("memory: mimalloc cannot be loaded\n", stderr);
+        std::exit(1);
+    }
+    void* (*const alloc)(std::size_t) = Symbol<void*(std::size_t)>("mi_malloc");
+    void (*const release)(void*) = Symbol<void(void*)>("mi_free");
+};
+
 // Shows the cost of any allocator that keeps a word in front of each block and aligns the block.
-struct PaddedRuntime {
+template<class Rival>
+struct Padded {
+    Rival rival;
+
     void* Take(int size) {
-        char* block =
-            static_cast<char*>(std::malloc(static_cast<std::size_t>(size + Tarn::kAllocationPrefix)));
+        char* block = static_cast<char*>(rival.Take(size + Tarn::kAllocationPrefix));
         *reinterpret_cast<void**>(block) = this;
         return block + Tarn::kAllocationPrefix;
     }
-    void Give(void* block, int) { std::free(static_cast<char*>(block) - Tarn::kAllocationPrefix); }
+    void Give(void* block, int size) {
+        rival.Give(static_cast<char*>(block) - Tarn::kAllocationPrefix, size);
+    }
 };
 
 struct Routed {
@@ -114,6 +139,13 @@ struct StandardPool {
 
     void* Take(int size) { return blocks.allocate(static_cast<std::size_t>(size)); }
     void Give(void* block, int size) { blocks.deallocate(block, static_cast<std::size_t>(size)); }
+};
+
+struct BoostPool {
+    boost::pool<boost::default_user_allocator_malloc_free> blocks{kBlockSize};
+
+    void* Take(int) { return blocks.malloc(); }
+    void Give(void* block, int) { blocks.free(block); }
 };
 
 struct Stack {
@@ -235,14 +267,20 @@ void phase(benchmark::State& state) {
 BENCHMARK(each<BlockPool, EqualSizes>)->Name("equal/each/CBlockManager");
 BENCHMARK(each<Runtime, EqualSizes>)->Name("equal/each/malloc");
 BENCHMARK(each<StandardPool, EqualSizes>)->Name("equal/each/std::pmr");
+BENCHMARK(each<BoostPool, EqualSizes>)->Name("equal/each/boost");
 BENCHMARK(many<BlockPool, EqualSizes>)->Name("equal/many/CBlockManager");
 BENCHMARK(many<Runtime, EqualSizes>)->Name("equal/many/malloc");
 BENCHMARK(many<StandardPool, EqualSizes>)->Name("equal/many/std::pmr");
+BENCHMARK(many<BoostPool, EqualSizes>)->Name("equal/many/boost");
 
 BENCHMARK(each<Routed, MixedSizes>)->Name("mixed/each/doAlloc");
 BENCHMARK(each<Runtime, MixedSizes>)->Name("mixed/each/malloc");
-BENCHMARK(each<PaddedRuntime, MixedSizes>)->Name("mixed/each/padded-malloc");
-BENCHMARK(many<PaddedRuntime, MixedSizes>)->Name("mixed/many/padded-malloc");
+BENCHMARK(each<Mimalloc, MixedSizes>)->Name("mixed/each/mimalloc");
+BENCHMARK(many<Mimalloc, MixedSizes>)->Name("mixed/many/mimalloc");
+BENCHMARK(each<Padded<Mimalloc>, MixedSizes>)->Name("mixed/each/padded-mimalloc");
+BENCHMARK(many<Padded<Mimalloc>, MixedSizes>)->Name("mixed/many/padded-mimalloc");
+BENCHMARK(each<Padded<Runtime>, MixedSizes>)->Name("mixed/each/padded-malloc");
+BENCHMARK(many<Padded<Runtime>, MixedSizes>)->Name("mixed/many/padded-malloc");
 BENCHMARK(many<Routed, MixedSizes>)->Name("mixed/many/doAlloc");
 BENCHMARK(many<Runtime, MixedSizes>)->Name("mixed/many/malloc");
 

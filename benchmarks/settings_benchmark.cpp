@@ -1,5 +1,6 @@
-// The registry and settings against Qt's, which are in memory once they were read, and against SQLite alone:
-// one prepared statement on a copy of the registry's own database, kept in the same way.
+// The registry and settings against those of Qt and GLib, which are in memory once they were read, and
+// against SQLite alone: one prepared statement on a copy of the registry's own database, kept in the same
+// way.
 #include "scratch_folder.h"
 
 #include <tarnkit/lifecycle.h>
@@ -9,6 +10,7 @@
 
 #include <QSettings>
 #include <benchmark/benchmark.h>
+#include <glib.h>
 #include <sqlite3.h>
 
 #include <cstdio>
@@ -188,9 +190,10 @@ void writeAndReadBare(benchmark::State& state, bool isRead) {
     }
 }
 
+template<class Setup>
 void readSetting(benchmark::State& state) {
     section();
-    CSetup<int> width(u"Window", u"Width", 0, ST_UserSection);
+    Setup width(u"Window", u"Width", 0, ST_UserSection);
     must(width.Get() == kWidth, "reading");
     for (auto _ : state)
         benchmark::DoNotOptimize(width.Get());
@@ -202,6 +205,14 @@ void readSettingQt(benchmark::State& state) {
     must(settings.value(name).toInt() == kWidth, "reading");
     for (auto _ : state)
         benchmark::DoNotOptimize(settings.value(name).toInt());
+}
+
+void readSettingGlib(benchmark::State& state) {
+    GKeyFile* const file = g_key_file_new();
+    g_key_file_set_integer(file, "Window", "Width", kWidth);
+    for (auto _ : state)
+        must(g_key_file_get_integer(file, "Window", "Width", nullptr) == kWidth, "reading");
+    g_key_file_free(file);
 }
 
 // With `isChanged`, another key is written to before each list, so that all of it is read.
@@ -279,8 +290,10 @@ BENCHMARK_CAPTURE(writeAndRead, write, false)->Name("settings/write/CRegistryKey
 BENCHMARK_CAPTURE(writeAndReadBare, write, false)->Name("settings/write/SQLite");
 BENCHMARK_CAPTURE(writeAndRead, read, true)->Name("settings/write-read/CRegistryKey");
 BENCHMARK_CAPTURE(writeAndReadBare, read, true)->Name("settings/write-read/SQLite");
-BENCHMARK(readSetting)->Name("settings/setting/CSetup");
+BENCHMARK(readSetting<CSetup<int>>)->Name("settings/setting/CSetup");
+BENCHMARK(readSetting<CCacheSetup<int>>)->Name("settings/setting/CCacheSetup");
 BENCHMARK(readSettingQt)->Name("settings/setting/QSettings");
+BENCHMARK(readSettingGlib)->Name("settings/setting/GKeyFile");
 BENCHMARK_CAPTURE(list, same, false)->Name("settings/list/CRegistryKey");
 BENCHMARK_CAPTURE(list, changed, true)->Name("settings/write-list/CRegistryKey");
 BENCHMARK(listQt)->Name("settings/list/QSettings");

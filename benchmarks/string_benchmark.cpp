@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringConverter>
 #include <benchmark/benchmark.h>
+#include <glib.h>
 #include <unicode/ucnv.h>
 
 #include <cstdio>
@@ -21,7 +22,7 @@ namespace {
 
 using Tarn::CString;
 using Tarn::CUnicodeString;
-using StandardString = std::basic_string<char16_t, std::char_traits<char16_t>, MallocAllocator<char16_t>>;
+using StandardString = MallocString<char16_t>;
 
 void check(bool isEqual, const char* what) {
     if (isEqual)
@@ -42,15 +43,19 @@ std::u16string repeated(const std::u16string& part, int length) {
     return text;
 }
 
+template<class Work>
+void measureAt(const std::string& name, Work work) {
+    benchmark::RegisterBenchmark(name.c_str(), [work](benchmark::State& state) {
+        for (auto _ : state)
+            benchmark::DoNotOptimize(work());
+    });
+}
+
 // A pair of benchmarks that do `work` with a text of either library.
 template<class First, class Second>
 void compete(const std::string& name, const char* peer, First ours, Second theirs) {
-    const auto measure = [](benchmark::State& state, auto work) {
-        for (auto _ : state)
-            benchmark::DoNotOptimize(work());
-    };
-    benchmark::RegisterBenchmark((name + "/CUnicodeString").c_str(), measure, ours);
-    benchmark::RegisterBenchmark((name + "/" + peer).c_str(), measure, theirs);
+    measureAt(name + "/CUnicodeString", ours);
+    measureAt(name + "/" + peer, theirs);
 }
 
 // Objects that live as long as the program, because the benchmarks run after they were registered.
@@ -219,6 +224,20 @@ void registerAppends() {
                 return text.size();
             });
     }
+    measureAt("append-bytes/CString", [] {
+        CString text;
+        for (int i = 0; i < 1'000'000; i++)
+            text += static_cast<char>('a' + i % 26);
+        return text.GetLength();
+    });
+    measureAt("append-bytes/GString", [] {
+        GString* const text = g_string_new(nullptr);
+        for (int i = 0; i < 1'000'000; i++)
+            g_string_append_c(text, static_cast<char>('a' + i % 26));
+        const auto length = text->len;
+        g_string_free(text, TRUE);
+        return length;
+    });
 }
 
 // Conversions both ways of texts of 20 and of 2,000 units, by ICU's converters.
@@ -252,6 +271,11 @@ void registerConversions() {
                     "from/" + name, "QString",
                     [&ourBytes, page] { return ourBytes.CreateUnicodeString(page).GetLength(); },
                     [&] { return QString::fromUtf8(theirBytes).size(); });
+                measureAt("from/" + name + "/GLib", [&theirBytes] {
+                    glong units = 0;
+                    g_free(g_utf8_to_utf16(theirBytes.data(), theirBytes.size(), nullptr, &units, nullptr));
+                    return units;
+                });
                 continue;
             }
             UErrorCode error = U_ZERO_ERROR;
@@ -260,14 +284,14 @@ void registerConversions() {
             const auto& theirs = kept(text);
             const auto encode = [converter, &theirs] {
                 UErrorCode code = U_ZERO_ERROR;
-                std::string bytes(2 * theirs.size() + 2, '\0');
+                MallocString<char> bytes(2 * theirs.size() + 2, '\0');
                 bytes.resize(static_cast<std::size_t>(
                     ucnv_fromUChars(converter, bytes.data(), static_cast<int>(bytes.size()), theirs.data(),
                                     static_cast<int>(theirs.size()), &code)));
                 return bytes;
             };
             const auto& theirBytes = kept(encode());
-            check(theirBytes == ourBytes.Ptr(), each.name);
+            check(theirBytes.c_str() == std::string_view(ourBytes.Ptr()), each.name);
             compete(
                 "to/" + name, "ICU", [&ours, page] { return ours.CreateString(page).GetLength(); },
                 [encode] { return encode().size(); });
@@ -276,7 +300,7 @@ void registerConversions() {
                 [&ourBytes, page] { return ourBytes.CreateUnicodeString(page).GetLength(); },
                 [converter, &theirBytes] {
                     UErrorCode code = U_ZERO_ERROR;
-                    std::u16string units(theirBytes.size() + 1, u'\0');
+                    StandardString units(theirBytes.size() + 1, u'\0');
                     units.resize(static_cast<std::size_t>(
                         ucnv_toUChars(converter, units.data(), static_cast<int>(units.size()),
                                       theirBytes.data(), static_cast<int>(theirBytes.size()), &code)));

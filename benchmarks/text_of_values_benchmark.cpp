@@ -1,13 +1,17 @@
-// Numbers and formats as text, and numbers read from text.
+// Numbers and formats as text, numbers read from text, and fractions.
+#include "malloc_memory.h"
+
 #include <tarnkit/rational.h>
 #include <tarnkit/text_of_values.h>
 
 #include <QString>
 #include <benchmark/benchmark.h>
+#include <boost/rational.hpp>
 #include <fmt/format.h>
 #include <fmt/xchar.h>
 
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -44,6 +48,14 @@ void check(const CUnicodeString& ours, const QString& theirs) {
     std::exit(1);
 }
 
+// As `fmt::format`, whose text comes from `operator new`.
+template<class... Arguments>
+MallocString<char> formatted(fmt::string_view format, const Arguments&... arguments) {
+    fmt::memory_buffer buffer;
+    fmt::vformat_to(std::back_inserter(buffer), format, fmt::make_format_args(arguments...));
+    return {buffer.data(), buffer.size()};
+}
+
 void registerNumbers() {
     check(Tarn::UnicodeStr(kNumber), QString::number(kNumber));
     check(Tarn::UnicodeStr(kDouble), QString::number(kDouble, 'g', 10));
@@ -52,7 +64,7 @@ void registerNumbers() {
     competeAt("number/16/UnicodeStr", [] { return Tarn::UnicodeStr(next()).GetLength(); });
     competeAt("number/16/QString", [] { return QString::number(next()).size(); });
     competeAt("double/8/Str", [] { return Tarn::Str(next() * 1e-3).GetLength(); });
-    competeAt("double/8/fmt", [] { return fmt::format("{:.10g}", next() * 1e-3).size(); });
+    competeAt("double/8/fmt", [] { return formatted("{:.10g}", next() * 1e-3).size(); });
     competeAt("double/16/UnicodeStr", [] { return Tarn::UnicodeStr(next() * 1e-3).GetLength(); });
     competeAt("double/16/QString", [] { return QString::number(next() * 1e-3, 'g', 10).size(); });
 }
@@ -98,25 +110,59 @@ void registerFormats() {
           QString::fromStdU16String(fmt::format(u"{} files in {}", kNumber, u"a folder")));
     competeAt("format/8/Format",
               [] { return Tarn::Format("%d of %d files in %s", next(), 7, "a folder").GetLength(); });
-    competeAt("format/8/fmt",
-              [] { return fmt::format("{} of {} files in {}", next(), 7, "a folder").size(); });
+    competeAt("format/8/fmt", [] { return formatted("{} of {} files in {}", next(), 7, "a folder").size(); });
     competeAt("format/8/snprintf", [] {
         char text[256];
         const int length = std::snprintf(text, sizeof text, "%d of %d files in %s", next(), 7, "a folder");
-        return std::string(text, static_cast<std::size_t>(length)).size();
+        return MallocString<char>(text, static_cast<std::size_t>(length)).size();
     });
     competeAt("format/16/Format",
               [] { return Tarn::Format(u"%d of %d files in %s", next(), 7, u"a folder").GetLength(); });
     competeAt("format/16/fmt",
               [] { return fmt::format(u"{} of {} files in {}", next(), 7, u"a folder").size(); });
     competeAt("format/double/Format", [] { return Tarn::Format("%.3f", next() * 1e-3).GetLength(); });
-    competeAt("format/double/fmt", [] { return fmt::format("{:.3f}", next() * 1e-3).size(); });
+    competeAt("format/double/fmt", [] { return formatted("{:.3f}", next() * 1e-3).size(); });
+}
+
+// Sums and products that stay small, and comparisons.
+template<class Rational>
+struct Fractions {
+    Rational values[64];
+
+    Fractions() {
+        for (int i = 0; i < 64; i++)
+            values[i] = Rational(i * 37 % 61 - 30, i * 23 % 29 + 1);
+    }
+    Rational Combined(int i) const {
+        return (values[i] + values[(i + 1) % 64]) * values[(i + 2) % 64] - values[(i + 3) % 64];
+    }
+    bool IsLess(int i) const { return values[i] < values[(i + 1) % 64]; }
+};
+
+void registerFractions() {
+    static const Fractions<Tarn::rational> ours;
+    static const Fractions<boost::rational<int>> theirs;
+    for (int i = 0; i < 64; i++) {
+        const auto our = ours.Combined(i);
+        const auto their = theirs.Combined(i);
+        if (std::int64_t{our.Numerator()} * their.denominator() !=
+                std::int64_t{their.numerator()} * our.Denominator() ||
+            ours.IsLess(i) != theirs.IsLess(i)) {
+            std::fputs("The fractions differ.\n", stderr);
+            std::exit(1);
+        }
+    }
+    competeAt("fractions/combine/rational", [] { return ours.Combined(next() & 63); });
+    competeAt("fractions/combine/boost", [] { return theirs.Combined(next() & 63); });
+    competeAt("fractions/compare/rational", [] { return ours.IsLess(next() & 63); });
+    competeAt("fractions/compare/boost", [] { return theirs.IsLess(next() & 63); });
 }
 
 [[maybe_unused]] const bool areRegistered = [] {
     registerNumbers();
     registerValues();
     registerFormats();
+    registerFractions();
     return true;
 }();
 
