@@ -501,6 +501,8 @@ void CPrintfFormatter<Unit>::putText(const CConversion& conversion, const TextUn
 template<class Unit>
 template<class TextUnit>
 void CPrintfFormatter<Unit>::put(const TextUnit* text, int count) {
+    if (count == 0) // most parts of a number are empty
+        return;
     const int fitting = std::min(count, size - used);
     std::transform(text, text + fitting, buffer + used,
                    [](TextUnit unit) { return static_cast<Unit>(unit); });
@@ -510,6 +512,8 @@ void CPrintfFormatter<Unit>::put(const TextUnit* text, int count) {
 
 template<class Unit>
 void CPrintfFormatter<Unit>::fill(char unit, int count) {
+    if (count == 0)
+        return;
     const int fitting = std::min(count, size - used);
     std::fill_n(buffer + used, fitting, static_cast<Unit>(unit));
     used += fitting;
