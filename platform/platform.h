@@ -144,6 +144,10 @@ LSTATUS RegCloseKey(HKEY key);
 LSTATUS RegQueryInfoKeyW(HKEY key, DWORD* subKeys, DWORD* longestSubKey, DWORD* longestClass, DWORD* values,
                          DWORD* longestValueName, DWORD* longestData);
 LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* type, void* data, DWORD* size);
+/// Reads a value of the key `path` below `parent`: what `RegOpenKeyExW` for reading and then
+/// `RegQueryValueExW` give.
+LSTATUS QueryRegistryValue(HKEY parent, const char16_t* path, const char16_t* name, DWORD* type, void* data,
+                           DWORD* size);
 LSTATUS RegSetValueExW(HKEY key, const char16_t* name, DWORD type, const void* data, DWORD size);
 LSTATUS RegDeleteValueW(HKEY key, const char16_t* name);
 LSTATUS RegDeleteKeyW(HKEY key, const char16_t* name);

@@ -1,8 +1,8 @@
 // The library's own settings: its debug switches, and what administrators set for the machine.
 #include "platform/platform.h"
+#include "settings/registry_text.h"
 
 #include <tarnkit/lifecycle.h>
-#include <tarnkit/registry_key.h>
 
 namespace Tarn {
 
@@ -12,14 +12,9 @@ constexpr char16_t kLibraryKey[] = u"Software\\Velmora\\Tarnkit";
 
 CUnicodeString readSwitch(HKEY root, const char16_t* valueName, const char16_t* defaultValue) {
     const DWORD lastError = Platform::GetLastError();
-    CUnicodeString result;
-    {
-        CRegistryKey key(true);
-        key.Open(root, kLibraryKey);
-        result = key.QueryStringValue(valueName, defaultValue);
-    }
+    CUnicodeString text = QueryRegistryText(root, kLibraryKey, valueName, defaultValue);
     Platform::SetLastError(lastError);
-    return result;
+    return text;
 }
 
 } // namespace

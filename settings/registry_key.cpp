@@ -3,6 +3,7 @@
 #include "errors/requirement.h"
 #include "platform/platform.h"
 #include "settings/enumeration_buffer.h"
+#include "settings/registry_text.h"
 
 #include <algorithm>
 #include <climits>
@@ -44,6 +45,34 @@ bool queryInfo(HKEY key, CRegistryKeyInfo& info) {
     return setResult(Platform::RegQueryInfoKeyW(key, &info.subKeyCount, &info.longestSubKeyName,
                                                 &info.longestClassName, &info.valueCount,
                                                 &info.longestValueName, &info.longestValueData));
+}
+
+// The text that `query` reads. One call gives type, size and data, because somebody else may set the value
+// between two calls.
+template<class Query>
+CUnicodeString queryText(const char16_t* defaultValue, Query query) {
+    constexpr DWORD kUnitSize = sizeof(char16_t);
+    EnumerationBuffer<char16_t> units;
+    DWORD type, size;
+    LSTATUS result;
+    for (;; units.Reserve(size / kUnitSize + 1)) {
+        size = units.Size() * kUnitSize;
+        result = query(&type, units.Ptr(), &size);
+        if (result != static_cast<LSTATUS>(ERROR_MORE_DATA))
+            break;
+        if (!isText(type)) {
+            result = 0;
+            break;
+        }
+    }
+    if (!setResult(result) || !isText(type) || size == 0 || size % kUnitSize != 0)
+        return CUnicodeString(defaultValue);
+    int length = static_cast<int>(size / kUnitSize);
+    if (units.Ptr()[length - 1] == 0)
+        length--;
+    CUnicodeString text;
+    std::copy_n(units.Ptr(), length, text.GetBufferSetLength(length));
+    return text;
 }
 
 } // namespace
@@ -111,29 +140,18 @@ CUnicodeString CRegistryKey::QueryStringValue(const char16_t* valueName, const c
         return defaultValue == nullptr ? CUnicodeString() : CUnicodeString(defaultValue);
     if (key == nullptr)
         return CUnicodeString(defaultValue);
-    // One call gives type, size and data, because somebody else may set the value between two calls.
-    constexpr DWORD kUnitSize = sizeof(char16_t);
-    EnumerationBuffer<char16_t> units;
-    DWORD type, size;
-    LSTATUS result;
-    for (;; units.Reserve(size / kUnitSize + 1)) {
-        size = units.Size() * kUnitSize;
-        result = Platform::RegQueryValueExW(key, valueName, &type, units.Ptr(), &size);
-        if (result != static_cast<LSTATUS>(ERROR_MORE_DATA))
-            break;
-        if (!isText(type)) {
-            result = 0;
-            break;
-        }
-    }
-    if (!setResult(result) || !isText(type) || size == 0 || size % kUnitSize != 0)
+    return queryText(defaultValue, [=, this](DWORD* type, void* data, DWORD* size) {
+        return Platform::RegQueryValueExW(key, valueName, type, data, size);
+    });
+}
+
+CUnicodeString QueryRegistryText(HKEY parent, const char16_t* path, const char16_t* valueName,
+                                 const char16_t* defaultValue) {
+    if (!require(parent != nullptr, 41))
         return CUnicodeString(defaultValue);
-    int length = static_cast<int>(size / kUnitSize);
-    if (units.Ptr()[length - 1] == 0)
-        length--;
-    CUnicodeString text;
-    std::copy_n(units.Ptr(), length, text.GetBufferSetLength(length));
-    return text;
+    return queryText(defaultValue, [=](DWORD* type, void* data, DWORD* size) {
+        return Platform::QueryRegistryValue(parent, path, valueName, type, data, size);
+    });
 }
 
 bool CRegistryKey::SetValue(const char16_t* valueName, DWORD type, const void* data, int dataSize) {

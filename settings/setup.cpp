@@ -9,6 +9,7 @@
 #include "memory/process_mutex.h"
 #include "platform/fork.h"
 #include "platform/platform.h"
+#include "settings/registry_text.h"
 #include "settings/setup_cache.h"
 
 #include <atomic>
@@ -139,9 +140,7 @@ CUnicodeString CSetupAccess::Read(const CSetupBase& setup, bool& isKnown) {
     const CSetupAccess access(setup);
     const CUnicodeString defaultText = setup.GetDefaultString();
     Platform::SetLastError(ERROR_SUCCESS);
-    CRegistryKey key(true);
-    key.Open(access.rootKey, access.path);
-    const CUnicodeString text = key.QueryStringValue(setup.valueName, defaultText);
+    const CUnicodeString text = QueryRegistryText(access.rootKey, access.path, setup.valueName, defaultText);
     const DWORD code = Platform::GetLastError();
     isKnown = code == ERROR_SUCCESS || code == ERROR_FILE_NOT_FOUND || code == ERROR_KEY_DELETED;
     return text;

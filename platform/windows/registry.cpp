@@ -24,6 +24,16 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* type, void* data
     return ::RegQueryValueExW(key, wide(name), nullptr, type, static_cast<BYTE*>(data), size);
 }
 
+LSTATUS QueryRegistryValue(HKEY parent, const char16_t* path, const char16_t* name, DWORD* type, void* data,
+                           DWORD* size) {
+    HKEY key;
+    if (const LSTATUS failure = RegOpenKeyExW(parent, path, 0, KEY_READ, &key); failure != ERROR_SUCCESS)
+        return failure;
+    const LSTATUS result = RegQueryValueExW(key, name, type, data, size);
+    RegCloseKey(key);
+    return result;
+}
+
 LSTATUS RegSetValueExW(HKEY key, const char16_t* name, DWORD type, const void* data, DWORD size) {
     return ::RegSetValueExW(key, wide(name), 0, type, static_cast<const BYTE*>(data), size);
 }

@@ -76,6 +76,30 @@ TEST_F(Registry, RefusesBadHandlesPointersAndLongNames) {
     EXPECT_NE(RegCreateKeyExW(scratch, Text(300, u'k').c_str(), KEY_READ, &key, nullptr), 0);
 }
 
+// As opening the key and reading the value give it.
+TEST_F(Registry, ReadsValuesOfKeysBelow) {
+    const Key below(scratch, u"Below\\Deeper");
+    set(below, u"v", "text");
+    set(scratch, u"", "unnamed");
+    HKEY deleted;
+    ASSERT_EQ(RegCreateKeyExW(scratch, u"Deleted", kReadWrite, &deleted, nullptr), 0);
+    ASSERT_EQ(Platform::RegDeleteKeyW(scratch, u"Deleted"), 0);
+    for (const HKEY parent : {HKEY(scratch), deleted, HKEY(nullptr), HKEY_CLASSES_ROOT})
+        for (const char16_t* path :
+             {u"below\\DEEPER", u"Below", u"", u"\\Below", u"Missing", u"Below\\Missing"})
+            for (const char16_t* name : {u"V", u"", u"missing"}) {
+                char data[300];
+                DWORD type = 0, size = sizeof(data);
+                const LSTATUS result = Platform::QueryRegistryValue(parent, path, name, &type, data, &size);
+                const DWORD opened = tryOpen(parent, path);
+                EXPECT_EQ(result == 0 ? std::to_string(type) + ":" + std::string(data, size)
+                                      : "failed " + std::to_string(result),
+                          opened == 0 ? get(Key(parent, path, KEY_READ), name)
+                                      : "failed " + std::to_string(opened));
+            }
+    EXPECT_EQ(Platform::RegCloseKey(deleted), 0);
+}
+
 TEST_F(Registry, TakesANullNameForTheEmptyOne) {
     EXPECT_EQ(set(scratch, u"", "", 0x1234), ERROR_SUCCESS);
     EXPECT_EQ(get(scratch, nullptr), "4660:");

@@ -195,16 +195,21 @@ private:
         return Words("set", slot, Quoted(name), type, Hex(data), "=", result);
     }
 
+    // A value of a key, or of one below it.
     std::string query() {
+        const char16_t* path = random.OneIn(3) ? keyName() : nullptr;
         const char16_t* name = valueName();
         const DWORD room = random.Pick(kRooms);
         Answer answer;
         answer.dataSize = room;
         char* buffer = random.OneIn(4) ? nullptr : answer.data;
         const LSTATUS result =
-            Platform::RegQueryValueExW(keys[slot], name, &answer.type, buffer, &answer.dataSize);
-        return Words("query", slot, Quoted(name), buffer == nullptr ? "null" : "room", room, "=", result,
-                     answer.Value(result, buffer));
+            path == nullptr
+                ? Platform::RegQueryValueExW(keys[slot], name, &answer.type, buffer, &answer.dataSize)
+                : Platform::QueryRegistryValue(keys[slot], path, name, &answer.type, buffer,
+                                               &answer.dataSize);
+        return Words("query", slot, path == nullptr ? "" : Quoted(path), Quoted(name),
+                     buffer == nullptr ? "null" : "room", room, "=", result, answer.Value(result, buffer));
     }
 
     // The order of enumeration is unspecified. So all names are listed and sorted, and only a name that is

@@ -233,8 +233,11 @@ LSTATUS RegistryStore::GetSubKeyName(RegistryKeyId key, DWORD index, const Regis
 LSTATUS RegistryStore::GetValue(RegistryKeyId key, std::u16string_view name,
                                 const RegistryValueBuffer& value) {
     const LSTATUS failure = open(Use::Read, key, ERROR_FILE_NOT_FOUND);
-    if (failure != 0)
-        return failure;
+    return failure != 0 ? failure : GetValueOfFound(key, name, value);
+}
+
+LSTATUS RegistryStore::GetValueOfFound(RegistryKeyId key, std::u16string_view name,
+                                       const RegistryValueBuffer& value) {
     const RegistryCache::Question question = {RegistryCache::Kind::Value, key, name};
     RegistryCache::Answer answer;
     if (cache.Find(database.Version(), question, &answer))

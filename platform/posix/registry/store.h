@@ -81,6 +81,8 @@ public:
     LSTATUS GetSubKeyName(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name);
 
     LSTATUS GetValue(RegistryKeyId key, std::u16string_view name, const RegistryValueBuffer& value);
+    /// The same right after the key was found, so that the store need not be looked for again.
+    LSTATUS GetValueOfFound(RegistryKeyId key, std::u16string_view name, const RegistryValueBuffer& value);
     /// Values are numbered in the order in which they were created; overwriting one keeps its number.
     LSTATUS GetValueAt(RegistryKeyId key, DWORD index, const RegistryNameBuffer& name,
                        const RegistryValueBuffer& value);

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <tarnkit/types.h>
+#include <tarnkit/unicode_string.h>
+
+namespace Tarn {
+
+/// The text of a value of the key `path` below `parent`, as `CRegistryKey::QueryStringValue` gives it, read at
+/// once. The result of the system's call becomes the last error.
+CUnicodeString QueryRegistryText(HKEY parent, const char16_t* path, const char16_t* valueName,
+                                 const char16_t* defaultValue);
+
+} // namespace Tarn
