@@ -30,7 +30,7 @@ LSTATUS QueryRegistryValue(HKEY parent, const char16_t* path, const char16_t* na
     if (const LSTATUS failure = RegOpenKeyExW(parent, path, 0, KEY_READ, &key); failure != ERROR_SUCCESS)
         return failure;
     const LSTATUS result = RegQueryValueExW(key, name, type, data, size);
-    RegCloseKey(key);
+    ::RegCloseKey(key);
     return result;
 }
 
