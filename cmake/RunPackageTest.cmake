@@ -17,7 +17,7 @@ function(refuse_paths) # in what is to work anywhere
     file(READ ${file} text)
     foreach(path IN ITEMS ${BUILD_DIR} ${SOURCE_DIR} ${WORK_DIR} /opt/tarnkit)
       string(REGEX REPLACE "([][+.*()^$?|\\])" "\\\\\\1" pattern ${path})
-      if(" ${text}" MATCHES "[^A-Za-z0-9_}.-]${pattern}") # not where a longer path ends like it
+      if(" ${text}" MATCHES "([^A-Za-z0-9_}.-]|-[IL]|-isystem)${pattern}") # not where a longer path ends like it
         message(FATAL_ERROR "${file} contains ${path}")
       endif()
     endforeach()

@@ -5,8 +5,8 @@
 
 namespace Tarn {
 
-/// The text of a value of the key `path` below `parent`, as `CRegistryKey::QueryStringValue` gives it, read
-/// at once. The result of the system's call becomes the last error.
+/// The text of a value of the key `path` below `parent`, as `CRegistryKey::QueryStringValue` gives it, in one
+/// call, whose result becomes the last error. Asserts on a null parent; the other pointers must not be null.
 CUnicodeString QueryRegistryText(HKEY parent, const char16_t* path, const char16_t* valueName,
                                  const char16_t* defaultValue);
 

@@ -35,7 +35,7 @@ private:
     char* first;
     char* last;
 
-    // Two decimal digits at a time, which takes a third of the time of `std::to_chars`.
+    // Two decimal digits at a time and from the last, so that they need not be counted first.
     template<class Number>
     static char* putBefore(char* end, Number value) {
         static constexpr char kPairs[] = "00010203040506070809101112131415161718192021222324"

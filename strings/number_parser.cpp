@@ -56,7 +56,8 @@ CMagnitude parseMagnitude(const char* text, int radix) {
         radix = isPrefixed ? 16 : *text == '0' ? 8 : 10;
     if (isPrefixed)
         text += 2;
-    // A division for each digit would take longer than all the rest, so most values are told by a constant.
+    // A division for each digit would take longer than all the rest, so most values are only compared with a
+    // constant.
     constexpr UInt64 kMost = std::numeric_limits<UInt64>::max();
     constexpr UInt64 kFitsAnyDigit = kMost / kHighestRadix - 1;
     for (; digitValue(*text) < radix; text++) {

@@ -25,7 +25,8 @@ public:
                 start = begin;
                 return;
             }
-        // Without the kinds of white space that only 16-bit text has. ASCII is the same in every code page.
+        // A part of an 8-bit text, with no NUL behind it, is copied like 16-bit text: without the kinds of
+        // white space that only the latter has. ASCII is the same in every code page.
         while (begin != end && TextUnits::IsSpace(*begin))
             begin++;
         while (begin != end && TextUnits::IsSpace(end[-1]))

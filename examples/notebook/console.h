@@ -10,6 +10,8 @@ namespace Console {
 
 /// The arguments of `main`, without the program's name.
 Tarn::CArray<Tarn::CUnicodeString> Arguments(int argc, char** argv);
+/// False for an argument with bytes that are not UTF-8, which can only be the name of a file.
+bool IsText(const Tarn::CUnicodeString& argument);
 
 /// Print text for the user, or for a program that reads it as UTF-8. What a terminal would obey, such as an
 /// escape sequence in a note, is shown there as `TerminalText` does, unless the program itself put it into

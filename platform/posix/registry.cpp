@@ -286,16 +286,16 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* type, void* data
     });
 }
 
-// The store is looked for once, by the search for the key.
+// Of a key that was found before, the store is looked for once.
 LSTATUS QueryRegistryValue(HKEY parent, const char16_t* path, const char16_t* name, DWORD* type, void* data,
                            DWORD* size) {
-    if (data != nullptr && size == nullptr)
-        return ERROR_INVALID_PARAMETER;
     return locked([=] {
         KeyReference place;
         LSTATUS failure = resolve(parent, 0, &place);
         if (failure == 0)
             failure = findKey(place, path, &place.key);
+        if (failure == 0 && data != nullptr && size == nullptr)
+            failure = ERROR_INVALID_PARAMETER;
         return failure != 0 ? failure
                             : place.store->GetValueOfFound(place.key, textOf(name), {type, data, size});
     });

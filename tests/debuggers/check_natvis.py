@@ -9,7 +9,7 @@ import gdb
 
 EXPECTED = {
     "array": ['u"one"', 'u"two"'], "pointers": ["5"], "map": ["30", "31"], "table": ['u"found"'],
-    "list": ["1", "2"], "tree": ["of 1", "of 0"], "bits": ["1", "2", "70"],
+    "list": ["number = 1", "number = 2"], "tree": ["of 1", "of 0"], "bits": ["1", "2", "70"],
     "letters": ["7 L'\\a'", "97 L'a'", "98 L'b'", "99 L'c'"],
 }
 
@@ -121,7 +121,8 @@ for view in views:
             wrong.append("%s: %s" % (patterns[0], failure))
             continue
         expected = EXPECTED.get(name, [])
-        if len(found) != len(expected) or not all(text in item for text, item in zip(expected, found)):
+        if len(found) != len(expected) or not all(
+                item == text if text.isdigit() else text in item for text, item in zip(expected, found)):
             wrong.append("%s: %s lists %s" % (patterns[0], name, found))
 print("\n".join(wrong))
 gdb.execute("kill")

@@ -95,7 +95,8 @@ TEST_F(Registry, ReadsValuesOfKeysBelow) {
                 EXPECT_EQ(result == 0 ? std::to_string(type) + ":" + std::string(data, size)
                                       : "failed " + std::to_string(result),
                           opened == 0 ? get(Key(parent, path, KEY_READ), name)
-                                      : "failed " + std::to_string(opened));
+                                      : "failed " + std::to_string(opened))
+                    << parent << " " << testing::PrintToString(path) << " " << testing::PrintToString(name);
             }
     EXPECT_EQ(Platform::RegCloseKey(deleted), 0);
 }

@@ -22,17 +22,20 @@ class StandardText : public StringTest<String> {};
 TYPED_TEST_SUITE(StandardText, BothWidths);
 
 template<class String>
+concept HasSize = requires(const String text) {
+    std::size(text) + std::empty(text);
+};
+
+template<class String>
 constexpr bool IsStandardText() {
     using Unit = UnitOf<String>;
     using View = std::basic_string_view<Unit>;
     return std::ranges::contiguous_range<String> && std::ranges::sized_range<const String> &&
-           requires(const String text) {
-        std::size(text) + std::empty(text);
-    }
-    &&std::is_convertible_v<String, View>&& std::is_convertible_v<View, String>&& std::is_convertible_v<
-        std::basic_string<Unit>, String>&& std::is_constructible_v<std::basic_string<Unit>, String> &&
-        !std::is_convertible_v<std::basic_string_view<char32_t>, String> &&
-        std::is_convertible_v<std::string_view, String> == (sizeof(Unit) == 1);
+           HasSize<String> && std::is_convertible_v<String, View> && std::is_convertible_v<View, String> &&
+           std::is_convertible_v<std::basic_string<Unit>, String> &&
+           std::is_constructible_v<std::basic_string<Unit>, String> &&
+           !std::is_convertible_v<std::basic_string_view<char32_t>, String> &&
+           std::is_convertible_v<std::string_view, String> == (sizeof(Unit) == 1);
 }
 static_assert(IsStandardText<CString>() && IsStandardText<CUnicodeString>());
 static_assert(std::is_convertible_v<std::wstring_view, CUnicodeString> == kIsWideTextUtf16);

@@ -61,6 +61,9 @@ TEST(RealNumber, IsReadAsTheStandardLibraryReadsIt) {
 #endif
 
 TEST(TextOfNumbers, IsTheSameInBothWidths) {
+    for (const UInt64 first : {UInt64{0}, UInt64{10'000'000'000}})
+        for (UInt64 number = first; number < first + 10'000; number++)
+            expectText(std::to_string(number).c_str(), number);
     expectText("0", 0);
     expectText("-2147483648", INT_MIN);
     expectText("ffffffff", -1, 16);

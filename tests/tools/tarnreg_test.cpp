@@ -297,6 +297,11 @@ TEST_F(RegistryTool, RefusesABadFileWithItsLineAndImportsNothing) {
 TEST_F(RegistryTool, KnowsFilesByTheirBytesAndShowsTheirNamesAsTheSystemDoes) {
     const bool anyBytes = sizeof(fs::path::value_type) == 1; // else names are not bytes
     const std::string name = anyBytes ? "\xFC.reg" : "u.reg", shown = anyBytes ? "\uFFFD.reg" : "u.reg";
+    if (anyBytes)
+        for (const char* words : {" Path C:\\\\\xFC/a", " \xFC x", "\\\\\xFC Path x"}) {
+            EXPECT_EQ(tarnreg("set " + key() + words), 2) << said;
+            EXPECT_TRUE(Contains(said, "Bytes that are no text.")) << said;
+        }
     EXPECT_EQ(tarnreg("set " + key()), 0);
     EXPECT_EQ(tarnreg("export " + key() + " " + name), 0) << said;
     EXPECT_TRUE(fs::exists(name));

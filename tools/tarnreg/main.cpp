@@ -27,21 +27,24 @@ constexpr char16_t kProgram[] = u"tarnreg";
 
 using Command = int (*)(const Arguments& arguments);
 
-// The words behind a command, and the options that it takes besides --language.
+constexpr std::size_t kNoFile = std::u16string_view::npos;
+
+// The words behind a command, which of them names a file, and the options that it takes besides --language.
 const struct {
     const char16_t* name;
     Command run;
     std::size_t fewestWords;
+    std::size_t file;
     std::u16string_view options;
-} kCommands[] = {{u"query", Query, 1, u" --recursive --default --data "},
-                 {u"set", Set, 1, u" --default --type "},
-                 {u"delete", Delete, 1, u" --recursive --default "},
-                 {u"copy", Copy, 2, u""},
-                 {u"export", Export, 2, u" --format --force "},
-                 {u"import", Import, 1, u""},
-                 {u"check", Check, 0, u""},
-                 {u"repair", Repair, 1, u""},
-                 {u"watch", Watch, 1, u" --once --timeout "}};
+} kCommands[] = {{u"query", Query, 1, kNoFile, u" --recursive --default --data "},
+                 {u"set", Set, 1, kNoFile, u" --default --type "},
+                 {u"delete", Delete, 1, kNoFile, u" --recursive --default "},
+                 {u"copy", Copy, 2, kNoFile, u""},
+                 {u"export", Export, 2, 1, u" --format --force "},
+                 {u"import", Import, 1, 0, u""},
+                 {u"check", Check, 0, kNoFile, u""},
+                 {u"repair", Repair, 1, kNoFile, u""},
+                 {u"watch", Watch, 1, kNoFile, u" --once --timeout "}};
 
 [[noreturn]] void failForUsage(const CMessage& message, const CUnicodeString& word) {
     throw Failure{kExitUsage, message.SubstParam(word)};
@@ -140,7 +143,12 @@ int run(const CArray<CUnicodeString>& values) {
         for (const std::u16string& option : line.options)
             if (option != u"--language" && command.options.find(u" " + option + u" ") == option.npos)
                 failForUsage(MSG_TARNREG_BAD_OPTION, ToText(option));
-        if (line.arguments.words.size() < command.fewestWords)
+        const std::vector<std::u16string>& words = line.arguments.words;
+        for (std::size_t i = 0; i < words.size(); i++)
+            if (const CUnicodeString word = ToText(words[i]); i != command.file && !Console::IsText(word))
+                throw Failure{kExitUsage,
+                              MSG_TARNREG_FAILED.SubstParam(word, MSG_TARNREG_BAD_TEXT.UnicodeStr())};
+        if (words.size() < command.fewestWords)
             break;
         return command.run(line.arguments);
     }

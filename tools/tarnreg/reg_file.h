@@ -4,8 +4,7 @@
 // What is written is what the system's own editor writes, line by line, except that a text with line breaks
 // is written as bytes (hex(1)), which every reader takes for the same: Windows writes line breaks as they
 // are, but Wine's editors write escapes and lose a text that has them as they are. Reading takes all three,
-// and also version 5 in UTF-8 or in the ANSI code page, comments behind values, and the escapes \n, \r and
-// \0.
+// and also version 5 in UTF-8 or in the ANSI code page, comments behind values, and the escape \0.
 #pragma once
 
 #include <tarnkit/types.h>

@@ -2,6 +2,7 @@
 
 #include <tarnkit/file_system.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -18,16 +19,34 @@ void print(std::FILE* output, const CUnicodeString& text) {
     std::fwrite(bytes.Ptr(), 1, static_cast<std::size_t>(bytes.GetLength()), output);
 }
 
+bool isUtf8(const CString& bytes) { return CString(CUnicodeString(bytes, kUtf8), kUtf8) == bytes; }
+
+// Bytes that are not UTF-8 may belong to the name of a file, so they become what they are in one.
+CUnicodeString argumentOf(CString bytes) {
+    CUnicodeString argument;
+    while (!bytes.IsEmpty()) {
+        constexpr int kLongestCharacter = 4;
+        int size = std::min(bytes.GetLength(), kLongestCharacter);
+        while (size > 1 && !isUtf8(bytes.Left(size)))
+            size--;
+        const CString part = bytes.Left(size);
+        argument += isUtf8(part) ? CUnicodeString(part, kUtf8) : FileSystem::FromNative(part);
+        bytes = bytes.Mid(size);
+    }
+    return argument;
+}
+
 } // namespace
 
 CArray<CUnicodeString> Arguments(int argc, char** argv) {
     CArray<CUnicodeString> arguments;
-    for (int i = 1; i < argc; i++) {
-        // What is not UTF-8 can only be the name of a file, which is found by its bytes.
-        const CUnicodeString argument(argv[i], kUtf8);
-        arguments.Add(CString(argument, kUtf8) == argv[i] ? argument : FileSystem::FromNative(argv[i]));
-    }
+    for (int i = 1; i < argc; i++)
+        arguments.Add(isUtf8(argv[i]) ? CUnicodeString(argv[i], kUtf8) : argumentOf(argv[i]));
     return arguments;
+}
+
+bool IsText(const CUnicodeString& argument) {
+    return CUnicodeString(CString(argument, kUtf8), kUtf8) == argument;
 }
 
 void Print(const CUnicodeString& text, bool hasOwnSequences) {

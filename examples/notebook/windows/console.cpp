@@ -49,6 +49,8 @@ CArray<CUnicodeString> Arguments(int, char**) {
     return arguments;
 }
 
+bool IsText(const CUnicodeString&) { return true; }
+
 void Print(const CUnicodeString& text, bool hasOwnSequences) {
     isAllPrinted = print(STD_OUTPUT_HANDLE, text, hasOwnSequences) && isAllPrinted;
 }

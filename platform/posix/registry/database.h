@@ -92,6 +92,8 @@ public:
     /// Closes the connection around a fork, which is not delayed by the log: a later `Close` folds it.
     void Suspend();
 
+    bool IsOpen() const { return connection != nullptr; }
+
     /// What is read after `Open` is what the database holds for as long as later calls of `Open` leave this
     /// number alone. Never 0.
     std::uint64_t Version() const { return version; }

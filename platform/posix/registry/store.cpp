@@ -238,6 +238,8 @@ LSTATUS RegistryStore::GetValue(RegistryKeyId key, std::u16string_view name,
 
 LSTATUS RegistryStore::GetValueOfFound(RegistryKeyId key, std::u16string_view name,
                                        const RegistryValueBuffer& value) {
+    if (!database.IsOpen()) // the search could not be ended
+        return GetValue(key, name, value);
     const RegistryCache::Question question = {RegistryCache::Kind::Value, key, name};
     RegistryCache::Answer answer;
     if (cache.Find(database.Version(), question, &answer))
